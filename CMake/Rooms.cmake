@@ -1,0 +1,38 @@
+# A room is a folder under Sources/ and one static library of the same name; it links only the floors under it.
+
+add_library(LarkmoorPrelude OBJECT "${PROJECT_SOURCE_DIR}/CMake/Prelude.cpp")
+target_precompile_headers(LarkmoorPrelude PRIVATE "${PROJECT_SOURCE_DIR}/CMake/Prelude.h")
+target_link_libraries(LarkmoorPrelude PRIVATE Boost::headers fmt::fmt Threads::Threads)
+
+# larkmoor_room(NAME SOURCES file... LINK library...)
+function(larkmoor_room name)
+  cmake_parse_arguments(PARSE_ARGV 1 room "" "" "SOURCES;LINK;PRIVATE_LINK")
+  add_library(${name} STATIC ${room_SOURCES})
+  target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}/Sources")
+  target_link_libraries(${name} PUBLIC Boost::headers fmt::fmt Threads::Threads ${room_LINK} PRIVATE ${room_PRIVATE_LINK})
+  target_precompile_headers(${name} REUSE_FROM LarkmoorPrelude)
+endfunction()
+
+# larkmoor_tests(NAME SOURCES file... LINK library... [LABELS label...] [TIMEOUT seconds])
+# One executable; each of its tests is a test of CTest.
+function(larkmoor_tests name)
+  cmake_parse_arguments(PARSE_ARGV 1 tests "" "TIMEOUT" "SOURCES;LINK;LABELS")
+  if(NOT tests_TIMEOUT)
+    set(tests_TIMEOUT 120)
+  endif()
+  add_executable(${name} ${tests_SOURCES})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/Tests")
+  target_compile_definitions(${name} PRIVATE LARKMOOR_TEST_DATA="${PROJECT_SOURCE_DIR}/Tests/Data")
+  target_link_libraries(${name} PRIVATE ${tests_LINK} GTest::gmock GTest::gtest_main)
+  target_precompile_headers(${name} REUSE_FROM LarkmoorTestPrelude)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS "${tests_LABELS}" TIMEOUT ${tests_TIMEOUT})
+endfunction()
+
+# larkmoor_fuzzer(NAME LINK library...): Fuzz/NAME.cpp, with its seeds in Fuzz/Corpus/NAME.
+function(larkmoor_fuzzer name)
+  cmake_parse_arguments(PARSE_ARGV 1 fuzzer "" "" "LINK")
+  add_executable(${name} "${PROJECT_SOURCE_DIR}/Fuzz/${name}.cpp")
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/Tests")
+  target_link_libraries(${name} PRIVATE ${fuzzer_LINK})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+endfunction()

@@ -1,0 +1,44 @@
+# Sourced by the scripts beside this folder: where the project is, what they say, what they install.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+cd "$root"
+
+say() { printf '== %s\n' "$*"; }
+fail() { printf '%s\n' "$*" >&2; exit 1; }
+
+# Debian packages by need. A script names the needs; what is missing is installed, what is there costs nothing.
+packages_build="clang-19 libclang-rt-19-dev lld-19 cmake ninja-build ccache pkg-config libboost1.81-dev libfmt-dev
+    libplist-dev libsystemd-dev libgcrypt20-dev"
+packages_test="libgtest-dev libgmock-dev python3 util-linux strace dbus"
+packages_bench="libbenchmark-dev nlohmann-json3-dev"
+packages_format="clang-format-19 clang-tidy-19"
+
+# install_packages NEED...: makes sure that the packages of each need are on this Debian 12 machine.
+install_packages() {
+    local need list missing=()
+    for need in "$@"; do
+        list="packages_$need"
+        for package in ${!list}; do
+            dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+        done
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    say "installing ${missing[*]}"
+    local sudo=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || fail "these Debian packages are missing, and installing them needs root: ${missing[*]}"
+        sudo=(sudo)
+    fi
+    "${sudo[@]}" apt-get -qq update
+    DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get -qq install -y --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# build PRESET [TARGET...]
+build() {
+    local preset=$1
+    shift
+    say "building: $preset"
+    cmake --preset "$preset" >"build-$preset.log" 2>&1 || { cat "build-$preset.log"; rm -f "build-$preset.log"; exit 1; }
+    rm -f "build-$preset.log"
+    cmake --build --preset "$preset" ${1:+--target "$@"}
+}

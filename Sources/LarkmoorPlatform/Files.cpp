@@ -1,0 +1,94 @@
+#include "LarkmoorPlatform/Files.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "LarkmoorPlatform/FileDescriptor.h"
+
+namespace larkmoor {
+
+std::string FileError::reason() const { return std::generic_category().message(code); }
+
+std::string FileError::description() const { return fmt::format("{}: {}", path, reason()); }
+
+namespace Files {
+
+namespace {
+
+std::unexpected<FileError> failure(const std::string& path, int code) { return std::unexpected(FileError{path, code}); }
+
+}  // namespace
+
+std::expected<Bytes, FileError> read(const std::string& path) {
+    const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+    if (!file) return failure(path, errno);
+    struct stat status{};
+    if (::fstat(file.get(), &status) != 0) return failure(path, errno);
+    Bytes bytes;
+    // The size is a hint only: files of /proc have none, and others may grow while we read.
+    std::size_t room = static_cast<std::size_t>(status.st_size) + 1;
+    std::size_t held = 0;
+    for (;;) {
+        bytes.resize(held + room);
+        const ssize_t count = ::read(file.get(), bytes.data() + held, room);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return failure(path, errno);
+        if (count == 0) break;
+        held += static_cast<std::size_t>(count);
+        room = bytes.size() > held ? bytes.size() - held : 65536;
+    }
+    bytes.resize(held);
+    return bytes;
+}
+
+std::expected<void, FileError> writeAll(int descriptor, BytesView bytes, const std::string& path) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return failure(path, errno);
+        if (count == 0) return failure(path, EIO);
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
+    }
+    return {};
+}
+
+std::expected<void, FileError> replace(const std::string& path, BytesView bytes, mode_t mode) {
+    const std::filesystem::path target{path};
+    std::string temporary = (target.parent_path() / ("." + target.filename().string() + ".XXXXXX")).string();
+    FileDescriptor file{::mkostemp(temporary.data(), O_CLOEXEC)};
+    if (!file) return failure(path, errno);
+    auto landed = writeAll(file.get(), bytes, path);
+    if (landed) static_cast<void>(::fchmod(file.get(), mode));
+    if (landed && ::close(file.release()) != 0) landed = failure(path, errno);
+    if (landed && std::rename(temporary.c_str(), path.c_str()) != 0) landed = failure(path, errno);
+    if (!landed) ::unlink(temporary.c_str());
+    return landed;
+}
+
+std::expected<void, FileError> makeFolders(const std::string& path, mode_t mode) {
+    if (path.empty()) return {};
+    struct stat status{};
+    if (::stat(path.c_str(), &status) == 0) {
+        if (S_ISDIR(status.st_mode)) return {};
+        return failure(path, ENOTDIR);
+    }
+    if (auto above = makeFolders(std::filesystem::path{path}.parent_path().string(), mode); !above) return above;
+    if (::mkdir(path.c_str(), mode) == 0 || errno == EEXIST) return {};
+    return failure(path, errno);
+}
+
+bool exists(const std::string& path) {
+    struct stat status{};
+    return ::stat(path.c_str(), &status) == 0;
+}
+
+}  // namespace Files
+
+}  // namespace larkmoor

@@ -1,0 +1,20 @@
+// Who speaks in the log, what the icon shows, how long a request took on its way.
+#pragma once
+
+#include <chrono>
+
+#include "LarkmoorWire/Codec/RawText.h"
+#include "LarkmoorWire/Codec/Record.h"
+
+namespace larkmoor {
+
+using Duration = std::chrono::nanoseconds;
+
+BOOST_DEFINE_ENUM_CLASS(DiagnosticSource, menu, settings, editor, mcp, ctl)
+
+BOOST_DEFINE_ENUM_CLASS(IconTrail, alert, solid, hollow)
+
+LARKMOOR_RECORD(LinkStages, (Duration, queued), (Duration, wire), (std::optional<Duration>, daemon),
+                (std::optional<Duration>, render), (Duration, total))
+
+}  // namespace larkmoor

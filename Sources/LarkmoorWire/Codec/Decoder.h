@@ -1,0 +1,172 @@
+// From a document to a value, by the value's description. Only the .cpp files that instantiate it include this.
+#pragma once
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <cstdint>
+#include <expected>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorWire/Catalogue/FilterValue.h"
+#include "LarkmoorWire/Codec/Base64.h"
+#include "LarkmoorWire/Codec/CodingFailure.h"
+#include "LarkmoorWire/Codec/Date.h"
+#include "LarkmoorWire/Codec/Numbers.h"
+#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorWire/Codec/Wirable.h"
+#include "LarkmoorWire/Codec/WireDocument.h"
+
+namespace larkmoor {
+
+/// How a variant words a document that is no case of it.
+template <class V>
+struct VariantWords {
+    static std::string wrongKeys(const WireNode&) { return "Invalid number of keys found, expected one."; }
+};
+
+/// One decoding. After the first failure the path is built on the way out, so that a document that fits pays nothing.
+class Decoder {
+  public:
+    template <class T>
+    static std::expected<T, CodingFailure> decode(BytesView bytes) {
+        WireDocument document;
+        if (auto parsed = document.parse(bytes); !parsed) return std::unexpected(std::move(parsed.error()));
+        Decoder decoder;
+        std::expected<T, CodingFailure> value;
+        if (!decoder.read(document.root(), *value)) value = std::unexpected(std::move(decoder.failure_));
+        return value;
+    }
+
+  private:
+    using Kind = WireNode::Kind;
+
+    template <class T>
+    bool read(const WireNode& node, T& out) {
+        if constexpr (isOptional<T>) {
+            if (node.kind == Kind::null) return out.reset(), true;
+            return read(node, out.emplace());
+        } else if constexpr (isList<T> && !std::same_as<T, Bytes>) {
+            return readList(node, out);
+        } else if constexpr (isTextMap<T>) {
+            return readMap(node, out);
+        } else if constexpr (RawText<T>) {
+            return readRawText(node, out);
+        } else if constexpr (WireVariant<T> && !std::same_as<T, FilterValue>) {
+            return readVariant(node, out);
+        } else if constexpr (WireRecord<T>) {
+            return readRecord(node, out);
+        } else {
+            return readScalar(node, out);
+        }
+    }
+
+    bool readScalar(const WireNode& node, std::string& out);
+    bool readScalar(const WireNode& node, bool& out);
+    bool readScalar(const WireNode& node, Int& out);
+    bool readScalar(const WireNode& node, double& out);
+    bool readScalar(const WireNode& node, Bytes& out);
+    bool readScalar(const WireNode& node, Date& out);
+    bool readScalar(const WireNode& node, FilterValue& out);
+
+    template <class T>
+    bool readList(const WireNode& node, std::vector<T>& out) {
+        if (node.kind != Kind::array) return fail("expected an array");
+        out.clear();
+        out.reserve(node.count);
+        for (const WireNode* element = node.begin(); element != node.end(); element = element->next()) {
+            if (!read(*element, out.emplace_back())) return under(out.size() - 1);
+        }
+        return true;
+    }
+
+    template <class T>
+    bool readMap(const WireNode& node, std::map<std::string, T>& out) {
+        if (node.kind != Kind::object) return fail("expected an object");
+        out.clear();
+        for (const WireNode* member = node.begin(); member != node.end(); member = member->next()) {
+            if (!read(*member, out[std::string{member->key.stringValue}])) return under(member->key.stringValue);
+        }
+        return true;
+    }
+
+    template <RawText E>
+    bool readRawText(const WireNode& node, E& out) {
+        if (node.kind != Kind::string) return fail("expected a string");
+        const auto value = fromRawText<E>(node.text);
+        if (!value) return fail(fmt::format("unknown case: {}", node.text));
+        out = *value;
+        return true;
+    }
+
+    template <WireRecord R>
+    bool readRecord(const WireNode& node, R& out) {
+        if (node.kind != Kind::object) return fail("expected an object");
+        std::uint64_t seen = 0;
+        for (const WireNode* member = node.begin(); member != node.end(); member = member->next()) {
+            if (!readMember<R>(*member, out, seen)) return false;
+        }
+        return requireFields<R>(seen);
+    }
+
+    /// Reads the field that the member names, if there is one. Of a key that stands twice the last holds.
+    template <WireRecord R>
+    bool readMember(const WireNode& member, R& out, std::uint64_t& seen) {
+        bool fits = true;
+        bool found = false;
+        std::uint64_t bit = 1;
+        boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
+            if (!found && member.key.stringValue == std::string_view{field.name}) {
+                found = true;
+                seen |= bit;
+                fits = read(member, out.*field.pointer) || under(field.name);
+            }
+            bit <<= 1;
+        });
+        return fits;
+    }
+
+    template <WireRecord R>
+    bool requireFields(std::uint64_t seen) {
+        bool complete = true;
+        std::uint64_t bit = 1;
+        boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
+            using Field = std::remove_cvref_t<decltype(std::declval<R&>().*field.pointer)>;
+            if constexpr (!isOptional<Field>) {
+                if (complete && (seen & bit) == 0) complete = fail("missing") || under(field.name);
+            }
+            bit <<= 1;
+        });
+        return complete;
+    }
+
+    template <WireVariant V>
+    bool readVariant(const WireNode& node, V& out) {
+        if (node.kind != Kind::object) return fail("expected an object");
+        if (node.count != 1) return fail(VariantWords<V>::wrongKeys(node));
+        const WireNode& payload = *node.begin();
+        const std::string_view key = payload.key.stringValue;
+        bool found = false;
+        bool fits = false;
+        boost::mp11::mp_for_each<boost::mp11::mp_transform<boost::mp11::mp_identity, typename V::Alternatives>>(
+            [&](auto type) {
+                using Case = typename decltype(type)::type;
+                if (!found && key == Case::wireName) {
+                    found = true;
+                    fits = read(payload, out.template emplace<Case>()) || under(key);
+                }
+            });
+        return found ? fits : fail(fmt::format("Unknown {} case: {}", V::variantName, key));
+    }
+
+    bool fail(std::string reason);
+    bool under(std::string_view name);
+    bool under(std::size_t index);
+
+    CodingFailure failure_;
+};
+
+}  // namespace larkmoor

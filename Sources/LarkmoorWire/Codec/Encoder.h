@@ -1,0 +1,103 @@
+// From a value to its document, by the value's description. Only the .cpp files that instantiate it include this.
+#pragma once
+
+#include <expected>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorWire/Catalogue/FilterValue.h"
+#include "LarkmoorWire/Codec/CodingFailure.h"
+#include "LarkmoorWire/Codec/Date.h"
+#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorWire/Codec/Wirable.h"
+
+namespace larkmoor {
+
+/// One encoding: fields in declared order, no blanks, "/" as it is. Fails on text that is not UTF-8 and on a number
+/// that is not finite, which JSON has no words for.
+class Encoder {
+  public:
+    template <class T>
+    static std::expected<Bytes, CodingFailure> encode(const T& value) {
+        Encoder encoder;
+        encoder.write(value);
+        if (encoder.failure_) return std::unexpected(*std::move(encoder.failure_));
+        return std::move(encoder.out_);
+    }
+
+  private:
+    template <class T>
+    void write(const T& value) {
+        if constexpr (isOptional<T>) {
+            // Reached for an element of a list; an empty field is left out with its key.
+            if (value) {
+                write(*value);
+            } else {
+                put("null");
+            }
+        } else if constexpr (isList<T> && !std::same_as<T, Bytes>) {
+            Separator separator{*this, "["};
+            for (const auto& element : value) separator.next(), write(element);
+            put("]");
+        } else if constexpr (isTextMap<T>) {
+            Separator separator{*this, "{"};
+            for (const auto& [key, element] : value) separator.next(), writeScalar(key), put(":"), write(element);
+            put("}");
+        } else if constexpr (RawText<T>) {
+            put("\""), put(rawText(value)), put("\"");
+        } else if constexpr (WireVariant<T> && !std::same_as<T, FilterValue>) {
+            value.visit(
+                [this](const auto& held) { put("{\""), put(held.wireName), put("\":"), writeRecord(held), put("}"); });
+        } else if constexpr (WireRecord<T>) {
+            writeRecord(value);
+        } else {
+            writeScalar(value);
+        }
+    }
+
+    template <WireRecord R>
+    void writeRecord(const R& record) {
+        Separator separator{*this, "{"};
+        boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
+            const auto& value = record.*field.pointer;
+            using Field = std::remove_cvref_t<decltype(value)>;
+            if constexpr (isOptional<Field>) {
+                if (value) separator.next(), put("\""), put(field.name), put("\":"), write(*value);
+            } else {
+                separator.next(), put("\""), put(field.name), put("\":"), write(value);
+            }
+        });
+        put("}");
+    }
+
+    void writeScalar(std::string_view text);
+    void writeScalar(bool truth) { put(truth ? "true" : "false"); }
+    void writeScalar(Int number);
+    void writeScalar(double number);
+    void writeScalar(const Bytes& bytes);
+    void writeScalar(const Date& date) { writeScalar(date.secondsSinceReference); }
+    void writeScalar(const FilterValue& value);
+
+    void put(std::string_view text) {
+        const BytesView bytes = asBytes(text);
+        out_.insert(out_.end(), bytes.begin(), bytes.end());
+    }
+    void fail(std::string_view reason);
+
+    struct Separator {
+        Encoder& encoder;
+        bool isFirst = true;
+
+        Separator(Encoder& owner, std::string_view opening) : encoder(owner) { encoder.put(opening); }
+        void next() {
+            if (!std::exchange(isFirst, false)) encoder.put(",");
+        }
+    };
+
+    Bytes out_;
+    std::optional<CodingFailure> failure_;
+};
+
+}  // namespace larkmoor

@@ -1,0 +1,17 @@
+#include "LarkmoorWire/Codec/Decoder.h"
+#include "LarkmoorWire/Codec/Encoder.h"
+#include "LarkmoorWire/Codec/Messages.h"
+
+namespace larkmoor {
+
+template <>
+std::expected<Bytes, CodingFailure> encode(const GatewayEvent& message) {
+    return Encoder::encode(message);
+}
+
+template <>
+std::expected<GatewayEvent, CodingFailure> decode(BytesView document) {
+    return Decoder::decode<GatewayEvent>(document);
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,17 @@
+#include "LarkmoorWire/Codec/Decoder.h"
+#include "LarkmoorWire/Codec/Encoder.h"
+#include "LarkmoorWire/Codec/Messages.h"
+
+namespace larkmoor {
+
+template <>
+std::expected<Bytes, CodingFailure> encode(const GatewayResponse& message) {
+    return Encoder::encode(message);
+}
+
+template <>
+std::expected<GatewayResponse, CodingFailure> decode(BytesView document) {
+    return Decoder::decode<GatewayResponse>(document);
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,26 @@
+// The three kinds of message and their JSON documents, in both directions.
+#pragma once
+
+#include <expected>
+
+#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorWire/Catalogue/GatewayEvent.h"
+#include "LarkmoorWire/Catalogue/GatewayRequest.h"
+#include "LarkmoorWire/Catalogue/GatewayResponse.h"
+#include "LarkmoorWire/Codec/CodingFailure.h"
+
+namespace larkmoor {
+
+template <class T>
+concept WireMessage =
+    std::same_as<T, GatewayRequest> || std::same_as<T, GatewayResponse> || std::same_as<T, GatewayEvent>;
+
+/// The message's JSON document. Fails where JSON has no form for a value; any thread.
+template <WireMessage T>
+std::expected<Bytes, CodingFailure> encode(const T& message);
+
+/// The message that the document holds, or the place and reason why it holds none; any bytes are safe; any thread.
+template <WireMessage T>
+std::expected<T, CodingFailure> decode(BytesView document);
+
+}  // namespace larkmoor

@@ -1,0 +1,123 @@
+#include "LarkmoorWire/Codec/WireDocument.h"
+
+#include <fmt/format.h>
+
+#include <boost/json/basic_parser_impl.hpp>
+#include <functional>
+#include <limits>
+#include <string>
+
+namespace larkmoor {
+
+namespace {
+
+constexpr std::size_t deepest = 512;
+// What a node stands for in a typical document; a guess that saves growing, not a bound.
+constexpr std::size_t bytesPerNode = 24;
+
+}  // namespace
+
+class WireDocument::Handler {
+  public:
+    // Names and limits as boost::json::basic_parser asks for them.
+    static constexpr std::size_t max_object_size = std::numeric_limits<std::uint32_t>::max();
+    static constexpr std::size_t max_array_size = max_object_size;
+    static constexpr std::size_t max_key_size = std::numeric_limits<std::size_t>::max();
+    static constexpr std::size_t max_string_size = max_key_size;
+    using Error = boost::json::error_code;
+
+    Handler(WireDocument& document, std::string_view input) : document_(document), input_(input) {}
+
+    bool on_document_begin(Error&) { return true; }
+    bool on_document_end(Error&) { return true; }
+    bool on_object_begin(Error&) { return open(WireNode::Kind::object); }
+    bool on_object_end(std::size_t count, Error&) { return close(count); }
+    bool on_array_begin(Error&) { return open(WireNode::Kind::array); }
+    bool on_array_end(std::size_t count, Error&) { return close(count); }
+    bool on_key_part(std::string_view part, std::size_t, Error&) { return gather(part); }
+    bool on_key(std::string_view part, std::size_t, Error&) {
+        key_ = WireKey{whole(part)};
+        return true;
+    }
+    bool on_string_part(std::string_view part, std::size_t, Error&) { return gather(part); }
+    bool on_string(std::string_view part, std::size_t, Error&) { return add(WireNode::Kind::string, whole(part)); }
+    bool on_number_part(std::string_view part, Error&) { return gather(part); }
+    bool on_int64(std::int64_t, std::string_view part, Error&) { return add(WireNode::Kind::number, whole(part)); }
+    bool on_uint64(std::uint64_t, std::string_view part, Error&) { return add(WireNode::Kind::number, whole(part)); }
+    bool on_double(double, std::string_view part, Error&) { return add(WireNode::Kind::number, whole(part)); }
+    bool on_bool(bool truth, Error&) {
+        add(WireNode::Kind::boolean, {});
+        document_.nodes_.back().truth = truth;
+        return true;
+    }
+    bool on_null(Error&) { return add(WireNode::Kind::null, {}); }
+    bool on_comment_part(std::string_view, Error&) { return true; }
+    bool on_comment(std::string_view, Error&) { return true; }
+
+  private:
+    bool add(WireNode::Kind kind, std::string_view text) {
+        document_.nodes_.push_back({.key = std::exchange(key_, {}), .text = text, .kind = kind});
+        return true;
+    }
+
+    bool open(WireNode::Kind kind) {
+        open_[depth_++] = static_cast<std::uint32_t>(document_.nodes_.size());
+        return add(kind, {});
+    }
+
+    bool close(std::size_t count) {
+        const std::uint32_t index = open_[--depth_];
+        WireNode& node = document_.nodes_[index];
+        node.span = static_cast<std::uint32_t>(document_.nodes_.size()) - index;
+        node.count = static_cast<std::uint32_t>(count);
+        return true;
+    }
+
+    bool gather(std::string_view part) {
+        pending_ += part;
+        return true;
+    }
+
+    /// The text that ends with `part`: in the input itself where it stands there unescaped, otherwise a copy.
+    std::string_view whole(std::string_view part) {
+        const std::less<const char*> before;
+        const char* end = input_.data() + input_.size();
+        if (pending_.empty() && !before(part.data(), input_.data()) && !before(end, part.data() + part.size()))
+            return part;
+        pending_ += part;
+        auto* copy = static_cast<char*>(document_.memory_.allocate(pending_.size() + 1, 1));
+        std::ranges::copy(pending_, copy);
+        const std::string_view text{copy, pending_.size()};
+        pending_.clear();
+        return text;
+    }
+
+    WireDocument& document_;
+    std::string_view input_;
+    std::string pending_;
+    WireKey key_;
+    std::array<std::uint32_t, deepest + 1> open_;
+    std::size_t depth_ = 0;
+};
+
+std::expected<void, CodingFailure> WireDocument::parse(BytesView bytes) {
+    const std::string_view input = asText(bytes);
+    if (input.size() >= std::numeric_limits<std::uint32_t>::max()) {
+        return std::unexpected(CodingFailure{.path = {}, .reason = "not JSON that we read: 4 GiB or more"});
+    }
+    nodes_.clear();
+    nodes_.reserve(input.size() / bytesPerNode + 8);
+    boost::json::parse_options options;
+    options.max_depth = deepest;
+    boost::json::basic_parser<Handler> parser{options, *this, input};
+    boost::json::error_code error;
+    const std::size_t taken = parser.write_some(false, input.data(), input.size(), error);
+    if (!error && taken < input.size()) error = boost::json::error::extra_data;
+    if (error) {
+        return std::unexpected(
+            CodingFailure{.path = {}, .reason = fmt::format("not JSON: {} (at byte {})", error.message(), taken)});
+    }
+    return {};
+}
+
+}  // namespace larkmoor
