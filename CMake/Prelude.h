@@ -1,10 +1,10 @@
 // Precompiled for every room: what nearly every file includes, and nothing that only one does.
 #pragma once
 
+#include <fmt/format.h>
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/describe.hpp>
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>

@@ -25,7 +25,11 @@ function(larkmoor_tests name)
   target_compile_definitions(${name} PRIVATE LARKMOOR_TEST_DATA="${PROJECT_SOURCE_DIR}/Tests/Data")
   target_link_libraries(${name} PRIVATE ${tests_LINK} GTest::gmock GTest::gtest_main)
   target_precompile_headers(${name} REUSE_FROM LarkmoorTestPrelude)
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS "${tests_LABELS}" TIMEOUT ${tests_TIMEOUT})
+  set(properties TIMEOUT ${tests_TIMEOUT})
+  if(tests_LABELS)
+    list(APPEND properties LABELS "${tests_LABELS}")
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
 endfunction()
 
 # larkmoor_fuzzer(NAME LINK library...): Fuzz/NAME.cpp, with its seeds in Fuzz/Corpus/NAME.

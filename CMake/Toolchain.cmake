@@ -8,11 +8,12 @@ set(CMAKE_CXX_STANDARD 23)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_STANDARD 17)
-set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 add_compile_options(-Wall -Wextra -Wpedantic -Werror -Wshadow -Wswitch -Wnon-virtual-dtor -Wold-style-cast
                     "$<$<COMPILE_LANGUAGE:C>:-Wno-old-style-cast>")
-add_link_options(-fuse-ld=lld-19)
+# Said once for all, since CMake tells libraries and programs apart and a precompiled header does not bear that.
+add_compile_options(-fPIE)
+add_link_options(-pie -fuse-ld=lld-19)
 
 # Clang marks a precompiled header with its time, which would defeat the compiler cache.
 add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
@@ -42,3 +43,4 @@ find_package(Threads REQUIRED)
 find_package(Boost 1.81 EXACT REQUIRED)
 find_package(fmt REQUIRED)
 pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
+pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd)

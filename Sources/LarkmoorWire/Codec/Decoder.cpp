@@ -53,6 +53,14 @@ bool Decoder::readScalar(const WireNode& node, FilterValue& out) {
     return fail("expected a string, a number, true or false");
 }
 
+std::string Decoder::keysOfNoReadRequest(const WireNode& node) {
+    std::vector<std::string> keys;
+    for (const WireNode* member = node.begin(); member != node.end(); member = member->next()) {
+        keys.push_back(fmt::format("\"{}\"", member->key.stringValue));
+    }
+    return fmt::format("ReadRequest expects exactly one case key, got [{}]", fmt::join(keys, ", "));
+}
+
 bool Decoder::fail(std::string reason) {
     failure_.reason = std::move(reason);
     return false;

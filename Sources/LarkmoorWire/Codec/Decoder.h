@@ -2,7 +2,6 @@
 #pragma once
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <cstdint>
 #include <expected>
@@ -12,6 +11,7 @@
 
 #include "LarkmoorPlatform/Bytes.h"
 #include "LarkmoorWire/Catalogue/FilterValue.h"
+#include "LarkmoorWire/Catalogue/ReadRequest.h"
 #include "LarkmoorWire/Codec/Base64.h"
 #include "LarkmoorWire/Codec/CodingFailure.h"
 #include "LarkmoorWire/Codec/Date.h"
@@ -21,12 +21,6 @@
 #include "LarkmoorWire/Codec/WireDocument.h"
 
 namespace larkmoor {
-
-/// How a variant words a document that is no case of it.
-template <class V>
-struct VariantWords {
-    static std::string wrongKeys(const WireNode&) { return "Invalid number of keys found, expected one."; }
-};
 
 /// One decoding. After the first failure the path is built on the way out, so that a document that fits pays nothing.
 class Decoder {
@@ -106,10 +100,21 @@ class Decoder {
     bool readRecord(const WireNode& node, R& out) {
         if (node.kind != Kind::object) return fail("expected an object");
         std::uint64_t seen = 0;
-        for (const WireNode* member = node.begin(); member != node.end(); member = member->next()) {
-            if (!readMember<R>(*member, out, seen)) return false;
-        }
-        return requireFields<R>(seen);
+        const WireNode* member = node.begin();
+        const WireNode* const end = node.end();
+        bool fits = true;
+        // Writers keep the declared order: one pass over the fields takes all of it, and leaves what is out of order.
+        std::uint64_t bit = 1;
+        boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
+            if (fits && member != end && member->key.stringValue == std::string_view{field.name}) {
+                seen |= bit;
+                fits = read(*member, out.*field.pointer) || under(field.name);
+                member = member->next();
+            }
+            bit <<= 1;
+        });
+        for (; fits && member != end; member = member->next()) fits = readMember<R>(*member, out, seen);
+        return fits && requireFields<R>(seen);
     }
 
     /// Reads the field that the member names, if there is one. Of a key that stands twice the last holds.
@@ -146,7 +151,10 @@ class Decoder {
     template <WireVariant V>
     bool readVariant(const WireNode& node, V& out) {
         if (node.kind != Kind::object) return fail("expected an object");
-        if (node.count != 1) return fail(VariantWords<V>::wrongKeys(node));
+        if (node.count != 1) {
+            if constexpr (std::same_as<V, ReadRequest>) return fail(keysOfNoReadRequest(node));
+            return fail("Invalid number of keys found, expected one.");
+        }
         const WireNode& payload = *node.begin();
         const std::string_view key = payload.key.stringValue;
         bool found = false;
@@ -161,6 +169,9 @@ class Decoder {
             });
         return found ? fits : fail(fmt::format("Unknown {} case: {}", V::variantName, key));
     }
+
+    /// A read request names what it found: its askers are many, and of many ages.
+    static std::string keysOfNoReadRequest(const WireNode& node);
 
     bool fail(std::string reason);
     bool under(std::string_view name);

@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstring>
 
 #include "LarkmoorPlatform/UTF8.h"
 #include "LarkmoorWire/Codec/Base64.h"
@@ -18,7 +19,25 @@ constexpr bool isPlain(char byte) {
     return value >= 0x20 && value < 0x80 && byte != '"' && byte != '\\';
 }
 
-std::string escaped(char byte) {
+/// How many bytes at the start of the text stand in a JSON string as they are.
+std::size_t plainRun(std::string_view text) {
+    constexpr std::uint64_t ones = 0x0101010101010101U;
+    constexpr std::uint64_t tops = ones << 7;
+    // Bit tricks of the field: a byte's top bit is set in `(x - n * ones) & ~x` if the byte is below n.
+    auto hasByteBelow = [](std::uint64_t x, std::uint64_t n) { return (x - ones * n) & ~x & tops; };
+    std::size_t run = 0;
+    for (std::uint64_t eight = 0; run + sizeof eight <= text.size(); run += sizeof eight) {
+        std::memcpy(&eight, text.data() + run, sizeof eight);
+        const std::uint64_t special = (eight & tops) | hasByteBelow(eight, 0x20) | hasByteBelow(eight ^ ones * '"', 1) |
+                                      hasByteBelow(eight ^ ones * '\\', 1);
+        if (special != 0) break;
+    }
+    while (run < text.size() && isPlain(text[run])) ++run;
+    return run;
+}
+
+/// Short forms where JSON has them, since that is how people read them.
+std::string_view shortEscape(char byte) {
     switch (byte) {
         case '"':
             return "\\\"";
@@ -35,7 +54,7 @@ std::string escaped(char byte) {
         case '\t':
             return "\\t";
         default:
-            return fmt::format("\\u{:04x}", static_cast<unsigned char>(byte));
+            return {};
     }
 }
 
@@ -49,23 +68,28 @@ std::string_view spelled(std::array<char, 32>& room, Number number) {
 
 void Encoder::writeScalar(std::string_view text) {
     put("\"");
-    while (!text.empty()) {
-        std::size_t run = 0;
-        while (run < text.size() && isPlain(text[run])) ++run;
-        while (run < text.size() && static_cast<unsigned char>(text[run]) >= 0x80) {
+    std::size_t run = 0;
+    while (run < text.size()) {
+        run += plainRun(text.substr(run));
+        if (run == text.size()) break;
+        if (static_cast<unsigned char>(text[run]) >= 0x80) {
             const std::size_t length = UTF8::characterLength(text.substr(run));
             if (length == 0) return fail("text that is not UTF-8");
             run += length;
+            continue;
         }
-        if (run == 0) {
-            put(escaped(text.front()));
-            run = 1;
-        } else {
-            put(text.substr(0, run));
-        }
-        text.remove_prefix(run);
+        put(text.substr(0, run));
+        writeEscape(text[run]);
+        text.remove_prefix(run + 1);
+        run = 0;
     }
+    put(text);
     put("\"");
+}
+
+void Encoder::writeEscape(char byte) {
+    if (const auto brief = shortEscape(byte); !brief.empty()) return put(brief);
+    fmt::format_to(std::back_inserter(out_), "\\u{:04x}", static_cast<unsigned char>(byte));
 }
 
 void Encoder::writeScalar(Int number) {

@@ -1,6 +1,8 @@
 // From a value to its document, by the value's description. Only the .cpp files that instantiate it include this.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <expected>
 #include <string>
 #include <string_view>
@@ -24,10 +26,12 @@ class Encoder {
         Encoder encoder;
         encoder.write(value);
         if (encoder.failure_) return std::unexpected(*std::move(encoder.failure_));
-        return std::move(encoder.out_);
+        return copyBytes(encoder.out_);
     }
 
   private:
+    Encoder() { out_.reserve(smallDocument); }
+
     template <class T>
     void write(const T& value) {
         if constexpr (isOptional<T>) {
@@ -59,18 +63,30 @@ class Encoder {
 
     template <WireRecord R>
     void writeRecord(const R& record) {
-        Separator separator{*this, "{"};
+        std::size_t comma = 1;  // the first key goes without
+        put("{");
         boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
             const auto& value = record.*field.pointer;
-            using Field = std::remove_cvref_t<decltype(value)>;
-            if constexpr (isOptional<Field>) {
-                if (value) separator.next(), put("\""), put(field.name), put("\":"), write(*value);
+            constexpr std::string_view key{keyText<decltype(field)>.data(), keyText<decltype(field)>.size()};
+            if constexpr (isOptional<std::remove_cvref_t<decltype(value)>>) {
+                if (value) put(key.substr(std::exchange(comma, 0))), write(*value);
             } else {
-                separator.next(), put("\""), put(field.name), put("\":"), write(value);
+                put(key.substr(std::exchange(comma, 0))), write(value);
             }
         });
         put("}");
     }
+
+    /// A field's name as it stands in the document, `,"name":`, made by the compiler.
+    template <class Field>
+    static constexpr auto keyText = [] {
+        constexpr std::string_view name = Field::name;
+        std::array<char, name.size() + 4> text{',', '"'};
+        std::ranges::copy(name, text.begin() + 2);
+        text[name.size() + 2] = '"';
+        text[name.size() + 3] = ':';
+        return text;
+    }();
 
     void writeScalar(std::string_view text);
     void writeScalar(bool truth) { put(truth ? "true" : "false"); }
@@ -80,11 +96,13 @@ class Encoder {
     void writeScalar(const Date& date) { writeScalar(date.secondsSinceReference); }
     void writeScalar(const FilterValue& value);
 
-    void put(std::string_view text) {
-        const BytesView bytes = asBytes(text);
-        out_.insert(out_.end(), bytes.begin(), bytes.end());
-    }
+    void writeEscape(char byte);
+
+    void put(std::string_view text) { out_ += text; }
     void fail(std::string_view reason);
+
+    // What a menu asks and is told fits; larger documents grow from here.
+    static constexpr std::size_t smallDocument = 256;
 
     struct Separator {
         Encoder& encoder;
@@ -96,7 +114,7 @@ class Encoder {
         }
     };
 
-    Bytes out_;
+    std::string out_;
     std::optional<CodingFailure> failure_;
 };
 

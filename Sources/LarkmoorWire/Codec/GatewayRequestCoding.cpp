@@ -4,18 +4,6 @@
 
 namespace larkmoor {
 
-/// A read request names what it found: its askers are many, and of many ages.
-template <>
-struct VariantWords<ReadRequest> {
-    static std::string wrongKeys(const WireNode& node) {
-        std::vector<std::string> keys;
-        for (const WireNode* member = node.begin(); member != node.end(); member = member->next()) {
-            keys.push_back(fmt::format("\"{}\"", member->key.stringValue));
-        }
-        return fmt::format("ReadRequest expects exactly one case key, got [{}]", fmt::join(keys, ", "));
-    }
-};
-
 template <>
 std::expected<Bytes, CodingFailure> encode(const GatewayRequest& message) {
     return Encoder::encode(message);

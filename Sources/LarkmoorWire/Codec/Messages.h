@@ -23,4 +23,18 @@ std::expected<Bytes, CodingFailure> encode(const T& message);
 template <WireMessage T>
 std::expected<T, CodingFailure> decode(BytesView document);
 
+// Each kind is built in a file of its own: GatewayRequestCoding.cpp and its neighbours.
+template <>
+std::expected<Bytes, CodingFailure> encode(const GatewayRequest& message);
+template <>
+std::expected<Bytes, CodingFailure> encode(const GatewayResponse& message);
+template <>
+std::expected<Bytes, CodingFailure> encode(const GatewayEvent& message);
+template <>
+std::expected<GatewayRequest, CodingFailure> decode(BytesView document);
+template <>
+std::expected<GatewayResponse, CodingFailure> decode(BytesView document);
+template <>
+std::expected<GatewayEvent, CodingFailure> decode(BytesView document);
+
 }  // namespace larkmoor

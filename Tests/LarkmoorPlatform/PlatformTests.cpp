@@ -1,0 +1,85 @@
+// What the platform floor has of its own, without the system's services.
+#include <gtest/gtest.h>
+
+#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorPlatform/HomeFolder.h"
+#include "LarkmoorPlatform/RunningExecutable.h"
+#include "LarkmoorPlatform/Text.h"
+#include "LarkmoorPlatform/UTF8.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/Text.h"
+
+namespace larkmoor {
+namespace {
+
+TEST(UTF8, IsWellFormedOrNot) {
+    struct Case {
+        std::string_view name, text;
+        bool isValid;
+    };
+    using namespace std::string_view_literals;
+    const Case table[] = {
+        {"empty", "", true},
+        {"a NUL", "a\0b"sv, true},
+        {"each length", "a\u00e9\u203a\U0001d11e", true},
+        {"the last of each length", "\x7f\u07ff\uffff\U0010ffff", true},
+        {"a lone continuation", "\x80", false},
+        {"overlong slash", "\xc0\xaf", false},
+        {"overlong in three", "\xe0\x9f\xbf", false},
+        {"overlong in four", "\xf0\x8f\xbf\xbf", false},
+        {"a surrogate", "\xed\xa0\x80", false},
+        {"past the last", "\xf4\x90\x80\x80", false},
+        {"cut short", "eight ok\xe2\x80", false},
+        {"after eight plain bytes", "12345678\xff", false},
+    };
+    for (const Case& row : table) EXPECT_EQ(UTF8::isValid(row.text), row.isValid) << row.name;
+}
+
+TEST(UTF8, AppendsEveryScalarAsItReads) {
+    for (char32_t scalar = 0; scalar <= 0x10FFFF; ++scalar) {
+        if (scalar >= 0xD800 && scalar <= 0xDFFF) continue;
+        std::string text;
+        UTF8::append(text, scalar);
+        ASSERT_EQ(UTF8::characterLength(text), text.size()) << static_cast<std::uint32_t>(scalar);
+    }
+}
+
+TEST(Text, IsTrimmedAtBothEnds) {
+    EXPECT_EQ(trimmed("\t a b\r\n"), "a b");
+    EXPECT_EQ(trimmed(" \n"), "");
+    EXPECT_EQ(trimmed(""), "");
+}
+
+TEST(Files, ReadsWhatIsThereAndNamesWhatIsNot) {
+    const testing::TemporaryFolder folder;
+    const std::string large(200'000, 'x');
+    ASSERT_TRUE(Files::replace(folder / "large", asBytes(large), 0600));
+    EXPECT_EQ(testing::text(*Files::read(folder / "large")), large);
+    ASSERT_TRUE(Files::replace(folder / "empty", {}, 0600));
+    EXPECT_TRUE(Files::read(folder / "empty")->empty());
+    EXPECT_FALSE(Files::read("/proc/self/stat")->empty());
+    EXPECT_EQ(Files::read(folder / "none").error().description(), folder / "none" + ": No such file or directory");
+    EXPECT_EQ(Files::read(folder.path().string()).error().code, EISDIR);
+}
+
+TEST(Files, ReplacingBreaksNoReader) {
+    const testing::TemporaryFolder folder;
+    ASSERT_TRUE(Files::replace(folder / "file", asBytes("old"), 0600));
+    std::filesystem::create_hard_link(folder / "file", folder / "reader");
+    ASSERT_TRUE(Files::replace(folder / "file", asBytes("new"), 0640));
+    EXPECT_EQ(testing::text(*Files::read(folder / "reader")), "old");
+    EXPECT_EQ(testing::text(*Files::read(folder / "file")), "new");
+    EXPECT_EQ(std::filesystem::status(folder / "file").permissions(), std::filesystem::perms{0640});
+    EXPECT_EQ(Files::replace(folder / "none/file", asBytes("x"), 0600).error().code, ENOENT);
+}
+
+TEST(RunningExecutable, IsThisTest) {
+    const auto path = runningExecutable();
+    ASSERT_TRUE(path);
+    EXPECT_TRUE(path->ends_with("/LarkmoorPlatformTests")) << *path;
+}
+
+TEST(HomeFolder, IsAbsolute) { EXPECT_TRUE(homeFolder().starts_with('/')); }
+
+}  // namespace
+}  // namespace larkmoor

@@ -1,0 +1,232 @@
+// The contract as the code has it against the contract as it was written down by hand, and every bit of it round trip.
+#include <cxxabi.h>
+#include <gtest/gtest.h>
+
+#include <fmt/ranges.h>
+
+#include <set>
+#include <sstream>
+#include <typeinfo>
+
+#include "LarkmoorWire/Catalogue/Tracing.h"
+#include "LarkmoorWire/Codec/Decoder.h"
+#include "LarkmoorWire/Codec/Encoder.h"
+#include "LarkmoorWire/Codec/Messages.h"
+#include "Support/Text.h"
+#include "Support/WireGenerator.h"
+
+namespace larkmoor {
+namespace {
+
+using boost::mp11::mp_for_each;
+using boost::mp11::mp_identity;
+using boost::mp11::mp_transform;
+
+/// "larkmoor::DayPresence::App" is "DayPresence.App".
+template <class T>
+std::string nameOf() {
+    int status = 0;
+    const std::unique_ptr<char, void (*)(void*)> demangled{
+        abi::__cxa_demangle(typeid(T).name(), nullptr, nullptr, &status), std::free};
+    std::string name = demangled.get();
+    name.erase(0, std::string_view{"larkmoor::"}.size());
+    for (const std::string_view mark : {"Parts::", "::"}) {
+        for (auto at = name.find(mark); at != std::string::npos; at = name.find(mark))
+            name.replace(at, mark.size(), ".");
+    }
+    return name;
+}
+
+/// Collects a line for every variant, case and record that a type reaches.
+class Dump {
+  public:
+    template <class T>
+    void add() {
+        if constexpr (isOptional<T>) {
+            add<typename T::value_type>();
+        } else if constexpr (std::same_as<T, Bytes>) {
+            return;
+        } else if constexpr (isList<T>) {
+            add<typename T::value_type>();
+        } else if constexpr (isTextMap<T>) {
+            add<typename T::mapped_type>();
+        } else if constexpr (RawText<T>) {
+            std::vector<std::string_view> cases;
+            mp_for_each<boost::describe::describe_enumerators<T>>(
+                [&](auto enumerator) { cases.push_back(enumerator.name); });
+            lines.insert(fmt::format("{} = {}", nameOf<T>(), fmt::join(cases, ", ")));
+        } else if constexpr (WireVariant<T>) {
+            mp_for_each<mp_transform<mp_identity, typename T::Alternatives>>([&](auto type) {
+                using Case = typename decltype(type)::type;
+                const std::string fields = fieldsOf<Case>();
+                lines.insert(
+                    fmt::format("{}.{}{}{}", T::variantName, Case::wireName, fields.empty() ? "" : " ", fields));
+            });
+        } else if constexpr (WireRecord<T>) {
+            lines.insert(fmt::format("{} {{{}}}", nameOf<T>(), fieldsOf<T>()));
+        }
+    }
+
+    std::set<std::string> lines;
+
+  private:
+    template <class T>
+    std::string fieldsOf() {
+        std::vector<std::string> fields;
+        mp_for_each<FieldsOf<T>>([&](auto field) {
+            using Field = std::remove_cvref_t<decltype(std::declval<T&>().*field.pointer)>;
+            fields.push_back(fmt::format("{}: {}", field.name, spelled<Field>()));
+            add<Field>();
+        });
+        return fmt::format("{}", fmt::join(fields, ", "));
+    }
+
+    template <class T>
+    static std::string spelled() {
+        if constexpr (isOptional<T>)
+            return spelled<typename T::value_type>() + "?";
+        else if constexpr (std::same_as<T, Bytes>)
+            return "bytes";
+        else if constexpr (isList<T>)
+            return "[" + spelled<typename T::value_type>() + "]";
+        else if constexpr (isTextMap<T>)
+            return "[text: " + spelled<typename T::mapped_type>() + "]";
+        else if constexpr (std::same_as<T, std::string>)
+            return "text";
+        else if constexpr (std::same_as<T, bool>)
+            return "bool";
+        else if constexpr (std::same_as<T, Int>)
+            return "Int";
+        else if constexpr (std::same_as<T, double>)
+            return "Double";
+        else
+            return nameOf<T>();
+    }
+};
+
+TEST(Catalogue, IsWhatWasWrittenDown) {
+    Dump dump;
+    dump.add<GatewayRequest>();
+    dump.add<GatewayResponse>();
+    dump.add<GatewayEvent>();
+    // No message carries these, yet they are of the contract.
+    dump.add<DiagnosticSource>();
+    dump.add<IconTrail>();
+    dump.add<ShortcutCard>();
+    dump.add<ShortcutDetail>();
+    dump.add<ShortcutRow>();
+
+    std::set<std::string> written;
+    std::istringstream file{testing::testData("catalogue.txt")};
+    for (std::string line; std::getline(file, line);) {
+        if (!line.empty()) EXPECT_TRUE(written.insert(line).second) << "twice: " << line;
+    }
+    ASSERT_FALSE(written.empty());
+    for (const auto& line : dump.lines) EXPECT_TRUE(written.contains(line)) << "only in the code: " << line;
+    for (const auto& line : written) EXPECT_TRUE(dump.lines.contains(line)) << "only in the file: " << line;
+}
+
+template <WireVariant V>
+void roundTripEveryCase() {
+    constexpr std::size_t cases = std::variant_size_v<typename V::Alternatives>;
+    for (std::size_t index = 0; index < cases; ++index) {
+        for (unsigned seed = 0; seed < 12; ++seed) {
+            const V value = testing::WireGenerator{seed}.makeCase<V>(index);
+            const auto document = Encoder::encode(value);
+            ASSERT_TRUE(document) << document.error().description();
+            const auto back = Decoder::decode<V>(*document);
+            ASSERT_TRUE(back) << testing::text(*document) << "\n" << back.error().description();
+            EXPECT_TRUE(*back == value) << testing::text(*document);
+        }
+    }
+}
+
+TEST(Catalogue, EveryCaseSurvivesTheRoundTrip) {
+    roundTripEveryCase<ReadRequest>();
+    roundTripEveryCase<ControlRequest>();
+    roundTripEveryCase<NotesRequest>();
+    roundTripEveryCase<DiagnosticRequest>();
+    roundTripEveryCase<GatewayRequest>();
+    roundTripEveryCase<GatewayResponse>();
+    roundTripEveryCase<GatewayEvent>();
+    roundTripEveryCase<ShortcutInjection>();
+    roundTripEveryCase<FilterValue>();
+}
+
+/// The case's document without one of its fields.
+template <class Case>
+std::string documentWithout(const Case& payload, std::string_view left) {
+    std::vector<std::string> members;
+    mp_for_each<FieldsOf<Case>>([&](auto field) {
+        const auto& value = payload.*field.pointer;
+        if (field.name != left)
+            members.push_back(fmt::format("\"{}\":{}", field.name, testing::text(*Encoder::encode(value))));
+    });
+    return fmt::format("{{\"{}\":{{{}}}}}", Case::wireName, fmt::join(members, ","));
+}
+
+// A required field that is gone must be missed, an optional one must not: for every field of every case.
+template <WireVariant V>
+void missEveryField() {
+    mp_for_each<mp_transform<mp_identity, typename V::Alternatives>>([&](auto type) {
+        using Case = typename decltype(type)::type;
+        const auto payload = testing::WireGenerator{3}.make<Case>();
+        mp_for_each<FieldsOf<Case>>([&](auto field) {
+            using Field = std::remove_cvref_t<decltype(std::declval<Case&>().*field.pointer)>;
+            const std::string document = documentWithout(payload, field.name);
+            EXPECT_EQ(Decoder::decode<V>(asBytes(document)).has_value(), isOptional<Field>) << document;
+        });
+    });
+}
+
+TEST(Catalogue, ARequiredFieldIsMissed) {
+    missEveryField<ReadRequest>();
+    missEveryField<ControlRequest>();
+    missEveryField<NotesRequest>();
+    missEveryField<GatewayResponse>();
+}
+
+TEST(ControlRequest, VerbsAreTheNamesInSnakeCase) {
+    const std::string_view verbs[] = {
+        "add_rule",
+        "remove_rule",
+        "toggle_rule",
+        "add_concept",
+        "remove_concept",
+        "forget",
+        "delete_utterance",
+        "connect_app",
+        "disconnect_app",
+        "enter_phrase",
+        "pause_for",
+        "export",
+        "set_diagnostic_logging",
+        "set_frame_keep",
+        "set_reel_keep",
+        "log_update",
+        "request_grant",
+        "store_key_for_migration",
+        "delete_all",
+        "reveal_phrase",
+        "pause",
+        "resume",
+        "generate_phrase",
+        "shutdown",
+    };
+    constexpr std::size_t cases = std::variant_size_v<ControlRequest::Alternatives>;
+    ASSERT_EQ(std::size(verbs), cases);
+    for (std::size_t index = 0; index < cases; ++index) {
+        EXPECT_EQ(verb(testing::WireGenerator{0}.makeCase<ControlRequest>(index)), verbs[index]);
+    }
+}
+
+TEST(RawText, IsTheNameOfTheCase) {
+    EXPECT_EQ(rawText(FrontRecording::titleOnly), "titleOnly");
+    EXPECT_EQ(fromRawText<FrontRecording>("none"), FrontRecording::none);
+    for (const std::string_view stranger : {"", "None", "title only", "none "}) {
+        EXPECT_FALSE(fromRawText<FrontRecording>(stranger)) << stranger;
+    }
+}
+
+}  // namespace
+}  // namespace larkmoor

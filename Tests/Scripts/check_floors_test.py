@@ -1,0 +1,56 @@
+"""The check of the floors must see each kind of break: a tree of one file each, with what the check has to say of it."""
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+CHECK = Path(__file__).resolve().parents[2] / "Scripts" / "check-floors"
+
+BREAKS = [
+    ("Sources/LarkmoorWire/A.h", "LarkmoorKit/B.h", "floor 1 includes LarkmoorKit/B.h of floor 2"),
+    ("Sources/LarkmoorPlatform/A.h", "LarkmoorWire/B.h", "floor 0 includes LarkmoorWire/B.h of floor 1"),
+    ("Sources/LarkmoorUpdate/A.cpp", "LarkmoorConnectors/B.h", "of a neighbour on its own floor"),
+    ("Sources/LarkmoorKit/A.cpp", "LarkmoorPlatform/Linux/Bus.h", "names the adapter"),
+    ("Sources/LarkmoorMenuApp/MenuBar.cpp", "LarkmoorPlatform/Linux/Bus.h", "names the adapter"),
+    ("Tests/LarkmoorKit/ATests.cpp", "LarkmoorPlatform/Linux/Bus.h", "names the adapter"),
+    ("Sources/LarkmoorNew/A.h", "string", "stands on no floor"),
+]
+ALLOWED = [
+    ("Sources/LarkmoorKit/A.h", "LarkmoorWire/B.h"),
+    ("Sources/LarkmoorMenuApp/Main/main.cpp", "LarkmoorPlatform/Linux/Bus.h"),
+    ("Sources/LarkmoorPlatform/Linux/A.cpp", "LarkmoorPlatform/Linux/Bus.h"),
+    ("Tools/larkmoor-tray/main.cpp", "LarkmoorPlatform/Linux/Bus.h"),
+    ("Tests/LarkmoorPlatform/Linux/BusTests.cpp", "LarkmoorPlatform/Linux/Bus.h"),
+]
+
+
+def check(place, included):
+    with tempfile.TemporaryDirectory() as root:
+        file = Path(root, place)
+        file.parent.mkdir(parents=True)
+        Path(root, "Sources").mkdir(exist_ok=True)
+        file.write_text(f'#pragma once\n  #  include "{included}"\n', encoding="utf-8")
+        return subprocess.run([sys.executable, CHECK, root], capture_output=True, text=True)
+
+
+class Floors(unittest.TestCase):
+    def test_each_break_is_named_with_its_place(self):
+        for place, included, words in BREAKS:
+            with self.subTest(place):
+                result = check(place, included)
+                self.assertEqual(result.returncode, 1)
+                self.assertIn(words, result.stdout)
+                self.assertIn(place, result.stdout)
+
+    def test_what_is_allowed_passes(self):
+        for place, included in ALLOWED:
+            with self.subTest(place):
+                self.assertEqual(check(place, included).returncode, 0)
+
+    def test_no_tree_is_no_pass(self):
+        with tempfile.TemporaryDirectory() as root:
+            self.assertEqual(subprocess.run([sys.executable, CHECK, root], capture_output=True).returncode, 2)
+
+
+unittest.main()
