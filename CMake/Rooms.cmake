@@ -29,8 +29,14 @@ function(larkmoor_tests name)
   if(tests_LABELS)
     list(APPEND properties LABELS "${tests_LABELS}")
   endif()
+  if("concurrency" IN_LIST tests_LABELS)
+    add_dependencies(concurrency-tests ${name})
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
 endfunction()
+
+# What the thread sanitizer's build is for: it need not build the rest.
+add_custom_target(concurrency-tests)
 
 # larkmoor_fuzzer(NAME LINK library...): Fuzz/NAME.cpp, with its seeds in Fuzz/Corpus/NAME.
 function(larkmoor_fuzzer name)

@@ -59,6 +59,15 @@ std::expected<void, FileError> writeAll(int descriptor, BytesView bytes, const s
     return {};
 }
 
+std::expected<void, FileError> create(const std::string& path, BytesView bytes, mode_t mode) {
+    FileDescriptor file{::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode)};
+    if (!file) return failure(path, errno);
+    auto landed = writeAll(file.get(), bytes, path);
+    if (landed && ::close(file.release()) != 0) landed = failure(path, errno);
+    if (!landed) ::unlink(path.c_str());
+    return landed;
+}
+
 std::expected<void, FileError> replace(const std::string& path, BytesView bytes, mode_t mode) {
     const std::filesystem::path target{path};
     std::string temporary = (target.parent_path() / ("." + target.filename().string() + ".XXXXXX")).string();
@@ -84,9 +93,24 @@ std::expected<void, FileError> makeFolders(const std::string& path, mode_t mode)
     return failure(path, errno);
 }
 
+std::optional<std::chrono::system_clock::time_point> modified(const std::string& path) {
+    struct stat status{};
+    if (::stat(path.c_str(), &status) != 0) return std::nullopt;
+    const auto sinceEpoch =
+        std::chrono::seconds{status.st_mtim.tv_sec} + std::chrono::nanoseconds{status.st_mtim.tv_nsec};
+    return std::chrono::system_clock::time_point{
+        std::chrono::duration_cast<std::chrono::system_clock::duration>(sinceEpoch)};
+}
+
 bool exists(const std::string& path) {
     struct stat status{};
     return ::stat(path.c_str(), &status) == 0;
+}
+
+std::optional<mode_t> permissions(const std::string& path) {
+    struct stat status{};
+    if (::stat(path.c_str(), &status) != 0) return std::nullopt;
+    return status.st_mode & 07777;
 }
 
 }  // namespace Files

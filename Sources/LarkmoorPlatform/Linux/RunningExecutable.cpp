@@ -1,19 +1,9 @@
 #include "LarkmoorPlatform/RunningExecutable.h"
 
-#include <filesystem>
-#include <string_view>
-#include <system_error>
+#include "LarkmoorPlatform/Linux/ProcessExecutable.h"
 
 namespace larkmoor {
 
-std::optional<std::string> runningExecutable() {
-    std::error_code failed;
-    std::string path = std::filesystem::read_symlink("/proc/self/exe", failed).string();
-    if (failed) return std::nullopt;
-    // The kernel marks a file that was replaced since; the place that it had is what we are asked for.
-    constexpr std::string_view mark = " (deleted)";
-    if (path.ends_with(mark)) path.resize(path.size() - mark.size());
-    return path;
-}
+std::optional<std::string> runningExecutable() { return processExecutable("self"); }
 
 }  // namespace larkmoor

@@ -1,0 +1,76 @@
+#include "config/Measure.h"
+
+#include <malloc.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <new>
+#include <vector>
+
+namespace {
+
+bool counting = false;
+std::size_t live = 0;
+std::size_t highest = 0;
+
+void forget(void* memory) {
+    if (counting && memory != nullptr) live -= std::min(live, malloc_usable_size(memory));
+    std::free(memory);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    void* memory = std::malloc(size);
+    if (memory == nullptr) throw std::bad_alloc{};
+    if (counting) highest = std::max(highest, live += malloc_usable_size(memory));
+    return memory;
+}
+void operator delete(void* memory) noexcept { forget(memory); }
+void operator delete(void* memory, std::size_t) noexcept { forget(memory); }
+
+namespace larkmoor::bench {
+
+namespace {
+
+double timed(const std::function<void()>& work, int repeats) {
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    for (int left = repeats; left > 0; --left) work();
+    return std::chrono::duration<double>(Clock::now() - start).count() / repeats;
+}
+
+double median(std::vector<double>& times) {
+    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+    std::ranges::nth_element(times, middle);
+    return *middle;
+}
+
+}  // namespace
+
+double secondsFor(const std::function<void()>& work, int rounds) {
+    std::vector<double> times;
+    for (int left = rounds; left > 0; --left) times.push_back(timed(work, 1));
+    return median(times);
+}
+
+Comparison compare(const std::function<void()>& ours, const std::function<void()>& theirs, int rounds, int repeats) {
+    std::vector<double> mine, peers;
+    ours(), theirs();
+    for (int left = rounds; left > 0; --left) {
+        mine.push_back(timed(ours, repeats));
+        peers.push_back(timed(theirs, repeats));
+    }
+    return {median(mine), median(peers)};
+}
+
+Memory memoryOf(const std::function<void()>& work) {
+    live = highest = 0;
+    counting = true;
+    work();
+    counting = false;
+    return {live, highest};
+}
+
+}  // namespace larkmoor::bench

@@ -1,0 +1,35 @@
+// Timing and counting for the comparisons of this folder.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+
+namespace larkmoor::bench {
+
+/// Keeps the optimiser from dropping what made the value.
+template <class T>
+void keep(const T& value) {
+    asm volatile("" : : "r"(&value) : "memory");
+}
+
+/// Median seconds of one call.
+double secondsFor(const std::function<void()>& work, int rounds);
+
+struct Comparison {
+    double ours = 0;    ///< seconds, the median
+    double theirs = 0;  ///< seconds, the median
+};
+
+/// Both by turns in one run, so that a busy machine is busy for both; each turn is `repeats` calls.
+Comparison compare(const std::function<void()>& ours, const std::function<void()>& theirs, int rounds, int repeats);
+
+/// What went through operator new, in bytes as the allocator rounds them.
+struct Memory {
+    std::size_t held = 0;  ///< by what the call has left behind
+    std::size_t peak = 0;  ///< the most at any one time during the call
+};
+
+/// `work` keeps what it made until after it returns; it is called once.
+Memory memoryOf(const std::function<void()>& work);
+
+}  // namespace larkmoor::bench

@@ -1,0 +1,25 @@
+# The bundle, put together in the build folder as it will lie on the machine: programs are linked straight into it.
+include(GNUInstallDirs)
+
+set(LARKMOOR_BUNDLE "${PROJECT_BINARY_DIR}/Larkmoor.app")
+set(LARKMOOR_INSTALLED_BUNDLE "${CMAKE_INSTALL_FULL_LIBDIR}/larkmoor/Larkmoor.app")
+
+configure_file("${PROJECT_SOURCE_DIR}/Packaging/Info.plist.in" "${LARKMOOR_BUNDLE}/Contents/Info.plist" @ONLY)
+configure_file("${PROJECT_SOURCE_DIR}/Packaging/tools.fenwright.larkmoor.menubar.desktop.in"
+               "${PROJECT_BINARY_DIR}/tools.fenwright.larkmoor.menubar.desktop" @ONLY)
+
+add_custom_target(larkmoor-bundle ALL
+  COMMAND ${CMAKE_COMMAND} -E copy_directory "${PROJECT_SOURCE_DIR}/Packaging/icons/hicolor"
+          "${LARKMOOR_BUNDLE}/Contents/Resources/icons/hicolor"
+  COMMENT "Putting Larkmoor.app together" VERBATIM)
+
+# larkmoor_bundled(TARGET): the program is part of the bundle.
+function(larkmoor_bundled target)
+  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${LARKMOOR_BUNDLE}/Contents/MacOS")
+  add_dependencies(larkmoor-bundle ${target})
+endfunction()
+
+install(DIRECTORY "${LARKMOOR_BUNDLE}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/larkmoor" USE_SOURCE_PERMISSIONS)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/Packaging/icons/hicolor" DESTINATION "${CMAKE_INSTALL_DATADIR}/icons")
+install(FILES "${PROJECT_BINARY_DIR}/tools.fenwright.larkmoor.menubar.desktop"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/applications")

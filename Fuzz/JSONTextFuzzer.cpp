@@ -1,0 +1,60 @@
+// Any bytes scan or are refused at one place inside them. Of what scans, nodes nest, lie in order and never overlap,
+// and what lies between them is trivia or punctuation; without its comments it is a document of the strict dialect.
+#include <cstdio>
+#include <cstdlib>
+
+#include "LarkmoorConnectors/ConfigFile/JSONGuarantees.h"
+
+namespace {
+
+using namespace larkmoor;
+
+void require(bool holds, const char* what) {
+    if (holds) return;
+    std::fprintf(stderr, "broken guarantee: %s\n", what);
+    std::abort();
+}
+
+void require(const testing::Broken& broken) {
+    if (broken) require(false, broken->c_str());
+}
+
+/// A blank in the place of each.
+std::string withoutComments(BytesView bytes, const JSONScan& scan) {
+    std::string text{asText(bytes)};
+    for (auto comment = scan.comments.rbegin(); comment != scan.comments.rend(); ++comment) {
+        const auto start = static_cast<std::size_t>(comment->start);
+        text.replace(start, static_cast<std::size_t>(comment->end) - start, " ");
+    }
+    return text;
+}
+
+void checkRefusal(BytesView bytes, const JSONTextError& error) {
+    require(error.offset >= 0 && error.offset <= std::ssize(bytes), "a refusal names a place in the document");
+    require(!error.reason.empty(), "a refusal says why");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const BytesView bytes = std::as_bytes(std::span{data, size});
+    const auto strict = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
+    const auto commented = JSONText::scanWithTrivia(bytes, JSONDialect::withComments);
+    if (!strict) checkRefusal(bytes, strict.error());
+    if (!commented) checkRefusal(bytes, commented.error());
+    if (strict) {
+        require(strict->comments.empty(), "plain JSON has no comments");
+        require(testing::Tiling{bytes, *strict}.broken());
+        require(commented.has_value(), "plain JSON is JSON with comments");
+        const JSONNode copy = strict->root;
+        require(copy.value(bytes) == commented->root.value(bytes), "both dialects and a copy say the same");
+    }
+    if (commented) {
+        require(testing::Tiling{bytes, *commented}.broken());
+        const std::string plain = withoutComments(bytes, *commented);
+        const auto again = JSONText::scanWithTrivia(asBytes(plain), JSONDialect::strict);
+        require(again.has_value(), "without its comments it is plain JSON");
+        require(again->root.value(asBytes(plain)) == commented->root.value(bytes), "which says the same");
+    }
+    return 0;
+}

@@ -1,0 +1,90 @@
+// larkmoor-alert: shows one alert and says what was chosen. AlertProtocol.h is its only interface.
+#include <QApplication>
+#include <QFile>
+#include <QIcon>
+
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "LarkmoorAlert/AlertProtocol.h"
+#include "LarkmoorAlert/AlertWindow.h"
+
+namespace larkmoor {
+
+namespace {
+
+namespace protocol = AlertProtocol;
+
+/// There is nothing to tidy up that the end of the process does not, and a toolkit's farewell is not worth waiting for.
+[[noreturn]] void leave(protocol::ExitStatus status, const QString& words = {}) {
+    if (!words.isEmpty()) std::fprintf(stderr, "larkmoor-alert: %s\n", qPrintable(words));
+    std::fflush(stdout);
+    std::_Exit(status);
+}
+
+AlertRequest readRequest() {
+    QFile input;
+    if (!input.open(STDIN_FILENO, QIODevice::ReadOnly)) leave(protocol::badRequest, input.errorString());
+    auto request = AlertRequest::read(input.readAll());
+    if (!request) leave(protocol::badRequest, QStringLiteral("no request of mine on standard input"));
+    return *std::move(request);
+}
+
+/// An alert whose asker has gone asks for nobody.
+void endWith(qint64 asker) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != asker) leave(protocol::noAsker, QStringLiteral("whoever asked is gone"));
+}
+
+/// The toolkit ends a program that finds no display by a crash, in words of its own.
+void takeMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& words) {
+    if (type == QtFatalMsg) leave(protocol::noDisplay, QStringLiteral("no display: ") + words.simplified());
+    std::fprintf(stderr, "larkmoor-alert: %s\n", qPrintable(words));
+}
+
+void prepareEnvironment() {
+    const bool hasDisplay = qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
+                            qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+    if (!hasDisplay) leave(protocol::noDisplay, QStringLiteral("no display: DISPLAY and WAYLAND_DISPLAY are not set"));
+    // A session must not bring an old question back at the next login.
+    qunsetenv("SESSION_MANAGER");
+    // The same token under the name that it has on X11.
+    if (qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN")) {
+        qputenv("DESKTOP_STARTUP_ID", qgetenv("XDG_ACTIVATION_TOKEN"));
+    }
+}
+
+}  // namespace
+
+}  // namespace larkmoor
+
+int main(int count, char** arguments) {
+    using namespace larkmoor;
+    const AlertRequest request = readRequest();
+    if (request.build != QLatin1String{LARKMOOR_BUILD}) {
+        leave(protocol::otherBuild,
+              QStringLiteral("this is build " LARKMOOR_BUILD ", and build %1 asks").arg(request.build));
+    }
+    endWith(request.asker);
+    prepareEnvironment();
+    qInstallMessageHandler(takeMessage);
+
+    const QApplication application{count, arguments};
+    QApplication::setDesktopFileName(QStringLiteral("tools.fenwright.larkmoor.menubar"));
+    QApplication::setWindowIcon(QIcon{QStringLiteral(":/larkmoor.png")});
+    AlertWindow window{request};
+    window.show();
+    window.raise();
+    window.activateWindow();
+    window.exec();
+    if (const auto choice = window.choice()) {
+        std::printf("%s%d\n", protocol::chosen.data(), *choice);
+    } else {
+        std::printf("%s\n", protocol::dismissed.data());
+    }
+    leave(protocol::answered);
+}

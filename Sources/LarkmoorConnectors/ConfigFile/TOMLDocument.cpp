@@ -1,0 +1,21 @@
+#include "LarkmoorConnectors/ConfigFile/TOMLDocument.h"
+
+#include <algorithm>
+
+namespace larkmoor {
+
+const TOMLTable* TOMLDocument::table(const TOMLName& named) const {
+    const auto found = std::ranges::find_if(
+        tables, [&](const TOMLTable& table) { return !table.isArrayElement && table.name == named; });
+    return found == tables.end() ? nullptr : &*found;
+}
+
+std::span<const TOMLEntry> TOMLDocument::entries(const TOMLTable& of) const {
+    // A copy of a table asks as well as the table itself: no two bodies start at the same place.
+    const auto table = std::ranges::lower_bound(tables, of.bodyStart, {}, &TOMLTable::bodyStart);
+    const auto [first, last] = std::ranges::equal_range(tableOfEntry, static_cast<std::size_t>(table - tables.begin()));
+    return std::span{allEntries}.subspan(static_cast<std::size_t>(first - tableOfEntry.begin()),
+                                         static_cast<std::size_t>(last - first));
+}
+
+}  // namespace larkmoor

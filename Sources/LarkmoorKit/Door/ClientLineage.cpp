@@ -1,0 +1,50 @@
+#include "LarkmoorKit/Door/ClientLineage.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorPlatform/ProcessTable.h"
+#include "LarkmoorPlatform/PropertyList.h"
+
+namespace larkmoor {
+
+namespace fs = std::filesystem;
+
+ClientLineage ClientLineage::judge(bool executableReplaced, const std::optional<std::string>& occupantBundleID,
+                                   const std::optional<std::string>& occupantVersion) {
+    const bool isFamily =
+        occupantBundleID && (*occupantBundleID == family || occupantBundleID->starts_with(std::string{family} + "."));
+    if (executableReplaced && isFamily) return Stale{occupantVersion};
+    return Foreign{};
+}
+
+bool ClientLineage::executableReplaced(const std::string& path) {
+    const auto changed = Files::modified(path);
+    const auto began = processStart();
+    return changed && began && *changed > *began;
+}
+
+std::optional<std::chrono::system_clock::time_point> ClientLineage::processStart() {
+    return ProcessTable::start(::getpid());
+}
+
+std::optional<ClientLineage::Occupant> ClientLineage::occupantBundle(const std::string& besideExecutable) {
+    const fs::path programs = fs::path{besideExecutable}.parent_path();
+    if (programs.filename() != "MacOS") return std::nullopt;
+    const auto list = Files::read((programs.parent_path() / "Info.plist").string());
+    if (!list || !PropertyList::isReadable(*list)) return std::nullopt;
+    auto version = PropertyList::textUnder(*list, "CFBundleShortVersionString");
+    if (!version) version = PropertyList::textUnder(*list, "CFBundleVersion");
+    return Occupant{.id = PropertyList::textUnder(*list, "CFBundleIdentifier"), .version = std::move(version)};
+}
+
+ClientLineage ClientLineage::probe(const std::optional<std::string>& executablePath) {
+    if (!executablePath) return Foreign{};
+    const auto occupant = occupantBundle(*executablePath);
+    if (!occupant) return Foreign{};
+    return judge(executableReplaced(*executablePath), occupant->id, occupant->version);
+}
+
+}  // namespace larkmoor

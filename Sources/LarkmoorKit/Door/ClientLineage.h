@@ -1,0 +1,54 @@
+// Why a running daemon might refuse this process: because it is an old copy of a build that was replaced since.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "LarkmoorWire/Codec/ClosedVariant.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+
+namespace larkmoor {
+
+struct ClientLineageCases {
+    /// The executable was replaced after this process began, by a bundle of the family: a restart is the cure.
+    struct Stale {
+        std::optional<std::string> installedVersion;
+        bool operator==(const Stale&) const = default;
+    };
+    /// Everything else.
+    struct Foreign {
+        bool operator==(const Foreign&) const = default;
+    };
+};
+
+class ClientLineage : public ClosedVariant<ClientLineageCases, ClientLineageCases::Foreign, ClientLineageCases::Stale> {
+  public:
+    using ClosedVariant::ClosedVariant;
+
+    static constexpr std::string_view family = ClientInstance::bundlePrefix;
+
+    struct Occupant {
+        std::optional<std::string> id;
+        std::optional<std::string> version;
+        bool operator==(const Occupant&) const = default;
+    };
+
+    static ClientLineage judge(bool executableReplaced, const std::optional<std::string>& occupantBundleID,
+                               const std::optional<std::string>& occupantVersion);
+
+    /// Whether the file was changed after this process began; false for what cannot be told.
+    static bool executableReplaced(const std::string& path);
+
+    /// When this process began, to the microsecond as the system's process table has it.
+    static std::optional<std::chrono::system_clock::time_point> processStart();
+
+    /// The bundle that lies around the executable now: "Info.plist" beside the folder "MacOS" that holds it.
+    static std::optional<Occupant> occupantBundle(const std::string& besideExecutable);
+
+    /// The answer for this process. Reads three small files; any thread.
+    static ClientLineage probe(const std::optional<std::string>& executablePath);
+};
+
+}  // namespace larkmoor

@@ -1,0 +1,48 @@
+#include "LarkmoorKit/Trace/SetupLog.h"
+
+#include <fcntl.h>
+#include <fmt/chrono.h>
+
+#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorPlatform/HomeFolder.h"
+#include "LarkmoorPlatform/SerialQueue.h"
+#include "LarkmoorPlatform/UTF8.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+#include "LarkmoorWire/Identity/ClientStoreMode.h"
+
+namespace larkmoor::SetupLog {
+
+namespace {
+
+SerialQueue& queue() {
+    static SerialQueue lines{"dev.larkmoor.setup-log"};
+    return lines;
+}
+
+}  // namespace
+
+std::string path(std::string_view home) {
+    return fmt::format("{}/Library/Logs/{}-journey.log", home, ClientInstance::logStem);
+}
+
+void line(std::string text) {
+    queue().add(
+        [date = std::chrono::system_clock::now(), text = std::move(text)] { append(path(homeFolder()), date, text); });
+}
+
+std::string stamped(Time date, std::string_view text) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(date);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z {}\n", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)), text);
+}
+
+void append(const std::string& path, Time date, std::string_view text) {
+    if (!UTF8::isValid(text)) return;
+    const FileDescriptor file{::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, ClientStoreMode::file)};
+    if (!file) return;
+    static_cast<void>(Files::writeAll(file.get(), asBytes(stamped(date, text)), path));
+}
+
+void flush() { queue().drain(); }
+
+}  // namespace larkmoor::SetupLog

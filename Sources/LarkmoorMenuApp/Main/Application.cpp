@@ -1,0 +1,108 @@
+#include "LarkmoorMenuApp/Main/Application.h"
+
+#include "CXPCShim/larkmoor_mach_service_registered.h"
+#include "LarkmoorKit/Door/XPCEndpoint.h"
+#include "LarkmoorKit/Trace/SetupLog.h"
+#include "LarkmoorPlatform/BlockingWork.h"
+#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorPlatform/HomeFolder.h"
+#include "LarkmoorPlatform/Linux/MessageServiceDial.h"
+#include "LarkmoorPlatform/PlatformLog.h"
+
+namespace larkmoor {
+
+namespace {
+
+/// Made where it is missing, so that everything that keeps a file there finds its folder. Its modes are the system's.
+void makeSupportDirectory() {
+    const std::string support = homeFolder() + "/Library/Application Support";
+    if (const auto made = Files::makeFolders(support, 0755); !made) {
+        platformLog("[larkmoor-menu] " + made.error().description());
+    }
+}
+
+}  // namespace
+
+Application::Application()
+    : applications_(loop_, bus_),
+      alerts_(runner_,
+              {.helper = bundle_.beside("larkmoor-alert"),
+               .build = bundle_.build.value_or(""),
+               .activationToken = [this] { return item_ == nullptr ? std::string{} : item_->takeActivationToken(); }}),
+      launcher_(runner_, [this] { return item_ == nullptr ? std::string{} : item_->takeActivationToken(); }),
+      instance_(bus_, std::string{ClientInstance::menubarID},
+                {.onOwned = [this] { becomeMenuBar(); },
+                 .onOther = [this] { end(0); },
+                 .onActivated =
+                     [this] {
+                         if (menuBar_) menuBar_->applicationShouldHandleReopen();
+                     }}) {
+    bus_.onLost([this](const BusError& error) {
+        platformLog("[larkmoor-menu] the session bus is gone, and with it every way to be seen — ending: " +
+                    error.description());
+        end(1);
+    });
+    signals_.async_wait([this](const boost::system::error_code& failed, int) {
+        if (!failed) end(0);
+    });
+}
+
+int Application::run() {
+    loop_.run();
+    menuBar_.reset();
+    return status_;
+}
+
+void Application::end(int status) {
+    status_ = status;
+    loop_.stop();
+}
+
+void Application::becomeMenuBar() {
+    makeSupportDirectory();
+    menuBar_ = MenuBar::make(platform(), MenuDuties{});
+    menuBar_->applicationDidFinishLaunching();
+}
+
+std::shared_ptr<XPCClient> Application::dialDoor() {
+    return XPCClient::make(
+        std::string{XPCEndpoint::machServiceName},
+        {.dial = sessionBusDial(loop_),
+         .serviceRegistered =
+             [](std::string name) {
+                 return BlockingWork::run(
+                     [name = std::move(name)] { return larkmoor_mach_service_registered(name.c_str()); });
+             },
+         .clientLineage = [executable = bundle_.executable] { return ClientLineage::probe(executable); }});
+}
+
+MenuPlatform Application::platform() {
+    return {
+        .loop = loop_,
+        .client = dialDoor(),
+        .notifications = notifications_,
+        .applications = applications_,
+        .alerts = alerts_,
+        .makeStatusItem =
+            [this] {
+                auto item = std::make_unique<StatusNotifierItem>(
+                    loop_, bus_,
+                    StatusNotifierItem::Options{.title = std::string{ClientInstance::productName},
+                                                .iconThemePath = bundle_.resources() + "/icons"});
+                item_ = item.get();
+                return item;
+            },
+        .now = [] { return std::chrono::system_clock::now(); },
+        .log = [](std::string_view line) { platformLog(line); },
+        .setupLog = [](std::string line) { SetupLog::line(std::move(line)); },
+        .every = RepeatingTimer::on(loop_),
+        .open = [this](const std::string& path,
+                       std::vector<std::string> arguments) { launcher_.open(path, std::move(arguments)); },
+        .terminate = [this] { end(0); },
+        .bundle = bundle_.folder,
+        .version = bundle_.version,
+        .build = bundle_.build,
+    };
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,50 @@
+// The composition root: the one place that knows which adapters stand for the ports. Everything lives as long as this.
+#pragma once
+
+#include <boost/asio/signal_set.hpp>
+
+#include <memory>
+#include <string>
+
+#include "LarkmoorMenuApp/Main/RunningBundle.h"
+#include "LarkmoorMenuApp/MenuBar.h"
+#include "LarkmoorPlatform/Linux/ApplicationLauncher.h"
+#include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
+#include "LarkmoorPlatform/Linux/BusDistributedNotifications.h"
+#include "LarkmoorPlatform/Linux/HelperAlerts.h"
+#include "LarkmoorPlatform/Linux/ProcessApplications.h"
+#include "LarkmoorPlatform/Linux/SingleInstance.h"
+#include "LarkmoorPlatform/Linux/SpawningProcessRunner.h"
+#include "LarkmoorPlatform/Linux/Tray/StatusNotifierItem.h"
+
+namespace larkmoor {
+
+class Application {
+  public:
+    Application();
+
+    /// Runs until the application ends; the process's exit status.
+    int run();
+
+  private:
+    void becomeMenuBar();
+    MenuPlatform platform();
+    std::shared_ptr<XPCClient> dialDoor();
+    void end(int status);
+
+    MainLoop loop_{1};
+    int status_ = 0;
+    RunningBundle bundle_ = RunningBundle::current();
+    boost::asio::signal_set signals_{loop_, SIGTERM, SIGINT, SIGHUP};
+    SessionBus bus_{loop_};
+    BusDistributedNotifications notifications_{bus_};
+    SpawningProcessRunner runner_{loop_};
+    ProcessApplications applications_;
+    HelperAlerts alerts_;
+    StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
+    ApplicationLauncher launcher_;
+    std::shared_ptr<MenuBar> menuBar_;
+    SingleInstance instance_;
+};
+
+}  // namespace larkmoor

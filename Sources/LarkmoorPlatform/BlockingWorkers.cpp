@@ -1,0 +1,172 @@
+#include "LarkmoorPlatform/BlockingWorkers.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <boost/asio/async_result.hpp>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace larkmoor {
+
+namespace {
+
+constexpr auto patienceAtEnd = std::chrono::seconds{2};
+
+/// A new thread takes no signal: they are the main loop's. Throws what std::thread throws.
+void startWithoutSignals(std::function<void()> body) {
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    try {
+        std::thread{std::move(body)}.detach();
+    } catch (...) {
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+        throw;
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+}  // namespace
+
+/// What the threads see. It lives as long as the last of them, which may be longer than the loop.
+struct BlockingWorkers::Shared : std::enable_shared_from_this<Shared> {
+    struct Job {
+        std::uint64_t number;
+        std::function<void()> work;
+    };
+
+    mutable std::mutex mutex;
+    std::condition_variable wake;
+    std::condition_variable rest;  ///< told when a thread becomes idle or ends
+    // Guarded by `mutex`, as is every use of `owner` by a thread.
+    std::deque<Job> queue;
+    std::size_t threads = 0;
+    std::size_t idle = 0;
+    BlockingWorkers* owner;  ///< null once the loop is ending
+
+    const std::chrono::milliseconds lingering;
+
+    Shared(BlockingWorkers& workers, std::chrono::milliseconds linger) : owner(&workers), lingering(linger) {}
+
+    void serve() {
+        std::unique_lock lock{mutex};
+        for (;;) {
+            ++idle;
+            rest.notify_all();
+            wake.wait_for(lock, lingering, [this] { return owner == nullptr || !queue.empty(); });
+            --idle;
+            if (owner == nullptr || queue.empty()) break;
+            Job job = std::move(queue.front());
+            queue.pop_front();
+            lock.unlock();
+            std::exception_ptr thrown = perform(job);
+            lock.lock();
+            report(job.number, std::move(thrown));
+        }
+        --threads;
+        rest.notify_all();
+    }
+
+    static std::exception_ptr perform(Job& job) {
+        std::exception_ptr thrown;
+        try {
+            job.work();
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+        // What the work held is given up before anybody hears that it is done.
+        job.work = nullptr;
+        return thrown;
+    }
+
+    /// Posts under the lock: `shutdown` takes it too, and so the loop is still there.
+    void report(std::uint64_t job, std::exception_ptr thrown) const {
+        if (owner == nullptr) return;
+        auto& loop = static_cast<MainLoop&>(owner->context());
+        boost::asio::post(loop, [workers = owner, job, thrown = std::move(thrown)]() mutable {
+            workers->complete(job, std::move(thrown));
+        });
+    }
+};
+
+BlockingWorkers::BlockingWorkers(boost::asio::execution_context& loop, std::chrono::milliseconds lingering)
+    : service(loop), shared_(std::make_shared<Shared>(*this, lingering)) {}
+
+BlockingWorkers::~BlockingWorkers() = default;
+
+BlockingWorkers& BlockingWorkers::of(MainLoop& loop) { return boost::asio::use_service<BlockingWorkers>(loop); }
+
+Task<void> BlockingWorkers::perform(std::function<void()> work) {
+    using Token = boost::asio::use_awaitable_t<MainLoop::executor_type>;
+    const auto start = [this, &work](auto handler) {
+        // The guard keeps the loop running for as long as something is owed to it.
+        auto& loop = static_cast<MainLoop&>(context());
+        auto waiting =
+            std::make_shared<std::pair<decltype(handler), boost::asio::executor_work_guard<MainLoop::executor_type>>>(
+                std::move(handler), boost::asio::make_work_guard(loop));
+        submit(std::move(work), [waiting](std::exception_ptr thrown) { std::move(waiting->first)(std::move(thrown)); });
+    };
+    co_await boost::asio::async_initiate<const Token, void(std::exception_ptr)>(start, Token{});
+}
+
+std::size_t BlockingWorkers::threads() const {
+    const std::lock_guard lock{shared_->mutex};
+    return shared_->threads;
+}
+
+void BlockingWorkers::submit(std::function<void()> work, Completion completion) {
+    const std::uint64_t number = ++lastJob_;
+    completions_.emplace(number, std::move(completion));
+    std::exception_ptr refused;
+    {
+        const std::lock_guard lock{shared_->mutex};
+        shared_->queue.push_back({.number = number, .work = std::move(work)});
+        if (shared_->idle >= shared_->queue.size() || shared_->threads == mostThreads) {
+            shared_->wake.notify_one();
+            return;
+        }
+        ++shared_->threads;
+        try {
+            startWithoutSignals([shared = shared_] { shared->serve(); });
+        } catch (...) {
+            // Those at work will come to it; with none there is nobody to wait for.
+            if (--shared_->threads > 0) return;
+            shared_->queue.pop_back();
+            refused = std::current_exception();
+        }
+    }
+    if (!refused) return;
+    boost::asio::post(static_cast<MainLoop&>(context()), [this, number, refused] { complete(number, refused); });
+}
+
+void BlockingWorkers::complete(std::uint64_t job, std::exception_ptr thrown) {
+    const auto found = completions_.find(job);
+    if (found == completions_.end()) return;
+    const Completion completion = std::move(found->second);
+    completions_.erase(found);
+    completion(std::move(thrown));
+}
+
+void BlockingWorkers::shutdown() {
+    {
+        std::unique_lock lock{shared_->mutex};
+        shared_->owner = nullptr;
+        shared_->queue.clear();
+        shared_->wake.notify_all();
+        shared_->rest.wait_for(lock, patienceAtEnd, [this] { return shared_->threads == 0; });
+    }
+    // Ends the coroutines that waited, on this thread and while the loop's memory is still there.
+    const auto ended = std::exchange(completions_, {});
+}
+
+}  // namespace larkmoor

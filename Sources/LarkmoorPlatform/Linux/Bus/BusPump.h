@@ -1,0 +1,78 @@
+// Keeps one connection of the bus library moving on the main loop. The rooms see `SessionBus`; this is its engine.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <boost/asio/basic_waitable_timer.hpp>
+#include <boost/asio/posix/basic_stream_descriptor.hpp>
+
+#include <chrono>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "LarkmoorPlatform/Linux/Bus/BusError.h"
+#include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
+#include "LarkmoorPlatform/Linux/Bus/BusSlot.h"
+#include "LarkmoorPlatform/Task.h"
+
+namespace larkmoor {
+
+class BusPump : public std::enable_shared_from_this<BusPump> {
+  public:
+    /// A call that waits for its answer.
+    struct Pending {
+        std::function<void(BusResult)> reply;
+        bool isToldOfClosing = false;  ///< a coroutine waits; a callback's owner is closing and knows
+    };
+
+    explicit BusPump(MainLoop& loop);
+    ~BusPump();
+    BusPump(const BusPump&) = delete;
+    BusPump& operator=(const BusPump&) = delete;
+
+    /// Begins to connect; a failure is told through `onLost`, in a later turn of the loop.
+    void start(const std::string& address);
+    void close();
+
+    BusSlot call(const BusMessage& message, Pending pending, std::chrono::microseconds timeout);
+    /// Asks for one round in a later turn of the loop; asked often it is still one.
+    void schedule();
+
+    sd_bus* bus() const { return bus_; }
+    MainLoop& loop() const { return loop_; }
+    bool isLost() const { return isLost_; }
+
+    std::function<void(const BusError&)> onLost;
+
+  private:
+    using Executor = MainLoop::executor_type;
+    struct PendingCall;
+
+    void round();
+    void arm();
+    void followDescriptor(int descriptor);
+    void waitFor(short events);
+    void waitUntil(std::uint64_t microseconds);
+    void lose(BusError error);
+    Pending take(PendingCall& call);
+    BusSlot refuse(Pending pending, BusError error);
+    static int onReply(sd_bus_message* message, void* call, sd_bus_error* error) noexcept;
+
+    MainLoop& loop_;
+    sd_bus* bus_ = nullptr;
+    boost::asio::posix::basic_stream_descriptor<Executor> descriptor_;
+    boost::asio::basic_waitable_timer<std::chrono::steady_clock, boost::asio::wait_traits<std::chrono::steady_clock>,
+                                      Executor>
+        timer_;
+    std::list<PendingCall*> pending_;
+    std::uint64_t wakeAt_ = UINT64_MAX;  ///< what `timer_` waits for, in microseconds of the monotonic clock
+    bool isScheduled_ = false;
+    bool isWaitingToRead_ = false;
+    bool isWaitingToWrite_ = false;
+    bool isLost_ = false;
+    bool isClosed_ = false;
+};
+
+}  // namespace larkmoor

@@ -1,0 +1,329 @@
+#include "LarkmoorPlatform/Linux/Tray/DbusMenu.h"
+
+#include <fmt/format.h>
+
+#include <boost/asio/post.hpp>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "LarkmoorPlatform/Linux/Tray/DbusMenuWriting.h"
+
+namespace larkmoor {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* interface = "com.canonical.dbusmenu";
+constexpr std::chrono::milliseconds movingStep{500};
+
+std::vector<std::string> readNames(BusReader& reader) {
+    std::vector<std::string> names;
+    reader.array("s", [&] { names.emplace_back(reader.text()); });
+    return names;
+}
+
+std::vector<std::int32_t> readIds(BusReader& reader) {
+    std::vector<std::int32_t> ids;
+    reader.array("i", [&] { ids.push_back(reader.int32()); });
+    return ids;
+}
+
+void writeIds(BusWriter& writer, const std::vector<std::int32_t>& ids) {
+    writer.array("i", [&] {
+        for (const std::int32_t id : ids) writer.int32(id);
+    });
+}
+
+BusMessage unknownId(const BusMessage& call, std::int32_t id) {
+    return BusMessage::methodError(
+        call, {.name = "org.freedesktop.DBus.Error.InvalidArgs", .message = fmt::format("the menu has no row {}", id)});
+}
+
+template <class F>
+BusMessage answer(const BusMessage& call, F&& fill) {
+    BusMessage reply = BusMessage::methodReturn(call);
+    BusWriter writer{reply};
+    fill(writer);
+    if (writer.fits()) return reply;
+    return BusMessage::methodError(call, {.name = std::string{BusErrorName::failed}, .message = "no answer fits"});
+}
+
+}  // namespace
+
+struct DbusMenu::Table {
+    template <BusMessage (DbusMenu::*method)(const BusMessage&)>
+    static int call(sd_bus_message* message, void* self, sd_bus_error* /*error*/) noexcept {
+        auto& menu = *static_cast<DbusMenu*>(self);
+        menu.bus_.send((menu.*method)(BusMessage::retaining(message)));
+        return 1;
+    }
+
+    static int property(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/, const char* property,
+                        sd_bus_message* reply, void* /*self*/, sd_bus_error* /*error*/) noexcept {
+        BusWriter writer{reply};
+        const std::string_view name{property};
+        if (name == "Version") {
+            writer.uint32(3);
+        } else if (name == "TextDirection") {
+            writer.text("ltr");
+        } else if (name == "Status") {
+            writer.text("normal");
+        } else {
+            writer.array("s", [] {});
+        }
+        return writer.fits() ? 0 : -EINVAL;
+    }
+
+    static const sd_bus_vtable rows[];
+};
+
+const sd_bus_vtable DbusMenu::Table::rows[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_ARGS("GetLayout", SD_BUS_ARGS("i", parentId, "i", recursionDepth, "as", propertyNames),
+                            SD_BUS_RESULT("u", revision, "(ia{sv}av)", layout), &Table::call<&DbusMenu::getLayout>,
+                            SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS("GetGroupProperties", SD_BUS_ARGS("ai", ids, "as", propertyNames),
+                            SD_BUS_RESULT("a(ia{sv})", properties), &Table::call<&DbusMenu::getGroupProperties>,
+                            SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS("GetProperty", SD_BUS_ARGS("i", id, "s", name), SD_BUS_RESULT("v", value),
+                            &Table::call<&DbusMenu::getProperty>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS("Event", SD_BUS_ARGS("i", id, "s", eventId, "v", data, "u", timestamp), SD_BUS_NO_RESULT,
+                            &Table::call<&DbusMenu::event>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS("EventGroup", SD_BUS_ARGS("a(isvu)", events), SD_BUS_RESULT("ai", idErrors),
+                            &Table::call<&DbusMenu::eventGroup>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS("AboutToShow", SD_BUS_ARGS("i", id), SD_BUS_RESULT("b", needUpdate),
+                            &Table::call<&DbusMenu::aboutToShow>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_ARGS("AboutToShowGroup", SD_BUS_ARGS("ai", ids),
+                            SD_BUS_RESULT("ai", updatesNeeded, "ai", idErrors),
+                            &Table::call<&DbusMenu::aboutToShowGroup>, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_SIGNAL_WITH_ARGS("ItemsPropertiesUpdated",
+                            SD_BUS_ARGS("a(ia{sv})", updatedProperties, "a(ias)", removedProperties), 0),
+    SD_BUS_SIGNAL_WITH_ARGS("LayoutUpdated", SD_BUS_ARGS("u", revision, "i", parent), 0),
+    SD_BUS_SIGNAL_WITH_ARGS("ItemActivationRequested", SD_BUS_ARGS("i", id, "u", timestamp), 0),
+    SD_BUS_PROPERTY("Version", "u", &Table::property, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY("TextDirection", "s", &Table::property, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY("Status", "s", &Table::property, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY("IconThemePath", "as", &Table::property, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_VTABLE_END};
+
+DbusMenu::DbusMenu(MainLoop& loop, SessionBus& bus, std::string path)
+    : loop_(loop),
+      bus_(bus),
+      path_(std::move(path)),
+      timer_(loop),
+      object_(bus.addObject(path_, interface, Table::rows, this)) {}
+
+DbusMenu::~DbusMenu() {
+    if (menu_) menu_->setObserver(nullptr);
+}
+
+void DbusMenu::setMenu(std::shared_ptr<Menu> menu) {
+    if (menu == menu_) return;
+    take(presence_.closed());
+    if (menu_) menu_->setObserver(nullptr);
+    menu_ = std::move(menu);
+    if (menu_) menu_->setObserver(this);
+    picture_ = {.firstId = picture_.idOf(picture_.rows.size()), .rows = {}};
+    picture_ = draw();
+    ++revision_;
+    const BusMessage signal = bus_.signal(path_, interface, "LayoutUpdated");
+    BusWriter{signal}.uint32(revision_).int32(MenuPicture::rootId);
+    bus_.send(signal);
+}
+
+BusMessage DbusMenu::getLayout(const BusMessage& call) {
+    BusReader reader{call};
+    const std::int32_t parent = reader.int32();
+    const std::int32_t depth = reader.int32();
+    const std::vector<std::string> names = readNames(reader);
+    refresh();
+    if (!picture_.knows(parent)) return unknownId(call, parent);
+    return answer(call, [&](BusWriter& writer) {
+        writer.uint32(revision_);
+        writeLayout(writer, picture_, parent, depth, names);
+    });
+}
+
+BusMessage DbusMenu::getGroupProperties(const BusMessage& call) {
+    BusReader reader{call};
+    std::vector<std::int32_t> ids = readIds(reader);
+    const std::vector<std::string> names = readNames(reader);
+    refresh();
+    if (ids.empty()) {
+        ids.push_back(MenuPicture::rootId);
+        for (std::size_t row = 0; row < picture_.rows.size(); ++row) ids.push_back(picture_.idOf(row));
+    }
+    return answer(call, [&](BusWriter& writer) {
+        writer.array("(ia{sv})", [&] {
+            for (const std::int32_t id : ids)
+                if (picture_.knows(id)) writeRow(writer, id, selected(picture_.propertiesOf(id), names));
+        });
+    });
+}
+
+BusMessage DbusMenu::getProperty(const BusMessage& call) {
+    BusReader reader{call};
+    const std::int32_t id = reader.int32();
+    const std::string name{reader.text()};
+    refresh();
+    if (!picture_.knows(id)) return unknownId(call, id);
+    const MenuProperties found = selected(picture_.propertiesOf(id), {name});
+    if (found.empty())
+        return BusMessage::methodError(call, {.name = "org.freedesktop.DBus.Error.InvalidArgs",
+                                              .message = fmt::format("row {} has no {}", id, name)});
+    return answer(call, [&](BusWriter& writer) { writeValue(writer, found.front()); });
+}
+
+BusMessage DbusMenu::event(const BusMessage& call) {
+    BusReader reader{call};
+    const std::int32_t id = reader.int32();
+    if (!happened(id, reader.text())) return unknownId(call, id);
+    return BusMessage::methodReturn(call);
+}
+
+BusMessage DbusMenu::eventGroup(const BusMessage& call) {
+    std::vector<std::int32_t> unknown;
+    bool anyKnown = false;
+    BusReader reader{call};
+    reader.array("(isvu)", [&] {
+        reader.structure("isvu", [&] {
+            const std::int32_t id = reader.int32();
+            const std::string_view what = reader.text();
+            reader.skip();
+            reader.uint32();
+            if (!reader.fits()) return;
+            if (happened(id, what)) {
+                anyKnown = true;
+            } else {
+                unknown.push_back(id);
+            }
+        });
+    });
+    if (!unknown.empty() && !anyKnown) return unknownId(call, unknown.front());
+    return answer(call, [&](BusWriter& writer) { writeIds(writer, unknown); });
+}
+
+BusMessage DbusMenu::aboutToShow(const BusMessage& call) {
+    const std::int32_t id = BusReader{call}.int32();
+    if (!willShow(id)) return unknownId(call, id);
+    return answer(call, [](BusWriter& writer) { writer.boolean(false); });
+}
+
+BusMessage DbusMenu::aboutToShowGroup(const BusMessage& call) {
+    BusReader reader{call};
+    const std::vector<std::int32_t> ids = readIds(reader);
+    std::vector<std::int32_t> unknown;
+    std::ranges::copy_if(ids, std::back_inserter(unknown), [&](std::int32_t id) { return !willShow(id); });
+    if (!unknown.empty() && unknown.size() == ids.size()) return unknownId(call, unknown.front());
+    return answer(call, [&](BusWriter& writer) {
+        writeIds(writer, {});
+        writeIds(writer, unknown);
+    });
+}
+
+bool DbusMenu::happened(std::int32_t id, std::string_view event) {
+    if (!picture_.knows(id)) return false;
+    const auto now = Clock::now();
+    const auto row = picture_.rowWith(id);
+    if (row && event == "clicked") {
+        click(*row);
+    } else if (!row && event == "opened") {
+        take(presence_.opened(now));
+    } else if (!row && event == "closed") {
+        take(presence_.closed());
+    } else {
+        presence_.heard(now);
+    }
+    arm();
+    return true;
+}
+
+/// What the delegate changes at the opening goes out before the answer, and so is in the first picture.
+bool DbusMenu::willShow(std::int32_t id) {
+    if (!picture_.knows(id)) return false;
+    if (id == MenuPicture::rootId) take(presence_.aboutToShow(Clock::now()));
+    refresh();
+    return true;
+}
+
+void DbusMenu::click(std::size_t row) {
+    presence_.closed();
+    boost::asio::post(loop_, [menu = std::weak_ptr{menu_}, clicked = std::weak_ptr{menu_->rows()[row]}] {
+        const auto stillThere = menu.lock();
+        const auto stillClicked = clicked.lock();
+        if (stillThere && stillClicked) stillThere->click(*stillClicked);
+    });
+}
+
+void DbusMenu::take(MenuPresence::Step step) {
+    if (!menu_) return;
+    switch (step) {
+        case MenuPresence::Step::nothing:
+            return;
+        case MenuPresence::Step::opened:
+            return menu_->open();
+        case MenuPresence::Step::closed:
+            return menu_->close();
+        case MenuPresence::Step::openedAgain:
+            menu_->close();
+            return menu_->open();
+    }
+}
+
+void DbusMenu::rowChanged(const MenuRow& /*row*/) {
+    if (std::exchange(isRefreshDue_, true)) return;
+    boost::asio::post(loop_, [this, alive = std::weak_ptr{alive_}] {
+        if (!alive.expired() && isRefreshDue_) refresh();
+    });
+}
+
+void DbusMenu::refresh() {
+    isRefreshDue_ = false;
+    MenuPicture now = draw();
+    const std::vector<MenuChange> changes = menuChanges(picture_, now);
+    picture_ = std::move(now);
+    arm();
+    if (changes.empty()) return;
+    const BusMessage signal = bus_.signal(path_, interface, "ItemsPropertiesUpdated");
+    BusWriter writer{signal};
+    writeChanges(writer, changes);
+    bus_.send(signal);
+}
+
+MenuPicture DbusMenu::draw() const {
+    if (!menu_) return {.firstId = picture_.firstId, .rows = {}};
+    return MenuPicture::of(*menu_, picture_.firstId, phase_);
+}
+
+void DbusMenu::arm() {
+    auto until = presence_.deadline();
+    if (!until || !menu_ || !isMoving(*menu_)) {
+        nextStep_.reset();
+    } else {
+        if (!nextStep_) nextStep_ = Clock::now() + movingStep;
+        until = std::min(*until, *nextStep_);
+    }
+    if (!until) {
+        timer_.cancel();
+        return;
+    }
+    timer_.expires_at(*until);
+    timer_.async_wait([this, alive = std::weak_ptr{alive_}](boost::system::error_code failed) {
+        if (!failed && !alive.expired()) wake();
+    });
+}
+
+void DbusMenu::wake() {
+    const auto now = Clock::now();
+    take(presence_.waited(now));
+    if (nextStep_ && *nextStep_ <= now) {
+        nextStep_.reset();
+        ++phase_;
+    }
+    refresh();
+}
+
+}  // namespace larkmoor

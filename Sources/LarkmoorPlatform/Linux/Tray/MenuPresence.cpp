@@ -1,0 +1,37 @@
+#include "LarkmoorPlatform/Linux/Tray/MenuPresence.h"
+
+namespace larkmoor {
+
+MenuPresence::Step MenuPresence::aboutToShow(Time now) {
+    if (!opening_ || now - opening_->began < sameOpening) return opened(now);
+    opening_ = Opening{.began = now, .lastWord = now};
+    return Step::openedAgain;
+}
+
+MenuPresence::Step MenuPresence::opened(Time now) {
+    heard(now);
+    if (opening_) return Step::nothing;
+    opening_ = Opening{.began = now, .lastWord = now};
+    return Step::opened;
+}
+
+MenuPresence::Step MenuPresence::closed() {
+    if (!opening_) return Step::nothing;
+    opening_.reset();
+    return Step::closed;
+}
+
+void MenuPresence::heard(Time now) {
+    if (opening_) opening_->lastWord = now;
+}
+
+MenuPresence::Step MenuPresence::waited(Time now) {
+    return deadline().value_or(Time::max()) <= now ? closed() : Step::nothing;
+}
+
+std::optional<MenuPresence::Time> MenuPresence::deadline() const {
+    if (!opening_) return std::nullopt;
+    return opening_->lastWord + patience;
+}
+
+}  // namespace larkmoor

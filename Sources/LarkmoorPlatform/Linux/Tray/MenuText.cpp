@@ -1,0 +1,131 @@
+#include "LarkmoorPlatform/Linux/Tray/MenuText.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <variant>
+
+#include "LarkmoorPlatform/UTF8.h"
+
+namespace larkmoor::MenuText {
+
+namespace {
+
+constexpr int cellCount = 10;
+constexpr std::string_view filledCell = "▰";
+constexpr std::string_view emptyCell = "▱";
+constexpr std::string_view emSpace = "\u2003";
+
+std::string cells(int first, int count) {
+    std::string text;
+    for (int cell = 0; cell < cellCount; ++cell) text += cell >= first && cell < first + count ? filledCell : emptyCell;
+    return text;
+}
+
+/// Walks a run of three cells to the far end and back.
+Bar movingBar(unsigned phase) {
+    constexpr int run = 3;
+    constexpr int way = cellCount - run;
+    const int step = static_cast<int>(phase % (2 * way));
+    return {.cells = cells(step <= way ? step : 2 * way - step, run), .percent = {}};
+}
+
+Bar filledBar(double fraction) {
+    // Rounded down, so that only what is complete looks so; the margin is for fractions that were whole percents.
+    const double whole = std::floor(std::clamp(std::isnan(fraction) ? 0 : fraction, 0.0, 1.0) * 100 + 1e-9);
+    const int percent = static_cast<int>(whole);
+    return {.cells = cells(0, percent * cellCount / 100), .percent = fmt::format("{}%", percent)};
+}
+
+bool isControl(std::string_view character) {
+    const auto lead = static_cast<unsigned char>(character.front());
+    if (character.size() == 1) return lead < 0x20 || lead == 0x7F;
+    // C1 controls, and the line and paragraph separators.
+    if (character.size() == 2) return lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+    return character == "\u2028" || character == "\u2029";
+}
+
+/// Some titles are another program's sentences, and hosts make the menu as wide as its longest row.
+std::string shortened(std::string line) {
+    constexpr std::size_t mostCharacters = 240;
+    std::size_t end = 0;
+    for (std::size_t count = 1; count < mostCharacters && end < line.size(); ++count)
+        end += UTF8::characterLength(std::string_view{line}.substr(end));
+    if (end == line.size() || end + UTF8::characterLength(std::string_view{line}.substr(end)) == line.size())
+        return line;
+    return line.substr(0, end) + "…";
+}
+
+std::string joined(std::string_view title, std::string_view gap, const Bar& bar) {
+    std::string text{title};
+    if (!text.empty() && !bar.cells.empty()) text += gap;
+    text += bar.cells;
+    // Some titles end with the percent themselves.
+    if (!bar.percent.empty() && !title.ends_with(" " + bar.percent)) {
+        if (!text.empty()) text += bar.cells.empty() ? gap : " ";
+        text += bar.percent;
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string cleaned(std::string_view text) {
+    std::string line;
+    line.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t length = UTF8::characterLength(text);
+        const std::string_view character = text.substr(0, std::max<std::size_t>(length, 1));
+        if (length == 0) {
+            line += "\uFFFD";
+        } else if (isControl(character)) {
+            line += ' ';
+        } else {
+            line += character;
+        }
+        text.remove_prefix(character.size());
+    }
+    return line;
+}
+
+std::string withoutMarkup(std::string_view text) {
+    std::string plain;
+    for (const char character : cleaned(text)) {
+        switch (character) {
+            case '<':
+                plain += "\u2039";
+                break;
+            case '>':
+                plain += "\u203A";
+                break;
+            case '&':
+                plain += "\uFF06";
+                break;
+            default:
+                plain += character;
+        }
+    }
+    return plain;
+}
+
+Bar bar(const RowProgress& progress, unsigned phase) {
+    if (const auto* known = std::get_if<RowProgresses::Fraction>(&progress)) return filledBar(known->value);
+    if (std::holds_alternative<RowProgresses::Indeterminate>(progress)) return movingBar(phase);
+    return {};
+}
+
+std::string label(const MenuRow& row, unsigned phase) {
+    std::string text;
+    for (int level = 0; level < row.indent(); ++level) text += emSpace;
+    std::string title;
+    for (const char character : shortened(cleaned(row.title()))) title.append(character == '_' ? 2 : 1, character);
+    return text + joined(title, "  ", bar(row.progress(), phase));
+}
+
+std::string accessibleDescription(const MenuRow& row) {
+    if (std::holds_alternative<RowProgresses::None>(row.progress())) return {};
+    return joined(cleaned(row.title()), ", ", {.cells = {}, .percent = bar(row.progress(), 0).percent});
+}
+
+}  // namespace larkmoor::MenuText

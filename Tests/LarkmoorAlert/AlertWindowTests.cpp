@@ -1,0 +1,168 @@
+// The alert's window on a screen that nobody sees: what it says, to eyes and to ears, and which keys reach what.
+#include <gtest/gtest.h>
+#include <QAccessible>
+#include <QApplication>
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QScreen>
+#include <QTest>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "LarkmoorAlert/AlertWindow.h"
+
+namespace larkmoor {
+namespace {
+
+AlertRequest quit() {
+    AlertRequest request;
+    request.style = AlertRequest::Style::warning;
+    request.message = QStringLiteral("Quit Larkmoor?");
+    request.text =
+        QStringLiteral("Recording stops. MCP stops. Settings closes. Icon leaves menu. Existing memories stay safe.");
+    request.buttons = {QStringLiteral("Quit"), QStringLiteral("Details"), QStringLiteral("Cancel")};
+    request.showsApplicationIcon = true;
+    return request;
+}
+
+QLabel* labelWith(const AlertWindow& window, const QString& text) {
+    for (QLabel* label : window.findChildren<QLabel*>()) {
+        if (label->text() == text) return label;
+    }
+    return nullptr;
+}
+
+void show(AlertWindow& window) {
+    window.show();
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+}
+
+TEST(AlertWindow, TheKeyboardAloneReachesEveryButton) {
+    struct Case {
+        const char* name;
+        QList<Qt::Key> keys;
+        int choice;
+    };
+    const Case table[] = {
+        {"Enter", {Qt::Key_Return}, 0},
+        {"the other Enter", {Qt::Key_Enter}, 0},
+        {"the space bar", {Qt::Key_Space}, 0},
+        {"Escape", {Qt::Key_Escape}, 2},
+        {"one on, Enter", {Qt::Key_Tab, Qt::Key_Return}, 1},
+        {"one on, space bar", {Qt::Key_Tab, Qt::Key_Space}, 1},
+        {"two on, Enter", {Qt::Key_Tab, Qt::Key_Tab, Qt::Key_Return}, 2},
+        {"all around, Enter", {Qt::Key_Tab, Qt::Key_Tab, Qt::Key_Tab, Qt::Key_Return}, 0},
+        {"one on, Escape", {Qt::Key_Tab, Qt::Key_Escape}, 2},
+    };
+    for (const Case& row : table) {
+        AlertWindow window{quit()};
+        show(window);
+        for (const Qt::Key key : row.keys) {
+            ASSERT_NE(window.focusWidget(), nullptr) << row.name;
+            QTest::keyClick(window.focusWidget(), key);
+        }
+        EXPECT_EQ(window.choice(), row.choice) << row.name;
+        EXPECT_FALSE(window.isVisible()) << row.name;
+    }
+}
+
+TEST(AlertWindow, ClosedIsNotChosen) {
+    AlertWindow window{quit()};
+    show(window);
+    window.close();
+    EXPECT_FALSE(window.isVisible());
+    EXPECT_FALSE(window.choice());
+}
+
+TEST(AlertWindow, ASingleButtonAnswersEveryKey) {
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Escape}) {
+        AlertRequest request = quit();
+        request.buttons = {QStringLiteral("OK")};
+        AlertWindow window{request};
+        show(window);
+        QTest::keyClick(window.focusWidget(), key);
+        EXPECT_EQ(window.choice(), 0);
+    }
+}
+
+TEST(AlertWindow, TextIsCentredWrapsAndIsNeverMarkup) {
+    const AlertWindow window{quit()};
+    const QLabel* text = labelWith(window, quit().text);
+    ASSERT_NE(text, nullptr);
+    const int size = text->font().pixelSize();
+    EXPECT_GE(size, 13);
+    EXPECT_EQ(text->width(), 240 * size / 13);
+    EXPECT_GE(text->height(), text->fontMetrics().height() * 2);
+    EXPECT_TRUE(text->alignment().testFlag(Qt::AlignHCenter));
+
+    AlertRequest marked = quit();
+    marked.message = QStringLiteral("<b>bold</b> &amp; <a href='x'>link</a>");
+    marked.text = QStringLiteral("<img src='/etc/passwd'>");
+    marked.buttons = {QStringLiteral("This & that")};
+    const AlertWindow plain{marked};
+    for (const QString& words : {marked.message, marked.text}) {
+        const QLabel* label = labelWith(plain, words);
+        ASSERT_NE(label, nullptr);
+        EXPECT_EQ(label->textFormat(), Qt::PlainText);
+    }
+    EXPECT_EQ(plain.findChild<QPushButton*>()->text(), QStringLiteral("This && that"));
+}
+
+TEST(AlertWindow, LongTextLeavesTheButtonsOnTheScreen) {
+    AlertRequest request = quit();
+    request.text = QStringLiteral("Words that go on. ").repeated(500);
+    AlertWindow window{request};
+    show(window);
+    EXPECT_LT(window.height(), window.screen()->availableSize().height());
+    EXPECT_GT(window.width(), 300);
+}
+
+TEST(AlertWindow, IsReadOut) {
+    AlertRequest request = quit();
+    request.buttons = {QStringLiteral("This & that"), QStringLiteral("Cancel")};
+    AlertWindow window{request};
+    const auto name = [](QObject* object, QAccessible::Text kind = QAccessible::Name) {
+        return QAccessible::queryAccessibleInterface(object)->text(kind);
+    };
+    EXPECT_EQ(name(&window), request.message);
+    EXPECT_EQ(name(&window, QAccessible::Description), request.text);
+    EXPECT_EQ(name(labelWith(window, request.message)), request.message);
+    QStringList buttons;
+    for (QPushButton* button : window.findChildren<QPushButton*>()) buttons.append(name(button));
+    EXPECT_EQ(buttons, request.buttons);
+}
+
+TEST(AlertRequest, IsReadWholeOrNotAtAll) {
+    using namespace Qt::StringLiterals;
+    QByteArray whole("build=7 asker=12 style=critical message=a=b text= later=x button=1 button=2 icon=application ");
+    whole.replace(' ', '\0');
+    const auto request = AlertRequest::read(whole);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->build, u"7"_s);
+    EXPECT_EQ(request->asker, 12);
+    EXPECT_EQ(request->style, AlertRequest::Style::critical);
+    EXPECT_EQ(request->message, u"a=b"_s);
+    EXPECT_EQ(request->buttons, (QStringList{u"1"_s, u"2"_s}));
+    EXPECT_TRUE(request->showsApplicationIcon);
+    for (qsizetype length = 0; length < whole.size(); ++length) {
+        // What ends with a whole field and has a button is a request, though a shorter one.
+        const QByteArray part = whole.first(length);
+        EXPECT_EQ(AlertRequest::read(part).has_value(), part.contains("button=1") && part.endsWith('\0')) << length;
+    }
+}
+
+}  // namespace
+}  // namespace larkmoor
+
+int main(int count, char** arguments) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application{count, arguments};
+    testing::InitGoogleTest(&count, arguments);
+    const int status = RUN_ALL_TESTS();
+    std::fflush(stdout);
+    // The toolkit's libraries keep memory of theirs until the end, which is no leak of ours.
+    std::_Exit(status);
+}

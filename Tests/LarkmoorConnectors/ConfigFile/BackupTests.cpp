@@ -1,0 +1,139 @@
+// The copies beside a file, and where the file itself lies.
+#include "LarkmoorConnectors/ConfigFile/Backup.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
+#include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
+
+namespace larkmoor {
+namespace {
+
+using testing::ConfigFolder;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::moment;
+
+TEST(Backup, WhatCannotBeReadNeedsNoCopy) {
+    const ConfigFolder folder;
+    folder.makeFolder("b");
+    folder.link("c", "nowhere");
+    for (const char* name : {"a", "b", "c", "none/d"}) {
+        const auto made = Backup::make(folder.path(name), moment);
+        ASSERT_TRUE(made) << name;
+        EXPECT_EQ(*made, std::nullopt) << name;
+    }
+    EXPECT_THAT(folder.names(), ElementsAre("b", "c"));
+}
+
+TEST(Backup, IsNamedByTheTimeOfThePlace) {
+    struct Case {
+        const char* zone;
+        std::string_view stamp;
+    };
+    const Case table[] = {{"UTC", "20240131-235959"}, {"EST5", "20240131-185959"}, {"XXX-5:30", "20240201-052959"}};
+    const ConfigFolder folder;
+    folder.write("a.json", "bytes");
+    for (const Case& row : table) {
+        ::setenv("TZ", row.zone, 1);
+        const auto made = Backup::make(folder.path("a.json"), moment + std::chrono::milliseconds{999});
+        ASSERT_TRUE(made) << row.zone;
+        EXPECT_EQ(*made, folder.path("a.json.larkmoor-backup-" + std::string{row.stamp})) << row.zone;
+    }
+    const auto before1970 = std::chrono::system_clock::time_point{} - std::chrono::milliseconds{1};
+    ::setenv("TZ", "UTC", 1);
+    EXPECT_EQ(**Backup::make(folder.path("a.json"), before1970), folder.path("a.json.larkmoor-backup-19691231-235959"));
+}
+
+TEST(Backup, NeverTakesANameThatIsTaken) {
+    const ConfigFolder folder;
+    folder.write("a", "bytes");
+    folder.makeFolder("a.larkmoor-backup-" MOMENT);
+    folder.link("a.larkmoor-backup-" MOMENT "-02", "nowhere");
+    for (int counter = 3; counter <= 12; ++counter) {
+        const auto made = Backup::make(folder.path("a"), moment);
+        ASSERT_TRUE(made);
+        EXPECT_EQ(*made, folder.path(fmt::format("a.larkmoor-backup-" MOMENT "-{:02}", counter)));
+    }
+    EXPECT_EQ(folder.read("nowhere"), std::nullopt);
+}
+
+TEST(Backup, ACopyThatDoesNotReadBackIsNone) {
+    ASSERT_NE(::geteuid(), 0U) << "root may read everything";
+    const ConfigFolder folder;
+    folder.write("a", "bytes");
+    const mode_t umask = ::umask(0777);
+    const auto made = Backup::make(folder.path("a"), moment);
+    ::umask(umask);
+    ASSERT_FALSE(made);
+    EXPECT_EQ(made.error().description(),
+              folder.path("a.larkmoor-backup-" MOMENT) + " could not be written: the copy did not match the original");
+    EXPECT_THAT(folder.names(), ElementsAre("a"));
+}
+
+TEST(Backup, TheNewestTwoSurvive) {
+    const ConfigFolder folder;
+    folder.write("a", "");
+    for (const char* name : {"a.larkmoor-backup-20240131-235959-02", "a.larkmoor-backup-20240131-235959",
+                             "a.larkmoor-backup-20231231-235959", "b.larkmoor-backup-20230101-000000",
+                             "aa.larkmoor-backup-20230101-000000", "a.backup"}) {
+        folder.write(name, name);
+    }
+    const std::string oldest = folder.path("a.larkmoor-backup-20231231-235959");
+    const std::string older = folder.path("a.larkmoor-backup-20240131-235959");
+    const std::string newest = folder.path("a.larkmoor-backup-20240131-235959-02");
+    EXPECT_THAT(Backup::all(folder.path("a")), ElementsAre(oldest, older, newest));
+    EXPECT_THAT(Backup::prune(folder.path("a")), ElementsAre(oldest));
+    EXPECT_THAT(Backup::prune(folder.path("a")), IsEmpty());
+    EXPECT_THAT(Backup::all(folder.path("a")), ElementsAre(older, newest));
+    EXPECT_THAT(Backup::all(folder.path("none/a")), IsEmpty());
+    EXPECT_EQ(folder.names().size(), 6U);
+}
+
+TEST(Backup, WhatCannotBeRemovedIsPassedOver) {
+    const ConfigFolder folder;
+    folder.makeFolder("a.larkmoor-backup-1");
+    folder.write("a.larkmoor-backup-1/x", "");
+    for (const char* name : {"a.larkmoor-backup-2", "a.larkmoor-backup-3", "a.larkmoor-backup-4"})
+        folder.write(name, "");
+    EXPECT_THAT(Backup::prune(folder.path("a")), ElementsAre(folder.path("a.larkmoor-backup-2")));
+    EXPECT_EQ(folder.read("a.larkmoor-backup-1/x"), "");
+}
+
+TEST(ConfigPath, FollowsLinksAsFarAsTheyLead) {
+    const ConfigFolder folder;
+    folder.makeFolder("dotfiles");
+    folder.write("dotfiles/real", "");
+    folder.link("settings", "dotfiles/real");
+    folder.link("harness", "dotfiles");
+    folder.link("dangling", "dotfiles/none");
+    struct Case {
+        std::string_view given, want;
+    };
+    const Case table[] = {
+        {"settings", "dotfiles/real"},   {"harness/real", "dotfiles/real"}, {"harness/./../settings", "dotfiles/real"},
+        {"harness/new", "dotfiles/new"}, {"dangling", "dangling"},          {"none/new", "none/new"}};
+    for (const Case& row : table)
+        EXPECT_EQ(ConfigPath::canonical(folder.path(row.given)), folder.path(row.want)) << row.given;
+    EXPECT_EQ(ConfigPath::canonical(folder.path("harness/../none/x")), folder.path("harness/../none/x"));
+}
+
+TEST(ConfigPath, TakesAPathApart) {
+    struct Case {
+        std::string_view path, folder, last, sibling;
+    };
+    const Case table[] = {{"/a/b", "/a", "b", "/a/x"},
+                          {"/a/b/", "/a", "b", "/a/x"},
+                          {"/a", "/", "a", "/x"},
+                          {"a", ".", "a", "./x"},
+                          {"a//b", "a", "b", "a/x"}};
+    for (const Case& row : table) {
+        EXPECT_EQ(ConfigPath::folder(row.path), row.folder) << row.path;
+        EXPECT_EQ(ConfigPath::lastComponent(row.path), row.last) << row.path;
+        EXPECT_EQ(ConfigPath::sibling(row.path, "x"), row.sibling) << row.path;
+    }
+}
+
+}  // namespace
+}  // namespace larkmoor

@@ -1,0 +1,197 @@
+// What a scan and an edit of TOML promise, checked against the bytes alone. The tests over generated documents and the
+// fuzz targets ask the same questions. Each check answers with what is broken, or nothing.
+#pragma once
+
+#include <algorithm>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "LarkmoorConnectors/ConfigFile/ByteRange.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLEdit.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLText.h"
+
+namespace larkmoor::testing {
+
+using Broken = std::optional<std::string>;
+
+class TOMLGuarantees {
+  public:
+    TOMLGuarantees(BytesView bytes, const TOMLDocument& document)
+        : bytes_(bytes), file_(asText(bytes)), document_(document), size_(std::ssize(bytes)) {}
+
+    /// The tables tile the file in order; entries lie in their tables, in order; what lies between is no entry.
+    Broken ofTheScan() const {
+        const std::int64_t start = TOMLText::documentStart(bytes_);
+        const TOMLTable& root = document_.tables.front();
+        if (root != TOMLTable{{}, false, start, start, root.bodyEnd}) return "the root is not at the start";
+        std::size_t entries = 0;
+        for (std::size_t index = 0; index < document_.tables.size(); ++index) {
+            const TOMLTable& table = document_.tables[index];
+            const std::int64_t next =
+                index + 1 < document_.tables.size() ? document_.tables[index + 1].headerStart : size_;
+            if (table.bodyEnd != next) return "a table does not end where the next one begins";
+            if (table.headerStart > table.bodyStart || table.bodyStart > table.bodyEnd) return "a table runs backwards";
+            if (index > 0 && (byteAt(table.headerStart) != '[' || table.name.empty())) return "a table has no header";
+            if (index > 0 && !endsALine(table.bodyStart)) return "a header's line goes on";
+            for (std::size_t left = document_.entries(table).size(); left > 0; --left) {
+                if (document_.tableOfEntry[entries++] != index) return "an entry is another table's";
+            }
+            if (auto broken = ofTheEntries(table)) return broken;
+        }
+        return entries == document_.allEntries.size() ? Broken{} : "an entry is no table's";
+    }
+
+    /// Setting a table changes nothing outside its body, and what was set is read; a table that was made can be taken
+    /// out again without a trace, but for the line feed that the edit told of.
+    Broken ofSettingTable(const TOMLName& name, std::span<const TOMLEdit::Line> lines) const {
+        const TOMLTable* table = document_.table(name);
+        const auto result = TOMLEdit::setTable(bytes_, name, lines);
+        if (!result) return onlyForCarriageReturn(table == nullptr ? size_ : table->bodyStart, result.error());
+        const ByteRange body = table == nullptr ? ByteRange{size_, size_} : ByteRange{table->bodyStart, table->bodyEnd};
+        if (auto broken = changedOutside(body, result->bytes)) return broken;
+        const auto now = TOMLText::scan(result->bytes);
+        if (!now) return "the result does not scan: " + now.error().description();
+        if (result->created != (table == nullptr)) return "it is not said whether the table was made";
+        if (now->tables.size() != document_.tables.size() + (result->created ? 1 : 0)) return "another table changed";
+        const TOMLTable* set = now->table(name);
+        if (set == nullptr) return "the table is not there";
+        const auto entries = now->entries(*set);
+        if (entries.size() != lines.size()) return "the table holds other lines";
+        for (std::size_t index = 0; index < lines.size(); ++index) {
+            if (TOMLText::joined(entries[index].key) != lines[index].key || entries[index].raw != lines[index].value) {
+                return "a line reads as another";
+            }
+        }
+        return result->created ? ofTakingOut(*result, name) : std::nullopt;
+    }
+
+    Broken ofSettingKey(const TOMLTable& in, const std::string& key, const std::string& value) const {
+        const auto entries = document_.entries(in);
+        const auto old = std::ranges::find(entries, TOMLName{key}, &TOMLEntry::key);
+        const auto result = TOMLEdit::setKey(bytes_, in, entries, key, value);
+        if (!result) return onlyForCarriageReturn(in.bodyEnd, result.error());
+        const ByteRange range =
+            old == entries.end() ? ByteRange{in.bodyEnd, in.bodyEnd} : ByteRange{old->keyStart, old->valueEnd};
+        if (auto broken = changedOutside(range, result->bytes)) return broken;
+        const auto now = TOMLText::scan(result->bytes);
+        if (!now) return "the result does not scan: " + now.error().description();
+        if (now->tables.size() != document_.tables.size()) return "another table changed";
+        const auto index = static_cast<std::size_t>(&in - document_.tables.data());
+        const auto entriesNow = now->entries(now->tables[index]);
+        if (entriesNow.size() != entries.size() + (old == entries.end() ? 1 : 0)) return "another entry changed";
+        const auto set = std::ranges::find(entriesNow, TOMLName{key}, &TOMLEntry::key);
+        if (set == entriesNow.end() || set->raw != value) return "the key reads as another value";
+        if (now->allEntries.size() - entriesNow.size() != document_.allEntries.size() - entries.size()) {
+            return "another table's entries changed";
+        }
+        return std::nullopt;
+    }
+
+    Broken ofRemovingKey(std::size_t index) const {
+        const TOMLEntry& entry = document_.allEntries[index];
+        const Bytes result = TOMLEdit::removeKey(bytes_, entry);
+        std::int64_t start = entry.keyStart;
+        while (start > 0 && (byteAt(start - 1) == ' ' || byteAt(start - 1) == '\t')) --start;
+        if (std::ssize(result) != size_ - (entry.lineEnd - start)) return "not the line alone went";
+        if (auto broken = changedOutside({start, entry.lineEnd}, result)) return broken;
+        const auto now = TOMLText::scan(result);
+        if (!now) return "the result does not scan: " + now.error().description();
+        if (now->tables.size() != document_.tables.size()) return "a table changed";
+        if (now->allEntries.size() + 1 != document_.allEntries.size()) return "another entry changed";
+        return std::nullopt;
+    }
+
+    Broken ofRemovingTable(const TOMLTable& table) const {
+        const auto result = TOMLEdit::removeTable(bytes_, table.name);
+        if (!result) return "refused: " + result.error().description();
+        const std::int64_t start = TOMLEdit::startOfOneBlankLine(bytes_, table.headerStart);
+        if (file_.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(table.headerStart - start))
+                .find_first_not_of(" \t\r\n") != std::string_view::npos) {
+            return "more than a blank line went";
+        }
+        if (std::ssize(*result) != size_ - (table.bodyEnd - start)) return "not the table alone went";
+        if (auto broken = changedOutside({start, table.bodyEnd}, *result)) return broken;
+        const auto now = TOMLText::scan(*result);
+        if (!now) return "the result does not scan: " + now.error().description();
+        if (now->allEntries.size() + document_.entries(table).size() != document_.allEntries.size()) {
+            return "another table's entries changed";
+        }
+        const bool isRoot = &table == &document_.tables.front();
+        return now->tables.size() + (isRoot ? 0 : 1) == document_.tables.size() ? Broken{} : "another table changed";
+    }
+
+  private:
+    char byteAt(std::int64_t offset) const { return file_[static_cast<std::size_t>(offset)]; }
+    bool endsALine(std::int64_t offset) const { return offset == size_ || (offset > 0 && byteAt(offset - 1) == '\n'); }
+
+    std::string_view between(std::int64_t start, std::int64_t end) const {
+        return file_.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start));
+    }
+
+    Broken ofTheEntries(const TOMLTable& table) const {
+        std::int64_t at = table.bodyStart;
+        for (const TOMLEntry& entry : document_.entries(table)) {
+            if (entry.keyStart < at || entry.lineEnd > table.bodyEnd) return "an entry lies outside its place";
+            if (!holdsNoEntry(between(at, entry.keyStart))) return "an entry was passed over";
+            if (entry.key.empty() || entry.raw.empty()) return "an entry has no key or no value";
+            if (entry.valueEnd > entry.lineEnd || !endsALine(entry.lineEnd)) return "an entry's line goes on";
+            const std::string_view said = between(entry.keyStart, entry.valueEnd);
+            if (!said.ends_with(entry.raw)) return "a value is not what was written";
+            const std::string_view key = said.substr(0, said.size() - entry.raw.size());
+            if (!key.substr(0, key.find_last_not_of(" \t") + 1).ends_with('=')) return "a value begins elsewhere";
+            const std::string_view rest = between(entry.valueEnd, entry.lineEnd);
+            const std::size_t first = rest.find_first_not_of(" \t\r\n");
+            if (first != std::string_view::npos && rest[first] != '#') return "a value ends elsewhere";
+            at = entry.lineEnd;
+        }
+        return holdsNoEntry(between(at, table.bodyEnd)) ? Broken{} : "an entry was passed over";
+    }
+
+    /// Whether each line is blank, a comment, or begun by a carriage return.
+    static bool holdsNoEntry(std::string_view lines) {
+        while (!lines.empty()) {
+            const std::string_view line = lines.substr(0, lines.find('\n') + 1);
+            const std::size_t first = lines.find_first_not_of(" \t");
+            if (first != std::string_view::npos && !std::string_view{"\n\r#"}.contains(lines[first])) return false;
+            if (line.empty()) return true;
+            lines.remove_prefix(line.size());
+        }
+        return true;
+    }
+
+    Broken changedOutside(ByteRange range, BytesView after) const {
+        const std::string_view head = between(0, range.start);
+        const std::string_view tail = between(range.end, size_);
+        if (asText(after).size() < head.size() + tail.size()) return "the result is too short";
+        if (!asText(after).starts_with(head)) return "bytes before the range changed";
+        if (!asText(after).ends_with(tail)) return "bytes behind the range changed";
+        return std::nullopt;
+    }
+
+    /// The one file that an edit of well-formed lines refuses: its last line ends in a bare carriage return, which the
+    /// line feed that we would add turns into half a line ending.
+    Broken onlyForCarriageReturn(std::int64_t insertion, const TOMLTextError& error) const {
+        if (insertion == size_ && size_ > 0 && byteAt(size_ - 1) == '\r') return std::nullopt;
+        return "refused: " + error.description();
+    }
+
+    Broken ofTakingOut(const TOMLEdit::TableSet& made, const TOMLName& name) const {
+        const auto back = TOMLEdit::removeTable(made.bytes, name);
+        if (!back) return "what was made cannot be removed: " + back.error().description();
+        std::string want{file_};
+        if (made.appendedTrailingNewline) want += TOMLText::lineEnding(bytes_);
+        if (asText(*back) != want) return "removing the table does not give back the file";
+        if (made.appendedTrailingNewline == (file_.empty() || file_.ends_with('\n')))
+            return "the line feed is not told of";
+        return std::nullopt;
+    }
+
+    BytesView bytes_;
+    std::string_view file_;
+    const TOMLDocument& document_;
+    std::int64_t size_;
+};
+
+}  // namespace larkmoor::testing

@@ -1,0 +1,158 @@
+// What holds of every scan and every edit, asked of documents made up from all that TOML files look like.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "LarkmoorConnectors/ConfigFile/TOMLGuarantees.h"
+
+namespace larkmoor {
+namespace {
+
+using testing::TOMLGuarantees;
+
+/// Repeatable by its seed. Every document scans.
+class DocumentGenerator {
+  public:
+    explicit DocumentGenerator(unsigned seed) : random_(seed) {}
+
+    std::string document() {
+        ending_ = oneOf({"\n", "\r\n", ""});  // the empty one: now this, now that
+        std::string file = oneOf({"", "", "", "\xEF\xBB\xBF"});
+        for (std::size_t lines = random_() % 14; lines > 0; --lines) file += line();
+        if (random_() % 3 == 0)
+            file += oneOf({"# the end", "k = 1", "[z]", "z = 1 ", "\t", "[mcp_servers.larkmoor]", "\r"});
+        return file;
+    }
+
+  private:
+    std::string oneOf(std::initializer_list<std::string_view> choices) {
+        return std::string{choices.begin()[random_() % choices.size()]};
+    }
+
+    std::string newline() { return ending_.empty() ? oneOf({"\n", "\r\n"}) : ending_; }
+    std::string indent() { return oneOf({"", "", "", "  ", "\t"}); }
+    std::string comment() { return oneOf({"", "", " ", " # note", "# \xC3\xA9 [x] = '", "\t#"}); }
+    std::string part() {
+        return oneOf({"a", "b-1", "mcp_servers", "larkmoor", "\"a b\"", "'c.d'", "\"\\u00e9\\\"\"", "\"\"", "1979"});
+    }
+
+    std::string name() {
+        if (random_() % 4 == 0) return oneOf({"mcp_servers.larkmoor", "mcp_servers . \"larkmoor\""});
+        std::string name = part();
+        while (random_() % 3 == 0) name += oneOf({".", " . "}) + part();
+        return name;
+    }
+
+    std::string value(int depth = 0) {
+        switch (random_() % (depth < 3 ? 9 : 6)) {
+            case 0:
+                return oneOf({"1", "-0.5e3", "true", "inf", "0xFF"});
+            case 1:
+                return oneOf({"1979-05-27", "1979-05-27T07:32:00Z", "07:32:00", "1979-05-27 07:32:00.5"});
+            case 2:
+                return oneOf({R"("")", R"("x # \" \\ \U0001F600 ]")", "\"\t\xC3\xA9\""});
+            case 3:
+                return oneOf({"''", "'C:\\x'", "'\"#[{'"});
+            case 4:
+                return R"(""")" + oneOf({"", "\"", "\"\""}) + "x" + newline() + oneOf({"[t]", "\\\"\"\" x", "# no"}) +
+                       R"(""")" + oneOf({"", "\"", "\"\""});
+            case 5:
+                return "'''" + newline() + oneOf({"a = 1", "'", "\\"}) + newline() + "'''";
+            case 6:
+                return "[" + list(depth, true) + "]";
+            case 7:
+                return "{ " + part() + " = " + value(depth + 1) + " }";
+            default:
+                return "[]";
+        }
+    }
+
+    std::string list(int depth, bool overLines) {
+        std::string items;
+        for (std::size_t count = random_() % 4; count > 0; --count) {
+            items += oneOf({"", " "}) + value(depth + 1) + ",";
+            if (overLines && random_() % 2 == 0) items += oneOf({"", " # ] \" '"}) + newline() + indent();
+        }
+        return items;
+    }
+
+    std::string line() {
+        switch (random_() % 8) {
+            case 0:
+                return oneOf({"", " \t"}) + newline();
+            case 1:
+                return indent() + "# [comment] = \"" + newline();
+            case 2:
+            case 3:
+                return indent() + oneOf({"[", "[ "}) + name() + oneOf({"]", " ]"}) + comment() + newline();
+            case 4:
+                return random_() % 3 == 0 ? "[[" + name() + "]]" + newline() : newline();
+            default:
+                return indent() + name() + oneOf({" = ", "=", "\t= "}) + value() + comment() + newline();
+        }
+    }
+
+    std::mt19937_64 random_;
+    std::string ending_;
+};
+
+class TOMLProperties : public ::testing::Test {
+  protected:
+    /// Calls `ask` with the guarantees and the scan of many documents.
+    template <class Ask>
+    static void everyDocument(Ask ask) {
+        std::size_t scanned = 0;
+        for (unsigned seed = 0; seed < 1500; ++seed) {
+            const std::string file = DocumentGenerator{seed}.document();
+            const auto document = TOMLText::scan(asBytes(file));
+            ASSERT_TRUE(document) << seed << ": " << document.error().description() << "\n" << file;
+            ask(TOMLGuarantees{asBytes(file), *document}, *document, file);
+            if (::testing::Test::HasFailure()) FAIL() << "seed " << seed << "\n" << file;
+            scanned += document->allEntries.size() > 3 ? 1 : 0;
+        }
+        EXPECT_GT(scanned, 300U) << "the documents say too little";
+    }
+};
+
+TEST_F(TOMLProperties, TablesTileTheFileAndEntriesLieInThem) {
+    everyDocument([](const TOMLGuarantees& guarantees, const TOMLDocument&, const std::string&) {
+        EXPECT_EQ(guarantees.ofTheScan(), std::nullopt);
+    });
+}
+
+TEST_F(TOMLProperties, ATableThatIsSetIsReadAndCanBeTakenOut) {
+    const std::vector<TOMLEdit::Line> lines{{"command", "\"/a b/\\\"c\""}, {"args", "[]"}};
+    everyDocument([&](const TOMLGuarantees& guarantees, const TOMLDocument& document, const std::string&) {
+        EXPECT_EQ(guarantees.ofSettingTable({"mcp_servers", "larkmoor"}, lines), std::nullopt);
+        EXPECT_EQ(guarantees.ofSettingTable({"hooks", "state", "/a:b \"c\""}, lines), std::nullopt);
+        EXPECT_EQ(guarantees.ofSettingTable(document.tables.back().name, {}), std::nullopt);
+    });
+}
+
+TEST_F(TOMLProperties, AKeyThatIsSetIsReadInEveryTable) {
+    everyDocument([](const TOMLGuarantees& guarantees, const TOMLDocument& document, const std::string&) {
+        for (const TOMLTable& table : document.tables) {
+            EXPECT_EQ(guarantees.ofSettingKey(table, "trusted_hash", "\"sha256:\\u00e9\""), std::nullopt);
+            EXPECT_EQ(guarantees.ofSettingKey(table, "a b", "[1, # x\n2]"), std::nullopt);
+            for (const TOMLEntry& entry : document.entries(table)) {
+                if (entry.key.size() == 1) {
+                    EXPECT_EQ(guarantees.ofSettingKey(table, entry.key.front(), "'x'"), std::nullopt);
+                }
+            }
+        }
+    });
+}
+
+TEST_F(TOMLProperties, WhatIsRemovedTakesNothingWithIt) {
+    everyDocument([](const TOMLGuarantees& guarantees, const TOMLDocument& document, const std::string&) {
+        for (std::size_t index = 0; index < document.allEntries.size(); ++index) {
+            EXPECT_EQ(guarantees.ofRemovingKey(index), std::nullopt);
+        }
+        for (const TOMLTable& table : document.tables) {
+            if (document.table(table.name) == &table) EXPECT_EQ(guarantees.ofRemovingTable(table), std::nullopt);
+        }
+    });
+}
+
+}  // namespace
+}  // namespace larkmoor

@@ -1,0 +1,126 @@
+// A commit of two files that is killed with signal 9 at each of its system calls.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+
+#include <set>
+
+#include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
+#include "LarkmoorConnectors/ConfigFile/Transaction.h"
+
+namespace larkmoor {
+namespace {
+
+using testing::ConfigFolder;
+using testing::moment;
+
+constexpr std::string_view oldFirst = "the first as it was", newFirst = "the first as it is to be";
+constexpr std::string_view oldSecond = "the second as it was", newSecond = "the second as it is to be";
+// One more than is kept, so that a commit which prunes too early is seen to.
+constexpr const char* older[] = {"first.larkmoor-backup-20200101-000000",  "first.larkmoor-backup-20200102-000000",
+                                 "first.larkmoor-backup-20200103-000000",  "second.larkmoor-backup-20200101-000000",
+                                 "second.larkmoor-backup-20200102-000000", "second.larkmoor-backup-20200103-000000"};
+constexpr const char* copyOfFirst = "first.larkmoor-backup-" MOMENT;
+constexpr const char* copyOfSecond = "second.larkmoor-backup-" MOMENT;
+
+/// The child's life: it waits to be traced, commits, and says by its status how that went.
+[[noreturn]] void commitTraced(std::span<const FileChange> changes) {
+    if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) ::_exit(2);
+    ::raise(SIGSTOP);
+    const auto result = Transaction::commit(changes, moment);
+    ::_exit(result.is<TransactionResult::Committed>() ? 0 : 1);
+}
+
+/// Waits for the child's next stop or end.
+int nextStatus(pid_t child) {
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
+/// Lets the child run to the entry of its system call of that number, counted from 1, and kills it there. False if it
+/// came to its end first, with a whole commit.
+bool killAtCall(pid_t child, int number) {
+    if (!WIFSTOPPED(nextStatus(child))) {
+        ADD_FAILURE() << "this system does not let a process trace its child";
+        return false;
+    }
+    ::ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    bool entering = false;
+    for (int calls = 0; calls < number;) {
+        ::ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
+        const int status = nextStatus(child);
+        if (WIFEXITED(status)) {
+            EXPECT_EQ(WEXITSTATUS(status), 0);
+            return false;
+        }
+        EXPECT_TRUE(WIFSTOPPED(status) && WSTOPSIG(status) == (SIGTRAP | 0x80)) << status;
+        entering = !entering;
+        calls += entering ? 1 : 0;
+    }
+    ::kill(child, SIGKILL);
+    const int status = nextStatus(child);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
+    return true;
+}
+
+/// What the disk may look like when the commit dies. Each file has its old bytes or its new ones, whole, and its
+/// permissions. A copy is made by opening it and then filling it, so one may be cut short; but no file changes before
+/// all copies are whole, and no older copy goes before all files have changed. Of temporary files there is one at most.
+void expectWhole(const ConfigFolder& folder) {
+    const auto first = folder.read("first"), second = folder.read("second");
+    EXPECT_TRUE(first == oldFirst || first == newFirst) << first.value_or("(none)");
+    EXPECT_TRUE(second == oldSecond || second == newSecond) << second.value_or("(none)");
+    EXPECT_EQ(folder.mode("first"), 0600U);
+    EXPECT_EQ(folder.mode("second"), 0644U);
+    EXPECT_TRUE(first == newFirst || second == oldSecond) << "the second file changed before the first";
+    if (first == newFirst) {
+        EXPECT_EQ(folder.read(copyOfFirst), oldFirst);
+        EXPECT_EQ(folder.read(copyOfSecond), oldSecond);
+    }
+    EXPECT_TRUE(oldFirst.starts_with(folder.read(copyOfFirst).value_or("")));
+    EXPECT_TRUE(oldSecond.starts_with(folder.read(copyOfSecond).value_or("")));
+
+    int temporary = 0, olderLeft = 0;
+    for (const std::string& name : folder.names()) {
+        if (name.starts_with(".")) ++temporary;
+        if (name.starts_with(".first")) EXPECT_EQ(folder.mode(name), 0600U) << "a secret lies open";
+        if (std::ranges::find(older, name) != std::end(older)) ++olderLeft;
+    }
+    EXPECT_LE(temporary, 1);
+    if (second == oldSecond) EXPECT_EQ(olderLeft, std::ssize(older));
+}
+
+TEST(TransactionKill, LeavesEveryFileOldOrNewAtEverySystemCall) {
+    std::set<std::pair<bool, bool>> seen;  // which of the files were new
+    bool halfACopy = false;
+    int number = 1;
+    for (bool killed = true; killed; ++number) {
+        const ConfigFolder folder;
+        folder.write("first", oldFirst, 0600);
+        folder.write("second", oldSecond, 0644);
+        for (const char* name : older) folder.write(name, "older");
+        const FileChange changes[] = {folder.change("first", newFirst), folder.change("second", newSecond)};
+
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) commitTraced(changes);
+        killed = killAtCall(child, number);
+        expectWhole(folder);
+        ASSERT_FALSE(HasFailure()) << "killed at call " << number;
+        seen.emplace(folder.read("first") == newFirst, folder.read("second") == newSecond);
+        halfACopy = halfACopy || folder.read(copyOfFirst) == "";
+        ASSERT_LT(number, 2000) << "the commit does not end";
+    }
+    // The tracing looked at the right calls: it met each state that a commit goes through.
+    EXPECT_GT(number, 40);
+    EXPECT_EQ(seen, (std::set<std::pair<bool, bool>>{{false, false}, {true, false}, {true, true}}));
+    EXPECT_TRUE(halfACopy);
+}
+
+}  // namespace
+}  // namespace larkmoor

@@ -1,0 +1,138 @@
+// The story of the first run, in its file.
+#include "LarkmoorKit/Trace/SetupLog.h"
+
+#include <sys/stat.h>
+
+#include <sstream>
+#include <thread>
+
+#include "LarkmoorPlatform/Files.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/Text.h"
+
+namespace larkmoor::testing {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+TEST(SetupLog, StampsInUTCToTheSecond) {
+    struct Case {
+        milliseconds since;
+        std::string_view line;
+    };
+    for (const Case& row :
+         {Case{seconds{0}, "1970-01-01T00:00:00Z x\n"}, Case{milliseconds{999}, "1970-01-01T00:00:00Z x\n"},
+          Case{milliseconds{-1}, "1969-12-31T23:59:59Z x\n"}, Case{seconds{1709210096}, "2024-02-29T12:34:56Z x\n"}})
+        EXPECT_EQ(SetupLog::stamped(SetupLog::Time{row.since}, "x"), row.line);
+}
+
+/// The home folder is this test's.
+class SetupLogTest : public ::testing::Test {
+  protected:
+    SetupLogTest() {
+        if (const char* named = std::getenv("HOME")) before_ = named;
+        ::setenv("HOME", home.path().c_str(), 1);
+        std::filesystem::create_directories(home.path() / "Library/Logs");
+    }
+    ~SetupLogTest() override {
+        SetupLog::flush();
+        if (before_) {
+            ::setenv("HOME", before_->c_str(), 1);
+        } else {
+            ::unsetenv("HOME");
+        }
+    }
+
+    /// The lines without their stamps.
+    static std::vector<std::string> told(const std::string& path) {
+        const auto bytes = Files::read(path);
+        std::istringstream lines{bytes ? text(*bytes) : ""};
+        std::vector<std::string> words;
+        constexpr std::string_view stamp = "1970-01-01T00:00:00Z ";
+        for (std::string line; std::getline(lines, line);)
+            words.push_back(line.substr(std::min(stamp.size(), line.size())));
+        return words;
+    }
+
+    TemporaryFolder home;
+    std::string file = home / "Library/Logs/larkmoor-journey.log";
+
+  private:
+    std::optional<std::string> before_;
+};
+
+TEST_F(SetupLogTest, KeepsTheOrderOfTheCallsAndTheirTime) {
+    const auto begun = std::chrono::floor<seconds>(std::chrono::system_clock::now());
+    for (int number = 0; number < 10; ++number) SetupLog::line(fmt::format("line {}", number));
+    const auto ended = std::chrono::system_clock::now();
+    SetupLog::flush();
+    EXPECT_EQ(SetupLog::path(home.path().string()), file);
+    const auto words = told(file);
+    ASSERT_EQ(words.size(), 10U);
+    for (std::size_t number = 0; number < 10; ++number) EXPECT_EQ(words[number], fmt::format("line {}", number));
+    const std::string whole = text(*Files::read(file));
+    EXPECT_GE(whole.substr(0, 20), SetupLog::stamped(begun, "").substr(0, 20));
+    EXPECT_LE(whole.substr(whole.rfind("Z line 9") - 19, 20), SetupLog::stamped(ended, "").substr(0, 20));
+}
+
+TEST_F(SetupLogTest, IsPrivateAndAppendedTo) {
+    const mode_t before = ::umask(0);
+    SetupLog::line("one");
+    SetupLog::flush();
+    ::umask(before);
+    EXPECT_EQ(Files::permissions(file), 0600);
+    SetupLog::line("two");
+    SetupLog::flush();
+    EXPECT_EQ(told(file), (std::vector<std::string>{"one", "two"}));
+}
+
+TEST_F(SetupLogTest, TheFileMayBeMovedBetweenLines) {
+    SetupLog::line("one");
+    SetupLog::flush();
+    std::filesystem::rename(file, home / "kept.log");
+    SetupLog::line("two");
+    SetupLog::flush();
+    EXPECT_EQ(told(home / "kept.log"), std::vector<std::string>{"one"});
+    EXPECT_EQ(told(file), std::vector<std::string>{"two"});
+}
+
+TEST_F(SetupLogTest, WhatCannotBeWrittenVanishes) {
+    SetupLog::line("not UTF-8: \xff");
+    SetupLog::flush();
+    EXPECT_FALSE(Files::exists(file)) << "not even an empty file";
+    std::filesystem::remove_all(home.path() / "Library/Logs");
+    SetupLog::line("no folder");
+    SetupLog::flush();
+    EXPECT_FALSE(Files::exists(home / "Library/Logs"));
+    std::filesystem::create_directories(file);
+    SetupLog::line("a folder in its place");
+    SetupLog::flush();
+    std::filesystem::remove(file);
+    SetupLog::line("well again");
+    SetupLog::flush();
+    EXPECT_EQ(told(file), std::vector<std::string>{"well again"});
+}
+
+TEST_F(SetupLogTest, LinesOfManyThreadsStayWholeAndInTheirOrder) {
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([thread] {
+            for (int number = 0; number < 50; ++number) SetupLog::line(fmt::format("{} {:02}", thread, number));
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    SetupLog::flush();
+    auto words = told(file);
+    ASSERT_EQ(words.size(), 200U);
+    for (int thread = 0; thread < 4; ++thread) {
+        std::vector<std::string> own;
+        std::ranges::copy_if(words, std::back_inserter(own),
+                             [&](const std::string& line) { return line.starts_with(std::to_string(thread)); });
+        EXPECT_EQ(own.size(), 50U);
+        EXPECT_TRUE(std::ranges::is_sorted(own)) << thread;
+    }
+}
+
+}  // namespace
+}  // namespace larkmoor::testing

@@ -1,0 +1,113 @@
+#include "LarkmoorPlatform/DistributedNotifications.h"
+
+#include "LarkmoorPlatform/Linux/BusDistributedNotifications.h"
+#include "Support/PrivateBus.h"
+#include "Support/RunUntil.h"
+
+namespace larkmoor::testing {
+namespace {
+
+struct Seen {
+    std::optional<std::string> object;
+    DistributedNotifications::Info info;
+
+    bool operator==(const Seen&) const = default;
+};
+
+const std::string name = "tools.fenwright.larkmoor.open-window";
+
+class DistributedNotificationsTest : public ::testing::Test {
+  protected:
+    DistributedNotifications::Handler keep(std::vector<Seen>& in) {
+        return [&in](std::optional<std::string> object, DistributedNotifications::Info info) {
+            in.push_back({std::move(object), std::move(info)});
+        };
+    }
+    /// What was posted before has reached this bus when it ends.
+    void settle(SessionBus& at) {
+        const auto ask = at.methodCall("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId");
+        ASSERT_TRUE(runTask(loop, at.call(ask)).has_value());
+    }
+    void post(const char* signature, const std::function<void(BusWriter&)>& write) {
+        const BusMessage message = other.signal("/somewhere/else", BusDistributedNotifications::interface, "Posted");
+        BusWriter writer{message};
+        write(writer);
+        ASSERT_TRUE(writer.fits() && message.hasSignature(signature));
+        ASSERT_TRUE(other.send(message));
+    }
+
+    MainLoop loop;
+    PrivateBus daemon;
+    SessionBus bus{loop, daemon.address()};
+    SessionBus other{loop, daemon.address()};
+    BusDistributedNotifications ours{bus};
+    BusDistributedNotifications theirs{other};
+};
+
+TEST_F(DistributedNotificationsTest, ReachThoseWhoObserveTheName) {
+    std::vector<Seen> seen;
+    std::vector<Seen> seenElsewhere;
+    const auto token = ours.observe(name, keep(seen));
+    const auto elsewhere = ours.observe(name + "s", keep(seenElsewhere));
+    settle(bus);
+    theirs.post(name, "stats", {{"front", "1"}, {"ünï", ""}});
+    theirs.post(name, std::nullopt, {});
+    ours.post(name, "1", {});
+    ASSERT_TRUE(runUntil(loop, [&] { return seen.size() == 3; }));
+    std::ranges::sort(seen, {}, &Seen::object);
+    EXPECT_EQ(seen, (std::vector<Seen>{{std::nullopt, {}}, {"1", {}}, {"stats", {{"front", "1"}, {"ünï", ""}}}}));
+    EXPECT_TRUE(seenElsewhere.empty());
+}
+
+TEST_F(DistributedNotificationsTest, EndWithTheirToken) {
+    std::vector<Seen> seen;
+    std::unique_ptr<DistributedNotifications::Token> once;
+    int times = 0;
+    once = ours.observe(name, [&](std::optional<std::string>, DistributedNotifications::Info) {
+        ++times;
+        once.reset();
+    });
+    auto ended = ours.observe(name, keep(seen));
+    ended.reset();
+    settle(bus);
+    theirs.post(name, "a", {});
+    theirs.post(name, "b", {});
+    settle(other);
+    ASSERT_TRUE(runUntil(loop, [&] { return times == 1; }));
+    settle(bus);
+    EXPECT_EQ(times, 1);
+    EXPECT_TRUE(seen.empty());
+}
+
+TEST_F(DistributedNotificationsTest, IgnoreABodyThatIsNone) {
+    std::vector<Seen> seen;
+    const auto token = ours.observe(name, keep(seen));
+    settle(bus);
+    post("s", [](BusWriter& writer) { writer.text(name); });
+    post("ss", [](BusWriter& writer) { writer.text(name).text("stats"); });
+    post("ssa{sv}", [](BusWriter& writer) { writer.text(name).text("stats").array("{sv}", [] {}); });
+    post("ssa{ss}s", [](BusWriter& writer) { writer.text(name).text("stats").array("{ss}", [] {}).text("more"); });
+    post("ssa{ss}", [](BusWriter& writer) {
+        writer.text(name).text("flood").array("{ss}", [&] {
+            for (int key = 0; key < 100000; ++key)
+                writer.entry("ss", [&] { writer.text(std::to_string(key)).text(""); });
+        });
+    });
+    post("ssa{ss}", [](BusWriter& writer) { writer.text(name).text("good").array("{ss}", [] {}); });
+    ASSERT_TRUE(runUntil(loop, [&] { return !seen.empty(); }));
+    EXPECT_EQ(seen, (std::vector<Seen>{{"good", {}}}));
+}
+
+TEST_F(DistributedNotificationsTest, AreDroppedWhereTheBusCannotCarryThem) {
+    std::vector<Seen> seen;
+    const auto token = ours.observe(name, keep(seen));
+    settle(bus);
+    theirs.post(name, "no \xff text", {});
+    theirs.post(name, std::string{"a\0b", 3}, {});
+    theirs.post(name, "good", {});
+    ASSERT_TRUE(runUntil(loop, [&] { return !seen.empty(); }));
+    EXPECT_EQ(seen, (std::vector<Seen>{{"good", {}}}));
+}
+
+}  // namespace
+}  // namespace larkmoor::testing

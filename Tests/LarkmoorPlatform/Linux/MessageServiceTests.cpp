@@ -1,0 +1,267 @@
+// How a connection of the message service lives, fails and ends.
+#include "LarkmoorPlatform/Linux/MessageServiceTest.h"
+
+namespace larkmoor::testing {
+namespace {
+
+TEST_F(MessageServiceTest, FailsAtOnceWithoutAnOwner) {
+    const auto asking = dialled();
+    EXPECT_FALSE(ask(*asking, payload("?")).has_value());
+
+    const auto subscribing = dial();
+    int failures = 0;
+    subscribing->setEventHandler([&](const Incoming& incoming) { failures += incoming ? 0 : 1; });
+    subscribing->resume();
+    subscribing->send(dictionaryWith("subscribe", true));
+    ASSERT_TRUE(runUntil(loop, [&] { return failures > 0; }));
+
+    // An owner that comes later is another's: this channel has failed for good.
+    const Server server{loop, daemon.address(), echo};
+    EXPECT_FALSE(ask(*asking, payload("?")).has_value());
+    EXPECT_TRUE(ask(*dialled(), payload("?")).has_value());
+    EXPECT_EQ(failures, 1);
+}
+
+TEST_F(MessageServiceTest, TouchesNothingBeforeItsFirstMessage) {
+    const auto connection = sessionBusDial(loop, "unix:path=/nonexistent")(service);
+    connection->setEventHandler([](const Incoming&) { FAIL() << "nothing was sent"; });
+    connection->resume();
+    loop.restart();
+    EXPECT_EQ(loop.run_for(std::chrono::milliseconds{20}), 0U);
+}
+
+TEST_F(MessageServiceTest, HoldsMessagesUntilItIsResumed) {
+    int requests = 0;
+    const Server server{loop, daemon.address(),
+                        [&](MessageDictionary request, const MessageListener::Respond& respond) {
+                            ++requests;
+                            respond(std::move(request));
+                        }};
+    const auto connection = dial();
+    std::vector<std::string> replies;
+    for (const std::string_view text : {"1", "2", "3"}) {
+        connection->sendWithReply(payload(text), [&](const Incoming& incoming) {
+            if (incoming) replies.push_back(payloadOf(*incoming));
+        });
+    }
+    loop.restart();
+    loop.run_for(std::chrono::milliseconds{20});
+    EXPECT_EQ(requests, 0);
+    connection->resume();
+    ASSERT_TRUE(runUntil(loop, [&] { return replies.size() == 3; }));
+    EXPECT_EQ(replies, (std::vector<std::string>{"1", "2", "3"}));
+}
+
+TEST_F(MessageServiceTest, SeesARefusalAsAFailedChannel) {
+    const Server server{loop, daemon.address(), [](const MessageDictionary&, const MessageListener::Respond& respond) {
+                            respond(std::unexpected(MessageRefusal{}));
+                        }};
+    const auto reply = ask(*dialled(), payload("?"));
+    ASSERT_FALSE(reply.has_value());
+    EXPECT_TRUE(reply.error().reason.starts_with(BusErrorName::accessDenied)) << reply.error().reason;
+}
+
+TEST_F(MessageServiceTest, TellsAllThatWaitWhenOneFails) {
+    std::vector<MessageListener::Respond> kept;
+    const Server server{loop, daemon.address(), [&](const MessageDictionary&, MessageListener::Respond respond) {
+                            kept.push_back(std::move(respond));
+                        }};
+    const auto connection = dialled();
+    int failures = 0;
+    int events = 0;
+    connection->setEventHandler([&](const Incoming&) { ++events; });
+    for (int count = 0; count < 3; ++count) {
+        // The first to hear of it replaces the connection, as the door does; the others must not wait for ever.
+        connection->sendWithReply(payload("?"), [&](const Incoming& incoming) {
+            failures += incoming ? 0 : 1;
+            connection->cancel();
+        });
+    }
+    ASSERT_TRUE(runUntil(loop, [&] { return kept.size() == 3; }));
+    kept[1](std::unexpected(MessageRefusal{}));
+    ASSERT_TRUE(runUntil(loop, [&] { return failures > 0; }));
+    EXPECT_EQ(failures, 3);
+    EXPECT_EQ(events, 0);
+}
+
+TEST_F(MessageServiceTest, WaitsForAnAnswerLongerThanTheBusLibraryWould) {
+    // Its 25 s, made short.
+    ::setenv("SYSTEMD_BUS_TIMEOUT", "300ms", 1);
+    MessageListener::Respond late;
+    const Server server{loop, daemon.address(), [&](const MessageDictionary&, MessageListener::Respond respond) {
+                            if (!late) late = std::move(respond);
+                        }};
+    const auto connection = dialled();
+    std::optional<Incoming> reply;
+    connection->sendWithReply(payload("?"), [&](Incoming incoming) { reply = std::move(incoming); });
+    ASSERT_TRUE(runUntil(loop, [&] { return late != nullptr; }));
+
+    SessionBus bus{loop, daemon.address()};
+    using namespace MessageServiceNames;
+    const BusMessage ordinary = bus.methodCall(service, objectPath, interface, request);
+    BusWriter{ordinary}.array("{sv}", [] {});
+    EXPECT_EQ(runTask(loop, bus.call(ordinary)).value().error().name, BusErrorName::noReply);
+    ::unsetenv("SYSTEMD_BUS_TIMEOUT");
+    EXPECT_FALSE(reply.has_value());
+    late(payload("!"));
+    ASSERT_TRUE(runUntil(loop, [&] { return reply.has_value(); }));
+    EXPECT_EQ(payloadOf(reply->value()), "!");
+}
+
+TEST_F(MessageServiceTest, PushesEventsToTheirSubscriberAlone) {
+    Server server{loop, daemon.address(), echo};
+    const auto requests = dialled();
+    std::map<std::string, std::vector<std::string>> got;
+    requests->setEventHandler(
+        [&](const Incoming& incoming) { got["requests"].push_back(payloadOf(incoming.value())); });
+    std::vector<std::shared_ptr<MessageConnection>> subscribed;
+    for (const std::string name : {"first", "second"}) {
+        subscribed.push_back(dial());
+        subscribed.back()->setEventHandler([&got, name](const Incoming& incoming) {
+            got[name].push_back(incoming ? payloadOf(*incoming) : "failure");
+        });
+        subscribed.back()->resume();
+        subscribed.back()->send(dictionaryWith("subscribe", true));
+        ASSERT_TRUE(runUntil(loop, [&] { return server.subscribers.size() == subscribed.size(); }));
+    }
+    EXPECT_TRUE(server.subscribers[0]->push(payload("a")));
+    EXPECT_TRUE(server.subscribers[1]->push(payload("b")));
+    EXPECT_TRUE(server.subscribers[0]->push(payload("c")));
+    ASSERT_TRUE(runUntil(loop, [&] { return got["first"].size() == 2 && got["second"].size() == 1; }));
+    static_cast<void>(ask(*requests, payload("?")));
+    EXPECT_EQ(got["first"], (std::vector<std::string>{"a", "c"}));
+    EXPECT_EQ(got["second"], (std::vector<std::string>{"b"}));
+    EXPECT_TRUE(got["requests"].empty());
+
+    // The server learns that a subscriber is gone.
+    subscribed[0]->cancel();
+    ASSERT_TRUE(runUntil(loop, [&] { return !server.subscribers[0]->push(payload("d")); }));
+    EXPECT_EQ(got["first"].size(), 2U);
+}
+
+TEST_F(MessageServiceTest, BelievesNoEventOfAStranger) {
+    Server server{loop, daemon.address(), echo};
+    SessionBus stranger{loop, daemon.address()};
+    const auto connection = dial();
+    std::vector<std::string> events;
+    connection->setEventHandler([&](const Incoming& incoming) { events.push_back(payloadOf(incoming.value())); });
+    connection->resume();
+    connection->send(dictionaryWith("subscribe", true));
+    ASSERT_TRUE(runUntil(loop, [&] { return server.subscribers.size() == 1; }));
+    // Unique names are counted: try the few that there can be.
+    for (int number = 0; number < 10; ++number) {
+        using namespace MessageServiceNames;
+        const BusMessage forged = stranger.signal(objectPath, interface, event);
+        sd_bus_message_set_destination(forged.get(), (":1." + std::to_string(number)).c_str());
+        BusWriter{forged}.array("{sv}", [] {});
+        EXPECT_TRUE(stranger.send(forged));
+    }
+    ASSERT_TRUE(
+        runTask(loop, stranger.call(stranger.methodCall("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId")))
+            .has_value());
+    server.subscribers[0]->push(payload("true"));
+    ASSERT_TRUE(runUntil(loop, [&] { return !events.empty(); }));
+    EXPECT_EQ(events, (std::vector<std::string>{"true"}));
+}
+
+TEST_F(MessageServiceTest, IsQuietAfterCancelling) {
+    Server server{loop, daemon.address(), echo};
+    const auto connection = dial();
+    bool isCalled = false;
+    connection->setEventHandler([&](const Incoming&) { isCalled = true; });
+    connection->resume();
+    connection->send(dictionaryWith("subscribe", true));
+    ASSERT_TRUE(runUntil(loop, [&] { return server.subscribers.size() == 1; }));
+    connection->sendWithReply(payload("?"), [&](const Incoming&) { isCalled = true; });
+    server.subscribers[0]->push(payload("!"));
+    connection->cancel();
+    connection->sendWithReply(payload("?"), [&](const Incoming&) { isCalled = true; });
+    EXPECT_TRUE(ask(*dialled(), payload("?")).has_value());
+    runReady(loop);
+    EXPECT_FALSE(isCalled);
+}
+
+TEST_F(MessageServiceTest, FailsWhenTheBusIsKilled) {
+    Server server{loop, daemon.address(), [&](const MessageDictionary&, MessageListener::Respond respond) {
+                      server.unanswered.push_back(std::move(respond));
+                  }};
+    const auto connection = dialled();
+    std::optional<Incoming> reply;
+    connection->sendWithReply(payload("?"), [&](Incoming incoming) { reply = std::move(incoming); });
+    ASSERT_TRUE(runUntil(loop, [&] { return !server.unanswered.empty(); }));
+    daemon.kill();
+    ASSERT_TRUE(runUntil(loop, [&] { return reply && server.failure; }));
+    EXPECT_FALSE(reply->has_value());
+    EXPECT_FALSE(ask(*dialled(), payload("?")).has_value());
+    server.unanswered.front()(payload("too late"));
+}
+
+TEST_F(MessageServiceTest, TellsAServerThatTheNameIsTaken) {
+    const Server first{loop, daemon.address(), echo};
+    const Server second{loop, daemon.address(), echo};
+    EXPECT_TRUE(first.isListening);
+    EXPECT_FALSE(second.isListening);
+    EXPECT_TRUE(second.failure.has_value());
+}
+
+// A daemon in a process of its own, which can die as daemons die.
+class DaemonProcess {
+  public:
+    DaemonProcess(MainLoop& loop, const PrivateBus& bus)
+        : process_({LARKMOOR_UNDERSTUDY_DAEMON, "--name", service}, bus.environment()), watching_(loop, bus.address()) {
+        bool isThere = false;
+        const BusNameWatch watch =
+            watching_.watchName(service, [&](const std::string& owner) { isThere = !owner.empty(); });
+        EXPECT_TRUE(runUntil(loop, [&] { return isThere; }));
+    }
+
+    void kill() { process_.kill(); }
+    void order(MainLoop& loop, const char* name, bool value) {
+        const BusMessage call = watching_.methodCall(service, "/tools/fenwright/larkmoor/understudy",
+                                                     "tools.fenwright.larkmoor.Understudy", name);
+        BusWriter{call}.boolean(value);
+        EXPECT_TRUE(runTask(loop, watching_.call(call)).value().has_value());
+    }
+
+  private:
+    ChildProcess process_;
+    SessionBus watching_;
+};
+
+const std::string health = R"({"read":{"_0":{"health":{}}}})";
+
+TEST_F(MessageServiceTest, FailsForGoodWhenTheOwnerIsKilledInTheMiddle) {
+    std::optional<DaemonProcess> process{std::in_place, loop, daemon};
+    const auto connection = dial();
+    int failures = 0;
+    connection->setEventHandler([&](const Incoming& incoming) { failures += incoming ? 0 : 1; });
+    connection->resume();
+    ASSERT_EQ(payloadOf(ask(*connection, payload(health)).value()), R"({"text":{"_0":"healthy"}})");
+    process->order(loop, "Silent", true);
+    std::optional<Incoming> reply;
+    connection->sendWithReply(payload(health), [&](Incoming incoming) { reply = std::move(incoming); });
+    process->kill();
+    ASSERT_TRUE(runUntil(loop, [&] { return reply && failures > 0; }));
+    EXPECT_FALSE(reply->has_value());
+
+    process.emplace(loop, daemon);
+    EXPECT_FALSE(ask(*connection, payload(health)).has_value());
+    EXPECT_TRUE(ask(*dialled(), payload(health)).has_value());
+    EXPECT_EQ(failures, 1);
+}
+
+TEST_F(MessageServiceTest, ASubscriptionHearsOfItsOwnersEnd) {
+    DaemonProcess process{loop, daemon};
+    const auto connection = dial();
+    int failures = 0;
+    connection->setEventHandler([&](const Incoming& incoming) { failures += incoming ? 0 : 1; });
+    connection->resume();
+    connection->send(dictionaryWith("subscribe", true));
+    process.order(loop, "Silent", true);
+    EXPECT_EQ(failures, 0);
+    process.kill();
+    ASSERT_TRUE(runUntil(loop, [&] { return failures == 1; }));
+}
+
+}  // namespace
+}  // namespace larkmoor::testing

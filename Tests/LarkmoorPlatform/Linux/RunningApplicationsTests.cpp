@@ -1,0 +1,248 @@
+// Applications found among real processes, and their ends.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+#include "LarkmoorPlatform/Linux/ApplicationUnit.h"
+#include "LarkmoorPlatform/Linux/ProcessApplications.h"
+#include "Support/ChildProcess.h"
+#include "Support/PrivateBus.h"
+#include "Support/RunUntil.h"
+#include "Support/TemporaryFolder.h"
+
+namespace larkmoor {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ApplicationUnit, NamesTheApplication) {
+    struct Case {
+        std::string_view unit, application;
+    };
+    const Case table[] = {
+        {"app-org.example.App-1234.scope", "org.example.App"},
+        {"app-gnome-org.gnome.Nautilus-1234.scope", "org.gnome.Nautilus"},
+        {"app-flatpak-org.mozilla.firefox-99.scope", "org.mozilla.firefox"},
+        {"app-gnome-org.example.App.scope", "org.example.App"},
+        {"app-firefox-7d3a1b2c.scope", "firefox"},
+        {"app-firefox.scope", "firefox"},
+        {"app-gnome-user\\x2ddirs\\x2dupdate-5.scope", "user-dirs-update"},
+        {"app-org.example.App@autostart.service", "org.example.App"},
+        {"app-gnome-org.example.App@5f.service", "org.example.App"},
+        {"app-org.example.App.service", "org.example.App"},
+        {"app-my\\x2dapp@1-2.service", "my-app"},
+        {"app-odd\\x2.scope", "odd\\x2"},
+        {"app-.scope", ""},
+        {"app-gnome-.service", ""},
+        {"app-gnome.slice", ""},
+        {"vte-spawn-5f.scope", ""},
+        {"larkmoor.service", ""},
+        {"", ""},
+    };
+    for (const Case& row : table) {
+        EXPECT_EQ(ApplicationUnit::application(row.unit).value_or(""), row.application) << row.unit;
+    }
+}
+
+TEST(ApplicationUnit, IsTheInnermostOfTheGroups) {
+    struct Case {
+        std::string_view name, groups, application;
+    };
+    const std::string_view user = "0::/user.slice/user-1000.slice/user@1000.service/app.slice/";
+    const Case table[] = {
+        {"unified", "app-org.example.App-1.scope\n", "org.example.App"},
+        {"a group within the unit", "app-org.example.App-1.scope/workers/first\n", "org.example.App"},
+        {"a unit within the unit", "app-org.kde.konsole-1.scope/tab(2).scope\n", ""},
+        {"a service of the session", "dbus.service\n", ""},
+    };
+    for (const Case& row : table) {
+        EXPECT_EQ(ApplicationUnit::applicationOfGroups(std::string{user} + std::string{row.groups}).value_or(""),
+                  row.application)
+            << row.name;
+    }
+    EXPECT_EQ(ApplicationUnit::applicationOfGroups(
+                  "9:name=systemd:/user.slice/app-org.example.App-1.scope\n1:cpu:/x\n0::/\n"),
+              "org.example.App");
+    EXPECT_EQ(ApplicationUnit::applicationOfGroups("1:cpu:/app-org.example.App-1.scope\n0::/\n"), std::nullopt);
+    EXPECT_EQ(ApplicationUnit::applicationOfGroups(""), std::nullopt);
+}
+
+struct RunningApplicationsTests : ::testing::Test {
+    static inline const std::string identifier = "tools.example.sleeper";
+
+    testing::TemporaryFolder folder;
+    testing::PrivateBus privateBus;
+    MainLoop loop;
+    SessionBus bus{loop, privateBus.address()};
+    std::optional<ProcessApplications> applications{std::in_place, loop, bus};
+    const std::string program = folder / "Sleeper.app/Contents/MacOS/sleeper";
+
+    void SetUp() override { makeBundle(folder / "Sleeper.app", identifier); }
+
+    void makeBundle(const std::string& bundle, const std::string& name) const {
+        std::filesystem::create_directories(bundle + "/Contents/MacOS");
+        std::filesystem::copy_file("/bin/sleep", bundle + "/Contents/MacOS/sleeper");
+        std::ofstream{bundle + "/Contents/Info.plist"}
+            << "<plist version=\"1.0\"><dict><key>CFBundleIdentifier</key><string>" << name
+            << "</string></dict></plist>";
+    }
+
+    /// Returns once it runs the program, and no longer us.
+    testing::ChildProcess start(const std::string& executable) const {
+        testing::ChildProcess child{{executable, "600"}};
+        std::error_code failed;
+        while (std::filesystem::read_symlink("/proc/" + std::to_string(child.pid()) + "/exe", failed) != executable)
+            std::this_thread::sleep_for(1ms);
+        return child;
+    }
+
+    std::optional<RunningApplication> find(pid_t process) const {
+        const auto list = applications->list();
+        const auto found = std::ranges::find(list, process, &RunningApplication::process);
+        return found == list.end() ? std::nullopt : std::optional{*found};
+    }
+};
+
+TEST_F(RunningApplicationsTests, ListsThisUsersProcesses) {
+    makeBundle(folder / "Nameless.app", "x");
+    std::filesystem::remove(folder / "Nameless.app/Contents/Info.plist");
+    std::filesystem::copy_file("/bin/sleep", folder / "loose");
+    auto bundled = start(program);
+    auto nameless = start(folder / "Nameless.app/Contents/MacOS/sleeper");
+    auto loose = start(folder / "loose");
+    const auto application = [](const testing::ChildProcess& child, std::string executable,
+                                std::optional<std::string> name) {
+        return RunningApplication{
+            .process = child.pid(), .executable = std::move(executable), .bundleIdentifier = std::move(name)};
+    };
+    EXPECT_EQ(find(bundled.pid()), application(bundled, program, identifier));
+    EXPECT_EQ(find(nameless.pid()), application(nameless, folder / "Nameless.app/Contents/MacOS/sleeper", {}));
+    EXPECT_EQ(find(loose.pid()), application(loose, folder / "loose", {}));
+    // Removed by an update, it is still what it was.
+    std::filesystem::remove(program);
+    EXPECT_EQ(find(bundled.pid()), application(bundled, program, identifier));
+    ::kill(bundled.pid(), SIGKILL);
+    siginfo_t dead{};
+    ::waitid(P_PID, static_cast<id_t>(bundled.pid()), &dead, WEXITED | WNOWAIT);
+    EXPECT_EQ(find(bundled.pid()), std::nullopt) << "a process that is only waited for does not run";
+    if (::getuid() != 0) EXPECT_EQ(find(1), std::nullopt) << "another's";
+}
+
+TEST_F(RunningApplicationsTests, TerminatesTheListedProcessAndNoOther) {
+    auto child = start(program);
+    EXPECT_FALSE(applications->terminate(child.pid())) << "never listed";
+    ASSERT_TRUE(find(child.pid()));
+    EXPECT_TRUE(applications->terminate(child.pid()));
+    const pid_t process = child.pid();
+    EXPECT_EQ(child.wait(), 128 + SIGTERM);
+    EXPECT_FALSE(applications->terminate(process)) << "gone";
+}
+
+TEST_F(RunningApplicationsTests, SparesWhoeverTookTheNumber) {
+    // Another program under the listed number: here by exec, elsewhere because numbers are given out again.
+    testing::ChildProcess changing{
+        {"/bin/sh", "-c", "while [ ! -e " + folder / "go" + " ]; do :; done; exec " + program + " 600"}};
+    ASSERT_TRUE(find(changing.pid()));
+    std::ofstream{folder / "go"};
+    std::error_code failed;
+    while (std::filesystem::read_symlink("/proc/" + std::to_string(changing.pid()) + "/exe", failed) != program)
+        std::this_thread::sleep_for(1ms);
+    EXPECT_FALSE(applications->terminate(changing.pid()));
+    EXPECT_EQ(::kill(changing.pid(), 0), 0);
+}
+
+TEST_F(RunningApplicationsTests, TellsTheEndOnce) {
+    int ended = 0;
+    int others = 0;
+    applications->onEnd(identifier, [&] { ++ended; });
+    applications->onEnd("tools.example.other", [&] { ++others; });
+    std::optional first{start(program)};
+    applications->refresh();
+    applications->refresh();
+    std::optional second{start(program)};
+    testing::runReady(loop);
+    EXPECT_EQ(ended, 0);
+    // Two processes are one application.
+    first.reset();
+    loop.restart();
+    loop.run_for(50ms);
+    EXPECT_EQ(ended, 0);
+    second.reset();
+    EXPECT_TRUE(testing::runUntil(loop, [&] { return ended > 0; }));
+    applications->refresh();
+    loop.restart();
+    loop.run_for(50ms);
+    EXPECT_EQ(ended, 1);
+    // It comes and goes again.
+    first.emplace(start(program));
+    applications->refresh();
+    first.reset();
+    EXPECT_TRUE(testing::runUntil(loop, [&] { return ended == 2; }));
+    EXPECT_EQ(others, 0);
+}
+
+TEST_F(RunningApplicationsTests, WhoHearsOfAnEndMayDropItAll) {
+    applications->onEnd(identifier, [this] { applications.reset(); });
+    std::optional child{start(program)};
+    applications->refresh();
+    child.reset();
+    EXPECT_TRUE(testing::runUntil(loop, [&] { return !applications; }));
+}
+
+/// What the service manager says, said by the test.
+struct Manager {
+    SessionBus bus;
+    BusSlot name;
+    BusSlot calls;
+    bool isOwned = false;
+    int subscriptions = 0;
+
+    Manager(MainLoop& loop, const std::string& address) : bus(loop, address) {
+        calls = bus.filter([this](const BusMessage& message) {
+            if (sd_bus_message_is_method_call(message.get(), "org.freedesktop.systemd1.Manager", "Subscribe") <= 0)
+                return false;
+            ++subscriptions;
+            return true;
+        });
+        name = bus.requestName("org.freedesktop.systemd1", [this](auto result) { isOwned = result.has_value(); });
+    }
+
+    void jobIsDone(const std::string& unit) {
+        const BusMessage signal =
+            bus.signal("/org/freedesktop/systemd1", "org.freedesktop.systemd1.Manager", "JobRemoved");
+        BusWriter{signal}.uint32(7).path("/org/freedesktop/systemd1/job/7").text(unit).text("done");
+        bus.send(signal);
+    }
+};
+
+TEST_F(RunningApplicationsTests, HearsOfNewApplicationsFromTheServiceManager) {
+    int ended = 0;
+    applications->onEnd(identifier, [&] { ++ended; });
+    // It may come after us.
+    Manager manager{loop, privateBus.address()};
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return manager.subscriptions > 0; }));
+    std::optional child{start(program)};
+    manager.jobIsDone("app-gnome-tools.example.other-1.scope");
+    manager.jobIsDone("app-gnome-tools.example.sleeper-1.scope");
+    loop.restart();
+    loop.run_for(100ms);
+    child.reset();
+    EXPECT_TRUE(testing::runUntil(loop, [&] { return ended == 1; }));
+    EXPECT_EQ(manager.subscriptions, 1);
+}
+
+TEST_F(RunningApplicationsTests, WithoutABusTheRefreshIsEnough) {
+    privateBus.kill();
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return bus.isLost(); }));
+    int ended = 0;
+    std::optional child{start(program)};
+    applications->onEnd(identifier, [&] { ++ended; });
+    child.reset();
+    EXPECT_TRUE(testing::runUntil(loop, [&] { return ended == 1; }));
+}
+
+}  // namespace
+}  // namespace larkmoor

@@ -1,0 +1,283 @@
+#include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+
+#include "LarkmoorPlatform/Linux/Bus/BusMatch.h"
+#include "Support/PrivateBus.h"
+#include "Support/RunUntil.h"
+
+namespace larkmoor::testing {
+namespace {
+
+constexpr const char* driver = "org.freedesktop.DBus";
+constexpr const char* path = "/a/b";
+constexpr const char* interface = "a.b.C";
+
+class SessionBusTest : public ::testing::Test {
+  protected:
+    BusMessage askDriver(SessionBus& bus, const std::string& member) {
+        return bus.methodCall(driver, "/org/freedesktop/DBus", driver, member);
+    }
+    BusMessage askName(SessionBus& bus, const std::string& member, const std::string& name) {
+        const BusMessage call = askDriver(bus, member);
+        BusWriter{call}.text(name);
+        return call;
+    }
+    /// Waits until the connection stands; its own name.
+    std::string connected(SessionBus& bus) {
+        EXPECT_TRUE(runTask(loop, bus.call(askDriver(bus, "GetId"))).value().has_value());
+        return bus.uniqueName();
+    }
+    /// A peer that takes calls of `Wait` and never answers.
+    BusSlot addSilentObject(SessionBus& bus) {
+        static const sd_bus_vtable table[] = {
+            SD_BUS_VTABLE_START(0),
+            SD_BUS_METHOD(
+                "Wait", "", "", [](sd_bus_message*, void*, sd_bus_error*) { return 1; }, 0),
+            SD_BUS_VTABLE_END,
+        };
+        return bus.addObject(path, interface, table, nullptr);
+    }
+
+    MainLoop loop;
+    PrivateBus daemon;
+};
+
+TEST_F(SessionBusTest, AnswersCallsMadeBeforeTheConnectionStands) {
+    SessionBus bus{loop, daemon.address()};
+    EXPECT_EQ(bus.uniqueName(), "");
+    std::optional<BusResult> answer;
+    const BusSlot call = bus.call(askDriver(bus, "GetId"), [&](BusResult result) { answer = std::move(result); });
+    EXPECT_FALSE(answer);
+    ASSERT_TRUE(runUntil(loop, [&] { return answer.has_value(); }));
+    ASSERT_TRUE(answer->has_value());
+    EXPECT_EQ(BusReader{**answer}.text().size(), 32U);
+    EXPECT_TRUE(bus.uniqueName().starts_with(":"));
+}
+
+TEST_F(SessionBusTest, TakesTheSessionsAddressFromTheEnvironment) {
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", daemon.address().c_str(), 1);
+    SessionBus bus{loop};
+    ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    EXPECT_NE(connected(bus), "");
+}
+
+TEST_F(SessionBusTest, CarriesThePeersErrorByName) {
+    SessionBus bus{loop, daemon.address()};
+    const auto absent = runTask(loop, bus.call(bus.methodCall("a.b.nobody", path, interface, "Wait")));
+    ASSERT_FALSE(absent.value().has_value());
+    EXPECT_EQ(absent->error().name, BusErrorName::serviceUnknown);
+    const auto unowned = runTask(loop, bus.call(askName(bus, "GetNameOwner", "a.b.nobody")));
+    EXPECT_EQ(unowned.value().error().name, BusErrorName::nameHasNoOwner);
+}
+
+TEST_F(SessionBusTest, CallsNobodyWhoHasGivenUp) {
+    SessionBus bus{loop, daemon.address()};
+    bool isCalled = false;
+    BusSlot call = bus.call(askDriver(bus, "GetId"), [&](const BusResult&) { isCalled = true; });
+    call.reset();
+    // A call that the library refuses is told later, and may be given up before that.
+    BusSlot refused = bus.call(BusMessage{}, [&](const BusResult&) { isCalled = true; });
+    refused.reset();
+    connected(bus);
+    EXPECT_FALSE(isCalled);
+}
+
+TEST_F(SessionBusTest, EndsACallInTimeOrNever) {
+    SessionBus bus{loop, daemon.address()};
+    SessionBus peer{loop, daemon.address()};
+    const BusSlot object = addSilentObject(peer);
+    const std::string name = connected(peer);
+    const auto late =
+        runTask(loop, bus.call(bus.methodCall(name, path, interface, "Wait"), std::chrono::milliseconds{20}));
+    EXPECT_EQ(late.value().error().name, BusErrorName::noReply);
+
+    bool isCalled = false;
+    const BusSlot patient = bus.call(
+        bus.methodCall(name, path, interface, "Wait"), [&](const BusResult&) { isCalled = true; },
+        SessionBus::noTimeout);
+    connected(bus);
+    std::uint64_t wakes = 0;
+    ASSERT_GE(sd_bus_get_timeout(bus.handle(), &wakes), 0);
+    EXPECT_EQ(wakes, UINT64_MAX);
+    EXPECT_FALSE(isCalled);
+}
+
+TEST_F(SessionBusTest, TellsEveryCallWhenTheBusIsKilled) {
+    SessionBus bus{loop, daemon.address()};
+    SessionBus peer{loop, daemon.address()};
+    const BusSlot object = addSilentObject(peer);
+    const std::string name = connected(peer);
+    int failed = 0;
+    int lost = 0;
+    bus.onLost([&](const BusError&) {
+        EXPECT_EQ(failed, 2);
+        ++lost;
+    });
+    const auto count = [&](const BusResult& result) { failed += result ? 0 : 1; };
+    const BusSlot first = bus.call(bus.methodCall(name, path, interface, "Wait"), count, SessionBus::noTimeout);
+    const BusSlot second = bus.call(bus.methodCall(name, path, interface, "Wait"), count, SessionBus::noTimeout);
+    connected(bus);
+    daemon.kill();
+    ASSERT_TRUE(runUntil(loop, [&] { return lost > 0; }));
+    EXPECT_TRUE(bus.isLost());
+    const auto after = runTask(loop, bus.call(askDriver(bus, "GetId")));
+    EXPECT_FALSE(after.value().has_value());
+    EXPECT_EQ(lost, 1);
+}
+
+TEST_F(SessionBusTest, TellsThatThereIsNoBus) {
+    for (const std::string address : {"unix:path=/nonexistent/bus", "", "nonsense"}) {
+        SessionBus bus{loop, address};
+        int lost = 0;
+        bus.onLost([&](const BusError&) { ++lost; });
+        const auto answer = runTask(loop, bus.call(askDriver(bus, "GetId")));
+        EXPECT_FALSE(answer.value().has_value());
+        ASSERT_TRUE(runUntil(loop, [&] { return lost == 1; })) << address;
+    }
+}
+
+TEST_F(SessionBusTest, NeverWaitsForABusThatDoesNotAnswer) {
+    const TemporaryFolder folder;
+    const FileDescriptor listening{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    sockaddr_un where{.sun_family = AF_UNIX, .sun_path = {}};
+    (folder / "deaf").copy(where.sun_path, sizeof where.sun_path - 1);
+    ASSERT_EQ(::bind(listening.get(), reinterpret_cast<const sockaddr*>(&where), sizeof where), 0);
+    ASSERT_EQ(::listen(listening.get(), 1), 0);
+
+    const auto begin = std::chrono::steady_clock::now();
+    SessionBus bus{loop, "unix:path=" + (folder / "deaf")};
+    const BusSlot call = bus.call(askDriver(bus, "GetId"), [](const BusResult&) {});
+    const BusSlot match = bus.match(BusMatch{}.interface(interface).rule(), [](const BusMessage&) {});
+    const BusSlot name = bus.requestName("a.b.c", [](const std::expected<void, BusError>&) {});
+    BusMessage descriptors = bus.signal(path, interface, "S");
+    EXPECT_FALSE(BusWriter{descriptors}.descriptor(0).fits());
+    EXPECT_EQ(bus.uniqueName(), "");
+    runReady(loop);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{5});
+}
+
+TEST_F(SessionBusTest, FollowsTheOwnersOfAName) {
+    SessionBus watching{loop, daemon.address()};
+    std::vector<std::string> owners;
+    const BusNameWatch watch = watching.watchName("a.b.c", [&](const std::string& owner) { owners.push_back(owner); });
+    ASSERT_TRUE(runUntil(loop, [&] { return owners.size() == 1; }));
+
+    SessionBus first{loop, daemon.address()};
+    const BusMessage claim = askDriver(first, "RequestName");
+    constexpr std::uint32_t allowReplacement = 1;
+    BusWriter{claim}.text("a.b.c").uint32(allowReplacement);
+    ASSERT_TRUE(runTask(loop, first.call(claim)).value().has_value());
+    ASSERT_TRUE(runUntil(loop, [&] { return owners.size() == 2; }));
+
+    SessionBus second{loop, daemon.address()};
+    const BusMessage replace = askDriver(second, "RequestName");
+    constexpr std::uint32_t replaceExisting = 2;
+    BusWriter{replace}.text("a.b.c").uint32(replaceExisting);
+    ASSERT_TRUE(runTask(loop, second.call(replace)).value().has_value());
+    ASSERT_TRUE(runUntil(loop, [&] { return owners.size() == 3; }));
+    second.releaseName("a.b.c");
+    // The first was put in the queue when it was replaced.
+    ASSERT_TRUE(runUntil(loop, [&] { return owners.size() == 4; }));
+    first.releaseName("a.b.c");
+    ASSERT_TRUE(runUntil(loop, [&] { return owners.size() == 5; }));
+    EXPECT_EQ(owners, (std::vector<std::string>{"", first.uniqueName(), second.uniqueName(), first.uniqueName(), ""}));
+
+    std::string present;
+    const BusNameWatch late =
+        watching.watchName(first.uniqueName(), [&](const std::string& owner) { present = owner; });
+    ASSERT_TRUE(runUntil(loop, [&] { return !present.empty(); }));
+    EXPECT_EQ(present, first.uniqueName());
+}
+
+TEST_F(SessionBusTest, GetsANameThatIsFreeAlone) {
+    SessionBus first{loop, daemon.address()};
+    SessionBus second{loop, daemon.address()};
+    const auto request = [&](SessionBus& bus) {
+        std::optional<std::expected<void, BusError>> granted;
+        const BusSlot slot = bus.requestName("a.b.c", [&](std::expected<void, BusError> answer) { granted = answer; });
+        EXPECT_TRUE(runUntil(loop, [&] { return granted.has_value(); }));
+        return granted && granted->has_value();
+    };
+    EXPECT_TRUE(request(first));
+    EXPECT_TRUE(request(first));
+    EXPECT_FALSE(request(second));
+}
+
+TEST_F(SessionBusTest, MatchesTheVeryArgument) {
+    SessionBus bus{loop, daemon.address()};
+    SessionBus other{loop, daemon.address()};
+    // What a rule could mistake for its own punctuation.
+    const std::string odd = "its, arg1=x";
+    int seen = 0;
+    const BusSlot match = bus.match(BusMatch{}.interface(interface).member("S").argument(0, odd).rule(),
+                                    [&](const BusMessage&) { ++seen; });
+    connected(bus);
+    const auto say = [&](const std::string& text) {
+        const BusMessage signal = other.signal(path, interface, "S");
+        BusWriter{signal}.text(text);
+        EXPECT_TRUE(other.send(signal));
+    };
+    say("its");
+    say(odd);
+    ASSERT_TRUE(runUntil(loop, [&] { return seen == 1; }));
+    connected(bus);
+    EXPECT_EQ(seen, 1);
+    EXPECT_FALSE(bus.isLost());
+}
+
+TEST_F(SessionBusTest, LetsACallbackDestroyEverything) {
+    auto bus = std::make_unique<SessionBus>(loop, daemon.address());
+    bool isCalled = false;
+    bool isOtherCalled = false;
+    const BusSlot call = bus->call(askDriver(*bus, "GetId"), [&](const BusResult&) {
+        bus.reset();
+        isCalled = true;
+    });
+    const BusSlot other = bus->call(askDriver(*bus, "GetId"), [&](const BusResult&) { isOtherCalled = true; });
+    ASSERT_TRUE(runUntil(loop, [&] { return isCalled; }));
+    runReady(loop);
+    EXPECT_FALSE(isOtherCalled);
+}
+
+TEST_F(SessionBusTest, EndsATaskThatWaitsWhenItIsClosed) {
+    auto bus = std::make_unique<SessionBus>(loop, daemon.address());
+    SessionBus peer{loop, daemon.address()};
+    const BusSlot object = addSilentObject(peer);
+    const std::string name = connected(peer);
+    std::optional<BusResult> result;
+    boost::asio::co_spawn(loop, bus->call(bus->methodCall(name, path, interface, "Wait"), SessionBus::noTimeout),
+                          [&](const std::exception_ptr&, BusResult answer) { result = std::move(answer); });
+    connected(*bus);
+    EXPECT_FALSE(result);
+    bus.reset();
+    ASSERT_TRUE(runUntil(loop, [&] { return result.has_value(); }));
+    EXPECT_FALSE(result->has_value());
+}
+
+TEST_F(SessionBusTest, KeepsTheLoopFreeInAFlood) {
+    SessionBus bus{loop, daemon.address()};
+    SessionBus flooding{loop, daemon.address()};
+    int seen = 0;
+    int turns = 0;
+    bool isEnough = false;
+    const BusSlot match = bus.match(BusMatch{}.interface(interface).rule(), [&](const BusMessage&) { ++seen; });
+    connected(bus);
+    constexpr int flood = 5000;
+    for (int count = 0; count < flood; ++count) flooding.send(flooding.signal(path, interface, "S"));
+    const std::function<void()> turn = [&] {
+        if (seen > 0) ++turns;
+        isEnough = seen == flood;
+        if (!isEnough) boost::asio::post(loop, turn);
+    };
+    boost::asio::post(loop, turn);
+    ASSERT_TRUE(runUntil(loop, [&] { return isEnough; }));
+    EXPECT_GT(turns, flood / 200);
+}
+
+}  // namespace
+}  // namespace larkmoor::testing

@@ -1,0 +1,153 @@
+// The two timers against the real clocks.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "LarkmoorPlatform/Linux/TimerDescriptorSource.h"
+#include "LarkmoorPlatform/RepeatingTimer.h"
+#include "LarkmoorPlatform/WallClockTimer.h"
+#include "Support/RunUntil.h"
+
+namespace larkmoor {
+namespace {
+
+using namespace std::chrono_literals;
+using Wall = std::chrono::system_clock;
+using Steady = std::chrono::steady_clock;
+
+TEST(TimerDescriptorSource, FiresOnceAtTheDateAndNotBefore) {
+    MainLoop loop;
+    TimerDescriptorSource source{loop};
+    int fired = 0;
+    const auto date = source.now() + 150ms;
+    source.schedule(date, 0s, [&] {
+        EXPECT_GE(Wall::now(), date);
+        ++fired;
+    });
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return fired > 0; }));
+    loop.restart();
+    loop.run_for(50ms);
+    EXPECT_EQ(fired, 1);
+}
+
+TEST(TimerDescriptorSource, ADateThatIsOverComesAtOnce) {
+    for (const Wall::time_point date :
+         {Wall::now() - 1h, Wall::time_point{}, Wall::time_point{-1h}, Wall::time_point::min()}) {
+        MainLoop loop;
+        TimerDescriptorSource source{loop};
+        bool fired = false;
+        source.schedule(date, 0s, [&] { fired = true; });
+        EXPECT_FALSE(fired);
+        EXPECT_TRUE(testing::runUntil(loop, [&] { return fired; }, 2s));
+    }
+}
+
+TEST(TimerDescriptorSource, OnlyTheLastDateCounts) {
+    MainLoop loop;
+    auto source = std::make_unique<TimerDescriptorSource>(loop);
+    std::string fired;
+    source->schedule(source->now(), 0s, [&] { fired += "first"; });
+    source->schedule(source->now() + 30ms, 0s, [&] { fired += "second"; });
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return !fired.empty(); }));
+    source->schedule(source->now() + 20ms, 0s, [&] { fired += "cancelled"; });
+    source->cancel();
+    source->schedule(source->now() + 20ms, 0s, [&] { fired += "destroyed"; });
+    source.reset();
+    loop.restart();
+    loop.run_for(60ms);
+    EXPECT_EQ(fired, "second");
+}
+
+/// The clock is the test's.
+class FakeSource final : public WallClockSource {
+  public:
+    Date now() const override { return clock; }
+    void schedule(Date when, Duration slack, std::function<void()> what) override {
+        date = when;
+        leeway = slack;
+        fire = std::move(what);
+    }
+    void cancel() override { fire = nullptr; }
+
+    /// What comes at the date, however late.
+    void comeTrue(Date when) {
+        clock = when;
+        std::exchange(fire, nullptr)();
+    }
+
+    Date clock{100h};
+    Date date;
+    Duration leeway{};
+    std::function<void()> fire;
+};
+
+TEST(WallClockTimer, CountsFromEachFiring) {
+    auto owned = std::make_unique<FakeSource>();
+    FakeSource& source = *owned;
+    int fired = 0;
+    WallClockTimer timer{std::move(owned), 3h, 24h, 15s, [&] {
+                             ++fired;
+                             // The next is scheduled by now, in case this takes long or never returns.
+                             EXPECT_EQ(source.date, source.clock + 24h);
+                         }};
+    EXPECT_EQ(source.date, FakeSource::Date{103h});
+    EXPECT_EQ(source.leeway, 15s);
+    source.comeTrue(FakeSource::Date{103h});
+    // Three days of sleep are one tick.
+    source.comeTrue(FakeSource::Date{200h});
+    EXPECT_EQ(fired, 2);
+    EXPECT_EQ(source.date, FakeSource::Date{224h});
+    timer.stop();
+    EXPECT_FALSE(source.fire);
+}
+
+TEST(WallClockTimer, MayBeStoppedAndDestroyedByItsTick) {
+    MainLoop loop;
+    std::unique_ptr<WallClockTimer> timer;
+    int fired = 0;
+    timer = std::make_unique<WallClockTimer>(std::make_unique<TimerDescriptorSource>(loop), 0s, 10ms, 0s, [&] {
+        if (++fired == 3) timer.reset();
+    });
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return !timer; }));
+    timer = std::make_unique<WallClockTimer>(std::make_unique<TimerDescriptorSource>(loop), -5s, 10ms, 0s, [&] {
+        if (++fired == 5) timer->stop();
+    });
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return fired == 5; }));
+    loop.restart();
+    loop.run_for(50ms);
+    EXPECT_EQ(fired, 5);
+}
+
+TEST(RepeatingTimer, BeatsUntilItIsDropped) {
+    MainLoop loop;
+    const auto every = RepeatingTimer::on(loop);
+    const auto began = Steady::now();
+    int beats = 0;
+    std::unique_ptr<RepeatingTimer> timer;
+    timer = every(20ms, [&] {
+        if (++beats == 4) timer.reset();
+    });
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return beats == 4; }));
+    EXPECT_GE(Steady::now() - began, 80ms);
+    loop.restart();
+    loop.run_for(60ms);
+    EXPECT_EQ(beats, 4);
+}
+
+TEST(RepeatingTimer, MissedBeatsAreOneAndTheRhythmStays) {
+    MainLoop loop;
+    std::vector<Steady::duration> beats;
+    const auto began = Steady::now();
+    const auto timer = RepeatingTimer::on(loop)(300ms, [&] {
+        beats.push_back(Steady::now() - began);
+        if (beats.size() == 1) std::this_thread::sleep_for(1050ms);
+    });
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return beats.size() == 3; }));
+    // At 300; busy until 1350; then one for 600, 900 and 1200; and again in step at 1500.
+    EXPECT_GE(beats[1], 1350ms);
+    EXPECT_GE(beats[2], 1500ms);
+    EXPECT_LT(beats[2] - beats[1], 300ms);
+}
+
+}  // namespace
+}  // namespace larkmoor

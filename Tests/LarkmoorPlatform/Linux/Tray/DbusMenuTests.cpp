@@ -1,0 +1,330 @@
+// The menu on a real bus, as hosts of all manners use it.
+#include "LarkmoorPlatform/Linux/Tray/DbusMenu.h"
+
+#include <gmock/gmock.h>
+
+#include "LarkmoorPlatform/Linux/Tray/TrayFixture.h"
+#include "TrayReading.h"
+
+namespace larkmoor::testing {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::Gt;
+using ::testing::IsEmpty;
+
+class DbusMenuTest : public TrayFixture, protected MenuDelegate {
+  protected:
+    DbusMenuTest() { give(rows); }
+    ~DbusMenuTest() override { menu->setDelegate(nullptr); }
+
+    void give(const Menu::Rows& given) {
+        menu = std::make_shared<Menu>(given);
+        menu->setDelegate(this);
+        shown.setMenu(menu);
+    }
+
+    void menuWillOpen() override {
+        happened.push_back("will open");
+        onOpening();
+    }
+    void menuDidClose() override { happened.push_back("did close"); }
+    bool validateMenuItem(const MenuRow& row) override { return row.title() != forbidden; }
+
+    template <class Fill>
+    BusResult askMenu(const std::string& member, Fill&& fill) {
+        return ask("/MenuBar", menuInterface, member, std::forward<Fill>(fill));
+    }
+
+    BusResult layout(std::int32_t parent = 0, std::int32_t depth = -1, const std::vector<std::string>& names = {}) {
+        return askMenu("GetLayout", [&](BusWriter& writer) {
+            writer.int32(parent).int32(depth).array("s", [&] {
+                for (const std::string& name : names) writer.text(name);
+            });
+        });
+    }
+    std::vector<tray::RowView> look() {
+        const BusResult reply = layout();
+        return reply ? tray::readLayout(*reply) : std::vector<tray::RowView>{};
+    }
+
+    /// Event as one kind of host sends it.
+    BusResult event(std::int32_t id, const std::string& name) {
+        return askMenu("Event", [&](BusWriter& writer) {
+            writer.int32(id).text(name).variant("s", [&] { writer.text(""); }).uint32(0);
+        });
+    }
+    /// EventGroup as another kind does; the ids that the menu did not know.
+    std::expected<std::vector<std::int32_t>, BusError> events(const std::vector<std::int32_t>& ids,
+                                                              const std::string& name) {
+        return idsOf(askMenu("EventGroup", [&](BusWriter& writer) {
+            writer.array("(isvu)", [&] {
+                for (const std::int32_t id : ids)
+                    writer.structure(
+                        "isvu", [&] { writer.int32(id).text(name).variant("i", [&] { writer.int32(0); }).uint32(0); });
+            });
+        }));
+    }
+    std::expected<std::vector<std::int32_t>, BusError> aboutToShowGroup(const std::vector<std::int32_t>& ids) {
+        return idsOf(askMenu("AboutToShowGroup",
+                             [&](BusWriter& writer) {
+                                 writer.array("i", [&] {
+                                     for (const std::int32_t id : ids) writer.int32(id);
+                                 });
+                             }),
+                     1);
+    }
+    BusResult aboutToShow(std::int32_t id = 0) {
+        return askMenu("AboutToShow", [&](BusWriter& writer) { writer.int32(id); });
+    }
+
+    std::vector<std::string> happened;
+    std::string forbidden;
+    std::function<void()> onOpening = [] {};
+    std::shared_ptr<MenuRow> status = MenuRow::make({.title = "Recording", .image = RowImages::RecordingDot{}});
+    std::shared_ptr<MenuRow> stop =
+        MenuRow::make({.title = "• Stop", .action = [this] { happened.push_back("stop"); }, .indent = 1});
+    std::shared_ptr<MenuRow> hidden = MenuRow::make({.title = "Migrate now", .action = [] {}, .hidden = true});
+    Menu::Rows rows{status, MenuRow::separator(), stop, hidden};
+    std::shared_ptr<Menu> menu;
+    DbusMenu shown{loop, itemBus, "/MenuBar"};
+
+  private:
+    /// The `skip`th list after which the ids stand.
+    static std::expected<std::vector<std::int32_t>, BusError> idsOf(const BusResult& reply, int skip = 0) {
+        if (!reply) return std::unexpected(reply.error());
+        BusReader reader{*reply};
+        while (skip-- > 0) reader.skip();
+        std::vector<std::int32_t> ids;
+        reader.array("i", [&] { ids.push_back(reader.int32()); });
+        return ids;
+    }
+};
+
+TEST_F(DbusMenuTest, GivesTheWholeMenu) {
+    const std::vector<tray::RowView> seen = look();
+    ASSERT_EQ(seen.size(), 4U);
+    EXPECT_EQ(seen[0], (tray::RowView{.id = 1, .label = "Recording", .enabled = false, .icon = "recordingDot"}));
+    EXPECT_EQ(seen[1], (tray::RowView{.id = 2, .label = "", .separator = true}));
+    EXPECT_EQ(seen[2], (tray::RowView{.id = 3, .label = "• Stop", .indent = 1}));
+    EXPECT_EQ(seen[3], (tray::RowView{.id = 4, .label = "Migrate now", .visible = false}));
+}
+
+TEST_F(DbusMenuTest, GivesTheDepthThatIsAskedFor) {
+    EXPECT_EQ(tray::readLayout(*layout(0, 1)).size(), 4U);
+    EXPECT_THAT(tray::readLayout(*layout(0, 0)), IsEmpty());
+    EXPECT_THAT(tray::readLayout(*layout(3, -1)), IsEmpty());
+    EXPECT_EQ(tray::readLayout(*layout(0, -1, {"type", "children-display"}))[0].label, "");
+}
+
+TEST_F(DbusMenuTest, SaysThatItKnowsNoSuchRow) {
+    EXPECT_FALSE(layout(99).has_value());
+    EXPECT_FALSE(event(99, "clicked").has_value());
+    EXPECT_FALSE(aboutToShow(99).has_value());
+    const auto property = [&](std::int32_t id, const std::string& name) {
+        return askMenu("GetProperty", [&](BusWriter& writer) { writer.int32(id).text(name); }).has_value();
+    };
+    EXPECT_TRUE(property(1, "label"));
+    EXPECT_TRUE(property(0, "children-display"));
+    EXPECT_FALSE(property(99, "label"));
+    EXPECT_FALSE(property(1, "shortcut"));
+}
+
+TEST_F(DbusMenuTest, OfManyIdsOnlyAllUnknownAreAnError) {
+    EXPECT_THAT(events({3, 98, 99}, "hovered").value(), ElementsAre(98, 99));
+    EXPECT_THAT(events({3}, "hovered").value(), IsEmpty());
+    EXPECT_THAT(events({}, "hovered").value(), IsEmpty());
+    EXPECT_FALSE(events({98, 99}, "hovered").has_value());
+    EXPECT_THAT(aboutToShowGroup({0, 99}).value(), ElementsAre(99));
+    EXPECT_FALSE(aboutToShowGroup({99}).has_value());
+}
+
+TEST_F(DbusMenuTest, GivesThePropertiesOfAllOrOfSome) {
+    const auto ids = [&](const std::vector<std::int32_t>& asked) {
+        const BusResult reply = askMenu("GetGroupProperties", [&](BusWriter& writer) {
+            writer.array("i", [&] {
+                for (const std::int32_t id : asked) writer.int32(id);
+            });
+            writer.array("s", [] {});
+        });
+        std::vector<std::int32_t> answered;
+        BusReader reader{*reply};
+        reader.array("(ia{sv})", [&] {
+            reader.structure("ia{sv}", [&] {
+                answered.push_back(reader.int32());
+                reader.skip();
+            });
+        });
+        return answered;
+    };
+    EXPECT_THAT(ids({}), ElementsAre(0, 1, 2, 3, 4));
+    EXPECT_THAT(ids({3, 99, 1}), ElementsAre(3, 1));
+}
+
+TEST_F(DbusMenuTest, AClickReachesItsActionAfterTheMenuClosed) {
+    ASSERT_TRUE(event(0, "opened").has_value());
+    ASSERT_TRUE(event(3, "clicked").has_value());
+    settle();
+    EXPECT_THAT(happened, ElementsAre("will open", "did close", "stop"));
+    events({3}, "clicked").value();
+    settle();
+    EXPECT_EQ(happened.back(), "stop");
+    EXPECT_EQ(happened.size(), 4U) << "it was closed already";
+}
+
+TEST_F(DbusMenuTest, AfterAClickTheNextOpeningIsOneOfItsOwn) {
+    ASSERT_TRUE(aboutToShow().has_value());
+    ASSERT_TRUE(event(3, "clicked").has_value());
+    settle();
+    ASSERT_TRUE(aboutToShow().has_value()) << "at once, from a host that tells of no closing";
+    EXPECT_THAT(happened, ElementsAre("will open", "did close", "stop", "will open"));
+}
+
+TEST_F(DbusMenuTest, TheHostHasItsAnswerBeforeTheActionRuns) {
+    bool isAnswered = false;
+    std::optional<bool> wasAnswered;
+    stop->setAction([&] { wasAnswered = isAnswered; });
+    const BusMessage call = hostBus.methodCall(itemBus.uniqueName(), "/MenuBar", menuInterface, "Event");
+    BusWriter writer{call};
+    writer.int32(3).text("clicked").variant("i", [&] { writer.int32(0); }).uint32(0);
+    // The answer is on its way when the action runs, if the action does not run inside the call.
+    const BusSlot filter = itemBus.filter([&](const BusMessage&) {
+        boost::asio::post(loop, [&] { isAnswered = true; });
+        return false;
+    });
+    const BusSlot reply = hostBus.call(call, [](const BusResult&) {});
+    ASSERT_TRUE(runUntil(loop, [&] { return wasAnswered.has_value(); }));
+    EXPECT_TRUE(*wasAnswered);
+}
+
+TEST_F(DbusMenuTest, RowsThatAreOffDoNothing) {
+    stop->setEnabled(false);
+    ASSERT_TRUE(event(3, "clicked").has_value());
+    stop->setEnabled(true);
+    forbidden = "• Stop";
+    EXPECT_FALSE(look()[2].enabled);
+    ASSERT_TRUE(event(3, "clicked").has_value());
+    settle();
+    EXPECT_THAT(happened, IsEmpty());
+}
+
+TEST_F(DbusMenuTest, WhatTheOpeningChangesIsInTheFirstPicture) {
+    follow(menuInterface);
+    onOpening = [&] { hidden->setHidden(false); };
+    const BusMessage call = hostBus.methodCall(itemBus.uniqueName(), "/MenuBar", menuInterface, "AboutToShow");
+    BusWriter{call}.int32(0);
+    const BusSlot asking = hostBus.call(call, [this](const BusResult& reply) {
+        ASSERT_TRUE(reply.has_value());
+        EXPECT_FALSE(BusReader{*reply}.boolean()) << "the rows are the same, their properties are not";
+        heard.push_back("the answer");
+    });
+    EXPECT_THAT(takeHeard(), ElementsAre("ItemsPropertiesUpdated", "the answer"));
+    EXPECT_TRUE(look()[3].visible);
+}
+
+TEST_F(DbusMenuTest, OpeningIsToldOnceWhateverTheHostSays) {
+    ASSERT_TRUE(aboutToShow().has_value());
+    ASSERT_TRUE(event(0, "opened").has_value());
+    aboutToShowGroup({0}).value();
+    EXPECT_THAT(happened, ElementsAre("will open"));
+    ASSERT_TRUE(event(0, "closed").has_value());
+    ASSERT_TRUE(event(0, "closed").has_value());
+    EXPECT_THAT(happened, ElementsAre("will open", "did close"));
+}
+
+TEST_F(DbusMenuTest, ChangesOfOneTurnAreOneSignalAndNoNewLayout) {
+    follow(menuInterface);
+    status->setTitle("Paused");
+    status->setImage(RowImages::PausedRing{});
+    hidden->setHidden(false);
+    stop->setHidden(true);
+    EXPECT_THAT(takeHeard(), ElementsAre("ItemsPropertiesUpdated"));
+    status->setTitle("Recording");
+    status->setTitle("Paused");
+    EXPECT_THAT(takeHeard(), IsEmpty()) << "nothing is new";
+    EXPECT_EQ(look()[0].label, "Paused");
+}
+
+TEST_F(DbusMenuTest, TellsWhatChangedAndWhatIsGone) {
+    std::vector<std::string> told;
+    const BusSlot slot = hostBus.match(
+        BusMatch{}.interface(menuInterface).member("ItemsPropertiesUpdated").rule(), [&](const BusMessage& message) {
+            BusReader reader{message};
+            reader.array("(ia{sv})", [&] {
+                reader.structure("ia{sv}", [&] {
+                    const std::int32_t id = reader.int32();
+                    reader.properties([&](std::string_view key, std::string_view) {
+                        told.push_back(fmt::format("{} {}", id, key));
+                        reader.skip();
+                    });
+                });
+            });
+            reader.array("(ias)", [&] {
+                reader.structure("ias", [&] {
+                    const std::int32_t id = reader.int32();
+                    reader.array("s", [&] { told.push_back(fmt::format("{} no {}", id, reader.text())); });
+                });
+            });
+            EXPECT_TRUE(reader.fits());
+        });
+    settle();
+    status->setTitle("Larkmoor is not running");
+    status->setImage(RowImages::None{});
+    settle();
+    EXPECT_THAT(told, ElementsAre("1 label", "1 no icon-data"));
+}
+
+TEST_F(DbusMenuTest, AnotherMenuIsAnotherLayout) {
+    const auto revision = [&] {
+        const BusResult reply = layout();
+        return BusReader{*reply}.uint32();
+    };
+    const std::uint32_t before = revision();
+    follow(menuInterface);
+    ASSERT_TRUE(event(0, "opened").has_value());
+    give({MenuRow::make({.title = "Quit"})});
+    EXPECT_THAT(takeHeard(), ElementsAre("LayoutUpdated"));
+    EXPECT_THAT(revision(), Gt(before));
+    ASSERT_EQ(look().size(), 1U);
+    EXPECT_EQ(look()[0].id, 5) << "no id is used again";
+    EXPECT_FALSE(event(1, "clicked").has_value());
+    EXPECT_THAT(happened, ElementsAre("will open", "did close"));
+    status->setTitle("no longer shown");
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    shown.setMenu(nullptr);
+    EXPECT_THAT(look(), IsEmpty());
+}
+
+TEST_F(DbusMenuTest, WordsThatTheBusWouldRefuseDoNotBreakTheMenu) {
+    using namespace std::string_literals;
+    status->setTitle("broken \xff\xc3 and\0 ended"s);
+    ASSERT_EQ(look().size(), 4U);
+    EXPECT_EQ(look()[0].label, "broken \uFFFD\uFFFD and  ended");
+}
+
+TEST_F(DbusMenuTest, ABarOfUnknownLengthMovesWhileTheMenuIsOpen) {
+    status->setProgress(RowProgresses::Indeterminate{});
+    follow(menuInterface);
+    static_cast<void>(takeHeard());
+    ASSERT_TRUE(event(0, "opened").has_value());
+    EXPECT_TRUE(runUntil(loop, [&] { return heard.size() >= 2; }, std::chrono::seconds{5}));
+    const std::string moved = look()[0].label;
+    ASSERT_TRUE(event(0, "closed").has_value());
+    EXPECT_EQ(look()[0].label, moved) << "it rests where it is";
+}
+
+TEST_F(DbusMenuTest, AMenuOutlivesWhatShowedIt) {
+    auto second = std::make_unique<DbusMenu>(loop, itemBus, "/AnotherMenu");
+    const auto another = std::make_shared<Menu>(Menu::Rows{MenuRow::make({.title = "Quit"})});
+    second->setMenu(another);
+    another->rows()[0]->setTitle("a refresh is due");
+    second.reset();
+    another->rows()[0]->setTitle("and nobody there");
+    settle();
+    EXPECT_FALSE(
+        ask("/AnotherMenu", menuInterface, "AboutToShow", [](BusWriter& writer) { writer.int32(0); }).has_value());
+}
+
+}  // namespace
+}  // namespace larkmoor::testing

@@ -1,0 +1,89 @@
+// When a menu counts as open, from the little that hosts tell.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "LarkmoorPlatform/Linux/Tray/MenuPresence.h"
+
+namespace larkmoor {
+namespace {
+
+using namespace std::chrono_literals;
+using Step = MenuPresence::Step;
+using Time = MenuPresence::Time;
+
+std::string name(Step step) {
+    switch (step) {
+        case Step::nothing:
+            return ".";
+        case Step::opened:
+            return "opened";
+        case Step::closed:
+            return "closed";
+        case Step::openedAgain:
+            return "opened again";
+    }
+    return {};
+}
+
+TEST(MenuPresence, FollowsEachHostsManner) {
+    struct Word {
+        std::chrono::milliseconds at;
+        char what;  ///< 'a'bout to show, 'o'pened, 'c'losed or clicked, 'h'eard, 'w'aited
+    };
+    struct Case {
+        std::string_view host;
+        std::vector<Word> words;
+        std::vector<std::string> want;
+    };
+    const Case table[] = {
+        {"tells all", {{0ms, 'a'}, {10ms, 'o'}, {5s, 'c'}}, {"opened", ".", "closed"}},
+        {"tells the opening by its event alone", {{0ms, 'o'}, {5s, 'c'}}, {"opened", "closed"}},
+        {"closes twice", {{0ms, 'a'}, {1ms, 'c'}, {2ms, 'c'}}, {"opened", "closed", "."}},
+        {"never says that it closed", {{0ms, 'a'}, {19999ms, 'w'}, {20s, 'w'}}, {"opened", ".", "closed"}},
+        {"speaks while it is open", {{0ms, 'a'}, {15s, 'h'}, {30s, 'w'}, {35s, 'w'}}, {"opened", ".", ".", "closed"}},
+        {"opens once more, the closing untold",
+         {{0ms, 'a'}, {3s, 'a'}, {23s, 'w'}},
+         {"opened", "opened again", "closed"}},
+        {"asks twice at one opening", {{0ms, 'a'}, {999ms, 'a'}, {1s, 'a'}}, {"opened", ".", "opened again"}},
+        {"says opened late", {{0ms, 'a'}, {2s, 'o'}, {21s, 'w'}, {22s, 'w'}}, {"opened", ".", ".", "closed"}},
+        {"speaks of a closed menu", {{0ms, 'h'}, {1s, 'w'}, {30s, 'w'}}, {".", ".", "."}},
+    };
+    for (const Case& test : table) {
+        MenuPresence presence;
+        std::vector<std::string> steps;
+        for (const Word& word : test.words) {
+            const Time now = Time{} + 1h + word.at;
+            switch (word.what) {
+                case 'a':
+                    steps.push_back(name(presence.aboutToShow(now)));
+                    break;
+                case 'o':
+                    steps.push_back(name(presence.opened(now)));
+                    break;
+                case 'c':
+                    steps.push_back(name(presence.closed()));
+                    break;
+                case 'w':
+                    steps.push_back(name(presence.waited(now)));
+                    break;
+                default:
+                    presence.heard(now), steps.push_back(".");
+            }
+        }
+        EXPECT_EQ(steps, test.want) << test.host;
+    }
+}
+
+TEST(MenuPresence, WaitsOnlyWhileOpen) {
+    MenuPresence presence;
+    EXPECT_EQ(presence.deadline(), std::nullopt);
+    presence.aboutToShow(Time{} + 1h);
+    EXPECT_EQ(presence.deadline(), Time{} + 1h + 20s);
+    presence.heard(Time{} + 1h + 5s);
+    EXPECT_EQ(presence.deadline(), Time{} + 1h + 25s);
+    presence.closed();
+    EXPECT_EQ(presence.deadline(), std::nullopt);
+}
+
+}  // namespace
+}  // namespace larkmoor

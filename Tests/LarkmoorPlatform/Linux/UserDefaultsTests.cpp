@@ -1,0 +1,111 @@
+// User defaults in their file: what is asked, what is kept, and what must not be lost.
+#include <gtest/gtest.h>
+
+#include "LarkmoorPlatform/Linux/PropertyListDefaults.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/Text.h"
+
+namespace larkmoor {
+namespace {
+
+const std::string suite = "tools.example.app";
+
+struct UserDefaultsTests : ::testing::Test {
+    testing::TemporaryFolder home;
+    PropertyListDefaults defaults{home.path().string(), suite};
+    const std::string file = home / "Library/Preferences/tools.example.app.plist";
+
+    void write(std::string_view body) const {
+        ASSERT_TRUE(Files::makeFolders(home / "Library/Preferences", 0700));
+        ASSERT_TRUE(Files::replace(file, asBytes(body), 0644));
+    }
+    static std::string list(std::string_view entries) {
+        return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" + std::string{entries} +
+               "</dict></plist>\n";
+    }
+};
+
+TEST_F(UserDefaultsTests, KeepsTextsAndFlags) {
+    EXPECT_EQ(defaults.string("digest"), std::nullopt);
+    EXPECT_EQ(defaults.flag("lane"), std::nullopt);
+    const std::string awkward = "<a> & \"b\"\n\té 😀";
+    ASSERT_TRUE(defaults.set("digest", awkward));
+    ASSERT_TRUE(defaults.set("lane", true));
+    ASSERT_TRUE(defaults.set("& <key>", "text"));
+    // Another program, or this one tomorrow.
+    const PropertyListDefaults later{home.path().string(), suite};
+    EXPECT_EQ(later.string("digest"), awkward);
+    EXPECT_EQ(later.flag("lane"), true);
+    EXPECT_EQ(later.string("& <key>"), "text");
+    ASSERT_TRUE(defaults.set("lane", false));
+    EXPECT_EQ(later.flag("lane"), false);
+    EXPECT_EQ(Files::permissions(file), 0600);
+    EXPECT_EQ(PropertyListDefaults(home.path().string(), "another").string("digest"), std::nullopt);
+}
+
+TEST_F(UserDefaultsTests, ReadsWhatOthersWrote) {
+    write(
+        list("<key>on</key><true/><key>one</key><integer>1</integer><key>zero</key><integer>0</integer>"
+             "<key>half</key><real>0.5</real><key>text</key><string>YES</string><key>none</key><array/>"));
+    EXPECT_EQ(defaults.flag("on"), true);
+    EXPECT_EQ(defaults.flag("one"), true);
+    EXPECT_EQ(defaults.flag("zero"), false);
+    EXPECT_EQ(defaults.flag("half"), true);
+    EXPECT_EQ(defaults.flag("text"), std::nullopt);
+    EXPECT_EQ(defaults.flag("none"), std::nullopt);
+    EXPECT_EQ(defaults.string("text"), "YES");
+    EXPECT_EQ(defaults.string("one"), std::nullopt);
+}
+
+TEST_F(UserDefaultsTests, EverythingElseSurvives) {
+    const std::string others =
+        "<key>real</key><real>0.10000000000000001</real><key>negative</key><integer>-5</integer>"
+        "<key>large</key><integer>18446744073709551615</integer><key>date</key><date>2024-02-03T04:05:06Z</date>"
+        "<key>data</key><data>AAECAwQ=</data><key>nested</key><dict><key>a&amp;b</key><array><true/>"
+        "<string>é &lt;x&gt;</string><dict/></array></dict>";
+    write(list("<key>old</key><string>old</string>" + others));
+    ASSERT_TRUE(defaults.set("old", "new"));
+    ASSERT_TRUE(defaults.set("added", true));
+    std::string text = testing::text(*Files::read(file));
+    std::erase_if(text, [](char letter) { return letter == '\n' || letter == '\t'; });
+    EXPECT_THAT(text, ::testing::HasSubstr("<dict><key>old</key><string>new</string>" + others +
+                                           "<key>added</key><true/></dict>"));
+}
+
+TEST_F(UserDefaultsTests, AFileThatIsNoListIsLeftAlone) {
+    for (const std::string& body : {std::string{"not a list"}, std::string{}, list("<key>a</key>").substr(0, 70),
+                                    std::string{"<plist version=\"1.0\"><array/></plist>"}}) {
+        write(body);
+        const auto set = defaults.set("key", "value");
+        ASSERT_FALSE(set) << body;
+        EXPECT_EQ(set.error(), (FileError{file, EBADMSG}));
+        EXPECT_EQ(asText(*Files::read(file)), body);
+        EXPECT_EQ(defaults.string("key"), std::nullopt);
+    }
+}
+
+TEST_F(UserDefaultsTests, WhatCannotBeWrittenIsRefused) {
+    ASSERT_TRUE(defaults.set("key", "value"));
+    const auto before = Files::read(file);
+    using namespace std::string_literals;
+    for (const std::string& text : {"a\0b"s, "\x01"s, "\xff"s, "a\rb"s}) {
+        EXPECT_EQ(defaults.set("key", text).error().code, EILSEQ);
+        EXPECT_EQ(defaults.set(text, "value").error().code, EILSEQ);
+    }
+    EXPECT_EQ(Files::read(file), before);
+}
+
+TEST_F(UserDefaultsTests, AFullDiskLosesNothing) {
+    const char* small = std::getenv("LARKMOOR_SMALL_DISK");
+    if (small == nullptr) GTEST_SKIP() << "no small disk: LARKMOOR_SMALL_DISK is not set";
+    const testing::TemporaryFolder disk{small};
+    PropertyListDefaults there{disk.path().string(), suite};
+    ASSERT_TRUE(there.set("key", "value"));
+    const auto refused = there.set("key", std::string(300'000, 'x'));
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().code, ENOSPC);
+    EXPECT_EQ(there.string("key"), "value");
+}
+
+}  // namespace
+}  // namespace larkmoor

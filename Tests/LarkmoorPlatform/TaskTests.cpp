@@ -1,0 +1,110 @@
+// Tasks that nobody waits for, and the end that several wait for.
+#include <stdexcept>
+
+#include "LarkmoorPlatform/Completion.h"
+#include "LarkmoorPlatform/Spawn.h"
+#include "Support/RunUntil.h"
+
+namespace larkmoor::testing {
+namespace {
+
+using ::testing::ElementsAre;
+
+struct Owner {
+    std::vector<std::string> done;
+
+    Task<void> work() {
+        done.emplace_back("worked");
+        co_return;
+    }
+};
+
+TEST(Spawn, BeginsAtTheLoopsNextTurnEvenFromInsideOne) {
+    MainLoop loop;
+    const auto owner = std::make_shared<Owner>();
+    boost::asio::post(loop, [&] {
+        spawn(loop, std::weak_ptr{owner}, &Owner::work);
+        owner->done.emplace_back("asked");
+    });
+    runReady(loop);
+    EXPECT_THAT(owner->done, ElementsAre("asked", "worked"));
+}
+
+TEST(Spawn, ADeadOwnerDoesNothingAndALivingOneIsHeld) {
+    MainLoop loop;
+    auto owner = std::make_shared<Owner>();
+    const std::weak_ptr weak{owner};
+    spawn(loop, weak, &Owner::work);
+    auto outlived = std::make_shared<Completion>(loop);
+    spawn(loop, weak, [outlived](Owner&) { return outlived->wait(); });
+    owner.reset();
+    runReady(loop);
+    EXPECT_FALSE(weak.expired());
+    outlived->reach();
+    runReady(loop);
+    EXPECT_TRUE(weak.expired());
+    spawn(loop, weak, [](Owner&) -> Task<void> {
+        ADD_FAILURE();
+        co_return;
+    });
+    runReady(loop);
+}
+
+TEST(Spawn, ReportsWhatEscapesAndGoesOn) {
+    MainLoop loop;
+    const auto owner = std::make_shared<Owner>();
+    spawn(loop, std::weak_ptr{owner}, [](Owner&) -> Task<void> {
+        throw std::runtime_error{"disk on fire"};
+        co_return;
+    });
+    spawn(loop, std::weak_ptr{owner}, [](Owner&) -> Task<void> {
+        throw 1;
+        co_return;
+    });
+    spawn(loop, std::weak_ptr{owner}, &Owner::work);
+    ::testing::internal::CaptureStderr();
+    runReady(loop);
+    const std::string said = ::testing::internal::GetCapturedStderr();
+    EXPECT_THAT(owner->done, ElementsAre("worked"));
+    // Where a journal listens, it has the lines.
+    if (::access("/run/systemd/journal/socket", W_OK) == 0) return;
+    EXPECT_EQ(said,
+              "[larkmoor-menu] a task ended with an error that nobody expected: disk on fire\n"
+              "[larkmoor-menu] a task ended with an error that nobody expected\n");
+}
+
+TEST(Completion, ReleasesAllThatWaitAndHoldsUpNobodyAfter) {
+    MainLoop loop;
+    Completion end{loop};
+    const auto owner = std::make_shared<Owner>();
+    const auto waiting = [&end](Owner& self) -> Task<void> {
+        co_await end.wait();
+        self.done.emplace_back("through");
+    };
+    spawn(loop, std::weak_ptr{owner}, waiting);
+    spawn(loop, std::weak_ptr{owner}, waiting);
+    runReady(loop);
+    EXPECT_TRUE(owner->done.empty());
+    end.reach();
+    EXPECT_TRUE(end.isReached());
+    runReady(loop);
+    EXPECT_THAT(owner->done, ElementsAre("through", "through"));
+    end.reach();
+    spawn(loop, std::weak_ptr{owner}, waiting);
+    runReady(loop);
+    EXPECT_EQ(owner->done.size(), 3U);
+}
+
+TEST(Completion, TheLoopMayEndWhileSomebodyWaits) {
+    const auto owner = std::make_shared<Owner>();
+    {
+        MainLoop loop;
+        auto end = std::make_shared<Completion>(loop);
+        spawn(loop, std::weak_ptr{owner}, [end](Owner&) { return end->wait(); });
+        runReady(loop);
+    }
+    EXPECT_EQ(owner.use_count(), 1);
+}
+
+}  // namespace
+}  // namespace larkmoor::testing

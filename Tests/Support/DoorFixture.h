@@ -1,0 +1,135 @@
+// A door client whose daemon, look-up and lineage are the test's.
+#pragma once
+
+#include "LarkmoorKit/Door/XPCClient.h"
+#include "Support/FakeDoor.h"
+#include "Support/RunUntil.h"
+
+namespace larkmoor::testing {
+
+/// What the daemon makes of one message.
+enum class Fate { good, unsaid, served, ofTwo, failure, fails, silent, noPayload, emptyPayload, noJSON, badOfTwo };
+
+inline std::optional<FakeDoor::Incoming> incoming(Fate fate) {
+    const GatewayResponse healthy = GatewayResponse::Text{"healthy"};
+    MessageDictionary reply;
+    switch (fate) {
+        case Fate::good:
+            return replyOf(healthy);
+        case Fate::unsaid:
+            return replyOf(healthy, std::nullopt);
+        case Fate::served:
+            reply = replyOf(healthy);
+            XPCWire::setServed(1500, reply);
+            return reply;
+        case Fate::ofTwo:
+            return replyOf(healthy, 2);
+        case Fate::failure:
+            return replyOf(GatewayResponse::Failure{"not now"});
+        case Fate::fails:
+            return broken();
+        case Fate::silent:
+            return std::nullopt;
+        case Fate::noPayload:
+            return reply;
+        case Fate::emptyPayload:
+            return replyOf("");
+        case Fate::noJSON:
+            return replyOf("{\"text\":{}}");
+        case Fate::badOfTwo:
+            reply = replyOf("nonsense");
+            XPCWire::setWire(2, reply);
+            return reply;
+    }
+    return std::nullopt;
+}
+
+class XPCClientTest : public ::testing::Test {
+  protected:
+    static constexpr std::chrono::milliseconds budget{10};
+
+    XPCClientTest() {
+        door.onDial([this] { look(); });
+        door.onMessage([this](const FakeDoor::Sent&) {
+            const Fate fate = next < fates.size() ? fates[next] : Fate::good;
+            ++next;
+            return incoming(fate);
+        });
+        dial(budget);
+    }
+
+    void dial(std::chrono::nanoseconds patience) {
+        client = XPCClient::make("the.door",
+                                 {.dial = door.dial(),
+                                  .onWireMismatch =
+                                      [this] {
+                                          look();
+                                          ++mismatches;
+                                      },
+                                  .serviceRegistered =
+                                      [this](std::string) {
+                                          look();
+                                          ++lookups;
+                                          return isRegisteredAnswer(registered);
+                                      },
+                                  .clientLineage =
+                                      [this] {
+                                          look();
+                                          return lineage;
+                                      }},
+                                 {.budget = patience, .pause = std::chrono::milliseconds{1}});
+    }
+
+    /// What happens to the messages from now on, in order; all is good after them.
+    void expectMessages(std::vector<Fate> script) {
+        fates = std::move(script);
+        next = 0;
+    }
+
+    struct Asked {
+        std::optional<TimedResponse> answer;
+        int outcomes = 0;
+    };
+    /// Asks without waiting.
+    std::shared_ptr<Asked> start(GatewayRequest request = GatewayRequest::Read{ReadRequest::Health{}}) {
+        auto asked = std::make_shared<Asked>();
+        boost::asio::co_spawn(loop, client->sendTimed(std::move(request)),
+                              [asked](const std::exception_ptr& thrown, TimedResponse answer) {
+                                  EXPECT_FALSE(thrown);
+                                  asked->answer = std::move(answer);
+                                  ++asked->outcomes;
+                              });
+        return asked;
+    }
+    TimedResponse ask(GatewayRequest request = GatewayRequest::Read{ReadRequest::Health{}}) {
+        const auto asked = start(std::move(request));
+        EXPECT_TRUE(runUntil(loop, [&] { return asked->answer.has_value(); }));
+        return asked->answer.value_or(TimedResponse{});
+    }
+    /// The text or the failure's message.
+    static std::string words(const GatewayResponse& response) {
+        if (const auto* text = response.as<GatewayResponse::Text>()) return text->_0;
+        const auto* failure = response.as<GatewayResponse::Failure>();
+        return failure == nullptr ? "another case" : failure->message;
+    }
+
+    MainLoop loop;
+    FakeDoor door{loop};
+    std::vector<Fate> fates;
+    std::size_t next = 0;
+    bool registered = false;
+    ClientLineage lineage = ClientLineage::Foreign{};
+    int mismatches = 0;
+    int lookups = 0;
+    std::shared_ptr<XPCClient> client;
+
+  private:
+    static Task<bool> isRegisteredAnswer(bool answer) { co_return answer; }
+
+    /// Nothing that the client calls may find its lock held.
+    void look() const {
+        if (client) static_cast<void>(client->lastDoorFault());
+    }
+};
+
+}  // namespace larkmoor::testing

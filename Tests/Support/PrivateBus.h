@@ -1,0 +1,71 @@
+// A session bus of a test's own: a real dbus-daemon with the session's limits, on a socket in a folder of its own,
+// which starts no service by itself.
+#pragma once
+
+#include <unistd.h>
+
+#include <array>
+#include <fstream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "LarkmoorPlatform/FileDescriptor.h"
+#include "Support/ChildProcess.h"
+#include "Support/TemporaryFolder.h"
+
+namespace larkmoor::testing {
+
+class PrivateBus {
+  public:
+    PrivateBus() {
+        const std::string configuration = folder_ / "bus.conf";
+        std::ofstream{configuration}
+            << R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>unix:path=)"
+            << folder_ / "socket" << R"(</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+  <limit name="max_incoming_bytes">1000000000</limit>
+  <limit name="max_incoming_unix_fds">250000000</limit>
+  <limit name="max_outgoing_bytes">1000000000</limit>
+  <limit name="max_outgoing_unix_fds">250000000</limit>
+  <limit name="max_message_size">1000000000</limit>
+</busconfig>
+)";
+        std::array<int, 2> ends{};
+        if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+        const FileDescriptor told{ends[0]};
+        {
+            const FileDescriptor telling{ends[1]};
+            daemon_.emplace(
+                std::vector<std::string>{"dbus-daemon", "--config-file=" + configuration, "--nofork", "--nopidfile",
+                                         "--nosyslog", "--print-address=" + std::to_string(telling.get())},
+                std::map<std::string, std::string>{}, telling.get());
+        }
+        for (char letter = 0; ::read(told.get(), &letter, 1) == 1 && letter != '\n';) address_ += letter;
+        if (address_.empty()) throw std::runtime_error("dbus-daemon did not start");
+    }
+
+    const std::string& address() const { return address_; }
+
+    /// What a program needs to find this bus and no other.
+    std::map<std::string, std::string> environment() const { return {{"DBUS_SESSION_BUS_ADDRESS", address_}}; }
+
+    /// The end of the session, as hard as it can come.
+    void kill() { daemon_->kill(); }
+
+  private:
+    TemporaryFolder folder_;
+    std::optional<ChildProcess> daemon_;
+    std::string address_;
+};
+
+}  // namespace larkmoor::testing

@@ -1,0 +1,127 @@
+#include "Arguments.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <optional>
+#include <utility>
+
+#include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
+#include "LarkmoorConnectors/ConfigFile/JSONLayout.h"
+#include "LarkmoorConnectors/ConfigFile/JSONText.h"
+
+namespace larkmoor::edit {
+
+namespace {
+
+std::unexpected<Stop> wrong(std::string words) { return std::unexpected{Stop{Stop::wrongUsage, std::move(words)}}; }
+
+std::optional<std::int64_t> whole(std::string_view text) {
+    std::int64_t number = 0;
+    const auto [past, fault] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (fault != std::errc{} || past != text.data() + text.size()) return std::nullopt;
+    return number;
+}
+
+std::optional<JSONStep> step(const JSONNode& node, BytesView document) {
+    if (const auto key = node.text()) return JSONStep{*key};
+    if (!node.kind.is<JSONKind::Number>()) return std::nullopt;
+    const auto number = whole(JSONLayout::textOf(node.range(), document));
+    return number ? std::optional{JSONStep{*number}} : std::nullopt;
+}
+
+/// The elements of an argument that is a JSON array, each read by `read`.
+template <class Element, class Read>
+std::expected<std::vector<Element>, Stop> list(const std::string& argument, std::string_view shape, Read read) {
+    const auto scan = JSONText::scanWithTrivia(asBytes(argument), JSONDialect::strict);
+    if (!scan) return wrong(fmt::format("{} is no {}: {}", argument, shape, scan.error().description()));
+    std::vector<Element> elements;
+    if (!scan->root.isArray()) return wrong(fmt::format("{} is no {}", argument, shape));
+    for (const JSONNode& node : scan->root.elements()) {
+        auto element = read(node);
+        if (!element) return wrong(fmt::format("{} is no {}", argument, shape));
+        elements.push_back(std::move(*element));
+    }
+    return elements;
+}
+
+/// Reads a literal out of a tree; the first thing that a literal cannot be ends it.
+class LiteralReader {
+  public:
+    explicit LiteralReader(BytesView document) : document_(document) {}
+
+    std::expected<JSONLiteral, std::string> read(const JSONNode& node) const {
+        using Result = std::expected<JSONLiteral, std::string>;
+        return node.kind.visit([&](const JSONKind::Object&) { return object(node); },
+                               [&](const JSONKind::Array& array) { return elements(array); },
+                               [](const JSONKind::String& string) -> Result { return JSONLiteral{string.text}; },
+                               [](const JSONKind::Bool& flag) -> Result { return JSONLiteral{flag.value}; },
+                               [&](const JSONKind::Number&) -> Result {
+                                   const auto number = whole(JSONLayout::textOf(node.range(), document_));
+                                   if (!number) return refused(node);
+                                   return JSONLiteral{*number};
+                               },
+                               [&](const JSONKind::Null&) -> Result { return refused(node); });
+    }
+
+  private:
+    std::unexpected<std::string> refused(const JSONNode& node) const {
+        return std::unexpected{fmt::format(
+            "{} is no value to be written: that is an object, an array, a string, a whole number of 64 bits or a bool",
+            JSONLayout::textOf(node.range(), document_))};
+    }
+
+    std::expected<JSONLiteral, std::string> object(const JSONNode& node) const {
+        if (const auto duplicate = JSONDuplicates::reason(node)) return std::unexpected{*duplicate};
+        std::vector<JSONLiteral::Member> members;
+        for (const JSONMember& member : node.members()) {
+            auto value = read(member.value);
+            if (!value) return value;
+            members.push_back({std::string{member.key.view()}, std::move(*value)});
+        }
+        return JSONLiteral::object(std::move(members));
+    }
+
+    std::expected<JSONLiteral, std::string> elements(const JSONKind::Array& array) const {
+        std::vector<JSONLiteral> literals;
+        for (const JSONNode& element : array.elements) {
+            auto value = read(element);
+            if (!value) return value;
+            literals.push_back(std::move(*value));
+        }
+        return JSONLiteral::array(std::move(literals));
+    }
+
+    BytesView document_;
+};
+
+}  // namespace
+
+std::expected<JSONPath, Stop> path(const std::string& argument) {
+    return list<JSONStep>(argument, R"(path, such as ["hooks","PreToolUse",0])",
+                          [&](const JSONNode& node) { return step(node, asBytes(argument)); });
+}
+
+std::expected<std::vector<std::string>, Stop> name(const std::string& argument) {
+    return list<std::string>(argument, R"(table's name, such as ["mcp_servers","larkmoor"])", [](const JSONNode& node) {
+        const auto text = node.text();
+        return text ? std::optional{std::string{*text}} : std::nullopt;
+    });
+}
+
+std::expected<std::int64_t, Stop> index(const std::string& argument) {
+    if (const auto number = whole(argument)) return *number;
+    return wrong(argument + " is no index: that is a whole number");
+}
+
+std::expected<JSONLiteral, Stop> literal(const std::string& argument) {
+    const auto scan = JSONText::scanWithTrivia(asBytes(argument), JSONDialect::strict);
+    if (!scan)
+        return std::unexpected{
+            Stop{Stop::refused, fmt::format("{} is no JSON: {}", argument, scan.error().description())}};
+    auto read = LiteralReader{asBytes(argument)}.read(scan->root);
+    if (!read) return std::unexpected{Stop{Stop::refused, std::move(read.error())}};
+    return std::move(*read);
+}
+
+}  // namespace larkmoor::edit

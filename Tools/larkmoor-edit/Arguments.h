@@ -1,0 +1,27 @@
+// The tool's arguments that are JSON texts themselves, read with the project's own scanner.
+#pragma once
+
+#include <cstdint>
+#include <expected>
+#include <string>
+#include <vector>
+
+#include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
+#include "LarkmoorConnectors/ConfigFile/JSONStep.h"
+#include "Stop.h"
+
+namespace larkmoor::edit {
+
+/// A PATH: a JSON array of names and whole numbers.
+std::expected<JSONPath, Stop> path(const std::string& argument);
+
+/// A NAME: a JSON array of texts.
+std::expected<std::vector<std::string>, Stop> name(const std::string& argument);
+
+/// An INDEX: a whole number.
+std::expected<std::int64_t, Stop> index(const std::string& argument);
+
+/// A LITERAL: a JSON text of the kinds that the program ever writes; any other is refused.
+std::expected<JSONLiteral, Stop> literal(const std::string& argument);
+
+}  // namespace larkmoor::edit

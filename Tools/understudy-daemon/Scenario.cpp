@@ -1,0 +1,33 @@
+#include "Scenario.h"
+
+#include "LarkmoorWire/Codec/Decoder.h"
+
+namespace larkmoor::understudy {
+
+namespace {
+
+bool isField(std::string_view key) {
+    bool isKnown = false;
+    boost::mp11::mp_for_each<FieldsOf<Scenario>>([&](auto field) { isKnown = isKnown || key == field.name; });
+    return isKnown;
+}
+
+}  // namespace
+
+std::expected<Scenario, std::string> readScenario(BytesView bytes) {
+    WireDocument document;
+    if (auto parsed = document.parse(bytes); !parsed) return std::unexpected(parsed.error().description());
+    const WireNode& root = document.root();
+    if (root.kind != WireNode::Kind::object) return std::unexpected("a scenario is an object");
+    for (const WireNode* member = root.begin(); member != root.end(); member = member->next()) {
+        if (!isField(member->key.stringValue))
+            return std::unexpected(fmt::format("a scenario knows no \"{}\"", member->key.stringValue));
+    }
+    auto scenario = Decoder::decode<Scenario>(bytes);
+    if (!scenario) return std::unexpected(scenario.error().description());
+    if (scenario->front && !fromRawText<FrontRecording>(*scenario->front))
+        return std::unexpected(fmt::format("\"{}\" is no front state", *scenario->front));
+    return *std::move(scenario);
+}
+
+}  // namespace larkmoor::understudy

@@ -1,0 +1,112 @@
+// Stands for the daemon where there is none: in tests, and at a developer's desk. See --help.
+#include <fmt/format.h>
+
+#include <boost/asio/steady_timer.hpp>
+
+#include <cstdlib>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+#include "Orders.h"
+#include "Stage.h"
+
+namespace larkmoor::understudy {
+
+namespace {
+
+struct CommandLine {
+    std::string serviceName{ClientInstance::gatewayID};
+    std::string supportRoot;
+    std::string scenarioPath;
+};
+
+void printHelp() {
+    fmt::print(R"(usage: larkmoor [--scenario FILE] [--support-root DIR] [--name NAME]
+
+Owns the daemon's name on the session bus and answers what the menu asks: health, frontState, grants, getByType,
+daemonBuild, meetingLive, pauseFor, pause, resume, shutdown, logUpdate, storeKeyForMigration, and diagnostics. All else
+is unimplemented. It says "serving NAME" on standard output once it does. A pause shows in health and ends by itself.
+
+  --scenario FILE     a JSON object of what to play from the start
+  --support-root DIR  a shutdown leaves DIR/quit-requested, and where that stands it goes at once with status 0
+  --name NAME         another name on the bus
+
+A scenario may hold: startDelayMilliseconds (before the name is taken), delayMilliseconds (before each reply), health,
+front, grants {{kind: state}}, hello, build, meetingLive, wire (-1: none), servedMilliseconds (-1: none), refuse, silent,
+storeKey (text), reply (the payload of every reply, as text).
+
+Orders, interface {} at {}:
+)",
+               Stage::interface, Stage::objectPath);
+    for (const Order& order : allOrders())
+        fmt::print("  {:<28} {}\n",
+                   fmt::format("{}({}){}{}", order.name, order.takes, *order.gives == 0 ? "" : " -> ", order.gives),
+                   order.help);
+    fmt::print("\n  busctl --user call {} {} \\\n      {} SetHealth s \"stopped\"\n", ClientInstance::gatewayID,
+               Stage::objectPath, Stage::interface);
+}
+
+/// Nothing for a line that it cannot follow, with the words said.
+std::optional<CommandLine> parse(std::span<char*> arguments) {
+    CommandLine line;
+    for (std::size_t index = 1; index < arguments.size(); index += 2) {
+        const std::string_view option = arguments[index];
+        std::string* value = option == "--scenario"       ? &line.scenarioPath
+                             : option == "--support-root" ? &line.supportRoot
+                             : option == "--name"         ? &line.serviceName
+                                                          : nullptr;
+        if (value == nullptr || index + 1 == arguments.size()) {
+            fmt::print(stderr, "larkmoor: {}: see --help\n", option);
+            return std::nullopt;
+        }
+        *value = arguments[index + 1];
+    }
+    return line;
+}
+
+std::expected<Scenario, std::string> scenarioOf(const std::string& path) {
+    if (path.empty()) return Scenario{};
+    const auto bytes = Files::read(path);
+    if (!bytes) return std::unexpected(bytes.error().description());
+    auto scenario = readScenario(*bytes);
+    if (!scenario) return std::unexpected(path + ": " + scenario.error());
+    return scenario;
+}
+
+int play(const CommandLine& line) {
+    if (!line.supportRoot.empty() && Files::exists(line.supportRoot + "/quit-requested")) return 0;
+    const auto scenario = scenarioOf(line.scenarioPath);
+    if (!scenario) {
+        fmt::print(stderr, "larkmoor: {}\n", scenario.error());
+        return 2;
+    }
+    MainLoop loop;
+    int status = 0;
+    Part part;
+    part.apply(*scenario);
+    Stage stage{
+        loop, {.serviceName = line.serviceName, .supportRoot = line.supportRoot}, std::move(part), [&](int end) {
+            status = end;
+            loop.stop();
+        }};
+    boost::asio::steady_timer start{loop, std::chrono::milliseconds{scenario->startDelayMilliseconds.value_or(0)}};
+    start.async_wait([&stage](boost::system::error_code) { stage.open(); });
+    loop.run();
+    return status;
+}
+
+}  // namespace
+
+}  // namespace larkmoor::understudy
+
+int main(int count, char** arguments) {
+    using namespace larkmoor::understudy;
+    const std::span words{arguments, static_cast<std::size_t>(count)};
+    if (words.size() == 2 && std::string_view{words[1]} == "--help") return printHelp(), EXIT_SUCCESS;
+    const auto line = parse(words);
+    return line ? play(*line) : 2;
+}
