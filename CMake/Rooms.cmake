@@ -38,6 +38,9 @@ endfunction()
 # What the thread sanitizer's build is for: it need not build the rest.
 add_custom_target(concurrency-tests)
 
+# The fuzz targets and what they read with, without the programs.
+add_custom_target(fuzzers)
+
 # larkmoor_fuzzer(NAME LINK library...): Fuzz/NAME.cpp, with its seeds in Fuzz/Corpus/NAME.
 function(larkmoor_fuzzer name)
   cmake_parse_arguments(PARSE_ARGV 1 fuzzer "" "" "LINK")
@@ -45,4 +48,5 @@ function(larkmoor_fuzzer name)
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/Tests")
   target_link_libraries(${name} PRIVATE ${fuzzer_LINK})
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  add_dependencies(fuzzers ${name})
 endfunction()

@@ -42,8 +42,8 @@ void scanning() {
     const Row rows[] = {{"10 KiB of settings", settingsJSON(10 << 10), 100},
                         {"1 MiB of hooks", hooksJSON(1 << 20), 2},
                         {"1 MiB of numbers", numbersJSON(1 << 20), 2}};
-    std::printf("scan, median of 41\n%-20s %10s %8s %22s %22s\n", "", "larkmoor", "", "RapidJSON (validating)",
-                "nlohmann::json");
+    std::printf("scan, processor time, median of 41\n%-20s %10s %8s %22s %22s\n", "", "larkmoor", "",
+                "RapidJSON (validating)", "nlohmann::json");
     for (const Row& row : rows) {
         const auto mine = [&] { ours(row.text); };
         const Comparison fast = compare(mine, [&] { rapid(row.text); }, 41, row.repeats);

@@ -1,4 +1,4 @@
-// Timing and counting for the comparisons of this folder.
+// Timing and counting for the comparisons of this folder. Seconds are of the processor, user's and system's.
 #pragma once
 
 #include <cstddef>

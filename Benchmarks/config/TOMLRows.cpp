@@ -29,8 +29,10 @@ void scanning() {
         int repeats;
     };
     const Row rows[] = {{"10 KiB of servers", configTOML(10 << 10), 50}, {"1 MiB of servers", configTOML(1 << 20), 1}};
-    std::printf("\nscan, median of 41 (toml++ models every value, ours only delimits them)\n%-20s %10s %8s %22s\n", "",
-                "larkmoor", "", "toml++");
+    std::printf(
+        "\nscan, processor time, median of 41 (toml++ models every value, ours only delimits them)\n%-20s %10s %8s "
+        "%22s\n",
+        "", "larkmoor", "", "toml++");
     for (const Row& row : rows) {
         const Comparison both = compare([&] { ours(row.text); }, [&] { keep(toml::parse(row.text)); }, 41, row.repeats);
         std::printf("%-20s %7.1f us %3.0f MB/s %7.1f us, ours %4.2fx\n", row.name, both.ours * 1e6,
