@@ -89,7 +89,8 @@ struct BlockingWorkers::Shared : std::enable_shared_from_this<Shared> {
         return thrown;
     }
 
-    /// Posts under the lock: `shutdown` takes it too, and so the loop is still there.
+    /// Posts under the lock: `shutdown` takes it too, and so the loop is still there. The exception goes over whole, to
+    /// be freed on one thread.
     void report(std::uint64_t job, std::exception_ptr thrown) const {
         if (owner == nullptr) return;
         auto& loop = static_cast<MainLoop&>(owner->context());

@@ -6,12 +6,14 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <memory>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "Support/TemporaryFolder.h"
 
 namespace larkmoor::testing {
 
@@ -20,36 +22,32 @@ struct ToolRun {
     std::string out, err;
 };
 
-/// `words[0]` is the program's path. The three streams are files without names, so that nobody waits for anybody.
-inline ToolRun runTool(const std::vector<std::string>& words, std::string_view input = {}) {
-    using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-    const File streams[] = {
-        {std::tmpfile(), std::fclose}, {std::tmpfile(), std::fclose}, {std::tmpfile(), std::fclose}};
-    std::fwrite(input.data(), 1, input.size(), streams[0].get());
-    std::fflush(streams[0].get());
-    std::rewind(streams[0].get());
+/// `words[0]` is the program's path. The three streams are files, so that nobody waits for anybody.
+inline ToolRun runTool(std::vector<std::string> words, std::string_view input = {}) {
+    const TemporaryFolder folder;
+    const std::string in = folder / "in", out = folder / "out", err = folder / "err";
+    std::ofstream{in, std::ios::binary} << input;
     std::vector<char*> list;
-    for (const std::string& word : words) list.push_back(const_cast<char*>(word.c_str()));
+    list.reserve(words.size() + 1);
+    for (std::string& word : words) list.push_back(word.data());
     list.push_back(nullptr);
     const pid_t child = ::fork();
     if (child < 0) throw std::runtime_error("no process for " + words.front());
     if (child == 0) {
-        for (int stream = 0; stream < 3; ++stream) ::dup2(::fileno(streams[stream].get()), stream);
+        ::dup2(::open(in.c_str(), O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+        ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDOUT_FILENO);
+        ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
         ::execv(list.front(), list.data());
         ::_exit(127);
     }
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    const auto all = [](std::FILE* file) {
-        std::string text;
-        char piece[4096];
-        std::rewind(file);
-        while (const std::size_t count = std::fread(piece, 1, sizeof piece, file)) text.append(piece, count);
-        return text;
+    const auto all = [](const std::string& path) {
+        std::ifstream file{path, std::ios::binary};
+        return std::string{std::istreambuf_iterator<char>{file}, {}};
     };
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), all(streams[1].get()),
-            all(streams[2].get())};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), all(out), all(err)};
 }
 
 }  // namespace larkmoor::testing

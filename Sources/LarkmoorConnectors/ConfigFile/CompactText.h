@@ -1,7 +1,9 @@
 // An unchanging text in sixteen bytes: a short one, as most names in a configuration file are, costs no allocation.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
@@ -58,17 +60,20 @@ class CompactText {
     char mark() const { return bytes_[inlineCapacity]; }
 
     void* block() const {
-        void* block = nullptr;
-        std::memcpy(&block, bytes_.data(), sizeof block);
-        return block;
+        Address address;
+        std::copy_n(bytes_.begin(), address.size(), address.begin());
+        return std::bit_cast<void*>(address);
     }
 
     void hold(void* block, char mark) {
-        std::memcpy(bytes_.data(), &block, sizeof block);
+        const auto address = std::bit_cast<Address>(block);
+        std::copy_n(address.begin(), address.size(), bytes_.begin());
         bytes_[inlineCapacity] = mark;
     }
 
   private:
+    using Address = std::array<char, sizeof(void*)>;
+
     /// A length and that many characters.
     static void* newBlock(std::string_view text) {
         const std::size_t size = text.size();

@@ -58,7 +58,8 @@ Bytes requestFor(const Alert& alert, std::string_view build) {
 /// The button's place; nothing for an alert that was closed. The error is for the log.
 std::expected<std::optional<int>, std::string> answerOf(const ProcessResult& result, std::size_t buttons) {
     if (result.status() != AlertProtocol::answered) {
-        return std::unexpected(fmt::format("{}; {}", result.description(), trimmed(asText(result.errors))));
+        const std::string_view words = trimmed(asText(result.errors));
+        return std::unexpected(result.description() + (words.empty() ? "" : "; ") + std::string{words});
     }
     std::string_view answer = trimmed(asText(result.output));
     if (answer == AlertProtocol::dismissed) return std::nullopt;

@@ -36,7 +36,7 @@ std::vector<std::string> lines(const ProcessEnvironment& environment) {
 /// A program under way. What waits for its end on the loop keeps it; the rest only looks whether it is there.
 class Run : public std::enable_shared_from_this<Run> {
   public:
-    using Completion = std::function<void(ProcessResult)>;
+    using Ended = std::function<void(ProcessResult)>;
 
     Run(MainLoop& loop, SpawnedProcess process, ProcessChannels channels, std::function<void(BytesView)> listener)
         : process_(std::move(process)),
@@ -59,8 +59,8 @@ class Run : public std::enable_shared_from_this<Run> {
     }
 
     /// Told once how it ended, from the loop.
-    void follow(std::chrono::milliseconds budget, Completion completion) {
-        completion_ = std::move(completion);
+    void follow(std::chrono::milliseconds budget, Ended handler) {
+        handler_ = std::move(handler);
         timer_.expires_after(budget);
         timer_.async_wait([self = weak_from_this()](boost::system::error_code failed) {
             if (const auto alive = self.lock(); alive && !failed) alive->end(ProcessEnds::TimedOut{});
@@ -72,7 +72,7 @@ class Run : public std::enable_shared_from_this<Run> {
     }
 
     void end(ProcessEnd why) {
-        if (!completion_ || reason_) return;
+        if (!handler_ || reason_) return;
         reason_ = std::move(why);
         process_.endGroup();
         constexpr auto patience = std::chrono::seconds{2};
@@ -103,11 +103,11 @@ class Run : public std::enable_shared_from_this<Run> {
     }
 
     void complete(ProcessEnd how) {
-        if (!completion_) return;
+        if (!handler_) return;
         if (told_.is_open()) readWords();
         told_.close();
-        const Completion completion = std::exchange(completion_, nullptr);
-        completion({.end = std::move(how), .output = channels_.capturedOutput(), .errors = channels_.capturedErrors()});
+        const Ended handler = std::exchange(handler_, nullptr);
+        handler({.end = std::move(how), .output = channels_.capturedOutput(), .errors = channels_.capturedErrors()});
     }
 
     void awaitWords() {
@@ -137,7 +137,7 @@ class Run : public std::enable_shared_from_this<Run> {
     Descriptor ended_;
     Descriptor told_;
     MainTimer timer_;
-    Completion completion_;
+    Ended handler_;                     ///< null once it was told
     std::optional<ProcessEnd> reason_;  ///< why we ended it, if we did
 };
 

@@ -122,6 +122,10 @@ TEST_F(MessageServiceTest, ReadsAnswersThatAreNoneOfOursAsEmpty) {
     const Case cases[] = {
         {"nothing", "", [](BusWriter&) {}},
         {"a text", "s", [](BusWriter& writer) { writer.text("hello"); }},
+        {"one of ours and more", "a{sv}s",
+         [](BusWriter& writer) {
+             writer.array("{sv}", [&] { writer.property("wire", "t", [&] { writer.uint64(1); }); }).text("more");
+         }},
         {"other keys", "a{ss}", [](BusWriter& writer) { writer.array("{ss}", [] {}); }},
         {"a host of keys", "a{sv}",
          [](BusWriter& writer) {

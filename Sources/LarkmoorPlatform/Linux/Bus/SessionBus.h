@@ -41,7 +41,8 @@ class SessionBus {
     SessionBus(const SessionBus&) = delete;
     SessionBus& operator=(const SessionBus&) = delete;
 
-    /// Called once, when the connection could not be made or is gone. By then each call under way had its error.
+    /// Called once, when the connection could not be made or is gone; to be set before the loop goes on. By then each
+    /// call under way had its error.
     void onLost(std::function<void(const BusError&)> handler);
     bool isLost() const;
 
