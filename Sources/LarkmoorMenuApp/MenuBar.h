@@ -16,6 +16,7 @@
 #include "LarkmoorMenuApp/MenuRows.h"
 #include "LarkmoorMenuApp/ModelsRow.h"
 #include "LarkmoorPlatform/Completion.h"
+#include "LarkmoorPlatform/MainTimer.h"
 #include "LarkmoorPlatform/MenuDelegate.h"
 #include "LarkmoorPlatform/Spawn.h"
 
@@ -26,6 +27,8 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
   public:
     static constexpr std::chrono::seconds refreshInterval{30};
     static constexpr std::chrono::milliseconds tickerInterval{500};
+    /// What a daemon that does not answer may keep a quit waiting.
+    static constexpr std::chrono::seconds quitPatience{5};
 
     static std::shared_ptr<MenuBar> make(MenuPlatform platform, MenuDuties duties);
     ~MenuBar() override;
@@ -102,6 +105,7 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     Task<void> migrateNow();
     Task<void> quitEverything();
     Task<void> cancelLocalModelsAndQuit();
+    Task<void> askForShutdown(std::shared_ptr<MainTimer> patience);
     Task<void> quitAllOf();
     Task<void> inform(std::string sentence);
 

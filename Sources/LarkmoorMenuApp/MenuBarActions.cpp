@@ -1,4 +1,6 @@
 // What a click does.
+#include <boost/asio/redirect_error.hpp>
+
 #include <filesystem>
 
 #include "LarkmoorKit/Menu/OutcomeNote.h"
@@ -118,12 +120,20 @@ Task<void> MenuBar::cancelLocalModelsAndQuit() {
     co_await quitAllOf();
 }
 
+Task<void> MenuBar::askForShutdown(std::shared_ptr<MainTimer> patience) {
+    static_cast<void>(co_await platform_.client->send(GatewayRequest::Control{ControlRequest::Shutdown{}}));
+    patience->cancel();
+}
+
 Task<void> MenuBar::quitAllOf() {
     for (const RunningApplication& application : platform_.applications.list()) {
         if (isOwnSettings(application)) platform_.applications.terminate(application.process);
     }
-    // Whatever the daemon answers: one that is dead does not stop the quit.
-    static_cast<void>(co_await platform_.client->send(GatewayRequest::Control{ControlRequest::Shutdown{}}));
+    // Whatever the daemon answers: one that is dead does not stop the quit, nor does one that never answers.
+    const auto patience = std::make_shared<MainTimer>(platform_.loop.get_executor(), quitPatience);
+    start([patience](MenuBar& self) { return self.askForShutdown(patience); });
+    boost::system::error_code answered;
+    co_await patience->async_wait(boost::asio::redirect_error(awaiting, answered));
     platform_.terminate();
 }
 

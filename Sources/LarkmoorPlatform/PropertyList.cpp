@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <memory>
 
@@ -32,6 +33,76 @@ Node parseDictionary(BytesView document) {
     return root;
 }
 
+constexpr int mostLevels = 64;
+
+std::string textOf(plist_t node) {
+    std::uint64_t length = 0;
+    const char* text = plist_get_string_ptr(node, &length);
+    return {text, length};
+}
+
+std::optional<PropertyListValue> valueOf(plist_t node, int level);
+
+std::optional<PropertyListValue::Dictionary> dictionaryOf(plist_t node, int level) {
+    plist_dict_iter cursor = nullptr;
+    plist_dict_new_iter(node, &cursor);
+    const std::unique_ptr<void, decltype(&std::free)> freed{cursor, &std::free};
+    PropertyListValue::Dictionary dictionary;
+    for (;;) {
+        char* key = nullptr;
+        plist_t item = nullptr;
+        plist_dict_next_item(node, cursor, &key, &item);
+        if (item == nullptr) return dictionary;
+        const std::unique_ptr<char, decltype(&std::free)> name{key, &std::free};
+        auto value = valueOf(item, level + 1);
+        if (!value) return std::nullopt;
+        dictionary.insert_or_assign(key, *std::move(value));
+    }
+}
+
+std::optional<PropertyListValue> arrayOf(plist_t node, int level) {
+    PropertyListValue::Array array;
+    for (std::uint32_t index = 0; index < plist_array_get_size(node); ++index) {
+        auto value = valueOf(plist_array_get_item(node, index), level + 1);
+        if (!value) return std::nullopt;
+        array.push_back(*std::move(value));
+    }
+    return PropertyListValue{std::move(array)};
+}
+
+std::optional<PropertyListValue> valueOf(plist_t node, int level) {
+    if (level > mostLevels) return std::nullopt;
+    switch (plist_get_node_type(node)) {
+        case PLIST_BOOLEAN: {
+            std::uint8_t flag = 0;
+            plist_get_bool_val(node, &flag);
+            return PropertyListValue{flag != 0};
+        }
+        case PLIST_UINT: {
+            std::uint64_t number = 0;
+            plist_get_uint_val(node, &number);
+            // The library has one kind of whole number, and a negative one is its complement.
+            return PropertyListValue{static_cast<std::int64_t>(number)};
+        }
+        case PLIST_REAL: {
+            double number = 0;
+            plist_get_real_val(node, &number);
+            return PropertyListValue{number};
+        }
+        case PLIST_STRING:
+            return PropertyListValue{textOf(node)};
+        case PLIST_ARRAY:
+            return arrayOf(node, level);
+        case PLIST_DICT: {
+            auto dictionary = dictionaryOf(node, level);
+            if (!dictionary) return std::nullopt;
+            return PropertyListValue{*std::move(dictionary)};
+        }
+        default:
+            return PropertyListValue{};
+    }
+}
+
 /// XML has no way to write most of the control characters.
 bool canStandInXML(std::string_view text) {
     return UTF8::isValid(text) && std::ranges::none_of(text, [](char letter) {
@@ -41,6 +112,11 @@ bool canStandInXML(std::string_view text) {
 
 }  // namespace
 
+std::optional<PropertyListValue::Dictionary> dictionary(BytesView document) {
+    const Node root = parseDictionary(document);
+    return root ? dictionaryOf(root.get(), 0) : std::nullopt;
+}
+
 bool isReadable(BytesView document) { return parseDictionary(document) != nullptr; }
 
 std::optional<std::string> textUnder(BytesView document, std::string_view key) {
@@ -48,9 +124,7 @@ std::optional<std::string> textUnder(BytesView document, std::string_view key) {
     if (!root) return std::nullopt;
     plist_t item = plist_dict_get_item(root.get(), std::string{key}.c_str());
     if (item == nullptr || plist_get_node_type(item) != PLIST_STRING) return std::nullopt;
-    std::uint64_t length = 0;
-    const char* text = plist_get_string_ptr(item, &length);
-    return std::string{text, length};
+    return textOf(item);
 }
 
 std::optional<bool> flagUnder(BytesView document, std::string_view key) {

@@ -7,11 +7,15 @@
 #include <variant>
 
 #include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorPlatform/PropertyListValue.h"
 
 namespace larkmoor::PropertyList {
 
 /// Whether the bytes are a property list whose root is a dictionary.
 bool isReadable(BytesView document);
+
+/// All of it; nothing if it is no property list whose root is a dictionary, or one nested deeper than 64 levels.
+std::optional<PropertyListValue::Dictionary> dictionary(BytesView document);
 
 /// The text under `key` of a property list whose root is a dictionary; nothing if it is no such list, or holds no text
 /// there.

@@ -2,10 +2,11 @@
 
 #include "CXPCShim/larkmoor_mach_service_registered.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
+#include "LarkmoorKit/FirstRun/FirstRunWarm.h"
 #include "LarkmoorKit/Trace/SetupLog.h"
+#include "LarkmoorMenuApp/JourneyQuestion.h"
 #include "LarkmoorPlatform/BlockingWork.h"
 #include "LarkmoorPlatform/Files.h"
-#include "LarkmoorPlatform/HomeFolder.h"
 #include "LarkmoorPlatform/Linux/MessageServiceDial.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
@@ -14,8 +15,7 @@ namespace larkmoor {
 namespace {
 
 /// Made where it is missing, so that everything that keeps a file there finds its folder. Its modes are the system's.
-void makeSupportDirectory() {
-    const std::string support = homeFolder() + "/Library/Application Support";
+void makeSupportDirectory(const std::string& support) {
     if (const auto made = Files::makeFolders(support, 0755); !made) {
         platformLog("[larkmoor-menu] " + made.error().description());
     }
@@ -29,6 +29,17 @@ Application::Application()
               {.helper = bundle_.beside("larkmoor-alert"),
                .build = bundle_.build.value_or(""),
                .activationToken = [this] { return item_ == nullptr ? std::string{} : item_->takeActivationToken(); }}),
+      loginItem_(UserFolders::current(), {.identifier = std::string{ClientInstance::menubarID},
+                                          .name = std::string{ClientInstance::productName},
+                                          .icon = "larkmoor",
+                                          .executable = bundle_.executable}),
+      daemonAgent_({.service = agentItem_,
+                    .launchctl = launchAgents_,
+                    .defaults = defaults_,
+                    .inBundlePlist = LoginItems::inBundlePlistPath(bundle_.folder),
+                    .loosePlist = LoginItems::looseAgentPlistPath(home_),
+                    .user = ::getuid(),
+                    .log = platformLog}),
       launcher_(runner_, [this] { return item_ == nullptr ? std::string{} : item_->takeActivationToken(); }),
       instance_(bus_, std::string{ClientInstance::menubarID},
                 {.onOwned = [this] { becomeMenuBar(); },
@@ -59,8 +70,9 @@ void Application::end(int status) {
 }
 
 void Application::becomeMenuBar() {
-    makeSupportDirectory();
-    menuBar_ = MenuBar::make(platform(), MenuDuties{});
+    makeSupportDirectory(support_);
+    const auto client = dialDoor();
+    menuBar_ = MenuBar::make(platform(client), duties(client));
     menuBar_->applicationDidFinishLaunching();
 }
 
@@ -76,10 +88,37 @@ std::shared_ptr<XPCClient> Application::dialDoor() {
          .clientLineage = [executable = bundle_.executable] { return ClientLineage::probe(executable); }});
 }
 
-MenuPlatform Application::platform() {
+MenuDuties Application::duties(std::shared_ptr<XPCClient> client) {
+    MenuDuties duties;
+    duties.registerLoginItems = [this] { return registerLoginItems(); };
+    duties.warmBundledBinaries = [this] { return warmBundledBinaries(); };
+    duties.clearQuitAndHealLooseAgent = [this] { return clearQuitAndHealLooseAgent(); };
+    duties.releaseQuitIfHeld = [this] { return daemonAgent_.releaseQuitIfHeld(quitSentinel_); };
+    duties.journeyWarranted = [client, this] { return journeyWarranted(client, support_); };
+    return duties;
+}
+
+Task<void> Application::registerLoginItems() {
+    co_await LoginItems::registerItem("login item", loginItem_, platformLog);
+    co_await daemonAgent_.registerInBundleAgent();
+}
+
+Task<void> Application::warmBundledBinaries() {
+    static_cast<void>(co_await FirstRunWarm::run(bundle_.beside("larkmoor-hook"), bundle_.build.value_or("?"),
+                                                 FirstRunWarm::path(support_), FirstRunWarm::productionLeash, home_,
+                                                 {.runner = runner_, .setupLog = SetupLog::line}));
+}
+
+/// To start the application is the person's gesture too.
+Task<void> Application::clearQuitAndHealLooseAgent() {
+    quitSentinel_.clear();
+    co_await daemonAgent_.healLooseAgent();
+}
+
+MenuPlatform Application::platform(std::shared_ptr<XPCClient> client) {
     return {
         .loop = loop_,
-        .client = dialDoor(),
+        .client = std::move(client),
         .notifications = notifications_,
         .applications = applications_,
         .alerts = alerts_,

@@ -6,13 +6,19 @@
 #include <memory>
 #include <string>
 
+#include "LarkmoorKit/Supervision/DaemonAgent.h"
 #include "LarkmoorMenuApp/Main/RunningBundle.h"
 #include "LarkmoorMenuApp/MenuBar.h"
+#include "LarkmoorPlatform/HomeFolder.h"
 #include "LarkmoorPlatform/Linux/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/BusDistributedNotifications.h"
 #include "LarkmoorPlatform/Linux/HelperAlerts.h"
 #include "LarkmoorPlatform/Linux/ProcessApplications.h"
+#include "LarkmoorPlatform/Linux/PropertyListDefaults.h"
+#include "LarkmoorPlatform/Linux/Services/AutostartItem.h"
+#include "LarkmoorPlatform/Linux/Services/SystemdAgentItem.h"
+#include "LarkmoorPlatform/Linux/Services/SystemdLaunchAgents.h"
 #include "LarkmoorPlatform/Linux/SingleInstance.h"
 #include "LarkmoorPlatform/Linux/SpawningProcessRunner.h"
 #include "LarkmoorPlatform/Linux/Tray/StatusNotifierItem.h"
@@ -28,19 +34,33 @@ class Application {
 
   private:
     void becomeMenuBar();
-    MenuPlatform platform();
+    MenuPlatform platform(std::shared_ptr<XPCClient> client);
+    MenuDuties duties(std::shared_ptr<XPCClient> client);
+    Task<void> registerLoginItems();
+    Task<void> warmBundledBinaries();
+    Task<void> clearQuitAndHealLooseAgent();
     std::shared_ptr<XPCClient> dialDoor();
     void end(int status);
 
     MainLoop loop_{1};
     int status_ = 0;
     RunningBundle bundle_ = RunningBundle::current();
+    std::string home_ = homeFolder();
+    std::string support_ = home_ + "/Library/Application Support";
+    QuitSentinel quitSentinel_{QuitSentinel::defaultPath(support_)};
     boost::asio::signal_set signals_{loop_, SIGTERM, SIGINT, SIGHUP};
     SessionBus bus_{loop_};
     BusDistributedNotifications notifications_{bus_};
     SpawningProcessRunner runner_{loop_};
     ProcessApplications applications_;
     HelperAlerts alerts_;
+    PropertyListDefaults defaults_{home_, std::string{ClientInstance::menubarID}};
+    UserManager manager_{loop_, bus_};
+    AgentUnits agentUnits_{manager_, UserFolders::current()};
+    SystemdLaunchAgents launchAgents_{manager_, agentUnits_};
+    SystemdAgentItem agentItem_{agentUnits_, LoginItems::inBundlePlistPath(bundle_.folder)};
+    AutostartItem loginItem_;
+    DaemonAgent daemonAgent_;
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
     ApplicationLauncher launcher_;
     std::shared_ptr<MenuBar> menuBar_;

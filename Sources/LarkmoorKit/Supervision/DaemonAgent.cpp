@@ -1,0 +1,108 @@
+#include "LarkmoorKit/Supervision/DaemonAgent.h"
+
+#include <fmt/format.h>
+
+#include "LarkmoorKit/Supervision/AgentDefinition.h"
+#include "LarkmoorKit/Supervision/AgentRegistration.h"
+#include "LarkmoorPlatform/Digest.h"
+#include "LarkmoorPlatform/Files.h"
+
+namespace larkmoor {
+
+Task<void> DaemonAgent::registerInBundleAgent() {
+    const auto definition = Files::read(seams_.inBundlePlist);
+    if (!definition) co_return co_await registerWithoutDefinition();
+    const std::string current = Digest::sha256(*definition);
+    const auto stored = seams_.defaults.string(digestKey);
+    const bool jobLoaded = co_await status("print", seams_.launchctl.print(serviceTarget())) == 0;
+    switch (AgentDefinition::action(co_await seams_.service.status(), stored, current, jobLoaded)) {
+        case AgentDefinitionAction::needsApproval:
+            co_return sayNeedsApproval();
+        case AgentDefinitionAction::leaveEnabled:
+            co_return;
+        case AgentDefinitionAction::reregister:
+            if (!co_await unregisterStale(jobLoaded)) co_return;
+            break;
+        case AgentDefinitionAction::registerItem:
+            break;
+    }
+    if (!co_await tryRegister()) co_return;
+    const auto kept = seams_.defaults.set(digestKey, current);
+    if (!kept) seams_.log("[larkmoor-menu] the daemon agent's digest was not stored: " + kept.error().description());
+}
+
+/// Without the list there is no digest to compare, and none to store.
+Task<void> DaemonAgent::registerWithoutDefinition() {
+    switch (LoginItems::action(co_await seams_.service.status())) {
+        case LoginItemAction::leaveEnabled:
+            co_return;
+        case LoginItemAction::needsApproval:
+            co_return sayNeedsApproval();
+        case LoginItemAction::registerItem:
+            co_await tryRegister();
+    }
+}
+
+/// False if the registration did not go: registering over it could leave two definitions.
+Task<bool> DaemonAgent::unregisterStale(bool jobLoaded) {
+    const auto unregistered = co_await seams_.service.unregisterItem();
+    if (!unregistered) {
+        seams_.log("[larkmoor-menu] daemon agent unregister() failed, NOT re-registering: " + unregistered.error());
+        co_return false;
+    }
+    seams_.log(fmt::format("[larkmoor-menu] daemon agent {} — unregistered the stale registration",
+                           jobLoaded ? "definition changed" : "job missing from the gui domain"));
+    co_return true;
+}
+
+Task<bool> DaemonAgent::tryRegister() {
+    const auto registered = co_await seams_.service.registerItem();
+    seams_.log(registered ? "[larkmoor-menu] registered daemon agent with SMAppService"
+                          : "[larkmoor-menu] daemon agent register() failed: " + registered.error());
+    co_return registered.has_value();
+}
+
+Task<void> DaemonAgent::healLooseAgent() {
+    if (!Files::exists(seams_.loosePlist)) co_return;
+    const bool registered = co_await status("print", seams_.launchctl.print(serviceTarget())) == 0;
+    if (AgentRegistration::action(true, registered) == AgentRegistration::Action::kickstart) {
+        const int exit = co_await status("kickstart", seams_.launchctl.kickstart(serviceTarget()));
+        if (exit != 0)
+            seams_.log(fmt::format("[larkmoor-menu] daemon agent kickstart failed (launchctl exit {})", exit));
+        co_return;
+    }
+    const std::string domain = LoginItems::guiDomainTarget(seams_.user);
+    seams_.log(fmt::format(
+        "[larkmoor-menu] daemon agent plist is on disk but its job is NOT in {} — re-bootstrapping (m:505)", domain));
+    const int exit = co_await status("bootstrap", seams_.launchctl.bootstrap(domain, seams_.loosePlist));
+    seams_.log(exit == 0 ? "[larkmoor-menu] daemon agent re-bootstrapped; recording is supervised again"
+                         : fmt::format("[larkmoor-menu] daemon agent re-bootstrap FAILED (launchctl exit {}); run "
+                                       "Scripts/install-agent.sh",
+                                       exit));
+}
+
+Task<void> DaemonAgent::releaseQuitIfHeld(QuitSentinel sentinel) {
+    if (!sentinel.isSet()) co_return;
+    sentinel.clear();
+    seams_.log("[larkmoor-menu] quit released by a user gesture — kickstarting the daemon (m:505)");
+    const int exit = co_await status("kickstart", seams_.launchctl.kickstart(serviceTarget()));
+    if (exit == 0) co_return;
+    seams_.log(
+        fmt::format("[larkmoor-menu] kickstart after quit-release failed (exit {}); running the full heal", exit));
+    sentinel.clear();
+    co_await healLooseAgent();
+}
+
+/// A service manager that cannot be asked at all counts as a failed exit.
+Task<int> DaemonAgent::status(std::string verb, Task<LaunchAgents::ExitStatus> call) {
+    const LaunchAgents::ExitStatus answer = co_await std::move(call);
+    if (answer) co_return *answer;
+    seams_.log(fmt::format("[larkmoor-menu] launchctl {} could not run: {}", verb, answer.error()));
+    co_return -1;
+}
+
+void DaemonAgent::sayNeedsApproval() const {
+    seams_.log("[larkmoor-menu] daemon agent needs approval in System Settings > Login Items (user disabled it)");
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,103 @@
+#include "LarkmoorPlatform/Linux/Services/AutostartItem.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "LarkmoorPlatform/BlockingWork.h"
+#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorPlatform/Text.h"
+
+namespace larkmoor {
+
+namespace {
+
+constexpr std::string_view group = "[Desktop Entry]";
+
+/// The value under a key of the entry's own group.
+std::optional<std::string_view> valueOf(std::string_view entry, std::string_view key) {
+    bool isOurs = false;
+    while (!entry.empty()) {
+        const std::string_view line = entry.substr(0, entry.find('\n'));
+        entry.remove_prefix(std::min(entry.size(), line.size() + 1));
+        const std::string_view words = trimmed(line);
+        if (words.starts_with('[')) isOurs = words == group;
+        const auto sign = words.find('=');
+        if (isOurs && sign != std::string_view::npos && trimmed(words.substr(0, sign)) == key)
+            return trimmed(words.substr(sign + 1));
+    }
+    return std::nullopt;
+}
+
+/// One argument in quotes, escaped once for the command and once more for the file.
+std::string command(std::string_view executable) {
+    std::string words = "\"";
+    for (const char letter : executable) {
+        if (letter == '\\')
+            words += "\\\\\\\\";
+        else if (letter == '"' || letter == '`' || letter == '$')
+            words.append("\\\\") += letter;
+        else
+            words.append(letter == '%' ? 2 : 1, letter);
+    }
+    return words += '"';
+}
+
+/// Each desktop has its own way to switch an entry off.
+struct Switch {
+    std::string_view key, off;
+};
+constexpr std::array switches{Switch{"Hidden", "true"}, Switch{"X-GNOME-Autostart-enabled", "false"},
+                              Switch{"X-MATE-Autostart-enabled", "false"}};
+
+}  // namespace
+
+std::string AutostartEntry::text(std::string_view name, std::string_view icon, std::string_view executable) {
+    return fmt::format("{}\nType=Application\nName={}\nIcon={}\nExec={}\nTerminal=false\nStartupNotify=false\n", group,
+                       name, icon, command(executable));
+}
+
+LoginItemStatus AutostartEntry::status(const std::optional<std::string>& entry, std::string_view executable) {
+    if (!entry) return LoginItemStatus::notRegistered;
+    const bool isOff =
+        std::ranges::any_of(switches, [&](const Switch& one) { return valueOf(*entry, one.key) == one.off; });
+    if (isOff) return LoginItemStatus::requiresApproval;
+    return valueOf(*entry, "Exec") == command(executable) ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
+}
+
+AutostartItem::AutostartItem(const UserFolders& folders, Application application)
+    : application_(std::move(application)),
+      folder_(folders.config + "/autostart"),
+      path_(folder_ + "/" + application_.identifier + ".desktop") {}
+
+Task<LoginItemStatus> AutostartItem::status() {
+    const auto bytes = Files::read(path_);
+    // What is there and cannot be read is not ours to replace.
+    if (!bytes && bytes.error().code != ENOENT) co_return LoginItemStatus::requiresApproval;
+    const auto entry = bytes ? std::optional{std::string{asText(*bytes)}} : std::nullopt;
+    co_return AutostartEntry::status(entry, application_.executable);
+}
+
+Task<std::expected<void, std::string>> AutostartItem::registerItem() {
+    const bool isOneLine = std::ranges::none_of(application_.executable,
+                                                [](char letter) { return static_cast<unsigned char>(letter) < 0x20; });
+    if (!isOneLine) co_return std::unexpected(application_.executable + ": no entry can name it");
+    const std::string entry = AutostartEntry::text(application_.name, application_.icon, application_.executable);
+    const auto written = co_await BlockingWork::run([folder = folder_, path = path_, entry] {
+        if (auto made = Files::makeFolders(folder, 0755); !made) return made;
+        return Files::replace(path, asBytes(entry), 0644);
+    });
+    if (!written) co_return std::unexpected(written.error().description());
+    co_return std::expected<void, std::string>{};
+}
+
+Task<std::expected<void, std::string>> AutostartItem::unregisterItem() {
+    if (::unlink(path_.c_str()) != 0 && errno != ENOENT)
+        co_return std::unexpected(FileError{path_, errno}.description());
+    co_return std::expected<void, std::string>{};
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,144 @@
+// What a launch agent's list becomes in unit words, and what is refused.
+#include "LarkmoorPlatform/Linux/Services/AgentUnit.h"
+
+#include <fmt/format.h>
+
+#include "LarkmoorPlatform/Linux/Services/SystemdAgentItem.h"
+#include "LarkmoorPlatform/Linux/Services/UnitText.h"
+
+namespace larkmoor {
+namespace {
+
+constexpr const char* listPath = "/a 100%/Larkmoor.app/Contents/Library/LaunchAgents/a.b.plist";
+
+std::string list(std::string_view body) {
+    return fmt::format(R"(<?xml version="1.0"?><plist version="1.0"><dict>{}</dict></plist>)", body);
+}
+
+std::string keyed(std::string_view body) { return list(fmt::format("<key>Label</key><string>a.b</string>{}", body)); }
+
+TEST(AgentUnit, DoesWhatTheListSaysAndNothingElse) {
+    const std::string head =
+        "[Unit]\nDescription=a.b\nSourcePath=/a 100%%/Larkmoor.app/Contents/Library/LaunchAgents/a.b.plist\n"
+        "StartLimitIntervalSec=0\n\n[Service]\n";
+    const std::string atLoad = "\n[Install]\nWantedBy=default.target\n";
+    struct Case {
+        std::string_view name, in;
+        std::string want;
+    };
+    const Case cases[] = {
+        {"a program alone", "<key>Program</key><string>/bin/x y</string>", "ExecStart=\":/bin/x y\"\n"},
+        {"words with everything that a unit would read itself",
+         "<key>ProgramArguments</key><array><string>/bin/x</string><string>$HOME %h \\ \"q\" 'a'</string>"
+         "<string></string><string>;</string></array>",
+         R"(ExecStart=":/bin/x" "$HOME %%h \\ \"q\" 'a'" "" ";")"
+         "\n"},
+        {"a name of its own",
+         "<key>Program</key><string>/bin/x</string><key>ProgramArguments</key><array><string>y</string>"
+         "<string>-v</string></array>",
+         "ExecStart=\":@/bin/x\" \"y\" \"-v\"\n"},
+        {"a program in the bundle", "<key>BundleProgram</key><string>Contents/MacOS/larkmoor</string>",
+         "ExecStart=\":/a 100%%/Larkmoor.app/Contents/MacOS/larkmoor\"\n"},
+        {"kept alive", "<key>Program</key><string>/x</string><key>KeepAlive</key><true/>",
+         "ExecStart=\":/x\"\nRestart=always\nRestartSec=10\n" + atLoad},
+        {"kept alive unless it ends well",
+         "<key>Program</key><string>/x</string><key>KeepAlive</key><dict><key>SuccessfulExit</key><false/></dict>"
+         "<key>ThrottleInterval</key><integer>2</integer>",
+         "ExecStart=\":/x\"\nRestart=on-failure\nRestartSec=2\n" + atLoad},
+        {"started at load, and not kept alive",
+         "<key>Program</key><string>/x</string><key>RunAtLoad</key><true/><key>KeepAlive</key><false/>",
+         "ExecStart=\":/x\"\n" + atLoad},
+        {"surroundings",
+         "<key>Program</key><string>/x</string><key>EnvironmentVariables</key><dict><key>A</key><string>1 \"2\" %3"
+         "</string></dict><key>StandardOutPath</key><string>/log/50% off</string><key>StandardErrorPath</key>"
+         "<string>/log/e</string><key>WorkingDirectory</key><string>/w</string><key>Nice</key><integer>-5</integer>"
+         "<key>Umask</key><integer>63</integer><key>ExitTimeOut</key><integer>7</integer>",
+         "ExecStart=\":/x\"\nEnvironment=\"A=1 \\\"2\\\" %%3\"\nWorkingDirectory=/w\nStandardOutput=append:/log/50%% "
+         "off\nStandardError=append:/log/e\nNice=-5\nUMask=0077\nTimeoutStopSec=7\n"},
+        {"what the user manager has nothing to do with",
+         "<key>Program</key><string>/x</string><key>MachServices</key><dict><key>a.b</key><true/></dict>"
+         "<key>ProcessType</key><string>Interactive</string><key>Disabled</key><false/>",
+         "ExecStart=\":/x\"\n"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        const auto unit = AgentUnit::translate(asBytes(keyed(test.in)), listPath);
+        ASSERT_TRUE(unit.has_value()) << unit.error();
+        EXPECT_EQ(unit->name, "a.b.service");
+        EXPECT_EQ(unit->text, head + test.want);
+        EXPECT_EQ(unit->startsAtLoad, test.want.ends_with(atLoad));
+        EXPECT_EQ(AgentUnit::source(unit->text), listPath);
+    }
+}
+
+TEST(AgentUnit, RefusesWhatItCannotSay) {
+    struct Case {
+        std::string in;
+        std::string_view want;
+    };
+    const Case cases[] = {
+        {"no list", "it is no property list"},
+        {list("<key>Program</key><string>/x</string>"), "it has no Label"},
+        {list("<key>Label</key><string>a/b</string><key>Program</key><string>/x</string>"),
+         "its Label cannot name a unit: a/b"},
+        {keyed(""), "it names no program"},
+        {keyed("<key>ProgramArguments</key><array/>"), "it names no program"},
+        {keyed("<key>Program</key><true/>"), "Program is no text"},
+        {keyed("<key>Program</key><string>bin/x</string>"), "its program is no absolute path: bin/x"},
+        {keyed("<key>ProgramArguments</key><array><string>/x</string><true/></array>"),
+         "ProgramArguments holds something that is no text"},
+        {keyed("<key>ProgramArguments</key><array><string>/x</string><string>a\nb</string></array>"),
+         "ProgramArguments holds a control character"},
+        {keyed("<key>Program</key><string>/x</string><key>StartInterval</key><integer>5</integer>"),
+         "StartInterval has no counterpart here"},
+        {keyed("<key>Program</key><string>/x</string><key>Disabled</key><true/>"), "Disabled has no counterpart here"},
+        {keyed("<key>Program</key><string>/x</string><key>KeepAlive</key><dict><key>PathState</key><dict/></dict>"),
+         "its KeepAlive has no counterpart here"},
+        {keyed("<key>Program</key><string>/x</string><key>StandardOutPath</key><string>log</string>"),
+         "StandardOutPath is no path that a unit can name: log"},
+        {keyed("<key>Program</key><string>/x</string><key>EnvironmentVariables</key><dict><key>A B</key>"
+               "<string>1</string></dict>"),
+         "EnvironmentVariables: A B cannot be set"},
+    };
+    for (const Case& test : cases) {
+        const auto unit = AgentUnit::translate(asBytes(test.in), listPath);
+        ASSERT_FALSE(unit.has_value()) << test.in;
+        EXPECT_EQ(unit.error(), fmt::format("{}: {}", listPath, test.want));
+    }
+    const auto loose =
+        AgentUnit::translate(asBytes(keyed("<key>BundleProgram</key><string>x</string>")), "/h/a.b.plist");
+    EXPECT_EQ(loose.error(), "/h/a.b.plist: it names a BundleProgram and lies in no bundle");
+}
+
+TEST(AgentItem, TakesThePersonsWordBeforeAnyOther) {
+    using enum LoginItemStatus;
+    using State = std::optional<std::string>;
+    const std::string own = "/b/x.plist", other = "/old/x.plist";
+    struct Case {
+        State fileState, source;
+        bool listExists;
+        LoginItemStatus want;
+    };
+    const Case cases[] = {
+        {State{}, {}, true, notRegistered},
+        {State{}, {}, false, notFound},
+        {State{"enabled"}, own, true, enabled},
+        {State{"enabled"}, own, false, enabled},
+        {State{"enabled"}, other, true, notRegistered},
+        {State{"enabled"}, {}, false, notFound},
+        {State{"static"}, own, true, enabled},
+        {State{"masked-runtime"}, own, true, enabled},
+        {State{"disabled"}, own, true, requiresApproval},
+        {State{"disabled"}, other, true, requiresApproval},
+        {State{"masked"}, own, true, requiresApproval},
+        {State{"masked"}, {}, false, requiresApproval},
+    };
+    for (const Case& test : cases) {
+        const AgentUnits::Standing standing{.fileState = test.fileState, .source = test.source};
+        EXPECT_EQ(agentItemStatus(standing, own, test.listExists), test.want)
+            << test.fileState.value_or("-") << " " << test.source.value_or("-") << " " << test.listExists;
+    }
+}
+
+}  // namespace
+}  // namespace larkmoor

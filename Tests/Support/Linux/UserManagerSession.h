@@ -1,0 +1,78 @@
+// A login session of a test's own: a home, a `systemd --user` and the bus that it starts.
+#pragma once
+
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "LarkmoorPlatform/Linux/Services/UserFolders.h"
+#include "Support/ChildProcess.h"
+#include "Support/TemporaryFolder.h"
+
+namespace larkmoor::testing {
+
+class UserManagerSession {
+  public:
+    /// Whether this process may start one: Scripts/lib/as-tester prepares what it needs.
+    static bool canStart() {
+        const char* groups = std::getenv("LARKMOOR_CGROUPS");
+        return groups != nullptr && *groups != '\0';
+    }
+
+    UserManagerSession() {
+        std::filesystem::create_directories(home_.path() / "run");
+        std::filesystem::permissions(home_.path() / "run", std::filesystem::perms::owner_all);
+        std::vector<std::string> command{"/bin/sh", "-c",
+                                         "for group in \"$@\"; do echo $$ >\"$group/cgroup.procs\"; done; "
+                                         "exec /lib/systemd/systemd --user",
+                                         "sh"};
+        std::istringstream parents{std::getenv("LARKMOOR_CGROUPS")};
+        for (std::string parent; parents >> parent;) {
+            command.push_back(parent + "/" + home_.path().filename().string());
+            ::mkdir(command.back().c_str(), 0755);
+        }
+        manager_.emplace(command, std::map<std::string, std::string>{{"HOME", home_.path().string()},
+                                                                     {"XDG_RUNTIME_DIR", home_ / "run"},
+                                                                     {"XDG_CONFIG_HOME", folders().config},
+                                                                     {"XDG_DATA_HOME", folders().data},
+                                                                     {"SYSTEMD_LOG_LEVEL", "err"},
+                                                                     {"DBUS_SESSION_BUS_ADDRESS", address()}});
+        for (int tries = 0; tries < 600 && !std::filesystem::exists(home_ / "run/bus"); ++tries)
+            std::this_thread::sleep_for(std::chrono::milliseconds{50});
+    }
+    UserManagerSession(const UserManagerSession&) = delete;
+    UserManagerSession& operator=(const UserManagerSession&) = delete;
+    /// It ends its services before itself.
+    ~UserManagerSession() {
+        ::kill(manager_->pid(), SIGTERM);
+        manager_->wait();
+    }
+
+    std::string address() const { return "unix:path=" + (home_ / "run/bus"); }
+    std::string operator/(std::string_view name) const { return home_ / name; }
+    UserFolders folders() const { return {.config = home_ / "config", .data = home_ / "data"}; }
+
+    /// A command of the person's, such as {"systemctl", "--user", "mask", "x.service"}; true if it succeeds.
+    bool run(std::vector<std::string> command) const {
+        return ChildProcess{std::move(command),
+                            {{"HOME", home_.path().string()},
+                             {"XDG_RUNTIME_DIR", home_ / "run"},
+                             {"XDG_CONFIG_HOME", folders().config},
+                             {"XDG_DATA_HOME", folders().data},
+                             {"DBUS_SESSION_BUS_ADDRESS", address()}}}
+                   .wait() == 0;
+    }
+
+  private:
+    TemporaryFolder home_;
+    std::optional<ChildProcess> manager_;
+};
+
+}  // namespace larkmoor::testing
