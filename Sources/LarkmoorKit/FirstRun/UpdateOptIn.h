@@ -12,7 +12,7 @@ namespace larkmoor::UpdateOptIn {
 inline constexpr const char* key = "SUAutomaticallyUpdate";
 
 /// Opens a suite by its name; nothing if it cannot be.
-using OpenSuite = std::function<std::unique_ptr<UserDefaults>(const std::string& suite)>;
+using OpenSuite = std::function<std::shared_ptr<UserDefaults>(const std::string& suite)>;
 
 /// Stores the choice in the menu's own suite. A suite that cannot be opened or written is ignored.
 void write(bool value, const std::string& menubarID, const OpenSuite& open);

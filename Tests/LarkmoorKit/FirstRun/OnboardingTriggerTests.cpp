@@ -1,0 +1,94 @@
+// Whether the first-run journey is owed, and the receipts that it is judged by.
+#include "LarkmoorKit/FirstRun/OnboardingTrigger.h"
+
+#include <sys/stat.h>
+
+#include "LarkmoorKit/FirstRun/Receipts.h"
+#include "LarkmoorKit/FirstRun/UpdateOptIn.h"
+#include "Support/FakeDefaults.h"
+#include "Support/TemporaryFolder.h"
+
+namespace larkmoor::OnboardingTrigger {
+namespace {
+
+GrantsAnswer rows(std::vector<std::pair<std::string, std::string>> states) {
+    GrantsAnswer answer;
+    for (const auto& [kind, state] : states) answer.grants.push_back({.kind = kind, .state = state, .displayName = ""});
+    return answer;
+}
+
+const GrantsAnswer all =
+    rows({{"microphone", "granted"}, {"accessibility", "granted"}, {"screen_recording", "granted"}});
+
+TEST(OnboardingTrigger, TheFirstRowOfAKindDecides) {
+    const GrantsAnswer answer =
+        rows({{"microphone", "denied"}, {"microphone", "granted"}, {"accessibility", "Granted"}});
+    EXPECT_FALSE(granted("microphone", answer));
+    EXPECT_TRUE(denied("microphone", answer));
+    EXPECT_FALSE(granted("accessibility", answer));
+    EXPECT_FALSE(granted("screen_recording", answer) || denied("screen_recording", answer));
+    EXPECT_TRUE(allGranted(all));
+}
+
+TEST(OnboardingTrigger, TheJourneyIsOwedForOneReasonAfterTheOther) {
+    const auto some = rows({{"screen_recording", "granted"}, {"accessibility", "granted"}});
+    struct Case {
+        std::string_view name;
+        bool store;
+        std::optional<GrantsAnswer> grants;
+        std::optional<bool> hello;
+        bool recovery, terms, want;
+    };
+    const Case cases[] = {
+        {"terms not agreed", true, all, true, true, false, true},
+        {"no store", false, all, true, true, true, true},
+        {"no store and a daemon that says nothing", false, {}, {}, true, true, true},
+        {"a store and a daemon that says nothing", true, {}, {}, false, true, false},
+        {"no row for the microphone", true, some, true, true, true, true},
+        {"recovery key not confirmed", true, all, true, false, true, true},
+        {"hello not told", true, all, {}, true, true, false},
+        {"hello there", true, all, true, true, true, false},
+        {"no hello", true, all, false, true, true, true},
+    };
+    for (const Case& test : cases)
+        EXPECT_EQ(shouldOpenJourney(test.store, test.grants, test.hello, test.recovery, test.terms), test.want)
+            << test.name;
+}
+
+TEST(OnboardingTrigger, OnlyCardsTellOfTheHello) {
+    GatewayResponse::KindCards cards;
+    EXPECT_EQ(helloReceived(cards), false);
+    cards.cards.emplace_back();
+    EXPECT_EQ(helloReceived(cards), true);
+    EXPECT_EQ(helloReceived(GatewayResponse::Failure{"no"}), std::nullopt);
+}
+
+TEST(Receipts, AreEmptyPrivateFiles) {
+    const testing::TemporaryFolder support;
+    const std::string terms = TermsReceipt::path(support.path().string());
+    EXPECT_EQ(terms, support / "Larkmoor/terms-agreed");
+    EXPECT_EQ(RecoveryKeyReceipt::path("/s"), "/s/Larkmoor/recovery-key-passed");
+    EXPECT_FALSE(TermsReceipt::isAgreed(terms));
+    TermsReceipt::markAgreed(terms);
+    EXPECT_TRUE(TermsReceipt::isAgreed(terms));
+    struct stat found{};
+    ASSERT_EQ(::stat(terms.c_str(), &found), 0);
+    EXPECT_EQ(found.st_size, 0);
+    EXPECT_EQ(found.st_mode & 0777, 0600U);
+    RecoveryKeyReceipt::markPassed(support / "Larkmoor/terms-agreed/below a file");
+}
+
+TEST(UpdateOptIn, IsWrittenIntoTheMenusSuite) {
+    std::string opened;
+    const auto suite = std::make_shared<testing::FakeDefaults>();
+    UpdateOptIn::write(true, "the.menu", [&](const std::string& name) {
+        opened = name;
+        return suite;
+    });
+    EXPECT_EQ(opened, "the.menu");
+    EXPECT_EQ(suite->flag("SUAutomaticallyUpdate"), true);
+    UpdateOptIn::write(true, "the.menu", [](const std::string&) { return nullptr; });
+}
+
+}  // namespace
+}  // namespace larkmoor::OnboardingTrigger
