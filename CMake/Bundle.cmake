@@ -5,6 +5,8 @@ set(LARKMOOR_BUNDLE "${PROJECT_BINARY_DIR}/Larkmoor.app")
 set(LARKMOOR_INSTALLED_BUNDLE "${CMAKE_INSTALL_FULL_LIBDIR}/larkmoor/Larkmoor.app")
 
 configure_file("${PROJECT_SOURCE_DIR}/Packaging/Info.plist.in" "${LARKMOOR_BUNDLE}/Contents/Info.plist" @ONLY)
+configure_file("${PROJECT_SOURCE_DIR}/Packaging/tools.fenwright.larkmoor.gateway.plist"
+               "${LARKMOOR_BUNDLE}/Contents/Library/LaunchAgents/tools.fenwright.larkmoor.gateway.plist" COPYONLY)
 configure_file("${PROJECT_SOURCE_DIR}/Packaging/tools.fenwright.larkmoor.menubar.desktop.in"
                "${PROJECT_BINARY_DIR}/tools.fenwright.larkmoor.menubar.desktop" @ONLY)
 

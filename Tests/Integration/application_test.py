@@ -4,93 +4,20 @@ host: what the menu says of each way that the daemon can fail, and what bad inpu
 usage: application_test.py LARKMOOR.APP UNDERSTUDY LARKMOOR-TRAY
 """
 import json
-import os
 import signal
-import subprocess
 import sys
-import tempfile
 import time
 import unittest
 from pathlib import Path
 
+from desktop_session import Session, wait
+
 BUNDLE, UNDERSTUDY, TRAY = (Path(argument) for argument in sys.argv[1:4])
-GATEWAY = "tools.fenwright.larkmoor.gateway"
-
-
-class Session:
-    """A bus, a home and the processes on it; ends what it started."""
-
-    def __init__(self):
-        self.folder = tempfile.TemporaryDirectory(prefix="larkmoor.")
-        home = Path(self.folder.name)
-        (home / "Library/Logs").mkdir(parents=True)
-        self.bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", f"--address=unix:path={home}/bus", "--print-address=1"],
-                                    stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-        # A sanitizer keeps freed memory back, which is none of the application's own.
-        self.environment = dict(os.environ, HOME=str(home), DBUS_SESSION_BUS_ADDRESS=self.bus.stdout.readline().strip(),
-                                ASAN_OPTIONS="quarantine_size_mb=1")
-        self.daemon = None
-        self.host = self.start(TRAY, "host")
-        self.application = self.start(BUNDLE / "Contents/MacOS/larkmoor-menubar")
-
-    def start(self, *command):
-        return subprocess.Popen([str(word) for word in command], env=self.environment, stdin=subprocess.DEVNULL,
-                                stdout=subprocess.DEVNULL)
-
-    def start_daemon(self, **scenario):
-        file = Path(self.folder.name, "scenario.json")
-        file.write_text(json.dumps(scenario), encoding="utf-8")
-        self.daemon = self.start(UNDERSTUDY, "--scenario", file)
-        wait("a daemon that serves", lambda: self.order("Subscribers").returncode == 0)
-
-    def kill_daemon(self):
-        self.daemon.kill()
-        self.daemon.wait()
-
-    def order(self, name, *arguments):
-        return subprocess.run(["dbus-send", "--session", "--print-reply", f"--dest={GATEWAY}", "/tools/fenwright/larkmoor/understudy",
-                               f"tools.fenwright.larkmoor.Understudy.{name}", *arguments],
-                              env=self.environment, capture_output=True, text=True)
-
-    def refresh(self, journey="0"):
-        """Any word of the journey's window is a refresh."""
-        subprocess.run(["busctl", "--address", self.environment["DBUS_SESSION_BUS_ADDRESS"], "emit",
-                        "/tools/fenwright/larkmoor/notifications", "tools.fenwright.larkmoor.Notifications", "Posted", "ssa{ss}",
-                        "tools.fenwright.larkmoor.journey-visible", journey, "0"], check=True)
-
-    def tray(self, *words):
-        return subprocess.run([str(TRAY), *words], env=self.environment, capture_output=True, text=True, timeout=30)
-
-    def shown(self):
-        return json.loads(self.tray("show", "--json", "--wait", "10").stdout)
-
-    def labels(self):
-        return [row["label"].strip() for row in self.shown()["menu"] if not row["separator"]]
-
-    def resident_kib(self):
-        lines = Path(f"/proc/{self.application.pid}/status").read_text().splitlines()
-        return int(next(line for line in lines if line.startswith("VmRSS")).split()[1])
-
-    def close(self):
-        for process in (self.application, self.host, self.daemon, self.bus):
-            if process is not None and process.poll() is None:
-                process.kill()
-                process.wait()
-        self.bus.stdout.close()
-        self.folder.cleanup()
-
-
-def wait(what, condition, seconds=20):
-    end = time.monotonic() + seconds
-    while not condition():
-        if time.monotonic() > end:
-            raise AssertionError(f"no {what} after {seconds} s")
-        time.sleep(0.1)
 
 
 class Application(unittest.TestCase):
     def setUp(self):
-        self.session = Session()
+        self.session = Session(BUNDLE, UNDERSTUDY, TRAY)
         self.addCleanup(self.session.close)
 
     def expect(self, words, accessible=None):
@@ -174,7 +101,7 @@ class Application(unittest.TestCase):
         session = self.session
         session.start_daemon()
         self.expect("Recording")
-        second = session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar")
+        second = session.start(session.bundle / "Contents/MacOS/larkmoor-menubar")
         self.assertEqual(second.wait(timeout=10), 0)
         self.assertIsNone(session.application.poll())
         session.application.send_signal(signal.SIGTERM)

@@ -48,9 +48,14 @@ XPCClient::XPCClient(std::string machServiceName, Seams seams, DoorRedial redial
       redial_(redial),
       connection_(openConnection()) {}
 
-XPCClient::~XPCClient() {
-    connection_->cancel();
-    if (subConnection_) subConnection_->cancel();
+XPCClient::~XPCClient() { close(); }
+
+void XPCClient::close() {
+    std::unique_lock lock{lock_};
+    const Connection requests = connection_, events = subConnection_;
+    lock.unlock();
+    requests->cancel();
+    if (events) events->cancel();
 }
 
 Task<GatewayResponse> XPCClient::send(GatewayRequest request) {

@@ -58,6 +58,10 @@ class XPCClient final : public LarkmoorClient, public std::enable_shared_from_th
     /// Opens the event connection again if it is wanted and gone. Cheap; called on every tick.
     void ensureSubscribed();
 
+    /// Lets go of both connections: a request under way is never answered. For the end of the process, when a daemon
+    /// that hangs would otherwise keep the request, and the request this client.
+    void close();
+
   private:
     /// What the reply dictionary said.
     struct Reply {

@@ -60,6 +60,7 @@ Application::Application()
 
 int Application::run() {
     loop_.run();
+    if (client_) client_->close();
     menuBar_.reset();
     return status_;
 }
@@ -71,8 +72,8 @@ void Application::end(int status) {
 
 void Application::becomeMenuBar() {
     makeSupportDirectory(support_);
-    const auto client = dialDoor();
-    menuBar_ = MenuBar::make(platform(client), duties(client));
+    client_ = dialDoor();
+    menuBar_ = MenuBar::make(platform(), duties());
     menuBar_->applicationDidFinishLaunching();
 }
 
@@ -88,13 +89,13 @@ std::shared_ptr<XPCClient> Application::dialDoor() {
          .clientLineage = [executable = bundle_.executable] { return ClientLineage::probe(executable); }});
 }
 
-MenuDuties Application::duties(std::shared_ptr<XPCClient> client) {
+MenuDuties Application::duties() {
     MenuDuties duties;
     duties.registerLoginItems = [this] { return registerLoginItems(); };
     duties.warmBundledBinaries = [this] { return warmBundledBinaries(); };
     duties.clearQuitAndHealLooseAgent = [this] { return clearQuitAndHealLooseAgent(); };
     duties.releaseQuitIfHeld = [this] { return daemonAgent_.releaseQuitIfHeld(quitSentinel_); };
-    duties.journeyWarranted = [client, this] { return journeyWarranted(client, support_); };
+    duties.journeyWarranted = [this] { return journeyWarranted(client_, support_); };
     return duties;
 }
 
@@ -109,16 +110,18 @@ Task<void> Application::warmBundledBinaries() {
                                                  {.runner = runner_, .setupLog = SetupLog::line}));
 }
 
-/// To start the application is the person's gesture too.
+/// To start the application is the person's gesture too. Nothing starts the daemon for us when we ask for its name, so
+/// that one that was quit is to be started here.
 Task<void> Application::clearQuitAndHealLooseAgent() {
+    co_await daemonAgent_.releaseQuitIfHeld(quitSentinel_);
     quitSentinel_.clear();
     co_await daemonAgent_.healLooseAgent();
 }
 
-MenuPlatform Application::platform(std::shared_ptr<XPCClient> client) {
+MenuPlatform Application::platform() {
     return {
         .loop = loop_,
-        .client = std::move(client),
+        .client = client_,
         .notifications = notifications_,
         .applications = applications_,
         .alerts = alerts_,

@@ -34,8 +34,8 @@ class Application {
 
   private:
     void becomeMenuBar();
-    MenuPlatform platform(std::shared_ptr<XPCClient> client);
-    MenuDuties duties(std::shared_ptr<XPCClient> client);
+    MenuPlatform platform();
+    MenuDuties duties();
     Task<void> registerLoginItems();
     Task<void> warmBundledBinaries();
     Task<void> clearQuitAndHealLooseAgent();
@@ -63,6 +63,7 @@ class Application {
     DaemonAgent daemonAgent_;
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
     ApplicationLauncher launcher_;
+    std::shared_ptr<XPCClient> client_;
     std::shared_ptr<MenuBar> menuBar_;
     SingleInstance instance_;
 };

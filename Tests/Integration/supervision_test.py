@@ -1,0 +1,294 @@
+"""The whole application under a real user manager: the daemon registered and healed, quit and brought back.
+
+usage: supervision_test.py LARKMOOR.APP UNDERSTUDY-DAEMON UNDERSTUDY-SETTINGS LARKMOOR-TRAY
+"""
+import os
+import plistlib
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+from desktop_session import GATEWAY, Session, wait
+
+BUNDLE, UNDERSTUDY, SETTINGS, TRAY = (Path(argument) for argument in sys.argv[1:5])
+UNIT = f"{GATEWAY}.service"
+SETTINGS_ID = "tools.fenwright.larkmoor.settings"
+
+
+class ManagedSession(Session):
+    """A login session with a `systemd --user`, and the bundle in it with understudies of the family in their places."""
+
+    def __init__(self):
+        self.folder = tempfile.TemporaryDirectory(prefix="larkmoor.")
+        self.home = Path(self.folder.name)
+        self.tray_tool = TRAY
+        for folder in ("run", "Library/Logs", "Library/LaunchAgents", "Library/Application Support/Larkmoor"):
+            (self.home / folder).mkdir(parents=True, mode=0o700)
+        self.support = self.home / "Library/Application Support/Larkmoor"
+        for name in ("terms-agreed", "recovery-key-passed", "data.db"):
+            (self.support / name).touch()
+        self.make_bundle()
+        address = f"unix:path={self.home}/run/bus"
+        self.environment = {key: value for key, value in os.environ.items() if not key.startswith("XDG_")}
+        self.environment.update(HOME=str(self.home), XDG_RUNTIME_DIR=f"{self.home}/run", DBUS_SESSION_BUS_ADDRESS=address,
+                                SYSTEMD_LOG_LEVEL="err", SYSTEMD_COLORS="0")
+        groups = [f"{group}/{self.home.name}" for group in os.environ["LARKMOOR_CGROUPS"].split()]
+        for group in groups:
+            os.mkdir(group)
+        self.manager = subprocess.Popen(
+            ["/bin/sh", "-c", 'for group in "$@"; do echo $$ >"$group/cgroup.procs"; done; exec /lib/systemd/systemd --user', "sh",
+             *groups], env=self.environment, stdin=subprocess.DEVNULL)
+        wait("user manager", lambda: self.systemctl("is-active", "--quiet", "default.target").returncode == 0)
+        self.host = self.start(TRAY, "host")
+        self.application = None
+        self.log_file = self.home / "application.log"
+
+    def make_bundle(self):
+        self.bundle = self.home / "Larkmoor.app"
+        shutil.copytree(BUNDLE, self.bundle)
+        programs = self.bundle / "Contents/MacOS"
+        self.write_program(programs / "larkmoor", f'exec "{UNDERSTUDY}" --support-root "{self.support}"')
+        self.write_program(programs / "larkmoor-hook", f'echo "$@" >>"{self.home}/hooked"')
+        # What a person's click on the first button says.
+        self.write_program(programs / "larkmoor-alert", 'cat >/dev/null; echo "chosen 0"')
+        shutil.copy(SETTINGS, self.home / "larkmoor-settings")
+        self.list = self.bundle / f"Contents/Library/LaunchAgents/{GATEWAY}.plist"
+        self.change_list(ThrottleInterval=1)
+
+    def write_program(self, path, script):
+        path.unlink(missing_ok=True)
+        path.write_text(f"#!/bin/sh\n{script}\n", encoding="utf-8")
+        path.chmod(0o755)
+
+    def change_list(self, **changes):
+        content = plistlib.loads(self.list.read_bytes())
+        content.update(changes)
+        self.list.write_bytes(plistlib.dumps(content))
+
+    def systemctl(self, *words):
+        return subprocess.run(["systemctl", "--user", *words], env=self.environment, capture_output=True, text=True)
+
+    def daemon_pid(self):
+        """0 while it is down."""
+        return int(self.systemctl("show", "--property=MainPID", "--value", UNIT).stdout)
+
+    def launch(self):
+        """A launch, and its story: every line that it has said of its own."""
+        with self.log_file.open("w") as log:
+            self.application = subprocess.Popen([str(self.bundle / "Contents/MacOS/larkmoor-menubar")], env=self.environment,
+                                                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=log)
+        wait("menu", lambda: "Quit" in self.labels())
+
+    def said(self):
+        return [line for line in self.log_file.read_text().splitlines() if line.startswith("[larkmoor-menu]")]
+
+    def expect_said(self, *lines):
+        wanted = [f"[larkmoor-menu] {line}" for line in lines]
+        try:
+            wait("word", lambda: self.said() == wanted)
+        except AssertionError:
+            raise AssertionError(f"{self.said()} is not {wanted}") from None
+
+    def expect_recording(self):
+        def shows():
+            self.refresh()
+            return "Recording" in self.labels()
+        wait("recording", shows)
+
+    def end_application(self):
+        self.application.send_signal(signal.SIGTERM)
+        assert self.application.wait(timeout=10) == 0
+
+    def seen_by_settings(self):
+        answer = subprocess.run(["busctl", "--user", "call", SETTINGS_ID, "/tools/fenwright/larkmoor/understudy",
+                                 "tools.fenwright.larkmoor.Understudy", "Seen"], env=self.environment, capture_output=True, text=True)
+        return answer.stdout.split('"')[1::2] if answer.returncode == 0 else None
+
+    def close(self):
+        for process in (self.application, self.host):
+            if process is not None and process.poll() is None:
+                process.kill()
+                process.wait()
+        self.manager.terminate()
+        self.manager.wait()
+        self.folder.cleanup()
+
+
+REGISTERED = ("registered login item with SMAppService", "registered daemon agent with SMAppService")
+RELEASED = "quit released by a user gesture — kickstarting the daemon (m:505)"
+
+
+@unittest.skipUnless(os.environ.get("LARKMOOR_CGROUPS"), "no control groups of the tester's own")
+class Supervision(unittest.TestCase):
+    def setUp(self):
+        self.session = ManagedSession()
+        self.addCleanup(self.session.close)
+
+    def first_launch(self):
+        self.session.launch()
+        self.session.expect_said(*REGISTERED)
+        self.session.expect_recording()
+        return self.session.daemon_pid()
+
+    def test_a_first_launch_registers_and_a_second_does_nothing(self):
+        session = self.session
+        first = self.first_launch()
+        self.assertTrue((session.home / ".config/autostart/tools.fenwright.larkmoor.menubar.desktop").exists())
+        self.assertEqual((session.home / "hooked").read_text(), "--harness claude-code\n")
+        self.assertTrue((session.support / "warmed-build").read_text().startswith("build="))
+        session.end_application()
+        session.launch()
+        session.expect_recording()
+        time.sleep(0.5)
+        session.expect_said()
+        self.assertEqual(session.daemon_pid(), first)
+        self.assertEqual((session.home / "hooked").read_text(), "--harness claude-code\n")
+
+    def test_a_changed_list_is_registered_anew_and_once(self):
+        session = self.session
+        first = self.first_launch()
+        session.end_application()
+        session.change_list(EnvironmentVariables={"A": "1"})
+        session.launch()
+        session.expect_said("daemon agent definition changed — unregistered the stale registration", REGISTERED[1])
+        session.expect_recording()
+        self.assertNotEqual(session.daemon_pid(), first)
+        session.end_application()
+        session.launch()
+        session.expect_recording()
+        time.sleep(0.5)
+        session.expect_said()
+
+    def test_a_job_removed_behind_our_back_is_back(self):
+        session = self.session
+        self.first_launch()
+        session.end_application()
+        session.systemctl("mask", "--runtime", "--now", UNIT)
+        session.launch()
+        session.expect_said("daemon agent job missing from the gui domain — unregistered the stale registration", REGISTERED[1])
+        session.expect_recording()
+
+    def test_the_persons_no_is_left_alone(self):
+        session = self.session
+        self.first_launch()
+        entry = session.home / ".config/autostart/tools.fenwright.larkmoor.menubar.desktop"
+        for verb, undo in (("mask", "unmask"), ("disable", "enable")):
+            session.end_application()
+            session.systemctl(verb, "--now", UNIT)
+            with entry.open("a", encoding="utf-8") as file:
+                file.write("Hidden=true\n")
+            kept = entry.read_bytes()
+            session.launch()
+            session.expect_said(*(f"{name} needs approval in System Settings > Login Items (user disabled it)"
+                                  for name in ("login item", "daemon agent")))
+            self.assertEqual(session.daemon_pid(), 0)
+            self.assertEqual(entry.read_bytes(), kept)
+            session.systemctl(undo, UNIT)
+
+    def test_a_loose_agent_is_healed_and_one_that_runs_is_not_restarted(self):
+        session = self.session
+        loose = session.home / f"Library/LaunchAgents/{GATEWAY}.plist"
+        content = plistlib.loads(session.list.read_bytes())
+        content["Program"] = str(session.bundle / content.pop("BundleProgram"))
+        loose.write_bytes(plistlib.dumps(content))
+        session.list.unlink()
+        session.launch()
+        session.expect_recording()
+        for line in (f"daemon agent plist is on disk but its job is NOT in gui/{os.getuid()} — re-bootstrapping (m:505)",
+                     "daemon agent re-bootstrapped; recording is supervised again"):
+            self.assertIn(f"[larkmoor-menu] {line}", session.said())
+        first = session.daemon_pid()
+        session.end_application()
+        session.launch()
+        session.expect_recording()
+        self.assertEqual(session.daemon_pid(), first)
+        session.end_application()
+        session.systemctl("stop", UNIT)
+        session.launch()
+        session.expect_recording()
+        self.assertNotEqual(session.daemon_pid(), first)
+        self.assertFalse(any("bootstrap" in line for line in session.said()), session.said())
+
+    def test_a_killed_daemon_is_back_by_the_managers_own_hand(self):
+        session = self.session
+        first = self.first_launch()
+        os.kill(first, signal.SIGKILL)
+        wait("another daemon", lambda: session.daemon_pid() not in (0, first))
+        session.expect_recording()
+        session.expect_said(*REGISTERED)
+
+    def quit(self, seconds=10):
+        self.assertEqual(self.session.tray("click", "Quit").returncode, 0)
+        self.assertEqual(self.session.application.wait(timeout=seconds), 0, self.session.log_file.read_text())
+
+    def test_after_a_quit_the_daemon_stays_down_until_the_next_start(self):
+        session = self.session
+        first = self.first_launch()
+        self.quit()
+        self.assertTrue((session.support / "quit-requested").exists())
+        time.sleep(2)
+        self.assertEqual(session.daemon_pid(), 0)
+        self.assertIn("loaded", session.systemctl("show", "--property=LoadState", UNIT).stdout)
+        session.launch()
+        session.expect_recording()
+        session.expect_said(RELEASED)
+        self.assertNotEqual(session.daemon_pid(), first)
+        self.assertFalse((session.support / "quit-requested").exists())
+
+    def test_the_opening_of_the_menu_brings_a_quit_daemon_back_and_no_other(self):
+        session = self.session
+        self.first_launch()
+        session.systemctl("stop", UNIT)
+        self.assertEqual(session.tray("click", "Stats").returncode, 0)
+        time.sleep(1)
+        self.assertEqual(session.daemon_pid(), 0, "down on purpose")
+        session.expect_said(*REGISTERED)
+        (session.support / "quit-requested").write_text("quit at some time\n")
+        self.assertEqual(session.tray("click", "Stats").returncode, 0)
+        session.expect_recording()
+        session.expect_said(*REGISTERED, RELEASED)
+        # A daemon that is down on purpose is loaded all the same: no launch registers it for that.
+        session.end_application()
+        session.systemctl("stop", UNIT)
+        session.launch()
+        time.sleep(1)
+        session.expect_said()
+        self.assertEqual(session.daemon_pid(), 0)
+
+    def test_a_quit_ends_the_application_whatever_the_daemon_does(self):
+        session = self.session
+        first = self.first_launch()
+        session.systemctl("stop", UNIT)
+        self.quit()
+        session.systemctl("start", UNIT)
+        session.launch()
+        session.expect_recording()
+        hanging = session.daemon_pid()
+        self.assertNotEqual(hanging, first)
+        os.kill(hanging, signal.SIGSTOP)
+        self.quit(15)
+        os.kill(hanging, signal.SIGKILL)
+
+    def test_settings_are_opened_fronted_and_ended(self):
+        session = self.session
+        (session.support / "terms-agreed").unlink()
+        session.launch()
+        wait("journey", lambda: session.seen_by_settings() == ["build onboarding"])
+        wait("setup row", lambda: "Finish setting up Larkmoor…" in session.labels())
+        session.tray("click", "Finish setting up Larkmoor…")
+        wait("window in front", lambda: session.seen_by_settings() == ["build onboarding", "front onboarding"])
+        subprocess.run(["busctl", "--user", "call", SETTINGS_ID, "/tools/fenwright/larkmoor/understudy",
+                        "tools.fenwright.larkmoor.Understudy", "FinishJourney"], env=session.environment, check=True)
+        wait("stats row", lambda: "Stats" in session.labels())
+        session.tray("click", "Stats")
+        wait("stats", lambda: session.seen_by_settings()[-1] == "open stats")
+        self.quit()
+        wait("end of the settings", lambda: session.seen_by_settings() is None)
+
+
+unittest.main(argv=[sys.argv[0], *sys.argv[5:]], verbosity=2)

@@ -1,0 +1,84 @@
+// What is asked, and of whom, before the first-run journey opens by itself.
+#include "LarkmoorMenuApp/JourneyQuestion.h"
+
+#include <fstream>
+
+#include "LarkmoorKit/FirstRun/Receipts.h"
+#include "LarkmoorWire/Catalogue/GatewayResponse.h"
+#include "Support/RunUntil.h"
+#include "Support/TemporaryFolder.h"
+
+namespace larkmoor {
+namespace {
+
+/// A daemon that answers two questions, and notes which were put.
+class Daemon final : public LarkmoorClient {
+  public:
+    GatewayResponse grants = GatewayResponse::Failure{"not now"};
+    GatewayResponse hello = GatewayResponse::Failure{"not now"};
+    std::string asked;
+
+    Task<GatewayResponse> send(GatewayRequest request) override {
+        const ReadRequest& read = request.as<GatewayRequest::Read>()->_0;
+        const auto* cards = read.as<ReadRequest::GetByType>();
+        if (cards == nullptr) {
+            asked += "grants ";
+            co_return grants;
+        }
+        asked += fmt::format("{} at {} ", cards->type, cards->path.value_or("?"));
+        EXPECT_FALSE(cards->filters || cards->session);
+        co_return hello;
+    }
+};
+
+GatewayResponse grantsOf(std::string_view microphone) {
+    GrantsAnswer answer;
+    for (const char* kind : {"screen_recording", "accessibility"}) answer.grants.push_back({kind, "granted", ""});
+    answer.grants.push_back({"microphone", std::string{microphone}, ""});
+    return GatewayResponse::Grants{std::move(answer)};
+}
+
+GatewayResponse cardsOf(std::size_t count) {
+    GatewayResponse::KindCards cards;
+    cards.cards.resize(count);
+    return cards;
+}
+
+TEST(JourneyQuestion, IsAskedNoFurtherThanItNeedsTo) {
+    const GatewayResponse failure = GatewayResponse::Failure{"not now"};
+    struct Case {
+        std::string_view name;
+        bool terms, store, recovery;
+        GatewayResponse grants, hello;
+        std::optional<bool> want;
+        std::string_view asked;
+    };
+    const Case cases[] = {
+        {"terms not agreed", false, true, true, grantsOf("granted"), cardsOf(1), true, ""},
+        {"a store and a silent daemon", true, true, true, failure, failure, std::nullopt, "grants "},
+        {"no store and a silent daemon", true, false, true, failure, failure, true, "grants "},
+        {"a grant missing", true, true, true, grantsOf("denied"), cardsOf(1), true, "grants "},
+        {"recovery key missing", true, true, false, grantsOf("granted"), cardsOf(1), true, "grants onboarding at / "},
+        {"all done", true, true, true, grantsOf("granted"), cardsOf(1), false, "grants onboarding at / "},
+        {"no hello", true, true, true, grantsOf("granted"), cardsOf(0), true, "grants onboarding at / "},
+        {"hello not told", true, true, true, grantsOf("granted"), failure, false, "grants onboarding at / "},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        MainLoop loop;
+        const testing::TemporaryFolder support;
+        const std::string root = support.path().string();
+        if (test.terms) TermsReceipt::markAgreed(TermsReceipt::path(root));
+        if (test.recovery) RecoveryKeyReceipt::markPassed(RecoveryKeyReceipt::path(root));
+        std::filesystem::create_directories(support / "Larkmoor");
+        if (test.store) std::ofstream{support / "Larkmoor/data.db"};
+        const auto daemon = std::make_shared<Daemon>();
+        daemon->grants = test.grants;
+        daemon->hello = test.hello;
+        EXPECT_EQ(testing::runTask(loop, journeyWarranted(daemon, root)).value(), test.want);
+        EXPECT_EQ(daemon->asked, test.asked);
+    }
+}
+
+}  // namespace
+}  // namespace larkmoor

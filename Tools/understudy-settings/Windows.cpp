@@ -1,0 +1,65 @@
+#include "Windows.h"
+
+#include <fmt/format.h>
+
+#include "LarkmoorKit/FirstRun/Receipts.h"
+#include "LarkmoorWire/Codec/RawText.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+
+namespace larkmoor::understudy {
+
+namespace {
+
+using WindowDoor::Journey::Action;
+
+std::string_view word(Action action) {
+    switch (action) {
+        case Action::build:
+            return "build";
+        case Action::refresh:
+            return "refresh";
+        case Action::front:
+            return "front";
+        case Action::nothing:
+            break;
+    }
+    return "leave";
+}
+
+}  // namespace
+
+Windows::Windows(DistributedNotifications& notifications, std::string support)
+    : notifications_(notifications), support_(std::move(support)) {
+    door_ = notifications_.observe(
+        std::string{WindowDoor::notification},
+        [this](const std::optional<std::string>& object, const DistributedNotifications::Info& info) {
+            if (const auto pane = fromRawText<WindowDoor::Pane>(object.value_or("")))
+                open(*pane, WindowDoor::wantsFront(info));
+        });
+}
+
+void Windows::open(WindowDoor::Pane pane, bool front) {
+    if (pane != WindowDoor::Pane::onboarding) {
+        seen_.push_back(fmt::format("open {}", rawText(pane)));
+        return;
+    }
+    seen_.push_back(fmt::format("{} onboarding", word(WindowDoor::journeyDoor(isJourneyLive_, isJourneyLive_, front))));
+    tellJourney(true);
+}
+
+void Windows::finishJourney() {
+    TermsReceipt::markAgreed(TermsReceipt::path(support_));
+    RecoveryKeyReceipt::markPassed(RecoveryKeyReceipt::path(support_));
+    tellJourney(false);
+}
+
+void Windows::close() {
+    if (isJourneyLive_) tellJourney(false);
+}
+
+void Windows::tellJourney(bool isVisible) {
+    isJourneyLive_ = isVisible;
+    notifications_.post(std::string{ClientInstance::journeyVisibleNotification}, isVisible ? "1" : "0", {});
+}
+
+}  // namespace larkmoor::understudy

@@ -1,0 +1,96 @@
+// Stands for the settings application where there is none: in tests, and at a developer's desk. See --help.
+#include <fmt/format.h>
+
+#include <boost/asio/signal_set.hpp>
+
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "LarkmoorPlatform/HomeFolder.h"
+#include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
+#include "LarkmoorPlatform/Linux/BusDistributedNotifications.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+#include "Windows.h"
+
+namespace larkmoor::understudy {
+
+namespace {
+
+constexpr const char* objectPath = "/tools/fenwright/larkmoor/understudy";
+constexpr const char* interface = "tools.fenwright.larkmoor.Understudy";
+
+int tellSeen(sd_bus_message* message, void* windows, sd_bus_error*) noexcept {
+    const BusMessage reply = BusMessage::methodReturn(BusMessage::retaining(message));
+    BusWriter writer{reply};
+    writer.array("s", [&] {
+        for (const std::string& line : static_cast<Windows*>(windows)->seen()) writer.text(line);
+    });
+    return sd_bus_send(nullptr, reply.get(), nullptr);
+}
+
+int finishJourney(sd_bus_message* message, void* windows, sd_bus_error*) noexcept {
+    static_cast<Windows*>(windows)->finishJourney();
+    return sd_bus_reply_method_return(message, "");
+}
+
+const sd_bus_vtable orders[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("Seen", "", "as", tellSeen, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD("FinishJourney", "", "", finishJourney, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END,
+};
+
+void printHelp() {
+    fmt::print(R"(usage: larkmoor-settings [--window=settings|stats|editor|onboarding]
+
+Owns {0} on the session bus, notes which windows the menu asks for, and tells the menu of the
+journey's. SIGTERM ends it, as it would the application.
+
+Orders, interface {1} at {2}:
+  Seen() -> as      what was asked, in order: "open stats", "build onboarding", "front onboarding"
+  FinishJourney()   terms and recovery key are done, and the journey's window closes
+
+  busctl --user call {0} {2} \
+      {1} Seen
+)",
+               ClientInstance::settingsID, interface, objectPath);
+}
+
+int play(const std::vector<std::string>& arguments) {
+    MainLoop loop;
+    int status = 0;
+    SessionBus bus{loop};
+    BusDistributedNotifications notifications{bus};
+    Windows windows{notifications, homeFolder() + "/Library/Application Support"};
+    const BusSlot object = bus.addObject(objectPath, interface, orders, &windows);
+    const auto end = [&](int with) {
+        status = with;
+        windows.close();
+        sd_bus_flush(bus.handle());
+        loop.stop();
+    };
+    bus.onLost([&](const BusError&) { loop.stop(); });
+    const BusSlot name = bus.requestName(std::string{ClientInstance::settingsID}, [&](const auto& granted) {
+        if (!granted) return end(1);
+        if (const auto pane = WindowDoor::requested(arguments)) windows.open(*pane, true);
+    });
+    boost::asio::signal_set signals{loop, SIGTERM, SIGINT};
+    signals.async_wait([&](const boost::system::error_code& failed, int) {
+        if (!failed) end(0);
+    });
+    loop.run();
+    return status;
+}
+
+}  // namespace
+
+}  // namespace larkmoor::understudy
+
+int main(int count, char** arguments) {
+    using namespace larkmoor::understudy;
+    const std::vector<std::string> words(arguments + 1, arguments + count);
+    if (words == std::vector<std::string>{"--help"}) return printHelp(), EXIT_SUCCESS;
+    return play(words);
+}
