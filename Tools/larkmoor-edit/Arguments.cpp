@@ -31,11 +31,11 @@ std::optional<JSONStep> step(const JSONNode& node, BytesView document) {
 }
 
 /// The elements of an argument that is a JSON array, each read by `read`.
-template <class Element, class Read>
-std::expected<std::vector<Element>, Stop> list(const std::string& argument, std::string_view shape, Read read) {
+template <class List, class Read>
+std::expected<List, Stop> list(const std::string& argument, std::string_view shape, Read read) {
     const auto scan = JSONText::scanWithTrivia(asBytes(argument), JSONDialect::strict);
     if (!scan) return wrong(fmt::format("{} is no {}: {}", argument, shape, scan.error().description()));
-    std::vector<Element> elements;
+    List elements;
     if (!scan->root.isArray()) return wrong(fmt::format("{} is no {}", argument, shape));
     for (const JSONNode& node : scan->root.elements()) {
         auto element = read(node);
@@ -98,12 +98,12 @@ class LiteralReader {
 }  // namespace
 
 std::expected<JSONPath, Stop> path(const std::string& argument) {
-    return list<JSONStep>(argument, R"(path, such as ["hooks","PreToolUse",0])",
+    return list<JSONPath>(argument, R"(path, such as ["hooks","PreToolUse",0])",
                           [&](const JSONNode& node) { return step(node, asBytes(argument)); });
 }
 
-std::expected<std::vector<std::string>, Stop> name(const std::string& argument) {
-    return list<std::string>(argument, R"(table's name, such as ["mcp_servers","larkmoor"])", [](const JSONNode& node) {
+std::expected<TOMLName, Stop> name(const std::string& argument) {
+    return list<TOMLName>(argument, R"(table's name, such as ["mcp_servers","larkmoor"])", [](const JSONNode& node) {
         const auto text = node.text();
         return text ? std::optional{std::string{*text}} : std::nullopt;
     });

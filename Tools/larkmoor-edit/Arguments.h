@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <expected>
 #include <string>
-#include <vector>
 
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
 #include "LarkmoorConnectors/ConfigFile/JSONStep.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLName.h"
 #include "Stop.h"
 
 namespace larkmoor::edit {
@@ -16,7 +16,7 @@ namespace larkmoor::edit {
 std::expected<JSONPath, Stop> path(const std::string& argument);
 
 /// A NAME: a JSON array of texts.
-std::expected<std::vector<std::string>, Stop> name(const std::string& argument);
+std::expected<TOMLName, Stop> name(const std::string& argument);
 
 /// An INDEX: a whole number.
 std::expected<std::int64_t, Stop> index(const std::string& argument);

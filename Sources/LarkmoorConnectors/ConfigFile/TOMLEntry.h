@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "LarkmoorConnectors/ConfigFile/TOMLName.h"
 
@@ -16,7 +17,8 @@ struct TOMLEntry {
     std::int64_t keyStart = 0;  ///< of the key's first byte
     std::int64_t valueEnd = 0;  ///< one past the value's last byte, trailing blanks excluded
     std::int64_t lineEnd = 0;   ///< one past the line feed, so past a trailing comment too
-    std::string raw;            ///< the value's bytes as they stand, whatever their encoding
+    /// The value's bytes as they stand, whatever their encoding; lives as long as the document or a copy of it.
+    std::string_view raw;
 
     /// The decoded string, if the whole value is one basic or literal string of one line.
     std::optional<std::string> text() const;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <utility>
 
 #include "LarkmoorConnectors/ConfigFile/LineEnding.h"
@@ -17,8 +18,11 @@ namespace {
 /// over.
 class Scanner {
   public:
-    explicit Scanner(BytesView bytes)
-        : bytes_(bytes), file_(asText(bytes)), at_(static_cast<std::size_t>(TOMLText::documentStart(bytes))) {}
+    explicit Scanner(BytesView bytes) {
+        document_.file = std::make_shared<const std::string>(asText(bytes));
+        file_ = *document_.file;
+        at_ = static_cast<std::size_t>(TOMLText::documentStart(asBytes(file_)));
+    }
 
     std::expected<TOMLDocument, TOMLTextError> scan() {
         document_.tables.push_back({{}, false, offset(), offset(), offset()});
@@ -97,7 +101,7 @@ class Scanner {
         TOMLName key;
         if (!dottedKey(key, '=')) return false;
         skipBlanks();
-        auto end = TOMLText::consumeValue(bytes_, offset());
+        auto end = TOMLText::consumeValue(asBytes(file_), offset());
         if (!end) return fail(std::move(end.error()));
         TOMLEntry& entry = added(document_.allEntries);
         added(document_.tableOfEntry) = document_.tables.size() - 1;
@@ -125,7 +129,7 @@ class Scanner {
     [[nodiscard]] bool keyPart(TOMLName& into) {
         if (atEnd()) return fail("the file ended inside a key");
         if (standsAt('"') || standsAt('\'')) {
-            auto part = TOMLText::parseString(bytes_, offset());
+            auto part = TOMLText::parseString(asBytes(file_), offset());
             if (!part) return fail(std::move(part.error()));
             at_ = static_cast<std::size_t>(part->end);
             into.push_back(std::move(part->text));
@@ -146,10 +150,9 @@ class Scanner {
         return atEnd() || skip('\n') || fail("there are bytes after the end of a value");
     }
 
-    BytesView bytes_;
-    std::string_view file_;
-    std::size_t at_;
     TOMLDocument document_;
+    std::string_view file_;  ///< the document's own text
+    std::size_t at_ = 0;
     TOMLTextError error_;
 };
 
