@@ -101,6 +101,28 @@ std::string numbersJSON(std::size_t bytes) {
     return text + "]\n";
 }
 
+std::string hooksTOML(std::size_t bytes) {
+    std::mt19937 random{15};
+    std::string text;
+    for (int event = 0; text.size() < bytes; ++event) {
+        text += fmt::format(R"([hooks.state."/home/zoë/.codex/hooks.json:event_{}:0:0"]
+trusted_hash = "sha256:{:08x}{:08x}{:08x}{:08x}"
+
+[[hooks.Event{}]]
+matcher = "{}|{}"
+hooks = [
+  {{ type = "command", command = '{}', timeout = {} }},  # checked
+]
+
+)",
+                            event, random(), random(), random(), random(), event, oneOf(tools, random),
+                            oneOf(tools, random), oneOf(commands, random), random() % 600);
+    }
+    return text;
+}
+
+std::string numbersTOML(std::size_t bytes) { return "rows = " + numbersJSON(bytes); }
+
 std::string configTOML(std::size_t bytes) {
     std::mt19937 random{14};
     std::string text = "model = \"gpt\"\napproval_policy = \"on-request\"\n";

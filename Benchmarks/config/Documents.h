@@ -18,4 +18,10 @@ std::string numbersJSON(std::size_t bytes);
 /// Tables with strings, numbers, arrays and comments: what Codex's file holds.
 std::string configTOML(std::size_t bytes);
 
+/// The states of hooks, and groups of hooks as arrays of tables.
+std::string hooksTOML(std::size_t bytes);
+
+/// The rows of `numbersJSON` under one key.
+std::string numbersTOML(std::size_t bytes);
+
 }  // namespace larkmoor::bench

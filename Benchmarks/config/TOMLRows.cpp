@@ -28,7 +28,10 @@ void scanning() {
         std::string text;
         int repeats;
     };
-    const Row rows[] = {{"10 KiB of servers", configTOML(10 << 10), 50}, {"1 MiB of servers", configTOML(1 << 20), 1}};
+    const Row rows[] = {{"10 KiB of servers", configTOML(10 << 10), 50},
+                        {"1 MiB of servers", configTOML(1 << 20), 1},
+                        {"1 MiB of hooks", hooksTOML(1 << 20), 1},
+                        {"1 MiB of numbers", numbersTOML(1 << 20), 1}};
     std::printf(
         "\nscan, processor time, median of 41 (toml++ models every value, ours only delimits them)\n%-20s %10s %8s "
         "%22s\n",
