@@ -29,15 +29,19 @@ std::unexpected<FileError> failure(const std::string& path, int code) { return s
 std::expected<Bytes, FileError> read(const std::string& path) {
     const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
     if (!file) return failure(path, errno);
+    return readAll(file.get(), path);
+}
+
+std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path) {
     struct stat status{};
-    if (::fstat(file.get(), &status) != 0) return failure(path, errno);
+    if (::fstat(descriptor, &status) != 0) return failure(path, errno);
     Bytes bytes;
     // The size is a hint only: files of /proc have none, and others may grow while we read.
     std::size_t room = static_cast<std::size_t>(status.st_size) + 1;
     std::size_t held = 0;
     for (;;) {
         bytes.resize(held + room);
-        const ssize_t count = ::read(file.get(), bytes.data() + held, room);
+        const ssize_t count = ::read(descriptor, bytes.data() + held, room);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return failure(path, errno);
         if (count == 0) break;

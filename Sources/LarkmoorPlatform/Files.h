@@ -30,6 +30,9 @@ namespace Files {
 /// The whole file. Blocks as long as the disk does.
 std::expected<Bytes, FileError> read(const std::string& path);
 
+/// All that the descriptor has left to give; it stays open. `path` is what an error names.
+std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path);
+
 /// Writes all the bytes, going on after short and interrupted writes.
 std::expected<void, FileError> writeAll(int descriptor, BytesView bytes, const std::string& path);
 

@@ -50,29 +50,31 @@ class LiteralReader {
   public:
     explicit LiteralReader(BytesView document) : document_(document) {}
 
-    std::expected<JSONLiteral, std::string> read(const JSONNode& node) const {
-        using Result = std::expected<JSONLiteral, std::string>;
+    using Result = std::expected<JSONLiteral, Stop>;
+
+    Result read(const JSONNode& node) const {
         return node.kind.visit([&](const JSONKind::Object&) { return object(node); },
                                [&](const JSONKind::Array& array) { return elements(array); },
                                [](const JSONKind::String& string) -> Result { return JSONLiteral{string.text}; },
                                [](const JSONKind::Bool& flag) -> Result { return JSONLiteral{flag.value}; },
                                [&](const JSONKind::Number&) -> Result {
                                    const auto number = whole(JSONLayout::textOf(node.range(), document_));
-                                   if (!number) return refused(node);
+                                   if (!number) return notWritten(node);
                                    return JSONLiteral{*number};
                                },
-                               [&](const JSONKind::Null&) -> Result { return refused(node); });
+                               [&](const JSONKind::Null&) -> Result { return notWritten(node); });
     }
 
   private:
-    std::unexpected<std::string> refused(const JSONNode& node) const {
-        return std::unexpected{fmt::format(
+    std::unexpected<Stop> notWritten(const JSONNode& node) const {
+        return wrong(fmt::format(
             "{} is no value to be written: that is an object, an array, a string, a whole number of 64 bits or a bool",
-            JSONLayout::textOf(node.range(), document_))};
+            JSONLayout::textOf(node.range(), document_)));
     }
 
-    std::expected<JSONLiteral, std::string> object(const JSONNode& node) const {
-        if (const auto duplicate = JSONDuplicates::reason(node)) return std::unexpected{*duplicate};
+    Result object(const JSONNode& node) const {
+        if (const auto duplicate = JSONDuplicates::reason(node))
+            return std::unexpected{Stop{Stop::refused, *duplicate}};
         std::vector<JSONLiteral::Member> members;
         for (const JSONMember& member : node.members()) {
             auto value = read(member.value);
@@ -82,7 +84,7 @@ class LiteralReader {
         return JSONLiteral::object(std::move(members));
     }
 
-    std::expected<JSONLiteral, std::string> elements(const JSONKind::Array& array) const {
+    Result elements(const JSONKind::Array& array) const {
         std::vector<JSONLiteral> literals;
         for (const JSONNode& element : array.elements) {
             auto value = read(element);
@@ -116,12 +118,8 @@ std::expected<std::int64_t, Stop> index(const std::string& argument) {
 
 std::expected<JSONLiteral, Stop> literal(const std::string& argument) {
     const auto scan = JSONText::scanWithTrivia(asBytes(argument), JSONDialect::strict);
-    if (!scan)
-        return std::unexpected{
-            Stop{Stop::refused, fmt::format("{} is no JSON: {}", argument, scan.error().description())}};
-    auto read = LiteralReader{asBytes(argument)}.read(scan->root);
-    if (!read) return std::unexpected{Stop{Stop::refused, std::move(read.error())}};
-    return std::move(*read);
+    if (!scan) return wrong(fmt::format("{} is no JSON: {}", argument, scan.error().description()));
+    return LiteralReader{asBytes(argument)}.read(scan->root);
 }
 
 }  // namespace larkmoor::edit

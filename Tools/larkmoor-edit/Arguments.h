@@ -21,7 +21,7 @@ std::expected<TOMLName, Stop> name(const std::string& argument);
 /// An INDEX: a whole number.
 std::expected<std::int64_t, Stop> index(const std::string& argument);
 
-/// A LITERAL: a JSON text of the kinds that the program ever writes; any other is refused.
+/// A LITERAL: a JSON text of the kinds that the program ever writes. One that says a name twice is refused.
 std::expected<JSONLiteral, Stop> literal(const std::string& argument);
 
 }  // namespace larkmoor::edit

@@ -1,5 +1,7 @@
 #include "Run.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <utility>
 
@@ -23,7 +25,7 @@ Outcome commit(const CommandLine& line, const std::string& path, Bytes before, B
     const TransactionResult result = Transaction::commit(std::span{&change, 1}, std::chrono::system_clock::now());
     return result.visit(
         [](const TransactionResult::Committed& committed) {
-            return Outcome{.output = copyBytes(lines(committed.observations))};
+            return Outcome{.output = copyBytes(lines(committed.observations)), .committed = true};
         },
         [](const TransactionResult::Refused& refused) {
             return Outcome{.status = Stop::refused, .errors = lines(refused.observations)};
@@ -42,8 +44,9 @@ Outcome run(std::vector<std::string> words) {
     const auto change =
         line->verb->prepare(line->arguments, line->comments ? JSONDialect::withComments : JSONDialect::strict);
     if (!change) return stopped(change.error());
-    const std::string path = line->file == "-" ? "/dev/stdin" : ConfigPath::canonical(line->file);
-    auto before = Files::read(path);
+    const bool filters = line->file == "-";
+    const std::string path = filters ? line->file : ConfigPath::canonical(line->file);
+    auto before = filters ? Files::readAll(STDIN_FILENO, path) : Files::read(path);
     if (!before) return stopped({Stop::refused, line->file + ": " + before.error().reason()});
     auto after = (*change)(*before);
     if (!after) return stopped(after.error());

@@ -9,9 +9,10 @@
 namespace larkmoor::edit {
 
 struct Outcome {
-    int status = 0;        ///< the exit status
-    Bytes output{};        ///< for standard output
-    std::string errors{};  ///< for standard error
+    int status = 0;          ///< the exit status
+    Bytes output{};          ///< for standard output
+    std::string errors{};    ///< for standard error
+    bool committed = false;  ///< a file was changed, and no failure to print may tell otherwise
 };
 
 /// `words` are those behind the program's name. Reads the file named, and with --in-place replaces it.

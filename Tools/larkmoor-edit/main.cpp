@@ -12,5 +12,5 @@ int main(int count, char** words) {
     const std::string errors = printed ? outcome.errors : printed.error().description() + "\n";
     // Where standard error is gone, too, the exit status still tells.
     (void)Files::writeAll(STDERR_FILENO, asBytes(errors), "standard error");
-    return printed ? outcome.status : edit::Stop::refused;
+    return printed || outcome.committed ? outcome.status : edit::Stop::refused;
 }

@@ -115,19 +115,11 @@ TEST(LarkmoorEdit, RefusesInWords) {
          1,
          "",
          "the name \"b\" appears twice in one object (at byte 14)\n"},
-        {{"json", "set", "[]", "k", "null", "-"}, "{}", 1, "", "null is no value to be written"},
-        {{"json", "set", "[]", "k", "[1.5]", "-"}, "{}", 1, "", "1.5 is no value to be written"},
-        {{"json", "set", "[]", "k", "9223372036854775808", "-"},
-         "{}",
-         1,
-         "",
-         "9223372036854775808 is no value to be written"},
         {{"json", "set", "[]", "k", R"({"a":1,"a":2})", "-"},
          "{}",
          1,
          "",
          "the name \"a\" appears twice in one object (at byte 7)\n"},
-        {{"json", "set", "[]", "k", "{", "-"}, "{}", 1, "", "{ is no JSON: a member name was expected (at byte 1)\n"},
         {{"json", "scan", "/nowhere/at all"}, "", 1, "", "/nowhere/at all: No such file or directory\n"},
     };
     expectRuns(table);
@@ -149,11 +141,43 @@ TEST(LarkmoorEdit, TellsWrongUsageApart) {
         {{"json", "set", "[1.5]", "k", "1", "-"}, "{}", 2, "", "[1.5] is no path"},
         {{"json", "set", "[\"a\"", "k", "1", "-"}, "{}", 2, "", "[\"a\" is no path"},
         {{"json", "remove-element", "[]", "one", "-"}, "[1]", 2, "", "one is no index"},
+        {{"json", "set", "[]", "k", "{", "-"}, "{}", 2, "", "{ is no JSON: a member name was expected (at byte 1)\n"},
+        {{"json", "set", "[]", "k", "null", "-"}, "{}", 2, "", "null is no value to be written"},
+        {{"json", "append", "[]", "[1.5]", "-"}, "[]", 2, "", "1.5 is no value to be written"},
+        {{"json", "set", "[]", "k", "9223372036854775808", "-"},
+         "{}",
+         2,
+         "",
+         "9223372036854775808 is no value to be written"},
         {{"toml", "set-table", "[0]", "a=1", "-"}, "", 2, "", "[0] is no table's name"},
         {{"toml", "set-table", R"(["t"])", "a", "-"}, "", 2, "", "a is no KEY=VALUE"},
     };
     expectRuns(table);
     EXPECT_TRUE(edit({"--help"}).out.starts_with("usage:\n  larkmoor-edit json scan"));
+}
+
+ToolRun inShell(const std::string& script, std::string_view input = {}) {
+    return runTool({"/bin/sh", "-c", script, LARKMOOR_EDIT}, input);
+}
+
+TEST(LarkmoorEdit, ReadsOnFromWhereStandardInputStands) {
+    const ToolRun run = inShell(R"(dd bs=1 count=3 >/dev/null 2>&1; exec "$0" json set [] a 1 -)", "xyz{}");
+    EXPECT_EQ(run.out, R"({"a":1})");
+    EXPECT_EQ(run.status, 0) << run.err;
+}
+
+TEST(LarkmoorEdit, SaysWhatItCannotPrint) {
+    const ToolRun filter = inShell(R"(exec "$0" json set [] a 1 - >/dev/full)", "{}");
+    EXPECT_EQ(filter.status, 1);
+    EXPECT_EQ(filter.err, "standard output: No space left on device\n");
+
+    // The file has changed, which no failure may tell otherwise.
+    const testing::TemporaryFolder folder;
+    write(folder / "a", "{}");
+    const ToolRun inPlace = inShell(R"(exec "$0" json set --in-place [] a 1 ')" + (folder / "a") + "' >/dev/full");
+    EXPECT_EQ(inPlace.status, 0);
+    EXPECT_EQ(inPlace.err, "standard output: No space left on device\n");
+    EXPECT_EQ(contents(folder / "a"), R"({"a":1})");
 }
 
 TEST(LarkmoorEdit, CommitsInPlaceBesideACopy) {
@@ -191,7 +215,7 @@ TEST(LarkmoorEdit, LeavesTheFileAloneWhenItRefuses) {
     const auto stamp = fs::last_write_time(file);
 
     EXPECT_EQ(edit({"json", "remove", "--in-place", "[]", "b", file}).status, 1);
-    EXPECT_EQ(edit({"json", "set", "--in-place", "[]", "b", "null", file}).status, 1);
+    EXPECT_EQ(edit({"json", "set", "--in-place", "[]", "b", "null", file}).status, 2);
     EXPECT_EQ(edit({"json", "set", "--in-place", "[]", "b", file}).status, 2);
     fs::permissions(folder.path(), fs::perms::owner_read | fs::perms::owner_exec);
     const ToolRun locked = edit({"json", "set", "--in-place", "[]", "b", "1", file});
