@@ -68,6 +68,10 @@ class JSONGenerator {
     enum class Layout { oneLine, spread, scattered };
 
     template <std::size_t N>
+    const char* oneOf(const char* const (&&list)[N]) {
+        return list[pick(N)];
+    }
+    template <std::size_t N>
     const char* oneOf(const char* const (&list)[N]) {
         return list[pick(N)];
     }
@@ -143,16 +147,25 @@ class JSONGenerator {
     }
 
     void value(int level) {
-        const char* const scalars[] = {"0",    "-0",    "1.0", "1E5", "-12.25e-3", "123456789012345678901234567890",
-                                       "true", "false", "null"};
         if (level < 60 && (level < 4 ? pick(3) == 0 : pick(9) == 0)) return container(level);
         if (level == 2 && pick(40) == 0) {
             out_ += std::string(61, '[') + std::string(61, ']');
         } else if (pick(3) == 0) {
             out_ += spelled(name());
+        } else if (pick(3) == 0) {
+            out_ += oneOf({"true", "false", "null"});
         } else {
-            out_ += oneOf(scalars);
+            number();
         }
+    }
+
+    /// Every way in which one is spelled: a sign, digits, a fraction, an exponent with its own sign.
+    void number() {
+        const auto digits = [this] { return oneOf({"0", "5", "00", "123456789012345678901234567890"}); };
+        out_ += oneOf({"", "", "-"});
+        out_ += oneOf({"0", "7", "10", "123456789012345678901234567890"});
+        if (pick(3) == 0) out_.append(".").append(digits());
+        if (pick(4) == 0) out_.append(oneOf({"e", "E", "e+", "E+", "e-", "E-"})).append(digits());
     }
 
     /// One of the spellings of a text.

@@ -166,13 +166,13 @@ inline std::vector<std::string> children(const JSONNode& container, BytesView do
     return result;
 }
 
-/// Every byte outside the container is as it was.
-inline Broken changedOutside(const JSONNode& container, BytesView before, BytesView after) {
-    const std::string_view head = JSONLayout::textOf({0, container.start + 1}, before);
-    const std::string_view tail = asText(before).substr(static_cast<std::size_t>(container.end) - 1);
+/// The result is the document with this one range replaced: every byte outside is as it was.
+inline Broken changedOutside(ByteRange range, BytesView before, BytesView after) {
+    const std::string_view head = JSONLayout::textOf({0, range.start}, before);
+    const std::string_view tail = asText(before).substr(static_cast<std::size_t>(range.end));
     if (asText(after).size() < head.size() + tail.size()) return "the result is too short";
-    if (!asText(after).starts_with(head)) return "bytes before the container changed";
-    if (!asText(after).ends_with(tail)) return "bytes behind the container changed";
+    if (!asText(after).starts_with(head)) return "bytes before the range changed";
+    if (!asText(after).ends_with(tail)) return "bytes behind the range changed";
     return std::nullopt;
 }
 
@@ -189,7 +189,8 @@ class EditGuarantees {
         if (!result) return refusedOnlyForDepth(result.error());
         const auto again = JSONText::scanWithTrivia(*result, dialect_);
         if (!again) return "the result does not scan: " + again.error().description();
-        if (auto broken = changedOutside(object, document_, *result)) return broken;
+        const ByteRange range = old == nullptr ? rangeOfAdding(object) : old->value.range();
+        if (auto broken = changedOutside(range, document_, *result)) return broken;
         const JSONNode* now = again->root.node(path);
         const JSONMember* set = now == nullptr ? nullptr : now->member(key);
         if (set == nullptr) return "the member is not there";
@@ -221,7 +222,7 @@ class EditGuarantees {
         const JSONNode& array = *scan_.root.node(path);
         const auto result = JSONEdit::appendElement(document_, path, literal);
         if (!result) return refusedOnlyForDepth(result.error());
-        if (auto broken = changedOutside(array, document_, *result)) return broken;
+        if (auto broken = changedOutside(rangeOfAdding(array), document_, *result)) return broken;
         const auto again = JSONText::scanWithTrivia(*result, dialect_);
         if (!again) return "the result does not scan: " + again.error().description();
         const JSONNode* now = again->root.node(path);
@@ -241,9 +242,40 @@ class EditGuarantees {
         return "refused: " + failure.description();
     }
 
+    static std::vector<ByteRange> ranges(const JSONNode& container) {
+        std::vector<ByteRange> result;
+        for (const JSONMember& member : container.members()) result.push_back({member.keyStart, member.value.end});
+        for (const JSONNode& element : container.elements()) result.push_back(element.range());
+        return result;
+    }
+
+    /// The end of the last comment between the two places, or the first of them.
+    std::int64_t behindComments(std::int64_t from, std::int64_t to) const {
+        const auto comments = JSONComments::inside(scan_.comments, {from, to});
+        return comments.empty() ? from : comments.back().end;
+    }
+
+    /// Directly behind the last child, or all blanks of a container that has none.
+    ByteRange rangeOfAdding(const JSONNode& container) const {
+        const auto all = ranges(container);
+        if (!all.empty()) return {all.back().end, all.back().end};
+        return {behindComments(container.start + 1, container.end - 1), container.end - 1};
+    }
+
+    /// The child with one comma, or if it is the only one all that no comment holds apart.
+    ByteRange rangeOfRemoving(const JSONNode& container, std::size_t index) const {
+        const auto all = ranges(container);
+        if (index > 0) return {all[index - 1].end, all[index].end};
+        if (all.size() > 1) return {all[0].start, all[1].start};
+        const ByteRange interior{container.start + 1, container.end - 1};
+        if (JSONComments::count(scan_.comments, interior) == 0) return interior;
+        if (!JSONLayout::spansLines(document_, interior)) return all[0];
+        return {behindComments(interior.start, all[0].start), all[0].end};
+    }
+
     Broken afterRemoval(BytesView result, const JSONPath& path, std::size_t index) const {
         const JSONNode& container = *scan_.root.node(path);
-        if (auto broken = changedOutside(container, document_, result)) return broken;
+        if (auto broken = changedOutside(rangeOfRemoving(container, index), document_, result)) return broken;
         const auto again = JSONText::scanWithTrivia(result, dialect_);
         if (!again) return "the result does not scan: " + again.error().description();
         const JSONNode* now = again->root.node(path);

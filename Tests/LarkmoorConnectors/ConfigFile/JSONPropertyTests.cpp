@@ -102,6 +102,37 @@ TEST(JSONProperties, ElementsComeAndGo) {
     });
 }
 
+/// Every string of the tree, names included, by the offset of its opening quote.
+void collectStrings(const JSONNode& node, std::vector<std::int64_t>& into) {
+    if (node.text()) into.push_back(node.start);
+    for (const JSONNode& element : node.elements()) collectStrings(element, into);
+    for (const JSONMember& member : node.members()) {
+        into.push_back(member.keyStart);
+        collectStrings(member.value, into);
+    }
+}
+
+TEST_P(JSONDocuments, ALoneSurrogateIsRefusedAtItsStringByScansAndEdits) {
+    unsigned tried = 0;
+    tryAll(GetParam(), [&](const std::string& text, const JSONScan& scan, JSONGenerator& generator) -> Broken {
+        std::vector<std::int64_t> quotes;
+        collectStrings(scan.root, quotes);
+        if (quotes.empty()) return std::nullopt;
+        const std::int64_t quote = quotes[generator.pick(quotes.size())];
+        const char* const lone[] = {"\\ud83d", "\\uDE00", "\\uDBFF\\u0041", "\\ude00\\ude01", "\\uD800 "};
+        std::string damaged = text;
+        damaged.insert(static_cast<std::size_t>(quote) + 1, lone[generator.pick(std::size(lone))]);
+        const auto want = JSONTextError::unreadable(quote, "a string holds an unpaired surrogate");
+        const auto dialect = testing::dialectOf(GetParam());
+        if (JSONText::scanWithTrivia(asBytes(damaged), dialect).error() != want) return "the scan says other words";
+        const auto edited = JSONEdit::setMember(asBytes(damaged), {}, "k", 1, dialect);
+        if (edited || edited.error().description() != want.description()) return "the edit says other words";
+        ++tried;
+        return std::nullopt;
+    });
+    EXPECT_GT(tried, documents / 2) << "the documents hold too few strings";
+}
+
 /// An independent reader accepts the same documents, cut and damaged ones included.
 TEST(JSONProperties, AnotherParserAgreesOnWhatIsJSON) {
     boost::json::parse_options options;

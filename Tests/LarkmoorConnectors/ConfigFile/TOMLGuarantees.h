@@ -86,7 +86,7 @@ class TOMLGuarantees {
         if (now->allEntries.size() - entriesNow.size() != document_.allEntries.size() - entries.size()) {
             return "another table's entries changed";
         }
-        return std::nullopt;
+        return old == entries.end() ? ofTakingOut(*result, *set, in.bodyEnd) : std::nullopt;
     }
 
     Broken ofRemovingKey(std::size_t index) const {
@@ -175,6 +175,15 @@ class TOMLGuarantees {
     Broken onlyForCarriageReturn(std::int64_t insertion, const TOMLTextError& error) const {
         if (insertion == size_ && size_ > 0 && byteAt(size_ - 1) == '\r') return std::nullopt;
         return "refused: " + error.description();
+    }
+
+    Broken ofTakingOut(const TOMLEdit::KeySet& made, const TOMLEntry& entry, std::int64_t insertion) const {
+        std::string want{file_};
+        if (made.appendedTrailingNewline) {
+            want.insert(static_cast<std::size_t>(insertion), TOMLText::lineEnding(bytes_));
+        }
+        if (asText(TOMLEdit::removeKey(made.bytes, entry)) == want) return std::nullopt;
+        return "removing the key does not give back the file";
     }
 
     Broken ofTakingOut(const TOMLEdit::TableSet& made, const TOMLName& name) const {
