@@ -1,9 +1,7 @@
 // An unchanging text in sixteen bytes: a short one, as most names in a configuration file are, costs no allocation.
 #pragma once
 
-#include <algorithm>
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
@@ -60,20 +58,17 @@ class CompactText {
     char mark() const { return bytes_[inlineCapacity]; }
 
     void* block() const {
-        Address address;
-        std::copy_n(bytes_.begin(), address.size(), address.begin());
-        return std::bit_cast<void*>(address);
+        void* block = nullptr;
+        std::memcpy(static_cast<void*>(&block), bytes_.data(), sizeof block);
+        return block;
     }
 
     void hold(void* block, char mark) {
-        const auto address = std::bit_cast<Address>(block);
-        std::copy_n(address.begin(), address.size(), bytes_.begin());
+        std::memcpy(bytes_.data(), static_cast<const void*>(&block), sizeof block);
         bytes_[inlineCapacity] = mark;
     }
 
   private:
-    using Address = std::array<char, sizeof(void*)>;
-
     /// A length and that many characters.
     static void* newBlock(std::string_view text) {
         const std::size_t size = text.size();

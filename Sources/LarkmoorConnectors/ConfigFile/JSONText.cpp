@@ -1,6 +1,7 @@
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 
 #include <charconv>
+#include <optional>
 #include <utility>
 
 #include "LarkmoorConnectors/ConfigFile/EightBytes.h"
@@ -50,9 +51,10 @@ class Scanner {
                 error_ = std::move(comment.error());
                 return false;
             }
-            if (!*comment) break;
-            comments_.push_back(**comment);
-            at_ = begin_ + (*comment)->end;
+            const std::optional<ByteRange>& found = *comment;
+            if (!found) break;
+            comments_.push_back(*found);
+            at_ = begin_ + found->end;
             skipBlanks();
         }
         return true;
