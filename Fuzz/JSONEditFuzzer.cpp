@@ -1,20 +1,13 @@
-// Any document and any place in it: an edit is refused in words, or its result scans, is the input outside the
-// container edited, holds the other children to the byte and every comment, and reads back as what was written. The
-// first two bytes choose the dialect, the place and the literal.
-#include <cstdio>
-#include <cstdlib>
-
+// Any document and any place in it: an edit is refused in words, or its result scans, is the input with one range
+// replaced, holds the other children to the byte and every comment, and reads back as what was written. The first two
+// bytes choose the dialect, the place and the literal.
 #include "LarkmoorConnectors/ConfigFile/JSONGuarantees.h"
+#include "Require.h"
 
 namespace {
 
 using namespace larkmoor;
-
-void require(const testing::Broken& broken) {
-    if (!broken) return;
-    std::fprintf(stderr, "broken guarantee: %s\n", broken->c_str());
-    std::abort();
-}
+using fuzz::require;
 
 JSONLiteral literal(unsigned choice) {
     const JSONLiteral inner = JSONLiteral::object({{"type", "command"}, {"\n\"", -1}});
@@ -68,8 +61,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto scan = JSONText::scanWithTrivia(document, dialect);
     if (!scan) {
         const auto refused = JSONEdit::setMember(document, {}, "k", 1, dialect);
-        if (refused || refused.error().description() != scan.error().description())
-            require("an edit refuses as its scan does");
+        require(!refused && refused.error().description() == scan.error().description(),
+                "an edit refuses as its scan does");
         return 0;
     }
     const JSONPath path = chosenContainer(scan->root, data[1]);

@@ -1,23 +1,12 @@
 // Any bytes scan or are refused at one place inside them. Of what scans, nodes nest, lie in order and never overlap,
 // and what lies between them is trivia or punctuation; without its comments it is a document of the strict dialect.
-#include <cstdio>
-#include <cstdlib>
-
 #include "LarkmoorConnectors/ConfigFile/JSONGuarantees.h"
+#include "Require.h"
 
 namespace {
 
 using namespace larkmoor;
-
-void require(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "broken guarantee: %s\n", what);
-    std::abort();
-}
-
-void require(const testing::Broken& broken) {
-    if (broken) require(false, broken->c_str());
-}
+using fuzz::require;
 
 /// A blank in the place of each.
 std::string withoutComments(BytesView bytes, const JSONScan& scan) {

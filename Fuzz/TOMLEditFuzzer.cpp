@@ -1,20 +1,14 @@
 // Every edit of a file that scans gives a file that scans, replaces one range and leaves the rest to the byte; what was
-// set is read, and a table that was made can be taken out again.
+// set is read, and a table or a key that was added can be taken out again.
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 #include "LarkmoorConnectors/ConfigFile/TOMLGuarantees.h"
+#include "Require.h"
 
 namespace {
 
 using namespace larkmoor;
-
-void require(const testing::Broken& broken) {
-    if (!broken) return;
-    std::fprintf(stderr, "broken guarantee: %s\n", broken->c_str());
-    std::abort();
-}
+using fuzz::require;
 
 std::size_t strideOver(std::size_t count) { return count / 4 + 1; }
 

@@ -1,24 +1,16 @@
 // Any bytes scan or are refused at a place inside them; the tables of what scans tile the file, and entries lie in
 // them.
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 #include "LarkmoorConnectors/ConfigFile/TOMLGuarantees.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLString.h"
 #include "LarkmoorPlatform/UTF8.h"
+#include "Require.h"
 
 namespace {
 
 using namespace larkmoor;
-
-void require(const testing::Broken& broken) {
-    if (!broken) return;
-    std::fprintf(stderr, "broken guarantee: %s\n", broken->c_str());
-    std::abort();
-}
-
-void require(bool holds, const char* what) { require(holds ? testing::Broken{} : what); }
+using fuzz::require;
 
 /// A text that is written into a file is read from it again.
 void quoteAndRead(BytesView bytes) {

@@ -1,19 +1,12 @@
 // Any bytes give a message or a failure; a message that was read is written, and reads as the same message again.
 // The first byte chooses the kind of message.
-#include <cstdio>
-#include <cstdlib>
-
 #include "LarkmoorWire/Codec/Messages.h"
+#include "Require.h"
 
 namespace {
 
 using namespace larkmoor;
-
-void require(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "broken guarantee: %s\n", what);
-    std::abort();
-}
+using fuzz::require;
 
 template <WireMessage T>
 void roundTrip(BytesView document) {

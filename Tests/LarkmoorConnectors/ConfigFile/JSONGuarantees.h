@@ -2,19 +2,19 @@
 // targets ask the same questions. Each check answers with what is broken, or nothing.
 #pragma once
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "LarkmoorConnectors/ConfigFile/Broken.h"
 #include "LarkmoorConnectors/ConfigFile/JSONComments.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
 #include "LarkmoorConnectors/ConfigFile/JSONLayout.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 
 namespace larkmoor::testing {
-
-using Broken = std::optional<std::string>;
 
 inline JSONDialect dialectOf(bool comments) { return comments ? JSONDialect::withComments : JSONDialect::strict; }
 
@@ -166,16 +166,6 @@ inline std::vector<std::string> children(const JSONNode& container, BytesView do
     return result;
 }
 
-/// The result is the document with this one range replaced: every byte outside is as it was.
-inline Broken changedOutside(ByteRange range, BytesView before, BytesView after) {
-    const std::string_view head = JSONLayout::textOf({0, range.start}, before);
-    const std::string_view tail = asText(before).substr(static_cast<std::size_t>(range.end));
-    if (asText(after).size() < head.size() + tail.size()) return "the result is too short";
-    if (!asText(after).starts_with(head)) return "bytes before the range changed";
-    if (!asText(after).ends_with(tail)) return "bytes behind the range changed";
-    return std::nullopt;
-}
-
 /// Asks everything that holds of setting a member, of taking it out again, and of taking out one that was there.
 class EditGuarantees {
   public:
@@ -186,7 +176,7 @@ class EditGuarantees {
         const JSONNode& object = *scan_.root.node(path);
         const JSONMember* old = object.member(key);
         const auto result = JSONEdit::setMember(document_, path, key, literal, dialect_);
-        if (!result) return refusedOnlyForDepth(result.error());
+        if (!result) return refusedOnlyForDepth(result.error(), path, literal);
         const auto again = JSONText::scanWithTrivia(*result, dialect_);
         if (!again) return "the result does not scan: " + again.error().description();
         const ByteRange range = old == nullptr ? rangeOfAdding(object) : old->value.range();
@@ -221,7 +211,7 @@ class EditGuarantees {
     Broken ofAppending(const JSONPath& path, const JSONLiteral& literal) const {
         const JSONNode& array = *scan_.root.node(path);
         const auto result = JSONEdit::appendElement(document_, path, literal);
-        if (!result) return refusedOnlyForDepth(result.error());
+        if (!result) return refusedOnlyForDepth(result.error(), path, literal);
         if (auto broken = changedOutside(rangeOfAdding(array), document_, *result)) return broken;
         const auto again = JSONText::scanWithTrivia(*result, dialect_);
         if (!again) return "the result does not scan: " + again.error().description();
@@ -237,8 +227,28 @@ class EditGuarantees {
     }
 
   private:
-    static Broken refusedOnlyForDepth(const JSONEditFailure& failure) {
-        if (failure.description().starts_with("the document nests deeper than 64 levels")) return std::nullopt;
+    /// How many objects and arrays lie within each other.
+    static std::size_t levels(const JSONLiteral& literal) {
+        std::size_t below = 0;
+        const auto look = [&](const JSONLiteral& inner) { below = std::max(below, levels(inner)); };
+        return literal.visit(
+            [&](const JSONLiteral::Object& object) {
+                for (const JSONLiteral::Member& member : object.members) look(member.value);
+                return below + 1;
+            },
+            [&](const JSONLiteral::Array& array) {
+                for (const JSONLiteral& element : array.elements) look(element);
+                return below + 1;
+            },
+            [&](const JSONLiteral::String&) { return below; }, [&](const JSONLiteral::Number&) { return below; },
+            [&](const JSONLiteral::Bool&) { return below; });
+    }
+
+    /// The one edit of a document that scans which is refused: its literal would lie too deep.
+    static Broken refusedOnlyForDepth(const JSONEditFailure& failure, const JSONPath& path,
+                                      const JSONLiteral& literal) {
+        const bool tooDeep = path.size() + 1 + levels(literal) > static_cast<std::size_t>(JSONText::depthLimit);
+        if (tooDeep && failure.description().starts_with("the document nests deeper than 64 levels")) return {};
         return "refused: " + failure.description();
     }
 

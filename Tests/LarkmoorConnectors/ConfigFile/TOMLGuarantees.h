@@ -8,13 +8,11 @@
 #include <string>
 #include <string_view>
 
-#include "LarkmoorConnectors/ConfigFile/ByteRange.h"
+#include "LarkmoorConnectors/ConfigFile/Broken.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLEdit.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 
 namespace larkmoor::testing {
-
-using Broken = std::optional<std::string>;
 
 class TOMLGuarantees {
   public:
@@ -50,7 +48,7 @@ class TOMLGuarantees {
         const auto result = TOMLEdit::setTable(bytes_, name, lines);
         if (!result) return onlyForCarriageReturn(table == nullptr ? size_ : table->bodyStart, result.error());
         const ByteRange body = table == nullptr ? ByteRange{size_, size_} : ByteRange{table->bodyStart, table->bodyEnd};
-        if (auto broken = changedOutside(body, result->bytes)) return broken;
+        if (auto broken = changedOutside(body, bytes_, result->bytes)) return broken;
         const auto now = TOMLText::scan(result->bytes);
         if (!now) return "the result does not scan: " + now.error().description();
         if (result->created != (table == nullptr)) return "it is not said whether the table was made";
@@ -74,7 +72,7 @@ class TOMLGuarantees {
         if (!result) return onlyForCarriageReturn(in.bodyEnd, result.error());
         const ByteRange range =
             old == entries.end() ? ByteRange{in.bodyEnd, in.bodyEnd} : ByteRange{old->keyStart, old->valueEnd};
-        if (auto broken = changedOutside(range, result->bytes)) return broken;
+        if (auto broken = changedOutside(range, bytes_, result->bytes)) return broken;
         const auto now = TOMLText::scan(result->bytes);
         if (!now) return "the result does not scan: " + now.error().description();
         if (now->tables.size() != document_.tables.size()) return "another table changed";
@@ -95,7 +93,7 @@ class TOMLGuarantees {
         std::int64_t start = entry.keyStart;
         while (start > 0 && (byteAt(start - 1) == ' ' || byteAt(start - 1) == '\t')) --start;
         if (std::ssize(result) != size_ - (entry.lineEnd - start)) return "not the line alone went";
-        if (auto broken = changedOutside({start, entry.lineEnd}, result)) return broken;
+        if (auto broken = changedOutside({start, entry.lineEnd}, bytes_, result)) return broken;
         const auto now = TOMLText::scan(result);
         if (!now) return "the result does not scan: " + now.error().description();
         if (now->tables.size() != document_.tables.size()) return "a table changed";
@@ -112,7 +110,7 @@ class TOMLGuarantees {
             return "more than a blank line went";
         }
         if (std::ssize(*result) != size_ - (table.bodyEnd - start)) return "not the table alone went";
-        if (auto broken = changedOutside({start, table.bodyEnd}, *result)) return broken;
+        if (auto broken = changedOutside({start, table.bodyEnd}, bytes_, *result)) return broken;
         const auto now = TOMLText::scan(*result);
         if (!now) return "the result does not scan: " + now.error().description();
         if (now->allEntries.size() + document_.entries(table).size() != document_.allEntries.size()) {
@@ -159,15 +157,6 @@ class TOMLGuarantees {
             lines.remove_prefix(line.size());
         }
         return true;
-    }
-
-    Broken changedOutside(ByteRange range, BytesView after) const {
-        const std::string_view head = between(0, range.start);
-        const std::string_view tail = between(range.end, size_);
-        if (asText(after).size() < head.size() + tail.size()) return "the result is too short";
-        if (!asText(after).starts_with(head)) return "bytes before the range changed";
-        if (!asText(after).ends_with(tail)) return "bytes behind the range changed";
-        return std::nullopt;
     }
 
     /// The one file that an edit of well-formed lines refuses: its last line ends in a bare carriage return, which the
