@@ -34,9 +34,13 @@ inline ToolRun runTool(std::vector<std::string> words, std::string_view input = 
     const pid_t child = ::fork();
     if (child < 0) throw std::runtime_error("no process for " + words.front());
     if (child == 0) {
-        ::dup2(::open(in.c_str(), O_RDONLY | O_CLOEXEC), STDIN_FILENO);
-        ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDOUT_FILENO);
-        ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
+        const auto stream = [](const std::string& path, int flags, int as) {
+            const int file = ::open(path.c_str(), flags | O_CLOEXEC, 0600);
+            if (file < 0 || ::dup2(file, as) < 0) ::_exit(127);
+        };
+        stream(in, O_RDONLY, STDIN_FILENO);
+        stream(out, O_WRONLY | O_CREAT, STDOUT_FILENO);
+        stream(err, O_WRONLY | O_CREAT, STDERR_FILENO);
         ::execv(list.front(), list.data());
         ::_exit(127);
     }

@@ -11,6 +11,6 @@ int main(int count, char** words) {
     const auto printed = Files::writeAll(STDOUT_FILENO, outcome.output, "standard output");
     const std::string errors = printed ? outcome.errors : printed.error().description() + "\n";
     // Where standard error is gone, too, the exit status still tells.
-    (void)Files::writeAll(STDERR_FILENO, asBytes(errors), "standard error");
+    [[maybe_unused]] const auto told = Files::writeAll(STDERR_FILENO, asBytes(errors), "standard error");
     return printed || outcome.committed ? outcome.status : edit::Stop::refused;
 }

@@ -12,7 +12,6 @@ namespace {
 
 using testing::ConfigFolder;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using testing::moment;
 
 using Committed = TransactionResult::Committed;
