@@ -36,18 +36,18 @@ class TransactionFaults : public ::testing::Test {
   protected:
     void SetUp() override { ASSERT_NE(::geteuid(), 0U) << "root is refused nothing"; }
 
-    ConfigFolder folder_;
+    ConfigFolder folder;
 };
 
 TEST_F(TransactionFaults, WhatIsInTheWayIsSeenBeforeAnythingIsTouched) {
-    folder_.write("readOnly", "old", 0444);
-    folder_.makeFolder("folder");
-    folder_.write("file", "a file");
-    folder_.makeFolder("closed");
-    folder_.write("closed/a", "old");
-    folder_.makeFolder("blind");
-    folder_.setMode("closed", 0555);
-    folder_.setMode("blind", 0666);
+    folder.write("readOnly", "old", 0444);
+    folder.makeFolder("folder");
+    folder.write("file", "a file");
+    folder.makeFolder("closed");
+    folder.write("closed/a", "old");
+    folder.makeFolder("blind");
+    folder.setMode("closed", 0555);
+    folder.setMode("blind", 0666);
     struct Case {
         std::string_view name, subject, text;
     };
@@ -60,189 +60,191 @@ TEST_F(TransactionFaults, WhatIsInTheWayIsSeenBeforeAnythingIsTouched) {
         {"none/new", "~/none", "this folder is not there, so nothing was written"},
         {"file/new", "~/file", "this folder is not there, so nothing was written"},
     };
-    folder_.write("first", "old");
+    folder.write("first", "old");
     for (const Case& row : table) {
-        FileChange change{folder_.path(row.name), "~/" + std::string{row.name}, copyBytes("x"), copyBytes("new")};
-        EXPECT_EQ(Transaction::commit({{folder_.change("first", "new"), change}}, moment),
+        FileChange change{folder.path(row.name), "~/" + std::string{row.name}, copyBytes("x"), copyBytes("new")};
+        EXPECT_EQ(Transaction::commit({{folder.change("first", "new"), change}}, moment),
                   refused({{std::string{row.subject}, std::string{row.text}}}))
             << row.name;
-        const auto reason = Transaction::unwritableReason(folder_.path(row.name));
+        const auto reason = Transaction::unwritableReason(folder.path(row.name));
         ASSERT_TRUE(reason) << row.name;
         EXPECT_EQ(reason->text, row.text) << row.name;
         EXPECT_EQ(reason->liesInTheFolder, row.subject != "~/" + std::string{row.name}) << row.name;
     }
-    EXPECT_EQ(folder_.read("first"), "old");
-    EXPECT_EQ(folder_.names().size(), 6U);
-    EXPECT_THAT(folder_.names("closed"), ElementsAre("a"));
-    EXPECT_EQ(Transaction::unwritableReason(folder_.path("first")), std::nullopt);
-    EXPECT_EQ(Transaction::unwritableReason(folder_.path("new")), std::nullopt);
+    EXPECT_EQ(folder.read("first"), "old");
+    EXPECT_EQ(folder.names().size(), 6U);
+    EXPECT_THAT(folder.names("closed"), ElementsAre("a"));
+    EXPECT_EQ(Transaction::unwritableReason(folder.path("first")), std::nullopt);
+    EXPECT_EQ(Transaction::unwritableReason(folder.path("new")), std::nullopt);
 }
 
 TEST_F(TransactionFaults, AFolderThatClosesBetweenTheFilesKeepsItsCopy) {
-    folder_.makeFolder("one");
-    folder_.makeFolder("two");
-    folder_.write("one/a", "old a");
-    folder_.write("two/b", "old b");
-    const FileChange changes[] = {folder_.change("one/a", "new a"), folder_.change("two/b", "new b")};
-    const auto result = Transaction::commit(changes, moment, [&] { folder_.setMode("two", 0555); });
-    const std::string copy = folder_.path("two/b.larkmoor-backup-" MOMENT);
-    EXPECT_EQ(result, refused({{"~/two/b", notWritten(folder_.path("two/b"), "Permission denied")},
-                               {"~/two/b", notPutBack(folder_.path("two/b"), "Permission denied")},
+    folder.makeFolder("one");
+    folder.makeFolder("two");
+    folder.write("one/a", "old a");
+    folder.write("two/b", "old b");
+    const FileChange changes[] = {folder.change("one/a", "new a"), folder.change("two/b", "new b")};
+    const auto result = Transaction::commit(changes, moment, [&] { folder.setMode("two", 0555); });
+    const std::string copy = folder.path("two/b.larkmoor-backup-" MOMENT);
+    EXPECT_EQ(result, refused({{"~/two/b", notWritten(folder.path("two/b"), "Permission denied")},
+                               {"~/two/b", notPutBack(folder.path("two/b"), "Permission denied")},
                                {copy, kept}}));
-    EXPECT_EQ(folder_.read("one/a"), "old a");
-    EXPECT_THAT(folder_.names("one"), ElementsAre("a"));
-    EXPECT_EQ(folder_.read("two/b"), "old b");
-    EXPECT_EQ(folder_.read("two/b.larkmoor-backup-" MOMENT), "old b");
-    EXPECT_THAT(folder_.names("two"), ElementsAre("b", "b.larkmoor-backup-" MOMENT));
+    EXPECT_EQ(folder.read("one/a"), "old a");
+    EXPECT_THAT(folder.names("one"), ElementsAre("a"));
+    EXPECT_EQ(folder.read("two/b"), "old b");
+    EXPECT_EQ(folder.read("two/b.larkmoor-backup-" MOMENT), "old b");
+    EXPECT_THAT(folder.names("two"), ElementsAre("b", "b.larkmoor-backup-" MOMENT));
 }
 
 TEST_F(TransactionFaults, AFolderThatVanishesBetweenTheFilesIsToldOf) {
-    folder_.makeFolder("two");
-    folder_.write("a", "old a");
-    folder_.write("two/b", "old b");
-    const FileChange changes[] = {folder_.change("a", "new a"), folder_.change("two/b", "new b"),
-                                  folder_.change("c", "never")};
-    const auto result = Transaction::commit(
-        changes, moment, [&] { std::filesystem::rename(folder_.path("two"), folder_.path("moved")); });
-    EXPECT_EQ(result, refused({{"~/two/b", notWritten(folder_.path("two/b"), "No such file or directory")},
-                               {"~/two/b", notPutBack(folder_.path("two/b"), "No such file or directory")},
-                               {folder_.path("two/b.larkmoor-backup-" MOMENT), kept}}));
-    EXPECT_THAT(folder_.names(), ElementsAre("a", "moved"));
-    EXPECT_EQ(folder_.read("a"), "old a");
-    EXPECT_EQ(folder_.read("moved/b"), "old b");
+    folder.makeFolder("two");
+    folder.write("a", "old a");
+    folder.write("two/b", "old b");
+    const FileChange changes[] = {folder.change("a", "new a"), folder.change("two/b", "new b"),
+                                  folder.change("c", "never")};
+    const auto result = Transaction::commit(changes, moment,
+                                            [&] { std::filesystem::rename(folder.path("two"), folder.path("moved")); });
+    EXPECT_EQ(result, refused({{"~/two/b", notWritten(folder.path("two/b"), "No such file or directory")},
+                               {"~/two/b", notPutBack(folder.path("two/b"), "No such file or directory")},
+                               {folder.path("two/b.larkmoor-backup-" MOMENT), kept}}));
+    EXPECT_THAT(folder.names(), ElementsAre("a", "moved"));
+    EXPECT_EQ(folder.read("a"), "old a");
+    EXPECT_EQ(folder.read("moved/b"), "old b");
 }
 
 TEST_F(TransactionFaults, AFolderPutInTheFilesPlaceFailsTheRename) {
-    folder_.write("a", "old a");
-    folder_.write("b", "old b");
-    const FileChange changes[] = {folder_.change("a", "new a"), folder_.change("b", "new b")};
+    folder.write("a", "old a");
+    folder.write("b", "old b");
+    const FileChange changes[] = {folder.change("a", "new a"), folder.change("b", "new b")};
     int calls = 0;
     const auto result = Transaction::commit(changes, moment, [&] {
         if (++calls != 2) return;
-        std::filesystem::remove(folder_.path("b"));
-        folder_.makeFolder("b");
+        std::filesystem::remove(folder.path("b"));
+        folder.makeFolder("b");
     });
-    const std::string copy = folder_.path("b.larkmoor-backup-" MOMENT);
-    EXPECT_EQ(result, refused({{"~/b", notWritten(folder_.path("b"), "Is a directory")},
-                               {"~/b", notPutBack(folder_.path("b"), "Is a directory")},
+    const std::string copy = folder.path("b.larkmoor-backup-" MOMENT);
+    EXPECT_EQ(result, refused({{"~/b", notWritten(folder.path("b"), "Is a directory")},
+                               {"~/b", notPutBack(folder.path("b"), "Is a directory")},
                                {copy, kept}}));
-    EXPECT_THAT(folder_.names(), ElementsAre("a", "b", "b.larkmoor-backup-" MOMENT));
-    EXPECT_EQ(folder_.read("a"), "old a");
-    EXPECT_EQ(folder_.read("b.larkmoor-backup-" MOMENT), "old b");
+    EXPECT_THAT(folder.names(), ElementsAre("a", "b", "b.larkmoor-backup-" MOMENT));
+    EXPECT_EQ(folder.read("a"), "old a");
+    EXPECT_EQ(folder.read("b.larkmoor-backup-" MOMENT), "old b");
 }
 
 TEST_F(TransactionFaults, AMadeFileThatCannotBeTakenBackIsToldOfWithoutACopy) {
-    folder_.makeFolder("one");
-    folder_.makeFolder("two");
-    FileChange made = folder_.change("one/a", "new a");
-    const FileChange changes[] = {made, folder_.change("two/b", "new b")};
+    folder.makeFolder("one");
+    folder.makeFolder("two");
+    FileChange made = folder.change("one/a", "new a");
+    const FileChange changes[] = {made, folder.change("two/b", "new b")};
     int calls = 0;
     const auto result = Transaction::commit(changes, moment, [&] {
         if (++calls != 2) return;
-        folder_.setMode("one", 0555);
-        std::filesystem::remove_all(folder_.path("two"));
+        folder.setMode("one", 0555);
+        std::filesystem::remove_all(folder.path("two"));
     });
-    EXPECT_EQ(result, refused({{"~/two/b", notWritten(folder_.path("two/b"), "No such file or directory")},
-                               {"~/one/a", notPutBack(folder_.path("one/a"), "Permission denied")}}));
-    EXPECT_EQ(folder_.read("one/a"), "new a");
+    EXPECT_EQ(result, refused({{"~/two/b", notWritten(folder.path("two/b"), "No such file or directory")},
+                               {"~/one/a", notPutBack(folder.path("one/a"), "Permission denied")}}));
+    EXPECT_EQ(folder.read("one/a"), "new a");
 }
 
 TEST_F(TransactionFaults, ALinkIntoAnotherFolderStaysOne) {
-    folder_.makeFolder("dotfiles");
-    folder_.makeFolder("harness");
-    folder_.write("dotfiles/real", "old", 0600);
-    folder_.link("harness/settings", "../dotfiles/real");
-    FileChange change = folder_.change("harness/settings", "new");
+    folder.makeFolder("dotfiles");
+    folder.makeFolder("harness");
+    folder.write("dotfiles/real", "old", 0600);
+    folder.link("harness/settings", "../dotfiles/real");
+    FileChange change = folder.change("harness/settings", "new");
     change.path = ConfigPath::canonical(change.path);
-    const std::string copy = folder_.path("dotfiles/real.larkmoor-backup-" MOMENT);
+    const std::string copy = folder.path("dotfiles/real.larkmoor-backup-" MOMENT);
     EXPECT_EQ(Transaction::commit({{change}}, moment),
               TransactionResult(Committed{{copy}, {{copy, "a copy of the file was made here first"}}}));
-    EXPECT_TRUE(folder_.isLink("harness/settings"));
-    EXPECT_EQ(folder_.read("harness/settings"), "new");
-    EXPECT_FALSE(folder_.isLink("dotfiles/real"));
-    EXPECT_EQ(folder_.mode("dotfiles/real"), 0600U);
-    EXPECT_THAT(folder_.names("harness"), ElementsAre("settings"));
-    EXPECT_THAT(folder_.names("dotfiles"), ElementsAre("real", "real.larkmoor-backup-" MOMENT));
+    EXPECT_TRUE(folder.isLink("harness/settings"));
+    EXPECT_EQ(folder.read("harness/settings"), "new");
+    EXPECT_FALSE(folder.isLink("dotfiles/real"));
+    EXPECT_EQ(folder.mode("dotfiles/real"), 0600U);
+    EXPECT_THAT(folder.names("harness"), ElementsAre("settings"));
+    EXPECT_THAT(folder.names("dotfiles"), ElementsAre("real", "real.larkmoor-backup-" MOMENT));
 }
 
 TEST_F(TransactionFaults, ALinkThatDanglesGivesPlaceToTheFile) {
-    folder_.makeFolder("harness");
-    folder_.link("harness/settings", "../nowhere");
-    FileChange change = folder_.change("harness/settings", "new");
+    folder.makeFolder("harness");
+    folder.link("harness/settings", "../nowhere");
+    FileChange change = folder.change("harness/settings", "new");
     change.path = ConfigPath::canonical(change.path);
     EXPECT_EQ(Transaction::commit({{change}}, moment), TransactionResult(Committed{}));
-    EXPECT_FALSE(folder_.isLink("harness/settings"));
-    EXPECT_EQ(folder_.read("harness/settings"), "new");
-    EXPECT_EQ(folder_.read("nowhere"), std::nullopt);
+    EXPECT_FALSE(folder.isLink("harness/settings"));
+    EXPECT_EQ(folder.read("harness/settings"), "new");
+    EXPECT_EQ(folder.read("nowhere"), std::nullopt);
 }
 
 class FullDisk : public TransactionFaults {
   protected:
+    static constexpr std::size_t page = 4096;  ///< what the disk gives out at once
+
     void SetUp() override {
         TransactionFaults::SetUp();
         const char* disk = std::getenv("LARKMOOR_SMALL_DISK");
         if (disk == nullptr) GTEST_SKIP() << "LARKMOOR_SMALL_DISK names no small disk; Scripts/lib/as-tester makes one";
-        small_ = std::make_unique<ConfigFolder>(disk);
+        small = std::make_unique<ConfigFolder>(disk);
     }
 
     /// Writes until nothing more goes, and gives back that many bytes, in whole pages.
     void fillAllBut(std::size_t bytes) const {
-        const FileDescriptor file{::open(small_->path("filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)};
-        const std::string page(4096, 'f');
+        const FileDescriptor file{::open(small->path("filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)};
+        const std::string filler(page, 'f');
         off_t size = 0;
-        while (::write(file.get(), page.data(), page.size()) == std::ssize(page)) size += std::ssize(page);
+        while (::write(file.get(), filler.data(), page) == std::ssize(filler)) size += std::ssize(filler);
         ASSERT_GE(size, static_cast<off_t>(bytes));
         ASSERT_EQ(::ftruncate(file.get(), size - static_cast<off_t>(bytes)), 0);
     }
 
-    std::unique_ptr<ConfigFolder> small_;
+    std::unique_ptr<ConfigFolder> small;
 };
 
 TEST_F(FullDisk, NoRoomForTheCopyChangesNothing) {
-    small_->write("a", "old");
+    small->write("a", "old");
     fillAllBut(0);
-    const std::string copy = small_->path("a.larkmoor-backup-" MOMENT);
-    EXPECT_EQ(Transaction::commit({{small_->change("a", "new")}}, moment),
+    const std::string copy = small->path("a.larkmoor-backup-" MOMENT);
+    EXPECT_EQ(Transaction::commit({{small->change("a", "new")}}, moment),
               refused({{"~/a", "this file was not copied, so nothing was written — " + copy +
                                    " could not be written: No space left on device"}}));
-    EXPECT_THAT(small_->names(), ElementsAre("a", "filler"));
-    EXPECT_EQ(small_->read("a"), "old");
+    EXPECT_THAT(small->names(), ElementsAre("a", "filler"));
+    EXPECT_EQ(small->read("a"), "old");
 }
 
 TEST_F(FullDisk, NoRoomForTheNewBytesPutsEverythingBack) {
-    small_->write("a", "old a");
-    small_->write("b", "old b");
-    fillAllBut(4 * 4096);
-    const std::string large(5 * 4096, 'n');
-    const FileChange changes[] = {small_->change("a", "new a"), small_->change("b", large)};
+    small->write("a", "old a");
+    small->write("b", "old b");
+    fillAllBut(4 * page);
+    const std::string large(5 * page, 'n');
+    const FileChange changes[] = {small->change("a", "new a"), small->change("b", large)};
     EXPECT_EQ(Transaction::commit(changes, moment),
-              refused({{"~/b", notWritten(small_->path("b"), "No space left on device")}}));
-    EXPECT_THAT(small_->names(), ElementsAre("a", "b", "filler"));
-    EXPECT_EQ(small_->read("a"), "old a");
-    EXPECT_EQ(small_->read("b"), "old b");
+              refused({{"~/b", notWritten(small->path("b"), "No space left on device")}}));
+    EXPECT_THAT(small->names(), ElementsAre("a", "b", "filler"));
+    EXPECT_EQ(small->read("a"), "old a");
+    EXPECT_EQ(small->read("b"), "old b");
 }
 
 TEST_F(FullDisk, NoRoomToRestoreKeepsTheCopies) {
-    small_->write("a", "old a");
-    small_->write("b", "old b");
-    const FileChange changes[] = {small_->change("a", "new a"), small_->change("b", "new b")};
+    small->write("a", "old a");
+    small->write("b", "old b");
+    const FileChange changes[] = {small->change("a", "new a"), small->change("b", "new b")};
     int calls = 0;
     const auto result = Transaction::commit(changes, moment, [&] {
         if (++calls != 2) return;
-        small_->spoilRename("b");
+        small->spoilRename("b");
         fillAllBut(0);
     });
     const std::string full = "No space left on device";
-    EXPECT_EQ(result, refused({{"~/b", notWritten(small_->path("b"), "No such file or directory")},
-                               {"~/a", notPutBack(small_->path("a"), full)},
-                               {small_->path("a.larkmoor-backup-" MOMENT), kept},
-                               {"~/b", notPutBack(small_->path("b"), full)},
-                               {small_->path("b.larkmoor-backup-" MOMENT), kept}}));
-    EXPECT_EQ(small_->read("a"), "new a");
-    EXPECT_EQ(small_->read("a.larkmoor-backup-" MOMENT), "old a");
-    EXPECT_EQ(small_->read("b"), "old b");
-    EXPECT_EQ(small_->read("b.larkmoor-backup-" MOMENT), "old b");
-    EXPECT_EQ(small_->names().size(), 5U) << "no temporary file is left on a disk that has no room for it";
+    EXPECT_EQ(result, refused({{"~/b", notWritten(small->path("b"), "No such file or directory")},
+                               {"~/a", notPutBack(small->path("a"), full)},
+                               {small->path("a.larkmoor-backup-" MOMENT), kept},
+                               {"~/b", notPutBack(small->path("b"), full)},
+                               {small->path("b.larkmoor-backup-" MOMENT), kept}}));
+    EXPECT_EQ(small->read("a"), "new a");
+    EXPECT_EQ(small->read("a.larkmoor-backup-" MOMENT), "old a");
+    EXPECT_EQ(small->read("b"), "old b");
+    EXPECT_EQ(small->read("b.larkmoor-backup-" MOMENT), "old b");
+    EXPECT_EQ(small->names().size(), 5U) << "no temporary file is left on a disk that has no room for it";
 }
 
 }  // namespace

@@ -2,10 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <set>
 
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
