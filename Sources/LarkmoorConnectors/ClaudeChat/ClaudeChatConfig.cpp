@@ -1,0 +1,58 @@
+#include "LarkmoorConnectors/ClaudeChat/ClaudeChatConfig.h"
+
+#include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
+#include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
+#include "LarkmoorConnectors/ConfigFile/JSONText.h"
+#include "LarkmoorConnectors/Framework/BundleCommand.h"
+
+namespace larkmoor {
+
+namespace {
+
+Connectors::Profile profileOf(std::string_view command) {
+    const bool isDevelopment = command.contains("dist-dev") || command.contains("/fenwright/larkmoor");
+    return isDevelopment ? Connectors::Profile::dev : Connectors::Profile::production;
+}
+
+}  // namespace
+
+std::vector<const JSONMember*> ClaudeChatConfig::ours(const JSONNode& root, Connectors::Profile profile) const {
+    std::vector<const JSONMember*> ours;
+    const JSONNode* servers = root.node({"mcpServers"});
+    if (servers == nullptr) return ours;
+    for (const JSONMember& server : servers->members()) {
+        const JSONMember* command = server.value.member("command");
+        const auto text = command == nullptr ? std::nullopt : command->value.text();
+        if (text && BundleCommand::names(*text, "larkmoor-mcp") && profileOf(*text) == profile) ours.push_back(&server);
+    }
+    return ours;
+}
+
+std::optional<std::string> ClaudeChatConfig::unreadableReason(BytesView bytes, Connectors::Profile profile) const {
+    const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
+    if (!scan) return scan.error().description();
+    if (auto reason = JSONDuplicates::reason(scan->root)) return reason;
+    if (const JSONNode* servers = scan->root.node({"mcpServers"})) {
+        if (auto reason = JSONDuplicates::reason(*servers)) return reason;
+    }
+    for (const JSONMember* entry : ours(scan->root, profile)) {
+        if (auto reason = JSONDuplicates::reason(entry->value)) return reason;
+    }
+    return std::nullopt;
+}
+
+std::expected<ClaudeChatConfig::Retired, JSONEditFailure> ClaudeChatConfig::retired(BytesView bytes,
+                                                                                    Connectors::Profile profile) const {
+    const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
+    if (!scan) return std::unexpected{JSONEditFailure{scan.error()}};
+    Retired result{copyBytes(bytes), {}};
+    for (const JSONMember* entry : ours(scan->root, profile)) {
+        auto edited = JSONEdit::removeMember(result.bytes, {"mcpServers"}, entry->key, JSONDialect::strict);
+        if (!edited) return std::unexpected{std::move(edited.error())};
+        result.bytes = std::move(*edited);
+        result.names.emplace_back(entry->key.view());
+    }
+    return result;
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,35 @@
+// The entries that earlier builds put into the chat application's configuration. There is no key that is ours by name:
+// an entry is ours by what it runs. Maps bytes to bytes and touches no file.
+#pragma once
+
+#include <expected>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "LarkmoorConnectors/ClaudeChat/ClaudeChatPaths.h"
+#include "LarkmoorConnectors/ConfigFile/JSONEditFailure.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
+#include "LarkmoorConnectors/Framework/Profile.h"
+#include "LarkmoorPlatform/Bytes.h"
+
+namespace larkmoor {
+
+struct ClaudeChatConfig {
+    ClaudeChatPaths paths;
+
+    struct Retired {
+        Bytes bytes;
+        std::vector<std::string> names;  ///< the keys removed, in file order
+    };
+
+    /// The members of `mcpServers` that are ours and of this build family; valid as long as `root` is.
+    std::vector<const JSONMember*> ours(const JSONNode& root, Connectors::Profile profile) const;
+
+    /// Without those; an object that they leave empty stays.
+    std::expected<Retired, JSONEditFailure> retired(BytesView bytes, Connectors::Profile profile) const;
+
+    std::optional<std::string> unreadableReason(BytesView bytes, Connectors::Profile profile) const;
+};
+
+}  // namespace larkmoor

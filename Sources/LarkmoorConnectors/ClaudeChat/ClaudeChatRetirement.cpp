@@ -1,0 +1,40 @@
+#include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
+
+#include <fmt/format.h>
+
+#include "LarkmoorConnectors/ClaudeChat/ClaudeChatConfig.h"
+#include "LarkmoorConnectors/ConfigFile/Transaction.h"
+#include "LarkmoorPlatform/Files.h"
+
+namespace larkmoor {
+
+ConnectorOutcome ClaudeChatRetirement::retire() const {
+    const std::string& file = paths.configFile;
+    const ClaudeChatConfig config{paths};
+    auto before = Files::read(file);
+    if (!before) return ConnectorOutcome::unchanged({{file, "there is no file here"}});
+    if (const auto reason = config.unreadableReason(*before, profile)) {
+        return ConnectorOutcome::refused({{file, "this file did not read as JSON — " + *reason}});
+    }
+    auto retired = config.retired(*before, profile);
+    if (!retired) {
+        return ConnectorOutcome::refused({{file, "nothing was written — " + retired.error().description()}});
+    }
+    const FileChange change{file, file, std::move(*before), std::move(retired->bytes)};
+    return Transaction::commit(std::span{&change, 1}, now())
+        .visit(
+            [&](const TransactionResult::Committed& committed) {
+                ConnectorOutcome outcome{ConnectorOutcome::Result::changed, committed.observations, committed.backups};
+                for (const std::string& name : retired->names) {
+                    outcome.observations.push_back(
+                        {file, fmt::format("the Larkmoor entry \"{}\" was removed from this file", name)});
+                }
+                return outcome;
+            },
+            [](const TransactionResult::Refused& refusal) { return ConnectorOutcome::refused(refusal.observations); },
+            [&](const TransactionResult::Unchanged&) {
+                return ConnectorOutcome::unchanged({{file, "this file holds no Larkmoor entry of this profile"}});
+            });
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,89 @@
+#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeInventory.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <ranges>
+#include <span>
+#include <tuple>
+
+#include "LarkmoorConnectors/Framework/FolderNames.h"
+#include "LarkmoorPlatform/Files.h"
+
+namespace larkmoor::ClaudeCodeInventory {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using TimePoint = std::chrono::system_clock::time_point;
+
+constexpr TimePoint distantPast = TimePoint::min();
+
+bool isFolder(const std::string& path) {
+    std::error_code ignored;
+    return fs::is_directory(path, ignored);
+}
+
+TimePoint lastActivity(const std::string& folder) {
+    std::error_code failed;
+    fs::directory_iterator entry{folder, failed};
+    if (failed) return distantPast;
+    TimePoint newest = Files::modified(folder).value_or(distantPast);
+    for (const fs::directory_iterator end; !failed && entry != end; entry.increment(failed)) {
+        if (isFolder(entry->path().string())) continue;
+        if (const auto modified = Files::modified(entry->path().string())) newest = std::max(newest, *modified);
+    }
+    return newest;
+}
+
+/// Goes on from `reached`, which ends in a slash, with a folder or file whose name begins with `pending`: what comes
+/// next is a name in that folder, or else belongs to this one.
+std::optional<std::string> resolve(const std::string& reached, const std::string& pending,
+                                   std::span<const std::string_view> rest) {
+    const std::string path = reached + pending;
+    if (rest.empty()) return Files::exists(path) ? std::optional{path} : std::nullopt;
+    if (!pending.empty() && isFolder(path)) {
+        if (auto found = resolve(path + "/", std::string{rest.front()}, rest.subspan(1))) return found;
+    }
+    return resolve(reached, fmt::format("{}-{}", pending, rest.front()), rest.subspan(1));
+}
+
+}  // namespace
+
+std::string decodeProjectPath(std::string_view name) {
+    if (name.starts_with('-')) name.remove_prefix(1);
+    std::vector<std::string_view> pieces;
+    for (const auto piece : std::views::split(name, '-')) pieces.emplace_back(piece.begin(), piece.end());
+    if (!pieces.empty()) {
+        if (auto path = resolve("/", std::string{pieces.front()}, std::span{pieces}.subspan(1))) return *path;
+    }
+    return fmt::format("/{} (decoded path not verified on disk)", fmt::join(pieces, "/"));
+}
+
+ProjectReport projects(const ClaudeCodePaths& paths) {
+    ProjectReport report{.source = paths.projectsDirectory(), .projects = {}, .note = {}};
+    for (const std::string& name : namesInFolder(paths.projectsDirectory())) {
+        const std::string folder = paths.projectsDirectory() + "/" + name;
+        if (!isFolder(folder)) continue;
+        report.projects.push_back({.path = decodeProjectPath(name),
+                                   .lastActivity = lastActivity(folder),
+                                   .memory = ConnectorMemoryFile::stat(folder + "/memory/MEMORY.md")});
+    }
+    if (report.projects.empty()) report.note = "no session store found";
+    std::ranges::sort(report.projects, [](const ConnectorProject& left, const ConnectorProject& right) {
+        return std::tie(right.lastActivity, left.path) < std::tie(left.lastActivity, right.path);
+    });
+    return report;
+}
+
+MemoryFileReport memoryFiles(const ClaudeCodePaths& paths) {
+    MemoryFileReport report;
+    if (auto file = ConnectorMemoryFile::stat(paths.globalMemoryFile())) report.files.push_back(std::move(*file));
+    for (auto& file : ConnectorMemoryFile::markdown(paths.memoryDirectory())) report.files.push_back(std::move(file));
+    return report;
+}
+
+}  // namespace larkmoor::ClaudeCodeInventory

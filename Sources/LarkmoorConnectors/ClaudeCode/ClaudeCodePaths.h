@@ -1,0 +1,36 @@
+// Where Claude Code keeps what we touch or read, and where our executables lie.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace larkmoor {
+
+/// All absolute.
+struct ClaudeCodePaths {
+    std::string configDirectory;
+    std::string settingsFile;
+    std::string mcpFile;
+    std::string receiptFile;
+    std::string hookBinary;
+    std::string mcpBinary;
+    std::int64_t hookTimeoutSeconds = 3;
+
+    static ClaudeCodePaths under(const std::string& home, const std::string& bundle,
+                                 std::int64_t hookTimeoutSeconds = 3);
+
+    std::string hookCommand() const;
+    /// Those that run before a prompt, in their order.
+    std::vector<std::string> hookCommands() const;
+    /// The one that runs before a tool of ours.
+    std::string preToolCommand() const;
+
+    std::string projectsDirectory() const { return configDirectory + "/projects"; }
+    std::string globalMemoryFile() const { return configDirectory + "/CLAUDE.md"; }
+    std::string memoryDirectory() const { return configDirectory + "/memory"; }
+
+    bool operator==(const ClaudeCodePaths&) const = default;
+};
+
+}  // namespace larkmoor

@@ -1,0 +1,31 @@
+// The MCP server entry in a JSON file whose `mcpServers` object goes from a server's name to how it is started. The key
+// is ours by its name, so no entry has to prove whose it is. Pure functions over bytes of the strict dialect, but that
+// `find` asks whether the executable is on the disk.
+#pragma once
+
+#include <expected>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "LarkmoorConnectors/ConfigFile/JSONEditFailure.h"
+#include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
+#include "LarkmoorConnectors/Framework/Block.h"
+
+namespace larkmoor {
+
+struct ServerEntry {
+    std::string command;  ///< the executable's path
+    Created object;       ///< noted when an install makes `mcpServers`
+
+    /// What this build writes.
+    JSONLiteral entry() const;
+
+    BlockFinding find(std::optional<BytesView> bytes) const;
+    /// A whole entry that differs is replaced, with whatever the user put into it.
+    std::expected<BlockInstalled, JSONEditFailure> installed(BytesView bytes) const;
+    std::expected<BlockRemoved, JSONEditFailure> removed(BytesView bytes, const std::set<Created>& created) const;
+    std::optional<std::string> unreadableReason(BytesView bytes) const;
+};
+
+}  // namespace larkmoor
