@@ -1,5 +1,6 @@
 #include "LarkmoorMenuApp/MenuBar.h"
 
+#include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
 #include "LarkmoorKit/Menu/MenuHeaderTitle.h"
 #include "LarkmoorKit/Menu/MenuLabels.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
@@ -8,8 +9,6 @@ namespace larkmoor {
 
 namespace {
 
-/// The application whose end lets its old connection be retired.
-constexpr std::string_view claudeBundleID = "com.anthropic.claudefordesktop";
 constexpr std::string_view cancelNotification = "tools.fenwright.larkmoor.cancel-local-models";
 
 Task<void> runDuty(MenuDuties::Duty duty, std::shared_ptr<MenuBar> self, Completion* end) {
@@ -102,7 +101,7 @@ Task<void> MenuBar::updatesInOrder(std::shared_ptr<MenuBar> self) {
 }
 
 void MenuBar::observeClaude() {
-    platform_.applications.onEnd(std::string{claudeBundleID},
+    platform_.applications.onEnd(std::string{ClaudeChatRetirement::claudeBundleID},
                                  weakly([](MenuBar& self) { self.start(self.duties_.retireChatConnection); }));
 }
 

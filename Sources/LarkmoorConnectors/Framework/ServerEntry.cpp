@@ -47,7 +47,7 @@ BlockFinding ServerEntry::find(std::optional<BytesView> bytes) const {
     const auto scan = JSONText::scanWithTrivia(*bytes, JSONDialect::strict);
     if (!scan) return BlockFinding::Unreadable{scan.error().description()};
     if (auto reason = duplicateIn(scan->root)) return BlockFinding::Unreadable{std::move(*reason)};
-    if (const JSONNode* object = objectIn(scan->root); object != nullptr && !object->isObject()) {
+    if (const JSONNode* list = objectIn(scan->root); list != nullptr && !list->isObject()) {
         return BlockFinding::Foreign{
             {"the mcpServers value in this file is not an object, so no entry can be put in it"}};
     }

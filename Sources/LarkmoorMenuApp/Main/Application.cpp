@@ -1,13 +1,16 @@
 #include "LarkmoorMenuApp/Main/Application.h"
 
 #include "CXPCShim/larkmoor_mach_service_registered.h"
+#include "LarkmoorConnectors/Framework/InstalledBundle.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/FirstRun/FirstRunWarm.h"
 #include "LarkmoorKit/Trace/SetupLog.h"
+#include "LarkmoorMenuApp/ConvergeDuties.h"
 #include "LarkmoorMenuApp/JourneyQuestion.h"
 #include "LarkmoorPlatform/BlockingWork.h"
 #include "LarkmoorPlatform/Files.h"
 #include "LarkmoorPlatform/Linux/MessageServiceDial.h"
+#include "LarkmoorPlatform/Linux/ProcessScan.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
 namespace larkmoor {
@@ -96,6 +99,11 @@ MenuDuties Application::duties() {
     duties.clearQuitAndHealLooseAgent = [this] { return clearQuitAndHealLooseAgent(); };
     duties.releaseQuitIfHeld = [this] { return daemonAgent_.releaseQuitIfHeld(quitSentinel_); };
     duties.journeyWarranted = [this] { return journeyWarranted(client_, support_); };
+    ConvergeDuties::join(duties,
+                         {.home = home_,
+                          .bundle = InstalledBundle::current(),
+                          .runningApplications = [scan = std::make_shared<ProcessScan>()] { return scan->look(); },
+                          .log = platformLog});
     return duties;
 }
 

@@ -1,0 +1,127 @@
+#include "Entry.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include "LarkmoorWire/Codec/RawText.h"
+
+namespace larkmoor::connect {
+
+namespace {
+
+using Moment = std::chrono::system_clock::time_point;
+using Members = std::vector<JSONLiteral::Member>;
+
+std::string shown(Moment moment) {
+    if (moment == Moment::min()) return "never";
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(moment);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)));
+}
+
+JSONLiteral list(const std::vector<std::string>& texts) { return JSONLiteral::array({texts.begin(), texts.end()}); }
+
+JSONLiteral list(const std::vector<Observation>& observations) {
+    std::vector<JSONLiteral> all;
+    for (const auto& [subject, text] : observations) {
+        all.push_back(JSONLiteral::object({{"subject", subject}, {"text", text}}));
+    }
+    return JSONLiteral::array(std::move(all));
+}
+
+JSONLiteral fileLiteral(const ConnectorMemoryFile& file) {
+    Members members{{"path", file.path}};
+    if (file.bytes) members.push_back({"bytes", *file.bytes});
+    if (file.modified) members.push_back({"modified", shown(*file.modified)});
+    return JSONLiteral::object(std::move(members));
+}
+
+std::string fileWords(const ConnectorMemoryFile& file) {
+    return fmt::format("{}{}", file.bytes ? fmt::format("{} bytes", *file.bytes) : "unknown size",
+                       file.modified ? ", changed " + shown(*file.modified) : "");
+}
+
+}  // namespace
+
+Entry Entry::of(const ScanReport& report) {
+    const std::string state{rawText(report.state)};
+    return {.id = report.identity.id,
+            .standing = state,
+            .observations = report.observations,
+            .fields = {{"state", state},
+                       {"observations", list(report.observations)},
+                       {"backups", list(std::vector<std::string>{})}}};
+}
+
+Entry Entry::of(std::string id, const ConnectorOutcome& outcome) {
+    const std::string result{rawText(outcome.result)};
+    return {.id = std::move(id),
+            .standing = result,
+            .observations = outcome.observations,
+            .backups = outcome.backups,
+            .refused = outcome.result == ConnectorOutcome::Result::refused,
+            .fields = {
+                {"result", result}, {"observations", list(outcome.observations)}, {"backups", list(outcome.backups)}}};
+}
+
+Entry Entry::of(std::string id, const ProjectReport& report) {
+    Entry entry{.id = std::move(id), .standing = fmt::format("{} projects", report.projects.size())};
+    std::vector<JSONLiteral> projects;
+    for (const ConnectorProject& project : report.projects) {
+        Members members{{"path", project.path}, {"lastActivity", shown(project.lastActivity)}};
+        entry.observations.push_back({project.path, "last activity " + shown(project.lastActivity)});
+        if (project.memory) {
+            members.push_back({"memory", fileLiteral(*project.memory)});
+            entry.observations.push_back(
+                {project.path, "memory " + project.memory->path + ", " + fileWords(*project.memory)});
+        }
+        projects.push_back(JSONLiteral::object(std::move(members)));
+    }
+    if (report.source) entry.fields.push_back({"source", *report.source});
+    entry.fields.push_back({"projects", JSONLiteral::array(std::move(projects))});
+    if (report.note) {
+        entry.fields.push_back({"note", *report.note});
+        entry.observations.push_back({report.source.value_or(entry.id), *report.note});
+    }
+    return entry;
+}
+
+Entry Entry::of(std::string id, const MemoryFileReport& report) {
+    Entry entry{.id = std::move(id), .standing = fmt::format("{} memory files", report.files.size())};
+    std::vector<JSONLiteral> files;
+    for (const ConnectorMemoryFile& file : report.files) {
+        files.push_back(fileLiteral(file));
+        entry.observations.push_back({file.path, fileWords(file)});
+    }
+    entry.fields.push_back({"files", JSONLiteral::array(std::move(files))});
+    return entry;
+}
+
+Entry Entry::ofStale(std::string id, bool isStale) {
+    return {.id = std::move(id), .standing = isStale ? "stale" : "not stale", .fields = {{"stale", isStale}}};
+}
+
+std::string plain(const std::vector<Entry>& entries) {
+    std::string text;
+    for (const Entry& entry : entries) {
+        text += fmt::format("{}: {}\n", entry.id, entry.standing);
+        std::string_view place;
+        for (const auto& [subject, said] : entry.observations) {
+            if (subject != place) text += fmt::format("  {}\n", subject);
+            place = subject;
+            text += fmt::format("    {}\n", said);
+        }
+    }
+    return text;
+}
+
+std::string json(const std::vector<Entry>& entries) {
+    std::vector<JSONLiteral> objects;
+    for (const Entry& entry : entries) {
+        Members members{{"id", entry.id}};
+        members.insert(members.end(), entry.fields.begin(), entry.fields.end());
+        objects.push_back(JSONLiteral::object(std::move(members)));
+    }
+    return JSONLiteral::array(std::move(objects)).render("", "  ", {.spread = true}) + "\n";
+}
+
+}  // namespace larkmoor::connect

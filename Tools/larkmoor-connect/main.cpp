@@ -1,0 +1,15 @@
+// larkmoor-connect: the connectors' verbs on a given home.
+#include <unistd.h>
+
+#include "LarkmoorPlatform/Files.h"
+#include "Run.h"
+
+int main(int count, char** words) {
+    using namespace larkmoor;
+    const connect::Outcome outcome = connect::run({words + 1, words + count});
+    const auto printed = Files::writeAll(STDOUT_FILENO, asBytes(outcome.output), "standard output");
+    const std::string errors = printed ? outcome.errors : printed.error().description() + "\n";
+    // Where standard error is gone, too, the exit status still tells.
+    (void)Files::writeAll(STDERR_FILENO, asBytes(errors), "standard error");
+    return printed ? outcome.status : connect::Outcome::refused;
+}
