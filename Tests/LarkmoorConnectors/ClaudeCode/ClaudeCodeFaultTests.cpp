@@ -1,0 +1,211 @@
+// Claude Code's verbs where the disk, its owner or another program is in the way. As somebody who is not root.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <thread>
+
+#include "LarkmoorConnectors/ConnectorHome.h"
+
+namespace larkmoor {
+namespace {
+
+using testing::ConnectorHome;
+using testing::moment;
+using testing::receiptFile;
+using testing::serverFile;
+using testing::settingsFile;
+using HomeFiles = std::map<std::string, std::string>;
+
+constexpr const char* usersSettings = "{\n  \"model\": \"x\"\n}\n";
+constexpr const char* copyOf = ".larkmoor-backup-" MOMENT;
+
+class ClaudeCodeFaults : public ::testing::Test {
+  protected:
+    void SetUp() override { ASSERT_NE(::geteuid(), 0U) << "root is refused nothing"; }
+
+    /// The verb refuses in these words and leaves every file as it was.
+    void expectRefused(const ConnectorOutcome& outcome, const std::string& told, const HomeFiles& before) {
+        EXPECT_EQ(home.told(outcome), "refused\n" + told);
+        EXPECT_TRUE(outcome.backups.empty());
+        EXPECT_EQ(home.files(), before);
+    }
+
+    ConnectorHome home;
+};
+
+TEST_F(ClaudeCodeFaults, WhatCannotBeWrittenIsRefusedBeforeAnythingIs) {
+    struct Case {
+        std::string_view name, locked;
+        mode_t mode;
+        std::string_view told;
+    };
+    const Case table[] = {
+        {"a settings file", settingsFile, 0444,
+         "~/.claude/settings.json: this file cannot be written by this user, so nothing was written"},
+        {"a server file", serverFile, 0444,
+         "~/.claude.json: this file cannot be written by this user, so nothing was written"},
+        {"a folder", ".claude", 0555, "~/.claude: this folder cannot be written by this user, so nothing was written"},
+        {"a file that nobody may touch", settingsFile, 0000,
+         "~/.claude/settings.json: this file cannot be written by this user, so nothing was written"},
+        // It could be replaced by one rename, and with it what we never read.
+        {"a file that may be written and not read", settingsFile, 0222,
+         "~/.claude/settings.json: this file did not read as JSON, so nothing was written — Permission denied"},
+    };
+    for (const Case& row : table) {
+        SCOPED_TRACE(row.name);
+        home.write(settingsFile, usersSettings);
+        home.write(serverFile, "{}");
+        const mode_t before = home.mode(row.locked);
+        home.setMode(row.locked, row.mode);
+        expectRefused(home.claudeCode().install(), std::string{row.told}, home.files());
+        home.setMode(row.locked, before);
+        EXPECT_EQ(home.read(settingsFile), usersSettings);
+    }
+}
+
+TEST_F(ClaudeCodeFaults, AFolderInAFilesPlaceIsRefused) {
+    home.makeFolder(settingsFile);
+    EXPECT_EQ(home.told(home.claudeCode().scan()),
+              "found\n~/.claude/settings.json: there is no file here\n~/.claude.json: there is no file here");
+    expectRefused(home.claudeCode().install(),
+                  "~/.claude/settings.json: there is a directory at this path, so nothing was written", {});
+}
+
+TEST_F(ClaudeCodeFaults, AFailedSecondWriteTakesTheFirstBack) {
+    home.write(settingsFile, usersSettings);
+    home.write(serverFile, "{}");
+    const HomeFiles before = home.files();
+    ClaudeCodeConnector connector = home.claudeCode();
+    // The second file's folder takes no rename any more once the first file is written.
+    connector.beforeRename = [&, first = true]() mutable {
+        if (!first)
+            std::filesystem::remove_all(home.path(serverFile)),
+                std::filesystem::create_directory(home.path(serverFile));
+        first = false;
+    };
+    const std::string told = home.told(connector.install());
+    EXPECT_TRUE(
+        told.starts_with("refused\n~/.claude.json: this file was not written, so nothing was changed — ~/.claude.json "
+                         "could not be written: Is a directory"))
+        << told;
+    EXPECT_EQ(home.read(settingsFile), usersSettings);
+    EXPECT_EQ(home.read(receiptFile), std::nullopt);
+}
+
+TEST_F(ClaudeCodeFaults, AReceiptThatCannotBeWrittenIsSaid) {
+    home.makeFolder(".claude");
+    home.makeFolder("Library");
+    home.setMode("Library", 0555);
+    EXPECT_EQ(home.told(home.claudeCode().install()),
+              "changed\n~/Library/Application Support/Larkmoor/Connectors/claude-code.json: the record of what was "
+              "created was "
+              "not written here — ~/Library/Application Support could not be written: Permission denied\n"
+              "~/.claude/settings.json: the Larkmoor entry was written to this file\n"
+              "~/.claude.json: the Larkmoor entry was written to this file");
+    home.setMode("Library", 0755);
+    // The next install finds nothing to do, so what we made counts as the user's from now on.
+    EXPECT_EQ(home.claudeCode().install().result, ConnectorOutcome::Result::unchanged);
+    EXPECT_EQ(home.read(receiptFile), std::nullopt);
+}
+
+TEST_F(ClaudeCodeFaults, LinksIntoADotfilesFolderStayLinks) {
+    home.write("dotfiles/claude.json", usersSettings);
+    home.setMode("dotfiles/claude.json", 0600);
+    home.makeFolder(".claude");
+    std::filesystem::create_symlink("../dotfiles/claude.json", home.path(settingsFile));
+    const std::string copy = std::string{"~/dotfiles/claude.json"} + copyOf;
+    EXPECT_EQ(home.told(home.claudeCode().install()),
+              "changed\n" + copy +
+                  ": a copy of the file was made here first\n"
+                  "~/.claude/settings.json: the Larkmoor entry was written to this file\n"
+                  "~/.claude.json: the Larkmoor entry was written to this file");
+    EXPECT_EQ(home.files().at(settingsFile), "-> ../dotfiles/claude.json");
+    EXPECT_EQ(home.mode("dotfiles/claude.json"), 0600U);
+    EXPECT_EQ(home.mode("dotfiles/claude.json" + std::string{copyOf}), 0600U);
+    EXPECT_EQ(home.claudeCode().scan().state, ConnectorState::connected);
+    EXPECT_EQ(home.claudeCode().remove().result, ConnectorOutcome::Result::changed);
+    EXPECT_EQ(home.read("dotfiles/claude.json"), usersSettings);
+    EXPECT_EQ(home.files().at(settingsFile), "-> ../dotfiles/claude.json");
+}
+
+TEST_F(ClaudeCodeFaults, AFullDiskLeavesEverythingAsItWas) {
+    const char* disk = std::getenv("LARKMOOR_SMALL_DISK");
+    if (disk == nullptr) GTEST_SKIP() << "LARKMOOR_SMALL_DISK names no small disk to fill";
+    const ConnectorHome small{disk};
+    small.write(settingsFile, usersSettings);
+    small.write(serverFile, "{}");
+    const HomeFiles before = small.files();
+    {
+        std::ofstream filler{small.path("filler"), std::ios::binary};
+        while (filler.put('x').flush()) {
+        }
+    }
+    const std::string told = small.told(small.claudeCode().install());
+    std::filesystem::remove(small.path("filler"));
+    EXPECT_TRUE(told.starts_with("refused\n")) << told;
+    EXPECT_TRUE(told.ends_with("No space left on device")) << told;
+    EXPECT_EQ(small.files(), before);
+}
+
+// Nothing locks a harness's file. What a harness writes after we read it is replaced by our rename, and what it wrote
+// before our copy was made lies in that copy: told here as it is.
+TEST_F(ClaudeCodeFaults, AHarnessThatWritesBetweenOurReadAndOurRename) {
+    constexpr const char* theirs = "{\n  \"model\": \"theirs\"\n}\n";
+    home.write(settingsFile, usersSettings);
+    home.write(serverFile, "{}");
+    ClaudeCodeConnector connector = home.claudeCode();
+    connector.beforeRename = [&] { home.write(settingsFile, theirs); };
+    EXPECT_EQ(connector.install().result, ConnectorOutcome::Result::changed);
+    // Two renames, and so two writes of the harness: the later one, of the settings after our own, stands.
+    EXPECT_EQ(home.read(settingsFile), theirs);
+    EXPECT_EQ(home.read(settingsFile + std::string{copyOf}), usersSettings);
+
+    const ConnectorHome other;
+    other.write(settingsFile, usersSettings);
+    other.write(serverFile, "{}");
+    ClaudeCodeConnector once = other.claudeCode();
+    once.beforeRename = [&, first = true]() mutable {
+        if (std::exchange(first, false)) other.write(settingsFile, theirs);
+    };
+    EXPECT_EQ(once.install().result, ConnectorOutcome::Result::changed);
+    const auto after = other.read(settingsFile);
+    ASSERT_TRUE(after);
+    EXPECT_TRUE(after->contains("\"model\": \"x\"")) << "the harness's write is lost, as a whole";
+    EXPECT_EQ(other.claudeCode().scan().state, ConnectorState::connected);
+}
+
+TEST_F(ClaudeCodeFaults, TwoInstallsAtTheSameMomentLeaveOneWholeWiring) {
+    home.write(settingsFile, usersSettings);
+    home.write(serverFile, "{\n  \"a\": 1\n}\n");
+    const ConnectorHome alone;
+    alone.write(settingsFile, usersSettings);
+    alone.write(serverFile, "{\n  \"a\": 1\n}\n");
+    ASSERT_EQ(alone.claudeCode().install().result, ConnectorOutcome::Result::changed);
+    std::atomic<int> refusals = 0;
+    const auto install = [&] {
+        const ConnectorOutcome outcome = home.claudeCode().install();
+        if (outcome.result == ConnectorOutcome::Result::refused) ++refusals;
+    };
+    for (int round = 0; round < 50; ++round) {
+        home.write(settingsFile, usersSettings);
+        home.write(serverFile, "{\n  \"a\": 1\n}\n");
+        std::thread other{install};
+        install();
+        other.join();
+        // One may refuse, since the other's copy has its name; then it has taken back what it wrote, and the next
+        // launch connects.
+        if (home.claudeCode().scan().state != ConnectorState::connected) {
+            EXPECT_GT(refusals, 0);
+            EXPECT_NE(home.claudeCode().install().result, ConnectorOutcome::Result::refused);
+        }
+        EXPECT_EQ(home.read(settingsFile), alone.read(settingsFile));
+        EXPECT_EQ(home.read(serverFile), alone.read(serverFile));
+    }
+    for (const auto& [name, text] : home.files()) EXPECT_FALSE(name.ends_with(".tmp")) << name;
+}
+
+}  // namespace
+}  // namespace larkmoor

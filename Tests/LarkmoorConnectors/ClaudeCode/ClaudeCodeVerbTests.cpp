@@ -1,0 +1,368 @@
+// The whole verbs over real homes: what is said, what the files hold afterwards, the receipt and the copies.
+#include <gtest/gtest.h>
+
+#include "LarkmoorConnectors/ConnectorHome.h"
+
+namespace larkmoor {
+namespace {
+
+using testing::ConnectorHome;
+using testing::receiptFile;
+using testing::serverFile;
+using testing::settingsFile;
+using Files = std::map<std::string, std::string>;
+
+#define SETTINGS "~/.claude/settings.json: "
+#define SERVERS "~/.claude.json: "
+#define COPY ".larkmoor-backup-" MOMENT
+#define COPIED COPY ": a copy of the file was made here first\n"
+#define WRITTEN "the Larkmoor entry was written to this file"
+#define TAKEN "the Larkmoor entry was removed from this file"
+#define AS_IT_WAS "nothing in this file needed changing"
+#define GONE "this file was created when Larkmoor connected and was removed"
+#define NOW_EMPTY "this file is now empty and remains, because Larkmoor did not create it"
+
+constexpr const char* ourSettings = R"({
+  "hooks": {
+    "UserPromptSubmit": [
+      {
+        "hooks": [
+          {
+            "type": "command",
+            "command": "{hook} --harness claude-code --slot rules",
+            "timeout": 3
+          },
+          {
+            "type": "command",
+            "command": "{hook} --harness claude-code --slot index",
+            "timeout": 3
+          },
+          {
+            "type": "command",
+            "command": "{hook} --harness claude-code --slot recall",
+            "timeout": 3
+          }
+        ]
+      }
+    ],
+    "PreToolUse": [
+      {
+        "matcher": "mcp__larkmoor__.*",
+        "hooks": [
+          {
+            "type": "command",
+            "command": "{hook} --harness claude-code --slot pretool",
+            "timeout": 3
+          }
+        ]
+      }
+    ]
+  }
+}
+)";
+
+constexpr const char* ourServers = R"({
+  "mcpServers": {
+    "larkmoor": {
+      "type": "stdio",
+      "command": "{mcp}",
+      "args": [],
+      "env": {}
+    }
+  }
+}
+)";
+
+std::string receipt(const std::vector<std::string>& created) {
+    std::string text = "{\n  \"adopted\": [],\n  \"created\": [";
+    for (const std::string& name : created) text += (name == created.front() ? "\n    \"" : ",\n    \"") + name + "\"";
+    return text + (created.empty() ? "" : "\n  ") + "],\n  \"trustSlots\": []\n}\n";
+}
+
+const std::string allReceipt = receipt({"eventArray", "hookGroup", "hooksObject", "mcpFile", "mcpServersObject",
+                                        "preToolEventArray", "preToolGroup", "settingsFile"});
+
+/// A step of a story: a verb, what it says, and all files of the home after it.
+struct Step {
+    std::string_view verb;
+    std::string told;
+    Files files;
+    std::vector<std::string> backups{};
+};
+
+struct Story {
+    std::string_view name;
+    Files before;
+    std::vector<std::string> folders;
+    std::vector<Step> steps;
+};
+
+std::string tellStep(const ConnectorHome& home, const Step& step) {
+    const ClaudeCodeConnector connector = home.claudeCode();
+    if (step.verb == "scan") return home.told(connector.scan());
+    const ConnectorOutcome outcome = step.verb == "install" ? connector.install() : connector.remove();
+    std::vector<std::string> backups;
+    for (const std::string& backup : outcome.backups) backups.push_back(home.shown(backup));
+    EXPECT_EQ(backups, step.backups);
+    return home.told(outcome);
+}
+
+void tell(const Story& story) {
+    SCOPED_TRACE(story.name);
+    const ConnectorHome home;
+    for (const auto& [name, text] : story.before) home.write(name, text);
+    for (const std::string& folder : story.folders) home.makeFolder(folder);
+    for (const Step& step : story.steps) {
+        SCOPED_TRACE(step.verb);
+        EXPECT_EQ(tellStep(home, step), step.told);
+        EXPECT_EQ(home.files(), step.files);
+    }
+}
+
+TEST(ClaudeCodeVerbs, NothingIsMadeOutOfNothing) {
+    const ConnectorHome home;
+    const Step steps[] = {
+        {"scan", "notFound\n~/.claude: there is no directory here\n" SERVERS "there is no file here", {}},
+        {"install", "refused\n~/.claude: there is no Claude Code configuration here, so nothing was written", {}},
+        {"remove", "unchanged\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS, {}},
+    };
+    for (const Step& step : steps) EXPECT_EQ(tellStep(home, step), step.told);
+    EXPECT_TRUE(std::filesystem::is_empty(home.path()));
+    EXPECT_FALSE(home.claudeCode().staleOwnWiring());
+}
+
+TEST(ClaudeCodeVerbs, AFreshHomeIsConnectedAndComesBack) {
+    tell({.name = "fresh",
+          .before = {},
+          .folders = {".claude"},
+          .steps = {
+              {"scan", "found\n" SETTINGS "there is no file here\n" SERVERS "there is no file here", {}},
+              {"install",
+               "changed\n" SETTINGS WRITTEN "\n" SERVERS WRITTEN,
+               {{settingsFile, ourSettings}, {serverFile, ourServers}, {receiptFile, allReceipt}}},
+              {"scan",
+               "connected\n" SETTINGS "the Larkmoor hook entry here runs {hook} --harness claude-code\n" SERVERS
+               "the Larkmoor MCP server entry here runs {mcp}",
+               {{settingsFile, ourSettings}, {serverFile, ourServers}, {receiptFile, allReceipt}}},
+              {"install",
+               "unchanged\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS,
+               {{settingsFile, ourSettings}, {serverFile, ourServers}, {receiptFile, allReceipt}}},
+              {"remove",
+               "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED SETTINGS GONE "\n" SERVERS GONE,
+               {{std::string{settingsFile} + COPY, ourSettings}, {std::string{serverFile} + COPY, ourServers}},
+               {"~/.claude/settings.json" COPY, "~/.claude.json" COPY}},
+              {"remove",
+               "unchanged\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS,
+               {{std::string{settingsFile} + COPY, ourSettings}, {std::string{serverFile} + COPY, ourServers}}},
+          }});
+}
+
+TEST(ClaudeCodeVerbs, TheServerFileAloneIsConfigurationEnough) {
+    constexpr const char* users = "{\n  \"numStartups\": 7\n}\n";
+    constexpr const char* both =
+        "{\n  \"numStartups\": 7,\n  \"mcpServers\": {\n    \"larkmoor\": {\n      \"type\": \"stdio\",\n"
+        "      \"command\": \"{mcp}\",\n      \"args\": [],\n      \"env\": {}\n    }\n  }\n}\n";
+    tell({.name = "server file alone",
+          .before = {{serverFile, users}},
+          .folders = {},
+          .steps = {
+              {"scan",
+               "found\n" SETTINGS "there is no file here\n" SERVERS "this file holds no Larkmoor MCP server entry",
+               {{serverFile, users}}},
+              {"install",
+               "changed\n~/.claude.json" COPIED SETTINGS WRITTEN "\n" SERVERS WRITTEN,
+               {{settingsFile, ourSettings},
+                {serverFile, both},
+                {std::string{serverFile} + COPY, users},
+                {receiptFile, receipt({"eventArray", "hookGroup", "hooksObject", "mcpServersObject",
+                                       "preToolEventArray", "preToolGroup", "settingsFile"})}},
+               {"~/.claude.json" COPY}},
+              {"remove",
+               "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPY
+               "-02: a copy of the file was made here first\n" SETTINGS GONE "\n" SERVERS TAKEN,
+               {{std::string{settingsFile} + COPY, ourSettings},
+                {serverFile, users},
+                {std::string{serverFile} + COPY, users},
+                {std::string{serverFile} + COPY "-02", both}},
+               {"~/.claude/settings.json" COPY, "~/.claude.json" COPY "-02"}},
+          }});
+}
+
+TEST(ClaudeCodeVerbs, AFileThatTheUserHadStaysThoughEmpty) {
+    tell(
+        {.name = "empty files of the user's",
+         .before = {{settingsFile, "{}\n"}, {serverFile, "{}"}},
+         .folders = {},
+         .steps = {
+             {"install",
+              "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED SETTINGS WRITTEN "\n" SERVERS WRITTEN,
+              {{settingsFile, ourSettings},
+               {serverFile, R"({"mcpServers":{"larkmoor":{"type":"stdio","command":"{mcp}","args":[],"env":{}}}})"},
+               {std::string{settingsFile} + COPY, "{}\n"},
+               {std::string{serverFile} + COPY, "{}"},
+               {receiptFile, receipt({"eventArray", "hookGroup", "hooksObject", "mcpServersObject", "preToolEventArray",
+                                      "preToolGroup"})}},
+              {"~/.claude/settings.json" COPY, "~/.claude.json" COPY}},
+             {"remove",
+              "changed\n~/.claude/settings.json" COPY "-02: a copy of the file was made here first\n~/.claude.json" COPY
+              "-02: a copy of the file was made here first\n" SETTINGS NOW_EMPTY "\n" SERVERS NOW_EMPTY
+              "\n" SETTINGS TAKEN "\n" SERVERS TAKEN,
+              {{settingsFile, "{}\n"},
+               {serverFile, "{}"},
+               {std::string{settingsFile} + COPY, "{}\n"},
+               {std::string{serverFile} + COPY, "{}"},
+               {std::string{settingsFile} + COPY "-02", ourSettings},
+               {std::string{serverFile} + COPY "-02",
+                R"({"mcpServers":{"larkmoor":{"type":"stdio","command":"{mcp}","args":[],"env":{}}}})"}},
+              {"~/.claude/settings.json" COPY "-02", "~/.claude.json" COPY "-02"}},
+         }});
+}
+
+TEST(ClaudeCodeVerbs, WithoutAReceiptTheShellsStayAndSaySo) {
+    constexpr const char* group = "an empty hook group remains here, which Larkmoor did not create";
+    for (const char* lost : {"", "no receipt", R"({"created":["settingsFile","later"]})"}) {
+        SCOPED_TRACE(lost);
+        const ConnectorHome home;
+        home.write(settingsFile, ourSettings);
+        home.write(serverFile, ourServers);
+        if (*lost != '\0') home.write(receiptFile, lost);
+        EXPECT_EQ(home.told(home.claudeCode().remove()),
+                  std::string{"changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED} + SETTINGS + group +
+                      "\n" SETTINGS + group +
+                      "\n" SERVERS
+                      "an empty mcpServers object remains here, which Larkmoor did not create\n" SETTINGS TAKEN
+                      "\n" SERVERS TAKEN);
+        EXPECT_EQ(home.read(settingsFile), R"({
+  "hooks": {
+    "UserPromptSubmit": [
+      {
+        "hooks": []
+      }
+    ],
+    "PreToolUse": [
+      {
+        "matcher": "mcp__larkmoor__.*",
+        "hooks": []
+      }
+    ]
+  }
+}
+)");
+        EXPECT_EQ(home.read(serverFile), "{\n  \"mcpServers\": {}\n}\n");
+        EXPECT_EQ(home.read(receiptFile), std::nullopt);
+    }
+}
+
+TEST(ClaudeCodeVerbs, AReceiptOnlyGrowsAndAnUnreadableOneStartsAgain) {
+    struct Case {
+        std::string_view name, before, after;
+    };
+    const Case table[] = {
+        {"grown", R"({"created":["settingsFile"],"appVersion":"7","trustSlots":["s"]})",
+         "{\n  \"adopted\": [],\n  \"appVersion\": \"7\",\n  \"created\": [\n    \"preToolEventArray\",\n    "
+         "\"preToolGroup\",\n    \"settingsFile\"\n  ],\n  \"trustSlots\": [\n    \"s\"\n  ]\n}\n"},
+        {"unreadable", "{",
+         "{\n  \"adopted\": [],\n  \"created\": [\n    \"preToolEventArray\",\n    \"preToolGroup\"\n  "
+         "],\n  \"trustSlots\": []\n}\n"},
+    };
+    for (const Case& row : table) {
+        const ConnectorHome home;
+        home.write(settingsFile,
+                   R"({"hooks":{"UserPromptSubmit":[{"hooks":[{"command":"{hook} --harness claude-code"}]}]}})");
+        home.write(serverFile, ourServers);
+        home.write(receiptFile, row.before);
+        EXPECT_EQ(home.told(home.claudeCode().install()),
+                  "changed\n~/.claude/settings.json" COPIED SETTINGS WRITTEN "\n" SERVERS AS_IT_WAS);
+        EXPECT_EQ(home.read(receiptFile), row.after) << row.name;
+    }
+}
+
+TEST(ClaudeCodeVerbs, ARefusalTellsEveryFileAndTouchesNone) {
+    struct Case {
+        std::string_view name, settings, servers, told;
+        bool removes = true;  ///< a removal refuses in the same words
+    };
+    const Case table[] = {
+        {"comments", "{} // mine", "{}",
+         "refused\n" SETTINGS
+         "this file did not read as JSON, so nothing was written — there are bytes after the top-level "
+         "value (at byte 3)"},
+        {"both", "{\"a\":1,\"a\":1}", "",
+         "refused\n" SETTINGS
+         "this file did not read as JSON, so nothing was written — the name \"a\" appears twice in one "
+         "object (at byte 7)\n" SERVERS
+         "this file did not read as JSON, so nothing was written — the document ended where a "
+         "value was expected (at byte 0)"},
+        {"hooks is an array", "{\"hooks\":[]}", "{}",
+         "refused\n" SETTINGS "nothing was written — hooks is not an object", false},
+        {"an event is no array", "{\"hooks\":{\"PreToolUse\":7}}", "{}",
+         "refused\n" SETTINGS "nothing was written — hooks.PreToolUse is not an array", false},
+        {"servers are no object", "{}", "{\"mcpServers\":null}",
+         "refused\n" SERVERS "nothing was written — mcpServers is not an object", false},
+        {"no object at all", "[]", "{}",
+         "refused\n" SETTINGS "nothing was written — the top-level value is not an object", false},
+    };
+    for (const Case& row : table) {
+        SCOPED_TRACE(row.name);
+        const ConnectorHome home;
+        home.write(settingsFile, row.settings);
+        home.write(serverFile, row.servers);
+        home.write(receiptFile, "kept");
+        const Files before = home.files();
+        EXPECT_EQ(home.told(home.claudeCode().install()), row.told);
+        if (row.removes) EXPECT_EQ(home.told(home.claudeCode().remove()), row.told);
+        EXPECT_EQ(home.files(), before);
+    }
+}
+
+TEST(ClaudeCodeVerbs, ScanFoldsAndSaysTheWorst) {
+    const ConnectorHome home;
+    home.write(settingsFile, R"({"hooks":{"Stop":[{"hooks":[{"command":"{hook} --harness claude-code --slot rules"},
+                                {"command":"{hook} --harness claude-code --slot rules"}]}]}})");
+    home.write(serverFile, R"({"mcpServers":7})");
+    EXPECT_EQ(home.told(home.claudeCode().scan()),
+              "drifted\n" SETTINGS
+              "the Larkmoor hook entry here — this file holds 2 Larkmoor entries where four are "
+              "expected\n" SETTINGS
+              "the Larkmoor hook entry here — a Larkmoor entry here is under the Stop event rather than "
+              "UserPromptSubmit (2 entries)\n" SERVERS
+              "the mcpServers value in this file is not an object, so no entry can be put in it");
+}
+
+TEST(ClaudeCodeVerbs, OnlyOurOwnStaleWiringIsToBeRepaired) {
+#define STALE "{\"hooks\":{\"UserPromptSubmit\":[{\"hooks\":["
+    struct Case {
+        std::string_view name, settings, servers;
+        bool want;
+    };
+    const Case table[] = {
+        {"another spelling", STALE R"({"command":"{hook} --harness=claude-code --slot=rules"}]}]}})", "{}", true},
+        {"a slot of an older layout", STALE R"({"command":"{hook} --harness claude-code"}]}]}})", "{}", true},
+        {"an unknown slot", STALE R"({"command":"{hook} --harness claude-code --slot prime"}]}]}})", "{}", true},
+        {"connected", ourSettings, ourServers, false},
+        {"connected hooks, a server elsewhere", ourSettings,
+         R"({"mcpServers":{"larkmoor":{"command":"/Old/Larkmoor.app/Contents/MacOS/larkmoor-mcp"}}})", true},
+        {"another bundle",
+         STALE R"({"command":"/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness claude-code"}]}]}})", "{}",
+         false},
+        {"one of another bundle", STALE R"({"command":"{hook} --harness claude-code"},
+               {"command":"/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness claude-code"}]}]}})",
+         "{}", false},
+        {"an old script", STALE R"({"command":"python3 /x/fenwright/larkmoor/Scripts/rules-hook.py"}]}]}})", "{}",
+         false},
+        {"never connected", R"({"hooks":{"UserPromptSubmit":[{"hooks":[{"command":"mine"}]}]}})", "{}", false},
+        {"a server alone", "{}", ourServers, false},
+        {"unreadable", "{", ourServers, false},
+    };
+    for (const Case& row : table) {
+        const ConnectorHome home;
+        home.write(settingsFile, row.settings);
+        home.write(serverFile, row.servers);
+        EXPECT_EQ(home.claudeCode().staleOwnWiring(), row.want) << row.name;
+        std::filesystem::remove(home.hook());
+        EXPECT_FALSE(home.claudeCode().staleOwnWiring()) << row.name << ", but the hook is not on disk";
+    }
+}
+
+}  // namespace
+}  // namespace larkmoor

@@ -1,0 +1,112 @@
+// A user's home and an application bundle on a real disk, and what a verb did to them, as text. In texts "~" stands for
+// the home, "{hook}" and "{mcp}" for our executables' paths.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
+#include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
+#include "LarkmoorConnectors/Framework/InstalledBundle.h"
+#include "LarkmoorWire/Codec/RawText.h"
+
+namespace larkmoor::testing {
+
+inline constexpr const char* settingsFile = ".claude/settings.json";
+inline constexpr const char* serverFile = ".claude.json";
+inline constexpr const char* receiptFile = "Library/Application Support/Larkmoor/Connectors/claude-code.json";
+inline constexpr const char* chatFile = "Library/Application Support/Claude/claude_desktop_config.json";
+
+class ConnectorHome {
+  public:
+    ConnectorHome() : ConnectorHome(std::filesystem::temp_directory_path()) {}
+    explicit ConnectorHome(const std::filesystem::path& in) : home_(in) {
+        for (const char* name : {"larkmoor-hook", "larkmoor-mcp"})
+            writeAt(InstalledBundle::executable(bundle(), name), "");
+    }
+
+    std::string path(std::string_view name = "") const {
+        return name.empty() ? home_.path() : home_.path() + "/" + std::string{name};
+    }
+    std::string bundle() const { return apps_.path("Larkmoor.app"); }
+    std::string hook() const { return InstalledBundle::executable(bundle(), "larkmoor-hook"); }
+    std::string mcp() const { return InstalledBundle::executable(bundle(), "larkmoor-mcp"); }
+
+    ClaudeCodeConnector claudeCode() const {
+        ClaudeCodeConnector connector{path(), bundle()};
+        connector.now = [] { return moment; };
+        return connector;
+    }
+
+    void write(std::string_view name, std::string_view text) const { writeAt(path(name), filled(text)); }
+    void makeFolder(std::string_view name) const { std::filesystem::create_directories(path(name)); }
+    void setMode(std::string_view name, mode_t mode) const { home_.setMode(name, mode); }
+    mode_t mode(std::string_view name) const { return home_.mode(name); }
+    std::optional<std::string> read(std::string_view name) const {
+        const auto text = home_.read(name);
+        return text ? std::optional{shown(*text)} : std::nullopt;
+    }
+
+    /// Every file of the home by its name, copies and stray files too; a link by what it points to.
+    std::map<std::string, std::string> files() const {
+        namespace fs = std::filesystem;
+        std::map<std::string, std::string> files;
+        for (const auto& entry : fs::recursive_directory_iterator{path()}) {
+            const std::string name = entry.path().lexically_relative(path()).string();
+            if (entry.is_symlink()) {
+                files[name] = "-> " + shown(fs::read_symlink(entry.path()).string());
+            } else if (entry.is_regular_file()) {
+                files[name] = read(name).value_or("(unreadable)");
+            }
+        }
+        return files;
+    }
+
+    std::string shown(std::string text) const {
+        replaceAll(text, hook(), "{hook}");
+        replaceAll(text, mcp(), "{mcp}");
+        replaceAll(text, path(), "~");
+        return text;
+    }
+
+    std::string filled(std::string_view text) const {
+        std::string full{text};
+        replaceAll(full, "{hook}", hook());
+        replaceAll(full, "{mcp}", mcp());
+        return full;
+    }
+
+    /// A line for each observation: "{subject}: {text}", under the result.
+    std::string told(std::string_view result, const std::vector<Observation>& observations) const {
+        std::string text{result};
+        for (const auto& [subject, said] : observations) text += "\n" + shown(subject) + ": " + shown(said);
+        return text;
+    }
+    std::string told(const ConnectorOutcome& outcome) const {
+        return told(rawText(outcome.result), outcome.observations);
+    }
+    std::string told(const ScanReport& report) const { return told(rawText(report.state), report.observations); }
+
+  private:
+    static void replaceAll(std::string& text, std::string_view what, std::string_view by) {
+        for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+            text.replace(at, what.size(), by);
+        }
+    }
+
+    static void writeAt(const std::string& path, std::string_view text) {
+        std::filesystem::create_directories(std::filesystem::path{path}.parent_path());
+        std::filesystem::remove(path);
+        if (!Files::create(path, asBytes(text), 0644)) throw std::runtime_error("cannot make " + path);
+    }
+
+    ConfigFolder home_;
+    ConfigFolder apps_;
+};
+
+}  // namespace larkmoor::testing
