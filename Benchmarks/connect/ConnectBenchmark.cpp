@@ -1,0 +1,85 @@
+// What a launch costs that finds nothing to repair: the question of every connector, and the retirement's, over a home
+// that is connected and whose files are large. Milliseconds of the clock and of the processor, and the files opened.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "LarkmoorConnectors/Connectors.h"
+#include "LarkmoorConnectors/Converge.h"
+#include "LarkmoorConnectors/Framework/InstalledBundle.h"
+#include "Support/TemporaryFolder.h"
+#include "config/Documents.h"
+#include "config/Measure.h"
+#include "connect/OpenedFiles.h"
+
+namespace {
+
+using namespace larkmoor;
+using namespace larkmoor::bench;
+namespace fs = std::filesystem;
+
+constexpr std::size_t fileSize = 200 * 1024;
+constexpr int rounds = 200;
+constexpr double bound = 5;  // milliseconds
+
+void write(const fs::path& path, const std::string& text) {
+    fs::create_directories(path.parent_path());
+    std::ofstream{path, std::ios::binary} << text;
+}
+
+/// A home with large files, and all connectors connected to them.
+struct Home {
+    larkmoor::testing::TemporaryFolder folder;
+    std::string home = folder / "home", bundle = folder / "Larkmoor.app", applications = folder / "Applications";
+
+    Home() {
+        for (const char* name : {"larkmoor-hook", "larkmoor-mcp"}) write(InstalledBundle::executable(bundle, name), "");
+        write(home + "/.claude/settings.json", settingsJSON(fileSize));
+        write(home + "/.claude.json", settingsJSON(fileSize));
+        write(home + "/Library/Application Support/Claude/claude_desktop_config.json", settingsJSON(fileSize));
+        for (const auto& connector : Connectors::all(home, bundle, applications)) {
+            if (connector->install().result != ConnectorOutcome::Result::changed) fmt::print("not connected\n");
+        }
+    }
+
+    auto launch() const {
+        return Converge::run(home, bundle, applications, Connectors::Profile::production, [] { return false; });
+    }
+};
+
+double medianOf(std::vector<double> times) {
+    std::ranges::sort(times);
+    return times[times.size() / 2];
+}
+
+}  // namespace
+
+int main() {
+    const Home home;
+    const std::size_t steps = home.launch().size();
+    if (steps != 1) {
+        fmt::print("a connected home had {} steps where the retirement's alone was expected\n", steps);
+        return 1;
+    }
+    std::vector<double> clock;
+    for (int left = rounds; left > 0; --left) {
+        const auto start = std::chrono::steady_clock::now();
+        keep(home.launch());
+        clock.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+    }
+    const double processor = secondsFor([&] { keep(home.launch()); }, rounds) * 1000;
+    const auto opened = openedFiles(home.folder.path().string(), [&] { keep(home.launch()); });
+    const double median = medianOf(clock);
+    fmt::print("the launch's check of {} connector(s) and the retirement, files of {} KiB, median of {}:\n",
+               Connectors::all(home.home, home.bundle, home.applications).size(), fileSize / 1024, rounds);
+    fmt::print("  {:.2f} ms by the clock (longest {:.2f}), {:.2f} ms of the processor; wanted: under {} ms: {}\n",
+               median, std::ranges::max(clock), processor, bound, median < bound ? "yes" : "NO");
+    fmt::print("  {} files read:\n", opened.size());
+    for (const std::string& path : opened) fmt::print("    {}\n", path);
+    return median < bound ? 0 : 1;
+}
