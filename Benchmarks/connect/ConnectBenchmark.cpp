@@ -37,13 +37,17 @@ struct Home {
     larkmoor::testing::TemporaryFolder folder;
     std::string home = folder / "home", bundle = folder / "Larkmoor.app", applications = folder / "Applications";
 
+    bool isConnected = true;
+
     Home() {
         for (const char* name : {"larkmoor-hook", "larkmoor-mcp"}) write(InstalledBundle::executable(bundle, name), "");
         write(home + "/.claude/settings.json", settingsJSON(fileSize));
-        write(home + "/.claude.json", settingsJSON(fileSize));
-        write(home + "/Library/Application Support/Claude/claude_desktop_config.json", settingsJSON(fileSize));
+        write(home + "/.claude.json", hooksJSON(fileSize));
+        write(home + "/Library/Application Support/Claude/claude_desktop_config.json", hooksJSON(fileSize));
         for (const auto& connector : Connectors::all(home, bundle, applications)) {
-            if (connector->install().result != ConnectorOutcome::Result::changed) fmt::print("not connected\n");
+            for (const auto& [subject, text] : connector->install().observations)
+                fmt::print("  {}: {}\n", subject, text);
+            isConnected = isConnected && connector->scan().state == ConnectorState::connected;
         }
     }
 
@@ -62,8 +66,8 @@ double medianOf(std::vector<double> times) {
 int main() {
     const Home home;
     const std::size_t steps = home.launch().size();
-    if (steps != 1) {
-        fmt::print("a connected home had {} steps where the retirement's alone was expected\n", steps);
+    if (!home.isConnected || steps != 1) {
+        fmt::print("no connected home: a launch had {} steps where the retirement's alone was expected\n", steps);
         return 1;
     }
     std::vector<double> clock;

@@ -30,23 +30,30 @@ std::vector<const JSONMember*> ClaudeChatConfig::ours(const JSONNode& root, Conn
 
 std::optional<std::string> ClaudeChatConfig::unreadableReason(BytesView bytes, Connectors::Profile profile) const {
     const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
-    if (!scan) return scan.error().description();
-    if (auto reason = JSONDuplicates::reason(scan->root)) return reason;
-    if (const JSONNode* servers = scan->root.node({"mcpServers"})) {
+    return scan ? unreadableReason(scan->root, profile) : scan.error().description();
+}
+
+std::optional<std::string> ClaudeChatConfig::unreadableReason(const JSONNode& root, Connectors::Profile profile) const {
+    if (auto reason = JSONDuplicates::reason(root)) return reason;
+    if (const JSONNode* servers = root.node({"mcpServers"})) {
         if (auto reason = JSONDuplicates::reason(*servers)) return reason;
     }
-    for (const JSONMember* entry : ours(scan->root, profile)) {
+    for (const JSONMember* entry : ours(root, profile)) {
         if (auto reason = JSONDuplicates::reason(entry->value)) return reason;
     }
     return std::nullopt;
 }
 
-std::expected<ClaudeChatConfig::Retired, JSONEditFailure> ClaudeChatConfig::retired(BytesView bytes,
-                                                                                    Connectors::Profile profile) const {
+ClaudeChatConfig::Planned ClaudeChatConfig::retired(BytesView bytes, Connectors::Profile profile) const {
     const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
     if (!scan) return std::unexpected{JSONEditFailure{scan.error()}};
+    return retired(bytes, scan->root, profile);
+}
+
+ClaudeChatConfig::Planned ClaudeChatConfig::retired(BytesView bytes, const JSONNode& root,
+                                                    Connectors::Profile profile) const {
     Retired result{copyBytes(bytes), {}};
-    for (const JSONMember* entry : ours(scan->root, profile)) {
+    for (const JSONMember* entry : ours(root, profile)) {
         auto edited = JSONEdit::removeMember(result.bytes, {"mcpServers"}, entry->key, JSONDialect::strict);
         if (!edited) return std::unexpected{std::move(edited.error())};
         result.bytes = std::move(*edited);

@@ -22,14 +22,19 @@ struct ClaudeChatConfig {
         Bytes bytes;
         std::vector<std::string> names;  ///< the keys removed, in file order
     };
+    using Planned = std::expected<Retired, JSONEditFailure>;
 
     /// The members of `mcpServers` that are ours and of this build family; valid as long as `root` is.
     std::vector<const JSONMember*> ours(const JSONNode& root, Connectors::Profile profile) const;
 
+    // Each also for a document that was scanned already; `root` is the scan of `bytes`.
+
     /// Without those; an object that they leave empty stays.
-    std::expected<Retired, JSONEditFailure> retired(BytesView bytes, Connectors::Profile profile) const;
+    Planned retired(BytesView bytes, Connectors::Profile profile) const;
+    Planned retired(BytesView bytes, const JSONNode& root, Connectors::Profile profile) const;
 
     std::optional<std::string> unreadableReason(BytesView bytes, Connectors::Profile profile) const;
+    std::optional<std::string> unreadableReason(const JSONNode& root, Connectors::Profile profile) const;
 };
 
 }  // namespace larkmoor

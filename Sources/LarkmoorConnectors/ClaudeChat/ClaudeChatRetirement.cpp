@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatConfig.h"
+#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
 #include "LarkmoorPlatform/Files.h"
 
@@ -13,10 +14,13 @@ ConnectorOutcome ClaudeChatRetirement::retire() const {
     const ClaudeChatConfig config{paths};
     auto before = Files::read(file);
     if (!before) return ConnectorOutcome::unchanged({{file, "there is no file here"}});
-    if (const auto reason = config.unreadableReason(*before, profile)) {
-        return ConnectorOutcome::refused({{file, "this file did not read as JSON — " + *reason}});
-    }
-    auto retired = config.retired(*before, profile);
+    const auto unread = [&](const std::string& reason) {
+        return ConnectorOutcome::refused({{file, "this file did not read as JSON — " + reason}});
+    };
+    const auto scan = JSONText::scanWithTrivia(*before, JSONDialect::strict);
+    if (!scan) return unread(scan.error().description());
+    if (const auto reason = config.unreadableReason(scan->root, profile)) return unread(*reason);
+    auto retired = config.retired(*before, scan->root, profile);
     if (!retired) {
         return ConnectorOutcome::refused({{file, "nothing was written — " + retired.error().description()}});
     }
