@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
 #include "LarkmoorPlatform/BlockingWork.h"
 #include "LarkmoorWire/Codec/RawText.h"
@@ -13,12 +11,6 @@ namespace larkmoor::ConvergeDuties {
 namespace {
 
 constexpr auto profile = Connectors::Profile::production;
-
-bool isClaudeRunning(const Seams& seams) {
-    return std::ranges::any_of(seams.runningApplications(), [](const RunningApplication& application) {
-        return application.bundleIdentifier == ClaudeChatRetirement::claudeBundleID;
-    });
-}
 
 void log(const Seams& seams, const std::vector<Converge::Step>& steps) {
     for (const Converge::Step& step : steps) {
@@ -37,7 +29,7 @@ Task<void> convergeOwnWiring(Seams seams) {
     if (!seams.bundle) co_return;
     const auto steps = co_await BlockingWork::run([seams] {
         return Converge::run(seams.home, *seams.bundle, seams.applications, profile,
-                             [&seams] { return isClaudeRunning(seams); });
+                             [&seams] { return ClaudeChatRetirement::isClaudeAmong(seams.runningApplications()); });
     });
     log(seams, steps);
 }
@@ -45,7 +37,8 @@ Task<void> convergeOwnWiring(Seams seams) {
 Task<void> retireWhenClaudeQuits(Seams seams) {
     if (!seams.bundle) co_return;
     const auto steps = co_await BlockingWork::run([seams] {
-        return Converge::retire(seams.home, *seams.bundle, profile, [&seams] { return isClaudeRunning(seams); });
+        return Converge::retire(seams.home, *seams.bundle, profile,
+                                [&seams] { return ClaudeChatRetirement::isClaudeAmong(seams.runningApplications()); });
     });
     log(seams, steps);
 }

@@ -14,11 +14,7 @@ namespace {
 
 using List = std::vector<std::unique_ptr<Connector>>;
 
-bool isClaudeRunning() {
-    return std::ranges::any_of(ProcessScan{}.look(), [](const RunningApplication& application) {
-        return application.bundleIdentifier == ClaudeChatRetirement::claudeBundleID;
-    });
-}
+bool isClaudeRunning() { return ClaudeChatRetirement::isClaudeAmong(ProcessScan{}.look()); }
 
 Entry told(const Connector& connector, Verb verb) {
     const std::string id = connector.identity().id;

@@ -2,12 +2,20 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatConfig.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
 #include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor {
+
+bool ClaudeChatRetirement::isClaudeAmong(std::span<const RunningApplication> applications) {
+    return std::ranges::any_of(applications, [](const RunningApplication& application) {
+        return application.bundleIdentifier == claudeBundleID;
+    });
+}
 
 ConnectorOutcome ClaudeChatRetirement::retire() const {
     const std::string& file = paths.configFile;

@@ -4,11 +4,13 @@
 
 #include <chrono>
 #include <functional>
+#include <span>
 #include <string_view>
 
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatPaths.h"
 #include "LarkmoorConnectors/Framework/ConnectorOutcome.h"
 #include "LarkmoorConnectors/Framework/Profile.h"
+#include "LarkmoorPlatform/RunningApplication.h"
 
 namespace larkmoor {
 
@@ -19,6 +21,9 @@ struct ClaudeChatRetirement {
     ClaudeChatPaths paths;
     Connectors::Profile profile = Connectors::Profile::production;
     std::function<std::chrono::system_clock::time_point()> now = std::chrono::system_clock::now;
+
+    /// Whether the chat application is one of these.
+    static bool isClaudeAmong(std::span<const RunningApplication> applications);
 
     /// Blocks as long as the disk does. Any thread.
     ConnectorOutcome retire() const;
