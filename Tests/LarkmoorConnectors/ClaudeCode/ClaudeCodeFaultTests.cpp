@@ -150,31 +150,44 @@ TEST_F(ClaudeCodeFaults, AFullDiskLeavesEverythingAsItWas) {
     EXPECT_EQ(small.files(), before);
 }
 
-// Nothing locks a harness's file. What a harness writes after we read it is replaced by our rename, and what it wrote
-// before our copy was made lies in that copy: told here as it is.
-TEST_F(ClaudeCodeFaults, AHarnessThatWritesBetweenOurReadAndOurRename) {
+// Nothing locks a harness's file: what it writes while we are at work is told here as it is. No reader ever finds half
+// a file.
+TEST_F(ClaudeCodeFaults, AHarnessThatWritesWhileWeAreAtWork) {
     constexpr const char* theirs = "{\n  \"model\": \"theirs\"\n}\n";
-    home.write(settingsFile, usersSettings);
-    home.write(serverFile, "{}");
-    ClaudeCodeConnector connector = home.claudeCode();
-    connector.beforeRename = [&] { home.write(settingsFile, theirs); };
-    EXPECT_EQ(connector.install().result, ConnectorOutcome::Result::changed);
-    // Two renames, and so two writes of the harness: the later one, of the settings after our own, stands.
-    EXPECT_EQ(home.read(settingsFile), theirs);
-    EXPECT_EQ(home.read(settingsFile + std::string{copyOf}), usersSettings);
-
-    const ConnectorHome other;
-    other.write(settingsFile, usersSettings);
-    other.write(serverFile, "{}");
-    ClaudeCodeConnector once = other.claudeCode();
-    once.beforeRename = [&, first = true]() mutable {
-        if (std::exchange(first, false)) other.write(settingsFile, theirs);
+    struct Case {
+        std::string_view name, copy;
+        int rename;          ///< the harness writes before the copy (0), or before that rename of ours
+        bool isLost = true;  ///< the harness's write, from the file itself
     };
-    EXPECT_EQ(once.install().result, ConnectorOutcome::Result::changed);
-    const auto after = other.read(settingsFile);
-    ASSERT_TRUE(after);
-    EXPECT_TRUE(after->contains("\"model\": \"x\"")) << "the harness's write is lost, as a whole";
-    EXPECT_EQ(other.claudeCode().scan().state, ConnectorState::connected);
+    const Case table[] = {
+        {"after our read: the copy has it", theirs, 0},
+        {"after our copy: nothing has it", usersSettings, 1},
+        {"after our rename: it stands", usersSettings, 2, false},
+    };
+    for (const Case& row : table) {
+        SCOPED_TRACE(row.name);
+        const ConnectorHome own;
+        own.write(settingsFile, usersSettings);
+        own.write(serverFile, "{}");
+        ClaudeCodeConnector connector = own.claudeCode();
+        const auto writeIf = [&](int place) {
+            if (place == row.rename) own.write(settingsFile, theirs);
+        };
+        connector.now = [&] {
+            writeIf(0);
+            return moment;
+        };
+        connector.beforeRename = [&, rename = 0]() mutable { writeIf(++rename); };
+        EXPECT_EQ(connector.install().result, ConnectorOutcome::Result::changed);
+        EXPECT_EQ(own.read(settingsFile + std::string{copyOf}), row.copy);
+        if (row.isLost) {
+            EXPECT_TRUE(own.read(settingsFile).value_or("").starts_with("{\n  \"model\": \"x\",\n  \"hooks\": {\n"));
+            EXPECT_EQ(connector.scan().state, ConnectorState::connected);
+        } else {
+            EXPECT_EQ(own.read(settingsFile), theirs);
+            EXPECT_EQ(connector.scan().state, ConnectorState::drifted);
+        }
+    }
 }
 
 TEST_F(ClaudeCodeFaults, TwoInstallsAtTheSameMomentLeaveOneWholeWiring) {

@@ -218,6 +218,16 @@ TEST(ClaudeCodeVerbs, AFileThatTheUserHadStaysThoughEmpty) {
          }});
 }
 
+TEST(ClaudeCodeVerbs, WhatHoldsNothingOfOursIsLeftWithoutAWord) {
+    const ConnectorHome home;
+    home.write(settingsFile, "{}");
+    home.write(serverFile, "[]\n");
+    home.write(receiptFile, "kept");
+    const Files before = home.files();
+    EXPECT_EQ(home.told(home.claudeCode().remove()), "unchanged\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS);
+    EXPECT_EQ(home.files(), before);
+}
+
 TEST(ClaudeCodeVerbs, WithoutAReceiptTheShellsStayAndSaySo) {
     constexpr const char* group = "an empty hook group remains here, which Larkmoor did not create";
     for (const char* lost : {"", "no receipt", R"({"created":["settingsFile","later"]})"}) {
