@@ -11,6 +11,12 @@ namespace larkmoor {
 
 namespace {
 
+bool termsAgreed(const std::string& support) { return TermsReceipt::isAgreed(TermsReceipt::path(support)); }
+
+bool storePresent(const std::string& support) {
+    return Files::exists(fmt::format("{}/{}", ClientInstance::supportRoot(support), ClientInstance::databaseName));
+}
+
 GatewayRequest helloCards() {
     return GatewayRequest::Read{ReadRequest::GetByType{.type = std::string{OnboardingTrigger::helloKind},
                                                        .path = std::string{OnboardingTrigger::helloScope},
@@ -21,18 +27,23 @@ GatewayRequest helloCards() {
 }  // namespace
 
 Task<std::optional<bool>> journeyWarranted(std::shared_ptr<LarkmoorClient> client, std::string support) {
-    if (!TermsReceipt::isAgreed(TermsReceipt::path(support))) co_return true;
-    const bool storePresent =
-        Files::exists(fmt::format("{}/{}", ClientInstance::supportRoot(support), ClientInstance::databaseName));
+    if (!termsAgreed(support)) co_return true;
     const GatewayResponse answer = co_await client->send(GatewayRequest::Read{ReadRequest::Grants{}});
     std::optional<GrantsAnswer> grants;
     if (const auto* told = answer.as<GatewayResponse::Grants>()) grants = told->_0;
-    if (!grants && storePresent) co_return std::nullopt;
+    if (!grants) co_return journeyWarrantedUnasked(support);
     std::optional<bool> helloReceived;
-    if (grants && OnboardingTrigger::allGranted(*grants))
+    if (OnboardingTrigger::allGranted(*grants))
         helloReceived = OnboardingTrigger::helloReceived(co_await client->send(helloCards()));
-    co_return OnboardingTrigger::shouldOpenJourney(
-        storePresent, grants, helloReceived, RecoveryKeyReceipt::isPassed(RecoveryKeyReceipt::path(support)), true);
+    co_return OnboardingTrigger::shouldOpenJourney(storePresent(support), grants, helloReceived,
+                                                   RecoveryKeyReceipt::isPassed(RecoveryKeyReceipt::path(support)),
+                                                   true);
+}
+
+/// It says nothing about a machine that has a store.
+std::optional<bool> journeyWarrantedUnasked(const std::string& support) {
+    if (termsAgreed(support) && storePresent(support)) return std::nullopt;
+    return true;
 }
 
 }  // namespace larkmoor

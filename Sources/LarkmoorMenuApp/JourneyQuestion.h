@@ -12,4 +12,7 @@ namespace larkmoor {
 /// Nothing means that it cannot be told now. `support` is Application Support. Main thread.
 Task<std::optional<bool>> journeyWarranted(std::shared_ptr<LarkmoorClient> client, std::string support);
 
+/// The answer where the daemon gives none.
+std::optional<bool> journeyWarrantedUnasked(const std::string& support);
+
 }  // namespace larkmoor

@@ -32,10 +32,14 @@ Task<void> MenuBar::refreshOnce() {
     platform_.applications.refresh();
     const TimedResponse health = co_await platform_.client->sendTimed(GatewayRequest::Read{ReadRequest::Health{}});
     const std::optional<DoorFault> fault = platform_.client->lastDoorFault();
-    lastWarranted_ = co_await duties_.journeyWarranted();
+    // A door that has just failed would fail again, and a daemon that is silent would hold this pass for ever.
+    lastWarranted_ = fault ? duties_.journeyWarrantedUnasked() : co_await duties_.journeyWarranted();
     apply(MenuHealth::decide(health.response, fault, currentProfile), fault);
     applyMenuMode();
-    if (!alert_) co_await askFrontState();
+    if (!alert_) {
+        lastFront_ = FrontRecording::full;
+        if (!fault) co_await askFrontState();
+    }
     if (refusals_.note(fault, platform_.now())) platform_.log(RefusalRun::line);
     redrawTrail();
     showRecordingRows();

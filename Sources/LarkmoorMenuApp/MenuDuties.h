@@ -46,6 +46,8 @@ struct MenuDuties {
     Duty releaseQuitIfHeld = quiet;
     /// Whether the first-run journey is owed; nothing means that it cannot be told now.
     Question journeyWarranted = cannotBeTold;
+    /// The same where the daemon does not answer.
+    std::function<std::optional<bool>()> journeyWarrantedUnasked = [] { return std::optional<bool>{}; };
 
     // What the rows say.
 

@@ -9,6 +9,15 @@ from pathlib import Path
 GATEWAY = "tools.fenwright.larkmoor.gateway"
 
 
+def finish_first_run(home):
+    """What a home holds once the first-run journey is behind it; its support root."""
+    support = home / "Library/Application Support/Larkmoor"
+    support.mkdir(parents=True, exist_ok=True)
+    for name in ("terms-agreed", "recovery-key-passed", "data.db"):
+        (support / name).touch()
+    return support
+
+
 class Session:
     """A bus, a home and the processes on it; ends what it started."""
 
@@ -17,6 +26,7 @@ class Session:
         self.folder = tempfile.TemporaryDirectory(prefix="larkmoor.")
         home = Path(self.folder.name)
         (home / "Library/Logs").mkdir(parents=True)
+        finish_first_run(home)
         self.bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", f"--address=unix:path={home}/bus", "--print-address=1"],
                                     stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         # A sanitizer keeps freed memory back, which is none of the application's own.

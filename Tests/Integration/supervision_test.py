@@ -13,7 +13,7 @@ import time
 import unittest
 from pathlib import Path
 
-from desktop_session import GATEWAY, Session, wait
+from desktop_session import GATEWAY, Session, finish_first_run, wait
 
 BUNDLE, UNDERSTUDY, SETTINGS, TRAY = (Path(argument) for argument in sys.argv[1:5])
 UNIT = f"{GATEWAY}.service"
@@ -27,11 +27,9 @@ class ManagedSession(Session):
         self.folder = tempfile.TemporaryDirectory(prefix="larkmoor.")
         self.home = Path(self.folder.name)
         self.tray_tool = TRAY
-        for folder in ("run", "Library/Logs", "Library/LaunchAgents", "Library/Application Support/Larkmoor"):
+        for folder in ("run", "Library/Logs", "Library/LaunchAgents"):
             (self.home / folder).mkdir(parents=True, mode=0o700)
-        self.support = self.home / "Library/Application Support/Larkmoor"
-        for name in ("terms-agreed", "recovery-key-passed", "data.db"):
-            (self.support / name).touch()
+        self.support = finish_first_run(self.home)
         self.make_bundle()
         address = f"unix:path={self.home}/run/bus"
         self.environment = {key: value for key, value in os.environ.items() if not key.startswith("XDG_")}

@@ -77,6 +77,8 @@ TEST(JourneyQuestion, IsAskedNoFurtherThanItNeedsTo) {
         daemon->hello = test.hello;
         EXPECT_EQ(testing::runTask(loop, journeyWarranted(daemon, root)).value(), test.want);
         EXPECT_EQ(daemon->asked, test.asked);
+        const bool isToldByTheDisk = !test.terms || !test.store;
+        EXPECT_EQ(journeyWarrantedUnasked(root), isToldByTheDisk ? std::optional{true} : std::nullopt);
     }
 }
 

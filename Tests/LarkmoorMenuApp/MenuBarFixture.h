@@ -139,6 +139,7 @@ class MenuBarTest : public ::testing::Test {
     MenuDuties quietDuties() {
         MenuDuties quiet;
         quiet.journeyWarranted = [this] { return given(warranted); };
+        quiet.journeyWarrantedUnasked = [this] { return warranted; };
         return quiet;
     }
 

@@ -99,6 +99,7 @@ MenuDuties Application::duties() {
     duties.clearQuitAndHealLooseAgent = [this] { return clearQuitAndHealLooseAgent(); };
     duties.releaseQuitIfHeld = [this] { return daemonAgent_.releaseQuitIfHeld(quitSentinel_); };
     duties.journeyWarranted = [this] { return journeyWarranted(client_, support_); };
+    duties.journeyWarrantedUnasked = [this] { return journeyWarrantedUnasked(support_); };
     ConvergeDuties::join(duties,
                          {.home = home_,
                           .bundle = InstalledBundle::current(),
