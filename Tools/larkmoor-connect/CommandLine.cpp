@@ -36,7 +36,8 @@ std::expected<CommandLine, std::string> commandLine(const std::vector<std::strin
         {"--home", &line.home}, {"--bundle", &line.bundle}, {"--applications", &line.applications}};
     for (auto word = words.begin(); word != words.end(); ++word) {
         if (const auto folder = folders.find(*word); folder != folders.end()) {
-            if (++word == words.end() || word->empty()) return wrong(fmt::format("{} wants a folder", folder->first));
+            ++word;
+            if (word == words.end() || word->empty()) return wrong(fmt::format("{} wants a folder", folder->first));
             *folder->second = absolute(*word);
         } else if (*word == "--json") {
             line.json = true;

@@ -22,6 +22,7 @@ JSONLiteral list(const std::vector<std::string>& texts) { return JSONLiteral::ar
 
 JSONLiteral list(const std::vector<Observation>& observations) {
     std::vector<JSONLiteral> all;
+    all.reserve(observations.size());
     for (const auto& [subject, text] : observations) {
         all.push_back(JSONLiteral::object({{"subject", subject}, {"text", text}}));
     }

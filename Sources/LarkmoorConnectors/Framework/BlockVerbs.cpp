@@ -89,7 +89,7 @@ ConnectorOutcome BlockVerbs::install(const std::string& folder, const ReceiptSto
         plan.push_back({.file = file, .after = std::move(installed->bytes), .format = block.place.format});
     }
     // A failure shows when the files are written.
-    static_cast<void>(Files::makeFolders(folder, 0777));
+    static_cast<void>(Files::makeFolders(folder, 0777).has_value());
     const auto amendAll = [&](ConnectorReceipt& receipt) {
         receipt.created.insert(created.begin(), created.end());
         if (amend) amend(receipt);

@@ -29,6 +29,7 @@ std::optional<Value> asRead(std::string_view text) {
 template <class Value>
 JSONLiteral sorted(const std::set<Value>& values) {
     std::vector<std::string> texts;
+    texts.reserve(values.size());
     for (const Value& value : values) texts.push_back(asWritten(value));
     std::ranges::sort(texts);
     return JSONLiteral::array({texts.begin(), texts.end()});

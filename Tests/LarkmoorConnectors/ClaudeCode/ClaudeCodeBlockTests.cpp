@@ -45,6 +45,7 @@ std::string shown(const BlockFinding& finding) {
 
 std::string shown(const std::set<Created>& created) {
     std::vector<std::string_view> names;
+    names.reserve(created.size());
     for (const Created each : created) names.push_back(rawText(each));
     return fmt::format("{}", fmt::join(names, " "));
 }

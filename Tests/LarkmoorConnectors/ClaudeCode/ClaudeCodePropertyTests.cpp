@@ -50,7 +50,7 @@ class SettingsMaker {
         for (int level = 0; level < depth; ++level) indent += unit_;
         std::string all{brackets.front()};
         for (const std::string& item : items) {
-            all += (&item == &items.front() ? "" : ",") + newline_ + indent + unit_ + item;
+            all += fmt::format("{}{}{}{}{}", &item == &items.front() ? "" : ",", newline_, indent, unit_, item);
         }
         return all + newline_ + indent + brackets.back();
     }

@@ -11,12 +11,12 @@ using testing::receiptFile;
 using testing::serverFile;
 using testing::settingsFile;
 
+constexpr std::string_view asItWas = "(as it was)";
+
 struct Case {
     std::string_view name, in;
-    std::string_view after = in_;    ///< what stands after the removal, if not the input
-    std::string_view leftover = "";  ///< the sentence for what stays
-
-    static constexpr std::string_view in_ = "(as it was)";
+    std::string_view after = asItWas;  ///< what stands after the removal, if not the input
+    std::string_view leftover = "";    ///< the sentence for what stays
 };
 
 constexpr std::string_view emptyPrompts = "an empty UserPromptSubmit list remains here, which Larkmoor did not create";
@@ -41,7 +41,7 @@ void expectRound(const char* file, const Case& row) {
     EXPECT_EQ(home.files(), connected);
     const ConnectorOutcome removed = connector.remove();
     EXPECT_EQ(removed.result, ConnectorOutcome::Result::changed);
-    EXPECT_EQ(home.read(file), row.after == Case::in_ ? home.shown(home.filled(row.in)) : std::string{row.after});
+    EXPECT_EQ(home.read(file), row.after == asItWas ? home.shown(home.filled(row.in)) : std::string{row.after});
     std::vector<std::string> said;
     for (const auto& [subject, text] : removed.observations) {
         if (text.contains(" remains")) said.push_back(text);
@@ -101,9 +101,9 @@ TEST(ClaudeCodeRoundTrip, Settings) {
         {"an empty object", "{}", "{}", emptyFile},
         {"an empty object and a line feed", "{}\n", "{}\n", emptyFile},
         {"an empty object of hooks", "{\n  \"hooks\": {}\n}\n", "{\n  \"hooks\": {}\n}\n", emptyHooks},
-        {"an empty list of prompts", "{\n  \"hooks\": {\n    \"UserPromptSubmit\": []\n  }\n}\n", Case::in_,
+        {"an empty list of prompts", "{\n  \"hooks\": {\n    \"UserPromptSubmit\": []\n  }\n}\n", asItWas,
          emptyPrompts},
-        {"an empty list of tools", "{\"hooks\":{\"PreToolUse\":[]}}", Case::in_, emptyTools},
+        {"an empty list of tools", "{\"hooks\":{\"PreToolUse\":[]}}", asItWas, emptyTools},
         // Blanks alone between brackets are no content: they close up.
         {"an empty object, opened", "{\n}\n", "{}\n", emptyFile},
         {"an empty object of hooks, opened", "{\n  \"hooks\": {\n  }\n}\n", "{\n  \"hooks\": {}\n}\n", emptyHooks},
@@ -130,7 +130,7 @@ TEST(ClaudeCodeRoundTrip, Servers) {
         {"other servers on one line", "{ \"mcpServers\": { \"a\": { \"command\": \"a\" } } }"},
         {"tabs and carriage returns", "{\r\n\t\"mcpServers\": {\r\n\t\t\"a\": 1\r\n\t},\r\n\t\"b\": 2\r\n}\r\n"},
         {"servers first", "{\"mcpServers\":{\"a\":1},\"b\":2}"},
-        {"an empty object of servers", "{\n  \"mcpServers\": {},\n  \"a\": 1\n}\n", Case::in_, emptyServers},
+        {"an empty object of servers", "{\n  \"mcpServers\": {},\n  \"a\": 1\n}\n", asItWas, emptyServers},
         {"an empty object", "{}", "{}", emptyFile},
     };
     for (const Case& row : table) expectRound(serverFile, row);

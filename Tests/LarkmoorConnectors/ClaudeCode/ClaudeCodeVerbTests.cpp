@@ -102,6 +102,7 @@ std::string tellStep(const ConnectorHome& home, const Step& step) {
     if (step.verb == "scan") return home.told(connector.scan());
     const ConnectorOutcome outcome = step.verb == "install" ? connector.install() : connector.remove();
     std::vector<std::string> backups;
+    backups.reserve(outcome.backups.size());
     for (const std::string& backup : outcome.backups) backups.push_back(home.shown(backup));
     EXPECT_EQ(backups, step.backups);
     return home.told(outcome);
