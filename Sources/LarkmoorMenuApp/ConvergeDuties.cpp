@@ -4,6 +4,7 @@
 
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
 #include "LarkmoorPlatform/BlockingWork.h"
+#include "LarkmoorPlatform/FreedMemory.h"
 #include "LarkmoorWire/Codec/RawText.h"
 
 namespace larkmoor::ConvergeDuties {
@@ -28,8 +29,12 @@ void join(MenuDuties& duties, const Seams& seams) {
 Task<void> convergeOwnWiring(Seams seams) {
     if (!seams.bundle) co_return;
     const auto steps = co_await BlockingWork::run([seams] {
-        return Converge::run(seams.home, *seams.bundle, seams.applications, profile,
-                             [&seams] { return ClaudeChatRetirement::isClaudeAmong(seams.runningApplications()); });
+        auto done = Converge::run(seams.home, *seams.bundle, seams.applications, profile, [&seams] {
+            return ClaudeChatRetirement::isClaudeAmong(seams.runningApplications());
+        });
+        // Harnesses' files may be large, and this agent rests from here on.
+        returnFreedMemory();
+        return done;
     });
     log(seams, steps);
 }
