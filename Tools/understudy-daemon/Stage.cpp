@@ -4,14 +4,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <ctime>
 #include <utility>
 
 #include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorPlatform/Files.h"
 #include "LarkmoorWire/Codec/Messages.h"
-#include "LarkmoorWire/Identity/ClientStoreMode.h"
 #include "LarkmoorWire/Store/StoreKeyWire.h"
 #include "Orders.h"
 
@@ -132,12 +130,7 @@ void Stage::pushFront(FrontRecording front) {
 }
 
 void Stage::leave() {
-    if (!options_.supportRoot.empty()) {
-        const std::time_t now = std::time(nullptr);
-        const std::string words = std::string{"quit at "} + std::ctime(&now);
-        const auto left = ClientStoreMode::write(asBytes(words), options_.supportRoot + "/quit-requested");
-        if (!left) fmt::print(stderr, "{}\n", left.error().description());
-    }
+    if (options_.sentinel) options_.sentinel->set();
     // The last reply has to be on its way. Blocking is no harm to a process that is done.
     sd_bus_flush(bus_.handle());
     onEnd_(0);

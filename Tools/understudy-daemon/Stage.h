@@ -7,9 +7,11 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "LarkmoorKit/Supervision/QuitSentinel.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/MessageServiceListener.h"
 #include "LarkmoorPlatform/Task.h"
@@ -24,7 +26,7 @@ class Stage {
 
     struct Options {
         std::string serviceName;
-        std::string supportRoot;  ///< where a shutdown leaves the quit sentinel; none if empty
+        std::optional<QuitSentinel> sentinel;  ///< what a shutdown leaves behind
     };
 
     /// `onEnd` gets the exit status, once.

@@ -77,8 +77,14 @@ std::expected<Scenario, std::string> scenarioOf(const std::string& path) {
     return scenario;
 }
 
+std::optional<QuitSentinel> sentinelIn(const std::string& supportRoot) {
+    if (supportRoot.empty()) return std::nullopt;
+    return QuitSentinel{fmt::format("{}/{}", supportRoot, QuitSentinel::fileName)};
+}
+
 int play(const CommandLine& line) {
-    if (!line.supportRoot.empty() && Files::exists(line.supportRoot + "/quit-requested")) return 0;
+    const auto sentinel = sentinelIn(line.supportRoot);
+    if (sentinel && sentinel->isSet()) return 0;
     const auto scenario = scenarioOf(line.scenarioPath);
     if (!scenario) {
         fmt::print(stderr, "larkmoor: {}\n", scenario.error());
@@ -88,11 +94,10 @@ int play(const CommandLine& line) {
     int status = 0;
     Part part;
     part.apply(*scenario);
-    Stage stage{
-        loop, {.serviceName = line.serviceName, .supportRoot = line.supportRoot}, std::move(part), [&](int end) {
-            status = end;
-            loop.stop();
-        }};
+    Stage stage{loop, {.serviceName = line.serviceName, .sentinel = sentinel}, std::move(part), [&](int end) {
+                    status = end;
+                    loop.stop();
+                }};
     boost::asio::steady_timer start{loop, std::chrono::milliseconds{scenario->startDelayMilliseconds.value_or(0)}};
     start.async_wait([&stage](boost::system::error_code) { stage.open(); });
     loop.run();

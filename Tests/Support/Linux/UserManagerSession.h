@@ -26,9 +26,25 @@ class UserManagerSession {
         return groups != nullptr && *groups != '\0';
     }
 
-    UserManagerSession() {
-        std::filesystem::create_directories(home_.path() / "run");
-        std::filesystem::permissions(home_.path() / "run", std::filesystem::perms::owner_all);
+    UserManagerSession() { begin(); }
+    UserManagerSession(const UserManagerSession&) = delete;
+    UserManagerSession& operator=(const UserManagerSession&) = delete;
+    ~UserManagerSession() { end(); }
+
+    /// Ends the manager, which ends its services before itself.
+    void end() {
+        if (!manager_) return;
+        ::kill(manager_->pid(), SIGTERM);
+        manager_->wait();
+        manager_.reset();
+    }
+    /// A login: a manager that knows nothing but what lies in the home.
+    void begin() {
+        // The system takes away what lay there at the last logout, which its owner has not the right to.
+        if (std::filesystem::exists(home_ / "run"))
+            std::filesystem::rename(home_ / "run", (home_ / "run.") + std::to_string(++logouts_));
+        std::filesystem::create_directories(home_ / "run");
+        std::filesystem::permissions(home_ / "run", std::filesystem::perms::owner_all);
         std::vector<std::string> command{"/bin/sh", "-c",
                                          "for group in \"$@\"; do echo $$ >\"$group/cgroup.procs\"; done; "
                                          "exec /lib/systemd/systemd --user",
@@ -46,13 +62,6 @@ class UserManagerSession {
                                                                      {"DBUS_SESSION_BUS_ADDRESS", address()}});
         for (int tries = 0; tries < 600 && !std::filesystem::exists(home_ / "run/bus"); ++tries)
             std::this_thread::sleep_for(std::chrono::milliseconds{50});
-    }
-    UserManagerSession(const UserManagerSession&) = delete;
-    UserManagerSession& operator=(const UserManagerSession&) = delete;
-    /// It ends its services before itself.
-    ~UserManagerSession() {
-        ::kill(manager_->pid(), SIGTERM);
-        manager_->wait();
     }
 
     std::string address() const { return "unix:path=" + (home_ / "run/bus"); }
@@ -73,6 +82,7 @@ class UserManagerSession {
   private:
     TemporaryFolder home_;
     std::optional<ChildProcess> manager_;
+    int logouts_ = 0;
 };
 
 }  // namespace larkmoor::testing

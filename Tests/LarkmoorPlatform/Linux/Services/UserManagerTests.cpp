@@ -23,11 +23,14 @@ class UserManagerTest : public ::testing::Test {
     void SetUp() override {
         if (!testing::UserManagerSession::canStart()) GTEST_SKIP() << "no control groups of the tester's own";
         session.emplace();
+        connect();
+    }
+    void connect() {
         bus.emplace(loop, session->address());
         manager.emplace(loop, *bus);
         units.emplace(*manager, session->folders());
         agents.emplace(*manager, *units);
-        ASSERT_TRUE(waitFor([&] { return print() == LaunchAgents::couldNotFind; })) << "no manager";
+        ASSERT_TRUE(waitFor([&] { return print() >= 0; })) << "no manager";
     }
 
     template <class Condition>
@@ -106,6 +109,31 @@ TEST_F(UserManagerTest, AnItemIsRegisteredAndGoneWithoutATrace) {
         for (const auto& entry : std::filesystem::recursive_directory_iterator{folder})
             EXPECT_TRUE(entry.is_directory() && !entry.is_symlink()) << entry.path();
     EXPECT_TRUE(runTask(loop, item.unregisterItem())->has_value()) << "what is gone is gone";
+}
+
+TEST_F(UserManagerTest, AnAgentIsThereAtTheNextLoginUnlessItWasNotToStart) {
+    SystemdAgentItem item{*units, writeList()};
+    ASSERT_TRUE(runTask(loop, item.registerItem())->has_value());
+    const pid_t first = process();
+    EXPECT_EQ(bootout(), 0) << "which lasts until the next login";
+    session->end();
+    ASSERT_FALSE(runs(first));
+    session->begin();
+    connect();
+    ASSERT_TRUE(waitFor([&] { return process() != first; }));
+    EXPECT_EQ(print(), 0);
+
+    ASSERT_TRUE(runTask(loop, item.unregisterItem())->has_value());
+    std::filesystem::remove(told());
+    ASSERT_EQ(bootstrap(writeList("")), 0);
+    session->end();
+    session->begin();
+    connect();
+    EXPECT_EQ(print(), 0) << "loaded";
+    std::this_thread::sleep_for(std::chrono::milliseconds{300});
+    EXPECT_TRUE(words().empty()) << "and started by nobody";
+    EXPECT_EQ(kickstart(), 0);
+    EXPECT_GT(process(), 0);
 }
 
 TEST_F(UserManagerTest, AKilledAgentIsBackAndOneThatEndsWellStaysDown) {
