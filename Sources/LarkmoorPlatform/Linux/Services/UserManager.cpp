@@ -88,19 +88,19 @@ Task<UserManager::Answer> UserManager::fileState(std::string unit) {
     co_return state;
 }
 
-Task<UserManager::Done> UserManager::resetFailed(std::string unit) {
+Task<UserManager::Done> UserManager::resetFailed(const std::string& unit) {
     const BusMessage call = manager("ResetFailedUnit");
     BusWriter{call}.text(unit);
     return done(call);
 }
 
-Task<UserManager::Done> UserManager::maskForNow(std::string unit) {
+Task<UserManager::Done> UserManager::maskForNow(const std::string& unit) {
     const BusMessage call = manager("MaskUnitFiles");
     BusWriter{call}.array("s", [&] { BusWriter{call}.text(unit); }).boolean(true).boolean(true);
     return done(call);
 }
 
-Task<UserManager::Done> UserManager::unmaskForNow(std::string unit) {
+Task<UserManager::Done> UserManager::unmaskForNow(const std::string& unit) {
     const BusMessage call = manager("UnmaskUnitFiles");
     BusWriter{call}.array("s", [&] { BusWriter{call}.text(unit); }).boolean(true);
     return done(call);

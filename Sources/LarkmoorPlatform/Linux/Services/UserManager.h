@@ -37,10 +37,10 @@ class UserManager {
     Task<Done> restart(std::string unit) { return perform("RestartUnit", std::move(unit)); }
 
     /// Forgets that the unit failed.
-    Task<Done> resetFailed(std::string unit);
+    Task<Done> resetFailed(const std::string& unit);
     /// Masks the unit until the next login, and lifts that mask.
-    Task<Done> maskForNow(std::string unit);
-    Task<Done> unmaskForNow(std::string unit);
+    Task<Done> maskForNow(const std::string& unit);
+    Task<Done> unmaskForNow(const std::string& unit);
     /// Reads the unit files anew.
     Task<Done> reload();
 
