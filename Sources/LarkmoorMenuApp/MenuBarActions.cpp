@@ -26,6 +26,7 @@ MenuRows::Actions MenuBar::actions() {
         .pauseHour = sending(ControlRequest::PauseFor{60}),
         .pauseForever = sending(ControlRequest::Pause{}),
         .resumeNow = sending(ControlRequest::Resume{}),
+        .openEditor = opening(WindowDoor::Pane::editor, false),
         .openStats = opening(WindowDoor::Pane::stats, false),
         .openSettings = opening(WindowDoor::Pane::settings, false),
         .migrateNow = weakly([](MenuBar& self) { self.start(&MenuBar::migrateNow); }),

@@ -32,6 +32,8 @@ MenuRows MenuRows::make(std::string headerTitle, Actions actions) {
         MenuRow::make(Start{.title = "Migrate now", .action = std::move(actions.migrateNow), .hidden = true});
     rows.postponedRow = MenuRow::make(Start{.hidden = true, .enabled = false});
     rows.updateRow = MenuRow::make(Start{.hidden = true});
+    rows.memory = MenuRow::make(
+        Start{.title = "Memory", .action = std::move(actions.openEditor), .image = RowImages::PebbleIcon{}});
     const auto stats = MenuRow::make(
         Start{.title = "Stats", .action = std::move(actions.openStats), .image = symbol("chart.bar.xaxis")});
     const auto settings = MenuRow::make(

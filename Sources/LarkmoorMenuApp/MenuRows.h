@@ -18,6 +18,7 @@ struct MenuRows {
         MenuRow::Action pauseHour;
         MenuRow::Action pauseForever;
         MenuRow::Action resumeNow;
+        MenuRow::Action openEditor;
         MenuRow::Action openStats;
         MenuRow::Action openSettings;
         MenuRow::Action migrateNow;
@@ -34,6 +35,8 @@ struct MenuRows {
     Row header, setupRow, statusLine, modelsLine;
     Row pause15, pause60, pauseIndef, resumeRow;
     Row migrateNowRow, postponedRow, updateRow;
+    /// Made with the others and deliberately placed in no menu.
+    Row memory;
 };
 
 }  // namespace larkmoor

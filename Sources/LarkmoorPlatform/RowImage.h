@@ -22,6 +22,11 @@ struct PausedRing {
     bool operator==(const PausedRing&) const = default;
 };
 
+/// The product's own icon, in its colours.
+struct PebbleIcon {
+    bool operator==(const PebbleIcon&) const = default;
+};
+
 /// A system symbol, drawn half transparent in the colour of the menu's text: "chart.bar.xaxis", "gearshape.fill",
 /// "arrow.down.circle". A platform that has no drawing under the name shows none.
 struct Symbol {
@@ -31,6 +36,7 @@ struct Symbol {
 
 }  // namespace RowImages
 
-using RowImage = std::variant<RowImages::None, RowImages::RecordingDot, RowImages::PausedRing, RowImages::Symbol>;
+using RowImage = std::variant<RowImages::None, RowImages::RecordingDot, RowImages::PausedRing, RowImages::PebbleIcon,
+                              RowImages::Symbol>;
 
 }  // namespace larkmoor

@@ -59,6 +59,19 @@ TEST_F(MenuBarTest, RowsAreAsTheTableHasThemAtLaunch) {
     }
 }
 
+TEST_F(MenuBarTest, TheMemoryHasARowThatStandsInNoMenu) {
+    applications.running = {{7, "/x/settings", std::string{ClientInstance::settingsID}}};
+    launch();
+    const auto& memory = menu->rows().memory;
+    EXPECT_EQ(memory->title(), "Memory");
+    EXPECT_EQ(memory->image(), RowImage{RowImages::PebbleIcon{}});
+    EXPECT_THAT(item->menu->rows(), Not(Contains(memory)));
+    memory->action()();
+    settle();
+    EXPECT_THAT(notifications.posted,
+                ElementsAre(FakeNotifications::Posted{"tools.fenwright.larkmoor.open-window", "editor", {}}));
+}
+
 TEST_F(MenuBarTest, TheIconSaysNothingOfHealthBeforeAnAnswer) {
     daemon = Daemon::silent;
     launch();

@@ -16,9 +16,10 @@ std::string pictureName(BytesView png) {
         std::string_view name;
         RowImage image;
     };
-    static const std::array<Known, 5> pictures{{
+    static const std::array<Known, 6> pictures{{
         {"recordingDot", RowImages::RecordingDot{}},
         {"pausedRing", RowImages::PausedRing{}},
+        {"pebbleIcon", RowImages::PebbleIcon{}},
         {"chart.bar.xaxis", RowImages::Symbol{"chart.bar.xaxis"}},
         {"gearshape.fill", RowImages::Symbol{"gearshape.fill"}},
         {"arrow.down.circle", RowImages::Symbol{"arrow.down.circle"}},

@@ -23,6 +23,7 @@ BytesView symbol(std::string_view name) {
 BytesView png(const RowImage& image) {
     if (std::holds_alternative<RowImages::RecordingDot>(image)) return std::as_bytes(std::span{recordingDot});
     if (std::holds_alternative<RowImages::PausedRing>(image)) return std::as_bytes(std::span{pausedRing});
+    if (std::holds_alternative<RowImages::PebbleIcon>(image)) return std::as_bytes(std::span{pebbleIcon});
     if (const auto* named = std::get_if<RowImages::Symbol>(&image)) return symbol(named->name);
     return {};
 }

@@ -75,8 +75,12 @@ TEST(GlyphPixmaps, AreWholeSquaresThatShowSomething) {
 }
 
 TEST(MenuImages, EveryImageOfTheMenuHasItsOwnPicture) {
-    const RowImage images[] = {RowImages::RecordingDot{}, RowImages::PausedRing{}, RowImages::Symbol{"chart.bar.xaxis"},
-                               RowImages::Symbol{"gearshape.fill"}, RowImages::Symbol{"arrow.down.circle"}};
+    const RowImage images[] = {RowImages::RecordingDot{},
+                               RowImages::PausedRing{},
+                               RowImages::PebbleIcon{},
+                               RowImages::Symbol{"chart.bar.xaxis"},
+                               RowImages::Symbol{"gearshape.fill"},
+                               RowImages::Symbol{"arrow.down.circle"}};
     std::vector<const std::byte*> seen;
     for (const RowImage& image : images) {
         const std::string_view png = asText(MenuImages::png(image));
