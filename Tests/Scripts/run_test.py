@@ -1,0 +1,147 @@
+"""Scripts/run at a bare terminal, whole: what a person sees there, what keys do, and that nothing stays behind.
+
+usage: run_test.py RUN-IN-OWN-HOME BUILD_FOLDER
+"""
+import os
+import pty
+import re
+import select
+import signal
+import sys
+import time
+import unittest
+from pathlib import Path
+
+SCRIPT, BUILD = sys.argv[1:3]
+HOMES = "larkmoor-run."
+OF_A_DESKTOP = ("DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS")
+
+
+def homes():
+    return set(Path("/tmp").glob(HOMES + "*"))
+
+
+class Terminal:
+    def __init__(self, *options):
+        before = homes()
+        environment = {key: value for key, value in os.environ.items() if key not in OF_A_DESKTOP}
+        # Where these lead is the person's own, and nothing may be written there.
+        environment.update({name: "/nonexistent" for name in ("XDG_CONFIG_HOME", "XDG_DATA_HOME")})
+        self.process, self.end = pty.fork()
+        if self.process == 0:
+            os.execve(SCRIPT, [SCRIPT, BUILD, *options], environment)
+        self.bytes, self.status = b"", None
+        # From then on the rows stay where they are.
+        self.expect("Larkmoor — remembering")
+        (self.home,) = homes() - before
+
+    def read(self, seconds):
+        if select.select([self.end], [], [], seconds)[0]:
+            try:
+                self.bytes += os.read(self.end, 65536)
+            except OSError:  # the other end is closed
+                time.sleep(seconds)
+
+    def screen(self):
+        """The lines of the last picture, without their paint."""
+        return re.sub(r"\x1b\[[0-9;?]*[A-Za-z]", "", self.bytes.decode(errors="ignore").split("\x1b[H")[-1]).split("\r\n")
+
+    def expect(self, words, seconds=30):
+        end = time.monotonic() + seconds
+        while not any(words in line for line in self.screen()):
+            if time.monotonic() > end:
+                raise AssertionError(f"no {words!r} on the screen: {self.screen()}")
+            self.read(0.1)
+
+    def press(self, keys):
+        os.write(self.end, keys.encode())
+
+    def click(self, row):
+        """Opens the menu and presses the row's number."""
+        self.press("\r")
+        self.expect(row)
+        line = next(line for line in self.screen() if row in line)
+        self.press(re.search(r"\d", line)[0])
+
+    def wait(self, seconds=30):
+        end = time.monotonic() + seconds
+        while self.status is None:
+            process, status = os.waitpid(self.process, os.WNOHANG)
+            if process:
+                self.status = os.waitstatus_to_exitcode(status)
+            elif time.monotonic() > end:
+                raise AssertionError(f"it does not end: {self.screen()}")
+            self.read(0.1)
+        return self.status
+
+    def processes(self):
+        """What runs in that home."""
+        found = []
+        for folder in Path("/proc").glob("[0-9]*"):
+            try:
+                if f"HOME={self.home}\0".encode() in (folder / "environ").read_bytes():
+                    found.append((folder / "comm").read_text().strip())
+            except OSError:
+                pass
+        return sorted(found)
+
+    def expect_process(self, name, seconds=20):
+        end = time.monotonic() + seconds
+        while name not in self.processes():
+            if time.monotonic() > end:
+                raise AssertionError(f"no {name} among {self.processes()}")
+            self.read(0.1)
+
+    def close(self):
+        if self.status is None:
+            os.kill(self.process, signal.SIGTERM)
+            self.wait()
+        os.close(self.end)
+
+
+class Run(unittest.TestCase):
+    def terminal(self, *options):
+        terminal = Terminal(*options)
+        self.addCleanup(terminal.close)
+        return terminal
+
+    def expect_nothing_left(self, terminal):
+        self.assertEqual(terminal.processes(), [])
+        self.assertFalse(terminal.home.exists())
+
+    def test_a_click_pauses_and_quit_ends_everything(self):
+        terminal = self.terminal()
+        terminal.click("• Pause 15 minutes")
+        terminal.press("\r")
+        terminal.expect("Resume Recording (auto ")
+        terminal.press("\x1b")
+        terminal.click("Settings")
+        terminal.expect_process("larkmoor-settin")
+        terminal.click("Quit")
+        self.assertEqual(terminal.wait(), 0)
+        self.expect_nothing_left(terminal)
+
+    def test_the_first_run_begins_with_the_setup(self):
+        terminal = self.terminal("--first-run")
+        terminal.press("\r")
+        terminal.expect("Finish setting up Larkmoor…")
+        terminal.expect_process("larkmoor-settin")
+        terminal.press("q")
+        self.assertEqual(terminal.wait(), 0)
+        self.expect_nothing_left(terminal)
+
+    def test_ctrl_c_and_a_closed_terminal_end_everything(self):
+        for end in ("ctrl-c", "hang-up", "term"):
+            with self.subTest(end):
+                terminal = self.terminal()
+                terminal.click("Settings")
+                terminal.expect_process("larkmoor-settin")
+                if end == "ctrl-c":
+                    terminal.press("\x03")
+                else:
+                    os.kill(terminal.process, signal.SIGHUP if end == "hang-up" else signal.SIGTERM)
+                self.assertEqual(terminal.wait(), 130 if end == "ctrl-c" else 143)
+                self.expect_nothing_left(terminal)
+
+
+unittest.main(argv=sys.argv[:1], verbosity=2)
