@@ -117,6 +117,7 @@ Task<void> MenuBar::quitEverything() {
 }
 
 Task<void> MenuBar::cancelLocalModelsAndQuit() {
+    platform_.setupLog("cancel-install: the journey asked — stopping the pipeline and undoing its receipts");
     co_await duties_.cancelLocalModels();
     co_await quitAllOf();
 }

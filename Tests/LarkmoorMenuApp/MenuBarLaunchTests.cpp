@@ -208,7 +208,10 @@ TEST_F(MenuBarTest, ACancelOfTheModelsUndoesThemAndQuits) {
     asked.clear();
     notifications.post("tools.fenwright.larkmoor.cancel-local-models", std::nullopt, {});
     settle();
-    EXPECT_THAT(done, ElementsAre("cancel", "terminate"));
+    EXPECT_THAT(done,
+                ElementsAre("setup log: cancel-install: the journey asked — stopping the pipeline and undoing its "
+                            "receipts",
+                            "cancel", "terminate"));
     EXPECT_THAT(asked, ElementsAre("shutdown"));
     EXPECT_THAT(alerts.shown, IsEmpty());
 }
