@@ -80,8 +80,6 @@ void MenuBar::observeJourney() {
         weakly([](MenuBar& self, const std::optional<std::string>& object, const DistributedNotifications::Info&) {
             self.journeyVisible_ = object == "1";
             self.applyMenuMode();
-            // The pass may be long in coming, and the mode has just shown every row.
-            self.showRecordingRows();
             self.start(&MenuBar::refresh);
         }));
 }

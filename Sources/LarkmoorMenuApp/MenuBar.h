@@ -88,8 +88,9 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
 
     // Rows with a life of their own
     void syncModelsLine();
-    void syncOwedRows();
+    void syncPostponedRow();
     void syncUpdateRow();
+    void syncMigrateNowRow();
     void paintUpdateRow();
     void showUpdateLine(const MenuDuties::Line& line);
 

@@ -9,8 +9,9 @@ void MenuBar::menuWillOpen() {
     modelsTicker_.reset();
     menuIsOpen_ = false;
     syncModelsLine();
-    syncOwedRows();
+    syncPostponedRow();
     syncUpdateRow();
+    syncMigrateNowRow();
     menuIsOpen_ = true;
     modelsTicker_ = platform_.every(tickerInterval, weakly([](MenuBar& self) {
                                         self.syncModelsLine();
@@ -44,13 +45,13 @@ void MenuBar::syncModelsLine() {
     rows_.modelsLine->setHidden(!line);
 }
 
-/// The postponed update and the migration that is owed.
-void MenuBar::syncOwedRows() {
+void MenuBar::syncPostponedRow() {
     const auto sentence = duties_.postponedSentence();
     if (sentence) rows_.postponedRow->setTitle(*sentence);
     rows_.postponedRow->setHidden(!sentence);
-    rows_.migrateNowRow->setHidden(!duties_.migrationOwed());
 }
+
+void MenuBar::syncMigrateNowRow() { rows_.migrateNowRow->setHidden(!duties_.migrationOwed()); }
 
 void MenuBar::syncUpdateRow() {
     const auto line = setupMode_ ? std::nullopt : duties_.updateLine();

@@ -34,7 +34,7 @@ Task<void> MenuBar::refreshOnce() {
     const std::optional<DoorFault> fault = platform_.client->lastDoorFault();
     // A door that has just failed would fail again, and a daemon that is silent would hold this pass for ever.
     lastWarranted_ = fault ? duties_.journeyWarrantedUnasked() : co_await duties_.journeyWarranted();
-    apply(MenuHealth::decide(health.response, fault, currentProfile), fault);
+    apply(MenuHealth::decide(health.response, fault, ClientProfile::production), fault);
     applyMenuMode();
     if (!alert_) {
         lastFront_ = FrontRecording::full;
@@ -47,6 +47,7 @@ Task<void> MenuBar::refreshOnce() {
 
 void MenuBar::apply(const MenuHealth& health, std::optional<DoorFault> fault) {
     paused_ = health.isPaused();
+    resumesAt_.reset();
     health.visit(
         [this](const MenuHealth::Recording&) {
             alert_ = false;
@@ -75,7 +76,8 @@ void MenuBar::applyMenuMode() {
     }
     if (!setupMode_) {
         // The next pass may have to wait for the daemon: until then the rows are as they were known last.
-        syncOwedRows();
+        syncPostponedRow();
+        syncMigrateNowRow();
         showRecordingRows();
     }
     syncModelsLine();

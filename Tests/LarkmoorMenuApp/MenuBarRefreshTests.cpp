@@ -173,6 +173,30 @@ TEST_F(MenuBarTest, TheEndOfTheJourneyShowsWhatWasKnownLast) {
     }
 }
 
+TEST_F(MenuBarTest, TheBeginningOfTheJourneyLeavesItsRowsAloneUntilThePass) {
+    launch();
+    daemon = Daemon::silent;
+    tellJourney("1");
+    EXPECT_EQ(visible(), (Words{header, "Finish setting up Larkmoor…", "Quit"}));
+    daemon = Daemon::answers;
+    door.answer(door.sent().size() - 1, replyOf(health));
+    settle();
+    EXPECT_EQ(visible(), setupMenu("Recording"));
+}
+
+TEST_F(MenuBarTest, AnOldTimeIsNotToldAgain) {
+    launch();
+    const MenuRow& row = *menu->rows().resumeRow;
+    for (const auto& [word, title] :
+         {std::pair{"paused (resumes 14:30)", "Resume Recording (auto 14:30)"}, std::pair{"healthy", "Start Recording"},
+          std::pair{"paused (resumes 15:00)", "Resume Recording (auto 15:00)"},
+          std::pair{"the disk is full", "Start Recording"}}) {
+        health = GatewayResponse::Text{word};
+        refresh();
+        EXPECT_EQ(row.title(), title) << word;
+    }
+}
+
 TEST_F(MenuBarTest, TheRecorderDecidesTheTrail) {
     struct Case {
         GatewayResponse answer;
