@@ -2,13 +2,10 @@
 include(GNUInstallDirs)
 
 set(LARKMOOR_BUNDLE "${PROJECT_BINARY_DIR}/Larkmoor.app")
-set(LARKMOOR_INSTALLED_BUNDLE "${CMAKE_INSTALL_FULL_LIBDIR}/larkmoor/Larkmoor.app")
 
 configure_file("${PROJECT_SOURCE_DIR}/Packaging/Info.plist.in" "${LARKMOOR_BUNDLE}/Contents/Info.plist" @ONLY)
 configure_file("${PROJECT_SOURCE_DIR}/Packaging/tools.fenwright.larkmoor.gateway.plist"
                "${LARKMOOR_BUNDLE}/Contents/Library/LaunchAgents/tools.fenwright.larkmoor.gateway.plist" COPYONLY)
-configure_file("${PROJECT_SOURCE_DIR}/Packaging/tools.fenwright.larkmoor.menubar.desktop.in"
-               "${PROJECT_BINARY_DIR}/tools.fenwright.larkmoor.menubar.desktop" @ONLY)
 
 add_custom_target(larkmoor-bundle ALL
   COMMAND ${CMAKE_COMMAND} -E copy_directory "${PROJECT_SOURCE_DIR}/Packaging/icons/hicolor"
@@ -23,5 +20,10 @@ endfunction()
 
 install(DIRECTORY "${LARKMOOR_BUNDLE}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/larkmoor" USE_SOURCE_PERMISSIONS)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/Packaging/icons/hicolor" DESTINATION "${CMAKE_INSTALL_DATADIR}/icons")
-install(FILES "${PROJECT_BINARY_DIR}/tools.fenwright.larkmoor.menubar.desktop"
-        DESTINATION "${CMAKE_INSTALL_DATADIR}/applications")
+# Where it goes is known when it goes there: the prefix may be named then.
+install(CODE "
+  set(LARKMOOR_INSTALLED_BUNDLE \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/larkmoor/Larkmoor.app\")
+  set(entry \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/applications/tools.fenwright.larkmoor.menubar.desktop\")
+  message(STATUS \"Installing: \$ENV{DESTDIR}\${entry}\")
+  configure_file(\"${PROJECT_SOURCE_DIR}/Packaging/tools.fenwright.larkmoor.menubar.desktop.in\"
+                 \"\$ENV{DESTDIR}\${entry}\" @ONLY)")
