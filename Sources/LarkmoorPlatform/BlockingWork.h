@@ -28,7 +28,7 @@ Task<std::invoke_result_t<F&>> run(F work) {
     } else {
         auto result = std::make_shared<std::optional<Result>>();
         co_await workers.perform([held = std::move(held), result] { result->emplace((*held)()); });
-        co_return std::move(**result);
+        co_return std::move(result->value());
     }
 }
 

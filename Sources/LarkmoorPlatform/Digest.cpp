@@ -10,11 +10,11 @@ namespace larkmoor::Digest {
 
 namespace {
 
-// FIPS 180-4, in its own names.
+// FIPS 180-4, of which K and W are these constants and this schedule.
 using Word = std::uint32_t;
 constexpr std::size_t blockSize = 64;
 
-constexpr std::array<Word, 64> K{
+constexpr std::array<Word, 64> constants{
     0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
     0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
     0xe49b69c1, 0xefbe4786, 0x0fc19dc6, 0x240ca1cc, 0x2de92c6f, 0x4a7484aa, 0x5cb0a9dc, 0x76f988da,
@@ -28,22 +28,23 @@ using State = std::array<Word, 8>;
 constexpr State initial{0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a, 0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19};
 
 void take(State& state, BytesView block) {
-    std::array<Word, 64> W{};
+    std::array<Word, 64> schedule{};
     for (std::size_t t = 0; t < 16; ++t) {
-        for (std::size_t byte = 0; byte < 4; ++byte) W[t] = W[t] << 8 | std::to_integer<Word>(block[4 * t + byte]);
+        for (std::size_t byte = 0; byte < 4; ++byte)
+            schedule[t] = schedule[t] << 8 | std::to_integer<Word>(block[4 * t + byte]);
     }
-    for (std::size_t t = 16; t < W.size(); ++t) {
-        const Word sigma0 = std::rotr(W[t - 15], 7) ^ std::rotr(W[t - 15], 18) ^ W[t - 15] >> 3;
-        const Word sigma1 = std::rotr(W[t - 2], 17) ^ std::rotr(W[t - 2], 19) ^ W[t - 2] >> 10;
-        W[t] = sigma1 + W[t - 7] + sigma0 + W[t - 16];
+    for (std::size_t t = 16; t < schedule.size(); ++t) {
+        const Word sigma0 = std::rotr(schedule[t - 15], 7) ^ std::rotr(schedule[t - 15], 18) ^ schedule[t - 15] >> 3;
+        const Word sigma1 = std::rotr(schedule[t - 2], 17) ^ std::rotr(schedule[t - 2], 19) ^ schedule[t - 2] >> 10;
+        schedule[t] = sigma1 + schedule[t - 7] + sigma0 + schedule[t - 16];
     }
     auto [a, b, c, d, e, f, g, h] = state;
-    for (std::size_t t = 0; t < W.size(); ++t) {
+    for (std::size_t t = 0; t < schedule.size(); ++t) {
         const Word sum1 = std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25);
-        const Word T1 = h + sum1 + ((e & f) ^ (~e & g)) + K[t] + W[t];
+        const Word first = h + sum1 + ((e & f) ^ (~e & g)) + constants[t] + schedule[t];
         const Word sum0 = std::rotr(a, 2) ^ std::rotr(a, 13) ^ std::rotr(a, 22);
-        const Word T2 = sum0 + ((a & b) ^ (a & c) ^ (b & c));
-        h = g, g = f, f = e, e = d + T1, d = c, c = b, b = a, a = T1 + T2;
+        const Word second = sum0 + ((a & b) ^ (a & c) ^ (b & c));
+        h = g, g = f, f = e, e = d + first, d = c, c = b, b = a, a = first + second;
     }
     const State worked{a, b, c, d, e, f, g, h};
     for (std::size_t word = 0; word < state.size(); ++word) state[word] += worked[word];

@@ -100,7 +100,7 @@ class BusReader {
     template <class T>
     T basic(char type) {
         T value{};
-        check([&] { return sd_bus_message_read_basic(message_, type, &value); });
+        check([&] { return sd_bus_message_read_basic(message_, type, static_cast<void*>(&value)); });
         return fits_ ? value : T{};
     }
     std::string_view characters(char type) {
