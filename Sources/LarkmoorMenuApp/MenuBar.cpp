@@ -67,8 +67,8 @@ void MenuBar::applicationDidFinishLaunching() {
 void MenuBar::buildMenu() {
     rows_ = MenuRows::make(MenuHeaderTitle::title(ClientInstance::productName, platform_.version, platform_.build),
                            actions());
-    modelsRow_.emplace(rows_.modelsLine);
-    updateBar_.emplace(rows_.updateRow);
+    modelsRow_ = ModelsRow{rows_.modelsLine};
+    updateBar_ = ModelsRow{rows_.updateRow};
     syncUpdateRow();
     menu_ = std::make_shared<Menu>(rows_.inOrder);
     menu_->setDelegate(this);

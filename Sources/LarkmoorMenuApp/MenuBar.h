@@ -116,8 +116,8 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     std::unique_ptr<StatusItem> item_;
     MenuRows rows_;
     std::shared_ptr<Menu> menu_;
-    std::optional<ModelsRow> modelsRow_;  // in modelsLine
-    std::optional<ModelsRow> updateBar_;  // in updateRow while an update progresses
+    ModelsRow modelsRow_{nullptr};  // in modelsLine
+    ModelsRow updateBar_{nullptr};  // in updateRow while an update progresses
     DiagnosticRelay relay_;
 
     bool journeyVisible_ = false;

@@ -35,12 +35,12 @@ void MenuBar::syncModelsLine() {
     if (menuIsOpen_ && rows_.modelsLine->hidden()) return;
     const auto line = duties_.modelsLine();
     if (line) {
-        modelsRow_->show(line->title, line->fraction);
+        modelsRow_.show(line->title, line->fraction);
     } else if (menuIsOpen_) {
-        if (duties_.allDownloadsDone()) modelsRow_->complete();
+        if (duties_.allDownloadsDone()) modelsRow_.complete();
         return;
     } else {
-        modelsRow_->hide();
+        modelsRow_.hide();
     }
     rows_.modelsLine->setHidden(!line);
 }
@@ -58,7 +58,7 @@ void MenuBar::syncUpdateRow() {
     if (line) {
         showUpdateLine(*line);
     } else {
-        updateBar_->hide();
+        updateBar_.hide();
         rows_.updateRow->setAction({});
     }
     rows_.updateRow->setHidden(!line);
@@ -72,9 +72,9 @@ void MenuBar::paintUpdateRow() {
 void MenuBar::showUpdateLine(const MenuDuties::Line& line) {
     if (line.fraction || line.indeterminate) {
         rows_.updateRow->setAction({});
-        return updateBar_->show(line.title, line.fraction);
+        return updateBar_.show(line.title, line.fraction);
     }
-    updateBar_->hide();
+    updateBar_.hide();
     rows_.updateRow->setTitle(line.title);
     rows_.updateRow->setAction(line.actionable ? weakly([](MenuBar& self) { self.installUpdateNow(); })
                                                : MenuRow::Action{});
