@@ -1,8 +1,6 @@
 // What the platform floor has of its own, without the system's services.
-#include <gcrypt.h>
 #include <gtest/gtest.h>
 
-#include "LarkmoorPlatform/Digest.h"
 #include "LarkmoorPlatform/Files.h"
 #include "LarkmoorPlatform/HomeFolder.h"
 #include "LarkmoorPlatform/RunningExecutable.h"
@@ -13,18 +11,6 @@
 
 namespace larkmoor {
 namespace {
-
-TEST(Digest, IsWhatTheSystemsLibrarySays) {
-    ASSERT_NE(gcry_check_version(nullptr), nullptr);
-    Bytes bytes;
-    // Each place of the padding in its block, and a few blocks.
-    for (std::size_t length = 0; length < 300; ++length) {
-        std::array<unsigned char, 32> digest{};
-        gcry_md_hash_buffer(GCRY_MD_SHA256, digest.data(), bytes.data(), bytes.size());
-        EXPECT_EQ(Digest::sha256(bytes), fmt::format("{:02x}", fmt::join(digest, ""))) << length;
-        bytes.push_back(static_cast<std::byte>(length * 167 + 91));
-    }
-}
 
 TEST(UTF8, IsWellFormedOrNot) {
     struct Case {

@@ -4,18 +4,17 @@
 
 #include "LarkmoorKit/Supervision/AgentDefinition.h"
 #include "LarkmoorKit/Supervision/AgentRegistration.h"
-#include "LarkmoorPlatform/Digest.h"
 #include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor {
 
 Task<void> DaemonAgent::registerInBundleAgent() {
     const auto definition = Files::read(seams_.inBundlePlist);
-    if (!definition) co_return co_await registerWithoutDefinition();
-    const std::string current = Digest::sha256(*definition);
+    const auto current = definition ? co_await seams_.sha256(*definition) : std::nullopt;
+    if (!current) co_return co_await registerWithoutDefinition();
     const auto stored = seams_.defaults.string(digestKey);
     const bool jobLoaded = co_await status("print", seams_.launchctl.print(serviceTarget())) == 0;
-    switch (AgentDefinition::action(co_await seams_.service.status(), stored, current, jobLoaded)) {
+    switch (AgentDefinition::action(co_await seams_.service.status(), stored, *current, jobLoaded)) {
         case AgentDefinitionAction::needsApproval:
             co_return sayNeedsApproval();
         case AgentDefinitionAction::leaveEnabled:
@@ -27,11 +26,11 @@ Task<void> DaemonAgent::registerInBundleAgent() {
             break;
     }
     if (!co_await tryRegister()) co_return;
-    const auto kept = seams_.defaults.set(digestKey, current);
+    const auto kept = seams_.defaults.set(digestKey, *current);
     if (!kept) seams_.log("[larkmoor-menu] the daemon agent's digest was not stored: " + kept.error().description());
 }
 
-/// Without the list there is no digest to compare, and none to store.
+/// Without the list, or a word of what is in it, there is no digest to compare, and none to store.
 Task<void> DaemonAgent::registerWithoutDefinition() {
     switch (LoginItems::action(co_await seams_.service.status())) {
         case LoginItemAction::leaveEnabled:

@@ -4,6 +4,8 @@
 
 #include <sys/types.h>
 
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "LarkmoorKit/Supervision/LoginItems.h"
@@ -23,6 +25,8 @@ class DaemonAgent {
         LoginItemService& service;  ///< the agent in the bundle
         LaunchAgents& launchctl;
         UserDefaults& defaults;
+        /// SHA-256 in lower-case hexadecimal; nothing if there is no telling.
+        std::function<Task<std::optional<std::string>>(Bytes)> sha256;
         std::string inBundlePlist;
         std::string loosePlist;
         uid_t user;

@@ -11,6 +11,7 @@
 #include "LarkmoorPlatform/Files.h"
 #include "LarkmoorPlatform/Linux/MessageServiceDial.h"
 #include "LarkmoorPlatform/Linux/ProcessScan.h"
+#include "LarkmoorPlatform/Linux/ToolDigest.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
 namespace larkmoor {
@@ -39,6 +40,7 @@ Application::Application()
       daemonAgent_({.service = agentItem_,
                     .launchctl = launchAgents_,
                     .defaults = defaults_,
+                    .sha256 = [this](Bytes list) { return sha256(runner_, std::move(list)); },
                     .inBundlePlist = LoginItems::inBundlePlistPath(bundle_.folder),
                     .loosePlist = LoginItems::looseAgentPlistPath(home_),
                     .user = ::getuid(),

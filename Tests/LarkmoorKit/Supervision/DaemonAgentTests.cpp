@@ -1,11 +1,11 @@
 // What launch and the person's gestures do about the daemon's agent: the whole run of calls and lines for each state.
 #include "LarkmoorKit/Supervision/DaemonAgent.h"
 
+#include <filesystem>
 #include <fstream>
 
 #include "LarkmoorKit/Supervision/AgentDefinition.h"
 #include "LarkmoorKit/Supervision/AgentRegistration.h"
-#include "LarkmoorPlatform/Digest.h"
 #include "Support/FakeDefaults.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
@@ -66,7 +66,6 @@ TEST(Supervision, NamesAreTheFamilys) {
               "/L.app/Contents/Library/LaunchAgents/tools.fenwright.larkmoor.gateway.plist");
     EXPECT_EQ(LoginItems::guiServiceTarget(501), "gui/501/tools.fenwright.larkmoor.gateway");
     EXPECT_EQ(QuitSentinel::defaultPath("/s"), "/s/Larkmoor/quit-requested");
-    EXPECT_EQ(Digest::sha256(asBytes("abc")), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
 class FakeItem final : public LoginItemService {
@@ -117,6 +116,10 @@ class FakeLaunchctl final : public LaunchAgents {
 
 class DaemonAgentTest : public ::testing::Test {
   protected:
+    Task<std::optional<std::string>> digested(Bytes list) const {
+        if (!canDigest) co_return std::nullopt;
+        co_return "digest of " + std::string{asText(list)};
+    }
     static Task<bool> whole(Task<void> task) {
         co_await std::move(task);
         co_return true;
@@ -125,6 +128,7 @@ class DaemonAgentTest : public ::testing::Test {
     void write(const std::string& path, std::string_view text = "the list") { std::ofstream{path} << text; }
 
     MainLoop loop;
+    bool canDigest = true;
     testing::TemporaryFolder folder;
     std::string inBundle = folder / "in-bundle.plist", loose = folder / "loose.plist";
     QuitSentinel sentinel{folder / "quit-requested"};
@@ -135,12 +139,13 @@ class DaemonAgentTest : public ::testing::Test {
     DaemonAgent agent{{.service = item,
                        .launchctl = launchctl,
                        .defaults = defaults,
+                       .sha256 = [this](Bytes list) { return digested(list); },
                        .inBundlePlist = inBundle,
                        .loosePlist = loose,
                        .user = 501,
                        .log = [this](std::string_view line) { log.emplace_back(line); }}};
     const std::string job = "gui/501/tools.fenwright.larkmoor.gateway";
-    const std::string digest = Digest::sha256(asBytes("the list"));
+    const std::string digest = "digest of the list";
 };
 
 TEST_F(DaemonAgentTest, TheBundlesAgentIsKeptAsTheListInTheBundleSays) {
@@ -252,13 +257,18 @@ TEST_F(DaemonAgentTest, AListThatCannotBeReadLeavesNoDigest) {
     for (const Case& test :
          {Case{enabled, {}, {}}, Case{requiresApproval, {}, {approval}},
           Case{notRegistered, {"register"}, {registered}}, Case{notFound, {"register"}, {registered}}}) {
-        calls.clear();
-        log.clear();
-        item.is = test.status;
-        run(agent.registerInBundleAgent());
-        EXPECT_EQ(calls, test.calls);
-        EXPECT_EQ(log, test.log);
-        EXPECT_TRUE(defaults.values.empty());
+        for (const bool isThere : {false, true}) {
+            if (isThere) write(inBundle);
+            canDigest = !isThere;
+            calls.clear();
+            log.clear();
+            item.is = test.status;
+            run(agent.registerInBundleAgent());
+            EXPECT_EQ(calls, test.calls);
+            EXPECT_EQ(log, test.log);
+            EXPECT_TRUE(defaults.values.empty());
+            std::filesystem::remove(inBundle);
+        }
     }
 }
 

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "LarkmoorPlatform/Linux/SpawningProcessRunner.h"
+#include "LarkmoorPlatform/Linux/ToolDigest.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
@@ -368,6 +369,15 @@ TEST_F(ProcessRunnerTests, ManyRunAtOnce) {
     }
     EXPECT_TRUE(testing::runUntil(loop, [&] { return ended == count; }));
     EXPECT_LT(Clock::now() - began, count * 300ms / 2);
+}
+
+TEST(ToolDigest, IsThePublishedOne) {
+    MainLoop loop;
+    SpawningProcessRunner runner{loop};
+    EXPECT_EQ(testing::runTask(loop, sha256(runner, copyBytes("abc"))).value(),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    EXPECT_EQ(testing::runTask(loop, sha256(runner, {})).value(),
+              "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
 }
 
 }  // namespace
