@@ -1,5 +1,8 @@
-// Whole files before and after an element comes or goes, and the words in which an edit refuses.
+// Whole files before and after a member or an element is set or taken out, and the words in which an edit refuses. The
+// properties hold the bytes around; here is how it looks.
 #include <gtest/gtest.h>
+
+#include <ranges>
 
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 
@@ -7,144 +10,231 @@ namespace larkmoor {
 namespace {
 
 using testing::shown;
+using testing::unfolded;
 
 constexpr JSONDialect strict = JSONDialect::strict;
 constexpr JSONDialect withComments = JSONDialect::withComments;
 
-TEST(AppendElement, FollowsTheMembersRules) {
-    struct Case {
-        std::string_view name, before;
-        JSONPath path;
-        JSONLiteral literal;
-        std::string_view after;
-    };
-    const Case table[] = {
-        {"empty, one line", "[ ]", {}, 1, "[1]"},
-        {"empty, in a file of lines",
-         "{\n  \"a\": []\n}",
-         {"a"},
-         JSONLiteral::array({1}),
-         "{\n  \"a\": [\n    [\n      1\n    ]\n  ]\n}"},
-        {"one line", "[1, 2]", {}, JSONLiteral::object({{"x", 1}}), "[1, 2, {\"x\":1}]"},
-        {"no blanks", "[1,2]", {}, 3, "[1,2,3]"},
-        {"lines",
-         "[\n    1,\n    2\n]\n",
-         {},
-         JSONLiteral::object({{"x", 1}}),
-         "[\n    1,\n    2,\n    {\n        \"x\": 1\n    }\n]\n"},
-        {"CRLF and tabs",
-         "{\r\n\t\"a\": [\r\n\t\t1\r\n\t]\r\n}",
-         {"a"},
-         2,
-         "{\r\n\t\"a\": [\r\n\t\t1,\r\n\t\t2\r\n\t]\r\n}"},
-        {"the first on the bracket's line", "[1,\n 2\n]", {}, JSONLiteral::array({3}), "[1,\n 2,\n [\n   3\n ]\n]"},
-        {"in an array in an array", "[[],[[]]]", {1, 0}, "x", "[[],[[\"x\"]]]"},
-    };
+const JSONLiteral one = JSONLiteral::object({{"x", 1}});
+const JSONLiteral list = JSONLiteral::array({1});
+const JSONLiteral entry = JSONLiteral::object({{"type", "command"}, {"args", JSONLiteral::array({"-q", 10, true})}});
+
+/// Documents as `unfolded` reads them, in the dialect that they need.
+struct Case {
+    std::string_view name, before;
+    std::string_view place;  ///< steps with "/" between, the key or the index of the edit last
+    std::string_view after;
+    JSONLiteral to = 0;
+};
+
+JSONPath pathOf(std::string_view place) {
+    JSONPath path;
+    for (const auto part : std::views::split(place, '/')) {
+        const std::string_view step{part.begin(), part.end()};
+        if (!step.empty() && step.find_first_not_of("-0123456789") == std::string_view::npos)
+            path.push_back(std::stoi(std::string{step}));
+        else
+            path.push_back(unfolded(step));
+    }
+    return path;
+}
+
+JSONDialect dialectOf(std::string_view document) {
+    return document.contains("//") || document.contains("/*") ? withComments : strict;
+}
+
+/// Of the place, the container's path.
+JSONPath above(std::string_view place) {
+    JSONPath path = pathOf(place);
+    path.pop_back();
+    return path;
+}
+
+std::string last(std::string_view place) { return unfolded(place.substr(place.rfind('/') + 1)); }
+std::int64_t lastIndex(std::string_view place) { return std::stoi(last(place)); }
+
+template <class Edit>
+void expectEdits(std::span<const Case> table, Edit edit) {
     for (const Case& row : table) {
-        EXPECT_EQ(shown(JSONEdit::appendElement(asBytes(row.before), row.path, row.literal)), row.after) << row.name;
+        const std::string before = unfolded(row.before);
+        EXPECT_EQ(shown(edit(asBytes(before), row)), unfolded(row.after)) << row.name;
     }
 }
 
-TEST(InsertElement, StandsBehindTheOneNamedAsThatStands) {
-    EXPECT_EQ(shown(JSONEdit::insertElement(asBytes("[\n  1,\n\n  2, 3\n]"), {}, 0, 9)), "[\n  1,\n  9,\n\n  2, 3\n]");
-    EXPECT_EQ(shown(JSONEdit::insertElement(asBytes("[\n  1,\n\n  2, 3\n]"), {}, 1, 9)),
-              "[\n  1,\n\n  2,\n\n  9, 3\n]");
-    EXPECT_EQ(shown(JSONEdit::insertElement(asBytes("[\n  1,\n\n  2, 3\n]"), {}, 2, JSONLiteral::array({9}))),
-              "[\n  1,\n\n  2, 3, [9]\n]");
-    EXPECT_EQ(shown(JSONEdit::insertElement(asBytes("[]"), {}, 0, 9)), "refused: the top-level value has no element 0");
+TEST(JSONEdit, SetsAMember) {
+    const auto set = [](BytesView document, const Case& row) {
+        return JSONEdit::setMember(document, above(row.place), last(row.place), row.to, dialectOf(row.before));
+    };
+    const Case replaced[] = {
+        {"blanks around the colon", "{'a'   :   1}", "a", "{'a'   :   2}", 2},
+        {"one line in a spread object", "{|    'a': {'x':1},|    'b': 2|}|", "a",
+         "{|    'a': {|        'type': 'command',|        'args': [|            '-q',|            10,|            true|"
+         "        ]|    },|    'b': 2|}|",
+         entry},
+        {"a spread value in an object on one line", "[|  {'a': 1, 'b': 2}|]", "0/b",
+         "[|  {'a': 1, 'b': {'type':'command','args':['-q',10,true]}}|]", entry},
+        {"the old value spreads its object", "{'a': [|1]}", "a", "{'a': [|  1|]}", list},
+        {"empty containers stay closed", "{|\t'a': 1|}", "a", "{|\t'a': {}|}", JSONLiteral::object({})},
+        {"found by its decoded name", "{'\\u0061\\'\\n':1}", "a'|", "{'\\u0061\\'\\n':2}", 2},
+        {"behind a line comment", "{|  'a': // why|    1 // so|}", "a", "{|  'a': // why|    2 // so|}", 2},
+        {"CRLF", "{\r|  'a': 1\r|}\r|", "a", "{\r|  'a': [\r|    1\r|  ]\r|}\r|", list},
+        {"tabs", "{|\t'o': {|\t\t'a': 1|\t}|}", "o/a", "{|\t'o': {|\t\t'a': [|\t\t\t1|\t\t]|\t}|}", list},
+    };
+    expectEdits(replaced, set);
+    const Case added[] = {
+        {"one line with blanks", "{ 'a': 1 }", "b", "{ 'a': 1, 'b':{'x':1} }", one},
+        {"two spaces", "{|  'a': 1|}|", "b", "{|  'a': 1,|  'b': {|    'x': 1|  }|}|", one},
+        {"no indent", "{|'a': 1|}", "b", "{|'a': 1,|'b': {|  'x': 1|}|}", one},
+        {"the first on the brace's line", "{ 'a': 1,|      'b': 2}", "c",
+         "{ 'a': 1,|      'b': 2,|      'c': {|        'x': 1|      }}", one},
+        {"the last on one line with another", "{|  'a': 1, 'b': 2|}", "c", "{|  'a': 1, 'b': 2, 'c':{'x':1}|}", one},
+        {"a blank line before the last", "{|  'a': 1,||  'b': 2|}", "c", "{|  'a': 1,||  'b': 2,||  'c': 3|}", 3},
+        {"an odd indent", "{|   'a': 1,| \t 'b': 2|}", "c", "{|   'a': 1,| \t 'b': 2,| \t 'c': [| \t    1| \t ]|}",
+         list},
+        {"one pair decides, the last line's end is copied", "{\r|  'a': 1,|  'b': 2|}", "c",
+         "{\r|  'a': 1,|  'b': 2,|  'c': [\r|    1\r|  ]|}", list},
+        {"in an element, at the file's unit", "[|    {|      'a': 1|    }|]", "0/b",
+         "[|    {|      'a': 1,|      'b': {|          'x': 1|      }|    }|]", one},
+        {"a note on the last", "{|  'a': 1 // note|}", "b", "{|  'a': 1,|  'b': 2 // note|}", 2},
+        {"a comment before the last", "{|  /* 1 */ 'a': 1 /* end */|}", "b", "{|  /* 1 */ 'a': 1, 'b':2 /* end */|}",
+         2},
+    };
+    expectEdits(added, set);
+    const Case filled[] = {
+        {"a file on one line", "{ \t }", "a", "{'a':{'x':1}}", one},
+        {"a line feed at the end", "{}|", "a", "{|  'a': {|    'x': 1|  }|}|", one},
+        {"blank lines inside", "{|| |}", "a", "{|  'a': 1|}", 1},
+        {"a line feed before it", "|  {}", "a", "|  {|    'a': 1|  }", 1},
+        {"a carriage return alone", "{\r}", "a", "{'a':1}", 1},
+        {"CRLF elsewhere", "{}\r|", "a", "{\r|  'a': 1\r|}\r|", 1},
+        {"in an element of one line", "{|\t'o': [ {}, {} ]|}", "o/1/a", "{|\t'o': [ {}, {|\t\t'a': 1|\t} ]|}", 1},
+        {"comments elsewhere", "// top|{} // end", "a", "// top|{|  'a': 1|} // end", 1},
+        {"a comment inside", "[|  {/* c */ }|]", "0/a", "[|  {/* c */ 'a':{'x':1}}|]", one},
+        {"a line comment", "{ // c  |}", "a", "{ // c  |  'a': {|    'x': 1|  }|}", one},
+        {"two of them", "{|  // one||  /* two */||}", "a", "{|  // one||  /* two */|  'a': 1|}", 1},
+        {"deeper, CRLF", "{\r|\t'o': {\r|\t\t// c\r|\t}\r|}", "o/a", "{\r|\t'o': {\r|\t\t// c\r|\t\t'a': 1\r|\t}\r|}",
+         1},
+        {"the brace behind a comment", "{|  /* c */}", "a", "{|  /* c */|  'a': 1|}", 1},
+        {"a line feed in a comment", "{/*|*/}", "a", "{/*|*/|  'a': 1|}", 1},
+    };
+    expectEdits(filled, set);
 }
 
-TEST(ReplaceElement, SpreadsAsItsArrayDoes) {
-    const JSONLiteral one = JSONLiteral::object({{"x", 1}});
-    EXPECT_EQ(shown(JSONEdit::replaceElement(asBytes("[1, 2, 3]"), {}, 1, one)), "[1, {\"x\":1}, 3]");
-    EXPECT_EQ(shown(JSONEdit::replaceElement(asBytes("[\n\t1,\n\t2\n]"), {}, 1, one)),
-              "[\n\t1,\n\t{\n\t\t\"x\": 1\n\t}\n]");
-    EXPECT_EQ(shown(JSONEdit::replaceElement(asBytes("{\"a\":[]}"), {"a"}, 0, one)), "refused: a has no element 0");
-}
-
-TEST(RemoveElement, TakesOneCommaWithIt) {
-    struct Case {
-        std::string_view name, before;
-        JSONPath path;
-        std::int64_t index;
-        std::string_view after;
+TEST(JSONEdit, TakesAMemberOutWithOneCommaAndNoComment) {
+    const auto remove = [](BytesView document, const Case& row) {
+        return JSONEdit::removeMember(document, above(row.place), last(row.place), dialectOf(row.before));
     };
     const Case table[] = {
-        {"the middle", "[1 , 2 , 3]", {}, 1, "[1 , 3]"},
-        {"the last", "[\n  1,\n  2\n]", {}, 1, "[\n  1\n]"},
-        {"the first", "[\n  {\"a\":1},\n  2\n]", {}, 0, "[\n  2\n]"},
-        {"the only one", "{\r\n  \"a\": [\r\n    1\r\n  ]\r\n}", {"a"}, 0, "{\r\n  \"a\": []\r\n}"},
-        {"in a group",
-         "{\"h\":{\"e\":[{\"hooks\":[1,2]}]}}",
-         {"h", "e", 0, "hooks"},
-         1,
-         "{\"h\":{\"e\":[{\"hooks\":[1]}]}}"},
+        {"the middle", "{|  'a': 1,||  'b': 2,||  'c': 3|}", "b", "{|  'a': 1,||  'c': 3|}"},
+        {"the last, CRLF", "{\r|\t'a': 1,\r|\t'b': 2\r|}", "b", "{\r|\t'a': 1\r|}"},
+        {"the first", "{|  'a': 1,|  'b': 2|}|", "a", "{|  'b': 2|}|"},
+        {"on one line", "{ 'a': 1 , 'b': 2 }", "a", "{ 'b': 2 }"},
+        {"commas before the names", "{|    'a': 1|  , 'b': 2|  , 'c': 3|}", "c", "{|    'a': 1|  , 'b': 2|}"},
+        {"the only one", "{|  'a': {|    'b': 1|  }|}|", "a/b", "{|  'a': {}|}|"},
+        {"the only one, comments elsewhere", "// top|{ 'a': 1 } // end", "a", "// top|{} // end"},
+        {"notes on both", "{|  'a': 1, // on a|  'b': 2 // on b|}", "b", "{|  'a': 1 // on a| // on b|}"},
+        {"two comments above it", "{|  'a': 1,|  // one  |  // two|  'b': 2|}", "b",
+         "{|  'a': 1|  // one  |  // two|}"},
+        {"the brace on its line", "{|  'a': 1, // note|  'b': 2}", "b", "{|  'a': 1 // note|}"},
+        {"a blank and the brace", "{|  'a': 1, // note|  'b': 2 }", "b", "{|  'a': 1 // note| }"},
+        {"a comma behind it", "{|  'a': 1, // n|  'b': 2, 'c': 3|}", "b", "{|  'a': 1 // n|, 'c': 3|}"},
+        {"inside it", "{|  'a': 1,|  'b': [ // 1st|    1, /* 2nd */ 2|  ]|}", "b", "{|  'a': 1 // 1st| /* 2nd */|}"},
+        {"blocks", "{'a':1 /* x */ , /* y */ 'b' /* z */ : 2}", "b", "{'a':1 /* x */ /* y */ /* z */}"},
+        {"of the first", "{|  'a': 1, // note|  'b': 2|}", "a", "{|   // note|'b': 2|}"},
+        {"of the first, a block", "{ 'a': /* one */ 1, 'b': 2 }", "a", "{  /* one */'b': 2 }"},
+        {"above the first", "{|  // about a|  'a': 1,|  'b': 2|}", "a", "{|  // about a|  'b': 2|}"},
+        {"notes, CRLF", "{\r|  'a': 1, // a\r|  'b': 2, // b\r|  'c': 3\r|}", "b",
+         "{\r|  'a': 1 // a\r|, // b\r|  'c': 3\r|}"},
+        {"a carriage return ends no line comment", "{|  'a': 1, // a|  'b': 2\r}", "b", "{|  'a': 1 // a|\r}"},
+        {"nor before a block", "{|  'a': 1, // a|  'b': 2\r/* b */|}", "b", "{|  'a': 1 // a|\r/* b */|}"},
+        {"the only one, a block before", "{ /* c */ 'a':1}", "a", "{ /* c */ }"},
+        {"the only one, a block behind", "{ 'a': 1 /* c */ }", "a", "{  /* c */ }"},
+        {"the only one, a block inside", "{'a': /* c */ 1}", "a", "{ /* c */}"},
+        {"the only one, a line before, CRLF", "{\r|  // c\r|  'a': 1\r|}", "a", "{\r|  // c\r|}"},
+        {"the only one, a line behind", "{|  'a': 1 // c|}", "a", "{ // c|}"},
+        {"the only one, a line inside", "{|  'a': { // c|  }|}", "a", "{ // c|}"},
+        {"the only one, the brace on its line", "{ // c|  'a': /* d */ 1}", "a", "{ // c| /* d */}"},
+        {"a comment's blanks are its own", "{ // c  |  'a': 1|}", "a", "{ // c  |}"},
+        {"a block and the brace", "{ /* c */|  'a': 1}", "a", "{ /* c */}"},
     };
-    for (const Case& row : table) {
-        EXPECT_EQ(shown(JSONEdit::removeElement(asBytes(row.before), row.path, row.index)), row.after) << row.name;
-    }
+    expectEdits(table, remove);
+}
+
+TEST(JSONEdit, ElementsComeAndGoAsMembersDo) {
+    const Case appended[] = {
+        {"empty", "{|  'a': []|}", "a", "{|  'a': [|    [|      1|    ]|  ]|}", list},
+        {"one line", "{'a':[1, 2]}", "a", "{'a':[1, 2, {'x':1}]}", one},
+        {"CRLF", "{\r|\t'a': [\r|\t\t1\r|\t]\r|}", "a", "{\r|\t'a': [\r|\t\t1,\r|\t\t2\r|\t]\r|}", 2},
+        {"the first on the bracket's line", "[[1,| 2|]]", "0", "[[1,| 2,| [|   1| ]|]]", list},
+    };
+    expectEdits(appended, [](BytesView document, const Case& row) {
+        return JSONEdit::appendElement(document, pathOf(row.place), row.to);
+    });
+    const Case inserted[] = {
+        {"behind the first", "[|  1,||  2, 3|]", "0", "[|  1,|  9,||  2, 3|]", 9},
+        {"behind one with a blank line", "[|  1,||  2, 3|]", "1", "[|  1,||  2,||  9, 3|]", 9},
+        {"behind one on another's line", "[|  1,||  2, 3|]", "2", "[|  1,||  2, 3, [1]|]", list},
+        {"behind none", "[]", "0", "refused: the top-level value has no element 0"},
+    };
+    expectEdits(inserted, [](BytesView document, const Case& row) {
+        return JSONEdit::insertElement(document, above(row.place), lastIndex(row.place), row.to);
+    });
+    const Case replaced[] = {
+        {"one line", "[1, 2, 3]", "1", "[1, {'x':1}, 3]", one},
+        {"lines", "[|\t1,|\t2|]", "1", "[|\t1,|\t{|\t\t'x': 1|\t}|]", one},
+        {"none", "{'a':[]}", "a/0", "refused: a has no element 0"},
+    };
+    expectEdits(replaced, [](BytesView document, const Case& row) {
+        return JSONEdit::replaceElement(document, above(row.place), lastIndex(row.place), row.to);
+    });
+    const Case removed[] = {
+        {"the middle", "[1 , 2 , 3]", "1", "[1 , 3]"},
+        {"the last", "[|  1,|  2|]", "1", "[|  1|]"},
+        {"the only one", "{\r|  'a': [\r|    1\r|  ]\r|}", "a/0", "{\r|  'a': []\r|}"},
+        {"in a group", "{'h':{'e':[{'hooks':[1,2]}]}}", "h/e/0/hooks/1", "{'h':{'e':[{'hooks':[1]}]}}"},
+    };
+    expectEdits(removed, [](BytesView document, const Case& row) {
+        return JSONEdit::removeElement(document, above(row.place), lastIndex(row.place));
+    });
 }
 
 TEST(JSONEdit, RefusesInWords) {
     const Bytes document = copyBytes(R"({"hooks":{"PreToolUse":[{"a":1}],"n":1}})");
-    const auto set = [&](const JSONPath& path) { return shown(JSONEdit::setMember(document, path, "k", 1, strict)); };
-    const auto remove = [&](const JSONPath& path, std::string_view key) {
-        return shown(JSONEdit::removeMember(document, path, key, strict));
-    };
-    const auto append = [&](const JSONPath& path) { return shown(JSONEdit::appendElement(document, path, 1)); };
-    const auto cut = [&](const JSONPath& path, std::int64_t index) {
-        return shown(JSONEdit::removeElement(document, path, index));
-    };
-
-    EXPECT_EQ(set({"hooks", "PreToolUse"}), "refused: hooks.PreToolUse is not an object");
-    EXPECT_EQ(set({"hooks", "PreToolUse", 1}), "refused: hooks.PreToolUse.[1] is not an object");
-    EXPECT_EQ(set({"hooks", "PreToolUse", 0, "a"}), "refused: hooks.PreToolUse.[0].a is not an object");
-    EXPECT_EQ(set({"hooks", "missing", "x"}), "refused: hooks.missing.x is not an object");
-    EXPECT_EQ(remove({"missing"}, "k"), "refused: missing is not an object");
-    EXPECT_EQ(remove({}, "k"), "refused: k is not in the top-level value");
-    EXPECT_EQ(remove({"hooks", "PreToolUse", 0}, "b"), "refused: b is not in hooks.PreToolUse.[0]");
-    EXPECT_EQ(append({}), "refused: the top-level value is not an array");
-    EXPECT_EQ(append({"hooks", "missing"}), "refused: hooks.missing is not an array");
-    EXPECT_EQ(cut({"hooks"}, 0), "refused: hooks is not an array");
-    EXPECT_EQ(cut({"hooks", "PreToolUse"}, 1), "refused: hooks.PreToolUse has no element 1");
-    EXPECT_EQ(cut({"hooks", "PreToolUse"}, -1), "refused: hooks.PreToolUse has no element -1");
-    EXPECT_EQ(shown(JSONEdit::setMember(asBytes("[1]"), {}, "k", 1, strict)),
-              "refused: the top-level value is not an object");
-}
-
-TEST(JSONEdit, RefusesADocumentThatDoesNotScan) {
-    struct Case {
-        std::string_view name, document, want;
-    };
-    const Case table[] = {
-        {"a byte-order mark", "\xef\xbb\xbf{}", "refused: a value was expected (at byte 0)"},
-        {"a trailing comma", "{\"a\":[1],}", "refused: a member name was expected (at byte 9)"},
-        {"a comment in plain JSON", "{\"a\":[1]} // note",
-         "refused: there are bytes after the top-level value (at byte 10)"},
-        {"nothing", "", "refused: the document ended where a value was expected (at byte 0)"},
-        {"a missing comma", "{\"a\": 1 \"b\": 2", "refused: a comma or a closing brace was expected (at byte 8)"},
-    };
-    for (const Case& row : table) {
-        const BytesView document = asBytes(row.document);
-        EXPECT_EQ(shown(JSONEdit::setMember(document, {}, "k", 1, strict)), row.want) << row.name;
-        EXPECT_EQ(shown(JSONEdit::removeMember(document, {}, "a", strict)), row.want) << row.name;
-        EXPECT_EQ(shown(JSONEdit::appendElement(document, {"a"}, 1)), row.want) << row.name;
-        EXPECT_EQ(shown(JSONEdit::removeElement(document, {"a"}, 0)), row.want) << row.name;
-    }
-    EXPECT_EQ(shown(JSONEdit::setMember(asBytes("{\"a\":1,}"), {}, "k", 1, withComments)),
-              "refused: a member name was expected (at byte 7)");
-}
-
-TEST(JSONEdit, NeverGivesBackWhatWouldNotScan) {
+    const auto set = [&](const JSONPath& path) { return JSONEdit::setMember(document, path, "k", 1, strict); };
+    const auto remove = [&](const JSONPath& path) { return JSONEdit::removeMember(document, path, "b", strict); };
+    const auto append = [&](const JSONPath& path) { return JSONEdit::appendElement(document, path, 1); };
+    const auto cut = [&](const JSONPath& path, int index) { return JSONEdit::removeElement(document, path, index); };
     const std::string deep = std::string(63, '[') + "{}" + std::string(63, ']');
     const JSONPath inside(63, 0);
+    const std::pair<JSONEdit::Result, std::string_view> table[] = {
+        {set({"hooks", "PreToolUse"}), "hooks.PreToolUse is not an object"},
+        {set({"hooks", "PreToolUse", 1}), "hooks.PreToolUse.[1] is not an object"},
+        {set({"hooks", "PreToolUse", 0, "a"}), "hooks.PreToolUse.[0].a is not an object"},
+        {remove({"missing"}), "missing is not an object"},
+        {remove({}), "b is not in the top-level value"},
+        {remove({"hooks", "PreToolUse", 0}), "b is not in hooks.PreToolUse.[0]"},
+        {append({}), "the top-level value is not an array"},
+        {append({"hooks", "missing"}), "hooks.missing is not an array"},
+        {cut({"hooks"}, 0), "hooks is not an array"},
+        {cut({"hooks", "PreToolUse"}, 1), "hooks.PreToolUse has no element 1"},
+        {cut({"hooks", "PreToolUse"}, -1), "hooks.PreToolUse has no element -1"},
+        {JSONEdit::setMember(asBytes("[1]"), {}, "k", 1, strict), "the top-level value is not an object"},
+        // What does not scan, before the edit or behind it.
+        {JSONEdit::setMember(asBytes("\xef\xbb\xbf{}"), {}, "k", 1, strict), "a value was expected (at byte 0)"},
+        {JSONEdit::removeMember(asBytes(R"({"a":1,})"), {}, "a", withComments),
+         "a member name was expected (at byte 7)"},
+        {JSONEdit::appendElement(asBytes("[1] // note"), {}, 1),
+         "there are bytes after the top-level value (at byte 4)"},
+        {JSONEdit::removeElement({}, {}, 0), "the document ended where a value was expected (at byte 0)"},
+        {JSONEdit::setMember(asBytes(deep), inside, "k", JSONLiteral::array({}), strict),
+         "the document nests deeper than 64 levels (at byte 68)"},
+        {JSONEdit::setMember(asBytes("{}"), {}, "k", "\xff", strict),
+         "a string holds bytes that are not UTF-8 (at byte 5)"},
+        {JSONEdit::setMember(asBytes("{}"), {}, "\xff", 1, strict),
+         "a string holds bytes that are not UTF-8 (at byte 1)"},
+    };
+    for (const auto& [result, want] : table) EXPECT_EQ(shown(result), "refused: " + std::string{want});
     EXPECT_TRUE(JSONEdit::setMember(asBytes(deep), inside, "k", 1, strict));
-    EXPECT_EQ(shown(JSONEdit::setMember(asBytes(deep), inside, "k", JSONLiteral::array({}), strict)),
-              "refused: the document nests deeper than 64 levels (at byte 68)");
-    EXPECT_EQ(shown(JSONEdit::setMember(asBytes("{}"), {}, "k", "\xff", strict)),
-              "refused: a string holds bytes that are not UTF-8 (at byte 5)");
-    EXPECT_EQ(shown(JSONEdit::setMember(asBytes("{}"), {}, "\xff", 1, strict)),
-              "refused: a string holds bytes that are not UTF-8 (at byte 1)");
 }
 
 }  // namespace
