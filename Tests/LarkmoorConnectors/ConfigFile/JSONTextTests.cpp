@@ -12,6 +12,7 @@ namespace {
 
 using testing::outline;
 using namespace std::string_literals;
+using namespace std::string_view_literals;
 
 constexpr JSONDialect strict = JSONDialect::strict;
 constexpr JSONDialect withComments = JSONDialect::withComments;
@@ -26,156 +27,82 @@ std::string nested(int levels, std::string_view inside = "") {
 }
 
 TEST(JSONText, EveryNodeKnowsItsBytes) {
-    struct Case {
-        std::string_view in, want;
-    };
-    const Case table[] = {
-        {"{}", "0-2{}"},
-        {"[]", "0-2[]"},
+    const std::pair<std::string_view, std::string_view> table[] = {
         {" \t\r\n[ \n] ", "4-8[]"},
-        {R"({"a":1,"b":[true,null]})", R"(0-23{ 1"a":5-6# 7"b":11-22[ 12-16true 17-21null]})"},
-        {R"({ "a" : { } , "b" : "x" })", R"(0-25{ 2"a":8-11{} 14"b":20-23'x'})"},
-        {R"({"a":1,"a":2})", R"(0-13{ 1"a":5-6# 7"a":11-12#})"},
+        {R"({ "a" : { } , "b":[true,null],"a":"x" })",
+         R"(0-39{ 2"a":8-11{} 14"b":18-29[ 19-23true 24-28null] 30"a":34-37'x'})"},
         {"[[1],[[2]],3]", "0-13[ 1-4[ 2-3#] 5-10[ 6-9[ 7-8#]] 11-12#]"},
-        {R"({"a":{"b":1},"c":{"d":{}}})", R"(0-26{ 1"a":5-12{ 6"b":10-11#} 13"c":17-25{ 18"d":22-24{}}})"},
         {"false", "0-5false"},
         {R"("")", "0-2''"},
         {R"("fifteen bytes !")", "0-17'fifteen bytes !'"},
         {R"("sixteen bytes !!")", "0-18'sixteen bytes !!'"},
-        {"\"na\xc3\xafve \xe2\x80\x94 \xf0\x9d\x84\x9e\"", "0-17'na\xc3\xafve \xe2\x80\x94 \xf0\x9d\x84\x9e'"},
-        {"\"\x7f\"", "0-3'\x7f'"},
+        {"\"na\xc3\xafve \xe2\x80\x94 \xf0\x9d\x84\x9e\x7f\"", "0-18'na\xc3\xafve \xe2\x80\x94 \xf0\x9d\x84\x9e\x7f'"},
     };
-    for (const Case& row : table) {
-        EXPECT_EQ(outline(scan(row.in)), row.want) << row.in;
-        EXPECT_EQ(outline(scan(row.in, withComments)), row.want) << row.in;
+    for (const auto& [in, want] : table) {
+        EXPECT_EQ(outline(scan(in)), want);
+        EXPECT_EQ(outline(scan(in, withComments)), want);
     }
 }
 
 TEST(JSONText, EscapesAreDecoded) {
-    struct Case {
-        std::string_view in;
-        std::string want;
-    };
-    const Case table[] = {
+    const std::pair<std::string_view, std::string> table[] = {
         {R"("\"\\\/\b\f\n\r\t")", "\"\\/\b\f\n\r\t"},
         {R"("a\u00e9b\u20aC")", "a\u00e9b\u20ac"},
-        {R"("\ud83d\ude00")", "\U0001F600"},
-        {R"("\uDBFF\uDFFF")", "\U0010FFFF"},
-        {R"("\ud800\udc00!")", "\U00010000!"},
+        {R"("\ud83d\ude00\uDBFF\uDFFF\ud800\udc00!")", "\U0001F600\U0010FFFF\U00010000!"},
         {R"("\u0000")", "\0"s},
         {R"("\uFFFF\uD7FF\uE000")", "\uFFFF\uD7FF\uE000"},
         {R"("before an escape \n and behind it")", "before an escape \n and behind it"},
     };
-    for (const Case& row : table) {
-        const auto result = scan(row.in);
-        ASSERT_TRUE(result) << row.in;
-        EXPECT_EQ(result->root.text(), row.want) << row.in;
-        const auto name = scan("{" + std::string{row.in} + ":1}");
-        ASSERT_TRUE(name) << row.in;
-        EXPECT_NE(name->root.member(row.want), nullptr) << row.in;
-    }
-}
-
-TEST(JSONText, NumbersAreSpelledAsJSONHasThem) {
-    for (const std::string_view good : {"0", "-0", "7", "-12", "0.5", "1.0", "10.25", "0e0", "1E5", "1e+5", "-1.5E-10",
-                                        "123456789012345678901234567890", "0.00000000000000001e999"}) {
-        const auto result = scan(good);
-        ASSERT_TRUE(result) << good;
-        EXPECT_EQ(result->root.value(asBytes(good)), JSONValue{JSONValue::Number{std::string{good}}});
-    }
-    for (const std::string_view bad :
-         {"-",   "1.", "1e",        "1e+",      "1E-", ".5", "+1", "-.5", "-a", "1.e5", "Infinity",
-          "NaN", "0.", "-Infinity", "\xc2\xb2", "'a'", "}",  "]",  ",",   ":",  "/",    "#"}) {
-        EXPECT_EQ(outline(scan(bad)), "a value was expected (at byte 0)") << bad;
-        EXPECT_EQ(outline(scan("[1, " + std::string{bad})), "a value was expected (at byte 4)") << bad;
-    }
-    for (const std::string_view tail : {"0123", "00", "-01", "0x1", "0-1"}) {
-        const std::string offset = tail.starts_with('-') ? "2" : "1";
-        EXPECT_EQ(outline(scan(tail)), "there are bytes after the top-level value (at byte " + offset + ")") << tail;
+    for (const auto& [in, want] : table) {
+        const auto result = scan("{" + std::string{in} + ":" + std::string{in} + "}");
+        ASSERT_TRUE(result) << in;
+        const JSONMember* member = result->root.member(want);
+        ASSERT_NE(member, nullptr) << in;
+        EXPECT_EQ(member->value.text(), want);
     }
 }
 
 TEST(JSONText, RefusesWithOneReasonAndPlace) {
     struct Case {
-        std::string_view in, want;
+        std::string_view want;
+        std::vector<std::string_view> in;  ///< a ^ stands before the place
     };
     const Case table[] = {
-        {"", "the document ended where a value was expected (at byte 0)"},
-        {" \n\t", "the document ended where a value was expected (at byte 3)"},
-        {"[", "the document ended where a value was expected (at byte 1)"},
-        {"[1, ", "the document ended where a value was expected (at byte 4)"},
-        {R"({"a": )", "the document ended where a value was expected (at byte 6)"},
-        {"\xef\xbb\xbf{}", "a value was expected (at byte 0)"},
-        {"\f{}", "a value was expected (at byte 0)"},
-        {"\v1", "a value was expected (at byte 0)"},
-        {"\xc2\xa0"
-         "1",
-         "a value was expected (at byte 0)"},
-        {"[1,]", "a value was expected (at byte 3)"},
-        {"[,1]", "a value was expected (at byte 1)"},
-        {"tru", "a value was expected (at byte 0)"},
-        {" falsy", "a value was expected (at byte 1)"},
-        {"[nul]", "a value was expected (at byte 1)"},
-        {"True", "a value was expected (at byte 0)"},
-        {"/", "a value was expected (at byte 0)"},
-        {"nullx", "there are bytes after the top-level value (at byte 4)"},
-        {"{} {}", "there are bytes after the top-level value (at byte 3)"},
-        {"[truefalse]", "a comma or a closing bracket was expected (at byte 5)"},
-        {"{", "a member name was expected (at byte 1)"},
-        {R"({"a":1,)", "a member name was expected (at byte 7)"},
-        {R"({"a":1,})", "a member name was expected (at byte 7)"},
-        {R"({"a":1, , "b":2})", "a member name was expected (at byte 8)"},
-        {"{a:1}", "a member name was expected (at byte 1)"},
-        {"{'a':1}", "a member name was expected (at byte 1)"},
-        {"{1:1}", "a member name was expected (at byte 1)"},
-        {R"({"a")", "a colon was expected after a member name (at byte 4)"},
-        {R"({"a" 1})", "a colon was expected after a member name (at byte 5)"},
-        {R"({"a","b"})", "a colon was expected after a member name (at byte 4)"},
-        {R"({"a":1 )", "the document ended inside an object (at byte 7)"},
-        {R"({"a":1 "b":2})", "a comma or a closing brace was expected (at byte 7)"},
-        {R"({"a":1])", "a comma or a closing brace was expected (at byte 6)"},
-        {R"({"a":0123})", "a comma or a closing brace was expected (at byte 6)"},
-        {"[1", "the document ended inside an array (at byte 2)"},
-        {"[1 2]", "a comma or a closing bracket was expected (at byte 3)"},
-        {"[1}", "a comma or a closing bracket was expected (at byte 2)"},
-        {R"(["abc)", "the document ended inside a string (at byte 1)"},
-        {R"(["ab\n)", "the document ended inside a string (at byte 1)"},
-        {"[\"a\tb\"]", "a string holds an unescaped control character (at byte 1)"},
-        {"\"a\nb\"", "a string holds an unescaped control character (at byte 0)"},
-        {std::string_view{"\"long enough \0 for eight\"", 25},
-         "a string holds an unescaped control character (at byte 0)"},
-        {"\"\x1f\"", "a string holds an unescaped control character (at byte 0)"},
-        {R"("abc\)", "the document ended inside an escape (at byte 0)"},
-        {R"(["a\x"])", "a string holds an escape that is not JSON's (at byte 1)"},
-        {R"("\'")", "a string holds an escape that is not JSON's (at byte 0)"},
-        {R"("\U0041")", "a string holds an escape that is not JSON's (at byte 0)"},
-        {R"("\u12")", R"(a string holds a \u escape that is not four hex digits (at byte 0))"},
-        {R"("\u12)", R"(a string holds a \u escape that is not four hex digits (at byte 0))"},
-        {R"("\u+123")", R"(a string holds a \u escape that is not four hex digits (at byte 0))"},
-        {R"("\u 123")", R"(a string holds a \u escape that is not four hex digits (at byte 0))"},
-        {R"("\u0x12")", R"(a string holds a \u escape that is not four hex digits (at byte 0))"},
-        {R"("\ud83d\u12")", R"(a string holds a \u escape that is not four hex digits (at byte 0))"},
-        {R"("\ud83d")", "a string holds an unpaired surrogate (at byte 0)"},
-        {R"("\ud83d)", "a string holds an unpaired surrogate (at byte 0)"},
-        {R"("\ude00")", "a string holds an unpaired surrogate (at byte 0)"},
-        {R"("\ude00\ude00")", "a string holds an unpaired surrogate (at byte 0)"},
-        {R"("\ud83dx")", "a string holds an unpaired surrogate (at byte 0)"},
-        {R"("\ud83d\n")", "a string holds an unpaired surrogate (at byte 0)"},
-        {R"("\ud83d\ud83d")", "a string holds an unpaired surrogate (at byte 0)"},
-        {R"("\ud83d\u0041")", "a string holds an unpaired surrogate (at byte 0)"},
-        {"{\"\xff\":1}", "a string holds bytes that are not UTF-8 (at byte 1)"},
-        {"\"\xc3\\u00a9\"", "a string holds bytes that are not UTF-8 (at byte 0)"},
-        {"\"\xed\xa0\x80\"", "a string holds bytes that are not UTF-8 (at byte 0)"},
-        {"\"\xc0\xaf\"", "a string holds bytes that are not UTF-8 (at byte 0)"},
-        {"\"seven b\xc3\"", "a string holds bytes that are not UTF-8 (at byte 0)"},
-        // Of two faults in one string, the first to be met is told.
-        {"\"\xff\t\"", "a string holds an unescaped control character (at byte 0)"},
-        {"\"\xff\\x\"", "a string holds bytes that are not UTF-8 (at byte 0)"},
-        {"\"\xff", "the document ended inside a string (at byte 0)"},
+        {"the document ended where a value was expected", {"^", " \n\t^", "[^", "[1, ^", R"({"a": ^)"}},
+        {"a value was expected",
+         {"^\xef\xbb\xbf{}", "^\f{}", "^\v1",      "^\xc2\xa0 1", "[1,^]", "[^,1]", "^tru", " ^falsy", "[^nul]",
+          "^True",           "^/",    "^-",        "[1, ^1.",     "^1e",   "^1e+",  "^.5",  "^+1",     "^-a",
+          "^1.e5",           "^NaN",  "^\xc2\xb2", "^'a'",        "^}",    "^#"}},
+        {"there are bytes after the top-level value", {"null^x", "{} ^{}", "0^123", "-0^1", "0^x1", "0^-1"}},
+        {"a member name was expected",
+         {"{^", R"({"a":1,^)", R"({"a":1,^})", R"({"a":1, ^, "b":2})", "{^a:1}", "{^'a':1}", "{^1:1}"}},
+        {"a colon was expected after a member name", {R"({"a"^)", R"({"a" ^1})", R"({"a"^,"b"})"}},
+        {"the document ended inside an object", {R"({"a":1 ^)"}},
+        {"a comma or a closing brace was expected", {R"({"a":1 ^"b":2})", R"({"a":1^])", R"({"a":0^123})"}},
+        {"the document ended inside an array", {"[1^"}},
+        {"a comma or a closing bracket was expected", {"[1 ^2]", "[1^}", "[true^false]"}},
+        {"the document ended inside a string", {R"([^"abc)", R"([^"ab\n)", "^\"\xff"}},
+        {"a string holds an unescaped control character",
+         {"[^\"a\tb\"]", "^\"a\nb\"", "^\"long enough \0 for eight\""sv, "^\"\x1f\"", "^\"\xff\t\""}},
+        {"the document ended inside an escape", {R"(^"abc\)"}},
+        {"a string holds an escape that is not JSON's", {R"([^"a\x"])", R"(^"\'")", R"(^"\U0041")"}},
+        {R"(a string holds a \u escape that is not four hex digits)",
+         {R"(^"\u12")", R"(^"\u12)", R"(^"\u+123")", R"(^"\u 123")", R"(^"\u0x12")", R"(^"\ud83d\u12")"}},
+        {"a string holds an unpaired surrogate",
+         {R"(^"\ud83d")", R"(^"\ud83d)", R"(^"\ude00")", R"(^"\ude00\ude00")", R"(^"\ud83dx")", R"(^"\ud83d\n")",
+          R"(^"\ud83d\ud83d")", R"(^"\ud83d\u0041")"}},
+        {"a string holds bytes that are not UTF-8",
+         {"{^\"\xff\":1}", "^\"\xc3\\u00a9\"", "^\"\xed\xa0\x80\"", "^\"\xc0\xaf\"", "^\"seven b\xc3\"",
+          "^\"\xff\\x\""}},
     };
     for (const Case& row : table) {
-        EXPECT_EQ(outline(scan(row.in)), row.want) << row.in;
-        EXPECT_EQ(outline(scan(row.in, withComments)), row.want) << row.in;
+        for (const std::string_view marked : row.in) {
+            const std::size_t place = marked.find('^');
+            const std::string in = std::string{marked}.erase(place, 1);
+            const std::string want = std::string{row.want} + " (at byte " + std::to_string(place) + ")";
+            EXPECT_EQ(outline(scan(in)), want) << in;
+            EXPECT_EQ(outline(scan(in, withComments)), want) << in;
+        }
     }
 }
 
@@ -220,30 +147,11 @@ TEST(JSONText, CommentsAreTriviaInTheirDialectAlone) {
 }
 
 TEST(JSONText, NestsToSixtyFourLevels) {
-    EXPECT_TRUE(scan(nested(64)));
     EXPECT_TRUE(scan(nested(64, "1")));
-    EXPECT_EQ(outline(scan(nested(65))), "the document nests deeper than 64 levels (at byte 64)");
     EXPECT_EQ(outline(scan(nested(64, "{}"))), "the document nests deeper than 64 levels (at byte 64)");
     EXPECT_EQ(outline(scan(std::string(1000000, '['))), "the document nests deeper than 64 levels (at byte 64)");
     // What is closed counts no longer.
     EXPECT_TRUE(scan("[" + nested(63) + "," + nested(63) + ",{\"a\":" + nested(62) + "}]"));
-}
-
-TEST(JSONText, APrefixOfAFileReadsOnlyIfItHoldsTheWholeValue) {
-    const std::string_view files[] = {
-        R"({"hooks": {"PreToolUse": [{"matcher": "Bash", "timeout": -1.5e+3, "on": [true, false, null]}]}})",
-        "[\"\\ud83d\\ude00\\u00e9\", \"na\xc3\xafve\", {\"a\\\"b\": {}}, [[]], 0.25]",
-        "// head\r\n{\r\n  /* in */ \"a\": 1, // tail\r\n  \"b\": \"x\" // last\r\n}",
-    };
-    for (const std::string_view file : files) {
-        ASSERT_TRUE(scan(file, withComments));
-        for (std::size_t length = 0; length < file.size(); ++length) {
-            const auto result = scan(file.substr(0, length), withComments);
-            ASSERT_FALSE(result) << file.substr(0, length);
-            EXPECT_LE(result.error().offset, static_cast<std::int64_t>(length));
-            EXPECT_GE(result.error().offset, 0);
-        }
-    }
 }
 
 TEST(JSONNode, IsFoundByAPathOfFirstMembers) {
@@ -273,9 +181,6 @@ TEST(JSONNode, IsFoundByAPathOfFirstMembers) {
         const JSONNode* node = result->root.node(row.path);
         EXPECT_EQ(node == nullptr ? "" : JSONLayout::textOf(node->range(), asBytes(document)), row.want);
     }
-    EXPECT_EQ(result->root.member("a")->keyStart, 1);
-    EXPECT_EQ(result->root.member("c"), nullptr);
-    EXPECT_EQ(result->root.node({"a"})->member("b"), nullptr);
 }
 
 TEST(JSONNode, SaysWhatItHoldsWithTheLastOfTwoMembers) {
@@ -332,16 +237,9 @@ TEST(JSONDuplicates, AreToldAtTheSecondName) {
 
 TEST(JSONComments, AreCountedWhenWhollyInside) {
     const ByteRange comments[] = {{2, 5}, {5, 9}, {20, 30}};
-    struct Case {
-        ByteRange range;
-        std::size_t want;
-    };
-    const Case table[] = {{{0, 40}, 3}, {{2, 30}, 3}, {{3, 30}, 2},  {{2, 29}, 2}, {{5, 9}, 1},
-                          {{6, 8}, 0},  {{9, 20}, 0}, {{21, 40}, 0}, {{2, 2}, 0}};
-    for (const Case& row : table) {
-        EXPECT_EQ(JSONComments::count(comments, row.range), row.want) << row.range.start << "-" << row.range.end;
-    }
-    EXPECT_EQ(JSONComments::count({}, {0, 9}), 0U);
+    const std::pair<ByteRange, std::size_t> table[] = {{{2, 30}, 3}, {{3, 30}, 2}, {{2, 29}, 2},
+                                                       {{5, 9}, 1},  {{6, 8}, 0},  {{9, 20}, 0}};
+    for (const auto& [range, want] : table) EXPECT_EQ(JSONComments::count(comments, range), want) << range.start;
 }
 
 }  // namespace

@@ -15,6 +15,7 @@ const TOMLName server{"mcp_servers", "larkmoor"};
 const std::vector<TOMLEdit::Line> two{{"command", "\"/bin/x\""}, {"args", "[]"}};
 
 #define HEADER "[mcp_servers.larkmoor]"
+#define LINES "\ncommand = \"/bin/x\"\nargs = []\n"
 
 TEST(TOMLEdit, SetsATableAndLeavesTheRest) {
     struct Case {
@@ -22,12 +23,9 @@ TEST(TOMLEdit, SetsATableAndLeavesTheRest) {
         bool created, appended;
     };
     const Case table[] = {
-        {"an empty file", "", HEADER "\ncommand = \"/bin/x\"\nargs = []\n", true, false},
-        {"at the end", "a = 1\n", "a = 1\n\n" HEADER "\ncommand = \"/bin/x\"\nargs = []\n", true, false},
-        {"behind blank lines", "a = 1\n\n\n", "a = 1\n\n\n\n" HEADER "\ncommand = \"/bin/x\"\nargs = []\n", true,
-         false},
-        {"no final line feed", "a = 1", "a = 1\n\n" HEADER "\ncommand = \"/bin/x\"\nargs = []\n", true, true},
-        {"a comment without one", "[a] # b", "[a] # b\n\n" HEADER "\ncommand = \"/bin/x\"\nargs = []\n", true, true},
+        {"an empty file", "", HEADER LINES, true, false},
+        {"at the end", "a = 1\n", "a = 1\n\n" HEADER LINES, true, false},
+        {"no final line feed", "a = 1", "a = 1\n\n" HEADER LINES, true, true},
         {"line endings of two bytes", "a = 1\nb = 2\r\n",
          "a = 1\nb = 2\r\n\r\n" HEADER "\r\ncommand = \"/bin/x\"\r\nargs = []\r\n", true, false},
         {"two bytes, and none at the end", "a = 1\r\nb = 2",
@@ -36,13 +34,12 @@ TEST(TOMLEdit, SetsATableAndLeavesTheRest) {
          "\xEF\xBB\xBF"
          "a=1\n",
          "\xEF\xBB\xBF"
-         "a=1\n\n" HEADER "\ncommand = \"/bin/x\"\nargs = []\n",
+         "a=1\n\n" HEADER LINES,
          true, false},
         {"in place, comments included",
          "x=1\n\n [ mcp_servers . 'larkmoor' ] # ours\n# note\nold = 1 # y\n\n  [b]\nz=1\n",
          "x=1\n\n [ mcp_servers . 'larkmoor' ] # ours\ncommand = \"/bin/x\"\nargs = []\n[b]\nz=1\n", false, false},
-        {"in place at the end", HEADER "\nold = 1", HEADER "\ncommand = \"/bin/x\"\nargs = []\n", false, false},
-        {"a header that ends the file", HEADER, HEADER "\ncommand = \"/bin/x\"\nargs = []\n", false, true},
+        {"a header that ends the file", HEADER, HEADER LINES, false, true},
         {"a header and a comment", "a=1\r\n" HEADER " # c",
          "a=1\r\n" HEADER " # c\r\ncommand = \"/bin/x\"\r\nargs = []\r\n", false, true},
     };
