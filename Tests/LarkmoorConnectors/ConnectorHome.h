@@ -1,5 +1,5 @@
 // A user's home and an application bundle on a real disk, and what a verb did to them, as text. In texts "~" stands for
-// the home, "{hook}" and "{mcp}" for our executables' paths.
+// the home, "{hook}" and "{mcp}" for our executables' paths; in texts to be written ' is a quote and | a line feed too.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
+#include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
 #include "LarkmoorWire/Codec/RawText.h"
 
@@ -75,7 +76,7 @@ class ConnectorHome {
     }
 
     std::string filled(std::string_view text) const {
-        std::string full{text};
+        std::string full = unfolded(text);
         replaceAll(full, "{hook}", hook());
         replaceAll(full, "{mcp}", mcp());
         return full;

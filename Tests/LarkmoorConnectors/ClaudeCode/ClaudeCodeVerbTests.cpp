@@ -1,6 +1,8 @@
 // The whole verbs over real homes: what is said, what the files hold afterwards, the receipt and the copies.
 #include <gtest/gtest.h>
 
+#include <fmt/ranges.h>
+
 #include "LarkmoorConnectors/ConnectorHome.h"
 
 namespace larkmoor {
@@ -10,11 +12,13 @@ using testing::ConnectorHome;
 using testing::receiptFile;
 using testing::serverFile;
 using testing::settingsFile;
+using testing::unfolded;
 using Files = std::map<std::string, std::string>;
 
 #define SETTINGS "~/.claude/settings.json: "
 #define SERVERS "~/.claude.json: "
 #define COPY ".larkmoor-backup-" MOMENT
+const std::string copy = COPY;
 #define COPIED COPY ": a copy of the file was made here first\n"
 #define WRITTEN "the Larkmoor entry was written to this file"
 #define TAKEN "the Larkmoor entry was removed from this file"
@@ -22,65 +26,23 @@ using Files = std::map<std::string, std::string>;
 #define GONE "this file was created when Larkmoor connected and was removed"
 #define NOW_EMPTY "this file is now empty and remains, because Larkmoor did not create it"
 
-constexpr const char* ourSettings = R"({
-  "hooks": {
-    "UserPromptSubmit": [
-      {
-        "hooks": [
-          {
-            "type": "command",
-            "command": "{hook} --harness claude-code --slot rules",
-            "timeout": 3
-          },
-          {
-            "type": "command",
-            "command": "{hook} --harness claude-code --slot index",
-            "timeout": 3
-          },
-          {
-            "type": "command",
-            "command": "{hook} --harness claude-code --slot recall",
-            "timeout": 3
-          }
-        ]
-      }
-    ],
-    "PreToolUse": [
-      {
-        "matcher": "mcp__larkmoor__.*",
-        "hooks": [
-          {
-            "type": "command",
-            "command": "{hook} --harness claude-code --slot pretool",
-            "timeout": 3
-          }
-        ]
-      }
-    ]
-  }
-}
-)";
+#define HOOK(slot)                                                                                                 \
+    "          {|            'type': 'command',|            'command': '{hook} --harness claude-code --slot " slot \
+    "',|            'timeout': 3|          }"
+#define SERVER                                                                                                    \
+    "'mcpServers': {|    'larkmoor': {|      'type': 'stdio',|      'command': '{mcp}',|      'args': [],|      " \
+    "'env': {}|    }|  }|}|"
 
-constexpr const char* ourServers = R"({
-  "mcpServers": {
-    "larkmoor": {
-      "type": "stdio",
-      "command": "{mcp}",
-      "args": [],
-      "env": {}
-    }
-  }
-}
-)";
+const std::string ourSettings = unfolded("{|  'hooks': {|    'UserPromptSubmit': [|      {|        'hooks': [|" HOOK(
+    "rules") ",|" HOOK("index") ",|" HOOK("recall") "|        ]|      }|    ],|    'PreToolUse': [|      {|        "
+    "'matcher': 'mcp__larkmoor__.*',|        'hooks': [|" HOOK("pretool") "|        ]|      }|    ]|  }|}|");
+const std::string ourServers = unfolded("{|  " SERVER);
 
-std::string receipt(const std::vector<std::string>& created) {
-    std::string text = "{\n  \"adopted\": [],\n  \"created\": [";
-    for (const std::string& name : created) text += (name == created.front() ? "\n    \"" : ",\n    \"") + name + "\"";
-    return text + (created.empty() ? "" : "\n  ") + "],\n  \"trustSlots\": []\n}\n";
+/// As it stands on the disk, with these names of what was made.
+std::string receipt(std::vector<std::string_view> created, std::string_view more = "", std::string_view slots = "[]") {
+    return unfolded(fmt::format("{{|  'adopted': [],|{}  'created': [|    '{}'|  ],|  'trustSlots': {}|}}|", more,
+                                fmt::join(created, "',|    '"), slots));
 }
-
-const std::string allReceipt = receipt({"eventArray", "hookGroup", "hooksObject", "mcpFile", "mcpServersObject",
-                                        "preToolEventArray", "preToolGroup", "settingsFile"});
 
 /// A step of a story: a verb, what it says, and all files of the home after it.
 struct Step {
@@ -88,13 +50,6 @@ struct Step {
     std::string told;
     Files files;
     std::vector<std::string> backups{};
-};
-
-struct Story {
-    std::string_view name;
-    Files before;
-    std::vector<std::string> folders;
-    std::vector<Step> steps;
 };
 
 std::string tellStep(const ConnectorHome& home, const Step& step) {
@@ -108,12 +63,12 @@ std::string tellStep(const ConnectorHome& home, const Step& step) {
     return home.told(outcome);
 }
 
-void tell(const Story& story) {
-    SCOPED_TRACE(story.name);
+/// From a home with a harness's folder and these files.
+void tell(const Files& before, const std::vector<Step>& steps) {
     const ConnectorHome home;
-    for (const auto& [name, text] : story.before) home.write(name, text);
-    for (const std::string& folder : story.folders) home.makeFolder(folder);
-    for (const Step& step : story.steps) {
+    home.makeFolder(".claude");
+    for (const auto& [name, text] : before) home.write(name, text);
+    for (const Step& step : steps) {
         SCOPED_TRACE(step.verb);
         EXPECT_EQ(tellStep(home, step), step.told);
         EXPECT_EQ(home.files(), step.files);
@@ -133,90 +88,59 @@ TEST(ClaudeCodeVerbs, NothingIsMadeOutOfNothing) {
 }
 
 TEST(ClaudeCodeVerbs, AFreshHomeIsConnectedAndComesBack) {
-    tell({.name = "fresh",
-          .before = {},
-          .folders = {".claude"},
-          .steps = {
-              {"scan", "found\n" SETTINGS "there is no file here\n" SERVERS "there is no file here", {}},
-              {"install",
-               "changed\n" SETTINGS WRITTEN "\n" SERVERS WRITTEN,
-               {{settingsFile, ourSettings}, {serverFile, ourServers}, {receiptFile, allReceipt}}},
+    const Files connected{
+        {settingsFile, ourSettings},
+        {serverFile, ourServers},
+        {receiptFile, receipt({"eventArray", "hookGroup", "hooksObject", "mcpFile", "mcpServersObject",
+                               "preToolEventArray", "preToolGroup", "settingsFile"})}};
+    const Files copies{{settingsFile + copy, ourSettings}, {serverFile + copy, ourServers}};
+    tell({}, {{"scan", "found\n" SETTINGS "there is no file here\n" SERVERS "there is no file here", {}},
+              {"install", "changed\n" SETTINGS WRITTEN "\n" SERVERS WRITTEN, connected},
               {"scan",
                "connected\n" SETTINGS "the Larkmoor hook entry here runs {hook} --harness claude-code\n" SERVERS
                "the Larkmoor MCP server entry here runs {mcp}",
-               {{settingsFile, ourSettings}, {serverFile, ourServers}, {receiptFile, allReceipt}}},
-              {"install",
-               "unchanged\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS,
-               {{settingsFile, ourSettings}, {serverFile, ourServers}, {receiptFile, allReceipt}}},
+               connected},
+              {"install", "unchanged\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS, connected},
               {"remove",
                "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED SETTINGS GONE "\n" SERVERS GONE,
-               {{std::string{settingsFile} + COPY, ourSettings}, {std::string{serverFile} + COPY, ourServers}},
+               copies,
                {"~/.claude/settings.json" COPY, "~/.claude.json" COPY}},
-              {"remove",
-               "unchanged\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS,
-               {{std::string{settingsFile} + COPY, ourSettings}, {std::string{serverFile} + COPY, ourServers}}},
-          }});
+              {"remove", "unchanged\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS, copies}});
 }
 
 TEST(ClaudeCodeVerbs, TheServerFileAloneIsConfigurationEnough) {
-    constexpr const char* users = "{\n  \"numStartups\": 7\n}\n";
-    constexpr const char* both =
-        "{\n  \"numStartups\": 7,\n  \"mcpServers\": {\n    \"larkmoor\": {\n      \"type\": \"stdio\",\n"
-        "      \"command\": \"{mcp}\",\n      \"args\": [],\n      \"env\": {}\n    }\n  }\n}\n";
-    tell({.name = "server file alone",
-          .before = {{serverFile, users}},
-          .folders = {},
-          .steps = {
-              {"scan",
-               "found\n" SETTINGS "there is no file here\n" SERVERS "this file holds no Larkmoor MCP server entry",
-               {{serverFile, users}}},
-              {"install",
-               "changed\n~/.claude.json" COPIED SETTINGS WRITTEN "\n" SERVERS WRITTEN,
-               {{settingsFile, ourSettings},
-                {serverFile, both},
-                {std::string{serverFile} + COPY, users},
-                {receiptFile, receipt({"eventArray", "hookGroup", "hooksObject", "mcpServersObject",
-                                       "preToolEventArray", "preToolGroup", "settingsFile"})}},
-               {"~/.claude.json" COPY}},
-              {"remove",
-               "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPY
-               "-02: a copy of the file was made here first\n" SETTINGS GONE "\n" SERVERS TAKEN,
-               {{std::string{settingsFile} + COPY, ourSettings},
-                {serverFile, users},
-                {std::string{serverFile} + COPY, users},
-                {std::string{serverFile} + COPY "-02", both}},
-               {"~/.claude/settings.json" COPY, "~/.claude.json" COPY "-02"}},
-          }});
+    const std::string users = unfolded("{|  'numStartups': 7|}|");
+    const std::string both = unfolded("{|  'numStartups': 7,|  " SERVER);
+    tell({{serverFile, users}},
+         {{"scan",
+           "found\n" SETTINGS "there is no file here\n" SERVERS "this file holds no Larkmoor MCP server entry",
+           {{serverFile, users}}},
+          {"install",
+           "changed\n~/.claude.json" COPIED SETTINGS WRITTEN "\n" SERVERS WRITTEN,
+           {{settingsFile, ourSettings},
+            {serverFile, both},
+            {serverFile + copy, users},
+            {receiptFile, receipt({"eventArray", "hookGroup", "hooksObject", "mcpServersObject", "preToolEventArray",
+                                   "preToolGroup", "settingsFile"})}},
+           {"~/.claude.json" COPY}},
+          {"remove",
+           "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPY
+           "-02: a copy of the file was made here first\n" SETTINGS GONE "\n" SERVERS TAKEN,
+           {{settingsFile + copy, ourSettings},
+            {serverFile, users},
+            {serverFile + copy, users},
+            {serverFile + copy + "-02", both}},
+           {"~/.claude/settings.json" COPY, "~/.claude.json" COPY "-02"}}});
 }
 
 TEST(ClaudeCodeVerbs, AFileThatTheUserHadStaysThoughEmpty) {
-    tell(
-        {.name = "empty files of the user's",
-         .before = {{settingsFile, "{}\n"}, {serverFile, "{}"}},
-         .folders = {},
-         .steps = {
-             {"install",
-              "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED SETTINGS WRITTEN "\n" SERVERS WRITTEN,
-              {{settingsFile, ourSettings},
-               {serverFile, R"({"mcpServers":{"larkmoor":{"type":"stdio","command":"{mcp}","args":[],"env":{}}}})"},
-               {std::string{settingsFile} + COPY, "{}\n"},
-               {std::string{serverFile} + COPY, "{}"},
-               {receiptFile, receipt({"eventArray", "hookGroup", "hooksObject", "mcpServersObject", "preToolEventArray",
-                                      "preToolGroup"})}},
-              {"~/.claude/settings.json" COPY, "~/.claude.json" COPY}},
-             {"remove",
-              "changed\n~/.claude/settings.json" COPY "-02: a copy of the file was made here first\n~/.claude.json" COPY
-              "-02: a copy of the file was made here first\n" SETTINGS NOW_EMPTY "\n" SERVERS NOW_EMPTY
-              "\n" SETTINGS TAKEN "\n" SERVERS TAKEN,
-              {{settingsFile, "{}\n"},
-               {serverFile, "{}"},
-               {std::string{settingsFile} + COPY, "{}\n"},
-               {std::string{serverFile} + COPY, "{}"},
-               {std::string{settingsFile} + COPY "-02", ourSettings},
-               {std::string{serverFile} + COPY "-02",
-                R"({"mcpServers":{"larkmoor":{"type":"stdio","command":"{mcp}","args":[],"env":{}}}})"}},
-              {"~/.claude/settings.json" COPY "-02", "~/.claude.json" COPY "-02"}},
-         }});
+    const ConnectorHome home;
+    for (const char* file : {settingsFile, serverFile}) home.write(file, "{}\n");
+    ASSERT_EQ(home.claudeCode().install().result, ConnectorOutcome::Result::changed);
+    for (const char* file : {settingsFile, serverFile}) std::filesystem::remove(home.path(file + copy));
+    EXPECT_EQ(home.told(home.claudeCode().remove()),
+              "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED SETTINGS NOW_EMPTY
+              "\n" SERVERS NOW_EMPTY "\n" SETTINGS TAKEN "\n" SERVERS TAKEN);
 }
 
 TEST(ClaudeCodeVerbs, WhatHoldsNothingOfOursIsLeftWithoutAWord) {
@@ -231,60 +155,37 @@ TEST(ClaudeCodeVerbs, WhatHoldsNothingOfOursIsLeftWithoutAWord) {
 
 TEST(ClaudeCodeVerbs, WithoutAReceiptTheShellsStayAndSaySo) {
     constexpr const char* group = "an empty hook group remains here, which Larkmoor did not create";
-    for (const char* lost : {"", "no receipt", R"({"created":["settingsFile","later"]})"}) {
+    for (const std::string_view lost : {"", "no receipt", "{'created':['settingsFile','later']}"}) {
         SCOPED_TRACE(lost);
         const ConnectorHome home;
         home.write(settingsFile, ourSettings);
         home.write(serverFile, ourServers);
-        if (*lost != '\0') home.write(receiptFile, lost);
+        if (!lost.empty()) home.write(receiptFile, lost);
         EXPECT_EQ(home.told(home.claudeCode().remove()),
                   std::string{"changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED} + SETTINGS + group +
                       "\n" SETTINGS + group +
                       "\n" SERVERS
                       "an empty mcpServers object remains here, which Larkmoor did not create\n" SETTINGS TAKEN
                       "\n" SERVERS TAKEN);
-        EXPECT_EQ(home.read(settingsFile), R"({
-  "hooks": {
-    "UserPromptSubmit": [
-      {
-        "hooks": []
-      }
-    ],
-    "PreToolUse": [
-      {
-        "matcher": "mcp__larkmoor__.*",
-        "hooks": []
-      }
-    ]
-  }
-}
-)");
-        EXPECT_EQ(home.read(serverFile), "{\n  \"mcpServers\": {}\n}\n");
         EXPECT_EQ(home.read(receiptFile), std::nullopt);
     }
 }
 
 TEST(ClaudeCodeVerbs, AReceiptOnlyGrowsAndAnUnreadableOneStartsAgain) {
-    struct Case {
-        std::string_view name, before, after;
+    const std::pair<std::string_view, std::string> table[] = {
+        {"{'created':['settingsFile'],'appVersion':'7','trustSlots':['s']}",
+         receipt({"preToolEventArray", "preToolGroup", "settingsFile"}, "  'appVersion': '7',|", "[|    's'|  ]")},
+        {"{", receipt({"preToolEventArray", "preToolGroup"})},
     };
-    const Case table[] = {
-        {"grown", R"({"created":["settingsFile"],"appVersion":"7","trustSlots":["s"]})",
-         "{\n  \"adopted\": [],\n  \"appVersion\": \"7\",\n  \"created\": [\n    \"preToolEventArray\",\n    "
-         "\"preToolGroup\",\n    \"settingsFile\"\n  ],\n  \"trustSlots\": [\n    \"s\"\n  ]\n}\n"},
-        {"unreadable", "{",
-         "{\n  \"adopted\": [],\n  \"created\": [\n    \"preToolEventArray\",\n    \"preToolGroup\"\n  "
-         "],\n  \"trustSlots\": []\n}\n"},
-    };
-    for (const Case& row : table) {
+    for (const auto& [before, after] : table) {
         const ConnectorHome home;
         home.write(settingsFile,
                    R"({"hooks":{"UserPromptSubmit":[{"hooks":[{"command":"{hook} --harness claude-code"}]}]}})");
         home.write(serverFile, ourServers);
-        home.write(receiptFile, row.before);
+        home.write(receiptFile, before);
         EXPECT_EQ(home.told(home.claudeCode().install()),
                   "changed\n~/.claude/settings.json" COPIED SETTINGS WRITTEN "\n" SERVERS AS_IT_WAS);
-        EXPECT_EQ(home.read(receiptFile), row.after) << row.name;
+        EXPECT_EQ(home.read(receiptFile), after);
     }
 }
 
@@ -308,6 +209,8 @@ TEST(ClaudeCodeVerbs, ARefusalTellsEveryFileAndTouchesNone) {
          "refused\n" SETTINGS "nothing was written — hooks is not an object", false},
         {"an event is no array", "{\"hooks\":{\"PreToolUse\":7}}", "{}",
          "refused\n" SETTINGS "nothing was written — hooks.PreToolUse is not an array", false},
+        {"the prompts' is none", "{'hooks':{'UserPromptSubmit':{}}}", "{}",
+         "refused\n" SETTINGS "nothing was written — hooks.UserPromptSubmit is not an array", false},
         {"servers are no object", "{}", "{\"mcpServers\":null}",
          "refused\n" SERVERS "nothing was written — mcpServers is not an object", false},
         {"no object at all", "[]", "{}",
