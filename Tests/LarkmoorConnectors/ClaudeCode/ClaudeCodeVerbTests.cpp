@@ -241,6 +241,11 @@ TEST(ClaudeCodeVerbs, ScanFoldsAndSaysTheWorst) {
               "the Larkmoor hook entry here — a Larkmoor entry here is under the Stop event rather than "
               "UserPromptSubmit (2 entries)\n" SERVERS
               "the mcpServers value in this file is not an object, so no entry can be put in it");
+    home.write(serverFile, "7 7");
+    EXPECT_TRUE(home.told(home.claudeCode().scan())
+                    .ends_with("\n" SERVERS
+                               "this file did not read as JSON — there are bytes after the top-level value "
+                               "(at byte 2)"));
 }
 
 TEST(ClaudeCodeVerbs, OnlyOurOwnStaleWiringIsToBeRepaired) {

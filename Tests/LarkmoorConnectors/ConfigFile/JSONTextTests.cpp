@@ -197,24 +197,6 @@ TEST(JSONNode, SaysWhatItHoldsWithTheLastOfTwoMembers) {
     EXPECT_NE(JSONValue{JSONValue::Number{"1"}}, JSONValue{JSONValue::Number{"1.0"}});
 }
 
-TEST(JSONNode, IsAPlainValue) {
-    const std::string document = R"({"a name beyond the small ones":["short","longer than fifteen bytes",{"b":1}]})";
-    std::string before;
-    JSONNode copy;
-    {
-        auto result = scan(document);
-        ASSERT_TRUE(result);
-        before = outline(result->root);
-        copy = result->root;
-        const JSONNode moved = std::move(result->root);
-        EXPECT_EQ(outline(moved), before);
-    }
-    EXPECT_EQ(outline(copy), before);
-    EXPECT_EQ(document.substr(69, 7), R"({"b":1})");
-    copy = JSONNode{*copy.node({"a name beyond the small ones", 2})};
-    EXPECT_EQ(outline(copy), R"(69-76{ 70"b":74-75#})");
-}
-
 TEST(JSONDuplicates, AreToldAtTheSecondName) {
     struct Case {
         std::string_view in;

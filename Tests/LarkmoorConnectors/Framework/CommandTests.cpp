@@ -1,5 +1,4 @@
 // Whose a command is, by its text alone.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -11,8 +10,6 @@
 
 namespace larkmoor {
 namespace {
-
-using ::testing::UnorderedElementsAre;
 
 #define HOOK "/x/Larkmoor.app/Contents/MacOS/larkmoor-hook"
 
@@ -63,39 +60,7 @@ TEST(HookCommandTest, TierOfACommand) {
     EXPECT_EQ(HookCommand::tier("anything", {}), foreign);
 }
 
-TEST(HookCommandTest, Spellings) {
-    EXPECT_THAT(HookCommand::spellings("h --harness a --slot b"),
-                UnorderedElementsAre("h --harness a --slot b", "h --harness=a --slot b", "h --harness a --slot=b",
-                                     "h --harness=a --slot=b"));
-    EXPECT_THAT(HookCommand::spellings("h --harness=a"), UnorderedElementsAre("h --harness=a"));
-}
-
-TEST(HookCommandTest, ALegacyBundleIsOfTheSameHarness) {
-    EXPECT_TRUE(HookCommand::isLegacyBundle(HOOK " --harness codex", "/b --harness codex"));
-    EXPECT_FALSE(HookCommand::isLegacyBundle(HOOK " --harness codex", "/b --harness cursor"));
-    EXPECT_FALSE(HookCommand::isLegacyBundle(HOOK " --harness codex", "/b"));
-}
-
-TEST(BundleCommandTest, PartsAtTheEnd) {
-    struct Case {
-        std::string_view command, withoutSlot;
-        std::optional<std::string_view> harness, executable;
-    };
-    const Case table[] = {
-        {"/h --harness a --slot b", "/h --harness a", "a", "/h"},
-        {"/h --harness=a --slot=b", "/h --harness=a", "a", "/h"},
-        {"/h --harness a --slot b c", "/h --harness a --slot b c", std::nullopt, std::nullopt},
-        {"/h --slot b --harness a", "/h --slot b --harness a", "a", std::nullopt},
-        {"/h --harness b --harness a", "/h --harness b --harness a", "a", std::nullopt},
-        {"/h --harness ", "/h --harness ", std::nullopt, std::nullopt},
-        {" --harness a", " --harness a", "a", std::nullopt},
-    };
-    for (const Case& row : table) {
-        EXPECT_EQ(BundleCommand::withoutSlot(row.command), row.withoutSlot) << row.command;
-        EXPECT_EQ(BundleCommand::harness(row.command), row.harness) << row.command;
-        EXPECT_EQ(BundleCommand::hookExecutable(row.command, "a"), row.executable) << row.command;
-    }
-    EXPECT_EQ(BundleCommand::hookExecutable("/h --harness ", ""), std::nullopt);
+TEST(BundleCommandTest, NamesAnExecutableOfOurs) {
     EXPECT_TRUE(BundleCommand::names("//x//Larkmoor.app/Contents/MacOS/larkmoor-mcp/", "larkmoor-mcp"));
     EXPECT_TRUE(BundleCommand::names("/Larkmoor.app/Contents/MacOS/larkmoor-mcp", "larkmoor-mcp"));
     EXPECT_FALSE(BundleCommand::names("/Contents/MacOS/larkmoor-mcp", "larkmoor-mcp"));
@@ -107,17 +72,11 @@ TEST(InstalledBundleTest, TheOutermostApplicationAboveAFile) {
     std::filesystem::create_directories(inner + "/Contents/MacOS");
     std::string deep = outer;
     for (int level = 0; level < 63; ++level) deep += "/d";
-    struct Case {
-        std::string in;
-        std::optional<std::string> want;
-    };
-    const Case table[] = {
+    const std::pair<std::string, std::optional<std::string>> table[] = {
         {inner + "/Contents/MacOS/x", outer},
-        {outer, outer},
         {outer + "/", outer},
         {outer + "/Contents/../Contents/./MacOS/x", outer},
         {folder / "None.app/x", std::nullopt},
-        {folder / "x", std::nullopt},
         {"Outer.app/x", std::nullopt},
         {"https://x/Outer.app", std::nullopt},
         {"", std::nullopt},
@@ -125,7 +84,7 @@ TEST(InstalledBundleTest, TheOutermostApplicationAboveAFile) {
         {deep, outer},
         {deep + "/d", std::nullopt},
     };
-    for (const Case& row : table) EXPECT_EQ(InstalledBundle::enclosing(row.in), row.want) << row.in;
+    for (const auto& [in, want] : table) EXPECT_EQ(InstalledBundle::enclosing(in), want) << in;
 }
 
 }  // namespace
