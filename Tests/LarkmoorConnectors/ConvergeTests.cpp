@@ -30,25 +30,16 @@ constexpr const char* staleSettings =
     R"({"hooks":{"UserPromptSubmit":[{"hooks":[{"type":"command","command":"{hook} --harness claude-code","timeout":3}]}]}})";
 
 TEST(ConvergeTest, AHomeThatWasNeverConnectedIsNotTouched) {
-    struct Case {
-        std::string_view name, settings, servers;
-    };
-    const Case table[] = {
-        {"nothing", "", ""},
-        {"the user's alone", R"({"hooks":{"UserPromptSubmit":[{"hooks":[{"command":"mine"}]}]}})",
-         R"({"mcpServers":{}})"},
-        {"of another path", R"({"hooks":{"UserPromptSubmit":[{"hooks":[{"command":
-                            "/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness claude-code"}]}]}})",
-         "{}"},
-        {"unreadable", "{", "{"},
-    };
-    for (const Case& row : table) {
+    const std::string_view table[] = {
+        "",
+        "{'hooks':{'UserPromptSubmit':[{'hooks':[{'command':'/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness "
+        "claude-code'}]}]}}"};
+    for (const std::string_view settings : table) {
         const ConnectorHome home;
-        if (!row.settings.empty()) home.write(settingsFile, row.settings);
-        if (!row.servers.empty()) home.write(serverFile, row.servers);
+        if (!settings.empty()) home.write(settingsFile, settings);
         const auto before = home.files();
-        EXPECT_EQ(told(home, launch(home)), noChat) << row.name;
-        EXPECT_EQ(home.files(), before) << row.name;
+        EXPECT_EQ(told(home, launch(home)), noChat) << settings;
+        EXPECT_EQ(home.files(), before) << settings;
     }
 }
 

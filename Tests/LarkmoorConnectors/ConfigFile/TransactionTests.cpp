@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "LarkmoorConnectors/ConfigFile/ConfigFileError.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 
 namespace larkmoor {
@@ -141,26 +140,6 @@ TEST(Transaction, AFileThatWentBeforeItCouldBeRemovedIsAFailure) {
         TransactionResult(Refused{{{"~/a", "this file was not written, so nothing was changed — " + folder.path("a") +
                                                " could not be written: No such file or directory"}}}));
     EXPECT_EQ(folder.read("a"), "old");
-}
-
-TEST(Transaction, ChecksEveryFileBeforeItTouchesOne) {
-    const ConfigFolder folder;
-    folder.write("a", "old");
-    folder.makeFolder("b");
-    const FileChange changes[] = {folder.change("a", "new"), folder.change("none/c", "new"), folder.change("b", "new")};
-    EXPECT_EQ(Transaction::commit(changes, moment),
-              TransactionResult(Refused{{{"~/none", "this folder is not there, so nothing was written"}}}));
-    EXPECT_EQ(Transaction::commit(std::span{changes}.last(1), moment),
-              TransactionResult(Refused{{{"~/b", "there is a directory at this path, so nothing was written"}}}));
-    EXPECT_THAT(folder.names(), ElementsAre("a", "b"));
-    EXPECT_EQ(folder.read("a"), "old");
-}
-
-TEST(ConfigFileError, NamesThePath) {
-    EXPECT_EQ(ConfigFileError::writeFailed("/a", "why").description(), "/a could not be written: why");
-    EXPECT_EQ(ConfigFileError::writeFailed("/a", ENOSPC).description(),
-              "/a could not be written: No space left on device");
-    EXPECT_EQ(ConfigFileError::notWritable("/a").description(), "/a cannot be written by this user");
 }
 
 }  // namespace

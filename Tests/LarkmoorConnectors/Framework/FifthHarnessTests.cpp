@@ -14,6 +14,7 @@ namespace {
 using testing::ConnectorHome;
 using testing::moment;
 using testing::text;
+using testing::unfolded;
 
 constexpr const char* hooksFile = ".fifth/hooks.json";
 constexpr const char* mcpFile = ".fifth/mcp.json";
@@ -76,27 +77,18 @@ TEST_F(FifthHarness, ConnectsAndComesBack) {
               "changed\n~/.fifth/hooks.json: the Larkmoor entry was written to this file\n"
               "~/.fifth/mcp.json: the Larkmoor entry was written to this file\n"
               "~/.fifth/hooks.json: a note");
-    EXPECT_EQ(home.read(hooksFile), R"({
-  "version": 1,
-  "hooks": {
-    "before": [
-      {
-        "command": "{hook} --harness fifth"
-      }
-    ],
-    "after": [
-      {
-        "command": "{hook} --harness fifth --slot after"
-      }
-    ]
-  }
-}
-)");
-    EXPECT_EQ(home.read(receiptFile),
-              "{\n  \"adopted\": [],\n  \"appVersion\": \"5.0\",\n  \"created\": [\n"
-              "    \"cursorEventArray\",\n    \"cursorHooksFile\",\n    \"cursorHooksObject\",\n"
-              "    \"cursorMCPFile\",\n    \"cursorMCPServersObject\",\n"
-              "    \"cursorPreToolEventArray\"\n  ],\n  \"trustSlots\": []\n}\n");
+    EXPECT_EQ(
+        home.read(hooksFile),
+        unfolded("{|  'version': 1,|  'hooks': {|    'before': [|      {|        'command': '{hook} --harness fifth'|"
+                 "      }|    ],|    'after': [|      {|        'command': '{hook} --harness fifth --slot after'|"
+                 "      }|    ]|  }|}|"));
+    EXPECT_EQ(
+        ReceiptStore{home.path(receiptFile)}.read(),
+        (ConnectorReceipt{{Created::cursorEventArray, Created::cursorHooksFile, Created::cursorHooksObject,
+                           Created::cursorMCPFile, Created::cursorMCPServersObject, Created::cursorPreToolEventArray},
+                          {},
+                          {},
+                          "5.0"}));
     EXPECT_EQ(remove().result, ConnectorOutcome::Result::changed);
     EXPECT_EQ(home.read(hooksFile), std::nullopt);
     EXPECT_EQ(home.read(mcpFile), std::nullopt);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
+#include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "LarkmoorConnectors/Framework/ReceiptStore.h"
 
 namespace larkmoor {
@@ -9,23 +10,11 @@ namespace {
 
 using testing::ConfigFolder;
 using testing::text;
+using testing::unfolded;
 
-constexpr const char* full = R"({
-  "adopted": [
-    "openCodeMCPEntryShell"
-  ],
-  "appVersion": "1.2 \"x\"",
-  "created": [
-    "eventArray",
-    "hooksObject",
-    "settingsFile"
-  ],
-  "trustSlots": [
-    "a:0",
-    "b:1"
-  ]
-}
-)";
+const std::string full = unfolded(
+    "{|  'adopted': [|    'openCodeMCPEntryShell'|  ],|  'appVersion': '1.2 \\'x\\'',|  'created': [|    'eventArray',|"
+    "    'hooksObject',|    'settingsFile'|  ],|  'trustSlots': [|    'a:0',|    'b:1'|  ]|}|");
 
 ConnectorReceipt fullReceipt() {
     return {{Created::settingsFile, Created::hooksObject, Created::eventArray},
