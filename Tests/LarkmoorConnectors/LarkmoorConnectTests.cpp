@@ -38,6 +38,7 @@ TEST(LarkmoorConnect, StatesAndPlacesForAPerson) {
 TEST(LarkmoorConnect, EveryVerbAsJSON) {
     const ConnectorHome home;
     home.write(settingsFile, "{ }");
+    home.write(chatFile, "{'mcpServers':{'a':{'command':'/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}}}");
     struct Case {
         std::vector<std::string> words;
         std::string_view want;
@@ -50,6 +51,8 @@ TEST(LarkmoorConnect, EveryVerbAsJSON) {
         {{"projects", "--json"}, "\"note\": \"no session store found\""},
         {{"memory", "--json"}, "\"files\": []"},
         {{"remove", "--json"}, "\"text\": \"this file was created when Larkmoor connected and was removed\""},
+        {{"retire", "--json"},
+         "\"backups\": [\n      \"~/Library/Application Support/Claude/claude_desktop_config.json.larkmoor-backup-"},
         {{"converge", "--json"}, "\"id\": \"claude-chat\""},
         {{"retire", "--json"}, "\"result\": \"unchanged\""},
     };
@@ -64,17 +67,6 @@ TEST(LarkmoorConnect, EveryVerbAsJSON) {
     EXPECT_TRUE(projects.contains("\"source\": \"~/.claude/projects\"")) << projects;
     EXPECT_TRUE(projects.contains("\"bytes\": 4")) << projects;
     EXPECT_EQ(home.read(settingsFile), "{}");
-}
-
-TEST(LarkmoorConnect, TheCopiesAreNamed) {
-    const ConnectorHome home;
-    home.write(chatFile, R"({"mcpServers":{"a":{"command":"/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp"}}})");
-    const ToolRun run = connect(home, {"retire", "--json"});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_TRUE(
-        run.out.contains("\"backups\": [\n      \"~/Library/Application Support/Claude/claude_desktop_config.json"
-                         ".larkmoor-backup-"))
-        << run.out;
 }
 
 TEST(LarkmoorConnect, ARefusalIsOneAndAWrongWordTwo) {

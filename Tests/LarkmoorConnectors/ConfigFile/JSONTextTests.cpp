@@ -146,35 +146,6 @@ TEST(JSONText, NestsToSixtyFourLevels) {
     EXPECT_TRUE(scan("[" + nested(63) + "," + nested(63) + ",{\"a\":" + nested(62) + "}]"));
 }
 
-TEST(JSONNode, IsFoundByAPathOfFirstMembers) {
-    const std::string_view document = R"({"a":[{"b":1,"b":2},[]],"":{"a":3},"a":4})";
-    const auto result = scan(document);
-    ASSERT_TRUE(result);
-    struct Case {
-        JSONPath path;
-        std::string_view want;
-    };
-    const Case table[] = {
-        {{}, document},
-        {{"a"}, R"([{"b":1,"b":2},[]])"},
-        {{"a", 0}, R"({"b":1,"b":2})"},
-        {{"a", 0, "b"}, "1"},
-        {{"a", 1}, "[]"},
-        {{"", "a"}, "3"},
-        {{"a", 2}, ""},
-        {{"a", -1}, ""},
-        {{"a", "0"}, ""},
-        {{"a", 1, 0}, ""},
-        {{"a", 0, "b", "c"}, ""},
-        {{0}, ""},
-        {{"b"}, ""},
-    };
-    for (const Case& row : table) {
-        const JSONNode* node = result->root.node(row.path);
-        EXPECT_EQ(node == nullptr ? "" : JSONLayout::textOf(node->range(), asBytes(document)), row.want);
-    }
-}
-
 TEST(JSONNode, SaysWhatItHoldsWithTheLastOfTwoMembers) {
     const std::string_view document = R"({"a":1,"b":[1.0,1,"x",true,null,{}],"a":1E5})";
     const JSONValue want = JSONValue::Object{
