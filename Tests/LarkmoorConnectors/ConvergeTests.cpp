@@ -89,15 +89,5 @@ TEST(ConvergeTest, WhileClaudeRunsTheRetirementWaits) {
     EXPECT_EQ(home.read(chatFile), R"({"mcpServers":{}})");
 }
 
-TEST(ConnectorsTest, WhatTheyAreCalled) {
-    const ConnectorHome home;
-    const auto all = Connectors::all(home.path(), home.bundle(), "/Applications");
-    ASSERT_FALSE(all.empty());
-    EXPECT_EQ(all.front()->identity(),
-              (ConnectorIdentity{"claude-code", "Claude Code",
-                                 "The Claude Code CLI and Claude Code in the desktop app.", "terminal"}));
-    EXPECT_EQ(Connectors::mcpCommand("/L.app"), "/L.app/Contents/MacOS/larkmoor-mcp");
-}
-
 }  // namespace
 }  // namespace larkmoor

@@ -120,18 +120,13 @@ TEST(ConfigPath, FollowsLinksAsFarAsTheyLead) {
 }
 
 TEST(ConfigPath, TakesAPathApart) {
-    struct Case {
-        std::string_view path, folder, last, sibling;
-    };
-    const Case table[] = {{"/a/b", "/a", "b", "/a/x"},
-                          {"/a/b/", "/a", "b", "/a/x"},
-                          {"/a", "/", "a", "/x"},
-                          {"a", ".", "a", "./x"},
-                          {"a//b", "a", "b", "a/x"}};
-    for (const Case& row : table) {
-        EXPECT_EQ(ConfigPath::folder(row.path), row.folder) << row.path;
-        EXPECT_EQ(ConfigPath::lastComponent(row.path), row.last) << row.path;
-        EXPECT_EQ(ConfigPath::sibling(row.path, "x"), row.sibling) << row.path;
+    // The path, its folder, its last component and the sibling "x".
+    const std::array<std::string_view, 4> table[] = {
+        {"/a/b/", "/a", "b", "/a/x"}, {"/a", "/", "a", "/x"}, {"a", ".", "a", "./x"}, {"a//b", "a", "b", "a/x"}};
+    for (const auto& [path, folder, last, sibling] : table) {
+        EXPECT_EQ(ConfigPath::folder(path), folder) << path;
+        EXPECT_EQ(ConfigPath::lastComponent(path), last) << path;
+        EXPECT_EQ(ConfigPath::sibling(path, "x"), sibling) << path;
     }
 }
 

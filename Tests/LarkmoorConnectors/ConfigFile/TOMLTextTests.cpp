@@ -158,12 +158,6 @@ TEST(TOMLText, WritesNamesAndTexts) {
     }
 }
 
-TEST(TOMLText, OnePairDecidesHowTheLinesEnd) {
-    EXPECT_EQ(TOMLText::lineEnding(asBytes("a\nb\r\n")), "\r\n");
-    EXPECT_EQ(TOMLText::lineEnding(asBytes("a\rb\n")), "\n");
-    EXPECT_EQ(TOMLText::lineEnding({}), "\n");
-}
-
 TEST(TOMLText, SaysWhichShapesItCannotEdit) {
     const TOMLName owning[] = {{"mcp_servers", "larkmoor"}, {"hooks", "state", "a:b"}};
     const std::string array = " is an array of tables, which is not a shape this build can edit";

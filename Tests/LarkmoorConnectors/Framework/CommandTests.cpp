@@ -1,11 +1,13 @@
-// Whose a command is, by its text alone.
+// Whose a command is by its text alone, in which ways it has drifted, and what findings add up to.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
 #include "LarkmoorConnectors/Framework/BundleCommand.h"
+#include "LarkmoorConnectors/Framework/Drift.h"
 #include "LarkmoorConnectors/Framework/HookCommand.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
+#include "LarkmoorConnectors/Framework/ScanJoin.h"
 #include "Support/TemporaryFolder.h"
 
 namespace larkmoor {
@@ -85,6 +87,43 @@ TEST(InstalledBundleTest, TheOutermostApplicationAboveAFile) {
         {deep + "/d", std::nullopt},
     };
     for (const auto& [in, want] : table) EXPECT_EQ(InstalledBundle::enclosing(in), want) << in;
+}
+
+TEST(ScanJoinTest, HalfAWiringIsADrift) {
+    const BlockFinding unreadable = BlockFinding::Unreadable{"why"}, drifted = BlockFinding::Drifted{{"why"}},
+                       foreign = BlockFinding::Foreign{{"why"}}, fileAbsent = BlockFinding::FileAbsent{},
+                       absent = BlockFinding::Absent{}, connected = BlockFinding::Connected{};
+    const std::pair<std::vector<BlockFinding>, ConnectorState> table[] = {
+        {{}, ConnectorState::connected},
+        {{connected}, ConnectorState::connected},
+        {{connected, connected}, ConnectorState::connected},
+        {{connected, absent}, ConnectorState::drifted},
+        {{fileAbsent, connected}, ConnectorState::drifted},
+        {{connected, unreadable}, ConnectorState::drifted},
+        {{foreign, drifted}, ConnectorState::drifted},
+        {{absent, fileAbsent}, ConnectorState::found},
+        {{foreign, unreadable}, ConnectorState::found},
+    };
+    for (const auto& [in, want] : table) EXPECT_EQ(ScanJoin::state(in), want) << in.size();
+}
+
+TEST(DriftTest, EachReasonInItsOrder) {
+    const testing::TemporaryFolder folder;
+    const std::string there = folder.path().string(), gone = folder / "gone";
+    const std::string missing = "the file the command names is not on disk: " + gone;
+    struct Case {
+        std::string found, binary;
+        std::vector<std::string> want;
+    };
+    const std::string both = "/b/dist-prod/dist-dev/x", all = "/fenwright/larkmoor/dist-dev/x";
+    const std::string dev = "the command points at a development build: ";
+    const Case table[] = {
+        {"right", gone, {missing}},
+        {"other", gone, {"the command is not the one this build writes: other", missing}},
+        {both, there, {dev + both, dev + both}},
+        {all, gone, {"the command points into a source checkout: " + all, dev + all, missing}},
+    };
+    for (const Case& row : table) EXPECT_EQ(Drift::reasons(row.found, "right", row.binary), row.want) << row.found;
 }
 
 }  // namespace
