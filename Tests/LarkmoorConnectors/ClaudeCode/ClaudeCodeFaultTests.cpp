@@ -34,8 +34,6 @@ TEST_F(ClaudeCodeFaults, WhatCannotBeWrittenIsRefusedBeforeAnythingIs) {
         std::string_view told;
     };
     const Case table[] = {
-        {"a settings file", settingsFile, 0444,
-         "~/.claude/settings.json: this file cannot be written by this user, so nothing was written"},
         {"a server file", serverFile, 0444,
          "~/.claude.json: this file cannot be written by this user, so nothing was written"},
         {"a folder", ".claude", 0555, "~/.claude: this folder cannot be written by this user, so nothing was written"},

@@ -1,8 +1,6 @@
 // What a JSON scan finds, and in which words and where it refuses.
 #include <gtest/gtest.h>
 
-#include "LarkmoorConnectors/ConfigFile/JSONComments.h"
-#include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
 #include "LarkmoorConnectors/ConfigFile/JSONGuarantees.h"
 #include "LarkmoorConnectors/ConfigFile/JSONOutline.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
@@ -158,33 +156,6 @@ TEST(JSONNode, SaysWhatItHoldsWithTheLastOfTwoMembers) {
     EXPECT_EQ(result->root.member("a")->value.value(asBytes(document)), JSONValue{JSONValue::Number{"1"}});
     EXPECT_NE(JSONValue{JSONValue::Number{"1"}}, JSONValue{JSONValue::String{"1"}});
     EXPECT_NE(JSONValue{JSONValue::Number{"1"}}, JSONValue{JSONValue::Number{"1.0"}});
-}
-
-TEST(JSONDuplicates, AreToldAtTheSecondName) {
-    struct Case {
-        std::string_view in;
-        std::optional<std::string> want;
-    };
-    const Case table[] = {
-        {R"({})", {}},
-        {R"([1,1])", {}},
-        {R"({"a":1,"b":{"a":1,"a":2},"A":2})", {}},
-        {R"({"a":1,"b":2,"a":3,"b":4})", R"(the name "a" appears twice in one object (at byte 13))"},
-        {R"({"x": {}, "\u0078": 1})", R"(the name "x" appears twice in one object (at byte 10))"},
-        {R"({"":1,"":2})", R"(the name "" appears twice in one object (at byte 6))"},
-    };
-    for (const Case& row : table) {
-        const auto result = scan(row.in);
-        ASSERT_TRUE(result) << row.in;
-        EXPECT_EQ(JSONDuplicates::reason(result->root), row.want) << row.in;
-    }
-}
-
-TEST(JSONComments, AreCountedWhenWhollyInside) {
-    const ByteRange comments[] = {{2, 5}, {5, 9}, {20, 30}};
-    const std::pair<ByteRange, std::size_t> table[] = {{{2, 30}, 3}, {{3, 30}, 2}, {{2, 29}, 2},
-                                                       {{5, 9}, 1},  {{6, 8}, 0},  {{9, 20}, 0}};
-    for (const auto& [range, want] : table) EXPECT_EQ(JSONComments::count(comments, range), want) << range.start;
 }
 
 }  // namespace
