@@ -63,22 +63,6 @@ TEST_F(MenuTest, ARowOutlivesItsMenuQuietly) {
     EXPECT_THAT(listener.heard, IsEmpty());
 }
 
-TEST_F(MenuTest, OpeningAndClosingAreToldOnce) {
-    menu.close();
-    menu.open();
-    menu.open();
-    menu.close();
-    menu.close();
-    EXPECT_THAT(listener.heard, ElementsAre("will open", "did close"));
-}
-
-TEST_F(MenuTest, AClickClosesTheMenuBeforeItActs) {
-    menu.open();
-    listener.heard.clear();
-    EXPECT_TRUE(menu.click(*row));
-    EXPECT_THAT(listener.heard, ElementsAre("did close", "action"));
-}
-
 TEST_F(MenuTest, AnActionMayReplaceItself) {
     row->setAction([this] {
         row->setAction({});

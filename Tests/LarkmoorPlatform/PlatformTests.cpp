@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "LarkmoorPlatform/Files.h"
-#include "LarkmoorPlatform/HomeFolder.h"
-#include "LarkmoorPlatform/RunningExecutable.h"
 #include "LarkmoorPlatform/Text.h"
 #include "LarkmoorPlatform/UTF8.h"
 #include "Support/TemporaryFolder.h"
@@ -35,15 +33,6 @@ TEST(UTF8, IsWellFormedOrNot) {
     for (const Case& row : table) EXPECT_EQ(UTF8::isValid(row.text), row.isValid) << row.name;
 }
 
-TEST(UTF8, AppendsEveryScalarAsItReads) {
-    for (char32_t scalar = 0; scalar <= 0x10FFFF; ++scalar) {
-        if (scalar >= 0xD800 && scalar <= 0xDFFF) continue;
-        std::string text;
-        UTF8::append(text, scalar);
-        ASSERT_EQ(UTF8::characterLength(text), text.size()) << static_cast<std::uint32_t>(scalar);
-    }
-}
-
 TEST(Text, IsTrimmedAtBothEnds) {
     EXPECT_EQ(trimmed("\t a b\r\n"), "a b");
     EXPECT_EQ(trimmed(" \n"), "");
@@ -72,14 +61,6 @@ TEST(Files, ReplacingBreaksNoReader) {
     EXPECT_EQ(std::filesystem::status(folder / "file").permissions(), std::filesystem::perms{0640});
     EXPECT_EQ(Files::replace(folder / "none/file", asBytes("x"), 0600).error().code, ENOENT);
 }
-
-TEST(RunningExecutable, IsThisTest) {
-    const auto path = runningExecutable();
-    ASSERT_TRUE(path);
-    EXPECT_TRUE(path->ends_with("/LarkmoorPlatformTests")) << *path;
-}
-
-TEST(HomeFolder, IsAbsolute) { EXPECT_TRUE(homeFolder().starts_with('/')); }
 
 }  // namespace
 }  // namespace larkmoor

@@ -2,6 +2,8 @@
 // which starts no service by itself.
 #pragma once
 
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
@@ -66,6 +68,23 @@ class PrivateBus {
     TemporaryFolder folder_;
     std::optional<ChildProcess> daemon_;
     std::string address_;
+};
+
+/// A place where a bus seems to be, which takes connections and never says a word.
+class DeafBus {
+  public:
+    DeafBus() {
+        sockaddr_un where{.sun_family = AF_UNIX, .sun_path = {}};
+        (folder_ / "deaf").copy(where.sun_path, sizeof where.sun_path - 1);
+        if (::bind(listening_.get(), reinterpret_cast<const sockaddr*>(&where), sizeof where) != 0 ||
+            ::listen(listening_.get(), 1) != 0)
+            throw std::runtime_error("no socket");
+    }
+    std::string address() const { return "unix:path=" + (folder_ / "deaf"); }
+
+  private:
+    TemporaryFolder folder_;
+    FileDescriptor listening_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
 };
 
 }  // namespace larkmoor::testing

@@ -1,8 +1,5 @@
 #include "CXPCShim/larkmoor_mach_service_registered.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
-
 #include <thread>
 
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
@@ -47,13 +44,8 @@ TEST(MachServiceRegisteredTest, IsTrueForANameWithAnOwner) {
 }
 
 TEST(MachServiceRegisteredTest, GivesUpOnABusThatDoesNotAnswer) {
-    const TemporaryFolder folder;
-    const FileDescriptor listening{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
-    sockaddr_un where{.sun_family = AF_UNIX, .sun_path = {}};
-    (folder / "deaf").copy(where.sun_path, sizeof where.sun_path - 1);
-    ASSERT_EQ(::bind(listening.get(), reinterpret_cast<const sockaddr*>(&where), sizeof where), 0);
-    ASSERT_EQ(::listen(listening.get(), 1), 0);
-    const SessionAddress session{"unix:path=" + (folder / "deaf")};
+    const DeafBus deaf;
+    const SessionAddress session{deaf.address()};
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_FALSE(larkmoor_mach_service_registered(service));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{5});

@@ -81,21 +81,6 @@ TEST_F(MenuPictureTest, SaysEvenDefaultsThatAHostMayHaveForgotten) {
     EXPECT_EQ(says(picture().propertiesOf(MenuPicture::rootId)), "children-display ");
 }
 
-TEST_F(MenuPictureTest, ARowThatDoesNothingIsShownDisabled) {
-    EXPECT_EQ(picture().propertiesOf(5)[1], (MenuProperty{"enabled", false}));
-    EXPECT_EQ(picture().propertiesOf(7)[1], (MenuProperty{"enabled", true}));
-}
-
-TEST_F(MenuPictureTest, KnowsItsOwnIdsAlone) {
-    EXPECT_TRUE(picture().knows(0));
-    EXPECT_FALSE(picture().knows(4));
-    EXPECT_TRUE(picture().knows(5));
-    EXPECT_TRUE(picture().knows(7));
-    for (const std::int32_t id :
-         {8, -1, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()})
-        EXPECT_FALSE(picture().knows(id)) << id;
-}
-
 TEST_F(MenuPictureTest, TellsWhatChangedAndNoMore) {
     EXPECT_THAT(heard(), IsEmpty());
     first->setTitle("Paused");
@@ -108,22 +93,6 @@ TEST_F(MenuPictureTest, TellsWhatChangedAndNoMore) {
     EXPECT_THAT(heard(), ElementsAre("5: label accessible-desc"));
     last->setAction({});
     EXPECT_THAT(heard(), ElementsAre("7: enabled"));
-}
-
-TEST_F(MenuPictureTest, AHiddenRowTakesItsSeparatorAlong) {
-    last->setHidden(true);
-    EXPECT_THAT(heard(), ElementsAre("6: visible", "7: visible"));
-}
-
-TEST_F(MenuPictureTest, AChangeThatWasTakenBackIsNone) {
-    first->setTitle("Paused");
-    first->setTitle("Recording");
-    EXPECT_THAT(heard(), IsEmpty());
-}
-
-TEST_F(MenuPictureTest, SelectsByName) {
-    EXPECT_EQ(selected(picture().propertiesOf(5), {"visible", "toggle-type"}), (MenuProperties{{"visible", true}}));
-    EXPECT_EQ(selected(picture().propertiesOf(5), {}), picture().propertiesOf(5));
 }
 
 TEST_F(MenuPictureTest, MovesOnlyForAVisibleBarWithoutANumber) {

@@ -12,7 +12,6 @@ namespace larkmoor {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr StatusIcon icons[] = {StatusIcon::trailFilled, StatusIcon::trailHollow, StatusIcon::attention};
 
@@ -41,12 +40,6 @@ TEST(StatusLook, HostsHearOfEachChangeInTheWordsThatTheyFollow) {
         {"out of attention", attention, filled, {"NewIcon", "NewStatus", "NewTitle", "NewToolTip"}},
     };
     for (const Case& row : table) EXPECT_EQ(signalsBetween(row.before, row.after), row.want) << row.name;
-}
-
-TEST(StatusLook, AttentionChangesTheIconForHostsThatIgnoreTheStatus) {
-    const auto look = StatusLook::of(StatusIcon::attention, "Larkmoor — attention");
-    EXPECT_EQ(look.status, "NeedsAttention");
-    EXPECT_NE(look.iconName, StatusLook::of(StatusIcon::trailFilled, "").iconName);
 }
 
 TEST(StatusLook, EachGlyphLiesInTheIconTheme) {

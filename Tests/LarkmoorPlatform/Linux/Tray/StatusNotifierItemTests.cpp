@@ -94,12 +94,6 @@ TEST_F(StatusNotifierItemTest, RegistersItsConnectionOnceItAnswers) {
     EXPECT_EQ(menuSeen, "there");
 }
 
-TEST_F(StatusNotifierItemTest, RegistersWithAWatcherThatComesLate) {
-    settle();
-    RecordingWatcher watcher{loop, daemon.address()};
-    EXPECT_TRUE(isRegistered(watcher));
-}
-
 TEST_F(StatusNotifierItemTest, RegistersWithEachWatcherThatFollowsAnother) {
     RecordingWatcher first{loop, daemon.address()};
     ASSERT_TRUE(isRegistered(first));
