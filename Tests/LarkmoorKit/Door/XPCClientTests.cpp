@@ -7,14 +7,10 @@ namespace {
 using enum Fate;
 using Lineage = ClientLineage;
 
-constexpr std::string_view absentWords = "Larkmoor isn't running — start it to access your memory.";
-constexpr std::string_view refusedWords =
-    "Larkmoor is running but refused this connection — this binary isn't signed with the daemon's expected identity "
-    "(sign it: Scripts/sign.sh).";
-constexpr std::string_view silentWords =
-    "Larkmoor is running but did not answer in 3s — it may be busy starting up; try again in a moment.";
-constexpr std::string_view skewWords =
-    "Larkmoor updated; this session's bridge is older than the daemon, restart the session";
+const std::string absentWords = message(DoorFault::absent);
+const std::string refusedWords = message(DoorFault::refused);
+const std::string silentWords = message(DoorFault::silent);
+const std::string skewWords = message(DoorFault::skew);
 constexpr std::string_view staleWords =
     "Larkmoor updated to 2.1 — this session's connector is from before the update. Restart this session (or reconnect "
     "the MCP server) to continue. Nothing is wrong.";

@@ -303,17 +303,6 @@ TEST_F(ProcessRunnerTests, KeepsTheEndOfWhatIsTooMuch) {
     EXPECT_TRUE(asText(result.output).ends_with("end"));
 }
 
-TEST_F(ProcessRunnerTests, StopsOnRequest) {
-    std::stop_source stop;
-    std::jthread other;
-    ProcessRequest request = shell("echo up; exec sleep 600");
-    request.output = ProcessOutputs::Told{[&](BytesView) { other = std::jthread{[&] { stop.request_stop(); }}; }};
-    const ProcessResult result = run(std::move(request), stop.get_token());
-    EXPECT_EQ(result.description(), "ended on request");
-    // Asked before it begins, there is no program.
-    EXPECT_EQ(run(shell("exit 3"), stop.get_token()).description(), "ended on request");
-}
-
 TEST_F(ProcessRunnerTests, ProgramsEndWithTheLoop) {
     std::string heard;
     {

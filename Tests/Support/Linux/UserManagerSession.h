@@ -54,12 +54,9 @@ class UserManagerSession {
             command.push_back(parent + "/" + home_.path().filename().string());
             ::mkdir(command.back().c_str(), 0755);
         }
-        manager_.emplace(command, std::map<std::string, std::string>{{"HOME", home_.path().string()},
-                                                                     {"XDG_RUNTIME_DIR", home_ / "run"},
-                                                                     {"XDG_CONFIG_HOME", folders().config},
-                                                                     {"XDG_DATA_HOME", folders().data},
-                                                                     {"SYSTEMD_LOG_LEVEL", "err"},
-                                                                     {"DBUS_SESSION_BUS_ADDRESS", address()}});
+        auto environment = this->environment();
+        environment["SYSTEMD_LOG_LEVEL"] = "err";
+        manager_.emplace(command, environment);
         for (int tries = 0; tries < 600 && !std::filesystem::exists(home_ / "run/bus"); ++tries)
             std::this_thread::sleep_for(std::chrono::milliseconds{50});
     }
@@ -70,16 +67,18 @@ class UserManagerSession {
 
     /// A command of the person's, such as {"systemctl", "--user", "mask", "x.service"}; true if it succeeds.
     bool run(std::vector<std::string> command) const {
-        return ChildProcess{std::move(command),
-                            {{"HOME", home_.path().string()},
-                             {"XDG_RUNTIME_DIR", home_ / "run"},
-                             {"XDG_CONFIG_HOME", folders().config},
-                             {"XDG_DATA_HOME", folders().data},
-                             {"DBUS_SESSION_BUS_ADDRESS", address()}}}
-                   .wait() == 0;
+        return ChildProcess{std::move(command), environment()}.wait() == 0;
     }
 
   private:
+    std::map<std::string, std::string> environment() const {
+        return {{"HOME", home_.path().string()},
+                {"XDG_RUNTIME_DIR", home_ / "run"},
+                {"XDG_CONFIG_HOME", folders().config},
+                {"XDG_DATA_HOME", folders().data},
+                {"DBUS_SESSION_BUS_ADDRESS", address()}};
+    }
+
     TemporaryFolder home_;
     std::optional<ChildProcess> manager_;
     int logouts_ = 0;
