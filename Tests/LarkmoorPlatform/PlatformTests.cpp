@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "LarkmoorPlatform/Files.h"
-#include "LarkmoorPlatform/Text.h"
 #include "LarkmoorPlatform/UTF8.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
@@ -31,12 +30,6 @@ TEST(UTF8, IsWellFormedOrNot) {
         {"after eight plain bytes", "12345678\xff", false},
     };
     for (const Case& row : table) EXPECT_EQ(UTF8::isValid(row.text), row.isValid) << row.name;
-}
-
-TEST(Text, IsTrimmedAtBothEnds) {
-    EXPECT_EQ(trimmed("\t a b\r\n"), "a b");
-    EXPECT_EQ(trimmed(" \n"), "");
-    EXPECT_EQ(trimmed(""), "");
 }
 
 TEST(Files, ReadsWhatIsThereAndNamesWhatIsNot) {
