@@ -53,6 +53,16 @@ class Terminal:
                 raise AssertionError(f"no {words!r} on the screen: {self.screen()}")
             self.read(0.1)
 
+    def expect_in_menu(self, words):
+        """Each opening asks the daemon anew, but for one that comes while a pass is under way: keys are faster than hands."""
+        for _ in range(10):
+            self.press("\r")
+            try:
+                return self.expect(words, 2)
+            except AssertionError:
+                self.press("\x1b")
+        raise AssertionError(f"no {words!r} in the menu: {self.screen()}")
+
     def press(self, keys):
         os.write(self.end, keys.encode())
 
@@ -112,8 +122,7 @@ class Run(unittest.TestCase):
     def test_a_click_pauses_and_quit_ends_everything(self):
         terminal = self.terminal()
         terminal.click("• Pause 15 minutes")
-        terminal.press("\r")
-        terminal.expect("Resume Recording (auto ")
+        terminal.expect_in_menu("Resume Recording (auto ")
         terminal.press("\x1b")
         terminal.click("Settings")
         terminal.expect_process("larkmoor-settin")
