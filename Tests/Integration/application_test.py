@@ -69,6 +69,8 @@ class Application(unittest.TestCase):
         session = self.session
         session.start_daemon()
         self.expect("Recording")
+        # A daemon that came after the first try is subscribed to at the next one.
+        wait("subscriber", lambda: "uint32 0" not in session.order("Subscribers").stdout, 40)
         session.order("PushFrontState", "string:blocked")
         wait("hollow trail", lambda: "not recording this (private or blocked)" in json.dumps(session.shown()))
         session.order("SetHealth", "string:stopped")
