@@ -1,4 +1,4 @@
-// This application as an entry of the desktop's autostart folder (Desktop Application Autostart Specification 0.5).
+// This application as an entry in the desktop's autostart folder, $XDG_CONFIG_HOME/autostart (XDG autostart 0.5).
 #pragma once
 
 #include <optional>
