@@ -13,19 +13,13 @@ import time
 import unittest
 from pathlib import Path
 
+from desktop_session import wait
+
 BUNDLE = Path(sys.argv[1])
 CHAT = "Library/Application Support/Claude/claude_desktop_config.json"
 INFO = """<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict><key>CFBundleIdentifier</key><string>com.anthropic.claudefordesktop</string></dict></plist>
 """
-
-
-def wait(what, condition, seconds=20):
-    end = time.monotonic() + seconds
-    while not condition():
-        if time.monotonic() > end:
-            raise AssertionError(f"no {what} after {seconds} s")
-        time.sleep(0.05)
 
 
 class Launches(unittest.TestCase):

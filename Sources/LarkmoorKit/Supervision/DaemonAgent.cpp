@@ -62,14 +62,25 @@ Task<bool> DaemonAgent::tryRegister() {
 }
 
 Task<void> DaemonAgent::healLooseAgent() {
-    if (!Files::exists(seams_.loosePlist)) co_return;
-    const bool registered = co_await status("print", seams_.launchctl.print(serviceTarget())) == 0;
-    if (AgentRegistration::action(true, registered) == AgentRegistration::Action::kickstart) {
-        const int exit = co_await status("kickstart", seams_.launchctl.kickstart(serviceTarget()));
-        if (exit != 0)
-            seams_.log(fmt::format("[larkmoor-menu] daemon agent kickstart failed (launchctl exit {})", exit));
-        co_return;
+    const bool plistExists = Files::exists(seams_.loosePlist);
+    // A normal install has no loose agent, and nobody is asked about one.
+    const bool registered = plistExists && co_await status("print", seams_.launchctl.print(serviceTarget())) == 0;
+    switch (AgentRegistration::action(plistExists, registered)) {
+        case AgentRegistration::Action::doNothing:
+            co_return;
+        case AgentRegistration::Action::kickstart:
+            co_return co_await startLooseAgent();
+        case AgentRegistration::Action::bootstrap:
+            co_return co_await bootstrapLooseAgent();
     }
+}
+
+Task<void> DaemonAgent::startLooseAgent() {
+    const int exit = co_await status("kickstart", seams_.launchctl.kickstart(serviceTarget()));
+    if (exit != 0) seams_.log(fmt::format("[larkmoor-menu] daemon agent kickstart failed (launchctl exit {})", exit));
+}
+
+Task<void> DaemonAgent::bootstrapLooseAgent() {
     const std::string domain = LoginItems::guiDomainTarget(seams_.user);
     seams_.log(fmt::format(
         "[larkmoor-menu] daemon agent plist is on disk but its job is NOT in {} — re-bootstrapping (m:505)", domain));

@@ -125,7 +125,6 @@ Task<void> Application::warmBundledBinaries() {
 /// that one that was quit is to be started here.
 Task<void> Application::clearQuitAndHealLooseAgent() {
     co_await daemonAgent_.releaseQuitIfHeld(quitSentinel_);
-    quitSentinel_.clear();
     co_await daemonAgent_.healLooseAgent();
 }
 
