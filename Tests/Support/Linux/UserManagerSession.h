@@ -2,7 +2,9 @@
 #pragma once
 
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -12,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "LarkmoorPlatform/FileDescriptor.h"
 #include "LarkmoorPlatform/Linux/Services/UserFolders.h"
 #include "Support/ChildProcess.h"
 #include "Support/TemporaryFolder.h"
@@ -57,7 +60,7 @@ class UserManagerSession {
         auto environment = this->environment();
         environment["SYSTEMD_LOG_LEVEL"] = "err";
         manager_.emplace(command, environment);
-        for (int tries = 0; tries < 600 && !std::filesystem::exists(home_ / "run/bus"); ++tries)
+        for (int tries = 0; tries < 600 && !busTakesConnections(); ++tries)
             std::this_thread::sleep_for(std::chrono::milliseconds{50});
     }
 
@@ -71,6 +74,13 @@ class UserManagerSession {
     }
 
   private:
+    /// The socket is there a moment before anybody listens to it, and a connection made too early is lost for good.
+    bool busTakesConnections() const {
+        const FileDescriptor asking{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+        sockaddr_un where{.sun_family = AF_UNIX, .sun_path = {}};
+        (home_ / "run/bus").copy(where.sun_path, sizeof where.sun_path - 1);
+        return ::connect(asking.get(), reinterpret_cast<const sockaddr*>(&where), sizeof where) == 0;
+    }
     std::map<std::string, std::string> environment() const {
         return {{"HOME", home_.path().string()},
                 {"XDG_RUNTIME_DIR", home_ / "run"},
