@@ -23,4 +23,7 @@ inline Broken changedOutside(ByteRange range, BytesView before, BytesView after)
     return std::nullopt;
 }
 
+/// How many to go on by, so as to ask of about `most` out of so many, spread over them.
+constexpr std::size_t strideOver(std::size_t count, std::size_t most) { return count / most + 1; }
+
 }  // namespace larkmoor::testing

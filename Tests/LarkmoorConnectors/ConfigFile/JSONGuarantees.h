@@ -38,18 +38,16 @@ class Tiling {
         if (!broken_) broken_ = what + " at byte " + std::to_string(at_);
     }
 
-    bool has(char byte) const { return at_ < std::ssize(text_) && text_[static_cast<std::size_t>(at_)] == byte; }
+    std::string_view rest() const { return text_.substr(static_cast<std::size_t>(std::min(at_, std::ssize(text_)))); }
 
-    void take(char byte) {
-        if (has(byte))
-            ++at_;
-        else
-            say(std::string{"no "} + byte);
+    void take(std::string_view text) {
+        if (!rest().starts_with(text)) say("no " + std::string{text});
+        at_ += std::ssize(text);
     }
 
     void trivia() {
-        while (at_ < std::ssize(text_) && !broken_) {
-            if (has(' ') || has('\t') || has('\n') || has('\r')) {
+        while (!rest().empty() && !broken_) {
+            if (std::string_view{" \t\n\r"}.contains(rest().front())) {
                 ++at_;
             } else if (comment_ < scan_.comments.size() && scan_.comments[comment_].start == at_) {
                 comment(scan_.comments[comment_++]);
@@ -61,79 +59,64 @@ class Tiling {
 
     void comment(ByteRange range) {
         const std::string_view comment = JSONLayout::textOf(range, bytes_);
-        const std::string_view behind = text_.substr(static_cast<std::size_t>(range.end));
+        at_ = range.end;
         const bool line = comment.starts_with("//") && !comment.contains('\n') &&
-                          (behind.empty() || behind.starts_with('\n') || behind.starts_with("\r\n"));
+                          (rest().empty() || rest().starts_with('\n') || rest().starts_with("\r\n"));
         const bool block =
             comment.size() >= 4 && comment.starts_with("/*") && comment.find("*/", 2) == comment.size() - 2;
         if (!line && !block) say("this is no comment: " + std::string{comment});
-        at_ = range.end;
     }
 
     /// Past a quoted text that decodes to this one.
     void string(std::string_view decoded) {
         const std::int64_t start = at_;
-        take('"');
-        while (at_ < std::ssize(text_) && !has('"')) at_ += has('\\') ? 2 : 1;
-        take('"');
-        const std::string quoted = JSONLiteral::quote(decoded);
+        take("\"");
+        while (!rest().empty() && rest().front() != '"') at_ += rest().front() == '\\' ? 2 : 1;
+        take("\"");
+        if (broken_) return;
         const std::string_view written = JSONLayout::textOf({start, at_}, bytes_);
-        if (!written.contains('\\') && written != quoted && !decoded.contains('\x7f')) say("a string reads as another");
+        if (!written.contains('\\') && written != JSONLiteral::quote(decoded)) say("a string reads as another");
+    }
+
+    void number(std::string_view written) {
+        if (written.find_first_not_of("-+.eE0123456789") != std::string_view::npos) say("this is no number");
+        at_ += std::ssize(written);
     }
 
     void node(const JSONNode& node) {
         if (broken_) return;
         if (node.start != at_) return say("a value does not begin where the one before it ends");
-        node.kind.visit([&](const JSONKind::Object& object) { members(object.members); },
-                        [&](const JSONKind::Array& array) { elements(array.elements); },
+        node.kind.visit([&](const JSONKind::Object& object) { list("{", object.members, "}"); },
+                        [&](const JSONKind::Array& array) { list("[", array.elements, "]"); },
                         [&](const JSONKind::String& held) { string(held.text); },
-                        [&](const JSONKind::Bool& held) { scalar(node, held.value ? "true" : "false"); },
-                        [&](const JSONKind::Number&) {
-                            if (JSONLayout::textOf(node.range(), bytes_).find_first_not_of("-+.eE0123456789") !=
-                                std::string_view::npos) {
-                                say("this is no number");
-                            }
-                            at_ = node.end;
-                        },
-                        [&](const JSONKind::Null&) { scalar(node, "null"); });
-        if (!broken_ && node.end != at_) say("a value does not end where its text does");
+                        [&](const JSONKind::Bool& held) { take(held.value ? "true" : "false"); },
+                        [&](const JSONKind::Number&) { number(JSONLayout::textOf(node.range(), bytes_)); },
+                        [&](const JSONKind::Null&) { take("null"); });
+        if (node.end != at_) say("a value does not end where its text does");
     }
 
-    void scalar(const JSONNode& node, std::string_view text) {
-        if (JSONLayout::textOf(node.range(), bytes_) != text) say("this is not " + std::string{text});
-        at_ = node.end;
-    }
-
-    void members(std::span<const JSONMember> members) {
-        take('{');
+    void node(const JSONMember& member) {
+        if (member.keyStart != at_) say("a name does not begin where the value before it ends");
+        string(member.key);
         trivia();
-        for (const JSONMember& member : members) {
-            if (&member != &members.front()) separator();
-            if (member.keyStart != at_) say("a name does not begin where the value before it ends");
-            string(member.key);
-            trivia();
-            take(':');
-            trivia();
-            node(member.value);
+        take(":");
+        trivia();
+        node(member.value);
+    }
+
+    template <class Item>
+    void list(std::string_view opening, std::span<const Item> items, std::string_view closing) {
+        take(opening);
+        trivia();
+        for (const Item& item : items) {
+            if (&item != &items.front()) {
+                take(",");
+                trivia();
+            }
+            node(item);
             trivia();
         }
-        take('}');
-    }
-
-    void elements(std::span<const JSONNode> elements) {
-        take('[');
-        trivia();
-        for (const JSONNode& element : elements) {
-            if (&element != &elements.front()) separator();
-            node(element);
-            trivia();
-        }
-        take(']');
-    }
-
-    void separator() {
-        take(',');
-        trivia();
+        take(closing);
     }
 
     BytesView bytes_;
@@ -144,119 +127,168 @@ class Tiling {
     Broken broken_;
 };
 
-/// The texts of these comments, in order. Blanks at the end of a line comment are not counted: it may gain those that
-/// stood between it and its line's end.
-inline std::vector<std::string> texts(std::span<const ByteRange> comments, BytesView document) {
-    std::vector<std::string> result;
-    for (const ByteRange comment : comments) {
-        std::string& text = result.emplace_back(JSONLayout::textOf(comment, document));
-        if (text.starts_with("//")) text.erase(text.find_last_not_of(" \t\r") + 1);
-    }
-    return result;
-}
-
-/// The bytes of each member or element of a container, in order, the one at `leftOut` excepted.
-inline std::vector<std::string> children(const JSONNode& container, BytesView document,
-                                         std::optional<std::size_t> leftOut = std::nullopt) {
-    std::vector<std::string> result;
-    const auto add = [&](ByteRange range) { result.emplace_back(JSONLayout::textOf(range, document)); };
-    for (const JSONMember& member : container.members()) add({member.keyStart, member.value.end});
-    for (const JSONNode& element : container.elements()) add(element.range());
-    if (leftOut && *leftOut < result.size()) result.erase(result.begin() + static_cast<std::ptrdiff_t>(*leftOut));
-    return result;
-}
-
-/// Asks everything that holds of setting a member, of taking it out again, and of taking out one that was there.
+/// Asks everything that holds of setting a member or adding an element, of taking it out again, and of taking out one
+/// that was there.
 class EditGuarantees {
   public:
     EditGuarantees(BytesView document, const JSONScan& scan, JSONDialect dialect)
         : document_(document), scan_(scan), dialect_(dialect) {}
 
-    Broken ofSetting(const JSONPath& path, std::string_view key, const JSONLiteral& literal) const {
-        const JSONNode& object = *scan_.root.node(path);
-        const JSONMember* old = object.member(key);
-        const auto result = JSONEdit::setMember(document_, path, key, literal, dialect_);
-        if (!result) return refusedOnlyForDepth(result.error(), path, literal);
-        const auto again = JSONText::scanWithTrivia(*result, dialect_);
-        if (!again) return "the result does not scan: " + again.error().description();
-        const ByteRange range = old == nullptr ? rangeOfAdding(object) : old->value.range();
-        if (auto broken = changedOutside(range, document_, *result)) return broken;
-        const JSONNode* now = again->root.node(path);
-        const JSONMember* set = now == nullptr ? nullptr : now->member(key);
-        if (set == nullptr) return "the member is not there";
-        if (set->value.value(*result) != literal.value()) return "the member reads as another value";
-        const auto members = object.members();
-        const std::size_t place = old == nullptr ? members.size() : static_cast<std::size_t>(old - members.data());
-        if (children(object, document_, place) != children(*now, *result, place)) return "another member changed";
-        if (old == nullptr && texts(scan_.comments, document_) != texts(again->comments, *result))
-            return "a comment changed";
-        return old == nullptr ? ofTakingOut(*result, path, key, object) : std::nullopt;
-    }
-
-    Broken ofRemoving(const JSONPath& path, std::size_t index) const {
-        const JSONNode& object = *scan_.root.node(path);
-        const std::string key{object.members()[index].key.view()};
-        const std::size_t first = static_cast<std::size_t>(object.member(key) - object.members().data());
-        const auto result = JSONEdit::removeMember(document_, path, key, dialect_);
-        if (!result) return "a member cannot be removed: " + result.error().description();
-        return afterRemoval(*result, path, first);
-    }
-
-    Broken ofRemovingElement(const JSONPath& path, std::size_t index) const {
-        const auto result = JSONEdit::removeElement(document_, path, static_cast<std::int64_t>(index));
-        if (!result) return "an element cannot be removed: " + result.error().description();
-        return afterRemoval(*result, path, index);
-    }
-
-    Broken ofAppending(const JSONPath& path, const JSONLiteral& literal) const {
-        const JSONNode& array = *scan_.root.node(path);
-        const auto result = JSONEdit::appendElement(document_, path, literal);
-        if (!result) return refusedOnlyForDepth(result.error(), path, literal);
-        if (auto broken = changedOutside(rangeOfAdding(array), document_, *result)) return broken;
-        const auto again = JSONText::scanWithTrivia(*result, dialect_);
-        if (!again) return "the result does not scan: " + again.error().description();
-        const JSONNode* now = again->root.node(path);
-        const std::size_t last = array.elements().size();
-        if (now == nullptr || now->elements().size() != last + 1) return "the element is not there";
-        if (now->elements()[last].value(*result) != literal.value()) return "the element reads as another value";
-        if (children(array, document_) != children(*now, *result, last)) return "another element changed";
-        if (last == 0) return std::nullopt;
-        const auto back = JSONEdit::removeElement(*result, path, static_cast<std::int64_t>(last));
-        if (!back || asText(*back) != asText(document_)) return "removing the element does not give back the document";
+    /// Of the objects and arrays and their children, about `most` of each, spread over the document from the place of
+    /// number `first` on. `name` is that of a member to add.
+    Broken ofEveryPlace(std::string_view name, const JSONLiteral& literal, std::size_t most,
+                        std::size_t first = 0) const {
+        std::vector<JSONPath> places;
+        collect({}, places);
+        for (std::size_t asked = 0; asked < places.size(); asked += strideOver(places.size(), most)) {
+            if (auto broken = ofPlace(places[(first + asked) % places.size()], name, literal, most)) return broken;
+        }
         return std::nullopt;
     }
 
   private:
+    static std::vector<ByteRange> children(const JSONNode& container) {
+        std::vector<ByteRange> ranges;
+        for (const JSONMember& member : container.members()) ranges.push_back({member.keyStart, member.value.end});
+        for (const JSONNode& element : container.elements()) ranges.push_back(element.range());
+        return ranges;
+    }
+
+    /// The number of the child that the step leads to, which is one past the last where there is none.
+    static std::size_t placeOf(const JSONStep& step, const JSONNode& container) {
+        return step.visit(
+            [&](const JSONStep::Key& key) {
+                const auto members = container.members();
+                const JSONMember* member = container.member(key.text);
+                return member == nullptr ? members.size() : static_cast<std::size_t>(member - members.data());
+            },
+            [](const JSONStep::Index& index) { return static_cast<std::size_t>(index.value); });
+    }
+
+    static JSONStep stepTo(std::size_t place, const JSONNode& container) {
+        return container.isObject() ? JSONStep{container.members()[place].key.view()} : JSONStep{place};
+    }
+
+    /// The paths of all objects and arrays that can be edited.
+    void collect(const JSONPath& path, std::vector<JSONPath>& into) const {
+        const JSONNode& node = *scan_.root.node(path);
+        if (node.isObject() || (node.isArray() && dialect_ == JSONDialect::strict)) into.push_back(path);
+        for (std::size_t place = 0; place < children(node).size(); ++place) {
+            const JSONStep step = stepTo(place, node);
+            if (placeOf(step, node) != place) continue;
+            JSONPath longer = path;
+            longer.push_back(step);
+            collect(longer, into);
+        }
+    }
+
+    Broken ofPlace(const JSONPath& path, std::string_view name, const JSONLiteral& literal, std::size_t most) const {
+        const JSONNode& container = *scan_.root.node(path);
+        const std::size_t size = children(container).size();
+        if (auto broken = ofSetting(path, container.isObject() ? JSONStep{name} : JSONStep{size}, literal))
+            return broken;
+        for (std::size_t place = 0; place < size; place += strideOver(size, most)) {
+            const JSONStep step = stepTo(place, container);
+            if (auto broken = ofRemoving(path, step)) return broken;
+            if (!container.isObject()) continue;
+            if (auto broken = ofSetting(path, step, literal)) return broken;
+        }
+        return std::nullopt;
+    }
+
+    JSONEdit::Result set(const JSONPath& path, const JSONStep& step, const JSONLiteral& to) const {
+        return step.visit(
+            [&](const JSONStep::Key& key) { return JSONEdit::setMember(document_, path, key.text, to, dialect_); },
+            [&](const JSONStep::Index&) { return JSONEdit::appendElement(document_, path, to); });
+    }
+
+    JSONEdit::Result removed(BytesView from, const JSONPath& path, const JSONStep& step) const {
+        return step.visit(
+            [&](const JSONStep::Key& key) { return JSONEdit::removeMember(from, path, key.text, dialect_); },
+            [&](const JSONStep::Index& index) { return JSONEdit::removeElement(from, path, index.value); });
+    }
+
+    Broken ofSetting(const JSONPath& path, const JSONStep& step, const JSONLiteral& literal) const {
+        const JSONNode& container = *scan_.root.node(path);
+        const JSONNode* old = container.node({step});
+        const auto result = set(path, step, literal);
+        if (!result) return refusedOnlyForDepth(result.error(), path, literal);
+        const ByteRange range = old == nullptr ? rangeOfAdding(container) : old->range();
+        const std::size_t place = placeOf(step, container);
+        if (auto broken = ofTheRest(*result, path, range, place, old == nullptr ? ByteRange{} : range)) return broken;
+        const auto again = JSONText::scanWithTrivia(*result, dialect_);
+        const JSONNode* now = again->root.node(path)->node({step});
+        if (now == nullptr || now->value(*result) != literal.value()) return "what was set reads as another value";
+        return old == nullptr ? ofTakingOut(*result, path, step) : std::nullopt;
+    }
+
+    Broken ofRemoving(const JSONPath& path, const JSONStep& step) const {
+        const JSONNode& container = *scan_.root.node(path);
+        const auto result = removed(document_, path, step);
+        if (!result) return "what is there cannot be removed: " + result.error().description();
+        const std::size_t place = placeOf(step, container);
+        return ofTheRest(*result, path, rangeOfRemoving(container, place), place, std::nullopt);
+    }
+
+    /// A container that had children comes back to the byte; so does an empty one without blanks, or one of one line
+    /// that holds a comment.
+    Broken ofTakingOut(BytesView with, const JSONPath& path, const JSONStep& step) const {
+        const JSONNode& container = *scan_.root.node(path);
+        const auto back = removed(with, path, step);
+        if (!back) return "what was set cannot be removed: " + back.error().description();
+        const ByteRange interior{container.start + 1, container.end - 1};
+        const bool oneLine = !JSONLayout::spansLines(document_, interior);
+        const bool comesBack = !children(container).empty() || interior.start == interior.end ||
+                               (oneLine && JSONComments::count(scan_.comments, interior) > 0);
+        if (comesBack && asText(*back) != asText(document_)) return "removing it does not give back the document";
+        return std::nullopt;
+    }
+
+    /// Only the range changed, and every child but that of the place and every comment is there. `replaced` is what
+    /// gave place to a child that was set, and nothing after a removal.
+    Broken ofTheRest(BytesView result, const JSONPath& path, ByteRange range, std::size_t place,
+                     std::optional<ByteRange> replaced) const {
+        if (auto broken = changedOutside(range, document_, result)) return broken;
+        const auto again = JSONText::scanWithTrivia(result, dialect_);
+        if (!again) return "the result does not scan: " + again.error().description();
+        const JSONNode* now = again->root.node(path);
+        if (now == nullptr) return "the container is not there";
+        auto before = children(*scan_.root.node(path)), after = children(*now);
+        if (place < before.size()) before.erase(before.begin() + static_cast<std::ptrdiff_t>(place));
+        if (replaced && place < after.size()) after.erase(after.begin() + static_cast<std::ptrdiff_t>(place));
+        if (texts(before, document_) != texts(after, result)) return "another child changed";
+        auto comments = scan_.comments;
+        const auto gone = JSONComments::inside(scan_.comments, replaced.value_or(ByteRange{}));
+        std::erase_if(comments, [&](ByteRange comment) { return std::ranges::find(gone, comment) != gone.end(); });
+        if (texts(comments, document_) != texts(again->comments, result)) return "a comment changed";
+        return std::nullopt;
+    }
+
+    /// Blanks at the end of a line comment are not counted: it may gain those that stood between it and its line's end.
+    static std::vector<std::string_view> texts(std::span<const ByteRange> ranges, BytesView document) {
+        std::vector<std::string_view> result;
+        for (const ByteRange range : ranges) {
+            std::string_view& text = result.emplace_back(JSONLayout::textOf(range, document));
+            if (text.starts_with("//")) text = text.substr(0, text.find_last_not_of(" \t\r") + 1);
+        }
+        return result;
+    }
+
     /// How many objects and arrays lie within each other.
-    static std::size_t levels(const JSONLiteral& literal) {
+    static std::size_t levels(const JSONNode& node) {
         std::size_t below = 0;
-        const auto look = [&](const JSONLiteral& inner) { below = std::max(below, levels(inner)); };
-        return literal.visit(
-            [&](const JSONLiteral::Object& object) {
-                for (const JSONLiteral::Member& member : object.members) look(member.value);
-                return below + 1;
-            },
-            [&](const JSONLiteral::Array& array) {
-                for (const JSONLiteral& element : array.elements) look(element);
-                return below + 1;
-            },
-            [&](const JSONLiteral::String&) { return below; }, [&](const JSONLiteral::Number&) { return below; },
-            [&](const JSONLiteral::Bool&) { return below; });
+        for (const JSONMember& member : node.members()) below = std::max(below, levels(member.value));
+        for (const JSONNode& element : node.elements()) below = std::max(below, levels(element));
+        return below + (node.isObject() || node.isArray() ? 1 : 0);
     }
 
     /// The one edit of a document that scans which is refused: its literal would lie too deep.
     static Broken refusedOnlyForDepth(const JSONEditFailure& failure, const JSONPath& path,
                                       const JSONLiteral& literal) {
-        const bool tooDeep = path.size() + 1 + levels(literal) > static_cast<std::size_t>(JSONText::depthLimit);
+        const auto scan = JSONText::scanWithTrivia(asBytes(literal.render("", "", {})), JSONDialect::strict);
+        const bool tooDeep = scan && path.size() + 1 + levels(scan->root) > std::size_t{JSONText::depthLimit};
         if (tooDeep && failure.description().starts_with("the document nests deeper than 64 levels")) return {};
         return "refused: " + failure.description();
-    }
-
-    static std::vector<ByteRange> ranges(const JSONNode& container) {
-        std::vector<ByteRange> result;
-        for (const JSONMember& member : container.members()) result.push_back({member.keyStart, member.value.end});
-        for (const JSONNode& element : container.elements()) result.push_back(element.range());
-        return result;
     }
 
     /// The end of the last comment between the two places, or the first of them.
@@ -267,45 +299,20 @@ class EditGuarantees {
 
     /// Directly behind the last child, or all blanks of a container that has none.
     ByteRange rangeOfAdding(const JSONNode& container) const {
-        const auto all = ranges(container);
+        const auto all = children(container);
         if (!all.empty()) return {all.back().end, all.back().end};
         return {behindComments(container.start + 1, container.end - 1), container.end - 1};
     }
 
     /// The child with one comma, or if it is the only one all that no comment holds apart.
-    ByteRange rangeOfRemoving(const JSONNode& container, std::size_t index) const {
-        const auto all = ranges(container);
-        if (index > 0) return {all[index - 1].end, all[index].end};
+    ByteRange rangeOfRemoving(const JSONNode& container, std::size_t place) const {
+        const auto all = children(container);
+        if (place > 0) return {all[place - 1].end, all[place].end};
         if (all.size() > 1) return {all[0].start, all[1].start};
         const ByteRange interior{container.start + 1, container.end - 1};
         if (JSONComments::count(scan_.comments, interior) == 0) return interior;
         if (!JSONLayout::spansLines(document_, interior)) return all[0];
         return {behindComments(interior.start, all[0].start), all[0].end};
-    }
-
-    Broken afterRemoval(BytesView result, const JSONPath& path, std::size_t index) const {
-        const JSONNode& container = *scan_.root.node(path);
-        if (auto broken = changedOutside(rangeOfRemoving(container, index), document_, result)) return broken;
-        const auto again = JSONText::scanWithTrivia(result, dialect_);
-        if (!again) return "the result does not scan: " + again.error().description();
-        const JSONNode* now = again->root.node(path);
-        if (now == nullptr || children(container, document_, index) != children(*now, result))
-            return "another child changed";
-        if (texts(scan_.comments, document_) != texts(again->comments, result)) return "a comment changed";
-        return std::nullopt;
-    }
-
-    /// An object that had members comes back to the byte; so does an empty one without blanks, or on one line.
-    Broken ofTakingOut(BytesView with, const JSONPath& path, std::string_view key, const JSONNode& object) const {
-        const auto back = JSONEdit::removeMember(with, path, key, dialect_);
-        if (!back) return "what was set cannot be removed: " + back.error().description();
-        const ByteRange interior{object.start + 1, object.end - 1};
-        const bool comments = JSONComments::count(scan_.comments, interior) > 0;
-        const bool oneLine = !JSONLayout::spansLines(document_, interior);
-        const bool comesBack = !object.members().empty() || (comments ? oneLine : interior.start == interior.end);
-        if (comesBack && asText(*back) != asText(document_))
-            return "removing the member does not give back the document";
-        return std::nullopt;
     }
 
     BytesView document_;
