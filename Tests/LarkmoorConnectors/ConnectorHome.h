@@ -55,16 +55,8 @@ class ConnectorHome {
 
     /// Every file of the home by its name, copies and stray files too; a link by what it points to.
     std::map<std::string, std::string> files() const {
-        namespace fs = std::filesystem;
-        std::map<std::string, std::string> files;
-        for (const auto& entry : fs::recursive_directory_iterator{path()}) {
-            const std::string name = entry.path().lexically_relative(path()).string();
-            if (entry.is_symlink()) {
-                files[name] = "-> " + shown(fs::read_symlink(entry.path()).string());
-            } else if (entry.is_regular_file()) {
-                files[name] = read(name).value_or("(unreadable)");
-            }
-        }
+        auto files = home_.files();
+        for (auto& [name, text] : files) text = shown(std::move(text));
         return files;
     }
 

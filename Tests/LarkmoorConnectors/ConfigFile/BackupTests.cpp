@@ -15,6 +15,8 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using testing::moment;
 
+using Files = std::map<std::string, std::string>;
+
 TEST(Backup, WhatCannotBeReadNeedsNoCopy) {
     const ConfigFolder folder;
     folder.makeFolder("b");
@@ -24,7 +26,7 @@ TEST(Backup, WhatCannotBeReadNeedsNoCopy) {
         ASSERT_TRUE(made) << name;
         EXPECT_EQ(*made, std::nullopt) << name;
     }
-    EXPECT_THAT(folder.names(), ElementsAre("b", "c"));
+    EXPECT_EQ(folder.files(), (Files{{"c", "-> nowhere"}}));
 }
 
 TEST(Backup, IsNamedByTheTimeOfThePlace) {
@@ -69,7 +71,7 @@ TEST(Backup, ACopyThatDoesNotReadBackIsNone) {
     ASSERT_FALSE(made);
     EXPECT_EQ(made.error().description(),
               folder.path("a.larkmoor-backup-" MOMENT) + " could not be written: the copy did not match the original");
-    EXPECT_THAT(folder.names(), ElementsAre("a"));
+    EXPECT_EQ(folder.files(), (Files{{"a", "bytes"}}));
 }
 
 TEST(Backup, TheNewestTwoSurvive) {
@@ -88,7 +90,7 @@ TEST(Backup, TheNewestTwoSurvive) {
     EXPECT_THAT(Backup::prune(folder.path("a")), IsEmpty());
     EXPECT_THAT(Backup::all(folder.path("a")), ElementsAre(older, newest));
     EXPECT_THAT(Backup::all(folder.path("none/a")), IsEmpty());
-    EXPECT_EQ(folder.names().size(), 6U);
+    EXPECT_EQ(folder.files().size(), 6U);
 }
 
 TEST(Backup, WhatCannotBeRemovedIsPassedOver) {

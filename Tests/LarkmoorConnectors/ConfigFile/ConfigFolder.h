@@ -5,16 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <map>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "LarkmoorConnectors/ConfigFile/FileChange.h"
 #include "LarkmoorConnectors/ConfigFile/TransactionResult.h"
@@ -56,14 +54,18 @@ class ConfigFolder {
     mode_t mode(std::string_view name) const { return Files::permissions(path(name)).value_or(0); }
     bool isLink(std::string_view name) const { return std::filesystem::is_symlink(path(name)); }
 
-    /// Of all that lies in the folder or in one below it, in plain order.
-    std::vector<std::string> names(std::string_view in = ".") const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator{path(in)}) {
-            names.push_back(entry.path().filename().string());
+    /// The text of every file in the folder and below it, by its name there; of a link what it points to.
+    std::map<std::string, std::string> files() const {
+        namespace fs = std::filesystem;
+        std::map<std::string, std::string> files;
+        for (const auto& entry : fs::recursive_directory_iterator{path()}) {
+            const std::string name = entry.path().lexically_relative(path()).string();
+            if (entry.is_symlink())
+                files[name] = "-> " + fs::read_symlink(entry.path()).string();
+            else if (entry.is_regular_file())
+                files[name] = read(name).value_or("(unreadable)");
         }
-        std::ranges::sort(names);
-        return names;
+        return files;
     }
 
     /// A change of the file of that name from what it holds now; its label is "~/" and the name.
@@ -74,9 +76,10 @@ class ConfigFolder {
     }
 
     /// Takes away the temporary file that is to become `name`, so that its rename fails.
-    void spoilRename(std::string_view name) const {
-        for (const std::string& entry : names()) {
-            if (entry.starts_with("." + std::string{name} + ".larkmoor-")) std::filesystem::remove(path(entry));
+    void spoilRename(const std::filesystem::path& name) const {
+        const std::string start = name.parent_path() / ("." + name.filename().string() + ".larkmoor-");
+        for (const auto& [file, text] : files()) {
+            if (file.starts_with(start)) std::filesystem::remove(path(file));
         }
     }
 

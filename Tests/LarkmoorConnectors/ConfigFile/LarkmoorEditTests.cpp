@@ -1,19 +1,16 @@
 // The editor as people meet it: the real tool over real files.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
+#include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "Support/RunTool.h"
-#include "Support/TemporaryFolder.h"
 
 namespace larkmoor {
 namespace {
 
-namespace fs = std::filesystem;
+using testing::ConfigFolder;
 using testing::runTool;
 using testing::ToolRun;
 using testing::unfolded;
@@ -21,20 +18,6 @@ using testing::unfolded;
 ToolRun edit(std::vector<std::string> words, std::string_view input = {}) {
     words.insert(words.begin(), LARKMOOR_EDIT);
     return runTool(words, input);
-}
-
-void write(const std::string& path, std::string_view text) { std::ofstream{path, std::ios::binary} << text; }
-
-std::string contents(const fs::path& path) {
-    std::ifstream file{path, std::ios::binary};
-    return {std::istreambuf_iterator<char>{file}, {}};
-}
-
-std::vector<std::string> names(const fs::path& folder) {
-    std::vector<std::string> all;
-    for (const auto& entry : fs::directory_iterator(folder)) all.push_back(entry.path().filename());
-    std::ranges::sort(all);
-    return all;
 }
 
 /// The words stand apart by one blank; in words, input and what is printed ' is a quote and | a line feed.
@@ -137,62 +120,60 @@ TEST(LarkmoorEdit, SaysWhatItCannotPrint) {
     EXPECT_EQ(filter.err, "standard output: No space left on device\n");
 
     // The file has changed, which no failure may tell otherwise.
-    const testing::TemporaryFolder folder;
-    write(folder / "a", "{}");
-    const ToolRun inPlace = inShell(R"(exec "$0" json set --in-place [] a 1 ')" + (folder / "a") + "' >/dev/full");
+    const ConfigFolder folder;
+    folder.write("a", "{}");
+    const ToolRun inPlace = inShell(R"(exec "$0" json set --in-place [] a 1 ')" + folder.path("a") + "' >/dev/full");
     EXPECT_EQ(inPlace.status, 0);
     EXPECT_EQ(inPlace.err, "standard output: No space left on device\n");
-    EXPECT_EQ(contents(folder / "a"), R"({"a":1})");
+    EXPECT_EQ(folder.read("a"), R"({"a":1})");
 }
 
 TEST(LarkmoorEdit, CommitsInPlaceBesideACopy) {
-    const testing::TemporaryFolder folder;
-    fs::create_directory(folder / "dotfiles");
-    const std::string real = folder / "dotfiles/settings.json", link = folder / "settings.json";
+    const ConfigFolder folder;
     const std::string before = "{\n    \"a\": 1 // mine\n}\n";
-    write(real, before);
-    fs::permissions(real, fs::perms::owner_read | fs::perms::owner_write);
-    fs::create_symlink(real, link);
+    folder.makeFolder("dotfiles");
+    folder.write("dotfiles/settings.json", before, 0600);
+    folder.link("settings.json", "dotfiles/settings.json");
+    const std::vector<std::string> words{"json", "set", "--comments", "--in-place",
+                                         "[]",   "b",   "[]",         folder.path("settings.json")};
 
-    const ToolRun run = edit({"json", "set", "--comments", "--in-place", "[]", "b", "[]", link});
+    const ToolRun run = edit(words);
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(contents(real), "{\n    \"a\": 1,\n    \"b\": [] // mine\n}\n");
-    EXPECT_TRUE(fs::is_symlink(link));
-    EXPECT_EQ(fs::status(real).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-    const auto left = names(folder / "dotfiles");
-    ASSERT_EQ(left.size(), 2U);
-    EXPECT_TRUE(left[1].starts_with("settings.json.larkmoor-backup-")) << left[1];
-    EXPECT_EQ(contents(folder / ("dotfiles/" + left[1])), before);
-    EXPECT_EQ(run.out, (folder / ("dotfiles/" + left[1])) + ": a copy of the file was made here first\n");
+    const auto after = folder.files();
+    ASSERT_EQ(after.size(), 3U);
+    EXPECT_EQ(after.at("dotfiles/settings.json"), "{\n    \"a\": 1,\n    \"b\": [] // mine\n}\n");
+    EXPECT_EQ(folder.mode("dotfiles/settings.json"), 0600U);
+    EXPECT_EQ(after.at("settings.json"), "-> dotfiles/settings.json");
+    const auto& [copy, copied] = *std::next(after.begin());
+    EXPECT_TRUE(copy.starts_with("dotfiles/settings.json.larkmoor-backup-")) << copy;
+    EXPECT_EQ(copied, before);
+    EXPECT_EQ(run.out, folder.path(copy) + ": a copy of the file was made here first\n");
 
-    const ToolRun same = edit({"json", "set", "--comments", "--in-place", "[]", "b", "[]", link});
+    const ToolRun same = edit(words);
     EXPECT_EQ(same.status, 0);
     EXPECT_EQ(same.out, "");
-    EXPECT_EQ(names(folder / "dotfiles"), left);
+    EXPECT_EQ(folder.files(), after);
 }
 
 TEST(LarkmoorEdit, LeavesTheFileAloneWhenItRefuses) {
     ASSERT_NE(::geteuid(), 0U) << "root may write everywhere: run the tests as an unprivileged user";
-    const testing::TemporaryFolder folder;
-    const std::string file = folder / "settings.json";
-    const std::string before = R"({"a":1})";
-    write(file, before);
-    const auto stamp = fs::last_write_time(file);
+    const ConfigFolder folder;
+    folder.write("a", R"({"a":1})");
+    const std::string file = folder.path("a");
+    const auto stamp = Files::modified(file);
+    const auto before = folder.files();
 
     EXPECT_EQ(edit({"json", "remove", "--in-place", "[]", "b", file}).status, 1);
     EXPECT_EQ(edit({"json", "set", "--in-place", "[]", "b", "null", file}).status, 2);
     EXPECT_EQ(edit({"json", "set", "--in-place", "[]", "b", file}).status, 2);
-    fs::permissions(folder.path(), fs::perms::owner_read | fs::perms::owner_exec);
+    folder.setMode("", 0500);
     const ToolRun locked = edit({"json", "set", "--in-place", "[]", "b", "1", file});
     EXPECT_EQ(locked.status, 1);
     EXPECT_EQ(locked.out, "");
-    EXPECT_EQ(locked.err,
-              folder.path().string() + ": this folder cannot be written by this user, so nothing was written\n");
-    fs::permissions(folder.path(), fs::perms::owner_all);
+    EXPECT_EQ(locked.err, folder.path() + ": this folder cannot be written by this user, so nothing was written\n");
 
-    EXPECT_EQ(contents(file), before);
-    EXPECT_EQ(fs::last_write_time(file), stamp);
-    EXPECT_EQ(names(folder.path()), std::vector<std::string>{"settings.json"});
+    EXPECT_EQ(folder.files(), before);
+    EXPECT_EQ(Files::modified(file), stamp);
 }
 
 }  // namespace

@@ -41,61 +41,92 @@ class TOMLGuarantees {
         return entries == document_.allEntries.size() ? Broken{} : "an entry is no table's";
     }
 
-    /// Setting a table changes nothing outside its body, and what was set is read; a table that was made can be taken
-    /// out again without a trace, but for the line feed that the edit told of.
+    /// Of the tables and the keys about `most` of each, spread over the file: what is set changes nothing outside and
+    /// is read, what was made can be taken out again, and what is removed takes nothing with it.
+    Broken ofEveryEdit(std::size_t most) const {
+        const std::vector<TOMLEdit::Line> lines{{"command", "\"/a b/\\\"c\""}, {"args", "[]"}};
+        if (auto broken = ofSettingTable({"mcp_servers", "larkmoor"}, lines)) return broken;
+        if (auto broken = ofSettingTable({"hooks", "state", "/a:b \"c\""}, lines)) return broken;
+        if (auto broken = ofSettingTable(document_.tables.back().name, {})) return broken;
+        const auto& tables = document_.tables;
+        for (std::size_t index = 0; index < tables.size(); index += strideOver(tables.size(), most)) {
+            if (auto broken = ofTable(tables[index], most)) return broken;
+        }
+        const std::size_t entries = document_.allEntries.size();
+        for (std::size_t index = 0; index < entries; index += strideOver(entries, most)) {
+            if (auto broken = ofRemovingKey(document_.allEntries[index])) return broken;
+        }
+        return std::nullopt;
+    }
+
+  private:
+    using Rescan = std::expected<TOMLDocument, std::string>;
+
+    /// The scan of a result in which the range alone changed; otherwise what is broken.
+    Rescan rescanned(ByteRange range, BytesView result) const {
+        if (auto broken = changedOutside(range, bytes_, result)) return std::unexpected{*broken};
+        auto now = TOMLText::scan(result);
+        if (!now) return std::unexpected{"the result does not scan: " + now.error().description()};
+        return std::move(*now);
+    }
+
+    Broken ofTable(const TOMLTable& table, std::size_t most) const {
+        if (auto broken = ofSettingKey(table, "trusted_hash", "\"sha256:\\u00e9\"")) return broken;
+        if (auto broken = ofSettingKey(table, "a b", "[1, # x\n2]")) return broken;
+        const auto entries = document_.entries(table);
+        for (std::size_t index = 0; index < entries.size(); index += strideOver(entries.size(), most)) {
+            if (entries[index].key.size() > 1) continue;
+            if (auto broken = ofSettingKey(table, entries[index].key.front(), "'x'")) return broken;
+        }
+        return document_.table(table.name) == &table ? ofRemovingTable(table) : std::nullopt;
+    }
+
+    /// A table that was made can be taken out again without a trace, but for the line feed that the edit told of.
     Broken ofSettingTable(const TOMLName& name, std::span<const TOMLEdit::Line> lines) const {
         const TOMLTable* table = document_.table(name);
-        const auto result = TOMLEdit::setTable(bytes_, name, lines);
-        if (!result) return onlyForCarriageReturn(table == nullptr ? size_ : table->bodyStart, result.error());
         const ByteRange body = table == nullptr ? ByteRange{size_, size_} : ByteRange{table->bodyStart, table->bodyEnd};
-        if (auto broken = changedOutside(body, bytes_, result->bytes)) return broken;
-        const auto now = TOMLText::scan(result->bytes);
-        if (!now) return "the result does not scan: " + now.error().description();
+        const auto result = TOMLEdit::setTable(bytes_, name, lines);
+        if (!result) return onlyForCarriageReturn(body.start, result.error());
+        const auto now = rescanned(body, result->bytes);
+        if (!now) return now.error();
         if (result->created != (table == nullptr)) return "it is not said whether the table was made";
         if (now->tables.size() != document_.tables.size() + (result->created ? 1 : 0)) return "another table changed";
         const TOMLTable* set = now->table(name);
         if (set == nullptr) return "the table is not there";
-        const auto entries = now->entries(*set);
-        if (entries.size() != lines.size()) return "the table holds other lines";
-        for (std::size_t index = 0; index < lines.size(); ++index) {
-            if (TOMLText::joined(entries[index].key) != lines[index].key || entries[index].raw != lines[index].value) {
-                return "a line reads as another";
-            }
-        }
+        const bool holds = std::ranges::equal(now->entries(*set), lines, [](const TOMLEntry& entry, const auto& line) {
+            return TOMLText::joined(entry.key) == line.key && entry.raw == line.value;
+        });
+        if (!holds) return "the table holds other lines";
         return result->created ? ofTakingOut(*result, name) : std::nullopt;
     }
 
     Broken ofSettingKey(const TOMLTable& in, const std::string& key, const std::string& value) const {
         const auto entries = document_.entries(in);
         const auto old = std::ranges::find(entries, TOMLName{key}, &TOMLEntry::key);
+        const bool isNew = old == entries.end();
+        const ByteRange range = isNew ? ByteRange{in.bodyEnd, in.bodyEnd} : ByteRange{old->keyStart, old->valueEnd};
         const auto result = TOMLEdit::setKey(bytes_, in, entries, key, value);
         if (!result) return onlyForCarriageReturn(in.bodyEnd, result.error());
-        const ByteRange range =
-            old == entries.end() ? ByteRange{in.bodyEnd, in.bodyEnd} : ByteRange{old->keyStart, old->valueEnd};
-        if (auto broken = changedOutside(range, bytes_, result->bytes)) return broken;
-        const auto now = TOMLText::scan(result->bytes);
-        if (!now) return "the result does not scan: " + now.error().description();
+        const auto now = rescanned(range, result->bytes);
+        if (!now) return now.error();
         if (now->tables.size() != document_.tables.size()) return "another table changed";
-        const auto index = static_cast<std::size_t>(&in - document_.tables.data());
-        const auto entriesNow = now->entries(now->tables[index]);
-        if (entriesNow.size() != entries.size() + (old == entries.end() ? 1 : 0)) return "another entry changed";
+        const auto entriesNow = now->entries(now->tables[static_cast<std::size_t>(&in - document_.tables.data())]);
+        if (entriesNow.size() != entries.size() + (isNew ? 1 : 0)) return "another entry changed";
         const auto set = std::ranges::find(entriesNow, TOMLName{key}, &TOMLEntry::key);
         if (set == entriesNow.end() || set->raw != value) return "the key reads as another value";
         if (now->allEntries.size() - entriesNow.size() != document_.allEntries.size() - entries.size()) {
             return "another table's entries changed";
         }
-        return old == entries.end() ? ofTakingOut(*result, *set, in.bodyEnd) : std::nullopt;
+        return isNew ? ofTakingOut(*result, *set, in.bodyEnd) : std::nullopt;
     }
 
-    Broken ofRemovingKey(std::size_t index) const {
-        const TOMLEntry& entry = document_.allEntries[index];
+    Broken ofRemovingKey(const TOMLEntry& entry) const {
         const Bytes result = TOMLEdit::removeKey(bytes_, entry);
         std::int64_t start = entry.keyStart;
         while (start > 0 && (byteAt(start - 1) == ' ' || byteAt(start - 1) == '\t')) --start;
         if (std::ssize(result) != size_ - (entry.lineEnd - start)) return "not the line alone went";
-        if (auto broken = changedOutside({start, entry.lineEnd}, bytes_, result)) return broken;
-        const auto now = TOMLText::scan(result);
-        if (!now) return "the result does not scan: " + now.error().description();
+        const auto now = rescanned({start, entry.lineEnd}, result);
+        if (!now) return now.error();
         if (now->tables.size() != document_.tables.size()) return "a table changed";
         if (now->allEntries.size() + 1 != document_.allEntries.size()) return "another entry changed";
         return std::nullopt;
@@ -105,14 +136,12 @@ class TOMLGuarantees {
         const auto result = TOMLEdit::removeTable(bytes_, table.name);
         if (!result) return "refused: " + result.error().description();
         const std::int64_t start = TOMLEdit::startOfOneBlankLine(bytes_, table.headerStart);
-        if (file_.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(table.headerStart - start))
-                .find_first_not_of(" \t\r\n") != std::string_view::npos) {
+        if (between(start, table.headerStart).find_first_not_of(" \t\r\n") != std::string_view::npos) {
             return "more than a blank line went";
         }
         if (std::ssize(*result) != size_ - (table.bodyEnd - start)) return "not the table alone went";
-        if (auto broken = changedOutside({start, table.bodyEnd}, bytes_, *result)) return broken;
-        const auto now = TOMLText::scan(*result);
-        if (!now) return "the result does not scan: " + now.error().description();
+        const auto now = rescanned({start, table.bodyEnd}, *result);
+        if (!now) return now.error();
         if (now->allEntries.size() + document_.entries(table).size() != document_.allEntries.size()) {
             return "another table's entries changed";
         }
@@ -120,7 +149,6 @@ class TOMLGuarantees {
         return now->tables.size() + (isRoot ? 0 : 1) == document_.tables.size() ? Broken{} : "another table changed";
     }
 
-  private:
     char byteAt(std::int64_t offset) const { return file_[static_cast<std::size_t>(offset)]; }
     bool endsALine(std::int64_t offset) const { return offset == size_ || (offset > 0 && byteAt(offset - 1) == '\n'); }
 

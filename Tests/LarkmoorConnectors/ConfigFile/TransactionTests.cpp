@@ -10,31 +10,37 @@ namespace larkmoor {
 namespace {
 
 using testing::ConfigFolder;
-using ::testing::ElementsAre;
 using testing::moment;
 
 using Committed = TransactionResult::Committed;
 using Refused = TransactionResult::Refused;
 using Unchanged = TransactionResult::Unchanged;
+using Files = std::map<std::string, std::string>;
 
+#define COPY ".larkmoor-backup-" MOMENT
 constexpr const char* copied = "a copy of the file was made here first";
+
+/// The words in which the commit of this file fails once what it needs is gone.
+TransactionResult notWritten(const ConfigFolder& in, std::string_view name) {
+    return Refused{{{"~/" + std::string{name}, "this file was not written, so nothing was changed — " + in.path(name) +
+                                                   " could not be written: No such file or directory"}}};
+}
 
 TEST(Transaction, NothingToDoTouchesNothing) {
     const ConfigFolder folder;
     folder.write("a", "same");
-    const FileChange same = folder.change("a", "same");
-    const FileChange absent = folder.change("b", std::nullopt);
+    const FileChange changes[] = {folder.change("a", "same"), folder.change("b", std::nullopt)};
     EXPECT_EQ(Transaction::commit({}, moment), TransactionResult{Unchanged{}});
-    EXPECT_EQ(Transaction::commit({{same, absent}}, moment), TransactionResult{Unchanged{}});
-    EXPECT_THAT(folder.names(), ElementsAre("a"));
+    EXPECT_EQ(Transaction::commit(changes, moment), TransactionResult{Unchanged{}});
+    EXPECT_EQ(folder.files(), (Files{{"a", "same"}}));
 }
 
 TEST(Transaction, AnEmptyFileIsNotAnAbsentOne) {
     const ConfigFolder folder;
-    EXPECT_TRUE(Transaction::commit({{folder.change("a", "")}}, moment).is<Committed>());
-    EXPECT_EQ(folder.read("a"), "");
+    EXPECT_EQ(Transaction::commit({{folder.change("a", "")}}, moment), TransactionResult{Committed{}});
+    EXPECT_EQ(folder.files(), (Files{{"a", ""}}));
     EXPECT_TRUE(Transaction::commit({{folder.change("a", std::nullopt)}}, moment).is<Committed>());
-    EXPECT_EQ(folder.read("a"), std::nullopt);
+    EXPECT_EQ(folder.files(), (Files{{"a" COPY, ""}}));
 }
 
 TEST(Transaction, CommitsEveryFileWithACopyOfWhatWasThere) {
@@ -44,17 +50,14 @@ TEST(Transaction, CommitsEveryFileWithACopyOfWhatWasThere) {
     folder.write("removed", "gone soon");
     const FileChange changes[] = {folder.change("changed", "new"), folder.change("same", "same"),
                                   folder.change("made", "fresh"), folder.change("removed", std::nullopt)};
-    const std::string copy = folder.path("changed.larkmoor-backup-" MOMENT);
-    const std::string copyOfRemoved = folder.path("removed.larkmoor-backup-" MOMENT);
-
-    const auto result = Transaction::commit(changes, moment);
-    EXPECT_EQ(result, TransactionResult(Committed{{copy, copyOfRemoved}, {{copy, copied}, {copyOfRemoved, copied}}}));
-    EXPECT_THAT(folder.names(), ElementsAre("changed", "changed.larkmoor-backup-" MOMENT, "made",
-                                            "removed.larkmoor-backup-" MOMENT, "same"));
-    EXPECT_EQ(folder.read("changed"), "new");
-    EXPECT_EQ(folder.read("made"), "fresh");
-    EXPECT_EQ(folder.read("changed.larkmoor-backup-" MOMENT), "old");
-    EXPECT_EQ(folder.read("removed.larkmoor-backup-" MOMENT), "gone soon");
+    const std::string copy = folder.path("changed" COPY), copyOfRemoved = folder.path("removed" COPY);
+    EXPECT_EQ(Transaction::commit(changes, moment),
+              TransactionResult(Committed{{copy, copyOfRemoved}, {{copy, copied}, {copyOfRemoved, copied}}}));
+    EXPECT_EQ(folder.files(), (Files{{"changed", "new"},
+                                     {"changed" COPY, "old"},
+                                     {"made", "fresh"},
+                                     {"removed" COPY, "gone soon"},
+                                     {"same", "same"}}));
 }
 
 TEST(Transaction, KeepsThePermissionsOfTheFileAndOfItsCopy) {
@@ -66,30 +69,28 @@ TEST(Transaction, KeepsThePermissionsOfTheFileAndOfItsCopy) {
                                   folder.change("made", "new")};
     EXPECT_TRUE(Transaction::commit(changes, moment).is<Committed>());
     ::umask(umask);
-    EXPECT_EQ(folder.mode("private"), 0600U);
-    EXPECT_EQ(folder.mode("private.larkmoor-backup-" MOMENT), 0600U);
-    EXPECT_EQ(folder.mode("program"), 0754U);
-    EXPECT_EQ(folder.mode("program.larkmoor-backup-" MOMENT), 0754U);
-    EXPECT_EQ(folder.mode("made"), 0644U);
+    const std::pair<std::string_view, mode_t> table[] = {
+        {"private", 0600}, {"private" COPY, 0600}, {"program", 0754}, {"program" COPY, 0754}, {"made", 0644}};
+    for (const auto& [name, mode] : table) EXPECT_EQ(folder.mode(name), mode) << name;
 }
 
 TEST(Transaction, TheHookRunsWithTheNewBytesWholeAndTheOldInPlace) {
     const ConfigFolder folder;
     folder.write("a", "old", 0600);
-    std::vector<std::string> seen;
+    Files seen;
+    mode_t mode = 0;
     const auto look = [&] {
-        for (const std::string& name : folder.names()) seen.push_back(name);
-        EXPECT_EQ(folder.read("a"), "old");
-        EXPECT_EQ(folder.read(seen.front()), "new");
-        EXPECT_EQ(folder.mode(seen.front()), 0600U);
+        seen = folder.files();
+        mode = folder.mode(seen.begin()->first);
     };
     EXPECT_TRUE(Transaction::commit({{folder.change("a", "new")}}, moment, look).is<Committed>());
-    EXPECT_THAT(
-        seen,
-        ElementsAre(::testing::MatchesRegex(
-                        "\\.a\\.larkmoor-[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}\\.tmp"),
-                    "a", "a.larkmoor-backup-" MOMENT));
-    EXPECT_THAT(folder.names(), ElementsAre("a", "a.larkmoor-backup-" MOMENT));
+    ASSERT_EQ(seen.size(), 3U);
+    EXPECT_THAT(seen.extract(seen.begin()).key(),
+                ::testing::MatchesRegex(
+                    "\\.a\\.larkmoor-[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}\\.tmp"));
+    EXPECT_EQ(seen, (Files{{"a", "old"}, {"a" COPY, "old"}}));
+    EXPECT_EQ(mode, 0600U);
+    EXPECT_EQ(folder.files(), (Files{{"a", "new"}, {"a" COPY, "old"}}));
 }
 
 TEST(Transaction, TwoCopiesSurviveOfCommitsInOneSecond) {
@@ -97,13 +98,11 @@ TEST(Transaction, TwoCopiesSurviveOfCommitsInOneSecond) {
     folder.write("a", "0");
     EXPECT_TRUE(Transaction::commit({{folder.change("a", "1")}}, moment).is<Committed>());
     EXPECT_TRUE(Transaction::commit({{folder.change("a", "2")}}, moment).is<Committed>());
-    EXPECT_THAT(folder.names(), ElementsAre("a", "a.larkmoor-backup-" MOMENT, "a.larkmoor-backup-" MOMENT "-02"));
-    const auto third = Transaction::commit({{folder.change("a", "3")}}, moment);
-    EXPECT_EQ(third, TransactionResult(Committed{{folder.path("a.larkmoor-backup-" MOMENT "-03")},
-                                                 {{folder.path("a.larkmoor-backup-" MOMENT "-03"), copied}}}));
-    EXPECT_THAT(folder.names(), ElementsAre("a", "a.larkmoor-backup-" MOMENT "-02", "a.larkmoor-backup-" MOMENT "-03"));
-    EXPECT_EQ(folder.read("a.larkmoor-backup-" MOMENT "-02"), "1");
-    EXPECT_EQ(folder.read("a.larkmoor-backup-" MOMENT "-03"), "2");
+    EXPECT_EQ(folder.files(), (Files{{"a", "2"}, {"a" COPY, "0"}, {"a" COPY "-02", "1"}}));
+    const std::string third = folder.path("a" COPY "-03");
+    EXPECT_EQ(Transaction::commit({{folder.change("a", "3")}}, moment),
+              TransactionResult(Committed{{third}, {{third, copied}}}));
+    EXPECT_EQ(folder.files(), (Files{{"a", "3"}, {"a" COPY "-02", "1"}, {"a" COPY "-03", "2"}}));
 }
 
 TEST(Transaction, IfOneFileFailsEveryFileIsPutBack) {
@@ -114,20 +113,13 @@ TEST(Transaction, IfOneFileFailsEveryFileIsPutBack) {
     folder.write("last.larkmoor-backup-20200101-000000", "older");
     folder.write("last.larkmoor-backup-20200102-000000", "less old");
     folder.write("last.larkmoor-backup-20200103-000000", "one too many");
-    const std::vector<std::string> names = folder.names();
+    const Files before = folder.files();
     const FileChange changes[] = {folder.change("changed", "new"), folder.change("made", "new"),
                                   folder.change("removed", std::nullopt), folder.change("last", "never")};
-
-    const auto result = Transaction::commit(changes, moment, [&] { folder.spoilRename("last"); });
-    EXPECT_EQ(result, TransactionResult(Refused{
-                          {{"~/last", "this file was not written, so nothing was changed — " + folder.path("last") +
-                                          " could not be written: No such file or directory"}}}));
-    EXPECT_EQ(folder.names(), names);
-    EXPECT_EQ(folder.read("changed"), "old");
+    EXPECT_EQ(Transaction::commit(changes, moment, [&] { folder.spoilRename("last"); }), notWritten(folder, "last"));
+    EXPECT_EQ(folder.files(), before);
     EXPECT_EQ(folder.mode("changed"), 0640U);
-    EXPECT_EQ(folder.read("removed"), "secret");
     EXPECT_EQ(folder.mode("removed"), 0600U);
-    EXPECT_EQ(folder.read("last"), "last");
 }
 
 TEST(Transaction, AFileThatWentBeforeItCouldBeRemovedIsAFailure) {
@@ -135,11 +127,8 @@ TEST(Transaction, AFileThatWentBeforeItCouldBeRemovedIsAFailure) {
     folder.write("a", "old");
     const FileChange change = folder.change("a", std::nullopt);
     std::filesystem::remove(folder.path("a"));
-    EXPECT_EQ(
-        Transaction::commit({{change}}, moment),
-        TransactionResult(Refused{{{"~/a", "this file was not written, so nothing was changed — " + folder.path("a") +
-                                               " could not be written: No such file or directory"}}}));
-    EXPECT_EQ(folder.read("a"), "old");
+    EXPECT_EQ(Transaction::commit({{change}}, moment), notWritten(folder, "a"));
+    EXPECT_EQ(folder.files(), (Files{{"a", "old"}}));
 }
 
 }  // namespace
