@@ -18,112 +18,92 @@ namespace larkmoor::testing {
 
 inline JSONDialect dialectOf(bool comments) { return comments ? JSONDialect::withComments : JSONDialect::strict; }
 
-/// Walks the document beside its tree: nodes nest and lie in order, and what lies between them is punctuation, blanks,
-/// and the comments that were found.
+/// Nodes nest and lie in order, and what lies between them is punctuation, blanks, and the comments that were found:
+/// the tree's own bytes, put together again, are those of the document without blanks and comments.
 class Tiling {
   public:
-    Tiling(BytesView bytes, const JSONScan& scan) : bytes_(bytes), text_(asText(bytes)), scan_(scan) {}
+    Tiling(BytesView bytes, const JSONScan& scan) : bytes_(bytes), plain_(asText(bytes)), scan_(scan) {
+        for (const ByteRange comment : scan.comments) {
+            std::fill(plain_.begin() + comment.start, plain_.begin() + comment.end, ' ');
+        }
+    }
 
     Broken broken() {
-        trivia();
-        node(scan_.root);
-        trivia();
-        if (at_ != std::ssize(text_)) say("the tree ends before the document");
-        if (comment_ != scan_.comments.size()) say("a comment lies inside a value");
+        for (const ByteRange comment : scan_.comments) {
+            if (!isComment(comment)) return "this is no comment at byte " + std::to_string(comment.start);
+        }
+        if (rebuilt(scan_.root) != compact({0, std::ssize(plain_)})) say(scan_.root.start, "the tree is not all");
         return broken_;
     }
 
   private:
-    void say(const std::string& what) {
-        if (!broken_) broken_ = what + " at byte " + std::to_string(at_);
+    void say(std::int64_t at, const std::string& what) {
+        if (!broken_) broken_ = what + " at byte " + std::to_string(at);
     }
 
-    std::string_view rest() const { return text_.substr(static_cast<std::size_t>(std::min(at_, std::ssize(text_)))); }
-
-    void take(std::string_view text) {
-        if (!rest().starts_with(text)) say("no " + std::string{text});
-        at_ += std::ssize(text);
+    bool isComment(ByteRange range) const {
+        const std::string_view text = JSONLayout::textOf(range, bytes_);
+        const std::string_view behind = asText(bytes_).substr(static_cast<std::size_t>(range.end));
+        const bool lineEnds = behind.empty() || behind.starts_with('\n') || behind.starts_with("\r\n");
+        if (text.starts_with("//")) return lineEnds && !text.contains('\n');
+        return text.size() >= 4 && text.starts_with("/*") && text.find("*/", 2) == text.size() - 2;
     }
 
-    void trivia() {
-        while (!rest().empty() && !broken_) {
-            if (std::string_view{" \t\n\r"}.contains(rest().front())) {
-                ++at_;
-            } else if (comment_ < scan_.comments.size() && scan_.comments[comment_].start == at_) {
-                comment(scan_.comments[comment_++]);
-            } else {
-                return;
-            }
+    /// The range of the quoted text that begins there, without a look at its escapes.
+    ByteRange quoted(std::int64_t start) const {
+        const std::int64_t size = std::ssize(plain_);
+        std::int64_t at = start + 1;
+        while (at < size && plain_[static_cast<std::size_t>(at)] != '"') {
+            at += plain_[static_cast<std::size_t>(at)] == '\\' ? 2 : 1;
         }
+        return {start, std::min(at + 1, size)};
     }
 
-    void comment(ByteRange range) {
-        const std::string_view comment = JSONLayout::textOf(range, bytes_);
-        at_ = range.end;
-        const bool line = comment.starts_with("//") && !comment.contains('\n') &&
-                          (rest().empty() || rest().starts_with('\n') || rest().starts_with("\r\n"));
-        const bool block =
-            comment.size() >= 4 && comment.starts_with("/*") && comment.find("*/", 2) == comment.size() - 2;
-        if (!line && !block) say("this is no comment: " + std::string{comment});
-    }
-
-    /// Past a quoted text that decodes to this one.
-    void string(std::string_view decoded) {
-        const std::int64_t start = at_;
-        take("\"");
-        while (!rest().empty() && rest().front() != '"') at_ += rest().front() == '\\' ? 2 : 1;
-        take("\"");
-        if (broken_) return;
-        const std::string_view written = JSONLayout::textOf({start, at_}, bytes_);
-        if (!written.contains('\\') && written != JSONLiteral::quote(decoded)) say("a string reads as another");
-    }
-
-    void number(std::string_view written) {
-        if (written.find_first_not_of("-+.eE0123456789") != std::string_view::npos) say("this is no number");
-        at_ += std::ssize(written);
-    }
-
-    void node(const JSONNode& node) {
-        if (broken_) return;
-        if (node.start != at_) return say("a value does not begin where the one before it ends");
-        node.kind.visit([&](const JSONKind::Object& object) { list("{", object.members, "}"); },
-                        [&](const JSONKind::Array& array) { list("[", array.elements, "]"); },
-                        [&](const JSONKind::String& held) { string(held.text); },
-                        [&](const JSONKind::Bool& held) { take(held.value ? "true" : "false"); },
-                        [&](const JSONKind::Number&) { number(JSONLayout::textOf(node.range(), bytes_)); },
-                        [&](const JSONKind::Null&) { take("null"); });
-        if (node.end != at_) say("a value does not end where its text does");
-    }
-
-    void node(const JSONMember& member) {
-        if (member.keyStart != at_) say("a name does not begin where the value before it ends");
-        string(member.key);
-        trivia();
-        take(":");
-        trivia();
-        node(member.value);
-    }
-
-    template <class Item>
-    void list(std::string_view opening, std::span<const Item> items, std::string_view closing) {
-        take(opening);
-        trivia();
-        for (const Item& item : items) {
-            if (&item != &items.front()) {
-                take(",");
-                trivia();
-            }
-            node(item);
-            trivia();
+    /// What stands in the range, without the blanks between its tokens.
+    std::string compact(ByteRange range) const {
+        std::string text;
+        for (std::int64_t at = range.start; at < range.end;) {
+            const char byte = plain_[static_cast<std::size_t>(at)];
+            const ByteRange token = byte == '"' ? quoted(at) : ByteRange{at, at + 1};
+            if (!std::string_view{" \t\n\r"}.contains(byte)) text += JSONLayout::textOf(token, bytes_);
+            at = token.end;
         }
-        take(closing);
+        return text;
+    }
+
+    std::string rebuilt(ByteRange range, std::string_view decoded) {
+        const std::string_view text = JSONLayout::textOf(range, bytes_);
+        if (!text.contains('\\') && text != JSONLiteral::quote(decoded)) say(range.start, "a string reads as another");
+        return std::string{text};
+    }
+
+    /// What the node says, of its own bytes and those of what it holds.
+    std::string rebuilt(const JSONNode& node) {
+        std::string items;
+        for (const JSONMember& member : node.members()) {
+            items += rebuilt(quoted(member.keyStart), member.key) + ":" + rebuilt(member.value) + ",";
+        }
+        for (const JSONNode& element : node.elements()) items += rebuilt(element) + ",";
+        if (!items.empty()) items.pop_back();
+        const std::string text = compact(node.range());
+        const std::string want = node.kind.visit(
+            [&](const JSONKind::Object&) { return "{" + items + "}"; },
+            [&](const JSONKind::Array&) { return "[" + items + "]"; },
+            [&](const JSONKind::String& string) { return rebuilt(node.range(), string.text); },
+            [&](const JSONKind::Bool& flag) { return std::string{flag.value ? "true" : "false"}; },
+            [&](const JSONKind::Number&) { return text.substr(0, text.find_first_not_of("-+.eE0123456789")); },
+            [&](const JSONKind::Null&) { return std::string{"null"}; });
+        if (text != want) say(node.start, "a node is not what it holds");
+        if (text.empty() || JSONLayout::textOf(node.range(), bytes_).front() != text.front() ||
+            JSONLayout::textOf(node.range(), bytes_).back() != text.back()) {
+            say(node.start, "a node begins or ends beside its text");
+        }
+        return text;
     }
 
     BytesView bytes_;
-    std::string_view text_;
+    std::string plain_;  ///< blanks in the place of the comments
     const JSONScan& scan_;
-    std::size_t comment_ = 0;
-    std::int64_t at_ = 0;
     Broken broken_;
 };
 
