@@ -1,10 +1,15 @@
-// What a commit leaves behind, and what it says of it, when nothing but its own rules is in the way.
+// What a commit leaves behind and what it says of it, also on a disk that refuses: full, read-only, changed under our
+// feet.
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
 
+#include <fcntl.h>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
+#include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
+#include "LarkmoorPlatform/FileDescriptor.h"
 
 namespace larkmoor {
 namespace {
@@ -13,17 +18,46 @@ using testing::ConfigFolder;
 using testing::moment;
 
 using Committed = TransactionResult::Committed;
-using Refused = TransactionResult::Refused;
 using Unchanged = TransactionResult::Unchanged;
 using Files = std::map<std::string, std::string>;
 
 #define COPY ".larkmoor-backup-" MOMENT
+constexpr const char* gone = "No such file or directory";
 constexpr const char* copied = "a copy of the file was made here first";
 
-/// The words in which the commit of this file fails once what it needs is gone.
-TransactionResult notWritten(const ConfigFolder& in, std::string_view name) {
-    return Refused{{{"~/" + std::string{name}, "this file was not written, so nothing was changed — " + in.path(name) +
-                                                   " could not be written: No such file or directory"}}};
+constexpr std::string_view notCopied = "this file was not copied, so nothing was written — ",
+                           notWritten = "this file was not written, so nothing was changed — ",
+                           notPutBack = "this file was not put back as it was — ",
+                           kept =
+                               "a copy of the file from before the change was kept here, because the file was not "
+                               "put back as it was";
+
+struct Said {
+    std::string file;
+    std::string_view what, reason = {};
+};
+
+/// A refusal that says all this of files in the folder.
+TransactionResult refused(const ConfigFolder& in, const std::vector<Said>& said) {
+    TransactionResult::Refused result;
+    for (const auto& [file, what, reason] : said) {
+        const std::string copy = in.path(file + COPY), target = what == notCopied ? copy : in.path(file);
+        result.observations.push_back(
+            what == kept
+                ? Observation{copy, std::string{kept}}
+                : Observation{"~/" + file, fmt::format("{}{} could not be written: {}", what, target, reason)});
+    }
+    return result;
+}
+
+/// Commits "new" to the files of these names; before the rename of that number, counted from 1, something happens.
+TransactionResult commit(const ConfigFolder& in, std::initializer_list<const char*> names, int number,
+                         const std::function<void()>& happens) {
+    std::vector<FileChange> changes;
+    for (const char* name : names) changes.push_back(in.change(name, "new"));
+    return Transaction::commit(changes, moment, [&] {
+        if (--number == 0) happens();
+    });
 }
 
 TEST(Transaction, NothingToDoTouchesNothing) {
@@ -116,7 +150,8 @@ TEST(Transaction, IfOneFileFailsEveryFileIsPutBack) {
     const Files before = folder.files();
     const FileChange changes[] = {folder.change("changed", "new"), folder.change("made", "new"),
                                   folder.change("removed", std::nullopt), folder.change("last", "never")};
-    EXPECT_EQ(Transaction::commit(changes, moment, [&] { folder.spoilRename("last"); }), notWritten(folder, "last"));
+    EXPECT_EQ(Transaction::commit(changes, moment, [&] { folder.spoilRename("last"); }),
+              refused(folder, {{"last", notWritten, gone}}));
     EXPECT_EQ(folder.files(), before);
     EXPECT_EQ(folder.mode("changed"), 0640U);
     EXPECT_EQ(folder.mode("removed"), 0600U);
@@ -127,8 +162,162 @@ TEST(Transaction, AFileThatWentBeforeItCouldBeRemovedIsAFailure) {
     folder.write("a", "old");
     const FileChange change = folder.change("a", std::nullopt);
     std::filesystem::remove(folder.path("a"));
-    EXPECT_EQ(Transaction::commit({{change}}, moment), notWritten(folder, "a"));
+    EXPECT_EQ(Transaction::commit({{change}}, moment), refused(folder, {{"a", notWritten, gone}}));
     EXPECT_EQ(folder.files(), (Files{{"a", "old"}}));
+}
+
+class TransactionFaults : public ::testing::Test {
+  protected:
+    void SetUp() override { ASSERT_NE(::geteuid(), 0U) << "root is refused nothing"; }
+};
+
+TEST_F(TransactionFaults, WhatIsInTheWayIsSeenBeforeAnythingIsTouched) {
+    const ConfigFolder folder;
+    folder.write("first", "old");
+    folder.write("readOnly", "old", 0444);
+    for (const char* name : {"folder", "closed", "blind"}) folder.makeFolder(name);
+    folder.write("closed/a", "old");
+    folder.setMode("closed", 0555);
+    folder.setMode("blind", 0666);
+    struct Case {
+        std::string_view name, subject, text;
+    };
+    const Case table[] = {
+        {"folder", "~/folder", "there is a directory at this path, so nothing was written"},
+        {"readOnly", "~/readOnly", "this file cannot be written by this user, so nothing was written"},
+        {"closed/a", "~/closed", "this folder cannot be written by this user, so nothing was written"},
+        {"closed/new", "~/closed", "this folder cannot be written by this user, so nothing was written"},
+        {"blind/new", "~/blind", "this folder cannot be written by this user, so nothing was written"},
+        {"none/new", "~/none", "this folder is not there, so nothing was written"},
+        {"first/new", "~/first", "this folder is not there, so nothing was written"},
+    };
+    const Files before = folder.files();
+    for (const auto& [name, subject, text] : table) {
+        FileChange change{folder.path(name), "~/" + std::string{name}, copyBytes("x"), copyBytes("new")};
+        EXPECT_EQ(Transaction::commit({{folder.change("first", "new"), change}}, moment),
+                  TransactionResult(TransactionResult::Refused{{{std::string{subject}, std::string{text}}}}))
+            << name;
+        EXPECT_TRUE(Transaction::unwritableReason(folder.path(name))) << name;
+    }
+    EXPECT_EQ(folder.files(), before);
+    EXPECT_EQ(Transaction::unwritableReason(folder.path("first")), std::nullopt);
+    EXPECT_EQ(Transaction::unwritableReason(folder.path("new")), std::nullopt);
+}
+
+TEST_F(TransactionFaults, WhatChangesBetweenTheFilesIsToldOf) {
+    struct Case {
+        std::string_view name;
+        int number;  ///< of the rename before which it happens: that of a, one/made and two/b
+        void (*happens)(const ConfigFolder& folder);
+        std::vector<Said> said;
+        Files left;
+    };
+    const Case table[] = {
+        {"a permission is taken away",
+         2,
+         [](const ConfigFolder& in) { in.setMode("two", 0555); },
+         {{"two/b", notWritten, "Permission denied"}, {"two/b", notPutBack, "Permission denied"}, {"two/b", kept}},
+         {{"a", "old"}, {"two/b", "old"}, {"two/b" COPY, "old"}}},
+        {"the folder vanishes",
+         2,
+         [](const ConfigFolder& in) { std::filesystem::rename(in.path("two"), in.path("moved")); },
+         {{"two/b", notWritten, gone}, {"two/b", notPutBack, gone}, {"two/b", kept}},
+         {{"a", "old"}, {"moved/b", "old"}, {"moved/b" COPY, "old"}}},
+        {"a folder is put in the file's place",
+         2,
+         [](const ConfigFolder& in) {
+             std::filesystem::remove(in.path("two/b"));
+             in.makeFolder("two/b");
+         },
+         {{"two/b", notWritten, "Is a directory"}, {"two/b", notPutBack, "Is a directory"}, {"two/b", kept}},
+         {{"a", "old"}, {"two/b" COPY, "old"}}},
+        {"a file that was made cannot be taken back",
+         3,
+         [](const ConfigFolder& in) {
+             in.setMode("one", 0555);
+             in.spoilRename("two/b");
+         },
+         {{"two/b", notWritten, gone}, {"one/made", notPutBack, "Permission denied"}},
+         {{"a", "old"}, {"one/made", "new"}, {"two/b", "old"}}},
+    };
+    for (const Case& row : table) {
+        SCOPED_TRACE(row.name);
+        const ConfigFolder folder;
+        for (const char* name : {"one", "two"}) folder.makeFolder(name);
+        for (const char* name : {"a", "two/b"}) folder.write(name, "old");
+        const auto happens = [&] { row.happens(folder); };
+        EXPECT_EQ(commit(folder, {"a", "one/made", "two/b", "never"}, row.number, happens), refused(folder, row.said));
+        EXPECT_EQ(folder.files(), row.left);
+    }
+}
+
+TEST_F(TransactionFaults, ALinkThatDanglesGivesPlaceToTheFile) {
+    const ConfigFolder folder;
+    folder.makeFolder("harness");
+    folder.link("harness/settings", "../nowhere");
+    FileChange change = folder.change("harness/settings", "new");
+    change.path = ConfigPath::canonical(change.path);
+    EXPECT_EQ(Transaction::commit({{change}}, moment), TransactionResult{Committed{}});
+    EXPECT_EQ(folder.files(), (Files{{"harness/settings", "new"}}));
+}
+
+class FullDisk : public TransactionFaults {
+  protected:
+    static constexpr std::size_t page = 4096;  ///< what the disk gives out at once
+
+    void SetUp() override {
+        TransactionFaults::SetUp();
+        const char* disk = std::getenv("LARKMOOR_SMALL_DISK");
+        if (disk == nullptr) GTEST_SKIP() << "LARKMOOR_SMALL_DISK names no small disk; Scripts/lib/as-tester makes one";
+        small = std::make_unique<ConfigFolder>(disk);
+        for (const char* name : {"a", "b"}) small->write(name, "old");
+    }
+
+    /// Writes until nothing more goes, and gives back that many bytes, in whole pages.
+    void fillAllBut(std::size_t bytes) const {
+        const FileDescriptor file{::open(small->path("filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)};
+        const std::string filler(page, 'f');
+        off_t size = 0;
+        while (::write(file.get(), filler.data(), page) == std::ssize(filler)) size += std::ssize(filler);
+        ASSERT_GE(size, static_cast<off_t>(bytes));
+        ASSERT_EQ(::ftruncate(file.get(), size - static_cast<off_t>(bytes)), 0);
+    }
+
+    /// All but the filler.
+    Files left() const {
+        Files files = small->files();
+        files.erase("filler");
+        return files;
+    }
+
+    const std::string full = "No space left on device";
+    std::unique_ptr<ConfigFolder> small;
+};
+
+TEST_F(FullDisk, NoRoomForTheCopyChangesNothing) {
+    fillAllBut(0);
+    EXPECT_EQ(commit(*small, {"a"}, 0, {}), refused(*small, {{"a", notCopied, full}}));
+    EXPECT_EQ(left(), (Files{{"a", "old"}, {"b", "old"}}));
+}
+
+TEST_F(FullDisk, NoRoomForTheNewBytesPutsEverythingBack) {
+    fillAllBut(4 * page);
+    const std::string large(5 * page, 'n');
+    EXPECT_EQ(Transaction::commit({{small->change("a", "new"), small->change("b", large)}}, moment),
+              refused(*small, {{"b", notWritten, full}}));
+    EXPECT_EQ(left(), (Files{{"a", "old"}, {"b", "old"}}));
+}
+
+TEST_F(FullDisk, NoRoomToRestoreKeepsTheCopies) {
+    const auto result = commit(*small, {"a", "b"}, 2, [&] {
+        small->spoilRename("b");
+        fillAllBut(0);
+    });
+    EXPECT_EQ(
+        result,
+        refused(*small,
+                {{"b", notWritten, gone}, {"a", notPutBack, full}, {"a", kept}, {"b", notPutBack, full}, {"b", kept}}));
+    EXPECT_EQ(left(), (Files{{"a", "new"}, {"a" COPY, "old"}, {"b", "old"}, {"b" COPY, "old"}}));
 }
 
 }  // namespace
