@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/asio/co_spawn.hpp>
 #include <limits>
 
 #include "LarkmoorWire/Client/InProcessClient.h"
+#include "Support/RunUntil.h"
 #include "Support/Text.h"
 
 namespace larkmoor {
@@ -119,6 +119,9 @@ TEST(Messages, ReadingForgivesWhatChangesNothing) {
         {"escapes", R"({"text":{"_0":"\u00e9\/\ud834\udd1e\u0000"}})", Answer::Text{std::string{"é/𝄞\0", 8}}},
         {"an escaped key", R"({"\u0074ext":{"_0":"a"}})", Answer::Text{"a"}},
         {"a member twice: the last holds", R"({"text":{"_0":"a","_0":"b"}})", Answer::Text{"b"}},
+        {"and nothing is left of the first",
+         R"({"diskUsed":{"_0":{"text":1,"transcripts":2,"reel":3,"frames":4},"_0":{"text":5,"transcripts":6,"reel":7}}})",
+         Answer::DiskUsed{{5, 6, 7, std::nullopt}}},
         {"a payload's case without fields", R"({"ok":{"since":1}})", Answer::Ok{}},
     };
     for (const Case& row : table) {
@@ -232,11 +235,7 @@ TEST(Messages, AnInProcessClientForwardsWithoutATransport) {
     };
     InProcessClient client{std::make_shared<Echo>()};
     MainLoop loop;
-    std::optional<TimedResponse> answer;
-    boost::asio::co_spawn(
-        loop, [](LarkmoorClient& door) { return door.sendTimed(reading(Read::Health{})); }(client),
-        [&answer](const std::exception_ptr&, TimedResponse response) { answer = std::move(response); });
-    loop.run();
+    const auto answer = testing::runTask(loop, client.sendTimed(reading(Read::Health{})));
     ASSERT_TRUE(answer);
     EXPECT_EQ(answer->response.as<Answer::Text>()->_0, R"({"read":{"_0":{"health":{}}}})");
     EXPECT_FALSE(answer->daemon);

@@ -117,15 +117,20 @@ class Decoder {
         return fits && requireFields<R>(seen);
     }
 
-    /// Reads the field that the member names, if there is one. Of a key that stands twice the last holds.
+    /// Reads the field that the member names, if there is one. Of a key that stands twice the last holds, alone.
     template <WireRecord R>
     bool readMember(const WireNode& member, R& out, std::uint64_t& seen) {
         bool fits = true;
         bool found = false;
         std::uint64_t bit = 1;
         boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
+            using Field = std::remove_cvref_t<decltype(std::declval<R&>().*field.pointer)>;
             if (!found && member.key.stringValue == std::string_view{field.name}) {
                 found = true;
+                // Every other kind of value begins anew by itself.
+                if constexpr (WireRecord<Field>) {
+                    if ((seen & bit) != 0) out.*field.pointer = Field{};
+                }
                 seen |= bit;
                 fits = read(member, out.*field.pointer) || under(field.name);
             }

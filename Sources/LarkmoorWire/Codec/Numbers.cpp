@@ -34,12 +34,11 @@ std::optional<std::int64_t> whole(std::string_view number) {
     const char* end = number.data() + number.size();
     std::int64_t value = 0;
     const auto exact = std::from_chars(number.data(), end, value);
-    if (exact.ec == std::errc{} && exact.ptr == end) return value;
+    if (exact.ptr == end) return exact.ec == std::errc{} ? std::optional{value} : std::nullopt;
     const std::optional<double> near = finite(number);
     // 2^63 is a double, and the first that no longer fits.
-    constexpr double limit = 9223372036854775808.0;
-    if (exact.ec != std::errc{} || !near || std::trunc(*near) != *near || *near < -limit || *near >= limit)
-        return std::nullopt;
+    constexpr double limit = 0x1p63;
+    if (!near || std::trunc(*near) != *near || *near < -limit || *near >= limit) return std::nullopt;
     return static_cast<std::int64_t>(*near);
 }
 

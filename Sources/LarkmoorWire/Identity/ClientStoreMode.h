@@ -21,7 +21,7 @@ inline constexpr PrivateAttributes privateFolder{folder};
 inline constexpr PrivateAttributes privateFile{file};
 
 /// Writes a private file atomically: 0600, in a folder that is made with 0700, those above it likewise, if it is
-/// missing. Blocks; the file holds its old bytes or the new ones whatever happens.
+/// missing. Blocks; whoever reads it, and whatever fails, it holds its old bytes or the new ones.
 std::expected<void, FileError> write(BytesView data, const std::string& toFile);
 
 }  // namespace larkmoor::ClientStoreMode
