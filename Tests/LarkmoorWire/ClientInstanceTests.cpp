@@ -1,10 +1,5 @@
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
-#include "LarkmoorPlatform/HomeFolder.h"
 #include "LarkmoorWire/Identity/ClientProfile.h"
 #include "LarkmoorWire/Identity/WireContract.h"
 #include "Support/TemporaryFolder.h"
@@ -16,18 +11,6 @@ TEST(ClientInstance, DerivesItsPaths) {
     EXPECT_EQ(ClientInstance::daemonLogPath("/h"), "/h/Library/Logs/larkmoor.log");
     EXPECT_EQ(ClientInstance::supportRoot("/h/Library/Application Support"), "/h/Library/Application Support/Larkmoor");
     EXPECT_EQ(ClientInstance::runbooksRootExpanded("/h"), "/h/.larkmoor/runbooks");
-}
-
-TEST(ClientInstance, EveryIdentifierBearsThePrefix) {
-    namespace Instance = ClientInstance;
-    for (const std::string_view name :
-         {Instance::gatewayID, Instance::menubarID, Instance::settingsID, Instance::ollamaAgentLabel,
-          Instance::openWindowNotification, Instance::journeyVisibleNotification}) {
-        EXPECT_TRUE(name.starts_with(std::string{Instance::bundlePrefix} + ".")) << name;
-    }
-    for (const std::string_view own : {Instance::gatewayID, Instance::menubarID, Instance::settingsID}) {
-        EXPECT_NE(std::ranges::find(Instance::allOwnBundleIDs, own), Instance::allOwnBundleIDs.end()) << own;
-    }
 }
 
 TEST(ClientInstance, KnowsTheSupportFoldersOfBothProfiles) {
@@ -59,11 +42,11 @@ TEST(ClientInstance, FollowsLinksIntoASupportFolder) {
     EXPECT_TRUE(ClientInstance::isUnderAnySupportRoot(folder / "door/not/there/yet"));
 }
 
-TEST(ClientProfile, IsReadFromItsRawText) {
-    EXPECT_EQ(fromRawText<ClientProfile>("dev"), ClientProfile::dev);
-    EXPECT_EQ(fromRawText<ClientProfile>("production"), ClientProfile::production);
-    EXPECT_FALSE(fromRawText<ClientProfile>("Production"));
-    EXPECT_TRUE(isProduction());
+TEST(RawText, IsTheNameOfTheCaseToTheLetter) {
+    EXPECT_EQ(fromRawText<ClientProfile>("production"), currentProfile);
+    EXPECT_EQ(rawText(ClientProfile::dev), "dev");
+    for (const std::string_view stranger : {"", "Production", "dev "})
+        EXPECT_FALSE(fromRawText<ClientProfile>(stranger)) << stranger;
 }
 
 TEST(WireContract, AdmitsItsOwnNumberAndSilence) {
