@@ -103,6 +103,12 @@ std::optional<PropertyListValue> valueOf(plist_t node, int level) {
     }
 }
 
+std::optional<PropertyListValue> valueUnder(BytesView document, std::string_view key) {
+    const Node root = parseDictionary(document);
+    plist_t item = root ? plist_dict_get_item(root.get(), std::string{key}.c_str()) : nullptr;
+    return item != nullptr ? valueOf(item, 1) : std::nullopt;
+}
+
 /// XML has no way to write most of the control characters.
 bool canStandInXML(std::string_view text) {
     return UTF8::isValid(text) && std::ranges::none_of(text, [](char letter) {
@@ -120,37 +126,18 @@ std::optional<PropertyListValue::Dictionary> dictionary(BytesView document) {
 bool isReadable(BytesView document) { return parseDictionary(document) != nullptr; }
 
 std::optional<std::string> textUnder(BytesView document, std::string_view key) {
-    const Node root = parseDictionary(document);
-    if (!root) return std::nullopt;
-    plist_t item = plist_dict_get_item(root.get(), std::string{key}.c_str());
-    if (item == nullptr || plist_get_node_type(item) != PLIST_STRING) return std::nullopt;
-    return textOf(item);
+    const auto held = valueUnder(document, key);
+    const auto* text = held ? held->as<std::string>() : nullptr;
+    return text != nullptr ? std::optional{*text} : std::nullopt;
 }
 
 std::optional<bool> flagUnder(BytesView document, std::string_view key) {
-    const Node root = parseDictionary(document);
-    if (!root) return std::nullopt;
-    plist_t item = plist_dict_get_item(root.get(), std::string{key}.c_str());
-    if (item == nullptr) return std::nullopt;
-    switch (plist_get_node_type(item)) {
-        case PLIST_BOOLEAN: {
-            std::uint8_t flag = 0;
-            plist_get_bool_val(item, &flag);
-            return flag != 0;
-        }
-        case PLIST_UINT: {
-            std::uint64_t number = 0;
-            plist_get_uint_val(item, &number);
-            return number != 0;
-        }
-        case PLIST_REAL: {
-            double number = 0;
-            plist_get_real_val(item, &number);
-            return number != 0;
-        }
-        default:
-            return std::nullopt;
-    }
+    const auto held = valueUnder(document, key);
+    if (!held) return std::nullopt;
+    if (const auto* flag = held->as<bool>()) return *flag;
+    if (const auto* whole = held->as<std::int64_t>()) return *whole != 0;
+    if (const auto* real = held->as<double>()) return *real != 0;
+    return std::nullopt;
 }
 
 std::optional<Bytes> setting(BytesView document, const std::string& key, const std::variant<std::string, bool>& value) {
