@@ -14,7 +14,7 @@ packages_run="dbus"
 packages_bench="libbenchmark-dev nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libayatana-appindicator3-dev libgtk-3-dev qt6-base-dev"
 packages_panels="xvfb xfce4-panel lxqt-panel openbox at-spi2-core imagemagick xdotool dbus adwaita-icon-theme"
 packages_icons="librsvg2-bin imagemagick python3"
-packages_format="clang-format-19 clang-tidy-19"
+packages_format="clang-format-19 clang-tidy-19 git"
 
 # install_packages NEED...: makes sure that the packages of each need are on this Debian 12 machine.
 install_packages() {
