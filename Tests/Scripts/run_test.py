@@ -8,32 +8,26 @@ import re
 import select
 import signal
 import sys
+import tempfile
 import time
 import unittest
 from pathlib import Path
 
 SCRIPT, BUILD = sys.argv[1:3]
-HOMES = "larkmoor-run."
 OF_A_DESKTOP = ("DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS")
-
-
-def homes():
-    return set(Path("/tmp").glob(HOMES + "*"))
 
 
 class Terminal:
     def __init__(self, *options):
-        before = homes()
+        self.folder = tempfile.TemporaryDirectory()
         environment = {key: value for key, value in os.environ.items() if key not in OF_A_DESKTOP}
         # Where these lead is the person's own, and nothing may be written there.
         environment.update({name: "/nonexistent" for name in ("XDG_CONFIG_HOME", "XDG_DATA_HOME")})
+        environment["TMPDIR"] = self.folder.name
         self.process, self.end = pty.fork()
         if self.process == 0:
             os.execve(SCRIPT, [SCRIPT, BUILD, *options], environment)
         self.bytes, self.status = b"", None
-        # From then on the rows stay where they are.
-        self.expect("Larkmoor — remembering")
-        (self.home,) = homes() - before
 
     def read(self, seconds):
         if select.select([self.end], [], [], seconds)[0]:
@@ -46,19 +40,26 @@ class Terminal:
         """The lines of the last picture, without their paint."""
         return re.sub(r"\x1b\[[0-9;?]*[A-Za-z]", "", self.bytes.decode(errors="ignore").split("\x1b[H")[-1]).split("\r\n")
 
-    def expect(self, words, seconds=30):
+    def until(self, reached, what, seconds=60):
+        """The limit is there for tests that fail."""
         end = time.monotonic() + seconds
-        while not any(words in line for line in self.screen()):
+        while not reached():
             if time.monotonic() > end:
-                raise AssertionError(f"no {words!r} on the screen: {self.screen()}")
+                raise AssertionError(f"no {what} on the screen {self.screen()} or among {self.processes()}")
             self.read(0.1)
+
+    def expect(self, words, seconds=60):
+        self.until(lambda: any(words in line for line in self.screen()), words, seconds)
+
+    def expect_process(self, name):
+        self.until(lambda: name in self.processes(), name)
 
     def expect_in_menu(self, words):
         """Each opening asks the daemon anew, but for one that comes while a pass is under way: keys are faster than hands."""
         for _ in range(10):
             self.press("\r")
             try:
-                return self.expect(words, 2)
+                return self.expect(words, 5)
             except AssertionError:
                 self.press("\x1b")
         raise AssertionError(f"no {words!r} in the menu: {self.screen()}")
@@ -73,51 +74,46 @@ class Terminal:
         line = next(line for line in self.screen() if row in line)
         self.press(re.search(r"\d", line)[0])
 
-    def wait(self, seconds=30):
-        end = time.monotonic() + seconds
-        while self.status is None:
-            process, status = os.waitpid(self.process, os.WNOHANG)
-            if process:
-                self.status = os.waitstatus_to_exitcode(status)
-            elif time.monotonic() > end:
-                raise AssertionError(f"it does not end: {self.screen()}")
-            self.read(0.1)
+    def has_ended(self):
+        process, status = os.waitpid(self.process, os.WNOHANG)
+        if process:
+            self.status = os.waitstatus_to_exitcode(status)
+        return process
+
+    def wait(self):
+        self.until(self.has_ended, "end")
         return self.status
 
     def processes(self):
-        """What runs in that home."""
+        """What runs in a home of that folder."""
         found = []
-        for folder in Path("/proc").glob("[0-9]*"):
+        for process in Path("/proc").glob("[0-9]*"):
             try:
-                if f"HOME={self.home}\0".encode() in (folder / "environ").read_bytes():
-                    found.append((folder / "comm").read_text().strip())
+                if f"HOME={self.folder.name}/".encode() in (process / "environ").read_bytes():
+                    found.append((process / "comm").read_text().strip())
             except OSError:
                 pass
         return sorted(found)
-
-    def expect_process(self, name, seconds=20):
-        end = time.monotonic() + seconds
-        while name not in self.processes():
-            if time.monotonic() > end:
-                raise AssertionError(f"no {name} among {self.processes()}")
-            self.read(0.1)
 
     def close(self):
         if self.status is None:
             os.kill(self.process, signal.SIGTERM)
             self.wait()
         os.close(self.end)
+        self.folder.cleanup()
 
 
 class Run(unittest.TestCase):
     def terminal(self, *options):
         terminal = Terminal(*options)
         self.addCleanup(terminal.close)
+        # From then on the rows stay where they are.
+        terminal.expect("Larkmoor — remembering")
         return terminal
 
     def expect_nothing_left(self, terminal):
         self.assertEqual(terminal.processes(), [])
-        self.assertFalse(terminal.home.exists())
+        self.assertEqual(os.listdir(terminal.folder.name), [])
 
     def test_a_click_pauses_and_quit_ends_everything(self):
         terminal = self.terminal()
