@@ -6,8 +6,7 @@
 #include <boost/asio/detached.hpp>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
+#include <latch>
 #include <stdexcept>
 #include <thread>
 
@@ -20,39 +19,22 @@ namespace {
 class Gate {
   public:
     void pass() {
-        std::unique_lock lock{mutex_};
-        ++waiting_;
-        changed_.notify_all();
-        changed_.wait(lock, [this] { return isOpen_; });
-        --waiting_;
+        ++come_;
+        opened_.wait();
     }
-    void open() {
-        const std::lock_guard lock{mutex_};
-        isOpen_ = true;
-        changed_.notify_all();
-    }
-    std::size_t waiting() {
-        const std::lock_guard lock{mutex_};
-        return waiting_;
+    void open() { opened_.count_down(); }
+
+    /// Starts what the loop has to start, and returns when so many threads have come; the loop itself would wait for
+    /// the end of their work.
+    void await(MainLoop& loop, std::size_t threads) {
+        runReady(loop);
+        while (come_ < threads) std::this_thread::yield();
     }
 
   private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::size_t waiting_ = 0;
-    bool isOpen_ = false;
+    std::atomic<std::size_t> come_ = 0;
+    std::latch opened_{1};
 };
-
-/// The loop would wait for the work, where the test wants to be there before its end.
-template <class Condition>
-void pollUntil(MainLoop& loop, Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{30};
-    while (!condition() && std::chrono::steady_clock::now() < deadline) {
-        runReady(loop);
-        std::this_thread::sleep_for(std::chrono::milliseconds{1});
-    }
-    EXPECT_TRUE(condition());
-}
 
 TEST(BlockingWorkTest, RunsElsewhereAndComesBackHere) {
     MainLoop loop;
@@ -90,7 +72,7 @@ TEST(BlockingWorkTest, KeepsAHandfulOfThreadsAndLosesNoWork) {
         boost::asio::co_spawn(loop, BlockingWork::run([&] { gate.pass(); }),
                               [&](const std::exception_ptr& thrown) { done += thrown ? 0 : 1; });
     }
-    pollUntil(loop, [&] { return gate.waiting() == BlockingWorkers::mostThreads; });
+    gate.await(loop, BlockingWorkers::mostThreads);
     EXPECT_EQ(BlockingWorkers::of(loop).threads(), BlockingWorkers::mostThreads);
     EXPECT_EQ(done, 0U);
     gate.open();
@@ -129,23 +111,24 @@ TEST(BlockingWorkTest, ThreadsTakeNoSignals) {
 }
 
 TEST(BlockingWorkTest, TheLoopsEndWaitsForWorkAndDropsItsTask) {
-    std::atomic<bool> hasBegun = false;
+    Gate begun;
     std::atomic<bool> isFinished = false;
     bool isResumed = false;
     auto life = std::make_shared<int>();
     {
         MainLoop loop;
-        const auto task = [](std::atomic<bool>& begun, std::atomic<bool>& finished, bool& resumed,
+        begun.open();
+        const auto task = [](Gate& gate, std::atomic<bool>& finished, bool& resumed,
                              std::shared_ptr<int>) -> Task<void> {
-            co_await BlockingWork::run([&begun, &finished] {
-                begun = true;
+            co_await BlockingWork::run([&gate, &finished] {
+                gate.pass();
                 std::this_thread::sleep_for(std::chrono::milliseconds{50});
                 finished = true;
             });
             resumed = true;
         };
-        boost::asio::co_spawn(loop, task(hasBegun, isFinished, isResumed, life), boost::asio::detached);
-        pollUntil(loop, [&] { return hasBegun.load(); });
+        boost::asio::co_spawn(loop, task(begun, isFinished, isResumed, life), boost::asio::detached);
+        begun.await(loop, 1);
         EXPECT_EQ(life.use_count(), 2);
     }
     EXPECT_TRUE(isFinished);
@@ -164,7 +147,7 @@ TEST(BlockingWorkTest, WorkThatOutlivesTheLoopHarmsNobody) {
                                   return std::string(100, 'x');
                               }),
                               boost::asio::detached);
-        pollUntil(loop, [&] { return gate.waiting() == 1; });
+        gate.await(loop, 1);
     }
     EXPECT_FALSE(isOver);
     gate.open();
