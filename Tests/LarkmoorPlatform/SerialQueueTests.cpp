@@ -53,7 +53,7 @@ TEST(SerialQueue, HasNoThreadWhileItRests) {
     for (int round = 0; round < 3; ++round) {
         queue.drain();
         for (int tries = 0; threads() > before && tries < 30'000; ++tries) std::this_thread::sleep_for(milliseconds{1});
-        EXPECT_EQ(threads(), before);
+        EXPECT_LE(threads(), before);  // one that was joined may have been counted still
     }
 }
 
