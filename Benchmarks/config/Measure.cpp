@@ -1,10 +1,10 @@
 #include "config/Measure.h"
 
 #include <malloc.h>
-#include <time.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <ctime>
 #include <new>
 #include <vector>
 

@@ -3,7 +3,6 @@
 //
 // usage: bench-resident LARKMOOR GTK QT [REST_SECONDS]
 #include <dirent.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <systemd/sd-bus.h>
@@ -12,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

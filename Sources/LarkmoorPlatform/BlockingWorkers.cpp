@@ -1,7 +1,6 @@
 #include "LarkmoorPlatform/BlockingWorkers.h"
 
 #include <pthread.h>
-#include <signal.h>
 
 #include <boost/asio/async_result.hpp>
 #include <boost/asio/executor_work_guard.hpp>
@@ -9,6 +8,7 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include <condition_variable>
+#include <csignal>
 #include <deque>
 #include <exception>
 #include <mutex>

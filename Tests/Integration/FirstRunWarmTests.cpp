@@ -1,11 +1,11 @@
 // The hook is run once for each build, and no hook can keep us waiting.
 #include "LarkmoorKit/FirstRun/FirstRunWarm.h"
 
-#include <signal.h>
 #include <sys/stat.h>
 
 #include <boost/json/parse.hpp>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>

@@ -1,11 +1,10 @@
 #include "LarkmoorPlatform/BlockingWork.h"
 
-#include <signal.h>
-
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 
 #include <atomic>
+#include <csignal>
 #include <latch>
 #include <stdexcept>
 #include <thread>

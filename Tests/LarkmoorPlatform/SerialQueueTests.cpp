@@ -15,6 +15,7 @@ TEST(SerialQueue, KeepsTheOrderOfEachCallersCallsOffTheirThreads) {
     std::array<std::vector<int>, 4> done;
     SerialQueue queue{"test", milliseconds{0}};
     std::vector<std::thread> callers;
+    callers.reserve(done.size());
     for (std::vector<int>& own : done) {
         callers.emplace_back([&queue, &own] {
             const auto here = std::this_thread::get_id();

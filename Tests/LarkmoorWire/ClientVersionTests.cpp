@@ -35,7 +35,7 @@ TEST(ClientVersion, FindsTheBundleThatHoldsTheExecutable) {
 }
 
 /// A disk of texts: property lists hold their version, "VERSION" files their content.
-ClientVersion::Seams disk(std::map<std::string, std::string> files) {
+ClientVersion::Seams disk(const std::map<std::string, std::string>& files) {
     auto read = [files](const std::filesystem::path& path) -> std::optional<std::string> {
         const auto found = files.find(path.string());
         return found == files.end() ? std::nullopt : std::optional{found->second};

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <map>
 #include <stdexcept>
 #include <string>

@@ -40,7 +40,7 @@ std::optional<T> runTask(MainLoop& loop, Task<T> task) {
     std::optional<T> result;
     std::exception_ptr thrown;
     boost::asio::co_spawn(loop, std::move(task), [&](std::exception_ptr escaped, T value) {
-        thrown = escaped;
+        thrown = std::move(escaped);
         result.emplace(std::move(value));
     });
     if (!runUntil(loop, [&] { return result.has_value(); })) return std::nullopt;

@@ -1,9 +1,9 @@
 #include "Orders.h"
 
-#include <signal.h>
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 
 #include "LarkmoorWire/Codec/RawText.h"
 #include "Stage.h"

@@ -3,11 +3,11 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <charconv>
 #include <cstdlib>
+#include <ctime>
 #include <string>
 #include <string_view>
 

@@ -1,11 +1,11 @@
 // A login session of a test's own: a home, a `systemd --user` and the bus that it starts.
 #pragma once
 
-#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
