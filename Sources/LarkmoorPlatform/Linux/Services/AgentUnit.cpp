@@ -22,6 +22,8 @@ using Dictionary = PropertyListValue::Dictionary;
 constexpr std::string_view sourceKey = "SourcePath=";
 /// What launchd waits between two starts where a list does not say.
 constexpr double defaultThrottle = 10;
+/// To the user manager a program that these end has ended well; to launchd only one that exits with 0 has.
+constexpr std::string_view gentleSignals = "SIGHUP SIGINT SIGPIPE SIGTERM";
 
 /// They change when an agent runs, and the user manager's services have no word for them.
 constexpr std::array untranslatable{"Sockets",
@@ -32,6 +34,10 @@ constexpr std::array untranslatable{"Sockets",
                                     "QueueDirectories",
                                     "inetdCompatibility",
                                     "LaunchEvents",
+                                    "LaunchOnlyOnce",
+                                    "AbandonProcessGroup",
+                                    "SoftResourceLimits",
+                                    "HardResourceLimits",
                                     "RootDirectory",
                                     "UserName",
                                     "EnableGlobbing",
@@ -169,8 +175,11 @@ class Translation {
         // To keep an agent alive is to start it.
         if (policy.empty()) return "";
         startsAtLoad_ = true;
-        return fmt::format("Restart={}\nRestartSec={:g}\n", policy,
-                           std::max(0.0, readNumber("ThrottleInterval").value_or(defaultThrottle)));
+        std::string lines = fmt::format("Restart={}\nRestartSec={:g}\n", policy,
+                                        std::max(0.0, readNumber("ThrottleInterval").value_or(defaultThrottle)));
+        if (policy == onFailure) lines += fmt::format("RestartForceExitStatus={}\n", gentleSignals);
+        if (policy == onSuccess) lines += fmt::format("RestartPreventExitStatus={}\n", gentleSignals);
+        return lines;
     }
 
     std::string_view readKeepAlive() {
@@ -181,7 +190,7 @@ class Translation {
         const auto success = conditions == nullptr ? Dictionary::const_iterator{} : conditions->find("SuccessfulExit");
         const bool isAlone = conditions != nullptr && conditions->size() == 1 && success != conditions->end();
         const bool* wanted = isAlone ? success->second.as<bool>() : nullptr;
-        if (wanted != nullptr) return *wanted ? "on-success" : "on-failure";
+        if (wanted != nullptr) return *wanted ? onSuccess : onFailure;
         complain("its KeepAlive has no counterpart here");
         return "";
     }
@@ -221,6 +230,9 @@ class Translation {
             lines += *patience <= 0 ? "TimeoutStopSec=infinity\n" : fmt::format("TimeoutStopSec={:g}\n", *patience);
         return lines;
     }
+
+    static constexpr std::string_view onSuccess = "on-success";
+    static constexpr std::string_view onFailure = "on-failure";
 
     const Dictionary& list_;
     const std::string& listPath_;

@@ -17,52 +17,58 @@ std::string list(std::string_view body) {
 
 std::string keyed(std::string_view body) { return list(fmt::format("<key>Label</key><string>a.b</string>{}", body)); }
 
+/// A list with a program, and what else is given.
+std::string running(std::string_view body) {
+    return keyed(fmt::format("<key>Program</key><string>/x</string>{}", body));
+}
+
 TEST(AgentUnit, DoesWhatTheListSaysAndNothingElse) {
     const std::string head =
         "[Unit]\nDescription=a.b\nSourcePath=/a 100%%/Larkmoor.app/Contents/Library/LaunchAgents/a.b.plist\n"
         "StartLimitIntervalSec=0\n\n[Service]\n";
+    const std::string x = "ExecStart=\":/x\"\n";
     const std::string atLoad = "\n[Install]\nWantedBy=default.target\n";
     struct Case {
-        std::string_view name, in;
-        std::string want;
+        std::string_view name;
+        std::string in, want;
     };
     const Case cases[] = {
-        {"a program alone", "<key>Program</key><string>/bin/x y</string>", "ExecStart=\":/bin/x y\"\n"},
+        {"a program alone", keyed("<key>Program</key><string>/bin/x y</string>"), "ExecStart=\":/bin/x y\"\n"},
         {"words with everything that a unit would read itself",
-         "<key>ProgramArguments</key><array><string>/bin/x</string><string>$HOME %h \\ \"q\" 'a'</string>"
-         "<string></string><string>;</string></array>",
+         keyed("<key>ProgramArguments</key><array><string>/bin/x</string><string>$HOME %h \\ \"q\" 'a'</string>"
+               "<string></string><string>;</string></array>"),
          R"(ExecStart=":/bin/x" "$HOME %%h \\ \"q\" 'a'" "" ";")"
          "\n"},
         {"a name of its own",
-         "<key>Program</key><string>/bin/x</string><key>ProgramArguments</key><array><string>y</string>"
-         "<string>-v</string></array>",
-         "ExecStart=\":@/bin/x\" \"y\" \"-v\"\n"},
-        {"a program in the bundle", "<key>BundleProgram</key><string>Contents/MacOS/larkmoor</string>",
+         running("<key>ProgramArguments</key><array><string>y</string><string>-v</string></array>"),
+         "ExecStart=\":@/x\" \"y\" \"-v\"\n"},
+        {"a program in the bundle", keyed("<key>BundleProgram</key><string>Contents/MacOS/larkmoor</string>"),
          "ExecStart=\":/a 100%%/Larkmoor.app/Contents/MacOS/larkmoor\"\n"},
-        {"kept alive", "<key>Program</key><string>/x</string><key>KeepAlive</key><true/>",
-         "ExecStart=\":/x\"\nRestart=always\nRestartSec=10\n" + atLoad},
+        {"kept alive", running("<key>KeepAlive</key><true/>"), x + "Restart=always\nRestartSec=10\n" + atLoad},
         {"kept alive unless it ends well",
-         "<key>Program</key><string>/x</string><key>KeepAlive</key><dict><key>SuccessfulExit</key><false/></dict>"
-         "<key>ThrottleInterval</key><integer>2</integer>",
-         "ExecStart=\":/x\"\nRestart=on-failure\nRestartSec=2\n" + atLoad},
-        {"started at load, and not kept alive",
-         "<key>Program</key><string>/x</string><key>RunAtLoad</key><true/><key>KeepAlive</key><false/>",
-         "ExecStart=\":/x\"\n" + atLoad},
+         running("<key>KeepAlive</key><dict><key>SuccessfulExit</key><false/></dict>"
+                 "<key>ThrottleInterval</key><integer>2</integer>"),
+         x + "Restart=on-failure\nRestartSec=2\nRestartForceExitStatus=SIGHUP SIGINT SIGPIPE SIGTERM\n" + atLoad},
+        {"kept alive while it ends well", running("<key>KeepAlive</key><dict><key>SuccessfulExit</key><true/></dict>"),
+         x + "Restart=on-success\nRestartSec=10\nRestartPreventExitStatus=SIGHUP SIGINT SIGPIPE SIGTERM\n" + atLoad},
+        {"started at load, and not kept alive", running("<key>RunAtLoad</key><true/><key>KeepAlive</key><false/>"),
+         x + atLoad},
         {"surroundings",
-         "<key>Program</key><string>/x</string><key>EnvironmentVariables</key><dict><key>A</key><string>1 \"2\" %3"
-         "</string></dict><key>StandardOutPath</key><string>/log/50% off</string><key>StandardErrorPath</key>"
-         "<string>/log/e</string><key>WorkingDirectory</key><string>/w</string><key>Nice</key><integer>-5</integer>"
-         "<key>Umask</key><integer>63</integer><key>ExitTimeOut</key><integer>7</integer>",
-         "ExecStart=\":/x\"\nEnvironment=\"A=1 \\\"2\\\" %%3\"\nWorkingDirectory=/w\nStandardOutput=append:/log/50%% "
-         "off\nStandardError=append:/log/e\nNice=-5\nUMask=0077\nTimeoutStopSec=7\n"},
+         running(
+             "<key>EnvironmentVariables</key><dict><key>A</key><string>1 \"2\" %3</string></dict>"
+             "<key>StandardOutPath</key><string>/log/50% off</string><key>StandardErrorPath</key><string>/e</string>"
+             "<key>WorkingDirectory</key><string>/w</string><key>Nice</key><integer>-5</integer>"
+             "<key>Umask</key><integer>63</integer><key>ExitTimeOut</key><integer>7</integer>"),
+         x + "Environment=\"A=1 \\\"2\\\" %%3\"\nWorkingDirectory=/w\nStandardOutput=append:/log/50%% off\n"
+             "StandardError=append:/e\nNice=-5\nUMask=0077\nTimeoutStopSec=7\n"},
         {"what the user manager has nothing to do with",
-         "<key>Program</key><string>/x</string><key>MachServices</key><dict><key>a.b</key><true/></dict>"
-         "<key>ProcessType</key><string>Interactive</string><key>Disabled</key><false/>",
-         "ExecStart=\":/x\"\n"},
+         running("<key>MachServices</key><dict><key>a.b</key><true/></dict>"
+                 "<key>ProcessType</key><string>Interactive</string><key>Disabled</key><false/>"),
+         x},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
-        const auto unit = AgentUnit::translate(asBytes(keyed(test.in)), listPath);
+        const auto unit = AgentUnit::translate(asBytes(test.in), listPath);
         ASSERT_TRUE(unit.has_value()) << unit.error();
         EXPECT_EQ(unit->name, "a.b.service");
         EXPECT_EQ(unit->text, head + test.want);
@@ -89,15 +95,13 @@ TEST(AgentUnit, RefusesWhatItCannotSay) {
          "ProgramArguments holds something that is no text"},
         {keyed("<key>ProgramArguments</key><array><string>/x</string><string>a\nb</string></array>"),
          "ProgramArguments holds a control character"},
-        {keyed("<key>Program</key><string>/x</string><key>StartInterval</key><integer>5</integer>"),
-         "StartInterval has no counterpart here"},
-        {keyed("<key>Program</key><string>/x</string><key>Disabled</key><true/>"), "Disabled has no counterpart here"},
-        {keyed("<key>Program</key><string>/x</string><key>KeepAlive</key><dict><key>PathState</key><dict/></dict>"),
+        {running("<key>StartInterval</key><integer>5</integer>"), "StartInterval has no counterpart here"},
+        {running("<key>Disabled</key><true/>"), "Disabled has no counterpart here"},
+        {running("<key>KeepAlive</key><dict><key>PathState</key><dict/></dict>"),
          "its KeepAlive has no counterpart here"},
-        {keyed("<key>Program</key><string>/x</string><key>StandardOutPath</key><string>log</string>"),
+        {running("<key>StandardOutPath</key><string>log</string>"),
          "StandardOutPath is no path that a unit can name: log"},
-        {keyed("<key>Program</key><string>/x</string><key>EnvironmentVariables</key><dict><key>A B</key>"
-               "<string>1</string></dict>"),
+        {running("<key>EnvironmentVariables</key><dict><key>A B</key><string>1</string></dict>"),
          "EnvironmentVariables: A B cannot be set"},
     };
     for (const Case& test : cases) {
