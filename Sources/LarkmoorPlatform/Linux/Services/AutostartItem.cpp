@@ -85,6 +85,8 @@ Task<std::expected<void, std::string>> AutostartItem::registerItem() {
     const bool isOneLine = std::ranges::none_of(application_.executable,
                                                 [](char letter) { return static_cast<unsigned char>(letter) < 0x20; });
     if (!isOneLine) co_return std::unexpected(application_.executable + ": no entry can name it");
+    if (co_await status() == LoginItemStatus::requiresApproval)
+        co_return std::unexpected(path_ + " was switched off by the person");
     const std::string entry = AutostartEntry::text(application_.name, application_.icon, application_.executable);
     const auto written = co_await BlockingWork::run([folder = folder_, path = path_, entry] {
         if (auto made = Files::makeFolders(folder, 0755); !made) return made;

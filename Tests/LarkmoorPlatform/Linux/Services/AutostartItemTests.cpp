@@ -48,6 +48,7 @@ TEST(AutostartItem, IsWrittenOnceAndNeverOverAPersonsNo) {
     const std::string path = home / "config/autostart/a.b.desktop";
     std::ofstream{path, std::ios::app} << "Hidden=true\n";
     EXPECT_EQ(runTask(loop, item.status()), LoginItemStatus::requiresApproval);
+    EXPECT_EQ(runTask(loop, item.registerItem())->error(), path + " was switched off by the person");
     EXPECT_TRUE(runTask(loop, item.unregisterItem())->has_value());
     EXPECT_FALSE(Files::exists(path));
     EXPECT_TRUE(runTask(loop, item.unregisterItem())->has_value());
