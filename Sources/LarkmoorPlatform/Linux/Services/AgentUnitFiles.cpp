@@ -27,9 +27,12 @@ Done linked(const std::string& target, const std::string& link) {
 
 Done AgentUnitFiles::write(const AgentUnit& agent) const {
     const std::string file = unit(agent.name), wish = link(agent.name);
-    if (auto done = agent.startsAtLoad ? linked(file, wish) : removed(wish); !done) return done;
+    if (agent.startsAtLoad) {
+        if (auto done = linked(file, wish); !done) return done;
+    }
     if (auto made = madeFolderOf(file); !made) return made;
-    return Files::replace(file, asBytes(agent.text), 0644);
+    if (auto written = Files::replace(file, asBytes(agent.text), 0644); !written) return written;
+    return agent.startsAtLoad ? Done{} : removed(wish);
 }
 
 Done AgentUnitFiles::remove(const std::string& name) const {

@@ -21,8 +21,8 @@ struct AgentUnitFiles {
         return folders.config + "/systemd/user/default.target.wants/" + name;
     }
 
-    /// The link first, and the unit in one step after it: a link alone is nothing, and a unit that lacks its link would
-    /// be the person's no.
+    /// The link first, and the unit in one step after it; a link that is wanted no more goes last. A link alone is
+    /// nothing, and a unit that lacks its link would be the person's no.
     std::expected<void, FileError> write(const AgentUnit& unit) const;
     /// In the other order. What is not there is removed.
     std::expected<void, FileError> remove(const std::string& name) const;

@@ -37,7 +37,7 @@ Task<UserManager::Done> AgentUnits::bringIn(AgentUnit unit) {
     if (!known) co_return std::unexpected(known.error());
     const auto written = co_await BlockingWork::run([files = files_, unit] { return files.write(unit); });
     if (!written) co_return inBusWords(written);
-    if (known->fileState == "masked-runtime") {
+    if (known->isBootedOut()) {
         if (auto lifted = co_await manager_.unmaskForNow(unit.name); !lifted) co_return lifted;
     }
     if (auto reloaded = co_await manager_.reload(); !reloaded) co_return reloaded;
@@ -51,7 +51,7 @@ Task<UserManager::Done> AgentUnits::takeOut(std::string unit) {
     const auto stopped = co_await manager_.stop(unit);
     if (!stopped && !hasNothingToStop(stopped.error())) co_return stopped;
     if (const auto gone = files_.remove(unit); !gone) co_return inBusWords(gone);
-    if (known->fileState == "masked-runtime") {
+    if (known->isBootedOut()) {
         if (auto lifted = co_await manager_.unmaskForNow(unit); !lifted) co_return lifted;
     }
     static_cast<void>(co_await manager_.resetFailed(unit));

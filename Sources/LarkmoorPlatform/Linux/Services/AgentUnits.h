@@ -22,6 +22,8 @@ class AgentUnits {
         std::optional<std::string> source;
         /// Masked, or its link taken away.
         bool isRefusedByPerson() const { return fileState == "masked" || fileState == "disabled"; }
+        /// Until the next login; nobody's no.
+        bool isBootedOut() const { return fileState == "masked-runtime"; }
     };
     Task<std::expected<Standing, BusError>> standing(std::string unit);
 

@@ -57,6 +57,7 @@ Task<ExitStatus> SystemdLaunchAgents::kickstart(std::string serviceTarget, bool 
     const auto standing = co_await units_.standing(unit);
     if (!standing) co_return statusOf(standing.error(), unit);
     if (standing->isRefusedByPerson()) co_return isDisabled;
+    if (standing->isBootedOut()) co_return couldNotFind;
     co_return statusOf(kill ? co_await manager_.restart(unit) : co_await manager_.start(unit), unit);
 }
 

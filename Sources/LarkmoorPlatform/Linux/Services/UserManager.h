@@ -21,8 +21,8 @@ class UserManager {
     /// A job that was begun and is not done in time.
     static constexpr std::string_view jobPending = "tools.fenwright.larkmoor.JobPending";
 
-    /// `patience` is what a job may take.
-    UserManager(MainLoop& loop, SessionBus& bus, std::chrono::seconds patience = std::chrono::seconds{30})
+    /// `patience` is what a job may take: by itself more than the 90 s after which the manager ends what does not stop.
+    UserManager(MainLoop& loop, SessionBus& bus, std::chrono::seconds patience = std::chrono::seconds{100})
         : loop_(loop), bus_(bus), patience_(patience) {}
 
     /// "loaded", "not-found", "masked", ...; a unit that was never asked for is loaded for the question.
