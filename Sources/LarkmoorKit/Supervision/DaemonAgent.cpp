@@ -8,15 +8,22 @@
 
 namespace larkmoor {
 
+namespace {
+
+constexpr const char* name = "daemon agent";
+
+}  // namespace
+
 Task<void> DaemonAgent::registerInBundleAgent() {
     const auto definition = Files::read(seams_.inBundlePlist);
     const auto current = definition ? co_await seams_.sha256(*definition) : std::nullopt;
-    if (!current) co_return co_await registerWithoutDefinition();
+    // Without the list, or a word of what is in it, there is no digest to compare, and none to store.
+    if (!current) co_return co_await LoginItems::registerItem(name, seams_.service, seams_.log);
     const auto stored = seams_.defaults.string(digestKey);
     const bool jobLoaded = co_await status("print", seams_.launchctl.print(serviceTarget())) == 0;
     switch (AgentDefinition::action(co_await seams_.service.status(), stored, *current, jobLoaded)) {
         case AgentDefinitionAction::needsApproval:
-            co_return sayNeedsApproval();
+            co_return LoginItems::sayNeedsApproval(name, seams_.log);
         case AgentDefinitionAction::leaveEnabled:
             co_return;
         case AgentDefinitionAction::reregister:
@@ -25,21 +32,9 @@ Task<void> DaemonAgent::registerInBundleAgent() {
         case AgentDefinitionAction::registerItem:
             break;
     }
-    if (!co_await tryRegister()) co_return;
+    if (!co_await LoginItems::tryRegister(name, seams_.service, seams_.log)) co_return;
     const auto kept = seams_.defaults.set(digestKey, *current);
     if (!kept) seams_.log("[larkmoor-menu] the daemon agent's digest was not stored: " + kept.error().description());
-}
-
-/// Without the list, or a word of what is in it, there is no digest to compare, and none to store.
-Task<void> DaemonAgent::registerWithoutDefinition() {
-    switch (LoginItems::action(co_await seams_.service.status())) {
-        case LoginItemAction::leaveEnabled:
-            co_return;
-        case LoginItemAction::needsApproval:
-            co_return sayNeedsApproval();
-        case LoginItemAction::registerItem:
-            co_await tryRegister();
-    }
 }
 
 /// False if the registration did not go: registering over it could leave two definitions.
@@ -52,13 +47,6 @@ Task<bool> DaemonAgent::unregisterStale(bool jobLoaded) {
     seams_.log(fmt::format("[larkmoor-menu] daemon agent {} — unregistered the stale registration",
                            jobLoaded ? "definition changed" : "job missing from the gui domain"));
     co_return true;
-}
-
-Task<bool> DaemonAgent::tryRegister() {
-    const auto registered = co_await seams_.service.registerItem();
-    seams_.log(registered ? "[larkmoor-menu] registered daemon agent with SMAppService"
-                          : "[larkmoor-menu] daemon agent register() failed: " + registered.error());
-    co_return registered.has_value();
 }
 
 Task<void> DaemonAgent::healLooseAgent() {
@@ -109,10 +97,6 @@ Task<int> DaemonAgent::status(std::string verb, Task<LaunchAgents::ExitStatus> c
     if (answer) co_return *answer;
     seams_.log(fmt::format("[larkmoor-menu] launchctl {} could not run: {}", verb, answer.error()));
     co_return -1;
-}
-
-void DaemonAgent::sayNeedsApproval() const {
-    seams_.log("[larkmoor-menu] daemon agent needs approval in System Settings > Login Items (user disabled it)");
 }
 
 }  // namespace larkmoor

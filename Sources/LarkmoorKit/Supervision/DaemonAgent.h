@@ -41,14 +41,11 @@ class DaemonAgent {
     Task<void> releaseQuitIfHeld(QuitSentinel sentinel);
 
   private:
-    Task<void> registerWithoutDefinition();
     Task<bool> unregisterStale(bool jobLoaded);
-    Task<bool> tryRegister();
     Task<void> startLooseAgent();
     Task<void> bootstrapLooseAgent();
     Task<int> status(std::string verb, Task<LaunchAgents::ExitStatus> call);
     std::string serviceTarget() const { return LoginItems::guiServiceTarget(seams_.user); }
-    void sayNeedsApproval() const;
 
     Seams seams_;
 };

@@ -45,8 +45,13 @@ constexpr LoginItemAction action(LoginItemStatus status) {
 
 using Log = std::function<void(std::string_view)>;
 
-/// Registers the item unless it is, or the person said no. `name` is for the log, `service` outlives the task.
+// `name` is for the log, `service` outlives the tasks.
+
+/// Registers the item unless it is, or the person said no.
 Task<void> registerItem(std::string name, LoginItemService& service, Log log);
+/// Registers it whatever its status; whether that worked.
+Task<bool> tryRegister(std::string name, LoginItemService& service, Log log);
+void sayNeedsApproval(std::string_view name, const Log& log);
 
 }  // namespace LoginItems
 
