@@ -20,7 +20,6 @@ std::optional<long long> wholeNumber(std::string_view text) {
     return error == std::errc{} && end == text.data() + text.size() ? std::optional{number} : std::nullopt;
 }
 
-/// Backslashes first, or those of the quotes would be doubled.
 std::string escaped(std::string_view text) {
     std::string plain;
     for (const char letter : text) {
