@@ -8,26 +8,6 @@
 
 namespace larkmoor::understudy {
 
-namespace {
-
-using WindowDoor::Journey::Action;
-
-std::string_view word(Action action) {
-    switch (action) {
-        case Action::build:
-            return "build";
-        case Action::refresh:
-            return "refresh";
-        case Action::front:
-            return "front";
-        case Action::nothing:
-            break;
-    }
-    return "leave";
-}
-
-}  // namespace
-
 Windows::Windows(DistributedNotifications& notifications, std::string support)
     : notifications_(notifications), support_(std::move(support)) {
     door_ = notifications_.observe(
@@ -43,7 +23,8 @@ void Windows::open(WindowDoor::Pane pane, bool front) {
         seen_.push_back(fmt::format("open {}", rawText(pane)));
         return;
     }
-    seen_.push_back(fmt::format("{} onboarding", word(WindowDoor::journeyDoor(isJourneyLive_, isJourneyLive_, front))));
+    seen_.push_back(
+        fmt::format("{} onboarding", rawText(WindowDoor::journeyDoor(isJourneyLive_, isJourneyLive_, front))));
     tellJourney(true);
 }
 

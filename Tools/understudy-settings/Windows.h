@@ -21,7 +21,7 @@ class Windows {
     /// Closes what is open; the menu is told of the journey's window.
     void close();
 
-    /// What was asked, in order: "build onboarding", "front stats", ...
+    /// What was asked, in order: "build onboarding", "open stats", ...
     const std::vector<std::string>& seen() const { return seen_; }
 
   private:

@@ -30,7 +30,7 @@ bool wantsFront(const UserInfo& userInfo);
 
 namespace Journey {
 
-enum class Action { build, refresh, front, nothing };
+BOOST_DEFINE_ENUM_CLASS(Action, build, refresh, front, nothing)
 
 }  // namespace Journey
 
