@@ -130,6 +130,7 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     RefusalRun refusals_;
     bool refreshing_ = false;
     bool setupMode_ = false;
+    bool quitting_ = false;  // or asking whether to
     std::optional<bool> lastWarranted_;
 
     Completion registered_;  // task A has ended

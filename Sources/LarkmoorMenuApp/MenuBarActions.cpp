@@ -107,6 +107,8 @@ Task<void> MenuBar::inform(std::string sentence) {
 }
 
 Task<void> MenuBar::quitEverything() {
+    // The alert is modal: while it is up, and while a quit is under way, the row does nothing.
+    if (std::exchange(quitting_, true)) co_return;
     const auto chosen = co_await platform_.alerts.show(
         Alert{.style = Alert::Style::warning,
               .message = "Quit Larkmoor?",
@@ -114,6 +116,7 @@ Task<void> MenuBar::quitEverything() {
               .buttons = {"Quit", "Cancel"},
               .showsApplicationIcon = true});
     if (chosen == 0) co_await quitAllOf();
+    quitting_ = false;
 }
 
 Task<void> MenuBar::cancelLocalModelsAndQuit() {

@@ -143,6 +143,10 @@ TEST_F(MenuBarTest, QuitIsAskedForFirst) {
     EXPECT_THAT(done, IsEmpty());
     EXPECT_THAT(asked, IsEmpty());
     EXPECT_THAT(applications.terminated, IsEmpty());
+    daemon = Daemon::silent;
+    alerts.choice = 0;
+    EXPECT_TRUE(click("Quit") && click("Quit"));
+    EXPECT_EQ(alerts.shown.size(), 3U) << "a quit under way is not asked for again";
 }
 
 TEST_F(MenuBarTest, ADaemonThatIsGoneDoesNotStopTheQuit) {
