@@ -14,14 +14,6 @@ namespace {
 using Words = std::vector<std::string>;
 using enum LoginItemStatus;
 
-TEST(Supervision, NamesAreTheFamilys) {
-    EXPECT_EQ(LoginItems::daemonAgentPlistName, "tools.fenwright.larkmoor.gateway.plist");
-    EXPECT_EQ(LoginItems::looseAgentPlistPath("/h"), "/h/Library/LaunchAgents/tools.fenwright.larkmoor.gateway.plist");
-    EXPECT_EQ(LoginItems::inBundlePlistPath("/L.app"),
-              "/L.app/Contents/Library/LaunchAgents/tools.fenwright.larkmoor.gateway.plist");
-    EXPECT_EQ(QuitSentinel::defaultPath("/s"), "/s/Larkmoor/quit-requested");
-}
-
 /// A service, a manager and a log that write one story between them.
 class DaemonAgentTest : public ::testing::Test, protected LoginItemService, protected LaunchAgents {
   protected:

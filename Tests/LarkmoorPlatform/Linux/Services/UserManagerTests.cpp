@@ -145,8 +145,14 @@ class UserManagerTest : public ::testing::Test {
 };
 
 TEST_F(UserManagerTest, AnItemIsRegisteredAndGoneWithoutATrace) {
-    SystemdAgentItem item{*units, writeList()};
+    const std::string list = writeList();
+    SystemdAgentItem item{*units, list};
     EXPECT_EQ(status(item), LoginItemStatus::notRegistered);
+    // Ended halfway, and completed by the next one.
+    const AgentUnitFiles files{folders};
+    ASSERT_TRUE(files.write(*AgentUnit::translate(*Files::read(list), list)).has_value());
+    ASSERT_EQ(::unlink(files.unit(unit).c_str()), 0);
+    EXPECT_EQ(status(item), LoginItemStatus::notRegistered) << "a link alone is no word of the person's";
     ASSERT_TRUE(registers(item));
     EXPECT_EQ(status(item), LoginItemStatus::enabled);
     EXPECT_EQ(print(), 0);
@@ -239,25 +245,6 @@ TEST_F(UserManagerTest, ThePersonsNoIsNeverOverruled) {
     }
 }
 
-TEST_F(UserManagerTest, WhatWasLeftInBetweenIsCompleted) {
-    const std::string list = writeList();
-    SystemdAgentItem item{*units, list};
-    const AgentUnitFiles files{folders};
-    ASSERT_TRUE(files.write(*AgentUnit::translate(*Files::read(list), list)).has_value());
-    EXPECT_EQ(status(item), LoginItemStatus::enabled);
-    ASSERT_EQ(::unlink(files.unit(unit).c_str()), 0);
-    EXPECT_EQ(status(item), LoginItemStatus::notRegistered) << "a link alone is no word of the person's";
-    EXPECT_TRUE(registers(item));
-    EXPECT_GT(process(), 0);
-}
-
-TEST_F(UserManagerTest, AListThatCannotBeLoadedChangesNothing) {
-    const std::string list = writeList("<key>StartInterval</key><integer>5</integer>");
-    EXPECT_EQ(bootstrap(list), LaunchAgents::inputOutputError);
-    EXPECT_EQ(bootstrap(list + ".not"), LaunchAgents::inputOutputError);
-    EXPECT_FALSE(std::filesystem::exists(folders.data + "/systemd/user"));
-}
-
 TEST(WithoutAManager, NothingIsWrittenAndNothingIsAnswered) {
     MainLoop loop;
     const testing::PrivateBus privateBus;
@@ -272,6 +259,7 @@ TEST(WithoutAManager, NothingIsWrittenAndNothingIsAnswered) {
     std::ofstream{list} << R"(<plist version="1.0"><dict><key>Label</key><string>a.b</string><key>Program</key>)"
                            R"(<string>/bin/true</string></dict></plist>)";
     EXPECT_FALSE(runTask(loop, agents.bootstrap("gui/999", list))->has_value());
+    EXPECT_EQ(runTask(loop, agents.bootstrap("gui/999", list + ".not")), LaunchAgents::inputOutputError);
     SystemdAgentItem item{units, list};
     EXPECT_EQ(runTask(loop, item.status()), LoginItemStatus::notFound);
     EXPECT_FALSE(runTask(loop, item.registerItem())->has_value());
