@@ -62,10 +62,10 @@ class Session:
                         "tools.fenwright.larkmoor.journey-visible", journey, "0"], check=True)
 
     def tray(self, *words):
-        return subprocess.run([str(self.tray_tool), *words], env=self.environment, capture_output=True, text=True, timeout=30)
+        return subprocess.run([str(self.tray_tool), *words], env=self.environment, capture_output=True, text=True, timeout=90)
 
     def shown(self):
-        return json.loads(self.tray("show", "--json", "--wait", "10").stdout)
+        return json.loads(self.tray("show", "--json", "--wait", "30").stdout)
 
     def labels(self):
         return [row["label"].strip() for row in self.shown()["menu"] if not row["separator"]]
@@ -83,7 +83,7 @@ class Session:
         self.folder.cleanup()
 
 
-def wait(what, condition, seconds=20):
+def wait(what, condition, seconds=60):
     end = time.monotonic() + seconds
     while not condition():
         if time.monotonic() > end:
