@@ -1,19 +1,22 @@
 # Sourced: a real panel on a screen and a session bus of its own, and hands to click with. Nothing outside is touched,
 # and all of it ends with the script that sources this.
 #
-#   panel_start xfce|lxqt [light|dark]   screen, bus, panel; returns once the panel takes items. Sets $DISPLAY and
-#                                        $DBUS_SESSION_BUS_ADDRESS for what is started after it.
-#   panel_run PROGRAM [ARGUMENT...]      starts a program; its words go to $panel_work/said, and it takes orders from
-#   panel_say ORDER...                   this one
-#   panel_heard TEXT [SECONDS]           waits until the program has said a line with this text
-#   panel_icon                           waits for the program's icon and remembers its place
-#   panel_click [BUTTON]                 clicks the icon, by default with the button that opens a menu on this panel
-#   panel_keys KEY...                    "Down Return", as xdotool names them
-#   panel_shot FILE.png                  the screen
-#   panel_icon_shot FILE.png             the icon's place on it
-#   panel_settle                         waits until the screen stands still
-#   panel_again                          ends the panel, hard, and starts it again
-#   panel_program_end                    ends the program that panel_run started
+#   panel_start xfce|lxqt [light|dark]     screen, bus, panel; returns once the panel takes items. Sets $DISPLAY and
+#                                          $DBUS_SESSION_BUS_ADDRESS for what is started after it.
+#   panel_daemon UNDERSTUDY [ARGUMENT...]  a home that is set up ($panel_support), and the daemon's understudy in it;
+#                                          returns once that serves
+#   panel_order NAME [ARGUMENT...]         what the understudy is to do, as dbus-send spells it
+#   panel_run PROGRAM [ARGUMENT...]        starts a program; its words go to $panel_work/said
+#   panel_wait SECONDS WHAT COMMAND...     waits until the command is true; false, and WHAT is said to be missing, if not
+#   panel_icon                             waits for the program's icon and remembers its place
+#   panel_open, panel_close                clicks the icon and waits for its menu; closes it and waits for its end
+#   panel_menu_shows                       whether it is open
+#   panel_keys KEY...                      "Down Return", as xdotool names them
+#   panel_shot FILE.png                    the screen
+#   panel_icon_shot FILE.png               the icon's place on it
+#   panel_differs A.png B.png              the box of what differs, "WxH+X+Y"; false if nothing does
+#   panel_settle                           waits until the screen stands still
+#   panel_again                            ends the panel, hard, and starts it again
 
 panel_needs=(Xvfb dbus-daemon dbus-send xdotool import convert)
 panel_children=()
@@ -24,7 +27,8 @@ panel_missing() {
     for tool in "${panel_needs[@]}" "$@"; do command -v "$tool" >/dev/null || printf '%s ' "$tool"; done
 }
 
-panel_wait() {  # panel_wait SECONDS WHAT COMMAND...
+# Counts its turns and not the time, so that a busy machine gets as many looks as an idle one.
+panel_wait() {
     local turns=$(($1 * 20)) what=$2
     shift 2
     while ! "$@"; do
@@ -55,7 +59,8 @@ panel_start() {
     export DBUS_SESSION_BUS_ADDRESS
 
     "panel_configure_$panel_kind"
-    panel_launch
+    panel_shot "$panel_work/bare.png"
+    panel_launch || return 1
     panel_shot "$panel_work/before.png"
 }
 
@@ -63,15 +68,13 @@ panel_launch() {
     "${panel_command[@]}" >>"$panel_work/panel.log" 2>&1 &
     panel_pid=$!
     panel_children+=("$panel_pid")
-    panel_wait 30 "watcher of $panel_kind" panel_has_watcher || return 1
-    panel_settle
+    panel_wait 30 "watcher of $panel_kind" panel_has_watcher && panel_wait 30 "$panel_kind" panel_is_drawn && panel_settle
 }
 
 panel_again() {
     kill -9 "$panel_pid"
     wait "$panel_pid" 2>/dev/null
-    panel_wait 5 "end of the panel" panel_has_no_watcher || return 1
-    panel_launch
+    panel_wait 5 "end of the panel" panel_has_no_watcher && panel_launch
 }
 
 panel_configure_xfce() {
@@ -133,28 +136,35 @@ panel_has_watcher() {
 
 panel_has_no_watcher() { ! panel_has_watcher; }
 
+panel_is_drawn() {
+    panel_shot "$panel_work/now.png"
+    panel_differs "$panel_work/bare.png" "$panel_work/now.png" >/dev/null
+}
+
+panel_daemon() {
+    panel_support="$HOME/Library/Application Support/Larkmoor"
+    mkdir -p "$panel_support" "$HOME/Library/Logs"
+    touch "$panel_support"/{terms-agreed,recovery-key-passed,data.db}
+    "$@" >"$panel_work/daemon.log" 2>&1 &
+    panel_daemon_pid=$!
+    panel_children+=("$panel_daemon_pid")
+    panel_wait 10 "daemon" panel_order Subscribers >/dev/null 2>&1
+}
+
+panel_order() {
+    dbus-send --session --print-reply --dest=tools.fenwright.larkmoor.gateway /tools/fenwright/larkmoor/understudy \
+        "tools.fenwright.larkmoor.Understudy.$1" "${@:2}"
+}
+
 panel_run() {
-    mkfifo "$panel_work/orders"
-    exec {panel_orders}<>"$panel_work/orders"
-    "$@" <"$panel_work/orders" >"$panel_work/said" 2>&1 &
+    "$@" >"$panel_work/said" 2>&1 &
     panel_program=$!
     panel_children+=("$panel_program")
 }
 
-panel_say() { printf '%s\n' "$*" >&"$panel_orders"; }
-
-panel_heard() { panel_wait "${2:-5}" "\"$1\" from the program" grep -qF -- "$1" "$panel_work/said"; }
-
-panel_program_end() {
-    kill "$panel_program" 2>/dev/null
-    wait "$panel_program" 2>/dev/null
-    exec {panel_orders}>&-
-    rm -f "$panel_work/orders"
-}
-
 panel_shot() { import -silent -window root "$1"; }
 
-panel_differs() {  # panel_differs A B: the box of what differs, "WxH+X+Y"; false if nothing does
+panel_differs() {
     local box
     box=$(convert "$1" "$2" -compose difference -composite -colorspace gray -threshold 4% -trim -format '%wx%h%O' info: 2>/dev/null)
     case $box in ''|0x0*|1x1-1-1|*-1-1) return 1 ;; esac
@@ -164,7 +174,7 @@ panel_differs() {  # panel_differs A B: the box of what differs, "WxH+X+Y"; fals
 panel_settle() {
     local turn
     panel_shot "$panel_work/now.png"
-    for turn in 1 2 3 4 5 6 7 8 9 10 11 12; do
+    for turn in {1..12}; do
         mv "$panel_work/now.png" "$panel_work/then.png"
         sleep 0.25
         panel_shot "$panel_work/now.png"
@@ -178,7 +188,10 @@ panel_icon_appeared() {
 }
 
 panel_icon() {
-    panel_wait 15 "icon on the panel" panel_icon_appeared || return 1
+    if ! panel_wait 15 "icon on the panel" panel_icon_appeared; then
+        cat "$panel_work/said" "$panel_work/panel.log" >&2
+        return 1
+    fi
     panel_settle
     panel_icon_appeared
     local width height x y
@@ -191,9 +204,24 @@ panel_icon_shot() {
     convert "$panel_work/now.png" -crop "$panel_place" +repage "$1"
 }
 
-panel_click() {
-    xdotool mousemove "$panel_x" "$panel_y" click "${1:-$panel_button}"
-    panel_settle
+# A menu is higher than the icon with the tip that a panel shows below it.
+panel_menu_shows() {
+    local box
+    panel_shot "$panel_work/now.png"
+    box=$(panel_differs "$panel_work/closed.png" "$panel_work/now.png") && box=${box#*x} && [ "${box%%+*}" -gt 100 ]
+}
+
+panel_menu_is_gone() { ! panel_menu_shows; }
+
+panel_open() {
+    panel_shot "$panel_work/closed.png"
+    xdotool mousemove "$panel_x" "$panel_y" click "$panel_button"
+    panel_wait 10 "menu" panel_menu_shows && panel_settle
+}
+
+panel_close() {
+    xdotool key Escape mousemove 500 500
+    panel_wait 10 "end of the menu" panel_menu_is_gone && panel_settle
 }
 
 panel_keys() {

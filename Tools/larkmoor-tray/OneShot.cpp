@@ -36,10 +36,11 @@ int complain(const std::string& why) {
 template <class Find>
 Task<std::invoke_result_t<Find>> await(Find find, std::chrono::milliseconds wait, TrayHost& host, Changes& changes) {
     const auto deadline = Clock::now() + wait;
+    const auto patience = std::max(deadline, Clock::now() + patienceWithItems);
     for (;;) {
         auto found = find();
         if (found) co_return found;
-        const auto end = host.isSettled() ? deadline : std::max(deadline, Clock::now() + patienceWithItems);
+        const auto end = host.isSettled() ? deadline : patience;
         if (Clock::now() >= end) co_return found;
         co_await changes.next(end);
     }
