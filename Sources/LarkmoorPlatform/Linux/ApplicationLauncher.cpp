@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "LarkmoorPlatform/Files.h"
+#include "LarkmoorPlatform/Linux/ActivationToken.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 #include "LarkmoorPlatform/PropertyList.h"
 
@@ -26,11 +27,8 @@ std::string executableOf(const std::string& path) {
 }  // namespace
 
 void ApplicationLauncher::open(const std::string& path, std::vector<std::string> arguments) {
-    ProcessEnvironment environment;
-    if (const std::string token = activationToken_(); !token.empty()) {
-        environment.changes["XDG_ACTIVATION_TOKEN"] = token;
-    }
-    const auto launched = runner_.launch(executableOf(path), std::move(arguments), std::move(environment));
+    const auto launched =
+        runner_.launch(executableOf(path), std::move(arguments), environmentWithToken(activationToken_()));
     if (!launched) {
         platformLog(fmt::format("[larkmoor-menu] {} could not be opened: {}", path, launched.error().description()));
     }

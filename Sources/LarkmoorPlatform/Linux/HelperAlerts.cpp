@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "LarkmoorAlert/AlertProtocol.h"
+#include "LarkmoorPlatform/Linux/ActivationToken.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 #include "LarkmoorPlatform/Text.h"
 
@@ -87,12 +88,11 @@ Task<std::optional<int>> HelperAlerts::show(Alert alert) {
     }
     ProcessRequest request{
         .executable = options_.helper,
-        .environment = {.changes = {{"XDG_ACTIVATION_TOKEN", std::nullopt}, {"DESKTOP_STARTUP_ID", std::nullopt}}},
+        .environment = environmentWithToken(token),
         .input = ProcessInputs::FromBytes{requestFor(alert, options_.build)},
         .output = ProcessOutputs::Captured{},
         .errors = ProcessOutputs::Captured{},
         .budget = patience};
-    if (!token.empty()) request.environment.changes["XDG_ACTIVATION_TOKEN"] = token;
     const ProcessResult result = co_await runner_.run(std::move(request));
     if (waiting_.empty()) {
         isShowing_ = false;
