@@ -1,15 +1,11 @@
 // A menu between a scripted daemon and a platform that only takes notes.
 #pragma once
 
+#include "LarkmoorMenuApp/FakePlatform.h"
 #include "LarkmoorMenuApp/MenuBar.h"
 #include "LarkmoorPlatform/Completion.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
-#include "Support/FakeAlerts.h"
-#include "Support/FakeApplications.h"
 #include "Support/FakeDoor.h"
-#include "Support/FakeNotifications.h"
-#include "Support/FakeStatusItem.h"
-#include "Support/ManualTimers.h"
 #include "Support/RunUntil.h"
 
 namespace larkmoor::testing {
@@ -88,12 +84,12 @@ class MenuBarTest : public ::testing::Test {
         return clicked;
     }
     /// The titles of the rows that show, and "-" for a separator.
-    Words visible() const {
+    std::string visible() const {
         Words titles;
         for (const auto& one : menu->rows().inOrder) {
             if (!one->hidden()) titles.push_back(one->isSeparator() ? "-" : one->title());
         }
-        return titles;
+        return fmt::format("{}", fmt::join(titles, " | "));
     }
 
     static Task<void> noted(Words& list, std::string word, Completion* until = nullptr) {
