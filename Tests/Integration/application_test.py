@@ -43,8 +43,9 @@ class Application(unittest.TestCase):
         self.expect("Recording")
         # Silent: the daemon dies during a request, and its successor takes the repeated one and never answers.
         session.order("SetDelay", "int64:60000")
+        asked = session.questions()
         session.refresh()
-        time.sleep(0.5)
+        wait("question", lambda: session.questions() > asked)
         session.kill_daemon()
         session.start_daemon(silent=True)
         wait("word of the silence", lambda: "Larkmoor is running but did not answer in 3s — it may be busy starting up; try again "
@@ -104,10 +105,10 @@ class Application(unittest.TestCase):
         session.start_daemon()
         self.expect("Recording")
         second = session.start(session.bundle / "Contents/MacOS/larkmoor-menubar")
-        self.assertEqual(second.wait(timeout=10), 0)
+        self.assertEqual(second.wait(timeout=60), 0)
         self.assertIsNone(session.application.poll())
         session.application.send_signal(signal.SIGTERM)
-        self.assertEqual(session.application.wait(timeout=10), 0)
+        self.assertEqual(session.application.wait(timeout=60), 0)
 
 
 unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -55,6 +55,9 @@ class Session:
                                f"tools.fenwright.larkmoor.Understudy.{name}", *arguments],
                               env=self.environment, capture_output=True, text=True)
 
+    def questions(self):
+        return self.order("Log").stdout.count('"health"')
+
     def refresh(self, journey="0"):
         """Any word of the journey's window is a refresh."""
         subprocess.run(["busctl", "--address", self.environment["DBUS_SESSION_BUS_ADDRESS"], "emit",

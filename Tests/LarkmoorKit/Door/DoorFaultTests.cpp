@@ -40,11 +40,6 @@ TEST(DoorFault, SpeaksToTheLetter) {
     }
 }
 
-TEST(DoorFault, AfterTwoFailuresTheNameDecides) {
-    EXPECT_EQ(forDoubleFailure(true), DoorFault::refused);
-    EXPECT_EQ(forDoubleFailure(false), DoorFault::absent);
-}
-
 TEST(DoorRedial, CountsWholeSecondsAndOneAtLeast) {
     EXPECT_EQ(DoorRedial::standard.budget, seconds{3});
     EXPECT_EQ(DoorRedial::standard.pause, milliseconds{100});

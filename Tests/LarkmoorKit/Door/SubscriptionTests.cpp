@@ -1,5 +1,4 @@
 // The door's second connection, which brings events.
-#include "LarkmoorKit/Door/SubscriptionGate.h"
 #include "Support/DoorFixture.h"
 
 namespace larkmoor::testing {
@@ -101,13 +100,6 @@ TEST_F(SubscriptionTest, UsesTheDefaultDial) {
     split->subscribe([](const GatewayEvent&) {});
     EXPECT_EQ(requests.dialled(), 1U);
     EXPECT_EQ(door.dialled(), before + 1);
-}
-
-TEST(SubscriptionGate, OpensWhatIsWantedAndGone) {
-    EXPECT_TRUE(SubscriptionGate::shouldReopen(true, false));
-    EXPECT_FALSE(SubscriptionGate::shouldReopen(true, true));
-    EXPECT_FALSE(SubscriptionGate::shouldReopen(false, false));
-    EXPECT_FALSE(SubscriptionGate::shouldReopen(false, true));
 }
 
 }  // namespace

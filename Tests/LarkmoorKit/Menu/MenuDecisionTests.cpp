@@ -1,7 +1,6 @@
-// What the menu says: health, titles, and what the log hears of a click.
+// What the menu says: health and titles.
 #include "LarkmoorKit/Menu/MenuHeaderTitle.h"
 #include "LarkmoorKit/Menu/MenuHealth.h"
-#include "LarkmoorKit/Menu/OutcomeNote.h"
 
 namespace larkmoor {
 namespace {
@@ -31,7 +30,6 @@ TEST(MenuHealth, ReadsTheAnswer) {
         {text("paused (resumes 9:00) (resumes 10:00)"), Paused{"9:00"}},
         {text("resumes 14:30"), Attention{"resumes 14:30"}},
         {GatewayResponse::Ok{}, unread},
-        {GatewayResponse::Flag{true}, unread},
         {GatewayResponse::Unimplemented{"health"}, unread},
         {GatewayResponse::Failure{"no room"}, Attention{"no room"}},
     };
@@ -44,14 +42,6 @@ TEST(MenuHealth, ReadsTheAnswer) {
 TEST(MenuHeaderTitle, HasAMarkForWhatNobodyKnows) {
     EXPECT_EQ(MenuHeaderTitle::title("Larkmoor", "2.1", "340"), "Larkmoor (v2.1 · build 340)");
     EXPECT_EQ(MenuHeaderTitle::title("Larkmoor", std::nullopt, std::nullopt), "Larkmoor (v? · build ?)");
-}
-
-TEST(OutcomeNote, IsForWhatWasNotDone) {
-    EXPECT_EQ(outcomeNote("pause", GatewayResponse::Ok{}), std::nullopt);
-    EXPECT_EQ(outcomeNote("pause_for", GatewayResponse::Unimplemented{"pauseFor"}),
-              "pause_for refused — this daemon does not accept pauseFor");
-    EXPECT_EQ(outcomeNote("resume", GatewayResponse::Failure{"no microphone"}), "resume refused — no microphone");
-    EXPECT_EQ(outcomeNote("pause", GatewayResponse::Text{"ok"}), "pause answered with an unexpected reply shape");
 }
 
 }  // namespace
