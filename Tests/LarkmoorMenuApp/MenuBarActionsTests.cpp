@@ -10,9 +10,6 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using Posted = FakeNotifications::Posted;
-
-const RunningApplication ownSettings{7, "/x/settings", std::string{ClientInstance::settingsID}};
 
 TEST_F(MenuBarTest, RecordingRowsOrderAndShowWhatIsTrue) {
     struct Case {
@@ -63,7 +60,7 @@ TEST_F(MenuBarTest, WindowsAreAskedForOrOpened) {
         tellJourney(row.front ? "1" : "0");
         const auto clicked = [&] {
             done.clear();
-            notifications.posted.clear();
+            static_cast<void>(panes());
             EXPECT_TRUE(click(row.title));
             return done;
         };
@@ -78,13 +75,10 @@ TEST_F(MenuBarTest, WindowsAreAskedForOrOpened) {
         EXPECT_EQ(clicked(), withWord({fmt::format("open {} --window={}", beside, row.pane)}, "launch"));
         std::filesystem::create_directories(inside);
         EXPECT_EQ(clicked(), withWord({fmt::format("open {} --window={}", inside, row.pane)}, "launch"));
-        EXPECT_THAT(notifications.posted, IsEmpty());
-        applications.running = {ownSettings};
+        EXPECT_THAT(panes(), IsEmpty());
+        runSettings();
         EXPECT_EQ(clicked(), withWord({}, "door post"));
-        using Info = DistributedNotifications::Info;
-        EXPECT_THAT(notifications.posted,
-                    ElementsAre(Posted{"tools.fenwright.larkmoor.open-window", std::string{row.pane},
-                                       row.front ? Info{{"front", "1"}} : Info{}}));
+        EXPECT_THAT(panes(), ElementsAre(fmt::format("{}{}", row.pane, row.front ? "!" : "")));
     }
 }
 
@@ -133,7 +127,7 @@ TEST_F(MenuBarTest, QuitEndsTheFamilyAndNobodyElse) {
 }
 
 TEST_F(MenuBarTest, QuitIsAskedForFirst) {
-    applications.running = {ownSettings};
+    runSettings();
     launch();
     asked.clear();
     for (const auto& choice : {std::optional{1}, std::optional<int>{}}) {

@@ -71,6 +71,19 @@ class MenuBarTest : public ::testing::Test {
         settle();
     }
 
+    /// The settings application runs, and is asked for its panes.
+    void runSettings() { applications.running = {{7, "/x/settings", std::string{ClientInstance::settingsID}}}; }
+    /// Those that it was asked for since, with "!" behind one that is to come to the front.
+    Words panes() {
+        Words wanted;
+        for (const auto& [name, object, info] : std::exchange(notifications.posted, {})) {
+            if (name != "tools.fenwright.larkmoor.open-window") continue;
+            EXPECT_TRUE(info.empty() || info == (DistributedNotifications::Info{{"front", "1"}}));
+            wanted.push_back(object.value_or("none") + (info.empty() ? "" : "!"));
+        }
+        return wanted;
+    }
+
     std::shared_ptr<MenuRow> row(std::string_view title) const {
         const auto& rows = menu->rows().inOrder;
         const auto found =

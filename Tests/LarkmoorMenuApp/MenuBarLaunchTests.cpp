@@ -60,7 +60,7 @@ TEST_F(MenuBarTest, RowsAreAsTheTableHasThemAtLaunch) {
 }
 
 TEST_F(MenuBarTest, TheMemoryHasARowThatStandsInNoMenu) {
-    applications.running = {{7, "/x/settings", std::string{ClientInstance::settingsID}}};
+    runSettings();
     launch();
     const auto& memory = menu->rows().memory;
     EXPECT_EQ(memory->title(), "Memory");
@@ -68,8 +68,7 @@ TEST_F(MenuBarTest, TheMemoryHasARowThatStandsInNoMenu) {
     EXPECT_THAT(item->menu->rows(), Not(Contains(memory)));
     memory->action()();
     settle();
-    EXPECT_THAT(notifications.posted,
-                ElementsAre(FakeNotifications::Posted{"tools.fenwright.larkmoor.open-window", "editor", {}}));
+    EXPECT_THAT(panes(), ElementsAre("editor"));
 }
 
 TEST_F(MenuBarTest, TheIconSaysNothingOfHealthBeforeAnAnswer) {
@@ -146,17 +145,11 @@ TEST_F(MenuBarLaunchTest, UpdatesWaitForTheAgentAndGoInOrder) {
 }
 
 TEST_F(MenuBarTest, TheJourneyOpensByItselfWhenItIsOwed) {
-    applications.running = {{7, "/x/settings", std::string{ClientInstance::settingsID}}};
+    runSettings();
     for (const auto& answer : {std::optional{true}, std::optional{false}, std::optional<bool>{}}) {
         warranted = answer;
-        notifications.posted.clear();
         launch();
-        if (answer != true) {
-            EXPECT_THAT(notifications.posted, IsEmpty());
-            continue;
-        }
-        EXPECT_THAT(notifications.posted,
-                    ElementsAre(FakeNotifications::Posted{"tools.fenwright.larkmoor.open-window", "onboarding", {}}));
+        EXPECT_EQ(panes(), answer == true ? Words{"onboarding"} : Words{});
     }
     EXPECT_THAT(done, IsEmpty()) << "a window behind others is no line of the setup log";
 }
@@ -165,23 +158,21 @@ TEST_F(MenuBarTest, StartingItAgainLeadsToTheRightWindow) {
     struct Case {
         bool visible;
         std::optional<bool> warranted;
-        std::optional<std::string> pane;
+        Words panes;
     };
     duties.releaseQuitIfHeld = noting("release quit");
     launch();
-    applications.running = {{7, "/x/settings", std::string{ClientInstance::settingsID}}};
+    runSettings();
     for (const Case& row :
-         {Case{true, false, "onboarding"}, Case{true, std::nullopt, "onboarding"}, Case{false, true, "onboarding"},
-          Case{false, false, "settings"}, Case{false, std::nullopt, std::nullopt}}) {
+         {Case{true, false, {"onboarding"}}, Case{true, std::nullopt, {"onboarding"}},
+          Case{false, true, {"onboarding"}}, Case{false, false, {"settings"}}, Case{false, std::nullopt, {}}}) {
         warranted = row.warranted;
         tellJourney(row.visible ? "1" : "0");
-        notifications.posted.clear();
         done.clear();
         EXPECT_FALSE(menu->applicationShouldHandleReopen());
         settle();
         EXPECT_THAT(done, ElementsAre("release quit"));
-        EXPECT_EQ(notifications.posted.size(), row.pane ? 1U : 0U);
-        if (row.pane) EXPECT_EQ(notifications.posted.front().object, row.pane);
+        EXPECT_EQ(panes(), row.panes);
     }
 }
 

@@ -85,19 +85,6 @@ TEST_F(MenuBarTest, TheBeginningOfTheJourneyLeavesItsRowsAloneUntilThePass) {
     EXPECT_EQ(visible(), setupWith("Recording"));
 }
 
-TEST_F(MenuBarTest, AnOldTimeIsNotToldAgain) {
-    launch();
-    const MenuRow& row = *menu->rows().resumeRow;
-    for (const auto& [word, title] :
-         {std::pair{"paused (resumes 14:30)", "Resume Recording (auto 14:30)"}, std::pair{"healthy", "Start Recording"},
-          std::pair{"paused (resumes 15:00)", "Resume Recording (auto 15:00)"},
-          std::pair{"the disk is full", "Start Recording"}}) {
-        health = text(word);
-        refresh();
-        EXPECT_EQ(row.title(), title) << word;
-    }
-}
-
 TEST_F(MenuBarTest, TheRecorderIsNotAskedDuringAnAlert) {
     front = state(FrontRecording::blocked);
     launch();

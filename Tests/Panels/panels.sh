@@ -74,7 +74,7 @@ panel_launch() {
 panel_again() {
     kill -9 "$panel_pid"
     wait "$panel_pid" 2>/dev/null
-    panel_wait 5 "end of the panel" panel_has_no_watcher && panel_launch
+    panel_wait 10 "end of the panel" panel_has_no_watcher && panel_launch
 }
 
 panel_configure_xfce() {
@@ -148,7 +148,7 @@ panel_daemon() {
     "$@" >"$panel_work/daemon.log" 2>&1 &
     panel_daemon_pid=$!
     panel_children+=("$panel_daemon_pid")
-    panel_wait 10 "daemon" panel_order Subscribers >/dev/null 2>&1
+    panel_wait 30 "daemon" panel_order Subscribers >/dev/null 2>&1
 }
 
 panel_order() {

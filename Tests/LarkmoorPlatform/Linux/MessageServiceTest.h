@@ -6,7 +6,7 @@
 #include "LarkmoorPlatform/Linux/MessageServiceNames.h"
 #include "LarkmoorPlatform/MessageService.h"
 #include "Support/PrivateBus.h"
-#include "Support/RunUntil.h"
+#include "Support/Settle.h"
 
 namespace larkmoor::testing {
 

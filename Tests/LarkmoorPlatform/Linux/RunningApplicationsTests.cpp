@@ -10,7 +10,7 @@
 #include "LarkmoorPlatform/Linux/ProcessApplications.h"
 #include "Support/ChildProcess.h"
 #include "Support/PrivateBus.h"
-#include "Support/RunUntil.h"
+#include "Support/Settle.h"
 #include "Support/TemporaryFolder.h"
 
 namespace larkmoor {
@@ -227,8 +227,8 @@ TEST_F(RunningApplicationsTests, HearsOfNewApplicationsFromTheServiceManager) {
     std::optional child{start(program)};
     manager.jobIsDone("app-gnome-tools.example.other-1.scope");
     manager.jobIsDone("app-gnome-tools.example.sleeper-1.scope");
-    loop.restart();
-    loop.run_for(100ms);
+    testing::settle(loop, manager.bus);
+    testing::settle(loop, bus);
     child.reset();
     EXPECT_TRUE(testing::runUntil(loop, [&] { return ended == 1; }));
     EXPECT_EQ(manager.subscriptions, 1);

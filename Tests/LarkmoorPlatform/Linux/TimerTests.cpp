@@ -16,29 +16,20 @@ using Wall = std::chrono::system_clock;
 using Steady = std::chrono::steady_clock;
 
 TEST(TimerDescriptorSource, FiresOnceAtTheDateAndNotBefore) {
-    MainLoop loop;
-    TimerDescriptorSource source{loop};
-    int fired = 0;
-    const auto date = source.now() + 150ms;
-    source.schedule(date, 0s, [&] {
-        EXPECT_GE(Wall::now(), date);
-        ++fired;
-    });
-    ASSERT_TRUE(testing::runUntil(loop, [&] { return fired > 0; }));
-    loop.restart();
-    loop.run_for(50ms);
-    EXPECT_EQ(fired, 1);
-}
-
-TEST(TimerDescriptorSource, ADateThatIsOverComesAtOnce) {
     for (const Wall::time_point date :
-         {Wall::now() - 1h, Wall::time_point{}, Wall::time_point{-1h}, Wall::time_point::min()}) {
+         {Wall::now() + 150ms, Wall::now() - 1h, Wall::time_point{}, Wall::time_point{-1h}, Wall::time_point::min()}) {
         MainLoop loop;
         TimerDescriptorSource source{loop};
-        bool fired = false;
-        source.schedule(date, 0s, [&] { fired = true; });
-        EXPECT_FALSE(fired);
-        EXPECT_TRUE(testing::runUntil(loop, [&] { return fired; }, 2s));
+        int fired = 0;
+        source.schedule(date, 0s, [&] {
+            EXPECT_GE(Wall::now(), date);
+            ++fired;
+        });
+        EXPECT_EQ(fired, 0) << "a date that is over comes from the loop too";
+        ASSERT_TRUE(testing::runUntil(loop, [&] { return fired > 0; }));
+        loop.restart();
+        loop.run_for(20ms);
+        EXPECT_EQ(fired, 1);
     }
 }
 
@@ -142,11 +133,12 @@ TEST(RepeatingTimer, MissedBeatsAreOneAndTheRhythmStays) {
         beats.push_back(Steady::now() - began);
         if (beats.size() == 1) std::this_thread::sleep_for(1050ms);
     });
-    ASSERT_TRUE(testing::runUntil(loop, [&] { return beats.size() == 3; }));
     // At 300; busy until 1350; then one for 600, 900 and 1200; and again in step at 1500.
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return beats.size() == 3; }));
     EXPECT_GE(beats[1], 1350ms);
-    EXPECT_GE(beats[2], 1500ms);
-    EXPECT_LT(beats[2] - beats[1], 300ms);
+    EXPECT_GT(beats[2] / 300ms, beats[1] / 300ms);
+    // A busy machine may be late for one beat; out of step it would be late for each.
+    EXPECT_TRUE(testing::runUntil(loop, [&] { return beats.back() % 300ms < 100ms && beats.size() > 2; }));
 }
 
 }  // namespace

@@ -11,19 +11,8 @@ using namespace std::chrono_literals;
 using Step = MenuPresence::Step;
 using Time = MenuPresence::Time;
 
-std::string name(Step step) {
-    switch (step) {
-        case Step::nothing:
-            return ".";
-        case Step::opened:
-            return "opened";
-        case Step::closed:
-            return "closed";
-        case Step::openedAgain:
-            return "opened again";
-    }
-    return {};
-}
+/// In the order of the steps.
+constexpr std::string_view names[] = {".", "opened", "closed", "opened again"};
 
 TEST(MenuPresence, FollowsEachHostsManner) {
     struct Word {
@@ -33,7 +22,7 @@ TEST(MenuPresence, FollowsEachHostsManner) {
     struct Case {
         std::string_view host;
         std::vector<Word> words;
-        std::vector<std::string> want;
+        std::vector<std::string_view> want;
     };
     const Case table[] = {
         {"tells all", {{0ms, 'a'}, {10ms, 'o'}, {5s, 'c'}}, {"opened", ".", "closed"}},
@@ -50,39 +39,22 @@ TEST(MenuPresence, FollowsEachHostsManner) {
     };
     for (const Case& test : table) {
         MenuPresence presence;
-        std::vector<std::string> steps;
+        std::vector<std::string_view> steps;
         for (const Word& word : test.words) {
             const Time now = Time{} + 1h + word.at;
-            switch (word.what) {
-                case 'a':
-                    steps.push_back(name(presence.aboutToShow(now)));
-                    break;
-                case 'o':
-                    steps.push_back(name(presence.opened(now)));
-                    break;
-                case 'c':
-                    steps.push_back(name(presence.closed()));
-                    break;
-                case 'w':
-                    steps.push_back(name(presence.waited(now)));
-                    break;
-                default:
-                    presence.heard(now), steps.push_back(".");
-            }
+            const bool wasOpen = presence.isOpen();
+            if (word.what == 'h') presence.heard(now);
+            const Step step = word.what == 'a'   ? presence.aboutToShow(now)
+                              : word.what == 'o' ? presence.opened(now)
+                              : word.what == 'c' ? presence.closed()
+                              : word.what == 'w' ? presence.waited(now)
+                                                 : Step::nothing;
+            steps.push_back(names[static_cast<std::size_t>(step)]);
+            EXPECT_EQ(presence.isOpen(), step == Step::nothing ? wasOpen : step != Step::closed) << test.host;
+            EXPECT_EQ(presence.deadline().has_value(), presence.isOpen()) << "nothing wakes up for a closed menu";
         }
         EXPECT_EQ(steps, test.want) << test.host;
     }
-}
-
-TEST(MenuPresence, WaitsOnlyWhileOpen) {
-    MenuPresence presence;
-    EXPECT_EQ(presence.deadline(), std::nullopt);
-    presence.aboutToShow(Time{} + 1h);
-    EXPECT_EQ(presence.deadline(), Time{} + 1h + 20s);
-    presence.heard(Time{} + 1h + 5s);
-    EXPECT_EQ(presence.deadline(), Time{} + 1h + 25s);
-    presence.closed();
-    EXPECT_EQ(presence.deadline(), std::nullopt);
 }
 
 }  // namespace

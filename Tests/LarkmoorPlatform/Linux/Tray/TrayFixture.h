@@ -11,7 +11,7 @@
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/MenuDelegate.h"
 #include "Support/PrivateBus.h"
-#include "Support/RunUntil.h"
+#include "Support/Settle.h"
 
 namespace larkmoor::testing {
 
@@ -26,8 +26,7 @@ class TrayFixture : public ::testing::Test {
     /// Lets both sides do all that they have to, and the host hear of it: each asks the bus, which answers in order.
     void settle() {
         for (SessionBus* bus : {&itemBus, &itemBus, &hostBus}) {
-            const BusMessage call = bus->methodCall("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId");
-            static_cast<void>(runTask(loop, bus->call(call)));
+            testing::settle(loop, *bus);
             runReady(loop);
         }
     }
