@@ -65,11 +65,6 @@ struct StatusNotifierItem::Table {
         return SD_BUS_PROPERTY(name, signature, &property<Write>, 0, 0);
     }
 
-    /// Some hosts show nothing for a name that they cannot find, pixels or not.
-    static std::string findable(const StatusNotifierItem& item, std::string_view icon) {
-        return item.iconThemePath_.empty() ? std::string{} : std::string{icon};
-    }
-
     static const sd_bus_vtable rows[];
 };
 
@@ -82,13 +77,12 @@ const sd_bus_vtable StatusNotifierItem::Table::rows[] = {
     changing("Status", "s", [](auto& item, auto& out) { out.text(item.look_.status); }),
     fixed("WindowId", "i", [](auto&, auto& out) { out.int32(0); }),
     fixed("IconThemePath", "s", [](auto& item, auto& out) { out.text(item.iconThemePath_); }),
-    changing("IconName", "s", [](auto& item, auto& out) { out.text(findable(item, item.look_.iconName)); }),
+    changing("IconName", "s", [](auto& item, auto& out) { out.text(item.look_.iconName); }),
     changing("IconPixmap", "a(iiay)", [](auto& item, auto& out) { writePixmaps(out, glyphPixmaps(item.icon_)); }),
     changing("IconAccessibleDesc", "s", [](auto& item, auto& out) { out.text(item.look_.label); }),
     fixed("OverlayIconName", "s", [](auto&, auto& out) { out.text(""); }),
     fixed("OverlayIconPixmap", "a(iiay)", [](auto&, auto& out) { writePixmaps(out, {}); }),
-    fixed("AttentionIconName", "s",
-          [](auto& item, auto& out) { out.text(findable(item, iconName(StatusIcon::attention))); }),
+    fixed("AttentionIconName", "s", [](auto&, auto& out) { out.text(std::string{iconName(StatusIcon::attention)}); }),
     fixed("AttentionIconPixmap", "a(iiay)",
           [](auto&, auto& out) { writePixmaps(out, glyphPixmaps(StatusIcon::attention)); }),
     changing("AttentionAccessibleDesc", "s", [](auto& item, auto& out) { out.text(item.look_.label); }),

@@ -18,7 +18,7 @@ class StatusNotifierItem : public StatusItem {
   public:
     struct Options {
         std::string title;          ///< the product's name, said until the first icon is set
-        std::string iconThemePath;  ///< a folder that holds "hicolor"; empty leaves hosts with pixels alone
+        std::string iconThemePath;  ///< a folder that holds "hicolor"; some hosts show nothing for a name not found
     };
 
     StatusNotifierItem(MainLoop& loop, SessionBus& bus, Options options);

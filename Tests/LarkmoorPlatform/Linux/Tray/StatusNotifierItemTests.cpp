@@ -153,29 +153,6 @@ TEST_F(StatusNotifierItemTest, HostsThatWereToldReadTheNewIcon) {
     EXPECT_THAT(takeHeard(), IsEmpty());
 }
 
-TEST_F(StatusNotifierItemTest, WithoutAThemeItGivesPixelsAlone) {
-    SessionBus another{loop, daemon.address()};
-    const StatusNotifierItem bare{loop, another, {.title = "Larkmoor", .iconThemePath = ""}};
-    ASSERT_TRUE(runUntil(loop, [&] { return !another.uniqueName().empty(); }));
-    const BusMessage call =
-        hostBus.methodCall(another.uniqueName(), "/StatusNotifierItem", propertiesInterface, "GetAll");
-    BusWriter{call}.text(itemInterface);
-    const BusResult reply = runTask(loop, hostBus.call(call)).value();
-    ASSERT_TRUE(reply.has_value());
-    std::size_t pixmaps = 0;
-    BusReader reader{*reply};
-    reader.properties([&](std::string_view key, std::string_view) {
-        if (key == "IconName" || key == "AttentionIconName") {
-            EXPECT_EQ(reader.text(), "") << key;
-        } else if (key == "IconPixmap") {
-            reader.array("(iiay)", [&] { reader.skip(), ++pixmaps; });
-        } else {
-            reader.skip();
-        }
-    });
-    EXPECT_EQ(pixmaps, 4U);
-}
-
 TEST_F(StatusNotifierItemTest, HasNoActivateThatWouldDelayTheMenu) {
     const BusResult described =
         ask("/StatusNotifierItem", "org.freedesktop.DBus.Introspectable", "Introspect", [](BusWriter&) {});
