@@ -12,36 +12,23 @@ enum class Fate { good, unsaid, served, ofTwo, failure, fails, silent, noPayload
 
 inline std::optional<FakeDoor::Incoming> incoming(Fate fate) {
     const GatewayResponse healthy = GatewayResponse::Text{"healthy"};
-    MessageDictionary reply;
-    switch (fate) {
-        case Fate::good:
-            return replyOf(healthy);
-        case Fate::unsaid:
-            return replyOf(healthy, std::nullopt);
-        case Fate::served:
-            reply = replyOf(healthy);
-            XPCWire::setServed(1500, reply);
-            return reply;
-        case Fate::ofTwo:
-            return replyOf(healthy, 2);
-        case Fate::failure:
-            return replyOf(GatewayResponse::Failure{"not now"});
-        case Fate::fails:
-            return broken();
-        case Fate::silent:
-            return std::nullopt;
-        case Fate::noPayload:
-            return reply;
-        case Fate::emptyPayload:
-            return replyOf("");
-        case Fate::noJSON:
-            return replyOf("{\"text\":{}}");
-        case Fate::badOfTwo:
-            reply = replyOf("nonsense");
-            XPCWire::setWire(2, reply);
-            return reply;
-    }
-    return std::nullopt;
+    MessageDictionary served = replyOf(healthy), badOfTwo = replyOf("nonsense");
+    XPCWire::setServed(1500, served);
+    XPCWire::setWire(2, badOfTwo);
+    const std::map<Fate, std::optional<FakeDoor::Incoming>> replies{
+        {Fate::good, replyOf(healthy)},
+        {Fate::unsaid, replyOf(healthy, std::nullopt)},
+        {Fate::served, served},
+        {Fate::ofTwo, replyOf(healthy, 2)},
+        {Fate::failure, replyOf(GatewayResponse::Failure{"not now"})},
+        {Fate::fails, broken()},
+        {Fate::silent, std::nullopt},
+        {Fate::noPayload, MessageDictionary{}},
+        {Fate::emptyPayload, replyOf("")},
+        {Fate::noJSON, replyOf("{\"text\":{}}")},
+        {Fate::badOfTwo, badOfTwo},
+    };
+    return replies.at(fate);
 }
 
 class XPCClientTest : public ::testing::Test {
