@@ -67,6 +67,14 @@ TEST_F(ScreenTest, EscapeClosesAndOtherKeysAreNoOrders) {
     EXPECT_EQ(last("q"), (ScreenAsks{What::quit}));
 }
 
+TEST_F(ScreenTest, TheSelectionOutlivesAChangeOfTheRows) {
+    press("\r\x1b[B");
+    ItemView changed = item(":1.2", "larkmoor");
+    changed.rows.insert(changed.rows.begin() + 2, RowView{.id = 9, .label = "New"});
+    screen.show({changed});
+    EXPECT_EQ(last("\r"), (ScreenAsks{What::click, 3}));
+}
+
 TEST_F(ScreenTest, AnItemThatGoesTakesItsMenuAlong) {
     press("\r");
     screen.show({item(":1.9", "other")});

@@ -86,13 +86,12 @@ Task<std::optional<int>> HelperAlerts::show(Alert alert) {
         waiting_.push_back(&turn);
         co_await turn.wait();
     }
-    ProcessRequest request{
-        .executable = options_.helper,
-        .environment = environmentWithToken(token),
-        .input = ProcessInputs::FromBytes{requestFor(alert, options_.build)},
-        .output = ProcessOutputs::Captured{},
-        .errors = ProcessOutputs::Captured{},
-        .budget = patience};
+    ProcessRequest request{.executable = options_.helper,
+                           .environment = environmentWithToken(token),
+                           .input = ProcessInputs::FromBytes{requestFor(alert, options_.build)},
+                           .output = ProcessOutputs::Captured{},
+                           .errors = ProcessOutputs::Captured{},
+                           .budget = patience};
     const ProcessResult result = co_await runner_.run(std::move(request));
     if (waiting_.empty()) {
         isShowing_ = false;

@@ -1,8 +1,8 @@
 #include "LarkmoorPlatform/DistributedNotifications.h"
 
 #include "LarkmoorPlatform/Linux/BusDistributedNotifications.h"
+#include "Support/Linux/Settle.h"
 #include "Support/PrivateBus.h"
-#include "Support/Settle.h"
 
 namespace larkmoor::testing {
 namespace {

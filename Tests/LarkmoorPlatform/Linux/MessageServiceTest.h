@@ -5,8 +5,8 @@
 #include "LarkmoorPlatform/Linux/MessageServiceListener.h"
 #include "LarkmoorPlatform/Linux/MessageServiceNames.h"
 #include "LarkmoorPlatform/MessageService.h"
+#include "Support/Linux/Settle.h"
 #include "Support/PrivateBus.h"
-#include "Support/Settle.h"
 
 namespace larkmoor::testing {
 

@@ -22,28 +22,6 @@ TEST_F(MessageServiceTest, FailsAtOnceWithoutAnOwner) {
     EXPECT_EQ(failures, 1);
 }
 
-TEST_F(MessageServiceTest, HoldsMessagesUntilItIsResumed) {
-    int requests = 0;
-    const Server server{loop, daemon.address(),
-                        [&](MessageDictionary request, const MessageListener::Respond& respond) {
-                            ++requests;
-                            respond(std::move(request));
-                        }};
-    const auto connection = dial();
-    std::vector<std::string> replies;
-    for (const std::string_view text : {"1", "2", "3"}) {
-        connection->sendWithReply(payload(text), [&](const Incoming& incoming) {
-            if (incoming) replies.push_back(payloadOf(*incoming));
-        });
-    }
-    loop.restart();
-    loop.run_for(std::chrono::milliseconds{20});
-    EXPECT_EQ(requests, 0);
-    connection->resume();
-    ASSERT_TRUE(runUntil(loop, [&] { return replies.size() == 3; }));
-    EXPECT_EQ(replies, (std::vector<std::string>{"1", "2", "3"}));
-}
-
 TEST_F(MessageServiceTest, TellsAllThatWaitWhenOneFails) {
     std::vector<MessageListener::Respond> kept;
     const Server server{loop, daemon.address(), [&](const MessageDictionary&, MessageListener::Respond respond) {

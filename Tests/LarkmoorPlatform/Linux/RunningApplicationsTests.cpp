@@ -9,8 +9,8 @@
 #include "LarkmoorPlatform/Linux/ApplicationUnit.h"
 #include "LarkmoorPlatform/Linux/ProcessApplications.h"
 #include "Support/ChildProcess.h"
+#include "Support/Linux/Settle.h"
 #include "Support/PrivateBus.h"
-#include "Support/Settle.h"
 #include "Support/TemporaryFolder.h"
 
 namespace larkmoor {

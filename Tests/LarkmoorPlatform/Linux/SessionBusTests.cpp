@@ -4,8 +4,8 @@
 #include <boost/asio/detached.hpp>
 
 #include "LarkmoorPlatform/Linux/Bus/BusMatch.h"
+#include "Support/Linux/Settle.h"
 #include "Support/PrivateBus.h"
-#include "Support/Settle.h"
 
 namespace larkmoor::testing {
 namespace {

@@ -10,8 +10,8 @@
 #include "LarkmoorPlatform/Linux/Bus/BusMatch.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/MenuDelegate.h"
+#include "Support/Linux/Settle.h"
 #include "Support/PrivateBus.h"
-#include "Support/Settle.h"
 
 namespace larkmoor::testing {
 
