@@ -24,12 +24,10 @@ class BusReader {
     std::string_view text() { return characters('s'); }
     std::string_view path() { return characters('o'); }
     bool boolean() { return basic<int>('b') != 0; }
-    std::uint8_t byte() { return basic<std::uint8_t>('y'); }
     std::int32_t int32() { return basic<std::int32_t>('i'); }
     std::uint32_t uint32() { return basic<std::uint32_t>('u'); }
     std::int64_t int64() { return basic<std::int64_t>('x'); }
     std::uint64_t uint64() { return basic<std::uint64_t>('t'); }
-    double real() { return basic<double>('d'); }
     /// The message's own descriptor, -1 for none; who keeps it takes a duplicate.
     int descriptor() {
         const int value = basic<int>('h');

@@ -26,17 +26,13 @@ class BusWriter {
     /// UTF-8 without a NUL; anything else is refused.
     BusWriter& text(const std::string& value) { return characters('s', value); }
     BusWriter& path(const std::string& value) { return characters('o', value); }
-    BusWriter& signature(const std::string& value) { return characters('g', value); }
     BusWriter& boolean(bool value) {
         const int truth = value ? 1 : 0;
         return basic('b', &truth);
     }
-    BusWriter& byte(std::uint8_t value) { return basic('y', &value); }
     BusWriter& int32(std::int32_t value) { return basic('i', &value); }
     BusWriter& uint32(std::uint32_t value) { return basic('u', &value); }
-    BusWriter& int64(std::int64_t value) { return basic('x', &value); }
     BusWriter& uint64(std::uint64_t value) { return basic('t', &value); }
-    BusWriter& real(double value) { return basic('d', &value); }
     /// The message keeps a duplicate. Refused before the connection stands, where the library would wait for it.
     BusWriter& descriptor(int value) {
         return check([&] {
