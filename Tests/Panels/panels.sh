@@ -74,7 +74,7 @@ panel_launch() {
 panel_again() {
     kill -9 "$panel_pid"
     wait "$panel_pid" 2>/dev/null
-    panel_wait 10 "end of the panel" panel_has_no_watcher && panel_launch
+    panel_wait 20 "end of the panel" panel_has_no_watcher && panel_launch
 }
 
 panel_configure_xfce() {
@@ -188,7 +188,7 @@ panel_icon_appeared() {
 }
 
 panel_icon() {
-    if ! panel_wait 15 "icon on the panel" panel_icon_appeared; then
+    if ! panel_wait 20 "icon on the panel" panel_icon_appeared; then
         cat "$panel_work/said" "$panel_work/panel.log" >&2
         return 1
     fi
@@ -216,12 +216,12 @@ panel_menu_is_gone() { ! panel_menu_shows; }
 panel_open() {
     panel_shot "$panel_work/closed.png"
     xdotool mousemove "$panel_x" "$panel_y" click "$panel_button"
-    panel_wait 10 "menu" panel_menu_shows && panel_settle
+    panel_wait 20 "menu" panel_menu_shows && panel_settle
 }
 
 panel_close() {
     xdotool key Escape mousemove 500 500
-    panel_wait 10 "end of the menu" panel_menu_is_gone && panel_settle
+    panel_wait 20 "end of the menu" panel_menu_is_gone && panel_settle
 }
 
 panel_keys() {
