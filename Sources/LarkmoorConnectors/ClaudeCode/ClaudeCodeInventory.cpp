@@ -57,9 +57,8 @@ std::string decodeProjectPath(std::string_view name) {
     if (name.starts_with('-')) name.remove_prefix(1);
     std::vector<std::string_view> pieces;
     for (const auto piece : std::views::split(name, '-')) pieces.emplace_back(piece.begin(), piece.end());
-    if (!pieces.empty()) {
-        if (auto path = resolve("/", std::string{pieces.front()}, std::span{pieces}.subspan(1))) return *path;
-    }
+    if (pieces.empty()) return "/";
+    if (auto path = resolve("/", std::string{pieces.front()}, std::span{pieces}.subspan(1))) return *path;
     return fmt::format("/{} (decoded path not verified on disk)", fmt::join(pieces, "/"));
 }
 

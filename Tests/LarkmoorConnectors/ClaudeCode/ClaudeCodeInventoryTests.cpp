@@ -27,7 +27,7 @@ void setModified(const std::string& path, int seconds) {
 
 TEST(ClaudeCodeInventoryTest, AProjectsPathIsFoundAgainOnTheDisk) {
     const ConnectorHome home;
-    for (const char* folder : {"me/my-app", "me/my/other", "a/b-c/d", "q-b/c", "me/-x", "x"}) home.makeFolder(folder);
+    for (const char* folder : {"me/my-app", "me/my/other", "a/b-c/d", "q-b/c", "me/-x"}) home.makeFolder(folder);
     home.write("me/notes-file", "");
     struct Case {
         std::string_view name, path;
@@ -40,7 +40,6 @@ TEST(ClaudeCodeInventoryTest, AProjectsPathIsFoundAgainOnTheDisk) {
         {"q/b/c", "q-b/c"},
         {"me/notes/file", "me/notes-file"},
         {"me/-x", "me/-x"},
-        {"x", "x"},
         {"me/gone-app", "me/gone/app", false},
         {"me/my-apps", "me/my/apps", false},
     };
@@ -49,6 +48,7 @@ TEST(ClaudeCodeInventoryTest, AProjectsPathIsFoundAgainOnTheDisk) {
                   home.path(row.path) + (row.isThere ? "" : " (decoded path not verified on disk)"))
             << row.name;
     }
+    EXPECT_EQ(ClaudeCodeInventory::decodeProjectPath("-"), "/");
     EXPECT_EQ(ClaudeCodeInventory::decodeProjectPath("nowhere"), "/nowhere (decoded path not verified on disk)");
 }
 
@@ -58,17 +58,20 @@ TEST(ClaudeCodeInventoryTest, ProjectsByTheirLastActivity) {
     EXPECT_EQ(home.claudeCode().projects(), none);
     home.write(".claude/projects/a file", "");
     EXPECT_EQ(home.claudeCode().projects(), none);
-    home.write(".claude/projects/-gone-old/a.jsonl", "");
-    home.write(".claude/projects/-gone-new/b.jsonl", "");
-    home.write(".claude/projects/-gone-new/memory/MEMORY.md", "four");
-    setModified(home.path(".claude/projects/-gone-old/a.jsonl"), 1000);
-    setModified(home.path(".claude/projects/-gone-old"), 2000);
-    setModified(home.path(".claude/projects/-gone-new/b.jsonl"), 3000);
-    setModified(home.path(".claude/projects/-gone-new/memory/MEMORY.md"), 9000);
-    setModified(home.path(".claude/projects/-gone-new/memory"), 9000);
-    setModified(home.path(".claude/projects/-gone-new"), 1000);
-    const auto at = [](int seconds) { return std::chrono::system_clock::time_point{std::chrono::seconds{seconds}}; };
     const std::string memory = home.path(".claude/projects/-gone-new/memory/MEMORY.md");
+    for (const char* name : {"-gone-old/a.jsonl", "-gone-new/b.jsonl", "-gone-new/memory/MEMORY.md"}) {
+        home.write(std::string{".claude/projects/"} + name, "four");
+    }
+    // From the inside outwards, since a file made changes its folder.
+    for (const auto& [name, seconds] : {std::pair{"-gone-old/a.jsonl", 1000},
+                                        {"-gone-old", 2000},
+                                        {"-gone-new/b.jsonl", 3000},
+                                        {"-gone-new/memory/MEMORY.md", 9000},
+                                        {"-gone-new/memory", 9000},
+                                        {"-gone-new", 1000}}) {
+        setModified(home.path(std::string{".claude/projects/"} + name), seconds);
+    }
+    const auto at = [](int seconds) { return std::chrono::system_clock::time_point{std::chrono::seconds{seconds}}; };
     EXPECT_EQ(home.claudeCode().projects(),
               (ProjectReport{home.path(".claude/projects"),
                              {{"/gone/new (decoded path not verified on disk)", at(3000),
