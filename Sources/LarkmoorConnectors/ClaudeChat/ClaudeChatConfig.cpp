@@ -2,8 +2,8 @@
 
 #include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
-#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/Framework/BundleCommand.h"
+#include "LarkmoorConnectors/Framework/StrictJSON.h"
 
 namespace larkmoor {
 
@@ -29,7 +29,7 @@ std::vector<const JSONMember*> ClaudeChatConfig::ours(const JSONNode& root, Conn
 }
 
 std::optional<std::string> ClaudeChatConfig::unreadableReason(BytesView bytes, Connectors::Profile profile) const {
-    const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
+    const auto scan = StrictJSON::scan(bytes);
     return scan ? unreadableReason(scan->root, profile) : scan.error().description();
 }
 
@@ -45,8 +45,8 @@ std::optional<std::string> ClaudeChatConfig::unreadableReason(const JSONNode& ro
 }
 
 ClaudeChatConfig::Planned ClaudeChatConfig::retired(BytesView bytes, Connectors::Profile profile) const {
-    const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
-    if (!scan) return std::unexpected{JSONEditFailure{scan.error()}};
+    const auto scan = StrictJSON::scan(bytes);
+    if (!scan) return std::unexpected{scan.error()};
     return retired(bytes, scan->root, profile);
 }
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatConfig.h"
-#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
+#include "LarkmoorConnectors/Framework/StrictJSON.h"
 #include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor {
@@ -25,7 +25,7 @@ ConnectorOutcome ClaudeChatRetirement::retire() const {
     const auto unread = [&](const std::string& reason) {
         return ConnectorOutcome::refused({{file, "this file did not read as JSON — " + reason}});
     };
-    const auto scan = JSONText::scanWithTrivia(*before, JSONDialect::strict);
+    const auto scan = StrictJSON::scan(*before);
     if (!scan) return unread(scan.error().description());
     if (const auto reason = config.unreadableReason(scan->root, profile)) return unread(*reason);
     auto retired = config.retired(*before, scan->root, profile);

@@ -3,8 +3,8 @@
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeHook.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeInventory.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeMCP.h"
-#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/Framework/HookCommand.h"
+#include "LarkmoorConnectors/Framework/StrictJSON.h"
 
 namespace larkmoor {
 
@@ -59,7 +59,7 @@ bool ClaudeCodeConnector::staleOwnWiring() const {
     const BlockVerbs read = blocks();
     const std::optional<Bytes>& settings = read.files().front().bytes;
     if (read.state() != ConnectorState::drifted || !settings) return false;
-    const auto scan = JSONText::scanWithTrivia(*settings, JSONDialect::strict);
+    const auto scan = StrictJSON::scan(*settings);
     if (!scan) return false;
     const auto sites = ClaudeCodeHook{paths}.sites(scan->root);
     const auto runsOurs = [this](const HookSite& site) {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <ranges>
 
-#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/Framework/Drift.h"
+#include "LarkmoorConnectors/Framework/StrictJSON.h"
 
 namespace larkmoor {
 
@@ -30,8 +30,6 @@ const HookSite* anchorOf(std::span<const HookSite> sites) {
 }
 
 bool says(const JSONNode* node, std::string_view text) { return node != nullptr && node->text() == text; }
-
-std::unexpected<JSONEditFailure> failure(const JSONTextError& error) { return std::unexpected{JSONEditFailure{error}}; }
 
 JSONLiteral groupOf(std::vector<JSONLiteral> entries) {
     return JSONLiteral::object({{"hooks", JSONLiteral::array(std::move(entries))}});
@@ -71,7 +69,7 @@ std::optional<std::string> ClaudeCodeHook::unreadableReason(BytesView bytes) con
 
 BlockFinding ClaudeCodeHook::find(std::optional<BytesView> bytes) const {
     if (!bytes) return BlockFinding::FileAbsent{};
-    const auto scan = JSONText::scanWithTrivia(*bytes, JSONDialect::strict);
+    const auto scan = StrictJSON::scan(*bytes);
     if (!scan) return BlockFinding::Unreadable{scan.error().description()};
     const HookLayout hooks = layout();
     if (auto reason = hooks.unreadableReason(scan->root)) return BlockFinding::Unreadable{std::move(*reason)};
@@ -138,8 +136,8 @@ std::optional<HookSite> ClaudeCodeHook::firstToDiscard(const JSONNode& root, Byt
 std::expected<BlockInstalled, JSONEditFailure> ClaudeCodeHook::installed(BytesView bytes) const {
     BlockInstalled result{copyBytes(bytes)};
     for (bool isFirst = true;; isFirst = false) {
-        const auto scan = JSONText::scanWithTrivia(result.bytes, JSONDialect::strict);
-        if (!scan) return failure(scan.error());
+        const auto scan = StrictJSON::scan(result.bytes);
+        if (!scan) return std::unexpected{scan.error()};
         if (isFirst && converged(sites(scan->root), scan->root, result.bytes)) return result;
         const auto site = firstToDiscard(scan->root, result.bytes);
         if (!site) break;
@@ -156,8 +154,8 @@ std::expected<BlockInstalled, JSONEditFailure> ClaudeCodeHook::installed(BytesVi
 }
 
 JSONEdit::Result ClaudeCodeHook::installedSlots(BytesView bytes, std::set<Created>& created) const {
-    const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
-    if (!scan) return failure(scan.error());
+    const auto scan = StrictJSON::scan(bytes);
+    if (!scan) return std::unexpected{scan.error()};
     const HookLayout hooks = layout();
     const auto literals = entries();
     const auto found = hooks.sites(scan->root);
@@ -176,8 +174,8 @@ JSONEdit::Result ClaudeCodeHook::installedSlots(BytesView bytes, std::set<Create
 }
 
 JSONEdit::Result ClaudeCodeHook::installedPreTool(BytesView bytes, std::set<Created>& created) const {
-    const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
-    if (!scan) return failure(scan.error());
+    const auto scan = StrictJSON::scan(bytes);
+    if (!scan) return std::unexpected{scan.error()};
     if (exactPreTool(sites(scan->root), scan->root, bytes)) return copyBytes(bytes);
     const JSONNode* hooks = scan->root.node({"hooks"});
     if (hooks == nullptr || !hooks->isObject()) {

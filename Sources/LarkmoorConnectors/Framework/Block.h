@@ -36,8 +36,8 @@ struct BlockRemoved {
 
 struct Block {
     Observations::Place place;
-    Created file = Created::settingsFile;  ///< noted when an install makes the file
-    std::string_view seed = "{}\n";        ///< what a file begins from that is not there
+    Created file;                    ///< noted when an install makes the file
+    std::string_view seed = "{}\n";  ///< what a file begins from that is not there
 
     std::function<BlockFinding(std::optional<BytesView>)> find;
     // A failure is a description, for a person.

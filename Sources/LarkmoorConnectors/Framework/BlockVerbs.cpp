@@ -1,7 +1,7 @@
 #include "LarkmoorConnectors/Framework/BlockVerbs.h"
 
-#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/Framework/ScanJoin.h"
+#include "LarkmoorConnectors/Framework/StrictJSON.h"
 
 namespace larkmoor {
 
@@ -35,10 +35,8 @@ std::expected<Removal, PlanFailure> planRemoval(const Block& block, const Harnes
 }  // namespace
 
 bool Block::isEmptyTopLevel(BytesView document) {
-    const auto scan = JSONText::scanWithTrivia(document, JSONDialect::strict);
-    if (!scan) return false;
-    const JSONNode& root = scan->root;
-    return (root.isObject() && root.members().empty()) || (root.isArray() && root.elements().empty());
+    const auto scan = StrictJSON::scan(document);
+    return scan && StrictJSON::isEmptyContainer(scan->root);
 }
 
 BlockVerbs::BlockVerbs(std::vector<Block> blocks) : blocks_(std::move(blocks)) {

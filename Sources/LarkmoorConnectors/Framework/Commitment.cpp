@@ -8,8 +8,6 @@ namespace larkmoor::Commitment {
 
 namespace {
 
-constexpr const char* nothingNeeded = "nothing in this file needed changing";
-
 void append(std::vector<Observation>& list, std::vector<Observation> more) {
     list.insert(list.end(), std::move_iterator{more.begin()}, std::move_iterator{more.end()});
 }
@@ -34,18 +32,23 @@ TransactionResult commit(std::span<const PlannedFile> plan, const Moment& moment
     return Transaction::commit(changes, moment.at, moment.beforeRename);
 }
 
+/// Of each file that did not change.
+std::vector<Observation> untouched(std::span<const PlannedFile> plan) {
+    std::vector<Observation> said;
+    for (const PlannedFile& planned : plan) {
+        if (!planned.changes()) said.push_back({planned.file.label, "nothing in this file needed changing"});
+    }
+    return said;
+}
+
 /// Of the files that changed and are still there, then of those that did not change.
 std::vector<Observation> ends(std::span<const PlannedFile> plan, std::string_view done) {
     std::vector<Observation> said;
-    std::vector<PlannedFile> rest;
     for (const PlannedFile& planned : plan) {
-        if (!planned.changes()) {
-            rest.push_back(planned);
-        } else if (planned.after) {
-            said.push_back({planned.file.label, fmt::format("the Larkmoor {} was {} this file", planned.what, done)});
-        }
+        if (!planned.changes() || !planned.after) continue;
+        said.push_back({planned.file.label, fmt::format("the Larkmoor {} was {} this file", planned.what, done)});
     }
-    append(said, untouched(rest));
+    append(said, untouched(plan));
     return said;
 }
 
@@ -101,12 +104,6 @@ ConnectorOutcome refused(std::span<const Unread> unread) {
             {file, fmt::format("this file did not read as {}, so nothing was written — {}", format, reason)});
     }
     return ConnectorOutcome::refused(std::move(said));
-}
-
-std::vector<Observation> untouched(std::span<const PlannedFile> files) {
-    std::vector<Observation> said;
-    for (const PlannedFile& planned : files) said.push_back({planned.file.label, nothingNeeded});
-    return said;
 }
 
 }  // namespace larkmoor::Commitment

@@ -40,7 +40,4 @@ struct Unread {
 /// The refusal that tells them all; `unread` is not empty.
 ConnectorOutcome refused(std::span<const Unread> unread);
 
-/// "nothing in this file needed changing", of each file.
-std::vector<Observation> untouched(std::span<const PlannedFile> files);
-
 }  // namespace larkmoor::Commitment

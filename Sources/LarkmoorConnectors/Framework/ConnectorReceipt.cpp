@@ -4,7 +4,7 @@
 
 #include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
-#include "LarkmoorConnectors/ConfigFile/JSONText.h"
+#include "LarkmoorConnectors/Framework/StrictJSON.h"
 #include "LarkmoorWire/Codec/RawText.h"
 
 namespace larkmoor {
@@ -65,7 +65,7 @@ Bytes ConnectorReceipt::encoded() const {
 }
 
 std::optional<ConnectorReceipt> ConnectorReceipt::decoded(BytesView bytes) {
-    const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
+    const auto scan = StrictJSON::scan(bytes);
     if (!scan || JSONDuplicates::reason(scan->root)) return std::nullopt;
     const JSONNode& root = scan->root;
     const JSONMember* created = root.member("created");

@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
-#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/Framework/HookCommand.h"
+#include "LarkmoorConnectors/Framework/StrictJSON.h"
 
 namespace larkmoor {
 
@@ -18,11 +18,6 @@ const JSONNode* hooksOf(const JSONNode& node) {
 }
 
 std::int64_t asIndex(std::size_t index) { return static_cast<std::int64_t>(index); }
-
-/// An object or array that holds nothing.
-bool isEmptyContainer(const JSONNode& node) {
-    return (node.isObject() && node.members().empty()) || (node.isArray() && node.elements().empty());
-}
 
 /// Calls `visit(event, group, list)` of every list of entries, whatever its event's name. `group` is null where there
 /// are no groups, and `list` is null in a group without one.
@@ -61,7 +56,7 @@ std::vector<HookSite> HookLayout::sites(const JSONNode& root) const {
 }
 
 std::optional<std::string> HookLayout::unreadableReason(BytesView bytes) const {
-    const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
+    const auto scan = StrictJSON::scan(bytes);
     return scan ? unreadableReason(scan->root) : scan.error().description();
 }
 
@@ -105,8 +100,8 @@ const JSONNode& HookLayout::entryOf(const HookSite& site, const JSONNode& root) 
 
 JSONEdit::Result HookLayout::append(const JSONLiteral& element, std::string_view to, BytesView bytes,
                                     std::set<Created>& created) const {
-    const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
-    if (!scan) return std::unexpected{JSONEditFailure{scan.error()}};
+    const auto scan = StrictJSON::scan(bytes);
+    if (!scan) return std::unexpected{scan.error()};
     const HookEvent& event = *std::ranges::find(events, to, &HookEvent::name);
     const auto groupMade = [&] {
         if (event.group) created.insert(*event.group);
@@ -158,11 +153,11 @@ class Editing {
     }
 
     void scan() {
-        auto scanned = JSONText::scanWithTrivia(bytes_, JSONDialect::strict);
+        auto scanned = StrictJSON::scan(bytes_);
         if (scanned) {
             root_ = std::move(scanned->root);
         } else {
-            failure_ = JSONEditFailure{scanned.error()};
+            failure_ = std::move(scanned.error());
         }
     }
 
@@ -217,7 +212,7 @@ class Shells {
         });
         for (const auto& [event, group] : groups_) {
             const JSONNode* list = editing_.root().node({"hooks", event, group, "hooks"});
-            if (list == nullptr || !isEmptyContainer(*list)) continue;
+            if (list == nullptr || !StrictJSON::isEmptyContainer(*list)) continue;
             const HookEvent* ours = known(event);
             if (ours != nullptr && ours->group && created_.contains(*ours->group)) {
                 editing_.removeElement({"hooks", event}, group);

@@ -2,8 +2,8 @@
 
 #include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
-#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/Framework/Drift.h"
+#include "LarkmoorConnectors/Framework/StrictJSON.h"
 
 namespace larkmoor {
 
@@ -24,12 +24,6 @@ std::optional<std::string> duplicateIn(const JSONNode& root) {
     return std::nullopt;
 }
 
-std::expected<JSONScan, JSONEditFailure> scanned(BytesView bytes) {
-    auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
-    if (!scan) return std::unexpected{JSONEditFailure{scan.error()}};
-    return std::move(*scan);
-}
-
 }  // namespace
 
 JSONLiteral ServerEntry::entry() const {
@@ -38,13 +32,13 @@ JSONLiteral ServerEntry::entry() const {
 }
 
 std::optional<std::string> ServerEntry::unreadableReason(BytesView bytes) const {
-    const auto scan = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
+    const auto scan = StrictJSON::scan(bytes);
     return scan ? duplicateIn(scan->root) : scan.error().description();
 }
 
 BlockFinding ServerEntry::find(std::optional<BytesView> bytes) const {
     if (!bytes) return BlockFinding::FileAbsent{};
-    const auto scan = JSONText::scanWithTrivia(*bytes, JSONDialect::strict);
+    const auto scan = StrictJSON::scan(*bytes);
     if (!scan) return BlockFinding::Unreadable{scan.error().description()};
     if (auto reason = duplicateIn(scan->root)) return BlockFinding::Unreadable{std::move(*reason)};
     if (const JSONNode* list = objectIn(scan->root); list != nullptr && !list->isObject()) {
@@ -63,7 +57,7 @@ BlockFinding ServerEntry::find(std::optional<BytesView> bytes) const {
 }
 
 std::expected<BlockInstalled, JSONEditFailure> ServerEntry::installed(BytesView bytes) const {
-    const auto scan = scanned(bytes);
+    const auto scan = StrictJSON::scan(bytes);
     if (!scan) return std::unexpected{scan.error()};
     const bool hasObject = objectIn(scan->root) != nullptr;
     const JSONNode* found = entryIn(scan->root);
@@ -80,12 +74,12 @@ std::expected<BlockInstalled, JSONEditFailure> ServerEntry::installed(BytesView 
 
 std::expected<BlockRemoved, JSONEditFailure> ServerEntry::removed(BytesView bytes,
                                                                   const std::set<Created>& created) const {
-    const auto scan = scanned(bytes);
+    const auto scan = StrictJSON::scan(bytes);
     if (!scan) return std::unexpected{scan.error()};
     if (entryIn(scan->root) == nullptr) return BlockRemoved{copyBytes(bytes)};
     auto edited = JSONEdit::removeMember(bytes, {servers}, key, JSONDialect::strict);
     if (!edited) return std::unexpected{std::move(edited.error())};
-    const auto after = scanned(*edited);
+    const auto after = StrictJSON::scan(*edited);
     if (!after) return std::unexpected{after.error()};
     if (!objectIn(after->root)->members().empty()) return BlockRemoved{std::move(*edited)};
     if (!created.contains(object)) {
