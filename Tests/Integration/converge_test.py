@@ -3,13 +3,14 @@ waits for Claude's end.
 
 usage: converge_test.py LARKMOOR.APP
 """
+import ctypes
 import json
 import os
+import select
 import shutil
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 from pathlib import Path
 
@@ -17,6 +18,8 @@ from desktop_session import wait
 
 BUNDLE = Path(sys.argv[1])
 CHAT = "Library/Application Support/Claude/claude_desktop_config.json"
+LIBC = ctypes.CDLL(None)
+CLOSED_UNCHANGED = 0x10  # inotify's IN_CLOSE_NOWRITE
 INFO = """<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict><key>CFBundleIdentifier</key><string>com.anthropic.claudefordesktop</string></dict></plist>
 """
@@ -63,9 +66,18 @@ class Launches(unittest.TestCase):
             env=self.environment, capture_output=True, text=True).stdout)
         return application
 
+    def launch_and_quit(self):
+        """A launch that has looked at the chat application's configuration, which is the last thing that it looks at."""
+        watch = LIBC.inotify_init1(os.O_NONBLOCK | os.O_CLOEXEC)
+        self.addCleanup(os.close, watch)
+        LIBC.inotify_add_watch(watch, os.fsencode(self.home / CHAT), CLOSED_UNCHANGED)
+        application = self.launch()
+        wait("look at the last file", lambda: select.select([watch], [], [], 0)[0])
+        self.quit(application)
+
     def quit(self, application):
         application.terminate()
-        self.assertEqual(application.wait(timeout=20), 0)
+        self.assertEqual(application.wait(timeout=60), 0)
 
     def write(self, name, text):
         path = self.home / name
@@ -84,6 +96,7 @@ class Launches(unittest.TestCase):
         settings = self.write(".claude/settings.json", json.dumps({"model": "x", "hooks": {"UserPromptSubmit": [
             {"hooks": [{"type": "command", "command": self.hook, "timeout": 3}]}]}}))
         servers = self.write(".claude.json", '{"numStartups":7}')
+        self.write(CHAT, "{}")
         application = self.launch()
         wait("word of the repair", self.said)
         self.quit(application)
@@ -97,9 +110,7 @@ class Launches(unittest.TestCase):
         self.assertEqual(json.loads(servers.read_text())["mcpServers"]["larkmoor"]["command"],
                          f"{self.bundle}/Contents/MacOS/larkmoor-mcp")
         after = self.harness_files()
-        application = self.launch()
-        time.sleep(1)
-        self.quit(application)
+        self.launch_and_quit()
         self.assertEqual(len(self.said()), 1)
         self.assertEqual(self.harness_files(), after)
 
@@ -107,9 +118,7 @@ class Launches(unittest.TestCase):
         self.write(".claude/settings.json", '{"hooks":{"UserPromptSubmit":[{"hooks":[{"command":"mine"}]}]}}')
         self.write(CHAT, '{"mcpServers":{"a":{"command":"mine"}}}')
         before = self.harness_files()
-        application = self.launch()
-        time.sleep(1)
-        self.quit(application)
+        self.launch_and_quit()
         self.assertEqual(self.harness_files(), before)
         self.assertEqual(self.said(), [])
         self.assertFalse((self.home / "Library/Application Support/Larkmoor/Connectors").exists())
@@ -138,15 +147,17 @@ class Launches(unittest.TestCase):
         shutil.copy("/bin/sleep", program)
         claude = subprocess.Popen([str(program), "1000"])
         self.addCleanup(self.end, claude)
+        self.write(".claude/settings.json", json.dumps({"hooks": {"UserPromptSubmit": [{"hooks": [{"command": self.hook}]}]}}))
         application = self.launch()
-        time.sleep(2)
+        # All of a launch's words come together, at its end.
+        wait("word of another repair", self.said)
         self.assertEqual(config.read_bytes(), before)
-        self.assertEqual(self.said(), [])
+        self.assertEqual(len(self.said()), 1)
         claude.kill()
         claude.wait()
-        wait("word of the retirement", self.said)
-        self.assertIn(f'Claude Chat retirement → changed: {config}.larkmoor-backup-', self.said()[0])
-        self.assertTrue(self.said()[0].endswith(f'{config}: the Larkmoor entry "lark" was removed from this file'))
+        wait("word of the retirement", lambda: len(self.said()) > 1)
+        self.assertIn(f'Claude Chat retirement → changed: {config}.larkmoor-backup-', self.said()[1])
+        self.assertTrue(self.said()[1].endswith(f'{config}: the Larkmoor entry "lark" was removed from this file'))
         self.assertEqual(json.loads(config.read_text()), {"mcpServers": {"mine": mine}})
         self.quit(application)
 
