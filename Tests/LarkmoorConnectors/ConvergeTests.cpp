@@ -24,28 +24,40 @@ std::vector<Converge::Step> launch(const ConnectorHome& home, bool isClaudeRunni
                          [=] { return isClaudeRunning; });
 }
 
-constexpr const char* chat = "~/Library/Application Support/Claude/claude_desktop_config.json";
-const std::string noChat = std::string{"Claude Chat retirement unchanged\n"} + chat + ": there is no file here\n";
-constexpr const char* staleSettings =
-    R"({"hooks":{"UserPromptSubmit":[{"hooks":[{"type":"command","command":"{hook} --harness claude-code","timeout":3}]}]}})";
+#define CHAT "Claude Chat retirement unchanged\n~/Library/Application Support/Claude/claude_desktop_config.json: "
+#define NO_CHAT CHAT "there is no file here\n"
+#define HOOKS(command) "{'hooks':{'UserPromptSubmit':[{'hooks':[{'command':'" command " --harness claude-code'}]}]}}"
 
-TEST(ConvergeTest, AHomeThatWasNeverConnectedIsNotTouched) {
-    const std::string_view table[] = {
-        "",
-        "{'hooks':{'UserPromptSubmit':[{'hooks':[{'command':'/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness "
-        "claude-code'}]}]}}"};
-    for (const std::string_view settings : table) {
+TEST(ConvergeTest, WhatIsNotOursToRepairIsLeftAsItIs) {
+    struct Case {
+        std::string_view name, settings, servers, chat, told;
+    };
+    const Case table[] = {
+        {"nothing there", "", "", "", NO_CHAT},
+        {"never connected", HOOKS("mine"), "{}", "", NO_CHAT},
+        {"of another bundle", HOOKS("/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook"), "{}", "", NO_CHAT},
+        {"a repair refused", HOOKS("{hook}"), "{", "",
+         "Claude Code refused\n~/.claude.json: this file did not read as JSON, so nothing was written — a member name "
+         "was expected (at byte 1)\n" NO_CHAT},
+        {"while Claude runs", "", "", "{'mcpServers':{'a':{'command':'/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}}}",
+         CHAT "Claude is running, so this file was left as it is until Claude quits\n"},
+    };
+    for (const Case& row : table) {
+        SCOPED_TRACE(row.name);
         const ConnectorHome home;
-        if (!settings.empty()) home.write(settingsFile, settings);
+        for (const auto& [file, text] :
+             {std::pair{settingsFile, row.settings}, {serverFile, row.servers}, {chatFile, row.chat}}) {
+            if (!text.empty()) home.write(file, text);
+        }
         const auto before = home.files();
-        EXPECT_EQ(told(home, launch(home)), noChat) << settings;
-        EXPECT_EQ(home.files(), before) << settings;
+        EXPECT_EQ(told(home, launch(home, !row.chat.empty())), row.told);
+        EXPECT_EQ(home.files(), before);
     }
 }
 
 TEST(ConvergeTest, OurOwnStaleWiringIsRepairedOnce) {
     const ConnectorHome home;
-    home.write(settingsFile, staleSettings);
+    home.write(settingsFile, HOOKS("{hook}"));
     home.write(serverFile, "{}");
     const auto steps = launch(home);
     ASSERT_EQ(steps.size(), 2U);
@@ -53,40 +65,8 @@ TEST(ConvergeTest, OurOwnStaleWiringIsRepairedOnce) {
     EXPECT_EQ(steps[0].outcome.result, ConnectorOutcome::Result::changed);
     EXPECT_EQ(home.claudeCode().scan().state, ConnectorState::connected);
     const auto after = home.files();
-    EXPECT_EQ(told(home, launch(home)), noChat);
+    EXPECT_EQ(told(home, launch(home)), NO_CHAT);
     EXPECT_EQ(home.files(), after);
-}
-
-TEST(ConvergeTest, ARefusalStaysInTheList) {
-    const ConnectorHome home;
-    home.write(settingsFile, staleSettings);
-    home.write(serverFile, "{");
-    const auto before = home.files();
-    EXPECT_EQ(told(home, launch(home)),
-              "Claude Code refused\n~/.claude.json: this file did not read as JSON, so nothing was written — a member "
-              "name was "
-              "expected (at byte 1)\n" +
-                  noChat);
-    EXPECT_EQ(home.files(), before);
-}
-
-TEST(ConvergeTest, WhileClaudeRunsTheRetirementWaits) {
-    const ConnectorHome home;
-    home.write(chatFile, R"({"mcpServers":{"a":{"command":"/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp"}}})");
-    const auto before = home.files();
-    const std::string waits = std::string{"Claude Chat retirement unchanged\n"} + chat +
-                              ": Claude is running, so this file was left as it is until Claude quits\n";
-    EXPECT_EQ(told(home, launch(home, true)), waits);
-    EXPECT_EQ(home.files(), before);
-    int asked = 0;
-    const auto steps = Converge::retire(home.path(), home.bundle(), Connectors::Profile::production, [&asked] {
-        ++asked;
-        return false;
-    });
-    EXPECT_EQ(asked, 1);
-    ASSERT_EQ(steps.size(), 1U);
-    EXPECT_EQ(steps[0].outcome.result, ConnectorOutcome::Result::changed);
-    EXPECT_EQ(home.read(chatFile), R"({"mcpServers":{}})");
 }
 
 }  // namespace

@@ -38,6 +38,7 @@ TEST(LarkmoorConnect, StatesAndPlacesForAPerson) {
 TEST(LarkmoorConnect, EveryVerbAsJSON) {
     const ConnectorHome home;
     home.write(settingsFile, "{ }");
+    home.write(".claude/projects/-none/memory/MEMORY.md", "1234");
     home.write(chatFile, "{'mcpServers':{'a':{'command':'/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}}}");
     struct Case {
         std::vector<std::string> words;
@@ -48,7 +49,8 @@ TEST(LarkmoorConnect, EveryVerbAsJSON) {
         {{"install", "--json"}, "\"text\": \"nothing in this file needed changing\""},
         {{"scan", "--json"}, "\"state\": \"connected\""},
         {{"stale", "--json"}, "\"stale\": false"},
-        {{"projects", "--json"}, "\"note\": \"no session store found\""},
+        {{"projects", "--json"},
+         "\"memory\": {\n          \"path\": \"~/.claude/projects/-none/memory/MEMORY.md\",\n          \"bytes\": 4,"},
         {{"memory", "--json"}, "\"files\": []"},
         {{"remove", "--json"}, "\"text\": \"this file was created when Larkmoor connected and was removed\""},
         {{"retire", "--json"},
@@ -62,10 +64,6 @@ TEST(LarkmoorConnect, EveryVerbAsJSON) {
         EXPECT_TRUE(run.out.starts_with("[\n") && run.out.ends_with("]\n")) << run.out;
         EXPECT_TRUE(run.out.contains(row.want)) << run.out;
     }
-    home.write(".claude/projects/-none/memory/MEMORY.md", "1234");
-    const std::string projects = connect(home, {"projects", "--json"}).out;
-    EXPECT_TRUE(projects.contains("\"source\": \"~/.claude/projects\"")) << projects;
-    EXPECT_TRUE(projects.contains("\"bytes\": 4")) << projects;
     EXPECT_EQ(home.read(settingsFile), "{}");
 }
 

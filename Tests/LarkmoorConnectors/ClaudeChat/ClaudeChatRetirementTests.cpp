@@ -47,7 +47,6 @@ TEST(ClaudeChatRetirementTest, OnlyWhatWeWroteGoes) {
          "{'mcpServers':{'c':" APPLICATION "}}", Profile::dev},
         {"strangers", "{'mcpServers':{'larkmoor':{'command':'larkmoor-mcp'},'b':{'command':7},'c':[]}}", none},
         {"no servers", "{'mcpServers':[]}", none},
-        {"no object", "7", none},
         {"a comment", "{} // mine",
          "refused\n" CHAT ": this file did not read as JSON — there are bytes after the top-level value (at byte 3)"},
         {"twice in ours", "{'mcpServers':{'a':{'x':1,'x':2,'command':'/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}}}",
@@ -68,17 +67,13 @@ TEST(ClaudeChatRetirementTest, OnlyWhatWeWroteGoes) {
     }
 }
 
-TEST(ClaudeChatRetirementTest, WhatCannotBeReadIsNotThere) {
-    const ConnectorHome home;
-    EXPECT_EQ(home.told(retire(home, Profile::production)), "unchanged\n" CHAT ": there is no file here");
-    home.makeFolder(chatFile);
-    EXPECT_EQ(home.told(retire(home, Profile::production)), "unchanged\n" CHAT ": there is no file here");
-}
-
-TEST(ClaudeChatRetirementTest, AFileThatCannotBeWrittenIsLeft) {
+TEST(ClaudeChatRetirementTest, WhatCannotBeReadIsNotThereAndWhatCannotBeWrittenIsLeft) {
     ASSERT_NE(::geteuid(), 0U) << "root is refused nothing";
     const ConnectorHome home;
-    home.write(chatFile, "{\"mcpServers\":{\"a\":" APPLICATION "}}");
+    EXPECT_EQ(home.told(retire(home, Profile::production)), "unchanged\n" CHAT ": there is no file here");
+    home.write(chatFile, "{'mcpServers':{'a':" APPLICATION "}}");
+    home.setMode(chatFile, 0000);
+    EXPECT_EQ(home.told(retire(home, Profile::production)), "unchanged\n" CHAT ": there is no file here");
     home.setMode(chatFile, 0444);
     const auto before = home.files();
     EXPECT_EQ(home.told(retire(home, Profile::production)),

@@ -93,6 +93,27 @@ TEST_F(ClaudeCodeFaults, LinksIntoADotfilesFolderStayLinks) {
     EXPECT_EQ(home.files().at(settingsFile), "-> ../dotfiles/claude.json");
 }
 
+TEST_F(ClaudeCodeFaults, AFullDiskLeavesEverythingAsItWas) {
+    const char* disk = std::getenv("LARKMOOR_SMALL_DISK");
+    if (disk == nullptr) GTEST_SKIP() << "LARKMOOR_SMALL_DISK names no small disk; Scripts/lib/as-tester makes one";
+    const ConnectorHome small{disk};
+    small.write(settingsFile, usersSettings);
+    small.write(serverFile, "{}");
+    const auto before = small.files();
+    {
+        std::ofstream filler{small.path("filler"), std::ios::binary};
+        while (filler.put('x').flush()) {
+        }
+    }
+    const std::string told = small.told(small.claudeCode().install());
+    std::filesystem::remove(small.path("filler"));
+    EXPECT_EQ(
+        told,
+        "refused\n~/.claude/settings.json: this file was not copied, so nothing was written — ~/.claude/settings.json" +
+            std::string{copyOf} + " could not be written: No space left on device");
+    EXPECT_EQ(small.files(), before);
+}
+
 // Nothing locks a harness's file: what it writes while we are at work is told here as it is. No reader ever finds half
 // a file.
 TEST_F(ClaudeCodeFaults, AHarnessThatWritesWhileWeAreAtWork) {
@@ -134,20 +155,19 @@ TEST_F(ClaudeCodeFaults, AHarnessThatWritesWhileWeAreAtWork) {
 }
 
 TEST_F(ClaudeCodeFaults, TwoInstallsAtTheSameMomentLeaveOneWholeWiring) {
-    home.write(settingsFile, usersSettings);
-    home.write(serverFile, "{\n  \"a\": 1\n}\n");
+    const auto fill = [](const ConnectorHome& each) {
+        each.write(settingsFile, usersSettings);
+        each.write(serverFile, "{\n  \"a\": 1\n}\n");
+    };
     const ConnectorHome alone;
-    alone.write(settingsFile, usersSettings);
-    alone.write(serverFile, "{\n  \"a\": 1\n}\n");
+    fill(alone);
     ASSERT_EQ(alone.claudeCode().install().result, ConnectorOutcome::Result::changed);
     std::atomic<int> refusals = 0;
     const auto install = [&] {
-        const ConnectorOutcome outcome = home.claudeCode().install();
-        if (outcome.result == ConnectorOutcome::Result::refused) ++refusals;
+        if (home.claudeCode().install().result == ConnectorOutcome::Result::refused) ++refusals;
     };
     for (int round = 0; round < 50; ++round) {
-        home.write(settingsFile, usersSettings);
-        home.write(serverFile, "{\n  \"a\": 1\n}\n");
+        fill(home);
         std::thread other{install};
         install();
         other.join();

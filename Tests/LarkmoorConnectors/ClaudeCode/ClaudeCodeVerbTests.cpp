@@ -63,10 +63,10 @@ std::string tellStep(const ConnectorHome& home, const Step& step) {
     return home.told(outcome);
 }
 
-/// From a home with a harness's folder and these files.
+/// From a home with these files, or else with the harness's folder alone.
 void tell(const Files& before, const std::vector<Step>& steps) {
     const ConnectorHome home;
-    home.makeFolder(".claude");
+    if (before.empty()) home.makeFolder(".claude");
     for (const auto& [name, text] : before) home.write(name, text);
     for (const Step& step : steps) {
         SCOPED_TRACE(step.verb);
@@ -133,41 +133,47 @@ TEST(ClaudeCodeVerbs, TheServerFileAloneIsConfigurationEnough) {
            {"~/.claude/settings.json" COPY, "~/.claude.json" COPY "-02"}}});
 }
 
-TEST(ClaudeCodeVerbs, AFileThatTheUserHadStaysThoughEmpty) {
-    const ConnectorHome home;
-    for (const char* file : {settingsFile, serverFile}) home.write(file, "{}\n");
-    ASSERT_EQ(home.claudeCode().install().result, ConnectorOutcome::Result::changed);
-    for (const char* file : {settingsFile, serverFile}) std::filesystem::remove(home.path(file + copy));
-    EXPECT_EQ(home.told(home.claudeCode().remove()),
-              "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED SETTINGS NOW_EMPTY
-              "\n" SERVERS NOW_EMPTY "\n" SETTINGS TAKEN "\n" SERVERS TAKEN);
-}
+#define EMPTY(what) "an empty " what " remains here, which Larkmoor did not create"
 
-TEST(ClaudeCodeVerbs, WhatHoldsNothingOfOursIsLeftWithoutAWord) {
-    const ConnectorHome home;
-    home.write(settingsFile, "{}");
-    home.write(serverFile, "[]\n");
-    home.write(receiptFile, "kept");
-    const Files before = home.files();
-    EXPECT_EQ(home.told(home.claudeCode().remove()), "unchanged\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS);
-    EXPECT_EQ(home.files(), before);
-}
-
-TEST(ClaudeCodeVerbs, WithoutAReceiptTheShellsStayAndSaySo) {
-    constexpr const char* group = "an empty hook group remains here, which Larkmoor did not create";
-    for (const std::string_view lost : {"", "no receipt", "{'created':['settingsFile','later']}"}) {
-        SCOPED_TRACE(lost);
+TEST(ClaudeCodeVerbs, OfTheShellsOnlyThoseGoThatTheReceiptNames) {
+    constexpr std::string_view lost = "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED SETTINGS EMPTY(
+        "hook group") "\n" SETTINGS EMPTY("hook group") "\n" SERVERS EMPTY("mcpServers object") "\n" SETTINGS TAKEN
+                                                                                                "\n" SERVERS TAKEN;
+    struct Case {
+        std::string_view name, settings, servers, receipt, told;
+        std::string_view after = "";  ///< of the settings
+    };
+    const Case table[] = {
+        {"no receipt", ourSettings, ourServers, "", lost,
+         "{|  'hooks': {|    'UserPromptSubmit': [|      {|        'hooks': []|      }|    ],|    'PreToolUse': [|     "
+         " "
+         "{|        'matcher': 'mcp__larkmoor__.*',|        'hooks': []|      }|    ]|  }|}|"},
+        {"none that reads", ourSettings, ourServers, "no receipt", lost},
+        {"one of a later build", ourSettings, ourServers, "{'created':['settingsFile','later']}", lost},
+        {"under an event that is never ours",
+         "{'hooks':{'Stop':[{'hooks':[{'command':'{hook} --harness claude-code'}]}]}}", "{}",
+         "{'created':['eventArray','hookGroup','hooksObject','preToolEventArray','preToolGroup']}",
+         "changed\n~/.claude/settings.json" COPIED SETTINGS EMPTY("hook group") "\n" SETTINGS TAKEN
+                                                                                "\n" SERVERS AS_IT_WAS,
+         "{'hooks':{'Stop':[{'hooks':[]}]}}"},
+        {"nothing of ours", "{}", "[]\n", "kept", "unchanged\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS},
+        {"nothing of ours in an empty shell", "{'hooks':{}}", "{'mcpServers':[]}", "{'created':['eventArray']}",
+         "unchanged\n" SETTINGS EMPTY("hooks object") "\n" SETTINGS AS_IT_WAS "\n" SERVERS AS_IT_WAS},
+    };
+    for (const Case& row : table) {
+        SCOPED_TRACE(row.name);
         const ConnectorHome home;
-        home.write(settingsFile, ourSettings);
-        home.write(serverFile, ourServers);
-        if (!lost.empty()) home.write(receiptFile, lost);
-        EXPECT_EQ(home.told(home.claudeCode().remove()),
-                  std::string{"changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED} + SETTINGS + group +
-                      "\n" SETTINGS + group +
-                      "\n" SERVERS
-                      "an empty mcpServers object remains here, which Larkmoor did not create\n" SETTINGS TAKEN
-                      "\n" SERVERS TAKEN);
-        EXPECT_EQ(home.read(receiptFile), std::nullopt);
+        home.write(settingsFile, row.settings);
+        home.write(serverFile, row.servers);
+        if (!row.receipt.empty()) home.write(receiptFile, row.receipt);
+        const Files before = home.files();
+        EXPECT_EQ(home.told(home.claudeCode().remove()), row.told);
+        if (!row.after.empty()) EXPECT_EQ(home.read(settingsFile), unfolded(row.after));
+        if (row.told.starts_with("unchanged")) {
+            EXPECT_EQ(home.files(), before);
+        } else {
+            EXPECT_EQ(home.read(receiptFile), std::nullopt);
+        }
     }
 }
 
@@ -257,19 +263,14 @@ TEST(ClaudeCodeVerbs, OnlyOurOwnStaleWiringIsToBeRepaired) {
     const Case table[] = {
         {"another spelling", STALE R"({"command":"{hook} --harness=claude-code --slot=rules"}]}]}})", "{}", true},
         {"a slot of an older layout", STALE R"({"command":"{hook} --harness claude-code"}]}]}})", "{}", true},
-        {"an unknown slot", STALE R"({"command":"{hook} --harness claude-code --slot prime"}]}]}})", "{}", true},
         {"connected", ourSettings, ourServers, false},
         {"connected hooks, a server elsewhere", ourSettings,
          R"({"mcpServers":{"larkmoor":{"command":"/Old/Larkmoor.app/Contents/MacOS/larkmoor-mcp"}}})", true},
-        {"another bundle",
-         STALE R"({"command":"/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness claude-code"}]}]}})", "{}",
-         false},
         {"one of another bundle", STALE R"({"command":"{hook} --harness claude-code"},
                {"command":"/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness claude-code"}]}]}})",
          "{}", false},
         {"an old script", STALE R"({"command":"python3 /x/fenwright/larkmoor/Scripts/rules-hook.py"}]}]}})", "{}",
          false},
-        {"never connected", R"({"hooks":{"UserPromptSubmit":[{"hooks":[{"command":"mine"}]}]}})", "{}", false},
         {"a server alone", "{}", ourServers, false},
         {"unreadable", "{", ourServers, false},
     };

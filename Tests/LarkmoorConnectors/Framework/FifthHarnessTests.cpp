@@ -6,7 +6,6 @@
 #include "LarkmoorConnectors/ConnectorHome.h"
 #include "LarkmoorConnectors/Framework/BlockVerbs.h"
 #include "LarkmoorConnectors/Framework/HookLayout.h"
-#include "LarkmoorConnectors/Framework/ServerEntry.h"
 
 namespace larkmoor {
 namespace {
@@ -17,7 +16,6 @@ using testing::text;
 using testing::unfolded;
 
 constexpr const char* hooksFile = ".fifth/hooks.json";
-constexpr const char* mcpFile = ".fifth/mcp.json";
 constexpr const char* receiptFile = "Library/Application Support/Larkmoor/Connectors/fifth.json";
 constexpr const char* seed = "{\n  \"version\": 1\n}\n";
 
@@ -43,7 +41,6 @@ class FifthHarness : public ::testing::Test {
     }
 
     BlockVerbs verbs() const {
-        const ServerEntry server{home.mcp(), Created::cursorMCPServersObject};
         return BlockVerbs{{
             {.place = {home.path(hooksFile), "hook entry", layout().currents.front()},
              .file = Created::cursorHooksFile,
@@ -54,12 +51,6 @@ class FifthHarness : public ::testing::Test {
              .removed = [this](auto bytes, const auto& created) { return described(layout().removed(bytes, created)); },
              .isResidue = [](auto bytes) { return asText(bytes) == seed; },
              .residueStays = "it holds no hooks and stays"},
-            {.place = {home.path(mcpFile), "MCP server entry", home.mcp()},
-             .file = Created::cursorMCPFile,
-             .find = [server](auto bytes) { return server.find(bytes); },
-             .installed = [server](auto bytes) { return described(server.installed(bytes)); },
-             .removed = [server](auto bytes,
-                                 const auto& created) { return described(server.removed(bytes, created)); }},
         }};
     }
 
@@ -75,23 +66,20 @@ class FifthHarness : public ::testing::Test {
 TEST_F(FifthHarness, ConnectsAndComesBack) {
     EXPECT_EQ(home.told(install()),
               "changed\n~/.fifth/hooks.json: the Larkmoor entry was written to this file\n"
-              "~/.fifth/mcp.json: the Larkmoor entry was written to this file\n"
               "~/.fifth/hooks.json: a note");
     EXPECT_EQ(
         home.read(hooksFile),
         unfolded("{|  'version': 1,|  'hooks': {|    'before': [|      {|        'command': '{hook} --harness fifth'|"
                  "      }|    ],|    'after': [|      {|        'command': '{hook} --harness fifth --slot after'|"
                  "      }|    ]|  }|}|"));
-    EXPECT_EQ(
-        ReceiptStore{home.path(receiptFile)}.read(),
-        (ConnectorReceipt{{Created::cursorEventArray, Created::cursorHooksFile, Created::cursorHooksObject,
-                           Created::cursorMCPFile, Created::cursorMCPServersObject, Created::cursorPreToolEventArray},
-                          {},
-                          {},
-                          "5.0"}));
+    EXPECT_EQ(ReceiptStore{home.path(receiptFile)}.read(),
+              (ConnectorReceipt{{Created::cursorEventArray, Created::cursorHooksFile, Created::cursorHooksObject,
+                                 Created::cursorPreToolEventArray},
+                                {},
+                                {},
+                                "5.0"}));
     EXPECT_EQ(remove().result, ConnectorOutcome::Result::changed);
     EXPECT_EQ(home.read(hooksFile), std::nullopt);
-    EXPECT_EQ(home.read(mcpFile), std::nullopt);
 }
 
 TEST_F(FifthHarness, AFileOfTheUsersStaysInItsOwnWords) {
