@@ -1,24 +1,17 @@
 // Any bytes as a harness's file: a block that does not install says why; one that does is whole, installs again without
 // a change, and after its removal nothing of ours is left. A receipt that decodes comes back from its own bytes. Also
 // what the chat application's file becomes.
-#include <cstdio>
-#include <cstdlib>
-
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatConfig.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeHook.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeMCP.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
+#include "Require.h"
 
 namespace {
 
 using namespace larkmoor;
-
-void require(bool holds, const char* guarantee) {
-    if (holds) return;
-    std::fprintf(stderr, "broken guarantee: %s\n", guarantee);
-    std::abort();
-}
+using fuzz::require;
 
 /// "/bin/sh" stands for the executables, which a finding wants on the disk.
 ClaudeCodePaths paths() {

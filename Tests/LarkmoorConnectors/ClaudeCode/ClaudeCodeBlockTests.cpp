@@ -136,7 +136,6 @@ TEST_F(ClaudeCodeBlockTest, WhatAnInstallMakesOfTheHooks) {
          BOTH(GROUP(USERS "," PROMPTS "," USERS), PRE_GROUP), "preToolEventArray preToolGroup"},
         {"a second group of ours", BOTH(PROMPT_GROUP "," PROMPT_GROUP "," USERS, PRE_GROUP "," PRE_GROUP),
          BOTH(PROMPT_GROUP "," USERS, PRE_GROUP), ""},
-        {"an old script", BOTH(GROUP(USERS "," OLD_SCRIPT), PRE_GROUP), BOTH(GROUP(USERS "," PROMPTS), PRE_GROUP), ""},
         {"an old bundle", BOTH(GROUP(OLD_BUNDLE "," USERS), PRE_GROUP), BOTH(GROUP(PROMPTS "," USERS), PRE_GROUP), ""},
         {"stale among the user's there", BOTH("", GROUP(OLD_BUNDLE "," USERS)),
          BOTH(PROMPT_GROUP, GROUP(USERS) "," PRE_GROUP), "hookGroup preToolGroup"},

@@ -95,10 +95,6 @@ TEST(ClaudeCodeRoundTrip, Settings) {
         {"an empty object, opened", "{|}|", "{}|", EMPTY_FILE},
         {"an empty object of hooks, opened", "{|  'hooks': {|  }|}|", "{|  'hooks': {}|}|", EMPTY("hooks object")},
         // What an older build of ours wrote goes, and of its surroundings what nobody remembers making stays.
-        {"an old script of ours beside the user's",
-         "{'hooks':{'UserPromptSubmit':[{'hooks':[" MINE ",{'command':'python3 "
-         "/x/fenwright/larkmoor/Scripts/rules-hook.py'}]}]}}",
-         "{'hooks':{'UserPromptSubmit':[{'hooks':[" MINE "]}]}}"},
         {"an old bundle's entry alone",
          "{'hooks':{'Stop':[],'UserPromptSubmit':[{'matcher':'','hooks':[{'command':"
          "'/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness claude-code'}]}]}}",

@@ -24,7 +24,10 @@ const std::string copy = COPY;
 #define TAKEN "the Larkmoor entry was removed from this file"
 #define AS_IT_WAS "nothing in this file needed changing"
 #define GONE "this file was created when Larkmoor connected and was removed"
-#define NOW_EMPTY "this file is now empty and remains, because Larkmoor did not create it"
+#define EMPTY(what) "an empty " what " remains here, which Larkmoor did not create"
+
+#define MINE "{'command':'mine'}"
+#define ENTRY(slot) "{'type':'command','command':'{hook} --harness claude-code --slot " slot "','timeout':3}"
 
 #define HOOK(slot)                                                                                                 \
     "          {|            'type': 'command',|            'command': '{hook} --harness claude-code --slot " slot \
@@ -133,7 +136,48 @@ TEST(ClaudeCodeVerbs, TheServerFileAloneIsConfigurationEnough) {
            {"~/.claude/settings.json" COPY, "~/.claude.json" COPY "-02"}}});
 }
 
-#define EMPTY(what) "an empty " what " remains here, which Larkmoor did not create"
+TEST(ClaudeCodeVerbs, WhatEarlierBuildsWroteIsBroughtUpToDateInItsPlace) {
+    const std::string stale = unfolded(
+        "{'hooks':{'Stop':[{'hooks':[{'command':'{hook} --harness=claude-code --slot=index'}]}],'UserPromptSubmit':["
+        "{'hooks':[" MINE
+        ",{'command':'python3 /x/fenwright/larkmoor/Scripts/prime-hook.py'},{'command':"
+        "'/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness claude-code'}]}]}}");
+    const std::string staleServers =
+        unfolded("{'mcpServers':{'larkmoor':{'command':'/Old/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}}}");
+    const std::string settings = unfolded("{'hooks':{'UserPromptSubmit':[{'hooks':[" MINE "," ENTRY("rules") "," ENTRY(
+        "index") "," ENTRY("recall") "]}],"
+                                     "'PreToolUse':[{'matcher':'mcp__larkmoor__.*','hooks':[" ENTRY("pretool") "]}]}}");
+    const std::string servers =
+        unfolded("{'mcpServers':{'larkmoor':{'type':'stdio','command':'{mcp}','args':[],'env':{}}}}");
+    const Files before{{settingsFile, stale}, {serverFile, staleServers}};
+    const Files copies{{settingsFile + copy, stale}, {serverFile + copy, staleServers}};
+    Files connected{
+        {settingsFile, settings}, {serverFile, servers}, {receiptFile, receipt({"preToolEventArray", "preToolGroup"})}};
+    connected.insert(copies.begin(), copies.end());
+    Files removed{{settingsFile, unfolded("{'hooks':{'UserPromptSubmit':[{'hooks':[" MINE "]}]}}")},
+                  {settingsFile + copy + "-02", settings},
+                  {serverFile, unfolded("{'mcpServers':{}}")},
+                  {serverFile + copy + "-02", servers}};
+    removed.insert(copies.begin(), copies.end());
+    tell(before,
+         {{"scan",
+           "drifted\n" SETTINGS "the Larkmoor hook entry here — this file holds 3 Larkmoor entries where four are "
+           "expected\n" SETTINGS "the Larkmoor hook entry here — a Larkmoor entry here is under the Stop event rather "
+           "than UserPromptSubmit\n" SETTINGS "the Larkmoor hook entry here — the command is not the one this build "
+           "writes: {hook} --harness=claude-code --slot=index\n" SERVERS "the Larkmoor MCP server entry here — the "
+           "command is not the one this build writes: /Old/Larkmoor.app/Contents/MacOS/larkmoor-mcp",
+           before},
+          {"install",
+           "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED SETTINGS WRITTEN "\n" SERVERS WRITTEN,
+           connected,
+           {"~/.claude/settings.json" COPY, "~/.claude.json" COPY}},
+          {"remove",
+           "changed\n~/.claude/settings.json" COPY "-02: a copy of the file was made here first\n~/.claude.json" COPY
+           "-02: a copy of the file was made here first\n" SERVERS EMPTY("mcpServers object") "\n" SETTINGS TAKEN
+                                                                                              "\n" SERVERS TAKEN,
+           removed,
+           {"~/.claude/settings.json" COPY "-02", "~/.claude.json" COPY "-02"}}});
+}
 
 TEST(ClaudeCodeVerbs, OfTheShellsOnlyThoseGoThatTheReceiptNames) {
     constexpr std::string_view lost = "changed\n~/.claude/settings.json" COPIED "~/.claude.json" COPIED SETTINGS EMPTY(
