@@ -18,6 +18,10 @@ std::string shown(Moment moment) {
     return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)));
 }
 
+std::string counted(std::size_t count, std::string_view noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
 JSONLiteral list(const std::vector<std::string>& texts) { return JSONLiteral::array({texts.begin(), texts.end()}); }
 
 JSONLiteral list(const std::vector<Observation>& observations) {
@@ -37,7 +41,7 @@ JSONLiteral fileLiteral(const ConnectorMemoryFile& file) {
 }
 
 std::string fileWords(const ConnectorMemoryFile& file) {
-    return fmt::format("{}{}", file.bytes ? fmt::format("{} bytes", *file.bytes) : "unknown size",
+    return fmt::format("{}{}", file.bytes ? counted(static_cast<std::size_t>(*file.bytes), "byte") : "unknown size",
                        file.modified ? ", changed " + shown(*file.modified) : "");
 }
 
@@ -58,14 +62,13 @@ Entry Entry::of(std::string id, const ConnectorOutcome& outcome) {
     return {.id = std::move(id),
             .standing = result,
             .observations = outcome.observations,
-            .backups = outcome.backups,
             .refused = outcome.result == ConnectorOutcome::Result::refused,
             .fields = {
                 {"result", result}, {"observations", list(outcome.observations)}, {"backups", list(outcome.backups)}}};
 }
 
 Entry Entry::of(std::string id, const ProjectReport& report) {
-    Entry entry{.id = std::move(id), .standing = fmt::format("{} projects", report.projects.size())};
+    Entry entry{.id = std::move(id), .standing = counted(report.projects.size(), "project")};
     std::vector<JSONLiteral> projects;
     for (const ConnectorProject& project : report.projects) {
         Members members{{"path", project.path}, {"lastActivity", shown(project.lastActivity)}};
@@ -87,7 +90,7 @@ Entry Entry::of(std::string id, const ProjectReport& report) {
 }
 
 Entry Entry::of(std::string id, const MemoryFileReport& report) {
-    Entry entry{.id = std::move(id), .standing = fmt::format("{} memory files", report.files.size())};
+    Entry entry{.id = std::move(id), .standing = counted(report.files.size(), "memory file")};
     std::vector<JSONLiteral> files;
     for (const ConnectorMemoryFile& file : report.files) {
         files.push_back(fileLiteral(file));

@@ -14,7 +14,6 @@ struct Entry {
     std::string id;
     std::string standing;                     ///< one line's words: a state, a result, an answer
     std::vector<Observation> observations{};  ///< also those of a person's eyes alone
-    std::vector<std::string> backups{};
     bool refused = false;
     /// The fields of the object, behind its `id`.
     std::vector<JSONLiteral::Member> fields{};
