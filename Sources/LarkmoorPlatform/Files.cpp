@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -115,6 +116,18 @@ std::optional<mode_t> permissions(const std::string& path) {
     struct stat status{};
     if (::stat(path.c_str(), &status) != 0) return std::nullopt;
     return status.st_mode & 07777;
+}
+
+std::optional<std::vector<std::string>> names(const std::string& folder) {
+    std::vector<std::string> names;
+    std::error_code failed;
+    for (std::filesystem::directory_iterator entry{folder, failed}, end; !failed && entry != end;
+         entry.increment(failed)) {
+        names.push_back(entry->path().filename().string());
+    }
+    if (failed) return std::nullopt;
+    std::ranges::sort(names);
+    return names;
 }
 
 }  // namespace Files

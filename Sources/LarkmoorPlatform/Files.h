@@ -1,4 +1,4 @@
-// Whole files, read and replaced. An error names its path and the system's reason.
+// Whole files, read and replaced, and what a folder holds. An error names its path and the system's reason.
 #pragma once
 
 #include <sys/types.h>
@@ -7,6 +7,7 @@
 #include <expected>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "LarkmoorPlatform/Bytes.h"
 
@@ -57,6 +58,9 @@ bool exists(const std::string& path);
 
 /// The permission bits of what is at the path, links followed; nothing if the system will not say.
 std::optional<mode_t> permissions(const std::string& path);
+
+/// The names of what lies in the folder, in plain order of their bytes; nothing if it cannot be listed.
+std::optional<std::vector<std::string>> names(const std::string& folder);
 
 }  // namespace Files
 

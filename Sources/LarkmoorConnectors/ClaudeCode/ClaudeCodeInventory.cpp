@@ -9,7 +9,6 @@
 #include <span>
 #include <tuple>
 
-#include "LarkmoorConnectors/Framework/FolderNames.h"
 #include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor::ClaudeCodeInventory {
@@ -28,13 +27,12 @@ bool isFolder(const std::string& path) {
 }
 
 TimePoint lastActivity(const std::string& folder) {
-    std::error_code failed;
-    fs::directory_iterator entry{folder, failed};
-    if (failed) return distantPast;
+    const auto names = Files::names(folder);
+    if (!names) return distantPast;
     TimePoint newest = Files::modified(folder).value_or(distantPast);
-    for (const fs::directory_iterator end; !failed && entry != end; entry.increment(failed)) {
-        if (isFolder(entry->path().string())) continue;
-        if (const auto modified = Files::modified(entry->path().string())) newest = std::max(newest, *modified);
+    for (const std::string& name : *names) {
+        const std::string path = folder + "/" + name;
+        if (!isFolder(path)) newest = std::max(newest, Files::modified(path).value_or(distantPast));
     }
     return newest;
 }
@@ -64,7 +62,7 @@ std::string decodeProjectPath(std::string_view name) {
 
 ProjectReport projects(const ClaudeCodePaths& paths) {
     ProjectReport report{.source = paths.projectsDirectory(), .projects = {}, .note = {}};
-    for (const std::string& name : namesInFolder(paths.projectsDirectory())) {
+    for (const std::string& name : Files::names(paths.projectsDirectory()).value_or(std::vector<std::string>{})) {
         const std::string folder = paths.projectsDirectory() + "/" + name;
         if (!isFolder(folder)) continue;
         report.projects.push_back({.path = decodeProjectPath(name),

@@ -6,8 +6,6 @@
 
 #include <algorithm>
 #include <ctime>
-#include <filesystem>
-#include <system_error>
 
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 #include "LarkmoorPlatform/Files.h"
@@ -61,18 +59,10 @@ std::expected<std::optional<std::string>, ConfigFileError> make(const std::strin
 }
 
 std::vector<std::string> all(const std::string& of) {
-    const std::string start = prefix(of);
-    std::vector<std::string> names;
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry{ConfigPath::folder(of), error}, end; !error && entry != end;
-         entry.increment(error)) {
-        if (std::string name = entry->path().filename().string(); name.starts_with(start))
-            names.push_back(std::move(name));
-    }
-    if (error) return {};
-    std::ranges::sort(names);
-    for (std::string& name : names) name = ConfigPath::sibling(of, name);
-    return names;
+    std::vector<std::string> copies = Files::names(ConfigPath::folder(of)).value_or(std::vector<std::string>{});
+    std::erase_if(copies, [start = prefix(of)](const std::string& name) { return !name.starts_with(start); });
+    for (std::string& copy : copies) copy = ConfigPath::sibling(of, copy);
+    return copies;
 }
 
 std::vector<std::string> prune(const std::string& of) {

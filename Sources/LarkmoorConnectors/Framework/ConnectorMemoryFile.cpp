@@ -2,7 +2,6 @@
 
 #include <filesystem>
 
-#include "LarkmoorConnectors/Framework/FolderNames.h"
 #include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor {
@@ -19,7 +18,7 @@ std::optional<ConnectorMemoryFile> ConnectorMemoryFile::stat(const std::string& 
 
 std::vector<ConnectorMemoryFile> ConnectorMemoryFile::markdown(const std::string& folder) {
     std::vector<ConnectorMemoryFile> files;
-    for (const std::string& name : namesInFolder(folder)) {
+    for (const std::string& name : Files::names(folder).value_or(std::vector<std::string>{})) {
         const fs::path path = fs::path{folder} / name;
         std::error_code ignored;
         if (path.extension() != ".md" || fs::is_directory(path, ignored)) continue;

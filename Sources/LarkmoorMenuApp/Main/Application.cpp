@@ -29,10 +29,9 @@ void makeSupportDirectory(const std::string& support) {
 
 Application::Application()
     : applications_(loop_, bus_),
-      alerts_(runner_,
-              {.helper = bundle_.beside("larkmoor-alert"),
-               .build = bundle_.build.value_or(""),
-               .activationToken = [this] { return item_ == nullptr ? std::string{} : item_->takeActivationToken(); }}),
+      alerts_(runner_, {.helper = bundle_.beside("larkmoor-alert"),
+                        .build = bundle_.build.value_or(""),
+                        .activationToken = [this] { return takeActivationToken(); }}),
       loginItem_(UserFolders::current(), {.identifier = std::string{ClientInstance::menubarID},
                                           .name = std::string{ClientInstance::productName},
                                           .icon = "larkmoor",
@@ -45,7 +44,7 @@ Application::Application()
                     .loosePlist = LoginItems::looseAgentPlistPath(home_),
                     .user = ::getuid(),
                     .log = platformLog}),
-      launcher_(runner_, [this] { return item_ == nullptr ? std::string{} : item_->takeActivationToken(); }),
+      launcher_(runner_, [this] { return takeActivationToken(); }),
       instance_(bus_, std::string{ClientInstance::menubarID},
                 {.onOwned = [this] { becomeMenuBar(); },
                  .onOther = [this] { end(0); },
@@ -73,6 +72,10 @@ int Application::run() {
 void Application::end(int status) {
     status_ = status;
     loop_.stop();
+}
+
+std::string Application::takeActivationToken() {
+    return item_ == nullptr ? std::string{} : item_->takeActivationToken();
 }
 
 void Application::becomeMenuBar() {

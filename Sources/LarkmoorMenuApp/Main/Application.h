@@ -40,6 +40,8 @@ class Application {
     Task<void> warmBundledBinaries();
     Task<void> clearQuitAndHealLooseAgent();
     std::shared_ptr<XPCClient> dialDoor();
+    /// What lets a window that a click opened come to the front; "" where the host gave none.
+    std::string takeActivationToken();
     void end(int status);
 
     MainLoop loop_{1};
