@@ -44,7 +44,7 @@ TEST(BlockingWorkTest, RunsElsewhereAndComesBackHere) {
         const auto [where, output] = co_await BlockingWork::run([input = std::move(input)]() mutable {
             return std::pair{std::this_thread::get_id(), std::make_unique<int>(*input + 1)};
         });
-        co_return where != main&& std::this_thread::get_id() == main && *output == 42;
+        co_return (where != main) && std::this_thread::get_id() == main && *output == 42;
     };
     EXPECT_EQ(runTask(loop, task(here)), true);
 }
