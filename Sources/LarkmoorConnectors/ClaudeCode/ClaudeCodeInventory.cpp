@@ -31,7 +31,7 @@ TimePoint lastActivity(const std::string& folder) {
     if (!names) return distantPast;
     TimePoint newest = Files::modified(folder).value_or(distantPast);
     for (const std::string& name : *names) {
-        const std::string path = folder + "/" + name;
+        const std::string path = fmt::format("{}/{}", folder, name);
         if (!isFolder(path)) newest = std::max(newest, Files::modified(path).value_or(distantPast));
     }
     return newest;
