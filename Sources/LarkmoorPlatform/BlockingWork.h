@@ -5,7 +5,6 @@
 #include <boost/asio/this_coro.hpp>
 
 #include <memory>
-#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -26,9 +25,9 @@ Task<std::invoke_result_t<F&>> run(F work) {
     if constexpr (std::is_void_v<Result>) {
         co_await workers.perform([held = std::move(held)] { (*held)(); });
     } else {
-        auto result = std::make_shared<std::optional<Result>>();
-        co_await workers.perform([held = std::move(held), result] { result->emplace((*held)()); });
-        co_return std::move(result->value());
+        auto result = std::make_shared<std::unique_ptr<Result>>();
+        co_await workers.perform([held = std::move(held), result] { *result = std::make_unique<Result>((*held)()); });
+        co_return std::move(**result);
     }
 }
 

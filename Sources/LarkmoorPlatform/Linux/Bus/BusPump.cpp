@@ -161,7 +161,7 @@ void BusPump::waitUntil(std::uint64_t microseconds) {
     });
 }
 
-void BusPump::lose(BusError error) {
+void BusPump::lose(const BusError& error) {
     if (isLost_ || isClosed_) return;
     isLost_ = true;
     timer_.cancel();

@@ -55,7 +55,7 @@ class BusPump : public std::enable_shared_from_this<BusPump> {
     void followDescriptor(int descriptor);
     void waitFor(short events);
     void waitUntil(std::uint64_t microseconds);
-    void lose(BusError error);
+    void lose(const BusError& error);
     Pending take(PendingCall& call);
     BusSlot refuse(Pending pending, BusError error);
     static int onReply(sd_bus_message* message, void* call, sd_bus_error* error) noexcept;
