@@ -31,7 +31,7 @@ void SerialQueue::add(std::function<void()> work) {
         thread_ = std::thread{[this] { run(lingering_); }};
         isRunning_ = true;
     } catch (const std::system_error&) {
-        // The system has no thread to spare: the next call tries again.
+        isRunning_ = false;  // the system has no thread to spare: the next call tries again
     }
 }
 

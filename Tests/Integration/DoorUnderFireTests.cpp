@@ -96,9 +96,9 @@ class DoorUnderFireTest : public ::testing::Test {
     std::optional<ChildProcess> daemon;
 };
 
-bool isDoorsOwn(const std::string& message_) {
-    return message_ == message(DoorFault::absent) || message_ == message(DoorFault::refused) ||
-           message_ == message(DoorFault::silent);
+bool isDoorsOwn(const std::string& said) {
+    return said == message(DoorFault::absent) || said == message(DoorFault::refused) ||
+           said == message(DoorFault::silent);
 }
 
 TEST_F(DoorUnderFireTest, EveryCallEndsAndNothingIsCountedTwice) {
@@ -114,6 +114,7 @@ TEST_F(DoorUnderFireTest, EveryCallEndsAndNothingIsCountedTwice) {
     std::atomic<int> answered = 0;
     std::atomic<int> strange = 0;
     std::vector<std::thread> threads;
+    threads.reserve(callers);
     for (int caller = 0; caller < callers; ++caller) {
         threads.emplace_back([&] {
             while (!isOver) {

@@ -22,6 +22,7 @@ class ChildProcess {
     explicit ChildProcess(std::vector<std::string> arguments,
                           const std::map<std::string, std::string>& environment = {}, int keep = -1) {
         std::vector<char*> list;
+        list.reserve(arguments.size() + 1);
         for (std::string& argument : arguments) list.push_back(argument.data());
         list.push_back(nullptr);
         const pid_t parent = ::getpid();
@@ -33,7 +34,7 @@ class ChildProcess {
         if (::getppid() != parent) ::_exit(127);
         for (const auto& [name, value] : environment) ::setenv(name.c_str(), value.c_str(), 1);
         if (keep >= 0) ::fcntl(keep, F_SETFD, 0);
-        ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+        if (const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC); nowhere >= 0) ::dup2(nowhere, STDOUT_FILENO);
         ::execvp(list.front(), list.data());
         ::_exit(127);
     }
