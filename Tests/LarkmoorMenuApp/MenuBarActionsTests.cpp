@@ -6,10 +6,8 @@ namespace larkmoor::testing {
 namespace {
 
 using ::testing::AllOf;
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::Not;
 
 TEST_F(MenuBarTest, RecordingRowsOrderAndShowWhatIsTrue) {
     struct Case {

@@ -4,7 +4,6 @@
 namespace larkmoor::testing {
 namespace {
 
-using ::testing::IsEmpty;
 using Line = MenuDuties::Line;
 using Fraction = RowProgresses::Fraction;
 using Indeterminate = RowProgresses::Indeterminate;

@@ -82,8 +82,8 @@ class DaemonAgentTest : public ::testing::Test, protected LoginItemService, prot
                        .user = 501,
                        .log = log()}};
     const std::string job = "gui/501/tools.fenwright.larkmoor.gateway";
-    const std::string print_ = "print " + job, kickstart_ = "kickstart " + job;
-    const std::string bootstrap_ = "bootstrap gui/501 " + loose;
+    const std::string printed = "print " + job, kickstarted = "kickstart " + job;
+    const std::string bootstrapped = "bootstrap gui/501 " + loose;
     const std::string digest = "digest of the list";
     const std::string approval = "daemon agent needs approval in System Settings > Login Items (user disabled it)";
     const std::string registered = "registered daemon agent with SMAppService";
@@ -106,18 +106,18 @@ TEST_F(DaemonAgentTest, TheBundlesAgentIsKeptAsTheListInTheBundleSays) {
     const std::string kept = "daemon agent unregister() failed, NOT re-registering: no way";
     const std::string mute = "launchctl print could not run: nobody there";
     const Case cases[] = {
-        {"first launch", notRegistered, "", lost, {print_, on, registered}, digest},
-        {"taken out by others", notRegistered, digest, 0, {print_, on, registered}, digest},
-        {"second launch", enabled, digest, 0, {print_}, digest},
-        {"from before digests", enabled, "", 0, {print_, off, changed, on, registered}, digest},
-        {"changed list", enabled, "old", 0, {print_, off, changed, on, registered}, digest},
-        {"job gone", enabled, digest, lost, {print_, off, missing, on, registered}, digest},
-        {"changed list and job gone", enabled, "old", lost, {print_, off, missing, on, registered}, digest},
-        {"the person said no", requiresApproval, "old", lost, {print_, approval}, "old"},
-        {"not unregistered", enabled, "old", 0, {print_, off, kept}, "old", true, false},
-        {"not registered", notFound, "old", lost, {print_, on, notRegisteredNow}, "old", false},
-        {"not registered again", enabled, "old", 0, {print_, off, changed, on, notRegisteredNow}, "old", false},
-        {"no manager", notFound, "", nobody, {print_, mute, on, notRegisteredNow}, "", false},
+        {"first launch", notRegistered, "", lost, {printed, on, registered}, digest},
+        {"taken out by others", notRegistered, digest, 0, {printed, on, registered}, digest},
+        {"second launch", enabled, digest, 0, {printed}, digest},
+        {"from before digests", enabled, "", 0, {printed, off, changed, on, registered}, digest},
+        {"changed list", enabled, "old", 0, {printed, off, changed, on, registered}, digest},
+        {"job gone", enabled, digest, lost, {printed, off, missing, on, registered}, digest},
+        {"changed list and job gone", enabled, "old", lost, {printed, off, missing, on, registered}, digest},
+        {"the person said no", requiresApproval, "old", lost, {printed, approval}, "old"},
+        {"not unregistered", enabled, "old", 0, {printed, off, kept}, "old", true, false},
+        {"not registered", notFound, "old", lost, {printed, on, notRegisteredNow}, "old", false},
+        {"not registered again", enabled, "old", 0, {printed, off, changed, on, notRegisteredNow}, "old", false},
+        {"no manager", notFound, "", nobody, {printed, mute, on, notRegisteredNow}, "", false},
     };
     write(inBundle);
     for (const Case& test : cases) {
@@ -172,11 +172,11 @@ TEST_F(DaemonAgentTest, ALooseAgentIsHealed) {
                            status);
     };
     const Case cases[] = {
-        {0, 0, 0, {print_, kickstart_}},
-        {0, 3, 0, {print_, kickstart_, "daemon agent kickstart failed (launchctl exit 3)"}},
-        {lost, 0, 0, {print_, gone, bootstrap_, back}},
-        {lost, 0, 5, {print_, gone, bootstrap_, failed(5)}},
-        {lost, 0, nobody, {print_, gone, bootstrap_, mute, failed(-1)}},
+        {0, 0, 0, {printed, kickstarted}},
+        {0, 3, 0, {printed, kickstarted, "daemon agent kickstart failed (launchctl exit 3)"}},
+        {lost, 0, 0, {printed, gone, bootstrapped, back}},
+        {lost, 0, 5, {printed, gone, bootstrapped, failed(5)}},
+        {lost, 0, nobody, {printed, gone, bootstrapped, mute, failed(-1)}},
     };
     write(loose);
     for (const Case& test : cases) {
@@ -192,15 +192,15 @@ TEST_F(DaemonAgentTest, AQuitIsReleasedByAGestureOnly) {
     const std::string released = "quit released by a user gesture — kickstarting the daemon (m:505)";
     sentinel.set();
     EXPECT_TRUE(sentinel.isSet());
-    EXPECT_EQ(storyOf(agent.releaseQuitIfHeld(sentinel)), (Words{released, kickstart_}));
+    EXPECT_EQ(storyOf(agent.releaseQuitIfHeld(sentinel)), (Words{released, kickstarted}));
     EXPECT_FALSE(sentinel.isSet());
 
     sentinel.set();
     write(loose);
     starts = 3;
     EXPECT_EQ(storyOf(agent.releaseQuitIfHeld(sentinel)),
-              (Words{released, kickstart_, "kickstart after quit-release failed (exit 3); running the full heal",
-                     print_, kickstart_, "daemon agent kickstart failed (launchctl exit 3)"}));
+              (Words{released, kickstarted, "kickstart after quit-release failed (exit 3); running the full heal",
+                     printed, kickstarted, "daemon agent kickstart failed (launchctl exit 3)"}));
     EXPECT_FALSE(sentinel.isSet());
 }
 
