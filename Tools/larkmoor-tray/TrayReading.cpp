@@ -110,8 +110,8 @@ PlainLabel plainLabel(std::string_view label) {
     for (; label.starts_with(emSpace); label.remove_prefix(emSpace.size())) ++plain.indent;
     for (std::size_t at = 0; at < label.size(); ++at) {
         // Of two the second stays; of one nothing does.
-        if (label[at] == '_' && ++at == label.size()) break;
-        plain.text += label[at];
+        if (label[at] == '_') ++at;
+        if (at < label.size()) plain.text += label[at];
     }
     return plain;
 }

@@ -76,7 +76,7 @@ TrayWatcher::TrayWatcher(SessionBus& bus)
                                .rule(),
                            [this](const BusMessage& message) { vanished(BusReader{message}.text()); })) {}
 
-void TrayWatcher::registerItem(ItemAddress item) {
+void TrayWatcher::registerItem(const ItemAddress& item) {
     if (std::ranges::find(items_, item) != items_.end()) return;
     items_.push_back(item);
     tell("StatusNotifierItemRegistered", item.text());

@@ -33,7 +33,7 @@ class TrayWatcher {
   private:
     struct Table;
 
-    void registerItem(ItemAddress item);
+    void registerItem(const ItemAddress& item);
     void vanished(std::string_view name);
     void tell(const std::string& member, const std::string& item);
 

@@ -25,8 +25,9 @@ std::expected<Scenario, std::string> readScenario(BytesView bytes) {
     }
     auto scenario = Decoder::decode<Scenario>(bytes);
     if (!scenario) return std::unexpected(scenario.error().description());
-    if (scenario->front && !fromRawText<FrontRecording>(*scenario->front))
-        return std::unexpected(fmt::format("\"{}\" is no front state", *scenario->front));
+    const std::optional<std::string>& front = scenario->front;
+    if (front && !fromRawText<FrontRecording>(*front))
+        return std::unexpected(fmt::format("\"{}\" is no front state", *front));
     return *std::move(scenario);
 }
 

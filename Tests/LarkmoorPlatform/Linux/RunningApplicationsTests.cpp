@@ -146,7 +146,7 @@ TEST_F(RunningApplicationsTests, SparesWhoeverTookTheNumber) {
     testing::ChildProcess changing{
         {"/bin/sh", "-c", "while [ ! -e " + folder / "go" + " ]; do :; done; exec " + program + " 600"}};
     ASSERT_TRUE(find(changing.pid()));
-    std::ofstream{folder / "go"};
+    std::ofstream{folder / "go"} << "now";
     std::error_code failed;
     while (std::filesystem::read_symlink("/proc/" + std::to_string(changing.pid()) + "/exe", failed) != program)
         std::this_thread::sleep_for(1ms);

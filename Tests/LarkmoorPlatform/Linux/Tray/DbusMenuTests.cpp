@@ -9,7 +9,6 @@
 namespace larkmoor::testing {
 namespace {
 
-using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::Gt;
 using ::testing::IsEmpty;

@@ -9,7 +9,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::UnorderedElementsAre;
 
 /// '.' is a row, '-' a separator; the same in capitals, ':' and '=', are hidden.
 Menu::Rows rowsOf(std::string_view plan) {
