@@ -8,8 +8,8 @@
 
 namespace larkmoor {
 
-/// Main thread; the bus outlives it. Answers org.freedesktop.Application (the Desktop Entry Specification's D-Bus
-/// activation) on the object that the name spells as a path.
+/// Main thread; the bus outlives it. Answers org.freedesktop.Application (how a desktop activates an entry over D-Bus)
+/// on the object that the name spells as a path.
 class SingleInstance {
   public:
     struct Answers {
