@@ -1,8 +1,13 @@
 # A room is a folder under Sources/ and one static library of the same name; it links only the floors under it.
 
-add_library(LarkmoorPrelude OBJECT "${PROJECT_SOURCE_DIR}/CMake/Prelude.cpp")
-target_precompile_headers(LarkmoorPrelude PRIVATE "${PROJECT_SOURCE_DIR}/CMake/Prelude.h")
-target_link_libraries(LarkmoorPrelude PRIVATE Boost::headers fmt::fmt Threads::Threads)
+# larkmoor_prelude(NAME option...): the precompiled headers of what is compiled with these options.
+function(larkmoor_prelude name)
+  add_library(${name} OBJECT "${PROJECT_SOURCE_DIR}/CMake/Prelude.cpp")
+  target_compile_options(${name} PRIVATE ${ARGN})
+  target_precompile_headers(${name} PRIVATE "${PROJECT_SOURCE_DIR}/CMake/Prelude.h")
+  target_link_libraries(${name} PRIVATE Boost::headers fmt::fmt Threads::Threads)
+endfunction()
+larkmoor_prelude(LarkmoorPrelude)
 
 # What waits for most of its life is compiled to be small rather than fast: a program's code is most of what it costs
 # at rest. SMALL still optimises what is measured against peers (-Os), SMALLEST gives that up too (-Oz). Each wants a
@@ -20,10 +25,7 @@ set(LARKMOOR_SMALL -Os)
 set(LARKMOOR_SMALLEST -Oz)
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
   foreach(degree SMALL SMALLEST)
-    add_library(LarkmoorPrelude${degree} OBJECT "${PROJECT_SOURCE_DIR}/CMake/Prelude.cpp")
-    target_compile_options(LarkmoorPrelude${degree} PRIVATE ${LARKMOOR_${degree}})
-    target_precompile_headers(LarkmoorPrelude${degree} PRIVATE "${PROJECT_SOURCE_DIR}/CMake/Prelude.h")
-    target_link_libraries(LarkmoorPrelude${degree} PRIVATE Boost::headers fmt::fmt Threads::Threads)
+    larkmoor_prelude(LarkmoorPrelude${degree} ${LARKMOOR_${degree}})
   endforeach()
 endif()
 
