@@ -1,4 +1,4 @@
-# A room is a folder under Sources/ and one static library of the same name; it links only the floors under it.
+# A room is a folder under Sources/, or an inner one of it, and a static library; it links only what stands under it.
 
 # larkmoor_prelude(NAME option...): the precompiled headers of what is compiled with these options.
 function(larkmoor_prelude name)

@@ -2,9 +2,9 @@
 // them.
 #include <cstdint>
 
+#include "LarkmoorBase/UTF8.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLGuarantees.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLString.h"
-#include "LarkmoorPlatform/UTF8.h"
 #include "Require.h"
 
 namespace {

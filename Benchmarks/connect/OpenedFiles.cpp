@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <map>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorBase/FileDescriptor.h"
 
 namespace larkmoor::bench {
 

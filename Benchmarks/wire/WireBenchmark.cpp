@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "LarkmoorBase/JSON/Coding.h"
 #include "LarkmoorWire/Codec/Messages.h"
-#include "LarkmoorWire/Codec/Wirable.h"
 
 namespace {
 
@@ -64,7 +64,7 @@ void read(const Json& json, T& out) {
     } else if constexpr (isList<T>) {
         out.reserve(json.size());
         for (const Json& element : json) read(element, out.emplace_back());
-    } else if constexpr (WireRecord<T>) {
+    } else if constexpr (DescribedRecord<T>) {
         boost::mp11::mp_for_each<FieldsOf<T>>([&](auto field) { readField(json, field.name, out.*field.pointer); });
     } else {
         out = json.get<T>();
@@ -79,7 +79,7 @@ Json written(const T& value) {
         Json list = Json::array();
         for (const auto& element : value) list.push_back(written(element));
         return list;
-    } else if constexpr (WireRecord<T>) {
+    } else if constexpr (DescribedRecord<T>) {
         Json object = Json::object();
         boost::mp11::mp_for_each<FieldsOf<T>>([&](auto field) {
             const auto& held = value.*field.pointer;

@@ -1,6 +1,6 @@
 #include "LarkmoorAlert/AlertRequest.h"
 
-#include "LarkmoorAlert/AlertProtocol.h"
+#include "LarkmoorPlatform/AlertProtocol.h"
 
 namespace larkmoor {
 

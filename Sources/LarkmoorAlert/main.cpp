@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "LarkmoorAlert/AlertProtocol.h"
+#include "LarkmoorPlatform/AlertProtocol.h"
 #include "LarkmoorAlert/AlertWindow.h"
 
 namespace larkmoor {

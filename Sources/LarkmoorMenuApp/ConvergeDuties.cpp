@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
+#include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/RawText.h"
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
-#include "LarkmoorPlatform/BlockingWork.h"
 #include "LarkmoorPlatform/FreedMemory.h"
-#include "LarkmoorWire/Codec/RawText.h"
 
 namespace larkmoor::ConvergeDuties {
 

@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorKit/FirstRun/OnboardingTrigger.h"
 #include "LarkmoorKit/FirstRun/Receipts.h"
-#include "LarkmoorPlatform/Files.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace larkmoor {

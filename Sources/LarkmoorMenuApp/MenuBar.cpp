@@ -11,9 +11,9 @@ namespace {
 
 constexpr std::string_view cancelNotification = "tools.fenwright.larkmoor.cancel-local-models";
 
-Task<void> runDuty(MenuDuties::Duty duty, std::shared_ptr<MenuBar> self, Completion* end) {
+Task<void> runDuty(MenuDuties::Duty duty, std::shared_ptr<MenuBar> self, OneShotEvent* end) {
     co_await duty();
-    if (end != nullptr) end->reach();
+    if (end != nullptr) end->set();
     static_cast<void>(self);
 }
 
@@ -35,7 +35,7 @@ MenuBar::~MenuBar() {
     if (menu_) menu_->setDelegate(nullptr);
 }
 
-void MenuBar::start(MenuDuties::Duty duty, Completion MenuBar::* end) {
+void MenuBar::start(MenuDuties::Duty duty, OneShotEvent MenuBar::* end) {
     start([duty = std::move(duty), end](MenuBar& self) {
         return runDuty(duty, self.shared_from_this(), end == nullptr ? nullptr : &(self.*end));
     });

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "LarkmoorBase/OneShotEvent.h"
+#include "LarkmoorBase/Timers.h"
 #include "LarkmoorKit/FirstRun/WindowDoor.h"
 #include "LarkmoorKit/Menu/MenuHealth.h"
 #include "LarkmoorKit/Menu/RefusalRun.h"
@@ -15,8 +17,6 @@
 #include "LarkmoorMenuApp/MenuPlatform.h"
 #include "LarkmoorMenuApp/MenuRows.h"
 #include "LarkmoorMenuApp/ModelsRow.h"
-#include "LarkmoorPlatform/Completion.h"
-#include "LarkmoorPlatform/MainTimer.h"
 #include "LarkmoorPlatform/MenuDelegate.h"
 #include "LarkmoorPlatform/Spawn.h"
 
@@ -64,7 +64,7 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     static Task<void> openJourneyIfWarranted(std::shared_ptr<MenuBar> self);
     static Task<void> answerReopen(std::shared_ptr<MenuBar> self);
     /// Runs `duty` by itself, then reaches `end` if there is one.
-    void start(MenuDuties::Duty duty, Completion MenuBar::* end = nullptr);
+    void start(MenuDuties::Duty duty, OneShotEvent MenuBar::* end = nullptr);
     /// Runs `function(self)`, a Task<void>, by itself.
     template <class Function>
     void start(Function function) {
@@ -133,8 +133,8 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     bool quitting_ = false;  // or asking whether to
     std::optional<bool> lastWarranted_;
 
-    Completion registered_;  // task A has ended
-    Completion healed_;      // task C has ended
+    OneShotEvent registered_;  // task A has ended
+    OneShotEvent healed_;      // task C has ended
     std::unique_ptr<RepeatingTimer> timer_;
     std::unique_ptr<RepeatingTimer> modelsTicker_;  // while the menu is open
     std::unique_ptr<DistributedNotifications::Token> journeyToken_;

@@ -3,9 +3,9 @@
 
 #include <filesystem>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorKit/Menu/OutcomeNote.h"
 #include "LarkmoorMenuApp/MenuBar.h"
-#include "LarkmoorPlatform/Files.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace larkmoor {

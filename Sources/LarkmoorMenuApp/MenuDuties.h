@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "LarkmoorPlatform/Task.h"
+#include "LarkmoorBase/Task.h"
 
 namespace larkmoor {
 

@@ -9,13 +9,13 @@
 #include <string_view>
 #include <vector>
 
+#include "LarkmoorBase/Task.h"
+#include "LarkmoorBase/Timers.h"
 #include "LarkmoorKit/Door/XPCClient.h"
 #include "LarkmoorPlatform/Alerts.h"
 #include "LarkmoorPlatform/DistributedNotifications.h"
-#include "LarkmoorPlatform/RepeatingTimer.h"
 #include "LarkmoorPlatform/RunningApplications.h"
 #include "LarkmoorPlatform/StatusItem.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

@@ -3,8 +3,8 @@
 
 #include <optional>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Alert.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

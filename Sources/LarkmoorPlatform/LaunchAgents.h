@@ -4,7 +4,7 @@
 #include <expected>
 #include <string>
 
-#include "LarkmoorPlatform/Task.h"
+#include "LarkmoorBase/Task.h"
 
 namespace larkmoor {
 

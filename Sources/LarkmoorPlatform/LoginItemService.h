@@ -4,8 +4,8 @@
 #include <expected>
 #include <string>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/LoginItemStatus.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

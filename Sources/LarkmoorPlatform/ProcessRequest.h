@@ -9,8 +9,8 @@
 #include <variant>
 #include <vector>
 
-#include "LarkmoorPlatform/Bytes.h"
-#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/FileDescriptor.h"
 
 namespace larkmoor {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/ProcessRequest.h"
 #include "LarkmoorPlatform/ProcessResult.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

@@ -8,7 +8,7 @@
 #include <limits>
 #include <memory>
 
-#include "LarkmoorPlatform/UTF8.h"
+#include "LarkmoorBase/UTF8.h"
 
 namespace larkmoor::PropertyList {
 

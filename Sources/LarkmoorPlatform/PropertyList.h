@@ -6,7 +6,7 @@
 #include <string_view>
 #include <variant>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorPlatform/PropertyListValue.h"
 
 namespace larkmoor::PropertyList {

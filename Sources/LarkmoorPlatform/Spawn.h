@@ -9,8 +9,8 @@
 #include <functional>
 #include <memory>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/PlatformLog.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

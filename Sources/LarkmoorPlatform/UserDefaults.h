@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 
 namespace larkmoor {
 

@@ -10,9 +10,9 @@
 #include <thread>
 
 #include "CXPCShim/larkmoor_mach_service_registered.h"
+#include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorKit/Door/XPCClient.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
-#include "LarkmoorPlatform/BlockingWork.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/MessageServiceDial.h"
 #include "Support/PrivateBus.h"

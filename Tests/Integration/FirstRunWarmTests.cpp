@@ -9,7 +9,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/Linux/SpawningProcessRunner.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"

@@ -1,9 +1,9 @@
 // Does the daemon's understudy play its part? Its orders are tested by those who give them.
 #include <fstream>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
-#include "LarkmoorPlatform/Files.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/MessageServiceDial.h"
 #include "LarkmoorWire/Identity/WireContract.h"

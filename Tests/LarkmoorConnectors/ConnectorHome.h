@@ -10,11 +10,11 @@
 #include <string>
 #include <string_view>
 
+#include "LarkmoorBase/RawText.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
-#include "LarkmoorWire/Codec/RawText.h"
 
 namespace larkmoor::testing {
 

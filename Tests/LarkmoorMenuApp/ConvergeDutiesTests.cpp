@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorMenuApp/ConvergeDuties.h"
-#include "LarkmoorPlatform/Files.h"
 #include "Support/TemporaryFolder.h"
 
 namespace larkmoor {

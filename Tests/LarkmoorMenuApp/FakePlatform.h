@@ -9,12 +9,12 @@
 #include <utility>
 #include <vector>
 
+#include "LarkmoorBase/Task.h"
+#include "LarkmoorBase/Timers.h"
 #include "LarkmoorPlatform/Alerts.h"
 #include "LarkmoorPlatform/DistributedNotifications.h"
-#include "LarkmoorPlatform/RepeatingTimer.h"
 #include "LarkmoorPlatform/RunningApplications.h"
 #include "LarkmoorPlatform/StatusItem.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor::testing {
 

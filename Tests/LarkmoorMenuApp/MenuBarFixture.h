@@ -1,9 +1,9 @@
 // A menu between a scripted daemon and a platform that only takes notes.
 #pragma once
 
+#include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorMenuApp/FakePlatform.h"
 #include "LarkmoorMenuApp/MenuBar.h"
-#include "LarkmoorPlatform/Completion.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 #include "Support/FakeDoor.h"
 #include "Support/RunUntil.h"
@@ -105,13 +105,13 @@ class MenuBarTest : public ::testing::Test {
         return fmt::format("{}", fmt::join(titles, " | "));
     }
 
-    static Task<void> noted(Words& list, std::string word, Completion* until = nullptr) {
+    static Task<void> noted(Words& list, std::string word, OneShotEvent* until = nullptr) {
         list.push_back(word);
         if (until == nullptr) co_return;
         co_await until->wait();
         list.push_back(word + " done");
     }
-    MenuDuties::Duty noting(std::string word, Completion* until = nullptr) {
+    MenuDuties::Duty noting(std::string word, OneShotEvent* until = nullptr) {
         return [this, word = std::move(word), until] { return noted(done, word, until); };
     }
     template <class T>

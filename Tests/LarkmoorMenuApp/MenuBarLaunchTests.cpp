@@ -107,7 +107,7 @@ class MenuBarLaunchTest : public MenuBarTest {
         co_return answer;
     }
 
-    Completion registered{loop}, healed{loop};
+    OneShotEvent registered{loop}, healed{loop};
     bool hasUpdater = true;
 };
 
@@ -125,17 +125,17 @@ TEST_F(MenuBarLaunchTest, StartsItsDutiesInOrder) {
 TEST_F(MenuBarLaunchTest, UpdatesWaitForTheAgentAndGoInOrder) {
     for (const bool registeredFirst : {true, false}) {
         for (const bool updater : {true, false}) {
-            Completion a{loop}, c{loop};
+            OneShotEvent a{loop}, c{loop};
             duties.registerLoginItems = noting("A", &a);
             duties.clearQuitAndHealLooseAgent = noting("C", &c);
             hasUpdater = updater;
             done.clear();
             launch();
-            (registeredFirst ? a : c).reach();
+            (registeredFirst ? a : c).set();
             settle();
             EXPECT_THAT(done, AllOf(Contains(registeredFirst ? "A done" : "C done"), Not(Contains("bounce"))));
             done.clear();
-            (registeredFirst ? c : a).reach();
+            (registeredFirst ? c : a).set();
             settle();
             Words expected{registeredFirst ? "C done" : "A done", "bounce", "migrate", "updater"};
             if (updater) expected.emplace_back("clock");

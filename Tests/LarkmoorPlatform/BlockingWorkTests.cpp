@@ -1,4 +1,4 @@
-#include "LarkmoorPlatform/BlockingWork.h"
+#include "LarkmoorBase/BlockingWork.h"
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
@@ -71,8 +71,8 @@ TEST(BlockingWorkTest, KeepsAHandfulOfThreadsAndLosesNoWork) {
         boost::asio::co_spawn(loop, BlockingWork::run([&] { gate.pass(); }),
                               [&](const std::exception_ptr& thrown) { done += thrown ? 0 : 1; });
     }
-    gate.await(loop, BlockingWorkers::mostThreads);
-    EXPECT_EQ(BlockingWorkers::of(loop).threads(), BlockingWorkers::mostThreads);
+    gate.await(loop, BlockingWorkers::maxThreads);
+    EXPECT_EQ(BlockingWorkers::of(loop).threads(), BlockingWorkers::maxThreads);
     EXPECT_EQ(done, 0U);
     gate.open();
     // The loop has work for as long as something is owed.

@@ -1,8 +1,8 @@
 // What the platform floor has of its own, without the system's services.
 #include <gtest/gtest.h>
 
-#include "LarkmoorPlatform/Files.h"
-#include "LarkmoorPlatform/UTF8.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/UTF8.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 

@@ -8,8 +8,8 @@
 #include <set>
 #include <stdexcept>
 
-#include "LarkmoorPlatform/Files.h"
-#include "LarkmoorPlatform/Text.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/Text.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 

@@ -1,5 +1,5 @@
 // Work in the order of the calls, on a thread that comes and goes.
-#include "LarkmoorPlatform/SerialQueue.h"
+#include "LarkmoorBase/SerialQueue.h"
 
 #include <sys/resource.h>
 #include <unistd.h>

@@ -1,7 +1,7 @@
 // Tasks that nobody waits for, and the end that several wait for.
 #include <stdexcept>
 
-#include "LarkmoorPlatform/Completion.h"
+#include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorPlatform/Spawn.h"
 #include "Support/RunUntil.h"
 
@@ -35,12 +35,12 @@ TEST(Spawn, ADeadOwnerDoesNothingAndALivingOneIsHeld) {
     auto owner = std::make_shared<Owner>();
     const std::weak_ptr weak{owner};
     spawn(loop, weak, &Owner::work);
-    auto outlived = std::make_shared<Completion>(loop);
+    auto outlived = std::make_shared<OneShotEvent>(loop);
     spawn(loop, weak, [outlived](Owner&) { return outlived->wait(); });
     owner.reset();
     runReady(loop);
     EXPECT_FALSE(weak.expired());
-    outlived->reach();
+    outlived->set();
     runReady(loop);
     EXPECT_TRUE(weak.expired());
     spawn(loop, weak, [](Owner&) -> Task<void> {
@@ -73,9 +73,9 @@ TEST(Spawn, ReportsWhatEscapesAndGoesOn) {
               "[larkmoor-menu] a task ended with an error that nobody expected\n");
 }
 
-TEST(Completion, ReleasesAllThatWaitAndHoldsUpNobodyAfter) {
+TEST(OneShotEvent, ReleasesAllThatWaitAndHoldsUpNobodyAfter) {
     MainLoop loop;
-    Completion end{loop};
+    OneShotEvent end{loop};
     const auto owner = std::make_shared<Owner>();
     const auto waiting = [&end](Owner& self) -> Task<void> {
         co_await end.wait();
@@ -85,21 +85,21 @@ TEST(Completion, ReleasesAllThatWaitAndHoldsUpNobodyAfter) {
     spawn(loop, std::weak_ptr{owner}, waiting);
     runReady(loop);
     EXPECT_TRUE(owner->done.empty());
-    end.reach();
-    EXPECT_TRUE(end.isReached());
+    end.set();
+    EXPECT_TRUE(end.isSet());
     runReady(loop);
     EXPECT_THAT(owner->done, ElementsAre("through", "through"));
-    end.reach();
+    end.set();
     spawn(loop, std::weak_ptr{owner}, waiting);
     runReady(loop);
     EXPECT_EQ(owner->done.size(), 3U);
 }
 
-TEST(Completion, TheLoopMayEndWhileSomebodyWaits) {
+TEST(OneShotEvent, TheLoopMayEndWhileSomebodyWaits) {
     const auto owner = std::make_shared<Owner>();
     {
         MainLoop loop;
-        auto end = std::make_shared<Completion>(loop);
+        auto end = std::make_shared<OneShotEvent>(loop);
         spawn(loop, std::weak_ptr{owner}, [end](Owner&) { return end->wait(); });
         runReady(loop);
     }

@@ -8,9 +8,9 @@
 #include <sstream>
 #include <typeinfo>
 
+#include "LarkmoorBase/JSON/Decoder.h"
+#include "LarkmoorBase/JSON/Encoder.h"
 #include "LarkmoorWire/Catalogue/Tracing.h"
-#include "LarkmoorWire/Codec/Decoder.h"
-#include "LarkmoorWire/Codec/Encoder.h"
 #include "LarkmoorWire/Codec/Messages.h"
 #include "Support/Text.h"
 #include "Support/WireGenerator.h"
@@ -53,14 +53,14 @@ class Dump {
             mp_for_each<boost::describe::describe_enumerators<T>>(
                 [&](auto enumerator) { cases.push_back(enumerator.name); });
             lines.insert(fmt::format("{} = {}", nameOf<T>(), fmt::join(cases, ", ")));
-        } else if constexpr (WireVariant<T>) {
+        } else if constexpr (DescribedVariant<T>) {
             mp_for_each<mp_transform<mp_identity, typename T::Alternatives>>([&](auto type) {
                 using Case = typename decltype(type)::type;
                 const std::string fields = fieldsOf<Case>();
                 lines.insert(
                     fmt::format("{}.{}{}{}", T::variantName, Case::wireName, fields.empty() ? "" : " ", fields));
             });
-        } else if constexpr (WireRecord<T>) {
+        } else if constexpr (DescribedRecord<T>) {
             lines.insert(fmt::format("{} {{{}}}", nameOf<T>(), fieldsOf<T>()));
         }
     }

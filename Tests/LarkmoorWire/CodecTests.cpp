@@ -1,10 +1,10 @@
 // The pieces of the codec that a whole message reaches only in part.
 #include <gtest/gtest.h>
 
-#include "LarkmoorWire/Codec/Base64.h"
-#include "LarkmoorWire/Codec/Decoder.h"
-#include "LarkmoorWire/Codec/Encoder.h"
-#include "LarkmoorWire/Codec/Numbers.h"
+#include "LarkmoorBase/Base64.h"
+#include "LarkmoorBase/JSON/Decoder.h"
+#include "LarkmoorBase/JSON/Encoder.h"
+#include "LarkmoorBase/JSON/Numbers.h"
 #include "Support/Text.h"
 
 namespace larkmoor {

@@ -4,7 +4,7 @@
 #include <set>
 #include <sstream>
 
-#include "LarkmoorWire/Codec/Wirable.h"
+#include "LarkmoorBase/JSON/Coding.h"
 #include "Support/Text.h"
 
 namespace larkmoor {

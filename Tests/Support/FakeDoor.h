@@ -9,10 +9,10 @@
 #include <utility>
 #include <vector>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorPlatform/MessageService.h"
-#include "LarkmoorPlatform/Task.h"
 #include "LarkmoorWire/Codec/Messages.h"
 
 namespace larkmoor::testing {

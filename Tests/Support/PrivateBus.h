@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorBase/FileDescriptor.h"
 #include "Support/ChildProcess.h"
 #include "Support/TemporaryFolder.h"
 

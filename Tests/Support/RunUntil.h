@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-#include "LarkmoorPlatform/Task.h"
+#include "LarkmoorBase/Task.h"
 
 namespace larkmoor::testing {
 

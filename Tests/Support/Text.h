@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 
 namespace larkmoor::testing {
 

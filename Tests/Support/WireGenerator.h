@@ -4,10 +4,10 @@
 #include <random>
 #include <string>
 
+#include "LarkmoorBase/Date.h"
+#include "LarkmoorBase/JSON/Coding.h"
+#include "LarkmoorBase/Record.h"
 #include "LarkmoorWire/Catalogue/FilterValue.h"
-#include "LarkmoorWire/Codec/Date.h"
-#include "LarkmoorWire/Codec/Record.h"
-#include "LarkmoorWire/Codec/Wirable.h"
 
 namespace larkmoor::testing {
 
@@ -36,9 +36,9 @@ class WireGenerator {
             return map;
         } else if constexpr (RawText<T>) {
             return fromEnumerators<T>();
-        } else if constexpr (WireVariant<T>) {
+        } else if constexpr (DescribedVariant<T>) {
             return makeCase<T>(pick(std::variant_size_v<typename T::Alternatives>));
-        } else if constexpr (WireRecord<T>) {
+        } else if constexpr (DescribedRecord<T>) {
             T record;
             boost::mp11::mp_for_each<FieldsOf<T>>([&](auto field) {
                 auto& value = record.*field.pointer;
@@ -66,7 +66,7 @@ class WireGenerator {
     }
 
     /// The variant's case of that number, with a payload made up.
-    template <WireVariant V>
+    template <DescribedVariant V>
     V makeCase(std::size_t index) {
         V variant;
         std::size_t at = 0;

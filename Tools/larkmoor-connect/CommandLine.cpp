@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <map>
 
-#include "LarkmoorWire/Codec/RawText.h"
+#include "LarkmoorBase/RawText.h"
 
 namespace larkmoor::connect {
 

@@ -3,7 +3,7 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
-#include "LarkmoorWire/Codec/RawText.h"
+#include "LarkmoorBase/RawText.h"
 
 namespace larkmoor::connect {
 

@@ -1,7 +1,7 @@
 // larkmoor-connect: the connectors' verbs on a given home.
 #include <unistd.h>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "Run.h"
 
 int main(int count, char** words) {

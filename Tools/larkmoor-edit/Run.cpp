@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "CommandLine.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
-#include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor::edit {
 

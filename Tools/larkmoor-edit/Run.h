@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 
 namespace larkmoor::edit {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/JSONDialect.h"
-#include "LarkmoorPlatform/Bytes.h"
 #include "Stop.h"
 
 namespace larkmoor::edit {

@@ -1,7 +1,7 @@
 // larkmoor-edit: one change in a JSON or TOML file, every other byte left as it was.
 #include <unistd.h>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "Run.h"
 #include "Stop.h"
 

@@ -7,7 +7,7 @@
 
 #include <chrono>
 
-#include "LarkmoorPlatform/Task.h"
+#include "LarkmoorBase/Task.h"
 
 namespace larkmoor::tray {
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "LarkmoorPlatform/UTF8.h"
+#include "LarkmoorBase/UTF8.h"
 #include "TrayWords.h"
 
 namespace larkmoor::tray {

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
-#include "LarkmoorPlatform/Task.h"
 #include "TrayView.h"
 #include "TrayWatcher.h"
 

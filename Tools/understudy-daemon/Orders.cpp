@@ -5,7 +5,7 @@
 #include <array>
 #include <csignal>
 
-#include "LarkmoorWire/Codec/RawText.h"
+#include "LarkmoorBase/RawText.h"
 #include "Stage.h"
 
 namespace larkmoor::understudy {

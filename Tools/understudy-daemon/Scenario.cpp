@@ -1,6 +1,7 @@
 #include "Scenario.h"
 
-#include "LarkmoorWire/Codec/Decoder.h"
+#include "LarkmoorBase/JSON/Decoder.h"
+#include "LarkmoorWire/Catalogue/Screens.h"
 
 namespace larkmoor::understudy {
 
@@ -15,13 +16,12 @@ bool isField(std::string_view key) {
 }  // namespace
 
 std::expected<Scenario, std::string> readScenario(BytesView bytes) {
-    WireDocument document;
+    FlatDocument document;
     if (auto parsed = document.parse(bytes); !parsed) return std::unexpected(parsed.error().description());
-    const WireNode& root = document.root();
-    if (root.kind != WireNode::Kind::object) return std::unexpected("a scenario is an object");
-    for (const WireNode* member = root.begin(); member != root.end(); member = member->next()) {
-        if (!isField(member->key.stringValue))
-            return std::unexpected(fmt::format("a scenario knows no \"{}\"", member->key.stringValue));
+    const FlatNode& root = document.root();
+    if (root.kind != FlatNode::Kind::object) return std::unexpected("a scenario is an object");
+    for (const FlatNode* member = root.begin(); member != root.end(); member = member->next()) {
+        if (!isField(member->key)) return std::unexpected(fmt::format("a scenario knows no \"{}\"", member->key));
     }
     auto scenario = Decoder::decode<Scenario>(bytes);
     if (!scenario) return std::unexpected(scenario.error().description());

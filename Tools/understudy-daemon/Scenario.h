@@ -4,8 +4,8 @@
 #include <expected>
 #include <string>
 
-#include "LarkmoorPlatform/Bytes.h"
-#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor::understudy {
 

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
-#include "LarkmoorPlatform/Files.h"
 #include "LarkmoorWire/Codec/Messages.h"
 #include "LarkmoorWire/Store/StoreKeyWire.h"
 #include "Orders.h"

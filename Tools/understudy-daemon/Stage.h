@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorKit/Supervision/QuitSentinel.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/MessageServiceListener.h"
-#include "LarkmoorPlatform/Task.h"
 #include "Part.h"
 
 namespace larkmoor::understudy {

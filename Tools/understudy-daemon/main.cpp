@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 #include "Orders.h"
 #include "Stage.h"

@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "LarkmoorBase/RawText.h"
 #include "LarkmoorKit/FirstRun/Receipts.h"
-#include "LarkmoorWire/Codec/RawText.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace larkmoor::understudy {

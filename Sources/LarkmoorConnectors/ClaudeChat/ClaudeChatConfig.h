@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatPaths.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEditFailure.h"
 #include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/Framework/Profile.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor {
 

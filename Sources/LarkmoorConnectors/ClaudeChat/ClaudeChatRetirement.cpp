@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatConfig.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
 #include "LarkmoorConnectors/Framework/StrictJSON.h"
-#include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor {
 

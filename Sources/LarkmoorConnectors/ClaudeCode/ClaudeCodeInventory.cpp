@@ -9,7 +9,7 @@
 #include <span>
 #include <tuple>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 
 namespace larkmoor::ClaudeCodeInventory {
 

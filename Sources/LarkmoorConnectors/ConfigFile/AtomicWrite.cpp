@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/UUID.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
-#include "LarkmoorPlatform/Files.h"
-#include "LarkmoorPlatform/UUID.h"
 
 namespace larkmoor::AtomicWrite {
 

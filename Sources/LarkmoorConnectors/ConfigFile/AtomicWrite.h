@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFileError.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor::AtomicWrite {
 

@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <ctime>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
-#include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor::Backup {
 

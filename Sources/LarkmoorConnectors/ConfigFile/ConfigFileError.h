@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "LarkmoorWire/Codec/ClosedVariant.h"
+#include "LarkmoorBase/ClosedVariant.h"
 
 namespace larkmoor {
 

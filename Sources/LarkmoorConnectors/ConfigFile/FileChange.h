@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 
 namespace larkmoor {
 

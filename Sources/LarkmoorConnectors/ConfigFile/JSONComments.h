@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/ByteRange.h"
 #include "LarkmoorConnectors/ConfigFile/JSONTextError.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor::JSONComments {
 

@@ -7,11 +7,11 @@
 #include <expected>
 #include <string_view>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/JSONDialect.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEditFailure.h"
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
 #include "LarkmoorConnectors/ConfigFile/JSONStep.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor::JSONEdit {
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorConnectors/ConfigFile/JSONStep.h"
-#include "LarkmoorWire/Codec/ClosedVariant.h"
 
 namespace larkmoor {
 

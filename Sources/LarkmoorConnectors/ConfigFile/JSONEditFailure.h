@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEditError.h"
 #include "LarkmoorConnectors/ConfigFile/JSONTextError.h"
-#include "LarkmoorWire/Codec/ClosedVariant.h"
 
 namespace larkmoor {
 

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorConnectors/ConfigFile/CompactText.h"
-#include "LarkmoorWire/Codec/ClosedVariant.h"
 
 namespace larkmoor {
 

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <string_view>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/ByteRange.h"
 #include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/ConfigFile/RenderStyle.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor::JSONLayout {
 

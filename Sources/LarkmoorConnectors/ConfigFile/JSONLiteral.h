@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorConnectors/ConfigFile/JSONValue.h"
 #include "LarkmoorConnectors/ConfigFile/RenderStyle.h"
-#include "LarkmoorWire/Codec/ClosedVariant.h"
 
 namespace larkmoor {
 

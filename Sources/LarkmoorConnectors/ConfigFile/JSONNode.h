@@ -7,12 +7,12 @@
 #include <span>
 #include <string_view>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/ByteRange.h"
 #include "LarkmoorConnectors/ConfigFile/CompactText.h"
 #include "LarkmoorConnectors/ConfigFile/JSONKind.h"
 #include "LarkmoorConnectors/ConfigFile/JSONStep.h"
 #include "LarkmoorConnectors/ConfigFile/JSONValue.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor {
 

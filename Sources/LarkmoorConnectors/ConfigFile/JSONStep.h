@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "LarkmoorWire/Codec/ClosedVariant.h"
+#include "LarkmoorBase/ClosedVariant.h"
 
 namespace larkmoor {
 

@@ -4,9 +4,9 @@
 #include <optional>
 #include <utility>
 
+#include "LarkmoorBase/UTF8.h"
 #include "LarkmoorConnectors/ConfigFile/EightBytes.h"
 #include "LarkmoorConnectors/ConfigFile/JSONComments.h"
-#include "LarkmoorPlatform/UTF8.h"
 
 namespace larkmoor {
 

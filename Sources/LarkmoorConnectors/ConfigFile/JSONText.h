@@ -4,11 +4,11 @@
 #include <expected>
 #include <vector>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/ByteRange.h"
 #include "LarkmoorConnectors/ConfigFile/JSONDialect.h"
 #include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/ConfigFile/JSONTextError.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor {
 

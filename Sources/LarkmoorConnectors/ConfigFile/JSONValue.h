@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "LarkmoorWire/Codec/ClosedVariant.h"
+#include "LarkmoorBase/ClosedVariant.h"
 
 namespace larkmoor {
 

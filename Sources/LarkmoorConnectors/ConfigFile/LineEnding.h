@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 
 namespace larkmoor {
 

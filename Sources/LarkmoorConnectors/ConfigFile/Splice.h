@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/ByteRange.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor {
 

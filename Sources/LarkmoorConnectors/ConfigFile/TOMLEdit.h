@@ -8,11 +8,11 @@
 #include <string>
 #include <string_view>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLDocument.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLEditFailure.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLName.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLTextError.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor::TOMLEdit {
 

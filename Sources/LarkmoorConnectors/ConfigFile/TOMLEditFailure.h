@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLEditError.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLTextError.h"
-#include "LarkmoorWire/Codec/ClosedVariant.h"
 
 namespace larkmoor {
 

@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLString.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "LarkmoorPlatform/UTF8.h"
+#include "LarkmoorBase/UTF8.h"
 
 namespace larkmoor {
 

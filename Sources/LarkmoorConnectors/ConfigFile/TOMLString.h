@@ -5,8 +5,8 @@
 #include <expected>
 #include <string>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLTextError.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor {
 

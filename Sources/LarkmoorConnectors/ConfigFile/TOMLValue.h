@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <expected>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLTextError.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor::TOMLText {
 

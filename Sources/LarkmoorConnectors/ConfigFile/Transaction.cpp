@@ -11,11 +11,11 @@
 #include <utility>
 #include <vector>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/ConfigFile/AtomicWrite.h"
 #include "LarkmoorConnectors/ConfigFile/Backup.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFileError.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
-#include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor::Transaction {
 

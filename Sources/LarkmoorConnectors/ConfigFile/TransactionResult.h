@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorConnectors/Observation.h"
-#include "LarkmoorWire/Codec/ClosedVariant.h"
 
 namespace larkmoor {
 

@@ -10,10 +10,10 @@
 #include <string_view>
 #include <vector>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/Framework/BlockFinding.h"
 #include "LarkmoorConnectors/Framework/Created.h"
 #include "LarkmoorConnectors/Framework/Observations.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor {
 

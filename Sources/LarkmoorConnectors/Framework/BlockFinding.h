@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "LarkmoorWire/Codec/ClosedVariant.h"
+#include "LarkmoorBase/ClosedVariant.h"
 
 namespace larkmoor {
 

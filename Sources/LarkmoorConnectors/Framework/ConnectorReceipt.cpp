@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "LarkmoorBase/RawText.h"
 #include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
 #include "LarkmoorConnectors/Framework/StrictJSON.h"
-#include "LarkmoorWire/Codec/RawText.h"
 
 namespace larkmoor {
 

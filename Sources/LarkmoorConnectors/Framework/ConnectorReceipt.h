@@ -6,9 +6,9 @@
 #include <set>
 #include <string>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/Framework/Adopted.h"
 #include "LarkmoorConnectors/Framework/Created.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor {
 

@@ -1,6 +1,6 @@
 #include "LarkmoorConnectors/Framework/Drift.h"
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 
 namespace larkmoor::Drift {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "LarkmoorPlatform/Bytes.h"
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/Files.h"
 
 namespace larkmoor {
 

@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/ConfigFile/AtomicWrite.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
-#include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor {
 

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/ProcessTable.h"
 #include "LarkmoorPlatform/PropertyList.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "LarkmoorWire/Codec/ClosedVariant.h"
+#include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace larkmoor {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "LarkmoorWire/Codec/RawText.h"
+#include "LarkmoorBase/RawText.h"
 #include "LarkmoorWire/Identity/ClientProfile.h"
 
 namespace larkmoor {

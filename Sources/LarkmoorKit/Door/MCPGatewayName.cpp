@@ -1,7 +1,7 @@
 #include "LarkmoorKit/Door/MCPGatewayName.h"
 
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
-#include "LarkmoorPlatform/Text.h"
 
 namespace larkmoor::MCPGatewayName {
 

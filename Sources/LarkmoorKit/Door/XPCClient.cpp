@@ -3,11 +3,11 @@
 #include <boost/asio/async_result.hpp>
 #include <boost/asio/this_coro.hpp>
 
+#include "LarkmoorBase/Timers.h"
 #include "LarkmoorKit/Door/OneShot.h"
 #include "LarkmoorKit/Door/SubscriptionGate.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
-#include "LarkmoorPlatform/MainTimer.h"
 #include "LarkmoorWire/Codec/Messages.h"
 #include "LarkmoorWire/Identity/WireContract.h"
 

@@ -4,9 +4,9 @@
 
 #include <charconv>
 
-#include "LarkmoorPlatform/BlockingWork.h"
-#include "LarkmoorPlatform/Files.h"
-#include "LarkmoorPlatform/Text.h"
+#include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"
 

@@ -9,10 +9,10 @@
 #include <string>
 #include <string_view>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/ClosedVariant.h"
+#include "LarkmoorBase/RawText.h"
 #include "LarkmoorPlatform/ProcessRunner.h"
-#include "LarkmoorWire/Codec/ClosedVariant.h"
-#include "LarkmoorWire/Codec/RawText.h"
 
 namespace larkmoor::FirstRunWarm {
 

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "LarkmoorWire/Codec/RawText.h"
+#include "LarkmoorBase/RawText.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace larkmoor::WindowDoor {

@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
+#include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorKit/Door/DoorFault.h"
 #include "LarkmoorWire/Catalogue/GatewayResponse.h"
-#include "LarkmoorWire/Codec/ClosedVariant.h"
 
 namespace larkmoor {
 

@@ -2,9 +2,10 @@
 
 #include <fmt/format.h>
 
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/SHA256.h"
 #include "LarkmoorKit/Supervision/AgentDefinition.h"
 #include "LarkmoorKit/Supervision/AgentRegistration.h"
-#include "LarkmoorPlatform/Files.h"
 
 namespace larkmoor {
 
@@ -16,12 +17,12 @@ constexpr const char* name = "daemon agent";
 
 Task<void> DaemonAgent::registerInBundleAgent() {
     const auto definition = Files::read(seams_.inBundlePlist);
-    const auto current = definition ? co_await seams_.sha256(*definition) : std::nullopt;
-    // Without the list, or a word of what is in it, there is no digest to compare, and none to store.
-    if (!current) co_return co_await LoginItems::registerItem(name, seams_.service, seams_.log);
+    // Without the list there is no digest to compare, and none to store.
+    if (!definition) co_return co_await LoginItems::registerItem(name, seams_.service, seams_.log);
+    const std::string current = SHA256::ofBytes(*definition);
     const auto stored = seams_.defaults.string(digestKey);
     const bool jobLoaded = co_await status("print", seams_.launchctl.print(serviceTarget())) == 0;
-    switch (AgentDefinition::action(co_await seams_.service.status(), stored, *current, jobLoaded)) {
+    switch (AgentDefinition::action(co_await seams_.service.status(), stored, current, jobLoaded)) {
         case AgentDefinitionAction::needsApproval:
             co_return LoginItems::sayNeedsApproval(name, seams_.log);
         case AgentDefinitionAction::leaveEnabled:
@@ -33,7 +34,7 @@ Task<void> DaemonAgent::registerInBundleAgent() {
             break;
     }
     if (!co_await LoginItems::tryRegister(name, seams_.service, seams_.log)) co_return;
-    const auto kept = seams_.defaults.set(digestKey, *current);
+    const auto kept = seams_.defaults.set(digestKey, current);
     if (!kept) seams_.log("[larkmoor-menu] the daemon agent's digest was not stored: " + kept.error().description());
 }
 

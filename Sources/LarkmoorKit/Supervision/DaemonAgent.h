@@ -25,8 +25,6 @@ class DaemonAgent {
         LoginItemService& service;  ///< the agent in the bundle
         LaunchAgents& launchctl;
         UserDefaults& defaults;
-        /// SHA-256 in lower-case hexadecimal; nothing if there is no telling.
-        std::function<Task<std::optional<std::string>>(Bytes)> sha256;
         std::string inBundlePlist;
         std::string loosePlist;
         uid_t user;

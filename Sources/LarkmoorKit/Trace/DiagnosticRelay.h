@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "LarkmoorPlatform/Task.h"
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorWire/Catalogue/Tracing.h"
 #include "LarkmoorWire/Client/LarkmoorClient.h"
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "LarkmoorPlatform/Text.h"
+#include "LarkmoorBase/Text.h"
 
 namespace larkmoor::DiagnosticSources {
 

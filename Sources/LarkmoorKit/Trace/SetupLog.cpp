@@ -3,11 +3,11 @@
 #include <fcntl.h>
 #include <fmt/chrono.h>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/SerialQueue.h"
+#include "LarkmoorBase/UTF8.h"
 #include "LarkmoorPlatform/HomeFolder.h"
-#include "LarkmoorPlatform/SerialQueue.h"
-#include "LarkmoorPlatform/UTF8.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"
 

@@ -1,17 +1,16 @@
 #include "LarkmoorMenuApp/Main/Application.h"
 
 #include "CXPCShim/larkmoor_mach_service_registered.h"
+#include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/FirstRun/FirstRunWarm.h"
 #include "LarkmoorKit/Trace/SetupLog.h"
 #include "LarkmoorMenuApp/ConvergeDuties.h"
 #include "LarkmoorMenuApp/JourneyQuestion.h"
-#include "LarkmoorPlatform/BlockingWork.h"
-#include "LarkmoorPlatform/Files.h"
 #include "LarkmoorPlatform/Linux/MessageServiceDial.h"
 #include "LarkmoorPlatform/Linux/ProcessScan.h"
-#include "LarkmoorPlatform/Linux/ToolDigest.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
 namespace larkmoor {
@@ -39,7 +38,6 @@ Application::Application()
       daemonAgent_({.service = agentItem_,
                     .launchctl = launchAgents_,
                     .defaults = defaults_,
-                    .sha256 = [this](Bytes list) { return sha256(runner_, std::move(list)); },
                     .inBundlePlist = LoginItems::inBundlePlistPath(bundle_.folder),
                     .loosePlist = LoginItems::looseAgentPlistPath(home_),
                     .user = ::getuid(),

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/PropertyList.h"
 #include "LarkmoorPlatform/RunningExecutable.h"
 #include "LarkmoorWire/Identity/ClientVersion.h"

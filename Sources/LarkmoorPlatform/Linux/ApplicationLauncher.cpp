@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/Linux/ActivationToken.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 #include "LarkmoorPlatform/PropertyList.h"

@@ -8,10 +8,10 @@
 #include <charconv>
 #include <utility>
 
-#include "LarkmoorAlert/AlertProtocol.h"
+#include "LarkmoorPlatform/AlertProtocol.h"
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorPlatform/Linux/ActivationToken.h"
 #include "LarkmoorPlatform/PlatformLog.h"
-#include "LarkmoorPlatform/Text.h"
 
 namespace larkmoor {
 
@@ -82,7 +82,7 @@ Task<std::optional<int>> HelperAlerts::show(Alert alert) {
     const std::string token = options_.activationToken ? options_.activationToken() : std::string{};
     if (std::exchange(isShowing_, true)) {
         const auto executor = co_await boost::asio::this_coro::executor;
-        Completion turn{executor.context()};
+        OneShotEvent turn{executor.context()};
         waiting_.push_back(&turn);
         co_await turn.wait();
     }
@@ -96,7 +96,7 @@ Task<std::optional<int>> HelperAlerts::show(Alert alert) {
     if (waiting_.empty()) {
         isShowing_ = false;
     } else {
-        waiting_.front()->reach();
+        waiting_.front()->set();
         waiting_.pop_front();
     }
     const auto answer = answerOf(result, alert.buttons.size());

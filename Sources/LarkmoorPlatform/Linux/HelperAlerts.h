@@ -5,8 +5,8 @@
 #include <functional>
 #include <string>
 
+#include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorPlatform/Alerts.h"
-#include "LarkmoorPlatform/Completion.h"
 #include "LarkmoorPlatform/ProcessRunner.h"
 
 namespace larkmoor {
@@ -31,7 +31,7 @@ class HelperAlerts final : public Alerts {
     ProcessRunner& runner_;
     const Options options_;
     bool isShowing_ = false;
-    std::deque<Completion*> waiting_;  ///< the turns of the alerts to come
+    std::deque<OneShotEvent*> waiting_;  ///< the turns of the alerts to come
 };
 
 }  // namespace larkmoor

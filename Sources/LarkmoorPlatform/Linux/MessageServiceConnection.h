@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/MessageConnection.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

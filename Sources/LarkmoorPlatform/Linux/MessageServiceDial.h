@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/MessageService.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

@@ -3,9 +3,9 @@
 
 #include <memory>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/RunningApplications.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

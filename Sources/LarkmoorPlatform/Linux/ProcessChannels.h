@@ -3,7 +3,7 @@
 
 #include <expected>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorPlatform/Linux/SpawnedProcess.h"
 #include "LarkmoorPlatform/ProcessRequest.h"
 

@@ -8,7 +8,7 @@ extern "C" {
 #include <sys/pidfd.h>
 }
 
-#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorBase/FileDescriptor.h"
 
 namespace larkmoor {
 

@@ -9,7 +9,7 @@
 #include <memory>
 #include <utility>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/Linux/ApplicationUnit.h"
 #include "LarkmoorPlatform/Linux/ProcessExecutable.h"
 #include "LarkmoorPlatform/PropertyList.h"

@@ -11,9 +11,9 @@
 #include <string>
 #include <string_view>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
-#include "LarkmoorPlatform/Files.h"
-#include "LarkmoorPlatform/Text.h"
+#include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/Text.h"
 
 namespace larkmoor::ProcessTable {
 

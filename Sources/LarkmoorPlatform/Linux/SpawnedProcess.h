@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorBase/Files.h"
 
 namespace larkmoor {
 

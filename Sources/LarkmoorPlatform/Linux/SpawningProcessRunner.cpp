@@ -11,8 +11,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "LarkmoorBase/Timers.h"
 #include "LarkmoorPlatform/Linux/ProcessChannels.h"
-#include "LarkmoorPlatform/MainTimer.h"
 
 namespace larkmoor {
 

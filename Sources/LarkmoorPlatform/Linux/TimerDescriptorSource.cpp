@@ -11,7 +11,7 @@
 #include <system_error>
 #include <utility>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
 namespace larkmoor {

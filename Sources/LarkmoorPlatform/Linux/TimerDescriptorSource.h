@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "LarkmoorPlatform/Task.h"
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/WallClockSource.h"
 
 namespace larkmoor {

@@ -1,9 +1,9 @@
 // What a recall gives back: cards, and what a card opens to.
 #pragma once
 
+#include "LarkmoorBase/Record.h"
 #include "LarkmoorWire/Catalogue/Filters.h"
 #include "LarkmoorWire/Catalogue/Sessions.h"
-#include "LarkmoorWire/Codec/Record.h"
 
 namespace larkmoor {
 

@@ -1,7 +1,7 @@
 // What days, hours and stretches were spent on. Times without another word are seconds.
 #pragma once
 
-#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 

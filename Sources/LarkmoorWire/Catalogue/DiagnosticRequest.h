@@ -1,12 +1,12 @@
 // Lines for the daemon's log: the cases are in DiagnosticRequest.inc.
 #pragma once
 
-#include "LarkmoorWire/Codec/DefinesVariants.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 
 #define LARKMOOR_VARIANT DiagnosticRequest
 #define LARKMOOR_CASES "LarkmoorWire/Catalogue/DiagnosticRequest.inc"
-#include "LarkmoorWire/Codec/DefineVariant.inc"
+#include "LarkmoorBase/DefineVariant.inc"
 
 }  // namespace larkmoor

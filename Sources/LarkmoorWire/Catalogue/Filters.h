@@ -1,8 +1,8 @@
 // The key-value filters of memories, and how they are counted.
 #pragma once
 
+#include "LarkmoorBase/Record.h"
 #include "LarkmoorWire/Catalogue/FilterValue.h"
-#include "LarkmoorWire/Codec/Record.h"
 
 namespace larkmoor {
 

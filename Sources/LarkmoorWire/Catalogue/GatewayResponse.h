@@ -1,6 +1,7 @@
 // The answer side of the contract: the cases are in GatewayResponse.inc.
 #pragma once
 
+#include "LarkmoorBase/Record.h"
 #include "LarkmoorWire/Catalogue/Cards.h"
 #include "LarkmoorWire/Catalogue/Days.h"
 #include "LarkmoorWire/Catalogue/Meetings.h"
@@ -10,12 +11,11 @@
 #include "LarkmoorWire/Catalogue/Shortcuts.h"
 #include "LarkmoorWire/Catalogue/Storage.h"
 #include "LarkmoorWire/Catalogue/TextBrowse.h"
-#include "LarkmoorWire/Codec/DefinesVariants.h"
 
 namespace larkmoor {
 
 #define LARKMOOR_VARIANT GatewayResponse
 #define LARKMOOR_CASES "LarkmoorWire/Catalogue/GatewayResponse.inc"
-#include "LarkmoorWire/Codec/DefineVariant.inc"
+#include "LarkmoorBase/DefineVariant.inc"
 
 }  // namespace larkmoor

@@ -1,8 +1,8 @@
 // Meetings and their transcripts.
 #pragma once
 
-#include "LarkmoorWire/Codec/RawText.h"
-#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorBase/RawText.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 

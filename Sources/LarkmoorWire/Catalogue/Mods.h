@@ -1,7 +1,7 @@
 // Mods: what is installed, what was refused, what ran.
 #pragma once
 
-#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 

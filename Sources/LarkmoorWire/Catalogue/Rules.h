@@ -1,9 +1,9 @@
 // What may not be recorded, and the standing rules of a folder.
 #pragma once
 
+#include "LarkmoorBase/RawText.h"
+#include "LarkmoorBase/Record.h"
 #include "LarkmoorWire/Catalogue/Filters.h"
-#include "LarkmoorWire/Codec/RawText.h"
-#include "LarkmoorWire/Codec/Record.h"
 
 namespace larkmoor {
 

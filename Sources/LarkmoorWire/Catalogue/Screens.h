@@ -1,9 +1,9 @@
 // Pictures of the screen and what the recorder does with it.
 #pragma once
 
-#include "LarkmoorPlatform/Bytes.h"
-#include "LarkmoorWire/Codec/RawText.h"
-#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/RawText.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 

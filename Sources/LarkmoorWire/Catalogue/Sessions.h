@@ -1,7 +1,7 @@
 // Sessions of the agents: how they are named, offered and told.
 #pragma once
 
-#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 

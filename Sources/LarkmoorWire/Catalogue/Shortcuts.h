@@ -1,14 +1,13 @@
 // What a shortcut puts into an agent's prompt.
 #pragma once
 
-#include "LarkmoorWire/Codec/DefinesVariants.h"
-#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 
 #define LARKMOOR_VARIANT ShortcutInjection
 #define LARKMOOR_CASES "LarkmoorWire/Catalogue/ShortcutInjection.inc"
-#include "LarkmoorWire/Codec/DefineVariant.inc"
+#include "LarkmoorBase/DefineVariant.inc"
 
 LARKMOOR_RECORD(ShortcutCard, (std::string, scope), (Int, moments), (Int, memories), (Int, meetings),
                 (std::optional<std::string>, version), (std::optional<std::string>, build))

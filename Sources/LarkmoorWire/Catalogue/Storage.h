@@ -1,7 +1,7 @@
 // What the store takes on disk, and what the person has granted.
 #pragma once
 
-#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 

@@ -1,8 +1,8 @@
 // Browsing and auditing the index of texts.
 #pragma once
 
+#include "LarkmoorBase/Record.h"
 #include "LarkmoorWire/Catalogue/Filters.h"
-#include "LarkmoorWire/Codec/Record.h"
 
 namespace larkmoor {
 

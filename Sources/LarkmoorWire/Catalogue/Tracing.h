@@ -3,8 +3,8 @@
 
 #include <chrono>
 
-#include "LarkmoorWire/Codec/RawText.h"
-#include "LarkmoorWire/Codec/Record.h"
+#include "LarkmoorBase/RawText.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 

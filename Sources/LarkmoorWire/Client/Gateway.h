@@ -1,7 +1,7 @@
 // The serving side of the contract.
 #pragma once
 
-#include "LarkmoorPlatform/Task.h"
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorWire/Catalogue/GatewayRequest.h"
 #include "LarkmoorWire/Catalogue/GatewayResponse.h"
 

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <optional>
 
-#include "LarkmoorPlatform/Task.h"
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorWire/Catalogue/GatewayRequest.h"
 #include "LarkmoorWire/Catalogue/GatewayResponse.h"
 

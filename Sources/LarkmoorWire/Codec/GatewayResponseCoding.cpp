@@ -1,6 +1,5 @@
-#include "LarkmoorWire/Codec/Decoder.h"
-#include "LarkmoorWire/Codec/Encoder.h"
 #include "LarkmoorWire/Codec/Messages.h"
+#include "LarkmoorWire/Codec/OwnForms.h"
 
 namespace larkmoor {
 

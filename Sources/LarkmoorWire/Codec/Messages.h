@@ -3,11 +3,11 @@
 
 #include <expected>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/JSON/Coding.h"
 #include "LarkmoorWire/Catalogue/GatewayEvent.h"
 #include "LarkmoorWire/Catalogue/GatewayRequest.h"
 #include "LarkmoorWire/Catalogue/GatewayResponse.h"
-#include "LarkmoorWire/Codec/CodingFailure.h"
 
 namespace larkmoor {
 

@@ -1,7 +1,7 @@
 // Which of the two families of executables a build belongs to.
 #pragma once
 
-#include "LarkmoorWire/Codec/RawText.h"
+#include "LarkmoorBase/RawText.h"
 
 namespace larkmoor {
 

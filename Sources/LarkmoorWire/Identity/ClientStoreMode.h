@@ -5,8 +5,8 @@
 #include <expected>
 #include <string>
 
-#include "LarkmoorPlatform/Bytes.h"
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/Files.h"
 
 namespace larkmoor::ClientStoreMode {
 

@@ -1,10 +1,10 @@
 #include "LarkmoorWire/Identity/ClientVersion.h"
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/Text.h"
+#include "LarkmoorBase/UTF8.h"
 #include "LarkmoorPlatform/PropertyList.h"
 #include "LarkmoorPlatform/RunningExecutable.h"
-#include "LarkmoorPlatform/Text.h"
-#include "LarkmoorPlatform/UTF8.h"
 
 namespace larkmoor::ClientVersion {
 

@@ -9,13 +9,13 @@
 #include <string_view>
 #include <vector>
 
-#include "LarkmoorWire/Codec/DefinesVariants.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 
 #define LARKMOOR_VARIANT StoreMessageVariant
 #define LARKMOOR_CASES "LarkmoorWire/Store/StoreMessage.inc"
-#include "LarkmoorWire/Codec/DefineVariant.inc"
+#include "LarkmoorBase/DefineVariant.inc"
 
 /// One thing to say, with the figures and names it needs; its cases are in StoreMessage.inc.
 class StoreMessage : public StoreMessageVariant {

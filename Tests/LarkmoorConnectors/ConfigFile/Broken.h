@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ConfigFile/ByteRange.h"
-#include "LarkmoorPlatform/Bytes.h"
 
 namespace larkmoor::testing {
 

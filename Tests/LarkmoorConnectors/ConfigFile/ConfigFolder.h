@@ -14,9 +14,9 @@
 #include <stdexcept>
 #include <string>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/ConfigFile/FileChange.h"
 #include "LarkmoorConnectors/ConfigFile/TransactionResult.h"
-#include "LarkmoorPlatform/Files.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 

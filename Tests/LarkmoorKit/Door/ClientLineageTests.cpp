@@ -1,7 +1,7 @@
 // Is this process an old copy of a build that was replaced?
 #include "LarkmoorKit/Door/ClientLineage.h"
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/PropertyList.h"
 #include "Support/TemporaryFolder.h"
 

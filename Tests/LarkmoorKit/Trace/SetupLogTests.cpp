@@ -6,7 +6,7 @@
 #include <sstream>
 #include <thread>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 

@@ -5,7 +5,7 @@
 
 #include <boost/asio/co_spawn.hpp>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorPlatform/Linux/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/HelperAlerts.h"
 #include "LarkmoorPlatform/Linux/SpawningProcessRunner.h"

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <csignal>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
 namespace larkmoor {

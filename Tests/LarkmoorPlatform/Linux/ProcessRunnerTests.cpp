@@ -12,7 +12,6 @@
 #include <thread>
 
 #include "LarkmoorPlatform/Linux/SpawningProcessRunner.h"
-#include "LarkmoorPlatform/Linux/ToolDigest.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
@@ -318,13 +317,6 @@ TEST_F(ProcessRunnerTests, ManyRunAtOnce) {
                               });
     }
     EXPECT_TRUE(testing::runUntil(loop, [&] { return ended == count; }));
-}
-
-TEST(ToolDigest, IsThePublishedOne) {
-    MainLoop loop;
-    SpawningProcessRunner runner{loop};
-    EXPECT_EQ(testing::runTask(loop, sha256(runner, copyBytes("abc"))).value(),
-              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
 }  // namespace

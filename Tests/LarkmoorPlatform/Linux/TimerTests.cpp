@@ -3,8 +3,8 @@
 
 #include <thread>
 
+#include "LarkmoorBase/Timers.h"
 #include "LarkmoorPlatform/Linux/TimerDescriptorSource.h"
-#include "LarkmoorPlatform/RepeatingTimer.h"
 #include "LarkmoorPlatform/WallClockTimer.h"
 #include "Support/RunUntil.h"
 

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorBase/FileDescriptor.h"
 
 namespace larkmoor {
 

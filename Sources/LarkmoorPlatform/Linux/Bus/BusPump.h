@@ -12,10 +12,10 @@
 #include <memory>
 #include <string>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/BusError.h"
 #include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
 #include "LarkmoorPlatform/Linux/Bus/BusSlot.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
 
 namespace larkmoor {

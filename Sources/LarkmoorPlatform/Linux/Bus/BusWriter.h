@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
 
 namespace larkmoor {

@@ -8,12 +8,12 @@
 #include <optional>
 #include <string>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/BusError.h"
 #include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
 #include "LarkmoorPlatform/Linux/Bus/BusReader.h"
 #include "LarkmoorPlatform/Linux/Bus/BusSlot.h"
 #include "LarkmoorPlatform/Linux/Bus/BusWriter.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 
 namespace larkmoor {
 

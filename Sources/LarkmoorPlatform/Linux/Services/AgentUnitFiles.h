@@ -5,7 +5,7 @@
 #include <expected>
 #include <string>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/Linux/Services/AgentUnit.h"
 #include "LarkmoorPlatform/Linux/Services/UserFolders.h"
 

@@ -1,7 +1,7 @@
 #include "LarkmoorPlatform/Linux/Services/AgentUnits.h"
 
-#include "LarkmoorPlatform/BlockingWork.h"
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Files.h"
 
 namespace larkmoor {
 

@@ -7,9 +7,9 @@
 #include <array>
 #include <cerrno>
 
-#include "LarkmoorPlatform/BlockingWork.h"
-#include "LarkmoorPlatform/Files.h"
-#include "LarkmoorPlatform/Text.h"
+#include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/Text.h"
 
 namespace larkmoor {
 

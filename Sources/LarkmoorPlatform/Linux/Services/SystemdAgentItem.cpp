@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 
 namespace larkmoor {
 

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
 namespace larkmoor {

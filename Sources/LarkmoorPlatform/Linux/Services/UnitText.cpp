@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "LarkmoorPlatform/UTF8.h"
+#include "LarkmoorBase/UTF8.h"
 
 namespace larkmoor::UnitText {
 

@@ -7,8 +7,8 @@
 #include <map>
 #include <memory>
 
+#include "LarkmoorBase/Timers.h"
 #include "LarkmoorPlatform/Linux/Bus/BusMatch.h"
-#include "LarkmoorPlatform/MainTimer.h"
 
 namespace larkmoor {
 

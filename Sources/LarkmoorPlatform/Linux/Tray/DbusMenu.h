@@ -11,12 +11,12 @@
 #include <string>
 #include <string_view>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/Tray/MenuPicture.h"
 #include "LarkmoorPlatform/Linux/Tray/MenuPresence.h"
 #include "LarkmoorPlatform/Menu.h"
 #include "LarkmoorPlatform/MenuObserver.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

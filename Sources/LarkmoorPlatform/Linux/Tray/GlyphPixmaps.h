@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorPlatform/StatusItem.h"
 
 namespace larkmoor {

@@ -1,7 +1,7 @@
 // The pictures of the menu's rows, as PNG files of 32 by 32 pixels for a square of 16 points.
 #pragma once
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorPlatform/RowImage.h"
 
 namespace larkmoor::MenuImages {

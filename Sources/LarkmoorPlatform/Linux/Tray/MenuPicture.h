@@ -8,7 +8,7 @@
 #include <variant>
 #include <vector>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorPlatform/Menu.h"
 
 namespace larkmoor {

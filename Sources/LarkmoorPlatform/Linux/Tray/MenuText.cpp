@@ -6,7 +6,7 @@
 #include <cmath>
 #include <variant>
 
-#include "LarkmoorPlatform/UTF8.h"
+#include "LarkmoorBase/UTF8.h"
 
 namespace larkmoor::MenuText {
 

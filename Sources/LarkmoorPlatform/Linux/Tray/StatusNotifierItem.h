@@ -4,11 +4,11 @@
 #include <memory>
 #include <string>
 
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/Tray/DbusMenu.h"
 #include "LarkmoorPlatform/Linux/Tray/StatusLook.h"
 #include "LarkmoorPlatform/StatusItem.h"
-#include "LarkmoorPlatform/Task.h"
 
 namespace larkmoor {
 

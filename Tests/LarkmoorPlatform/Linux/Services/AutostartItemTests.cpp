@@ -3,7 +3,7 @@
 
 #include <fstream>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
 

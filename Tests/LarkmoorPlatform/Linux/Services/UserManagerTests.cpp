@@ -7,7 +7,7 @@
 #include <sstream>
 #include <thread>
 
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/Linux/Services/SystemdAgentItem.h"
 #include "LarkmoorPlatform/Linux/Services/SystemdLaunchAgents.h"
 #include "Support/ChildProcess.h"

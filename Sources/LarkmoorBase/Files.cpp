@@ -1,4 +1,4 @@
-#include "LarkmoorPlatform/Files.h"
+#include "LarkmoorBase/Files.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "LarkmoorPlatform/FileDescriptor.h"
+#include "LarkmoorBase/FileDescriptor.h"
 
 namespace larkmoor {
 

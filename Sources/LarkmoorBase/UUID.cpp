@@ -1,4 +1,4 @@
-#include "LarkmoorPlatform/UUID.h"
+#include "LarkmoorBase/UUID.h"
 
 #include <fmt/format.h>
 #include <sys/random.h>

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 
 namespace larkmoor {
 

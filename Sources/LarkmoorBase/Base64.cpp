@@ -1,4 +1,4 @@
-#include "LarkmoorWire/Codec/Base64.h"
+#include "LarkmoorBase/Base64.h"
 
 #include <array>
 #include <cstdint>

@@ -7,17 +7,21 @@
 #pragma once
 
 #include <boost/describe.hpp>
+#include <boost/preprocessor/cat.hpp>
 #include <boost/preprocessor/seq/enum.hpp>
 #include <boost/preprocessor/seq/for_each.hpp>
 #include <boost/preprocessor/seq/transform.hpp>
+#include <boost/preprocessor/stringize.hpp>
 #include <boost/preprocessor/tuple/elem.hpp>
 #include <boost/preprocessor/variadic/to_seq.hpp>
-
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "LarkmoorBase/ClosedVariant.h"
 
 namespace larkmoor {
 
@@ -45,3 +49,5 @@ using TextMap = std::map<std::string, X>;
     struct Type {                          \
         LARKMOOR_FIELDS(Type, __VA_ARGS__) \
     };
+
+// What a header needs that defines a closed variant through DefineVariant.inc.

@@ -1,4 +1,5 @@
-// From a document to a value, by the value's description. Only the .cpp files that instantiate it include this.
+// JSON reader: from a document to a value, by the value's description (Record.h, DefineVariant.inc). It makes much
+// code: only a .cpp file that instantiates it includes this.
 #pragma once
 
 #include <fmt/format.h>
@@ -9,16 +10,13 @@
 #include <string_view>
 #include <utility>
 
-#include "LarkmoorPlatform/Bytes.h"
-#include "LarkmoorWire/Catalogue/FilterValue.h"
-#include "LarkmoorWire/Catalogue/ReadRequest.h"
-#include "LarkmoorWire/Codec/Base64.h"
-#include "LarkmoorWire/Codec/CodingFailure.h"
-#include "LarkmoorWire/Codec/Date.h"
-#include "LarkmoorWire/Codec/Numbers.h"
-#include "LarkmoorWire/Codec/Record.h"
-#include "LarkmoorWire/Codec/Wirable.h"
-#include "LarkmoorWire/Codec/WireDocument.h"
+#include "LarkmoorBase/Base64.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/Date.h"
+#include "LarkmoorBase/JSON/Coding.h"
+#include "LarkmoorBase/JSON/FlatDocument.h"
+#include "LarkmoorBase/JSON/Numbers.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 
@@ -27,7 +25,7 @@ class Decoder {
   public:
     template <class T>
     static std::expected<T, CodingFailure> decode(BytesView bytes) {
-        WireDocument document;
+        FlatDocument document;
         if (auto parsed = document.parse(bytes); !parsed) return std::unexpected(std::move(parsed.error()));
         Decoder decoder;
         std::expected<T, CodingFailure> value;
@@ -35,12 +33,16 @@ class Decoder {
         return value;
     }
 
-  private:
-    using Kind = WireNode::Kind;
+    // For an `OwnJSONForm`.
 
+    using Kind = FlatNode::Kind;
+
+    /// False if the node does not fit; the reason is noted then, and `out` means nothing.
     template <class T>
-    bool read(const WireNode& node, T& out) {
-        if constexpr (isOptional<T>) {
+    bool read(const FlatNode& node, T& out) {
+        if constexpr (HasOwnJSONForm<T>) {
+            return OwnJSONForm<T>::read(*this, node, out);
+        } else if constexpr (isOptional<T>) {
             if (node.kind == Kind::null) return out.reset(), true;
             return read(node, out.emplace());
         } else if constexpr (isList<T> && !std::same_as<T, Bytes>) {
@@ -49,46 +51,49 @@ class Decoder {
             return readMap(node, out);
         } else if constexpr (RawText<T>) {
             return readRawText(node, out);
-        } else if constexpr (WireVariant<T> && !std::same_as<T, FilterValue>) {
+        } else if constexpr (DescribedVariant<T>) {
             return readVariant(node, out);
-        } else if constexpr (WireRecord<T>) {
+        } else if constexpr (DescribedRecord<T>) {
             return readRecord(node, out);
         } else {
             return readScalar(node, out);
         }
     }
 
-    bool readScalar(const WireNode& node, std::string& out);
-    bool readScalar(const WireNode& node, bool& out);
-    bool readScalar(const WireNode& node, Int& out);
-    bool readScalar(const WireNode& node, double& out);
-    bool readScalar(const WireNode& node, Bytes& out);
-    bool readScalar(const WireNode& node, Date& out);
-    bool readScalar(const WireNode& node, FilterValue& out);
+    /// Notes the reason and answers false.
+    bool fail(std::string reason);
+
+  private:
+    bool readScalar(const FlatNode& node, std::string& out);
+    bool readScalar(const FlatNode& node, bool& out);
+    bool readScalar(const FlatNode& node, Int& out);
+    bool readScalar(const FlatNode& node, double& out);
+    bool readScalar(const FlatNode& node, Bytes& out);
+    bool readScalar(const FlatNode& node, Date& out);
 
     template <class T>
-    bool readList(const WireNode& node, std::vector<T>& out) {
+    bool readList(const FlatNode& node, std::vector<T>& out) {
         if (node.kind != Kind::array) return fail("expected an array");
         out.clear();
         out.reserve(node.count);
-        for (const WireNode* element = node.begin(); element != node.end(); element = element->next()) {
+        for (const FlatNode* element = node.begin(); element != node.end(); element = element->next()) {
             if (!read(*element, out.emplace_back())) return under(out.size() - 1);
         }
         return true;
     }
 
     template <class T>
-    bool readMap(const WireNode& node, std::map<std::string, T>& out) {
+    bool readMap(const FlatNode& node, std::map<std::string, T>& out) {
         if (node.kind != Kind::object) return fail("expected an object");
         out.clear();
-        for (const WireNode* member = node.begin(); member != node.end(); member = member->next()) {
-            if (!read(*member, out[std::string{member->key.stringValue}])) return under(member->key.stringValue);
+        for (const FlatNode* member = node.begin(); member != node.end(); member = member->next()) {
+            if (!read(*member, out[std::string{member->key}])) return under(member->key);
         }
         return true;
     }
 
     template <RawText E>
-    bool readRawText(const WireNode& node, E& out) {
+    bool readRawText(const FlatNode& node, E& out) {
         if (node.kind != Kind::string) return fail("expected a string");
         const auto value = fromRawText<E>(node.text);
         if (!value) return fail(fmt::format("unknown case: {}", node.text));
@@ -96,17 +101,17 @@ class Decoder {
         return true;
     }
 
-    template <WireRecord R>
-    bool readRecord(const WireNode& node, R& out) {
+    template <DescribedRecord R>
+    bool readRecord(const FlatNode& node, R& out) {
         if (node.kind != Kind::object) return fail("expected an object");
         std::uint64_t seen = 0;
-        const WireNode* member = node.begin();
-        const WireNode* const end = node.end();
+        const FlatNode* member = node.begin();
+        const FlatNode* const end = node.end();
         bool fits = true;
         // Writers keep the declared order: one pass over the fields takes all of it, and leaves what is out of order.
         std::uint64_t bit = 1;
         boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
-            if (fits && member != end && member->key.stringValue == std::string_view{field.name}) {
+            if (fits && member != end && member->key == std::string_view{field.name}) {
                 seen |= bit;
                 fits = read(*member, out.*field.pointer) || under(field.name);
                 member = member->next();
@@ -118,17 +123,17 @@ class Decoder {
     }
 
     /// Reads the field that the member names, if there is one. Of a key that stands twice the last holds, alone.
-    template <WireRecord R>
-    bool readMember(const WireNode& member, R& out, std::uint64_t& seen) {
+    template <DescribedRecord R>
+    bool readMember(const FlatNode& member, R& out, std::uint64_t& seen) {
         bool fits = true;
         bool found = false;
         std::uint64_t bit = 1;
         boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
             using Field = std::remove_cvref_t<decltype(std::declval<R&>().*field.pointer)>;
-            if (!found && member.key.stringValue == std::string_view{field.name}) {
+            if (!found && member.key == std::string_view{field.name}) {
                 found = true;
                 // Every other kind of value begins anew by itself.
-                if constexpr (WireRecord<Field>) {
+                if constexpr (DescribedRecord<Field>) {
                     if ((seen & bit) != 0) out.*field.pointer = Field{};
                 }
                 seen |= bit;
@@ -139,7 +144,7 @@ class Decoder {
         return fits;
     }
 
-    template <WireRecord R>
+    template <DescribedRecord R>
     bool requireFields(std::uint64_t seen) {
         bool complete = true;
         std::uint64_t bit = 1;
@@ -153,15 +158,18 @@ class Decoder {
         return complete;
     }
 
-    template <WireVariant V>
-    bool readVariant(const WireNode& node, V& out) {
+    template <DescribedVariant V>
+    bool readVariant(const FlatNode& node, V& out) {
         if (node.kind != Kind::object) return fail("expected an object");
         if (node.count != 1) {
-            if constexpr (std::same_as<V, ReadRequest>) return fail(keysOfNoReadRequest(node));
-            return fail("Invalid number of keys found, expected one.");
+            if constexpr (HasWrongKeyCountReason<V>) {
+                return fail(WrongKeyCount<V>::reason(node));
+            } else {
+                return fail("Invalid number of keys found, expected one.");
+            }
         }
-        const WireNode& payload = *node.begin();
-        const std::string_view key = payload.key.stringValue;
+        const FlatNode& payload = *node.begin();
+        const std::string_view key = payload.key;
         bool found = false;
         bool fits = false;
         boost::mp11::mp_for_each<boost::mp11::mp_transform<boost::mp11::mp_identity, typename V::Alternatives>>(
@@ -175,10 +183,6 @@ class Decoder {
         return found ? fits : fail(fmt::format("Unknown {} case: {}", V::variantName, key));
     }
 
-    /// A read request names what it found: its askers are many, and of many ages.
-    static std::string keysOfNoReadRequest(const WireNode& node);
-
-    bool fail(std::string reason);
     bool under(std::string_view name);
     bool under(std::size_t index);
 

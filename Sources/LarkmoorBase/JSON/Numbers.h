@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-#include "LarkmoorPlatform/Bytes.h"
+#include "LarkmoorBase/Bytes.h"
 
 namespace larkmoor::Numbers {
 

@@ -1,4 +1,4 @@
-#include "LarkmoorPlatform/SerialQueue.h"
+#include "LarkmoorBase/SerialQueue.h"
 
 #include <future>
 #include <system_error>

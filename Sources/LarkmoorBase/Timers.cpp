@@ -1,8 +1,6 @@
-#include "LarkmoorPlatform/RepeatingTimer.h"
+#include "LarkmoorBase/Timers.h"
 
 #include <utility>
-
-#include "LarkmoorPlatform/MainTimer.h"
 
 namespace larkmoor {
 

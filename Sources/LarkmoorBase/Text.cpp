@@ -1,4 +1,4 @@
-#include "LarkmoorPlatform/Text.h"
+#include "LarkmoorBase/Text.h"
 
 namespace larkmoor {
 

@@ -1,4 +1,4 @@
-#include "LarkmoorWire/Codec/WireDocument.h"
+#include "LarkmoorBase/JSON/FlatDocument.h"
 
 #include <fmt/format.h>
 
@@ -17,7 +17,7 @@ constexpr std::size_t bytesPerNode = 24;
 
 }  // namespace
 
-class WireDocument::Handler {
+class FlatDocument::Handler {
   public:
     // Names and limits as boost::json::basic_parser asks for them.
     static constexpr std::size_t max_object_size = std::numeric_limits<std::uint32_t>::max();
@@ -26,48 +26,48 @@ class WireDocument::Handler {
     static constexpr std::size_t max_string_size = max_key_size;
     using Error = boost::json::error_code;
 
-    Handler(WireDocument& document, std::string_view input) : document_(document), input_(input) {}
+    Handler(FlatDocument& document, std::string_view input) : document_(document), input_(input) {}
 
     bool on_document_begin(Error&) { return true; }
     bool on_document_end(Error&) { return true; }
-    bool on_object_begin(Error&) { return open(WireNode::Kind::object); }
+    bool on_object_begin(Error&) { return open(FlatNode::Kind::object); }
     bool on_object_end(std::size_t count, Error&) { return close(count); }
-    bool on_array_begin(Error&) { return open(WireNode::Kind::array); }
+    bool on_array_begin(Error&) { return open(FlatNode::Kind::array); }
     bool on_array_end(std::size_t count, Error&) { return close(count); }
     bool on_key_part(std::string_view part, std::size_t, Error&) { return gather(part); }
     bool on_key(std::string_view part, std::size_t, Error&) {
-        key_ = WireKey{whole(part)};
+        key_ = whole(part);
         return true;
     }
     bool on_string_part(std::string_view part, std::size_t, Error&) { return gather(part); }
-    bool on_string(std::string_view part, std::size_t, Error&) { return add(WireNode::Kind::string, whole(part)); }
+    bool on_string(std::string_view part, std::size_t, Error&) { return add(FlatNode::Kind::string, whole(part)); }
     bool on_number_part(std::string_view part, Error&) { return gather(part); }
-    bool on_int64(std::int64_t, std::string_view part, Error&) { return add(WireNode::Kind::number, whole(part)); }
-    bool on_uint64(std::uint64_t, std::string_view part, Error&) { return add(WireNode::Kind::number, whole(part)); }
-    bool on_double(double, std::string_view part, Error&) { return add(WireNode::Kind::number, whole(part)); }
+    bool on_int64(std::int64_t, std::string_view part, Error&) { return add(FlatNode::Kind::number, whole(part)); }
+    bool on_uint64(std::uint64_t, std::string_view part, Error&) { return add(FlatNode::Kind::number, whole(part)); }
+    bool on_double(double, std::string_view part, Error&) { return add(FlatNode::Kind::number, whole(part)); }
     bool on_bool(bool truth, Error&) {
-        add(WireNode::Kind::boolean, {});
+        add(FlatNode::Kind::boolean, {});
         document_.nodes_.back().truth = truth;
         return true;
     }
-    bool on_null(Error&) { return add(WireNode::Kind::null, {}); }
+    bool on_null(Error&) { return add(FlatNode::Kind::null, {}); }
     bool on_comment_part(std::string_view, Error&) { return true; }
     bool on_comment(std::string_view, Error&) { return true; }
 
   private:
-    bool add(WireNode::Kind kind, std::string_view text) {
+    bool add(FlatNode::Kind kind, std::string_view text) {
         document_.nodes_.push_back({.key = std::exchange(key_, {}), .text = text, .kind = kind});
         return true;
     }
 
-    bool open(WireNode::Kind kind) {
+    bool open(FlatNode::Kind kind) {
         open_[depth_++] = static_cast<std::uint32_t>(document_.nodes_.size());
         return add(kind, {});
     }
 
     bool close(std::size_t count) {
         const std::uint32_t index = open_[--depth_];
-        WireNode& node = document_.nodes_[index];
+        FlatNode& node = document_.nodes_[index];
         node.span = static_cast<std::uint32_t>(document_.nodes_.size()) - index;
         node.count = static_cast<std::uint32_t>(count);
         return true;
@@ -92,15 +92,15 @@ class WireDocument::Handler {
         return text;
     }
 
-    WireDocument& document_;
+    FlatDocument& document_;
     std::string_view input_;
     std::string pending_;
-    WireKey key_;
+    std::string_view key_;
     std::array<std::uint32_t, deepest + 1> open_;
     std::size_t depth_ = 0;
 };
 
-std::expected<void, CodingFailure> WireDocument::parse(BytesView bytes) {
+std::expected<void, CodingFailure> FlatDocument::parse(BytesView bytes) {
     const std::string_view input = asText(bytes);
     if (input.size() >= std::numeric_limits<std::uint32_t>::max()) {
         return std::unexpected(CodingFailure{.path = {}, .reason = "not JSON that we read: 4 GiB or more"});

@@ -1,4 +1,4 @@
-#include "LarkmoorWire/Codec/Numbers.h"
+#include "LarkmoorBase/JSON/Numbers.h"
 
 #include <charconv>
 #include <cmath>

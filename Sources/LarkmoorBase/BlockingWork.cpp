@@ -1,4 +1,4 @@
-#include "LarkmoorPlatform/BlockingWorkers.h"
+#include "LarkmoorBase/BlockingWork.h"
 
 #include <pthread.h>
 
@@ -19,7 +19,7 @@ namespace larkmoor {
 
 namespace {
 
-constexpr auto patienceAtEnd = std::chrono::seconds{2};
+constexpr auto maxWaitAtEnd = std::chrono::seconds{2};
 
 /// A new thread takes no signal: they are the main loop's. Throws what std::thread throws.
 void startWithoutSignals(std::function<void()> body) {
@@ -54,16 +54,16 @@ struct BlockingWorkers::Shared : std::enable_shared_from_this<Shared> {
     std::size_t idle = 0;
     BlockingWorkers* owner;  ///< null once the loop is ending
 
-    const std::chrono::milliseconds lingering;
+    const std::chrono::milliseconds maxIdle;
 
-    Shared(BlockingWorkers& workers, std::chrono::milliseconds linger) : owner(&workers), lingering(linger) {}
+    Shared(BlockingWorkers& workers, std::chrono::milliseconds idle) : owner(&workers), maxIdle(idle) {}
 
     void serve() {
         std::unique_lock lock{mutex};
         for (;;) {
             ++idle;
             rest.notify_all();
-            wake.wait_for(lock, lingering, [this] { return owner == nullptr || !queue.empty(); });
+            wake.wait_for(lock, maxIdle, [this] { return owner == nullptr || !queue.empty(); });
             --idle;
             if (owner == nullptr || queue.empty()) break;
             Job job = std::move(queue.front());
@@ -100,8 +100,8 @@ struct BlockingWorkers::Shared : std::enable_shared_from_this<Shared> {
     }
 };
 
-BlockingWorkers::BlockingWorkers(boost::asio::execution_context& loop, std::chrono::milliseconds lingering)
-    : service(loop), shared_(std::make_shared<Shared>(*this, lingering)) {}
+BlockingWorkers::BlockingWorkers(boost::asio::execution_context& loop, std::chrono::milliseconds maxIdle)
+    : service(loop), shared_(std::make_shared<Shared>(*this, maxIdle)) {}
 
 BlockingWorkers::~BlockingWorkers() = default;
 
@@ -132,7 +132,7 @@ void BlockingWorkers::submit(std::function<void()> work, Completion completion) 
     {
         const std::lock_guard lock{shared_->mutex};
         shared_->queue.push_back({.number = number, .work = std::move(work)});
-        if (shared_->idle >= shared_->queue.size() || shared_->threads == mostThreads) {
+        if (shared_->idle >= shared_->queue.size() || shared_->threads == maxThreads) {
             shared_->wake.notify_one();
             return;
         }
@@ -164,7 +164,7 @@ void BlockingWorkers::shutdown() {
         shared_->owner = nullptr;
         shared_->queue.clear();
         shared_->wake.notify_all();
-        shared_->rest.wait_for(lock, patienceAtEnd, [this] { return shared_->threads == 0; });
+        shared_->rest.wait_for(lock, maxWaitAtEnd, [this] { return shared_->threads == 0; });
     }
     // Ends the coroutines that waited, on this thread and while the loop's memory is still there.
     const auto ended = std::exchange(completions_, {});

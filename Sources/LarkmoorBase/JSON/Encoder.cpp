@@ -1,4 +1,4 @@
-#include "LarkmoorWire/Codec/Encoder.h"
+#include "LarkmoorBase/JSON/Encoder.h"
 
 #include <fmt/format.h>
 
@@ -6,8 +6,8 @@
 #include <cmath>
 #include <cstring>
 
-#include "LarkmoorPlatform/UTF8.h"
-#include "LarkmoorWire/Codec/Base64.h"
+#include "LarkmoorBase/Base64.h"
+#include "LarkmoorBase/UTF8.h"
 
 namespace larkmoor {
 
@@ -104,12 +104,6 @@ void Encoder::writeScalar(double number) {
 }
 
 void Encoder::writeScalar(const Bytes& bytes) { put("\""), put(Base64::encode(bytes)), put("\""); }
-
-void Encoder::writeScalar(const FilterValue& value) {
-    value.visit([this](const FilterValue::String& text) { writeScalar(text._0); },
-                [this](const FilterValue::Number& number) { writeScalar(number._0); },
-                [this](const FilterValue::Bool& truth) { writeScalar(truth._0); });
-}
 
 void Encoder::fail(std::string_view reason) {
     if (!failure_) failure_ = CodingFailure{.path = {}, .reason = std::string{reason}};

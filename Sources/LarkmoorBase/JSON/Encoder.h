@@ -1,4 +1,5 @@
-// From a value to its document, by the value's description. Only the .cpp files that instantiate it include this.
+// JSON writer: from a value to its document, by the value's description (Record.h, DefineVariant.inc). It makes much
+// code: only a .cpp file that instantiates it includes this.
 #pragma once
 
 #include <algorithm>
@@ -8,12 +9,10 @@
 #include <string_view>
 #include <utility>
 
-#include "LarkmoorPlatform/Bytes.h"
-#include "LarkmoorWire/Catalogue/FilterValue.h"
-#include "LarkmoorWire/Codec/CodingFailure.h"
-#include "LarkmoorWire/Codec/Date.h"
-#include "LarkmoorWire/Codec/Record.h"
-#include "LarkmoorWire/Codec/Wirable.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/Date.h"
+#include "LarkmoorBase/JSON/Coding.h"
+#include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 
@@ -29,12 +28,12 @@ class Encoder {
         return copyBytes(encoder.out_);
     }
 
-  private:
-    Encoder() { out_.reserve(smallDocument); }
-
+    /// For an `OwnJSONForm`.
     template <class T>
     void write(const T& value) {
-        if constexpr (isOptional<T>) {
+        if constexpr (HasOwnJSONForm<T>) {
+            OwnJSONForm<T>::write(*this, value);
+        } else if constexpr (isOptional<T>) {
             // Reached for an element of a list; an empty field is left out with its key.
             if (value) {
                 write(*value);
@@ -51,17 +50,20 @@ class Encoder {
             put("}");
         } else if constexpr (RawText<T>) {
             put("\""), put(rawText(value)), put("\"");
-        } else if constexpr (WireVariant<T> && !std::same_as<T, FilterValue>) {
+        } else if constexpr (DescribedVariant<T>) {
             value.visit(
                 [this](const auto& held) { put("{\""), put(held.wireName), put("\":"), writeRecord(held), put("}"); });
-        } else if constexpr (WireRecord<T>) {
+        } else if constexpr (DescribedRecord<T>) {
             writeRecord(value);
         } else {
             writeScalar(value);
         }
     }
 
-    template <WireRecord R>
+  private:
+    Encoder() { out_.reserve(smallDocument); }
+
+    template <DescribedRecord R>
     void writeRecord(const R& record) {
         std::size_t comma = 1;  // the first key goes without
         put("{");
@@ -94,7 +96,6 @@ class Encoder {
     void writeScalar(double number);
     void writeScalar(const Bytes& bytes);
     void writeScalar(const Date& date) { writeScalar(date.secondsSinceReference); }
-    void writeScalar(const FilterValue& value);
 
     void writeEscape(char byte);
 
