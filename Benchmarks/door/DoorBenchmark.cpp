@@ -12,7 +12,7 @@
 
 #include "LarkmoorKit/Door/XPCClient.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
-#include "LarkmoorPlatform/Linux/MessageServiceDial.h"
+#include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorWire/Codec/Messages.h"
 
 namespace larkmoor {

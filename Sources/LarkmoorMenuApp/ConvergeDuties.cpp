@@ -5,7 +5,7 @@
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/RawText.h"
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
-#include "LarkmoorPlatform/FreedMemory.h"
+#include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor::ConvergeDuties {
 

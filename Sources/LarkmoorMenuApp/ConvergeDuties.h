@@ -10,7 +10,7 @@
 
 #include "LarkmoorConnectors/Converge.h"
 #include "LarkmoorMenuApp/MenuDuties.h"
-#include "LarkmoorPlatform/RunningApplication.h"
+#include "LarkmoorPlatform/RunningApplications.h"
 
 namespace larkmoor::ConvergeDuties {
 

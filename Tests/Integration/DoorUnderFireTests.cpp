@@ -14,7 +14,7 @@
 #include "LarkmoorKit/Door/XPCClient.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
-#include "LarkmoorPlatform/Linux/MessageServiceDial.h"
+#include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "Support/PrivateBus.h"
 #include "Support/RunUntil.h"
 

@@ -12,7 +12,7 @@
 #include "LarkmoorBase/Task.h"
 #include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
-#include "LarkmoorPlatform/MessageService.h"
+#include "LarkmoorPlatform/MessageConnection.h"
 #include "LarkmoorWire/Codec/Messages.h"
 
 namespace larkmoor::testing {

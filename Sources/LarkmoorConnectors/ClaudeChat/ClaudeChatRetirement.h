@@ -10,7 +10,7 @@
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatPaths.h"
 #include "LarkmoorConnectors/Framework/ConnectorOutcome.h"
 #include "LarkmoorConnectors/Framework/Profile.h"
-#include "LarkmoorPlatform/RunningApplication.h"
+#include "LarkmoorPlatform/RunningApplications.h"
 
 namespace larkmoor {
 

@@ -16,7 +16,7 @@
 #include "LarkmoorKit/Door/DoorFault.h"
 #include "LarkmoorKit/Door/DoorHistory.h"
 #include "LarkmoorKit/Door/DoorRedial.h"
-#include "LarkmoorPlatform/MessageService.h"
+#include "LarkmoorPlatform/MessageConnection.h"
 #include "LarkmoorWire/Catalogue/GatewayEvent.h"
 #include "LarkmoorWire/Client/LarkmoorClient.h"
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-#include "LarkmoorPlatform/MessageDictionary.h"
+#include "LarkmoorPlatform/MessageConnection.h"
 
 namespace larkmoor::XPCWire {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "LarkmoorPlatform/LoginItemStatus.h"
+#include "LarkmoorPlatform/LoginItemService.h"
 
 namespace larkmoor {
 

@@ -9,8 +9,8 @@
 #include "LarkmoorKit/Trace/SetupLog.h"
 #include "LarkmoorMenuApp/ConvergeDuties.h"
 #include "LarkmoorMenuApp/JourneyQuestion.h"
-#include "LarkmoorPlatform/Linux/MessageServiceDial.h"
-#include "LarkmoorPlatform/Linux/ProcessScan.h"
+#include "LarkmoorPlatform/Linux/Applications/ProcessScan.h"
+#include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
 namespace larkmoor {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "LarkmoorPlatform/Linux/Bus/BusMatch.h"
+#include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/MenuDelegate.h"
 #include "Support/Linux/Settle.h"
