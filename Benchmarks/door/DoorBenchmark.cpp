@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "LarkmoorKit/Door/XPCClient.h"
-#include "LarkmoorKit/Door/XPCEndpoint.h"
+#include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorPlatform/Linux/MessageServiceDial.h"
 #include "LarkmoorWire/Codec/Messages.h"
 

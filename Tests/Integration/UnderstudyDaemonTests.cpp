@@ -2,12 +2,10 @@
 #include <fstream>
 
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/MessageServiceDial.h"
 #include "LarkmoorWire/Identity/WireContract.h"
-#include "LarkmoorWire/Store/StoreKeyWire.h"
 #include "Support/PrivateBus.h"
 #include "Support/RunUntil.h"
 

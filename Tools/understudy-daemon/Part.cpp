@@ -2,7 +2,7 @@
 
 #include <fmt/chrono.h>
 
-#include "LarkmoorWire/Store/StoreKeyWire.h"
+#include "LarkmoorWire/Identity/WireContract.h"
 
 namespace larkmoor::understudy {
 

@@ -1,7 +1,7 @@
 #include "Scenario.h"
 
 #include "LarkmoorBase/JSON/Decoder.h"
-#include "LarkmoorWire/Catalogue/Screens.h"
+#include "LarkmoorWire/Catalogue/Recording.h"
 
 namespace larkmoor::understudy {
 

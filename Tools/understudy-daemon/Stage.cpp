@@ -7,10 +7,9 @@
 #include <utility>
 
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorWire/Codec/Messages.h"
-#include "LarkmoorWire/Store/StoreKeyWire.h"
+#include "LarkmoorWire/Identity/WireContract.h"
 #include "Orders.h"
 
 namespace larkmoor::understudy {
