@@ -3,7 +3,7 @@
 #include <fmt/chrono.h>
 
 #include "LarkmoorBase/JSON/Decoder.h"
-#include "LarkmoorWire/Store/StoreKeyWire.h"
+#include "LarkmoorWire/Identity/WireContract.h"
 
 namespace larkmoor::understudy {
 

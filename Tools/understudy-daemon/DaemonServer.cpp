@@ -8,10 +8,9 @@
 
 #include "Commands.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorWire/Codec/Messages.h"
-#include "LarkmoorWire/Store/StoreKeyWire.h"
+#include "LarkmoorWire/Identity/WireContract.h"
 
 namespace larkmoor::understudy {
 

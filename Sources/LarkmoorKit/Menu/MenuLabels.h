@@ -5,7 +5,7 @@
 #include <string>
 
 #include "LarkmoorKit/Door/DoorFault.h"
-#include "LarkmoorWire/Catalogue/Screens.h"
+#include "LarkmoorWire/Catalogue/Recording.h"
 
 namespace larkmoor::MenuLabels {
 

@@ -1,6 +1,6 @@
 #include "LarkmoorKit/Menu/RefusalRun.h"
 
-#include "LarkmoorKit/Door/RefusalNotice.h"
+#include "LarkmoorKit/Door/DoorFault.h"
 
 namespace larkmoor {
 

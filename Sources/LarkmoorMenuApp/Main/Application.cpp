@@ -4,7 +4,7 @@
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
-#include "LarkmoorKit/Door/XPCEndpoint.h"
+#include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorKit/FirstRun/FirstRunWarm.h"
 #include "LarkmoorKit/Trace/SetupLog.h"
 #include "LarkmoorMenuApp/ConvergeDuties.h"

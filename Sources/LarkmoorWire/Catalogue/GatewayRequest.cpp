@@ -1,4 +1,4 @@
-#include "LarkmoorWire/Catalogue/ControlRequest.h"
+#include "LarkmoorWire/Catalogue/GatewayRequest.h"
 
 #include <array>
 
@@ -6,7 +6,7 @@ namespace larkmoor {
 
 namespace {
 
-/// A case's name in snake case, made by the compiler: "pauseFor" is "pause_for".
+/// A case's name in snake case, put together at compile time: "pauseFor" is "pause_for".
 template <class Case>
 constexpr auto snakeCase = [] {
     struct {

@@ -1,4 +1,4 @@
-// Tasks that nobody waits for, and the end that several wait for.
+// Tasks that nobody waits for, and the event that several wait for.
 #include <stdexcept>
 
 #include "LarkmoorBase/OneShotEvent.h"
@@ -19,23 +19,18 @@ struct Owner {
     }
 };
 
-TEST(Spawn, BeginsAtTheLoopsNextTurnEvenFromInsideOne) {
+TEST(Spawn, BeginsAtTheNextTurnAndHoldsItsOwnerForAsLongAsItRuns) {
     MainLoop loop;
-    const auto owner = std::make_shared<Owner>();
+    auto owner = std::make_shared<Owner>();
+    const std::weak_ptr weak{owner};
     boost::asio::post(loop, [&] {
-        spawn(loop, std::weak_ptr{owner}, &Owner::work);
+        spawn(loop, weak, &Owner::work);
         owner->done.emplace_back("asked");
     });
     runReady(loop);
     EXPECT_THAT(owner->done, ElementsAre("asked", "worked"));
-}
 
-TEST(Spawn, ADeadOwnerDoesNothingAndALivingOneIsHeld) {
-    MainLoop loop;
-    auto owner = std::make_shared<Owner>();
-    const std::weak_ptr weak{owner};
-    spawn(loop, weak, &Owner::work);
-    auto outlived = std::make_shared<OneShotEvent>(loop);
+    const auto outlived = std::make_shared<OneShotEvent>(loop);
     spawn(loop, weak, [outlived](Owner&) { return outlived->wait(); });
     owner.reset();
     runReady(loop);
@@ -74,36 +69,32 @@ TEST(Spawn, ReportsWhatEscapesAndGoesOn) {
 }
 
 TEST(OneShotEvent, ReleasesAllThatWaitAndHoldsUpNobodyAfter) {
-    MainLoop loop;
-    OneShotEvent end{loop};
-    const auto owner = std::make_shared<Owner>();
-    const auto waiting = [&end](Owner& self) -> Task<void> {
-        co_await end.wait();
-        self.done.emplace_back("through");
-    };
-    spawn(loop, std::weak_ptr{owner}, waiting);
-    spawn(loop, std::weak_ptr{owner}, waiting);
-    runReady(loop);
-    EXPECT_TRUE(owner->done.empty());
-    end.set();
-    EXPECT_TRUE(end.isSet());
-    runReady(loop);
-    EXPECT_THAT(owner->done, ElementsAre("through", "through"));
-    end.set();
-    spawn(loop, std::weak_ptr{owner}, waiting);
-    runReady(loop);
-    EXPECT_EQ(owner->done.size(), 3U);
-}
-
-TEST(OneShotEvent, TheLoopMayEndWhileSomebodyWaits) {
     const auto owner = std::make_shared<Owner>();
     {
         MainLoop loop;
-        auto end = std::make_shared<OneShotEvent>(loop);
-        spawn(loop, std::weak_ptr{owner}, [end](Owner&) { return end->wait(); });
+        const auto event = std::make_shared<OneShotEvent>(loop);
+        const auto waiting = [event](Owner& self) -> Task<void> {
+            co_await event->wait();
+            self.done.emplace_back("through");
+        };
+        spawn(loop, std::weak_ptr{owner}, waiting);
+        spawn(loop, std::weak_ptr{owner}, waiting);
+        runReady(loop);
+        EXPECT_TRUE(owner->done.empty());
+        event->set();
+        EXPECT_TRUE(event->isSet());
+        runReady(loop);
+        EXPECT_THAT(owner->done, ElementsAre("through", "through"));
+        event->set();
+        spawn(loop, std::weak_ptr{owner}, waiting);
+        runReady(loop);
+        EXPECT_EQ(owner->done.size(), 3U);
+
+        const auto never = std::make_shared<OneShotEvent>(loop);
+        spawn(loop, std::weak_ptr{owner}, [never](Owner&) { return never->wait(); });
         runReady(loop);
     }
-    EXPECT_EQ(owner.use_count(), 1);
+    EXPECT_EQ(owner.use_count(), 1) << "the loop ended while a task waited";
 }
 
 }  // namespace

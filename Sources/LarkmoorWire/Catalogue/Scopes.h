@@ -1,9 +1,20 @@
-// Mods: what is installed, what was refused, what ran.
+// What belongs to a scope, the path under which memories are filed: its standing rules, its board, its mods.
 #pragma once
 
 #include "LarkmoorBase/Record.h"
+#include "LarkmoorWire/Catalogue/Cards.h"
 
 namespace larkmoor {
+
+struct RulesWalk {
+    LARKMOOR_RECORD(Level, (std::string, path), (std::vector<std::string>, rules))
+    LARKMOOR_FIELDS(RulesWalk, (std::string, path), (std::vector<Level>, levels), (Int, overflow),
+                    (std::optional<bool>, announce), (std::optional<std::string>, note),
+                    (std::optional<std::string>, onboarding))
+};
+
+LARKMOOR_RECORD(ScopeBoardEntry, (std::string, path), (std::vector<std::string>, folders),
+                (std::vector<KindCount>, kinds))
 
 LARKMOOR_RECORD(ModBehaviorEntry, (std::string, name), (std::string, trigger), (bool, wake),
                 (std::optional<std::vector<std::string>>, tools), (std::optional<Int>, maxMutations),

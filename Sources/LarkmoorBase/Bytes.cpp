@@ -1,4 +1,4 @@
-#include "LarkmoorBase/Base64.h"
+#include "LarkmoorBase/Bytes.h"
 
 #include <array>
 #include <cstdint>
