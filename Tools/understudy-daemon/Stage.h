@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "LarkmoorBase/Task.h"
-#include "LarkmoorKit/Supervision/QuitSentinel.h"
+#include "LarkmoorKit/Supervision/DaemonAgent.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/MessageServiceListener.h"
 #include "Part.h"

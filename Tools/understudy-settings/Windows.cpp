@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "LarkmoorBase/RawText.h"
-#include "LarkmoorKit/FirstRun/Receipts.h"
+#include "LarkmoorKit/FirstRun/OnboardingTrigger.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace larkmoor::understudy {

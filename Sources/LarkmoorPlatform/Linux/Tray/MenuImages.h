@@ -2,7 +2,7 @@
 #pragma once
 
 #include "LarkmoorBase/Bytes.h"
-#include "LarkmoorPlatform/RowImage.h"
+#include "LarkmoorPlatform/Menu.h"
 
 namespace larkmoor::MenuImages {
 
