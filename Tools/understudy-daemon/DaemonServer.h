@@ -12,7 +12,7 @@
 
 #include "DaemonModel.h"
 #include "LarkmoorBase/Task.h"
-#include "LarkmoorKit/Supervision/QuitSentinel.h"
+#include "LarkmoorKit/Supervision/DaemonAgent.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "message-listener/MessageListener.h"
 

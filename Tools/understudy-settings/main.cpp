@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "LarkmoorBase/RawText.h"
-#include "LarkmoorKit/FirstRun/Receipts.h"
+#include "LarkmoorKit/FirstRun/OnboardingTrigger.h"
 #include "LarkmoorKit/FirstRun/WindowDoor.h"
 #include "LarkmoorPlatform/DistributedNotifications.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"

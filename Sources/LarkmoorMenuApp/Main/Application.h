@@ -1,4 +1,5 @@
-// The composition root: the one place that knows which adapters stand for the ports. Everything lives as long as this.
+// The composition root: it makes the adapters that stand for the ports and owns them. Everything lives as long as this.
+// Each supplier of duties has a file of its own beside it.
 #pragma once
 
 #include <boost/asio/signal_set.hpp>
@@ -34,12 +35,20 @@ class Application {
   private:
     void becomeMenuBar();
     MenuPlatform platform();
-    MenuDuties duties();
-    Task<void> registerLoginItems();
-    Task<void> warmBundledBinaries();
-    Task<void> clearQuitAndHealLooseAgent();
     std::shared_ptr<XPCClient> dialDoor();
-    /// What lets a window that a click opened come to the front; "" where the host gave none.
+
+    // One file each.
+    MenuDuties::Supervision supervisionDuties();
+    MenuDuties::FirstRun firstRunDuties();
+    MenuDuties::Connectors connectorDuties();
+    static MenuDuties::Models modelDuties();
+    static MenuDuties::Updates updateDuties();
+
+    Task<void> registerLoginItems();
+    Task<void> clearQuitAndHealLooseAgent();
+    Task<void> warmBundledBinaries();
+
+    /// The token with which a window that a click opened may come to the front; "" if the host gave none.
     std::string takeActivationToken();
     void end(int status);
 

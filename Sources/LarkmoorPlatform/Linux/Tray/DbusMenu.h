@@ -16,7 +16,6 @@
 #include "LarkmoorPlatform/Linux/Tray/MenuPresence.h"
 #include "LarkmoorPlatform/Linux/Tray/MenuSnapshot.h"
 #include "LarkmoorPlatform/Menu.h"
-#include "LarkmoorPlatform/MenuObserver.h"
 
 namespace larkmoor {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "LarkmoorPlatform/MenuRow.h"
+#include "LarkmoorPlatform/Menu.h"
 
 namespace larkmoor::MenuText {
 

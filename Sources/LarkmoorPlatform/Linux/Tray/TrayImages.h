@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "LarkmoorBase/Bytes.h"
-#include "LarkmoorPlatform/RowImage.h"
+#include "LarkmoorPlatform/Menu.h"
 #include "LarkmoorPlatform/StatusItem.h"
 
 namespace larkmoor {
