@@ -51,8 +51,10 @@ TEST_F(MenuBarRowsTest, LinesChangeInPlaceAndComeAndGoWithTheMenuClosed) {
             Look fromModels = lookOf(from), toModels = lookOf(to);
             // The models' row has no action.
             fromModels.hasAction = toModels.hasAction = false;
+            const Look before = look(updateRow);
             models = update = from;
             tick();
+            EXPECT_EQ(look(updateRow), before) << "progress does not draw a closed menu";
             open();
             EXPECT_EQ(look(modelsLine), fromModels);
             EXPECT_EQ(look(updateRow), lookOf(from));
@@ -73,14 +75,6 @@ TEST_F(MenuBarRowsTest, LinesChangeInPlaceAndComeAndGoWithTheMenuClosed) {
             EXPECT_FALSE(timers.fire(MenuBar::tickerInterval)) << "no ticker while it is closed";
         }
     }
-}
-
-TEST_F(MenuBarRowsTest, AClosedMenuIsNotDrawnByProgress) {
-    launch();
-    models = update = lines[3];
-    tick();
-    EXPECT_TRUE(menu->rows().modelsLine->hidden());
-    EXPECT_TRUE(menu->rows().updateRow->hidden());
 }
 
 TEST_F(MenuBarRowsTest, SetupKeepsTheModelsAndHidesTheRest) {
@@ -114,18 +108,13 @@ TEST_F(MenuBarRowsTest, SetupKeepsTheModelsAndHidesTheRest) {
 TEST_F(MenuBarRowsTest, OwedRowsAreSetWhenTheMenuOpens) {
     launch();
     const MenuRow& row = *menu->rows().postponedRow;
-    for (const auto& [sentence, isOwed] : {std::pair{"Update 3 waits.", true}, std::pair{"Update 4 waits.", false},
-                                           std::pair{"", true}, std::pair{"Update 3 waits.", false}}) {
-        const Look before = look(row);
+    for (const char* sentence : {"Update 3 waits.", "Update 4 waits.", "", "Update 3 waits.", ""}) {
         postponed = *sentence == '\0' ? std::nullopt : std::optional<std::string>{sentence};
-        owed = isOwed;
-        tick();
-        EXPECT_EQ(look(row), before);
+        owed = !postponed;
         open();
         EXPECT_EQ(look(row), (Look{sentence, !postponed, false, {}}));
-        EXPECT_EQ(menu->rows().migrateNowRow->hidden(), !isOwed);
+        EXPECT_EQ(menu->rows().migrateNowRow->hidden(), !owed);
         close();
-        EXPECT_EQ(look(row), (Look{sentence, !postponed, false, {}}));
     }
 }
 
@@ -249,18 +238,6 @@ TEST_F(MenuBarTest, AQuitUnderWayIsNotAskedForAgain) {
     EXPECT_TRUE(click("Quit") && click("Quit"));
     EXPECT_EQ(alerts.shown.size(), 1U);
     EXPECT_THAT(done, IsEmpty()) << "the daemon has its time to answer";
-}
-
-TEST_F(MenuBarTest, ADaemonThatIsGoneDoesNotStopTheQuit) {
-    alerts.choice = 0;
-    for (const Daemon state : {Daemon::gone, Daemon::refuses, Daemon::ofTwo}) {
-        daemon = Daemon::answers;
-        launch();
-        daemon = state;
-        endDaemon();
-        EXPECT_TRUE(click("Quit"));
-        EXPECT_THAT(done, ElementsAre("terminate")) << static_cast<int>(state);
-    }
 }
 
 TEST_F(MenuBarTest, AMenuThatIsGoneDoesNothing) {

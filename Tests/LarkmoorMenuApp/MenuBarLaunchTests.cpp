@@ -87,33 +87,24 @@ TEST_F(MenuBarTest, UpdatesWaitForTheAgentAndGoInOrder) {
     }
 }
 
-TEST_F(MenuBarTest, TheJourneyOpensByItselfWhenItIsOwed) {
-    runSettings();
-    for (const auto& answer : {std::optional{true}, std::optional{false}, std::optional<bool>{}}) {
-        warranted = answer;
-        launch();
-        EXPECT_EQ(panes(), answer == true ? Words{"onboarding"} : Words{});
-    }
-}
-
-TEST_F(MenuBarTest, StartingItAgainLeadsToTheRightWindow) {
+TEST_F(MenuBarTest, LaunchAndReopenLeadToTheRightWindow) {
     struct Case {
         bool visible;
         std::optional<bool> warranted;
-        Words panes;
+        Words atLaunch, atReopen;
     };
-    launch();
     runSettings();
-    for (const Case& row :
-         {Case{true, false, {"onboarding"}}, Case{true, std::nullopt, {"onboarding"}},
-          Case{false, true, {"onboarding"}}, Case{false, false, {"settings"}}, Case{false, std::nullopt, {}}}) {
+    for (const Case& row : {Case{true, false, {}, {"onboarding"}}, Case{true, std::nullopt, {}, {"onboarding"}},
+                            Case{false, true, {"onboarding"}, {"onboarding"}}, Case{false, false, {}, {"settings"}},
+                            Case{false, std::nullopt, {}, {}}}) {
         warranted = row.warranted;
+        launch();
+        EXPECT_EQ(panes(), row.atLaunch);
         tellJourney(row.visible ? "1" : "0");
-        done.clear();
         EXPECT_FALSE(menu->applicationShouldHandleReopen());
         settle();
         EXPECT_THAT(done, ElementsAre("release quit"));
-        EXPECT_EQ(panes(), row.panes);
+        EXPECT_EQ(panes(), row.atReopen);
     }
 }
 
