@@ -6,8 +6,8 @@
 #include <string>
 
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
-#include "LarkmoorConnectors/ConfigFile/JSONStep.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLName.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLDocument.h"
 #include "Stop.h"
 
 namespace larkmoor::edit {

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "LarkmoorBase/Bytes.h"
-#include "LarkmoorConnectors/ConfigFile/JSONDialect.h"
+#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "Stop.h"
 
 namespace larkmoor::edit {

@@ -3,14 +3,15 @@
 #pragma once
 
 #include <sys/types.h>
-
+#include <chrono>
 #include <expected>
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "LarkmoorBase/Bytes.h"
-#include "LarkmoorConnectors/ConfigFile/ConfigFileError.h"
+#include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 
 namespace larkmoor::AtomicWrite {
 
@@ -22,3 +23,19 @@ std::expected<void, ConfigFileError> write(BytesView bytes, const std::string& p
                                            std::optional<mode_t> modeIfNew = std::nullopt);
 
 }  // namespace larkmoor::AtomicWrite
+
+namespace larkmoor::Backup {
+
+// The copies that lie beside a configuration file: "{name}.larkmoor-backup-{stamp}".
+/// Copies the file, with its permission bits, and reads the copy back; the copy's path, or nothing if the file cannot
+/// be read. The stamp is `at` in the current time zone; a second copy in that second gets "-02" and so on.
+std::expected<std::optional<std::string>, ConfigFileError> make(const std::string& of,
+                                                                std::chrono::system_clock::time_point at);
+
+/// The paths of this file's copies, oldest first.
+std::vector<std::string> all(const std::string& of);
+
+/// Removes all but the newest two; the paths removed. What cannot be removed is passed over.
+std::vector<std::string> prune(const std::string& of);
+
+}  // namespace larkmoor::Backup

@@ -1,8 +1,20 @@
 #include "LarkmoorConnectors/ConfigFile/TOMLDocument.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 
 namespace larkmoor {
+
+std::optional<std::string> TOMLEntry::text() const {
+    if (!raw.starts_with('"') && !raw.starts_with('\'')) return std::nullopt;
+    auto string = TOMLText::parseString(asBytes(raw), 0);
+    // A multi-line string begins with an empty one.
+    if (!string || string->end != std::ssize(raw)) return std::nullopt;
+    return std::move(string->text);
+}
 
 const TOMLTable* TOMLDocument::table(const TOMLName& named) const {
     const auto found = std::ranges::find_if(

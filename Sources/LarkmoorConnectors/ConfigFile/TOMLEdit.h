@@ -1,5 +1,4 @@
-// Changes one table or one key of a TOML file and leaves every byte outside as it was: each edit replaces exactly one
-// range. Pure functions, for any thread; an edit whose result would not scan fails with that scan's error.
+// Why an edit found nothing to change in a TOML file that did scan.
 #pragma once
 
 #include <cstdint>
@@ -7,15 +6,47 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLDocument.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLEditFailure.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLName.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLTextError.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLText.h"
+
+namespace larkmoor {
+
+struct [[nodiscard]] TOMLEditError {
+    TOMLName name;
+
+    static TOMLEditError noSuchTable(TOMLName name) { return {std::move(name)}; }
+
+    /// "[{name}] is not in this file", for a person.
+    std::string description() const;
+
+    bool operator==(const TOMLEditError&) const = default;
+};
+
+// Why an edit was not made.
+struct TOMLEditFailureCases {};
+
+/// A TOMLTextError where the file did not scan, or would not have after the edit; a TOMLEditError where it does.
+class [[nodiscard]] TOMLEditFailure : public ClosedVariant<TOMLEditFailureCases, TOMLTextError, TOMLEditError> {
+  public:
+    using ClosedVariant::ClosedVariant;
+
+    /// That of the error held, for a person.
+    std::string description() const {
+        return visit([](const TOMLTextError& error) { return error.description(); },
+                     [](const TOMLEditError& error) { return error.description(); });
+    }
+};
+
+}  // namespace larkmoor
 
 namespace larkmoor::TOMLEdit {
 
+// Changes one table or one key of a TOML file and leaves every byte outside as it was: each edit replaces exactly one
+// range. Pure functions, for any thread; an edit whose result would not scan fails with that scan's error.
 /// One line of a table: both are written to the letter, so `value` is TOML, quotes included.
 struct Line {
     std::string key;

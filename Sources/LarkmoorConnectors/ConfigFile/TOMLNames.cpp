@@ -3,8 +3,7 @@
 
 #include <algorithm>
 
-#include "LarkmoorConnectors/ConfigFile/TOMLBareKey.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLEditError.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLEdit.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 
 namespace larkmoor {

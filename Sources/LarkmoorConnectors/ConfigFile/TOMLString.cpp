@@ -1,4 +1,4 @@
-#include "LarkmoorConnectors/ConfigFile/TOMLString.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 
 #include <algorithm>
 #include <array>

@@ -5,10 +5,7 @@
 #include <memory>
 #include <utility>
 
-#include "LarkmoorConnectors/ConfigFile/LineEnding.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLBareKey.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLString.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLValue.h"
+#include "LarkmoorConnectors/ConfigFile/Splice.h"
 
 namespace larkmoor {
 

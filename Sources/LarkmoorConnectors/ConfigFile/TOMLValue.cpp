@@ -1,4 +1,4 @@
-#include "LarkmoorConnectors/ConfigFile/TOMLValue.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 
 #include <algorithm>
 #include <array>
@@ -6,8 +6,6 @@
 #include <optional>
 #include <string_view>
 #include <utility>
-
-#include "LarkmoorConnectors/ConfigFile/TOMLString.h"
 
 namespace larkmoor {
 

@@ -1,5 +1,4 @@
-// Changes several files of another application all or nothing, with a copy beside each. It holds no lock: what keeps a
-// harness and us apart is that each file is replaced in one rename.
+// One planned change of one file.
 #pragma once
 
 #include <chrono>
@@ -7,12 +6,49 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
-#include "LarkmoorConnectors/ConfigFile/FileChange.h"
-#include "LarkmoorConnectors/ConfigFile/TransactionResult.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/ClosedVariant.h"
+#include "LarkmoorConnectors/Observation.h"
+
+namespace larkmoor {
+
+struct FileChange {
+    std::string path;             ///< where to write; canonical already, see ConfigPath
+    std::string label;            ///< the path as the user knows it, before links are resolved
+    std::optional<Bytes> before;  ///< what the file held when it was read; nothing if it was not there
+    std::optional<Bytes> after;   ///< what it must hold; nothing if it must go
+};
+
+// How a transaction over configuration files ended.
+struct TransactionResultCases {
+    /// Every file holds its new bytes.
+    struct Committed {
+        std::vector<std::string> backups;       ///< the paths of the copies made
+        std::vector<Observation> observations;  ///< one for each copy
+        bool operator==(const Committed&) const = default;
+    };
+    /// No file was changed, or the observations say which was not put back and where its copy lies.
+    struct Refused {
+        std::vector<Observation> observations;  ///< what went wrong first, then what came of it
+        bool operator==(const Refused&) const = default;
+    };
+    /// There was nothing to do, and no file was touched.
+    struct Unchanged {
+        bool operator==(const Unchanged&) const = default;
+    };
+};
+
+using TransactionResult = ClosedVariant<TransactionResultCases, TransactionResultCases::Committed,
+                                        TransactionResultCases::Refused, TransactionResultCases::Unchanged>;
+
+}  // namespace larkmoor
 
 namespace larkmoor::Transaction {
 
+// Changes several files of another application all or nothing, with a copy beside each. It holds no lock: what keeps a
+// harness and us apart is that each file is replaced in one rename.
 struct UnwritableReason {
     std::string text;
     bool liesInTheFolder = false;  ///< the fault is the folder's and not the file's

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "LarkmoorBase/RawText.h"
-#include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/Framework/StrictJSON.h"
 
 namespace larkmoor {

@@ -1,5 +1,5 @@
 // The copies beside a file, and where the file itself lies.
-#include "LarkmoorConnectors/ConfigFile/Backup.h"
+#include "LarkmoorConnectors/ConfigFile/AtomicWrite.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -14,8 +14,7 @@ using testing::shown;
 using testing::unfolded;
 using namespace std::string_literals;
 
-constexpr JSONDialect strict = JSONDialect::strict;
-constexpr JSONDialect withComments = JSONDialect::withComments;
+JSONDocument strict(std::string_view text) { return JSONDocument::read(asBytes(text), JSONDialect::strict).value(); }
 
 const JSONLiteral one = JSONLiteral::object({{"x", 1}});
 const JSONLiteral list = JSONLiteral::array({1});
@@ -44,7 +43,7 @@ JSONPath pathOf(std::string_view place) {
 }
 
 JSONDialect dialectOf(std::string_view document) {
-    return document.contains("//") || document.contains("/*") ? withComments : strict;
+    return document.contains("//") || document.contains("/*") ? JSONDialect::withComments : JSONDialect::strict;
 }
 
 /// Of the place, the container's path.
@@ -61,13 +60,15 @@ template <class Edit>
 void expectEdits(std::span<const Case> table, Edit edit) {
     for (const Case& row : table) {
         const std::string before = unfolded(row.before);
-        EXPECT_EQ(shown(edit(asBytes(before), row)), unfolded(row.after)) << row.name;
+        const auto document = JSONDocument::read(asBytes(before), dialectOf(row.before));
+        ASSERT_TRUE(document) << row.name;
+        EXPECT_EQ(shown(edit(*document, row)), unfolded(row.after)) << row.name;
     }
 }
 
 TEST(JSONEdit, SetsAMember) {
-    const auto set = [](BytesView document, const Case& row) {
-        return JSONEdit::setMember(document, above(row.place), last(row.place), row.to, dialectOf(row.before));
+    const auto set = [](const JSONDocument& document, const Case& row) {
+        return JSONEdit::setMember(document, above(row.place), last(row.place), row.to);
     };
     const Case replaced[] = {
         {"blanks around the colon", "{'a'   :   1}", "a", "{'a'   :   2}", 2},
@@ -128,8 +129,8 @@ TEST(JSONEdit, SetsAMember) {
 }
 
 TEST(JSONEdit, TakesAMemberOutWithOneCommaAndNoComment) {
-    const auto remove = [](BytesView document, const Case& row) {
-        return JSONEdit::removeMember(document, above(row.place), last(row.place), dialectOf(row.before));
+    const auto remove = [](const JSONDocument& document, const Case& row) {
+        return JSONEdit::removeMember(document, above(row.place), last(row.place));
     };
     const Case table[] = {
         {"the middle", "{|  'a': 1,||  'b': 2,||  'c': 3|}", "b", "{|  'a': 1,||  'c': 3|}"},
@@ -174,7 +175,7 @@ TEST(JSONEdit, ElementsComeAndGoAsMembersDo) {
         {"CRLF", "{\r|\t'a': [\r|\t\t1\r|\t]\r|}", "a", "{\r|\t'a': [\r|\t\t1,\r|\t\t2\r|\t]\r|}", 2},
         {"the first on the bracket's line", "[[1,| 2|]]", "0", "[[1,| 2,| [|   1| ]|]]", list},
     };
-    expectEdits(appended, [](BytesView document, const Case& row) {
+    expectEdits(appended, [](const JSONDocument& document, const Case& row) {
         return JSONEdit::appendElement(document, pathOf(row.place), row.to);
     });
     const Case inserted[] = {
@@ -183,7 +184,7 @@ TEST(JSONEdit, ElementsComeAndGoAsMembersDo) {
         {"behind one on another's line", "[|  1,||  2, 3|]", "2", "[|  1,||  2, 3, [1]|]", list},
         {"behind none", "[]", "0", "refused: the top-level value has no element 0"},
     };
-    expectEdits(inserted, [](BytesView document, const Case& row) {
+    expectEdits(inserted, [](const JSONDocument& document, const Case& row) {
         return JSONEdit::insertElement(document, above(row.place), lastIndex(row.place), row.to);
     });
     const Case replaced[] = {
@@ -191,7 +192,7 @@ TEST(JSONEdit, ElementsComeAndGoAsMembersDo) {
         {"lines", "[|\t1,|\t2|]", "1", "[|\t1,|\t{|\t\t'x': 1|\t}|]", one},
         {"none", "{'a':[]}", "a/0", "refused: a has no element 0"},
     };
-    expectEdits(replaced, [](BytesView document, const Case& row) {
+    expectEdits(replaced, [](const JSONDocument& document, const Case& row) {
         return JSONEdit::replaceElement(document, above(row.place), lastIndex(row.place), row.to);
     });
     const Case removed[] = {
@@ -200,7 +201,7 @@ TEST(JSONEdit, ElementsComeAndGoAsMembersDo) {
         {"the only one", "{\r|  'a': [\r|    1\r|  ]\r|}", "a/0", "{\r|  'a': []\r|}"},
         {"in a group", "{'h':{'e':[{'hooks':[1,2]}]}}", "h/e/0/hooks/1", "{'h':{'e':[{'hooks':[1]}]}}"},
     };
-    expectEdits(removed, [](BytesView document, const Case& row) {
+    expectEdits(removed, [](const JSONDocument& document, const Case& row) {
         return JSONEdit::removeElement(document, above(row.place), lastIndex(row.place));
     });
 }
@@ -216,11 +217,13 @@ TEST(JSONLiteral, QuotesWhatJSONWantsQuotedAndNothingElse) {
 }
 
 TEST(JSONEdit, RefusesInWords) {
-    const Bytes document = copyBytes(R"({"hooks":{"PreToolUse":[{"a":1}],"n":1}})");
-    const auto set = [&](const JSONPath& path) { return JSONEdit::setMember(document, path, "k", 1, strict); };
-    const auto remove = [&](const JSONPath& path) { return JSONEdit::removeMember(document, path, "b", strict); };
+    const auto document = strict(R"({"hooks":{"PreToolUse":[{"a":1}],"n":1}})");
+    const auto set = [&](const JSONPath& path) { return JSONEdit::setMember(document, path, "k", 1); };
+    const auto remove = [&](const JSONPath& path) { return JSONEdit::removeMember(document, path, "b"); };
     const auto append = [&](const JSONPath& path) { return JSONEdit::appendElement(document, path, 1); };
     const auto cut = [&](const JSONPath& path, int index) { return JSONEdit::removeElement(document, path, index); };
+    const auto all = [&](std::vector<JSONPath> items) { return JSONEdit::removeAll(document, items); };
+    const auto commented = JSONDocument::read(asBytes("[1] // note"), JSONDialect::withComments).value();
     const std::string deep = std::string(63, '[') + "{}" + std::string(63, ']');
     const JSONPath inside(63, 0);
     const std::pair<JSONEdit::Result, std::string_view> table[] = {
@@ -236,23 +239,22 @@ TEST(JSONEdit, RefusesInWords) {
         {cut({"hooks"}, 0), "hooks is not an array"},
         {cut({"hooks", "PreToolUse"}, 1), "hooks.PreToolUse has no element 1"},
         {cut({"hooks", "PreToolUse"}, -1), "hooks.PreToolUse has no element -1"},
-        {JSONEdit::setMember(asBytes("[1]"), {}, "k", 1, strict), "the top-level value is not an object"},
-        // What does not scan, before the edit or behind it.
-        {JSONEdit::setMember(asBytes("\xef\xbb\xbf{}"), {}, "k", 1, strict), "a value was expected (at byte 0)"},
-        {JSONEdit::removeMember(asBytes(R"({"a":1,})"), {}, "a", withComments),
-         "a member name was expected (at byte 7)"},
-        {JSONEdit::appendElement(asBytes("[1] // note"), {}, 1),
-         "there are bytes after the top-level value (at byte 4)"},
-        {JSONEdit::removeElement({}, {}, 0), "the document ended where a value was expected (at byte 0)"},
-        {JSONEdit::setMember(asBytes(deep), inside, "k", JSONLiteral::array({}), strict),
+        {JSONEdit::setMember(strict("[1]"), {}, "k", 1), "the top-level value is not an object"},
+        {all({{"hooks", "n"}, {"hooks", "PreToolUse", 1}}), "hooks.PreToolUse has no element 1"},
+        {all({{"hooks", "b"}}), "b is not in hooks"},
+        {all({{"hooks", 0}}), "hooks is not an array"},
+        {all({{"hooks", "PreToolUse", "a"}}), "hooks.PreToolUse is not an object"},
+        // What does not scan after the edit.
+        {JSONEdit::setMember(strict(deep), inside, "k", JSONLiteral::array({})),
          "the document nests deeper than 64 levels (at byte 68)"},
-        {JSONEdit::setMember(asBytes("{}"), {}, "k", "\xff", strict),
-         "a string holds bytes that are not UTF-8 (at byte 5)"},
-        {JSONEdit::setMember(asBytes("{}"), {}, "\xff", 1, strict),
-         "a string holds bytes that are not UTF-8 (at byte 1)"},
+        {JSONEdit::setMember(strict("{}"), {}, "k", "\xff"), "a string holds bytes that are not UTF-8 (at byte 5)"},
+        {JSONEdit::setMember(strict("{}"), {}, "\xff", 1), "a string holds bytes that are not UTF-8 (at byte 1)"},
+        // Elements are edited in the strict dialect alone.
+        {JSONEdit::appendElement(commented, {}, 1), "there are bytes after the top-level value (at byte 4)"},
+        {JSONEdit::removeAll(commented, {}), "there are bytes after the top-level value (at byte 4)"},
     };
     for (const auto& [result, want] : table) EXPECT_EQ(shown(result), "refused: " + std::string{want});
-    EXPECT_TRUE(JSONEdit::setMember(asBytes(deep), inside, "k", 1, strict));
+    EXPECT_TRUE(JSONEdit::setMember(strict(deep), inside, "k", 1));
 }
 
 }  // namespace

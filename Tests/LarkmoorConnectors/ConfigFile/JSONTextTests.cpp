@@ -24,7 +24,7 @@ std::string outline(const JSONNode& node) {
         [](const JSONKind::Object& object) {
             std::string text;
             for (const JSONMember& member : object.members) {
-                text += fmt::format(" {}\"{}\":{}", member.keyStart, member.key.view(), outline(member.value));
+                text += fmt::format(" {}\"{}\":{}", member.keyStart, member.key, outline(member.value));
             }
             return "{" + text + "}";
         },
