@@ -1,6 +1,7 @@
 // Any document and any place in it: an edit is refused in words, or its result scans, is the input with one range
-// replaced, holds the other children to the byte and every comment, and reads back as what was written. The first two
-// bytes choose the dialect, the literal and the place to begin at.
+// replaced, holds the other children to the byte and every comment, and reads back as what was written. Removing items
+// all at once is removing them one by one. The first two bytes choose the dialect, the literal, the first place and the
+// items to remove.
 #include "LarkmoorConnectors/ConfigFile/JSONGuarantees.h"
 #include "Require.h"
 
@@ -31,16 +32,13 @@ JSONLiteral literal(unsigned choice) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 2) return 0;
-    const BytesView document = std::as_bytes(std::span{data, size}).subspan(2);
+    const BytesView bytes = std::as_bytes(std::span{data, size}).subspan(2);
     const JSONDialect dialect = testing::dialectOf(data[0] % 2 == 1);
-    const auto scan = JSONText::scanWithTrivia(document, dialect);
-    if (!scan) {
-        const auto refused = JSONEdit::setMember(document, {}, "k", 1, dialect);
-        require(!refused && refused.error().description() == scan.error().description(),
-                "an edit refuses as its scan does");
-        return 0;
-    }
-    const testing::EditGuarantees guarantees{document, *scan, dialect};
+    const auto document = JSONDocument::read(bytes, dialect);
+    if (!document) return 0;
+    const testing::EditGuarantees guarantees{*document};
     require(guarantees.ofEveryPlace("a name of our own \"", literal(data[0] / 2), 4, data[1]));
+    require(guarantees.ofRemovingAll(
+        [number = 0U, chosen = unsigned{data[1]}]() mutable { return (chosen >> (number++ % 8) & 1U) != 0; }));
     return 0;
 }

@@ -4,7 +4,7 @@
 
 #include "LarkmoorBase/UTF8.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLGuarantees.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLString.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 #include "Require.h"
 
 namespace {

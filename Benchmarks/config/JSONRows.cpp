@@ -1,4 +1,4 @@
-#include "config/JSONRows.h"
+#include "config/Rows.h"
 
 #define RAPIDJSON_HAS_STDSTRING 1
 #include <rapidjson/document.h>
@@ -11,7 +11,6 @@
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "config/Documents.h"
-#include "config/Growth.h"
 #include "config/Measure.h"
 
 namespace larkmoor::bench {
@@ -27,10 +26,10 @@ void rapid(const std::string& text) {
     keep(document);
 }
 
-void ours(const std::string& text) {
-    const auto scan = JSONText::scanWithTrivia(asBytes(text), JSONDialect::strict);
-    if (!scan) std::abort();
-    keep(scan);
+JSONDocument read(const std::string& text) {
+    auto document = JSONDocument::read(asBytes(text), JSONDialect::strict);
+    if (!document) std::abort();
+    return std::move(*document);
 }
 
 void scanning() {
@@ -45,7 +44,7 @@ void scanning() {
     std::printf("scan, processor time, median of 41\n%-20s %10s %8s %22s %22s\n", "", "larkmoor", "",
                 "RapidJSON (validating)", "nlohmann::json");
     for (const Row& row : rows) {
-        const auto mine = [&] { ours(row.text); };
+        const auto mine = [&] { keep(read(row.text)); };
         const Comparison fast = compare(mine, [&] { rapid(row.text); }, 41, row.repeats);
         const Comparison usual = compare(mine, [&] { keep(Peer::parse(row.text)); }, 41, row.repeats);
         std::printf("%-20s %7.1f us %3.0f MB/s %7.1f us, ours %4.2fx %7.1f us, ours %4.2fx\n", row.name,
@@ -55,8 +54,7 @@ void scanning() {
     std::printf("bytes of memory held per byte of it");
     for (const Row& row : rows) {
         std::any tree, peers;
-        const Memory mine = memoryOf(
-            [&] { tree = std::make_any<JSONScan>(*JSONText::scanWithTrivia(asBytes(row.text), JSONDialect::strict)); });
+        const Memory mine = memoryOf([&] { tree = std::make_any<JSONDocument>(read(row.text)); });
         const Memory usual = memoryOf([&] { peers = Peer::parse(row.text); });
         rapidjson::Document fast;
         fast.Parse<rapidjson::kParseValidateEncodingFlag>(row.text.data(), row.text.size());
@@ -73,11 +71,11 @@ bool editing() {
     const JSONLiteral entry =
         JSONLiteral::object({{"command", "/opt/larkmoor-mcp"}, {"args", JSONLiteral::array({"--stdio"})}});
     const JSONPath servers = {"mcpServers"};
-    const auto set = [&](BytesView document) {
-        return *JSONEdit::setMember(document, servers, "larkmoor", entry, JSONDialect::strict);
+    const auto set = [&](const JSONDocument& document) {
+        return *JSONEdit::setMember(document, servers, "larkmoor", entry);
     };
-    const auto removed = [&](BytesView document) {
-        return *JSONEdit::removeMember(document, servers, "larkmoor", JSONDialect::strict);
+    const auto removed = [&](const JSONDocument& document) {
+        return *JSONEdit::removeMember(document, servers, "larkmoor");
     };
     const auto peerSet = [](const std::string& document) {
         Peer json = Peer::parse(document);
@@ -89,11 +87,11 @@ bool editing() {
         json["mcpServers"].erase("larkmoor");
         return json.dump(2);
     };
-    if (asText(removed(set(asBytes(text)))) != text) return false;
+    if (asText(removed(set(read(text))).bytes()) != text) return false;
     if (Peer::parse(peerRemoved(peerSet(text))) != Peer::parse(text)) return false;
     const Comparison both =
-        compare([&] { keep(removed(set(asBytes(text)))); }, [&] { keep(peerRemoved(peerSet(text))); }, 41, 50);
-    const Comparison one = compare([&] { keep(set(asBytes(text))); }, [&] { keep(peerSet(text)); }, 41, 50);
+        compare([&] { keep(removed(set(read(text)))); }, [&] { keep(peerRemoved(peerSet(text))); }, 41, 50);
+    const Comparison one = compare([&] { keep(set(read(text))); }, [&] { keep(peerSet(text)); }, 41, 50);
     std::printf("\nedit %zu bytes of settings, median of 41      larkmoor   nlohmann::json (parse, change, dump)\n",
                 text.size());
     std::printf("%-42s %7.1f us %7.1f us, ours %4.2fx\n", "set one member", one.ours * 1e6, one.theirs * 1e6,
@@ -108,7 +106,7 @@ bool editing() {
 bool nesting() {
     const std::string deep(1000, '['), endless(64 << 20, '[');
     const auto refused = [](const std::string& text) {
-        return !JSONText::scanWithTrivia(asBytes(text), JSONDialect::strict);
+        return !JSONDocument::read(asBytes(text), JSONDialect::strict);
     };
     if (!refused(deep) || !refused(endless)) return false;
     std::printf("\nrefused: a nest 1000 deep in %.1f us, 64 MiB of brackets in %.1f us\n",
@@ -120,12 +118,9 @@ bool nesting() {
 
 bool runJSONRows() {
     scanning();
-    growth("JSON of hooks", hooksJSON, [](const std::string& text) {
-        return std::make_any<JSONScan>(*JSONText::scanWithTrivia(asBytes(text), JSONDialect::strict));
-    });
-    growth("JSON of numbers", numbersJSON, [](const std::string& text) {
-        return std::make_any<JSONScan>(*JSONText::scanWithTrivia(asBytes(text), JSONDialect::strict));
-    });
+    growth("JSON of hooks", hooksJSON, [](const std::string& text) { return std::make_any<JSONDocument>(read(text)); });
+    growth("JSON of numbers", numbersJSON,
+           [](const std::string& text) { return std::make_any<JSONDocument>(read(text)); });
     return editing() && nesting();
 }
 

@@ -6,8 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
-#include "LarkmoorConnectors/ConfigFile/JSONLayout.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 
 namespace larkmoor::edit {
@@ -26,7 +25,7 @@ std::optional<std::int64_t> whole(std::string_view text) {
 std::optional<JSONStep> step(const JSONNode& node, BytesView document) {
     if (const auto key = node.text()) return JSONStep{*key};
     if (!node.kind.is<JSONKind::Number>()) return std::nullopt;
-    const auto number = whole(JSONLayout::textOf(node.range(), document));
+    const auto number = whole(textOf(node.range(), document));
     return number ? std::optional{JSONStep{*number}} : std::nullopt;
 }
 
@@ -45,7 +44,7 @@ std::expected<List, Stop> list(const std::string& argument, std::string_view sha
     return elements;
 }
 
-/// Reads a literal out of a tree; the first thing that a literal cannot be ends it.
+/// Converts a tree into a literal; fails at the first value that a literal cannot hold.
 class LiteralReader {
   public:
     explicit LiteralReader(BytesView document) : document_(document) {}
@@ -58,7 +57,7 @@ class LiteralReader {
                                [](const JSONKind::String& string) -> Result { return JSONLiteral{string.text}; },
                                [](const JSONKind::Bool& flag) -> Result { return JSONLiteral{flag.value}; },
                                [&](const JSONKind::Number&) -> Result {
-                                   const auto number = whole(JSONLayout::textOf(node.range(), document_));
+                                   const auto number = whole(textOf(node.range(), document_));
                                    if (!number) return notWritten(node);
                                    return JSONLiteral{*number};
                                },
@@ -69,7 +68,7 @@ class LiteralReader {
     std::unexpected<Stop> notWritten(const JSONNode& node) const {
         return wrong(fmt::format(
             "{} is no value to be written: that is an object, an array, a string, a whole number of 64 bits or a bool",
-            JSONLayout::textOf(node.range(), document_)));
+            textOf(node.range(), document_)));
     }
 
     Result object(const JSONNode& node) const {
@@ -79,7 +78,7 @@ class LiteralReader {
         for (const JSONMember& member : node.members()) {
             auto value = read(member.value);
             if (!value) return value;
-            members.push_back({std::string{member.key.view()}, std::move(*value)});
+            members.push_back({std::string{member.key}, std::move(*value)});
         }
         return JSONLiteral::object(std::move(members));
     }

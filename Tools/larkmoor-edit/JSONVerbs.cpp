@@ -1,10 +1,8 @@
-#include "JSONVerbs.h"
-
 #include <utility>
 
 #include "Arguments.h"
-#include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 
 namespace larkmoor::edit {
@@ -21,33 +19,35 @@ std::expected<Value, Stop> orStop(std::expected<Value, Error> result) {
     return std::move(*result);
 }
 
-/// An edit would take the first of two members with one name, and a reader the last: nobody would see the change.
-std::optional<Stop> duplicateOn(const JSONPath& path, BytesView document, JSONDialect dialect) {
-    const auto scan = JSONText::scanWithTrivia(document, dialect);
-    if (!scan) return std::nullopt;
+/// Of two members with the same name an edit changes the first and most readers take the last.
+std::optional<Stop> duplicateOn(const JSONPath& path, const JSONDocument& document) {
     for (std::size_t length = 0; length <= path.size(); ++length) {
         const JSONNode* node =
-            scan->root.node(JSONPath(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(length)));
+            document.root().node(JSONPath(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(length)));
         if (node == nullptr) return std::nullopt;
         if (auto reason = JSONDuplicates::reason(*node)) return Stop{Stop::refused, std::move(*reason)};
     }
     return std::nullopt;
 }
 
-/// The edit, unless a name stands twice on the way to its place.
+/// Refuses the edit if an object along the path has a duplicate name.
 template <class Edit>
 Change guarded(JSONPath path, JSONDialect dialect, Edit edit) {
-    return [path = std::move(path), dialect, edit = std::move(edit)](BytesView document) -> Changed {
-        if (auto duplicate = duplicateOn(path, document, dialect)) return std::unexpected{std::move(*duplicate)};
-        return orStop(edit(document, path));
+    return [path = std::move(path), dialect, edit = std::move(edit)](BytesView bytes) -> Changed {
+        const auto document = orStop(JSONDocument::read(bytes, dialect));
+        if (!document) return std::unexpected{document.error()};
+        if (auto duplicate = duplicateOn(path, *document)) return std::unexpected{std::move(*duplicate)};
+        auto edited = orStop(edit(*document, path));
+        if (!edited) return std::unexpected{std::move(edited.error())};
+        return edited->bytes();
     };
 }
 
 Prepared scan(Arguments, JSONDialect dialect) {
-    return [dialect](BytesView document) -> Changed {
-        const auto scanned = orStop(JSONText::scanWithTrivia(document, dialect));
-        if (!scanned) return std::unexpected{scanned.error()};
-        return copyBytes(document);
+    return [dialect](BytesView bytes) -> Changed {
+        const auto document = orStop(JSONDocument::read(bytes, dialect));
+        if (!document) return std::unexpected{document.error()};
+        return document->bytes();
     };
 }
 
@@ -57,16 +57,16 @@ Prepared set(Arguments arguments, JSONDialect dialect) {
     auto to = literal(arguments[2]);
     if (!to) return std::unexpected{to.error()};
     return guarded(std::move(*at), dialect,
-                   [key = arguments[1], to = std::move(*to), dialect](BytesView document, const JSONPath& in) {
-                       return JSONEdit::setMember(document, in, key, to, dialect);
+                   [key = arguments[1], to = std::move(*to)](const JSONDocument& document, const JSONPath& in) {
+                       return JSONEdit::setMember(document, in, key, to);
                    });
 }
 
 Prepared remove(Arguments arguments, JSONDialect dialect) {
     auto at = path(arguments[0]);
     if (!at) return std::unexpected{at.error()};
-    return guarded(std::move(*at), dialect, [key = arguments[1], dialect](BytesView document, const JSONPath& in) {
-        return JSONEdit::removeMember(document, in, key, dialect);
+    return guarded(std::move(*at), dialect, [key = arguments[1]](const JSONDocument& document, const JSONPath& in) {
+        return JSONEdit::removeMember(document, in, key);
     });
 }
 
@@ -75,9 +75,10 @@ Prepared append(Arguments arguments, JSONDialect dialect) {
     if (!at) return std::unexpected{at.error()};
     auto element = literal(arguments[1]);
     if (!element) return std::unexpected{element.error()};
-    return guarded(std::move(*at), dialect, [element = std::move(*element)](BytesView document, const JSONPath& in) {
-        return JSONEdit::appendElement(document, in, element);
-    });
+    return guarded(std::move(*at), dialect,
+                   [element = std::move(*element)](const JSONDocument& document, const JSONPath& in) {
+                       return JSONEdit::appendElement(document, in, element);
+                   });
 }
 
 Prepared removeElement(Arguments arguments, JSONDialect dialect) {
@@ -85,7 +86,7 @@ Prepared removeElement(Arguments arguments, JSONDialect dialect) {
     if (!at) return std::unexpected{at.error()};
     const auto place = index(arguments[1]);
     if (!place) return std::unexpected{place.error()};
-    return guarded(std::move(*at), dialect, [place = *place](BytesView document, const JSONPath& in) {
+    return guarded(std::move(*at), dialect, [place = *place](const JSONDocument& document, const JSONPath& in) {
         return JSONEdit::removeElement(document, in, place);
     });
 }

@@ -1,7 +1,7 @@
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatConfig.h"
 
-#include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/Framework/BundleCommand.h"
 #include "LarkmoorConnectors/Framework/StrictJSON.h"
 
@@ -54,10 +54,12 @@ ClaudeChatConfig::Planned ClaudeChatConfig::retired(BytesView bytes, const JSONN
                                                     Connectors::Profile profile) const {
     Retired result{copyBytes(bytes), {}};
     for (const JSONMember* entry : ours(root, profile)) {
-        auto edited = JSONEdit::removeMember(result.bytes, {"mcpServers"}, entry->key, JSONDialect::strict);
+        auto edited = StrictJSON::edited(result.bytes, [&](const JSONDocument& document) {
+            return JSONEdit::removeMember(document, {"mcpServers"}, entry->key);
+        });
         if (!edited) return std::unexpected{std::move(edited.error())};
         result.bytes = std::move(*edited);
-        result.names.emplace_back(entry->key.view());
+        result.names.emplace_back(entry->key);
     }
     return result;
 }

@@ -9,7 +9,7 @@
 
 #include "LarkmoorBase/Bytes.h"
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatPaths.h"
-#include "LarkmoorConnectors/ConfigFile/JSONEditFailure.h"
+#include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
 #include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/Framework/Profile.h"
 

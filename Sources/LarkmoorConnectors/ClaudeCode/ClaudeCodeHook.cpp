@@ -153,7 +153,7 @@ std::expected<BlockInstalled, JSONEditFailure> ClaudeCodeHook::installed(BytesVi
     return result;
 }
 
-JSONEdit::Result ClaudeCodeHook::installedSlots(BytesView bytes, std::set<Created>& created) const {
+StrictJSON::Edited ClaudeCodeHook::installedSlots(BytesView bytes, std::set<Created>& created) const {
     const auto scan = StrictJSON::scan(bytes);
     if (!scan) return std::unexpected{scan.error()};
     const HookLayout hooks = layout();
@@ -161,19 +161,23 @@ JSONEdit::Result ClaudeCodeHook::installedSlots(BytesView bytes, std::set<Create
     const auto found = hooks.sites(scan->root);
     const HookSite* anchor = anchorOf(found);
     if (anchor == nullptr) return hooks.append(groupOf(literals), promptEvent, bytes, created);
-    JSONEdit::Result edited = copyBytes(bytes);
+    StrictJSON::Edited edited = copyBytes(bytes);
     const JSONPath list = hooks.listOf(*anchor);
     if (hooks.entryOf(*anchor, scan->root).value(bytes) != literals.front().value()) {
-        edited = JSONEdit::replaceElement(bytes, list, anchor->entry, literals.front());
+        edited = StrictJSON::edited(bytes, [&](const JSONDocument& document) {
+            return JSONEdit::replaceElement(document, list, anchor->entry, literals.front());
+        });
     }
     for (std::size_t index = 1; edited && index < literals.size(); ++index) {
         const std::int64_t before = anchor->entry + static_cast<std::int64_t>(index) - 1;
-        edited = JSONEdit::insertElement(*edited, list, before, literals[index]);
+        edited = StrictJSON::edited(*edited, [&](const JSONDocument& document) {
+            return JSONEdit::insertElement(document, list, before, literals[index]);
+        });
     }
     return edited;
 }
 
-JSONEdit::Result ClaudeCodeHook::installedPreTool(BytesView bytes, std::set<Created>& created) const {
+StrictJSON::Edited ClaudeCodeHook::installedPreTool(BytesView bytes, std::set<Created>& created) const {
     const auto scan = StrictJSON::scan(bytes);
     if (!scan) return std::unexpected{scan.error()};
     if (exactPreTool(sites(scan->root), scan->root, bytes)) return copyBytes(bytes);
@@ -184,7 +188,7 @@ JSONEdit::Result ClaudeCodeHook::installedPreTool(BytesView bytes, std::set<Crea
     return layout().append(preToolGroup(), preToolEvent, bytes, created);
 }
 
-JSONEdit::Result ClaudeCodeHook::discard(const HookSite& site, BytesView bytes) const {
+StrictJSON::Edited ClaudeCodeHook::discard(const HookSite& site, BytesView bytes) const {
     return layout().discard(site, bytes);
 }
 

@@ -39,9 +39,9 @@ struct ClaudeCodeHook {
 
     // The steps of `installed`.
 
-    JSONEdit::Result installedSlots(BytesView bytes, std::set<Created>& created) const;
-    JSONEdit::Result installedPreTool(BytesView bytes, std::set<Created>& created) const;
-    JSONEdit::Result discard(const HookSite& site, BytesView bytes) const;
+    StrictJSON::Edited installedSlots(BytesView bytes, std::set<Created>& created) const;
+    StrictJSON::Edited installedPreTool(BytesView bytes, std::set<Created>& created) const;
+    StrictJSON::Edited discard(const HookSite& site, BytesView bytes) const;
 
   private:
     HookLayout layout() const;

@@ -3,9 +3,10 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/UUID.h"
@@ -17,7 +18,7 @@ std::expected<void, ConfigFileError> write(BytesView bytes, const std::string& p
                                            const std::function<void()>& beforeRename, std::optional<mode_t> modeIfNew) {
     const std::string temporary =
         ConfigPath::sibling(path, fmt::format(".{}.larkmoor-{}.tmp", ConfigPath::lastComponent(path), newUUID()));
-    // What takes the place of a private file is private from its first byte.
+    // The temporary file of a private file is private from its first byte.
     const mode_t firstMode = Files::exists(path) || modeIfNew ? 0600 : 0666;
     if (auto written = Files::create(temporary, bytes, firstMode); !written) {
         return std::unexpected{ConfigFileError::writeFailed(path, written.error().code)};
@@ -34,3 +35,67 @@ std::expected<void, ConfigFileError> write(BytesView bytes, const std::string& p
 }
 
 }  // namespace larkmoor::AtomicWrite
+
+namespace larkmoor::Backup {
+
+namespace {
+
+constexpr std::size_t copiesKept = 2;
+
+std::string prefix(std::string_view path) {
+    return fmt::format("{}.larkmoor-backup-", ConfigPath::lastComponent(path));
+}
+
+std::string stamp(std::chrono::system_clock::time_point at) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(at));
+    std::tm local{};
+    ::tzset();  // the time zone may have changed since the process began
+    ::localtime_r(&seconds, &local);
+    return fmt::format("{:04}{:02}{:02}-{:02}{:02}{:02}", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                       local.tm_hour, local.tm_min, local.tm_sec);
+}
+
+/// Counts a dangling link, too.
+bool isTaken(const std::string& path) {
+    struct stat status{};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+std::string freePath(const std::string& base) {
+    std::string path = base;
+    for (int counter = 2; isTaken(path); ++counter) path = fmt::format("{}-{:02}", base, counter);
+    return path;
+}
+
+}  // namespace
+
+std::expected<std::optional<std::string>, ConfigFileError> make(const std::string& of,
+                                                                std::chrono::system_clock::time_point at) {
+    const auto bytes = Files::read(of);
+    if (!bytes) return std::nullopt;
+    std::string copy = freePath(ConfigPath::sibling(of, prefix(of) + stamp(at)));
+    if (auto written = Files::create(copy, *bytes, Files::permissions(of).value_or(0600)); !written) {
+        return std::unexpected{ConfigFileError::writeFailed(copy, written.error().code)};
+    }
+    if (Files::read(copy) != bytes) {
+        ::unlink(copy.c_str());
+        return std::unexpected{ConfigFileError::writeFailed(copy, "the copy did not match the original")};
+    }
+    return copy;
+}
+
+std::vector<std::string> all(const std::string& of) {
+    std::vector<std::string> copies = Files::names(ConfigPath::folder(of)).value_or(std::vector<std::string>{});
+    std::erase_if(copies, [start = prefix(of)](const std::string& name) { return !name.starts_with(start); });
+    for (std::string& copy : copies) copy = ConfigPath::sibling(of, copy);
+    return copies;
+}
+
+std::vector<std::string> prune(const std::string& of) {
+    std::vector<std::string> removed = all(of);
+    removed.resize(removed.size() - std::min(removed.size(), copiesKept));
+    std::erase_if(removed, [](const std::string& copy) { return ::unlink(copy.c_str()) != 0; });
+    return removed;
+}
+
+}  // namespace larkmoor::Backup

@@ -1,14 +1,17 @@
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 
+#include <fmt/format.h>
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <system_error>
+#include <utility>
 
 namespace larkmoor::ConfigPath {
 
 namespace {
 
-/// With its terminator; the system's own bound may be wider.
+/// With its terminator; the system's own limit may be higher.
 constexpr std::size_t longestPath = 1025;
 
 std::optional<std::string> resolved(const std::string& path) {
@@ -52,3 +55,23 @@ std::string folder(std::string_view path) {
 std::string sibling(std::string_view path, std::string_view name) { return inFolder(folder(path), name); }
 
 }  // namespace larkmoor::ConfigPath
+
+namespace larkmoor {
+
+ConfigFileError ConfigFileError::writeFailed(std::string path, std::string reason) {
+    return WriteFailed{std::move(path), std::move(reason)};
+}
+
+ConfigFileError ConfigFileError::writeFailed(std::string path, int code) {
+    return writeFailed(std::move(path), std::generic_category().message(code));
+}
+
+ConfigFileError ConfigFileError::notWritable(std::string path) { return NotWritable{std::move(path)}; }
+
+std::string ConfigFileError::description() const {
+    return visit(
+        [](const WriteFailed& error) { return fmt::format("{} could not be written: {}", error.path, error.reason); },
+        [](const NotWritable& error) { return fmt::format("{} cannot be written by this user", error.path); });
+}
+
+}  // namespace larkmoor

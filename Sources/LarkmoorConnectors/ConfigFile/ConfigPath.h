@@ -1,22 +1,55 @@
-// Where a configuration file really lies, and the parts of its path as text.
+// The real path of a configuration file, the parts of a path as text, and the errors that name a path.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-namespace larkmoor::ConfigPath {
+#include "LarkmoorBase/ClosedVariant.h"
 
-/// The location to read and write: a link into somebody's dotfiles is followed, so that the link survives a rename. Of
-/// a file that is not there the folder is resolved; if that fails too, `path` comes back as given.
+namespace larkmoor {
+
+namespace ConfigPath {
+
+/// The path to read and write. Symbolic links are resolved, so that a link into a folder of dotfiles survives the
+/// rename. For a file that does not exist the folder is resolved; if that fails too, the result is `path`.
 std::string canonical(const std::string& path);
 
 /// The path's last component, without slashes.
 std::string_view lastComponent(std::string_view path);
 
-/// The path less its last component; "/" for what lies in the root, and "." for a bare name.
+/// The path without its last component; "/" for a file in the root, and "." for a bare name.
 std::string folder(std::string_view path);
 
-/// The path of what is named `name` in the folder of `path`.
+/// The path of the file `name` in the folder of `path`.
 std::string sibling(std::string_view path, std::string_view name);
 
-}  // namespace larkmoor::ConfigPath
+}  // namespace ConfigPath
+
+struct ConfigFileErrorCases {
+    struct WriteFailed {
+        std::string path;
+        std::string reason;
+        bool operator==(const WriteFailed&) const = default;
+    };
+    struct NotWritable {
+        std::string path;
+        bool operator==(const NotWritable&) const = default;
+    };
+};
+
+/// Why another application's file, or the copy of it, could not be written.
+class [[nodiscard]] ConfigFileError
+    : public ClosedVariant<ConfigFileErrorCases, ConfigFileErrorCases::WriteFailed, ConfigFileErrorCases::NotWritable> {
+  public:
+    using ClosedVariant::ClosedVariant;
+
+    static ConfigFileError writeFailed(std::string path, std::string reason);
+    /// `code` is an errno; its words are the reason.
+    static ConfigFileError writeFailed(std::string path, int code);
+    static ConfigFileError notWritable(std::string path);
+
+    /// One sentence that names the path, for a person.
+    std::string description() const;
+};
+
+}  // namespace larkmoor

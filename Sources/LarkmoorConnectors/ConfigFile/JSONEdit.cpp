@@ -1,67 +1,75 @@
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
 
-#include <algorithm>
-#include <optional>
-#include <span>
-#include <string>
-#include <utility>
+#include <fmt/format.h>
 
-#include "LarkmoorConnectors/ConfigFile/JSONComments.h"
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <set>
+#include <utility>
+#include <vector>
+
 #include "LarkmoorConnectors/ConfigFile/JSONLayout.h"
-#include "LarkmoorConnectors/ConfigFile/JSONText.h"
-#include "LarkmoorConnectors/ConfigFile/LineEnding.h"
-#include "LarkmoorConnectors/ConfigFile/Splice.h"
 
 namespace larkmoor {
 
 namespace {
 
 using Plan = std::expected<Splice, JSONEditError>;
+using Container = std::expected<const JSONNode*, JSONEditError>;
 
-ByteRange rangeOf(const JSONMember& member) { return {member.keyStart, member.value.end}; }
-ByteRange rangeOf(const JSONNode& element) { return element.range(); }
+std::string named(const JSONPath& path) {
+    if (path.empty()) return "the top-level value";
+    std::string name;
+    for (const JSONStep& step : path) {
+        if (&step != &path.front()) name += '.';
+        name += step.visit([](const JSONStep::Key& key) { return key.text; },
+                           [](const JSONStep::Index& index) { return fmt::format("[{}]", index.value); });
+    }
+    return name;
+}
+
+Container objectAt(const JSONDocument& document, const JSONPath& path) {
+    const JSONNode* node = document.root().node(path);
+    if (node == nullptr || !node->isObject()) return std::unexpected{JSONEditError::NotAnObject{path}};
+    return node;
+}
+
+Container arrayAt(const JSONDocument& document, const JSONPath& path) {
+    const JSONNode* node = document.root().node(path);
+    if (node == nullptr || !node->isArray()) return std::unexpected{JSONEditError::NotAnArray{path}};
+    return node;
+}
 
 /// Between the brackets of an object or an array.
 ByteRange interiorOf(const JSONNode& container) { return {container.start + 1, container.end - 1}; }
 
-/// What one of several goes with: the comma before it, or behind it if it is the first.
-template <class Item>
-ByteRange goingWith(std::span<const Item> items, std::size_t index) {
-    if (index > 0) return {rangeOf(items[index - 1]).end, rangeOf(items[index]).end};
-    return {rangeOf(items[0]).start, rangeOf(items[1]).start};
+/// The ranges of a container's items, each of which is a member or an element.
+std::vector<ByteRange> itemsOf(const JSONNode& container) {
+    std::vector<ByteRange> items;
+    for (const JSONMember& member : container.members()) items.push_back(member.range());
+    for (const JSONNode& element : container.elements()) items.push_back(element.range());
+    return items;
 }
 
-/// A document that scanned, and the measurements and decisions that each edit takes from it.
-class Document {
+/// Plans the splice of one edit with the measurements of one document.
+class Planner {
   public:
-    Document(BytesView bytes, const JSONScan& scan)
-        : bytes_(bytes),
-          root_(scan.root),
-          comments_(scan.comments),
-          newline_(lineEnding(bytes)),
-          unit_(JSONLayout::indentUnit(bytes, scan.root)) {}
+    explicit Planner(const JSONDocument& document)
+        : bytes_(document.bytes()),
+          comments_(document.comments()),
+          newline_(lineEnding(bytes_)),
+          unit_(JSONLayout::indentUnit(bytes_, document.root())) {}
 
-    std::expected<const JSONNode*, JSONEditError> objectAt(const JSONPath& path) const {
-        const JSONNode* node = root_.node(path);
-        if (node == nullptr || !node->isObject()) return std::unexpected{JSONEditError::NotAnObject{path}};
-        return node;
-    }
-
-    std::expected<const JSONNode*, JSONEditError> arrayAt(const JSONPath& path) const {
-        const JSONNode* node = root_.node(path);
-        if (node == nullptr || !node->isArray()) return std::unexpected{JSONEditError::NotAnArray{path}};
-        return node;
-    }
-
-    /// The value's bytes give place to the literal; its container decides whether that spreads.
+    /// Replaces the value's bytes; the container decides whether the literal spreads.
     Splice replacing(const JSONNode& value, std::int64_t lineOf, const JSONNode& container,
                      const JSONLiteral& by) const {
         const RenderStyle style{JSONLayout::spansLines(bytes_, container.range()), std::string{newline_}};
         return {value.range(), by.render(JSONLayout::lineIndent(bytes_, lineOf), unit_, style)};
     }
 
-    /// A new item behind one that is there, with the blanks that stand before that one.
-    Splice behind(ByteRange item, std::optional<std::string_view> key, const JSONLiteral& literal) const {
+    /// Inserts an item after another one, with the same white space before it.
+    Splice insertingAfter(ByteRange item, std::optional<std::string_view> key, const JSONLiteral& literal) const {
         const auto [prefix, indent, style] = JSONLayout::insertionPrefix(bytes_, item.start, newline_);
         std::string text = ",";
         text += prefix;
@@ -69,33 +77,32 @@ class Document {
         return {{item.end, item.end}, std::move(text)};
     }
 
-    /// The first item of an empty container, in the place of all blanks inside it.
+    /// Replaces the white space in an empty container by its first item.
     Splice filling(const JSONNode& container, std::optional<std::string_view> key, const JSONLiteral& literal) const {
         const bool spread = asText(bytes_).contains('\n');
-        return {interiorOf(container), spread ? onLineOfItsOwn(container, key, literal) : onOneLine(key, literal)};
+        return {interiorOf(container), spread ? onItsOwnLine(container, key, literal) : onOneLine(key, literal)};
     }
 
-    /// The first member of an object that holds comments; it comes behind them.
-    Splice joiningComments(const JSONNode& object, std::string_view key, const JSONLiteral& literal) const {
+    /// Adds the first member of an object that holds comments, after them.
+    Splice fillingAfterComments(const JSONNode& object, std::string_view key, const JSONLiteral& literal) const {
         const ByteRange interior = interiorOf(object);
         if (!JSONLayout::spansLines(bytes_, interior)) return {{interior.end, interior.end}, onOneLine(key, literal)};
-        const std::int64_t blanks = blanksBefore(interior.end, interior);
-        return {{blanks, interior.end}, onLineOfItsOwn(object, key, literal)};
+        return {{blanksBefore(interior.end, interior), interior.end}, onItsOwnLine(object, key, literal)};
     }
 
     bool hasComments(ByteRange range) const { return JSONComments::count(comments_, range) > 0; }
 
-    Splice removing(ByteRange range) const {
+    Splice removingMember(const JSONNode& object, std::size_t place) const {
+        const auto members = object.members();
+        ByteRange range;
+        if (members.size() == 1) {
+            range = rangeOfOnlyMember(object);
+        } else if (place == 0) {
+            range = {members[0].keyStart, members[1].keyStart};
+        } else {
+            range = {members[place - 1].value.end, members[place].value.end};
+        }
         return {range, JSONComments::preserved(bytes_, range, comments_, newline_)};
-    }
-
-    /// What goes with an object's only member. A comment keeps the braces apart.
-    ByteRange onlyMember(const JSONNode& object) const {
-        const ByteRange interior = interiorOf(object);
-        if (!hasComments(interior)) return interior;
-        const ByteRange member = rangeOf(object.members().front());
-        if (!JSONLayout::spansLines(bytes_, interior)) return member;
-        return {blanksBefore(member.start, interior), member.end};
     }
 
   private:
@@ -110,9 +117,9 @@ class Document {
         return rendered(key, literal, "", {.spread = false, .newline = std::string{newline_}});
     }
 
-    /// With the line ending before it, and the closing bracket's line begun behind it.
-    std::string onLineOfItsOwn(const JSONNode& container, std::optional<std::string_view> key,
-                               const JSONLiteral& literal) const {
+    /// With the newline before it, and after it that of the closing bracket with its indent.
+    std::string onItsOwnLine(const JSONNode& container, std::optional<std::string_view> key,
+                             const JSONLiteral& literal) const {
         const RenderStyle style{.spread = true, .newline = std::string{newline_}};
         const std::string indent{JSONLayout::lineIndent(bytes_, container.start)};
         std::string inner = indent;
@@ -120,8 +127,17 @@ class Document {
         return style.newline + inner + rendered(key, literal, inner, style) + style.newline + indent;
     }
 
-    /// Where the blanks begin that end at the offset, inside the container. Those at the end of a line comment are its
-    /// own, and stay with it.
+    /// A comment keeps the braces apart.
+    ByteRange rangeOfOnlyMember(const JSONNode& object) const {
+        const ByteRange interior = interiorOf(object);
+        if (!hasComments(interior)) return interior;
+        const ByteRange member = object.members().front().range();
+        if (!JSONLayout::spansLines(bytes_, interior)) return member;
+        return {blanksBefore(member.start, interior), member.end};
+    }
+
+    /// Where the white space begins that ends at the offset, inside the container. The blanks at the end of a line
+    /// comment belong to the comment.
     std::int64_t blanksBefore(std::int64_t offset, ByteRange interior) const {
         const auto earlier = JSONComments::inside(comments_, {interior.start, offset});
         const std::int64_t least = earlier.empty() ? interior.start : earlier.back().end;
@@ -129,102 +145,192 @@ class Document {
     }
 
     BytesView bytes_;
-    const JSONNode& root_;
     std::span<const ByteRange> comments_;
     std::string_view newline_;
     std::string_view unit_;
 };
 
-/// Scans, plans one splice, applies it, and scans again: a literal may be too much for the place where it lands.
-template <class MakePlan>
-JSONEdit::Result edited(BytesView bytes, JSONDialect dialect, MakePlan makePlan) {
-    const auto scan = JSONText::scanWithTrivia(bytes, dialect);
-    if (!scan) return std::unexpected{JSONEditFailure{scan.error()}};
-    const Plan plan = makePlan(Document{bytes, *scan});
+/// Reads the result: a literal may nest too deep where it lands, or hold bytes that are not UTF-8.
+JSONEdit::Result proven(Bytes result, JSONDialect dialect) {
+    auto next = JSONDocument::read(std::move(result), dialect);
+    if (!next) return std::unexpected{JSONEditFailure{std::move(next.error())}};
+    return std::move(*next);
+}
+
+JSONEdit::Result edited(const JSONDocument& document, const Plan& plan) {
     if (!plan) return std::unexpected{JSONEditFailure{plan.error()}};
-    Bytes result = apply(*plan, bytes);
-    if (const auto again = JSONText::scanWithTrivia(result, dialect); !again) {
-        return std::unexpected{JSONEditFailure{again.error()}};
+    return proven(larkmoor::apply(*plan, document.bytes()), document.dialect());
+}
+
+/// The error of the strict dialect, which has no comments; nothing where the document has none.
+std::optional<JSONEditFailure> commentFailure(const JSONDocument& document) {
+    if (document.comments().empty()) return std::nullopt;
+    auto strict = JSONText::scanWithTrivia(document.bytes(), JSONDialect::strict);
+    return JSONEditFailure{std::move(strict.error())};
+}
+
+/// Edits an array; `makePlan` is given the planner and the array.
+template <class MakePlan>
+JSONEdit::Result editedArray(const JSONDocument& document, const JSONPath& at, MakePlan makePlan) {
+    if (auto failure = commentFailure(document)) return std::unexpected{std::move(*failure)};
+    const Container array = arrayAt(document, at);
+    if (!array) return std::unexpected{JSONEditFailure{array.error()}};
+    return edited(document, makePlan(Planner{document}, **array));
+}
+
+/// Edits an element that has to be there; `makePlan` is given its index as well.
+template <class MakePlan>
+JSONEdit::Result editedElement(const JSONDocument& document, const JSONPath& at, std::int64_t index,
+                               MakePlan makePlan) {
+    return editedArray(document, at, [&](const Planner& planner, const JSONNode& array) -> Plan {
+        const bool inBounds = index >= 0 && index < std::ssize(array.elements());
+        if (!inBounds) return std::unexpected{JSONEditError::NoSuchElement{at, index}};
+        return makePlan(planner, array, static_cast<std::size_t>(index));
+    });
+}
+
+/// The ranges to remove with these items of a container without comments. A run of neighbours goes with the text
+/// between it and the item before it; the run at the start goes with the text up to the item after it.
+std::vector<ByteRange> rangesToRemove(const JSONNode& container, const std::set<std::size_t>& places) {
+    const std::vector<ByteRange> items = itemsOf(container);
+    if (places.size() == items.size()) return {interiorOf(container)};
+    std::vector<ByteRange> ranges;
+    std::optional<std::size_t> before;  // the last item that is kept
+    for (std::size_t place = 0; place < items.size(); ++place) {
+        if (!places.contains(place)) {
+            if (!before && place > 0) ranges.push_back({items.front().start, items[place].start});
+            before = place;
+        } else if (before) {
+            if (*before + 1 == place) ranges.push_back({items[*before].end, 0});
+            ranges.back().end = items[place].end;
+        }
     }
+    return ranges;
+}
+
+/// The document without these ranges; one that lies inside another adds nothing.
+Bytes without(std::vector<ByteRange> ranges, BytesView document) {
+    std::ranges::sort(ranges, {}, &ByteRange::start);
+    Bytes result;
+    result.reserve(document.size());
+    std::int64_t at = 0;
+    const auto copyUpTo = [&](std::int64_t end) {
+        const auto kept = document.subspan(static_cast<std::size_t>(at), static_cast<std::size_t>(end - at));
+        result.insert(result.end(), kept.begin(), kept.end());
+    };
+    for (const ByteRange range : ranges) {
+        if (range.end <= at) continue;
+        copyUpTo(range.start);
+        at = range.end;
+    }
+    copyUpTo(std::ssize(document));
     return result;
 }
 
-/// The same for an element that has to be there; the plan is also given its array.
-template <class MakePlan>
-JSONEdit::Result editedElement(BytesView bytes, const JSONPath& at, std::int64_t index, MakePlan makePlan) {
-    return edited(bytes, JSONDialect::strict, [&](const Document& document) -> Plan {
-        const auto array = document.arrayAt(at);
-        if (!array) return std::unexpected{array.error()};
-        if (index < 0 || index >= std::ssize((*array)->elements())) {
-            return std::unexpected{JSONEditError::NoSuchElement{at, index}};
-        }
-        return makePlan(document, **array, static_cast<std::size_t>(index));
-    });
+/// A container and the place of one of its items.
+using Item = std::pair<const JSONNode*, std::size_t>;
+
+std::expected<Item, JSONEditError> itemAt(const JSONDocument& document, JSONPath path) {
+    if (path.empty()) return std::unexpected{JSONEditError::NoSuchMember{}};
+    const JSONStep step = std::move(path.back());
+    path.pop_back();
+    using Found = std::expected<Item, JSONEditError>;
+    return step.visit(
+        [&](const JSONStep::Key& key) -> Found {
+            const Container object = objectAt(document, path);
+            if (!object) return std::unexpected{object.error()};
+            const JSONMember* member = (*object)->member(key.text);
+            if (member == nullptr) return std::unexpected{JSONEditError::NoSuchMember{path, key.text}};
+            return Item{*object, static_cast<std::size_t>(member - (*object)->members().data())};
+        },
+        [&](const JSONStep::Index& index) -> Found {
+            const Container array = arrayAt(document, path);
+            if (!array) return std::unexpected{array.error()};
+            const bool inBounds = index.value >= 0 && index.value < std::ssize((*array)->elements());
+            if (!inBounds) return std::unexpected{JSONEditError::NoSuchElement{path, index.value}};
+            return Item{*array, static_cast<std::size_t>(index.value)};
+        });
 }
 
 }  // namespace
 
-JSONEdit::Result JSONEdit::setMember(BytesView bytes, const JSONPath& at, std::string_view key, const JSONLiteral& to,
-                                     JSONDialect dialect) {
-    return edited(bytes, dialect, [&](const Document& document) -> Plan {
-        const auto object = document.objectAt(at);
-        if (!object) return std::unexpected{object.error()};
-        const JSONNode& node = **object;
-        if (const JSONMember* member = node.member(key)) {
-            return document.replacing(member->value, member->keyStart, node, to);
-        }
-        if (!node.members().empty()) return document.behind(rangeOf(node.members().back()), key, to);
-        if (document.hasComments(interiorOf(node))) return document.joiningComments(node, key, to);
-        return document.filling(node, key, to);
+JSONEdit::Result JSONEdit::setMember(const JSONDocument& document, const JSONPath& at, std::string_view key,
+                                     const JSONLiteral& to) {
+    const Container object = objectAt(document, at);
+    if (!object) return std::unexpected{JSONEditFailure{object.error()}};
+    const JSONNode& node = **object;
+    const Planner planner{document};
+    if (const JSONMember* member = node.member(key)) {
+        return edited(document, planner.replacing(member->value, member->keyStart, node, to));
+    }
+    if (!node.members().empty()) {
+        return edited(document, planner.insertingAfter(node.members().back().range(), key, to));
+    }
+    if (planner.hasComments(interiorOf(node))) return edited(document, planner.fillingAfterComments(node, key, to));
+    return edited(document, planner.filling(node, key, to));
+}
+
+JSONEdit::Result JSONEdit::removeMember(const JSONDocument& document, const JSONPath& at, std::string_view key) {
+    JSONPath path = at;
+    path.emplace_back(key);
+    const auto item = itemAt(document, std::move(path));
+    if (!item) return std::unexpected{JSONEditFailure{item.error()}};
+    return edited(document, Planner{document}.removingMember(*item->first, item->second));
+}
+
+JSONEdit::Result JSONEdit::appendElement(const JSONDocument& document, const JSONPath& at, const JSONLiteral& literal) {
+    return editedArray(document, at, [&](const Planner& planner, const JSONNode& array) -> Plan {
+        if (array.elements().empty()) return planner.filling(array, std::nullopt, literal);
+        return planner.insertingAfter(array.elements().back().range(), std::nullopt, literal);
     });
 }
 
-JSONEdit::Result JSONEdit::removeMember(BytesView bytes, const JSONPath& at, std::string_view key,
-                                        JSONDialect dialect) {
-    return edited(bytes, dialect, [&](const Document& document) -> Plan {
-        const auto object = document.objectAt(at);
-        if (!object) return std::unexpected{object.error()};
-        const auto members = (*object)->members();
-        const JSONMember* member = (*object)->member(key);
-        if (member == nullptr) return std::unexpected{JSONEditError::NoSuchMember{at, std::string{key}}};
-        if (members.size() == 1) return document.removing(document.onlyMember(**object));
-        return document.removing(goingWith(members, static_cast<std::size_t>(member - members.data())));
-    });
-}
-
-JSONEdit::Result JSONEdit::appendElement(BytesView bytes, const JSONPath& at, const JSONLiteral& literal) {
-    return edited(bytes, JSONDialect::strict, [&](const Document& document) -> Plan {
-        const auto array = document.arrayAt(at);
-        if (!array) return std::unexpected{array.error()};
-        const auto elements = (*array)->elements();
-        if (elements.empty()) return document.filling(**array, std::nullopt, literal);
-        return document.behind(elements.back().range(), std::nullopt, literal);
-    });
-}
-
-JSONEdit::Result JSONEdit::insertElement(BytesView bytes, const JSONPath& at, std::int64_t after,
+JSONEdit::Result JSONEdit::insertElement(const JSONDocument& document, const JSONPath& at, std::int64_t after,
                                          const JSONLiteral& literal) {
-    return editedElement(bytes, at, after,
-                         [&](const Document& document, const JSONNode& array, std::size_t index) -> Plan {
-                             return document.behind(array.elements()[index].range(), std::nullopt, literal);
+    return editedElement(document, at, after,
+                         [&](const Planner& planner, const JSONNode& array, std::size_t place) -> Plan {
+                             return planner.insertingAfter(array.elements()[place].range(), std::nullopt, literal);
                          });
 }
 
-JSONEdit::Result JSONEdit::replaceElement(BytesView bytes, const JSONPath& at, std::int64_t index,
+JSONEdit::Result JSONEdit::replaceElement(const JSONDocument& document, const JSONPath& at, std::int64_t index,
                                           const JSONLiteral& literal) {
-    return editedElement(bytes, at, index,
-                         [&](const Document& document, const JSONNode& array, std::size_t place) -> Plan {
+    return editedElement(document, at, index,
+                         [&](const Planner& planner, const JSONNode& array, std::size_t place) -> Plan {
                              const JSONNode& element = array.elements()[place];
-                             return document.replacing(element, element.start, array, literal);
+                             return planner.replacing(element, element.start, array, literal);
                          });
 }
 
-JSONEdit::Result JSONEdit::removeElement(BytesView bytes, const JSONPath& at, std::int64_t index) {
-    return editedElement(
-        bytes, at, index, [&](const Document& document, const JSONNode& array, std::size_t place) -> Plan {
-            const auto elements = array.elements();
-            return document.removing(elements.size() == 1 ? interiorOf(array) : goingWith(elements, place));
-        });
+JSONEdit::Result JSONEdit::removeElement(const JSONDocument& document, const JSONPath& at, std::int64_t index) {
+    return editedElement(document, at, index, [](const Planner&, const JSONNode& array, std::size_t place) -> Plan {
+        return Splice{rangesToRemove(array, {place}).front(), ""};
+    });
+}
+
+JSONEdit::Result JSONEdit::removeAll(const JSONDocument& document, std::span<const JSONPath> items) {
+    if (auto failure = commentFailure(document)) return std::unexpected{std::move(*failure)};
+    if (items.empty()) return document;
+    std::map<const JSONNode*, std::set<std::size_t>> places;
+    for (const JSONPath& path : items) {
+        const auto item = itemAt(document, path);
+        if (!item) return std::unexpected{JSONEditFailure{item.error()}};
+        places[item->first].insert(item->second);
+    }
+    std::vector<ByteRange> ranges;
+    for (const auto& [container, chosen] : places) {
+        const auto gone = rangesToRemove(*container, chosen);
+        ranges.insert(ranges.end(), gone.begin(), gone.end());
+    }
+    return proven(without(std::move(ranges), document.bytes()), document.dialect());
+}
+
+std::string JSONEditError::description() const {
+    return visit(
+        [](const NotAnObject& error) { return named(error.path) + " is not an object"; },
+        [](const NotAnArray& error) { return named(error.path) + " is not an array"; },
+        [](const NoSuchMember& error) { return error.key + " is not in " + named(error.path); },
+        [](const NoSuchElement& error) { return fmt::format("{} has no element {}", named(error.path), error.index); });
 }
 
 }  // namespace larkmoor

@@ -1,40 +1,99 @@
-// Changes one member or one element of a JSON file that belongs to somebody else. The result is the input with one
-// contiguous range replaced: every byte outside it is as it was, and the result reads in the same dialect. What the
-// document means is not looked at. Nothing is written to disk here; any thread.
+// Changes members and elements of a JSON document that belongs to another application, and leaves every other byte as
+// it is. Each edit plans on the document's tree, replaces bytes, and reads the result in the same dialect: that proves
+// the edit and is the next document. What the document means is not checked. Nothing is written to disk; any thread.
 #pragma once
 
 #include <cstdint>
 #include <expected>
+#include <span>
+#include <string>
 #include <string_view>
 
-#include "LarkmoorBase/Bytes.h"
-#include "LarkmoorConnectors/ConfigFile/JSONDialect.h"
-#include "LarkmoorConnectors/ConfigFile/JSONEditFailure.h"
+#include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
-#include "LarkmoorConnectors/ConfigFile/JSONStep.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
+#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 
-namespace larkmoor::JSONEdit {
+namespace larkmoor {
 
-using Result = std::expected<Bytes, JSONEditFailure>;
+struct JSONEditErrorCases {
+    struct NotAnObject {
+        JSONPath path;
+        bool operator==(const NotAnObject&) const = default;
+    };
+    struct NotAnArray {
+        JSONPath path;
+        bool operator==(const NotAnArray&) const = default;
+    };
+    struct NoSuchMember {
+        JSONPath path;
+        std::string key;
+        bool operator==(const NoSuchMember&) const = default;
+    };
+    struct NoSuchElement {
+        JSONPath path;
+        std::int64_t index = 0;
+        bool operator==(const NoSuchElement&) const = default;
+    };
+};
 
-/// Gives the member of the object at the path a new value, or adds it behind the others.
-Result setMember(BytesView bytes, const JSONPath& at, std::string_view key, const JSONLiteral& to, JSONDialect dialect);
+/// Why the document has no place for an edit. The first two are also the error of a path that leads nowhere.
+class [[nodiscard]] JSONEditError
+    : public ClosedVariant<JSONEditErrorCases, JSONEditErrorCases::NotAnObject, JSONEditErrorCases::NotAnArray,
+                           JSONEditErrorCases::NoSuchMember, JSONEditErrorCases::NoSuchElement> {
+  public:
+    using ClosedVariant::ClosedVariant;
 
-/// Takes the member out of the object at the path; comments beside it and in it stay.
-Result removeMember(BytesView bytes, const JSONPath& at, std::string_view key, JSONDialect dialect);
+    /// For a person: what is missing, and where.
+    std::string description() const;
+};
 
-// The elements of arrays are edited in files of the strict dialect alone.
+struct JSONEditFailureCases {};
 
-/// Adds an element behind the others of the array at the path.
-Result appendElement(BytesView bytes, const JSONPath& at, const JSONLiteral& literal);
+/// Why an edit failed: a JSONTextError where the document, or the result of the edit, does not scan; otherwise a
+/// JSONEditError.
+class [[nodiscard]] JSONEditFailure : public ClosedVariant<JSONEditFailureCases, JSONTextError, JSONEditError> {
+  public:
+    using ClosedVariant::ClosedVariant;
 
-/// Adds an element behind that of the index, which the array at the path has.
-Result insertElement(BytesView bytes, const JSONPath& at, std::int64_t after, const JSONLiteral& literal);
+    /// That of the error held, for a person.
+    std::string description() const {
+        return visit([](const JSONTextError& error) { return error.description(); },
+                     [](const JSONEditError& error) { return error.description(); });
+    }
+};
 
-/// Puts the literal in the place of the element.
-Result replaceElement(BytesView bytes, const JSONPath& at, std::int64_t index, const JSONLiteral& literal);
+namespace JSONEdit {
 
-/// Takes the element out of the array at the path.
-Result removeElement(BytesView bytes, const JSONPath& at, std::int64_t index);
+using Result = std::expected<JSONDocument, JSONEditFailure>;
 
-}  // namespace larkmoor::JSONEdit
+/// Gives the member of the object at the path a new value, or adds it after the others.
+Result setMember(const JSONDocument& document, const JSONPath& at, std::string_view key, const JSONLiteral& to);
+
+/// Removes the member from the object at the path; comments beside it and in it stay.
+Result removeMember(const JSONDocument& document, const JSONPath& at, std::string_view key);
+
+// The functions below edit documents without comments alone; a comment is an error like any that a scan in the strict
+// dialect finds.
+
+/// Adds an element after the others of the array at the path.
+Result appendElement(const JSONDocument& document, const JSONPath& at, const JSONLiteral& literal);
+
+/// Adds an element after that of the index, which the array at the path has.
+Result insertElement(const JSONDocument& document, const JSONPath& at, std::int64_t after, const JSONLiteral& literal);
+
+/// Replaces the element by the literal.
+Result replaceElement(const JSONDocument& document, const JSONPath& at, std::int64_t index, const JSONLiteral& literal);
+
+/// Removes the element from the array at the path.
+Result removeElement(const JSONDocument& document, const JSONPath& at, std::int64_t index);
+
+/// Removes members and elements in one edit with one scan. Each item is the path of one member or element in this
+/// document, in any order. The bytes are those that `removeMember` and `removeElement` leave when they remove the items
+/// one after the other in the order of the file: so an object or array all of whose items go becomes empty and stays.
+/// An item inside another one, or given twice, adds nothing. A path that leads to no item fails the whole edit.
+Result removeAll(const JSONDocument& document, std::span<const JSONPath> items);
+
+}  // namespace JSONEdit
+
+}  // namespace larkmoor

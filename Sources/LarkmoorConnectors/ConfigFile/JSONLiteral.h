@@ -1,4 +1,4 @@
-// A value to be written into a JSON file. There is no null and no fraction: the program never writes either.
+// The JSON values that the program writes into files. There is no null and no fraction, since it never writes either.
 #pragma once
 
 #include <concepts>
@@ -8,10 +8,17 @@
 #include <vector>
 
 #include "LarkmoorBase/ClosedVariant.h"
-#include "LarkmoorConnectors/ConfigFile/JSONValue.h"
-#include "LarkmoorConnectors/ConfigFile/RenderStyle.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 
 namespace larkmoor {
+
+/// How a literal is laid out.
+struct RenderStyle {
+    bool spread = false;         ///< containers spread over lines, or all on one line
+    std::string newline = "\n";  ///< between the lines
+
+    bool operator==(const RenderStyle&) const = default;
+};
 
 class JSONLiteral;
 
@@ -41,8 +48,7 @@ struct JSONLiteralCases {
     };
 };
 
-/// A text, a whole number and a bool are taken for the literals that they are:
-/// JSONLiteral::object({{"type", "command"}, {"timeout", 10}}).
+/// Converts from text, whole numbers and bools: JSONLiteral::object({{"type", "command"}, {"timeout", 10}}).
 class JSONLiteral : public ClosedVariant<JSONLiteralCases, JSONLiteralCases::Object, JSONLiteralCases::Array,
                                          JSONLiteralCases::String, JSONLiteralCases::Number, JSONLiteralCases::Bool> {
   public:
@@ -59,14 +65,14 @@ class JSONLiteral : public ClosedVariant<JSONLiteralCases, JSONLiteralCases::Obj
     static JSONLiteral object(std::vector<Member> members);
     static JSONLiteral array(std::vector<JSONLiteral> elements);
 
-    /// The value that a reader of the literal's text has; of members with one name the last one counts.
+    /// The value that a reader of the rendered text gets; of members with the same name the last one counts.
     JSONValue value() const;
 
-    /// The literal's text. `indent` is that of the line on which it begins, `unit` what each level adds; both matter
-    /// only where containers spread.
+    /// The literal's text. `indent` is that of the line on which the literal begins, `unit` what each level adds;
+    /// neither matters where containers do not spread.
     std::string render(std::string_view indent, std::string_view unit, const RenderStyle& style) const;
 
-    /// The text as a JSON string, quotes included: escaped where JSON wants it, otherwise raw.
+    /// A JSON string of the text, with its quotes; escapes only what JSON requires.
     static std::string quote(std::string_view text);
 };
 

@@ -1,27 +1,30 @@
 #include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <unordered_set>
 
 namespace larkmoor {
 
 std::span<const JSONMember> JSONNode::members() const {
-    const auto object = kind.as<Kind::Object>();
-    return object ? object->members : std::span<const JSONMember>{};
+    const auto* object = kind.as<Kind::Object>();
+    return object == nullptr ? std::span<const JSONMember>{} : object->members;
 }
 
 std::span<const JSONNode> JSONNode::elements() const {
-    const auto array = kind.as<Kind::Array>();
-    return array ? array->elements : std::span<const JSONNode>{};
+    const auto* array = kind.as<Kind::Array>();
+    return array == nullptr ? std::span<const JSONNode>{} : array->elements;
 }
 
 std::optional<std::string_view> JSONNode::text() const {
-    const auto string = kind.as<Kind::String>();
-    return string ? std::optional{string->text} : std::nullopt;
+    const auto* string = kind.as<Kind::String>();
+    return string == nullptr ? std::nullopt : std::optional<std::string_view>{string->text};
 }
 
 const JSONNode::Member* JSONNode::member(std::string_view key) const {
     const auto all = members();
-    const auto found = std::ranges::find(all, key, [](const Member& member) { return member.key.view(); });
+    const auto found = std::ranges::find(all, key, &Member::key);
     return found == all.end() ? nullptr : &*found;
 }
 
@@ -48,7 +51,7 @@ JSONValue JSONNode::value(BytesView in) const {
         [in](const Kind::Object& object) -> JSONValue {
             JSONValue::Object result;
             for (const Member& member : object.members) {
-                result.members.insert_or_assign(std::string{member.key.view()}, member.value.value(in));
+                result.members.insert_or_assign(std::string{member.key}, member.value.value(in));
             }
             return result;
         },
@@ -60,11 +63,17 @@ JSONValue JSONNode::value(BytesView in) const {
         },
         [](const Kind::String& string) -> JSONValue { return JSONValue::String{std::string{string.text}}; },
         [](const Kind::Bool& flag) -> JSONValue { return JSONValue::Bool{flag.value}; },
-        [this, in](const Kind::Number&) -> JSONValue {
-            const auto first = static_cast<std::size_t>(start);
-            return JSONValue::Number{std::string{asText(in).substr(first, static_cast<std::size_t>(end) - first)}};
-        },
+        [this, in](const Kind::Number&) -> JSONValue { return JSONValue::Number{std::string{textOf(range(), in)}}; },
         [](const Kind::Null&) -> JSONValue { return JSONValue::Null{}; });
+}
+
+std::optional<std::string> JSONDuplicates::reason(const JSONNode& object) {
+    std::unordered_set<std::string_view> seen;
+    for (const JSONMember& member : object.members()) {
+        if (seen.insert(member.key).second) continue;
+        return fmt::format("the name \"{}\" appears twice in one object (at byte {})", member.key, member.keyStart);
+    }
+    return std::nullopt;
 }
 
 }  // namespace larkmoor

@@ -1,33 +1,42 @@
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 
 #include <charconv>
+#include <limits>
 #include <optional>
 #include <utility>
 
 #include "LarkmoorBase/UTF8.h"
-#include "LarkmoorConnectors/ConfigFile/EightBytes.h"
-#include "LarkmoorConnectors/ConfigFile/JSONComments.h"
+#include "LarkmoorConnectors/ConfigFile/JSONLayout.h"
 
 namespace larkmoor {
 
 namespace {
 
+bool endsRun(char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == '"' || byte == '\\'; }
+
 bool isBlank(char byte) { return byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t'; }
 
-/// A position in the document and what was found up to it. Each function that reads something begins at its first byte
-/// and ends just past it; one that answers false has left the reason in `error_`, and the scan is over.
+/// A position in the document and what was found up to it. Each reading function begins at the first byte of what it
+/// reads and ends one past the last; false means that the scan has failed with `error_`.
 class Scanner {
   public:
     Scanner(BytesView bytes, JSONDialect dialect)
         : bytes_(bytes), dialect_(dialect), begin_(asText(bytes).data()), end_(begin_ + bytes.size()), at_(begin_) {}
 
     std::expected<JSONScan, JSONTextError> scan() {
-        if (!trivia() || !value() || !trivia() || !atTheEnd()) return std::unexpected{std::move(error_)};
-        return JSONScan{std::move(values_.front()), std::move(comments_)};
+        JSONNode root;
+        if (!fits() || !trivia() || !value(root) || !trivia() || !atTheEnd()) return std::unexpected{std::move(error_)};
+        return JSONScan{root, std::move(comments_), std::make_shared<const JSONStorage>(std::move(storage_))};
     }
 
   private:
-    std::int64_t offset(const char* at) const { return at - begin_; }
+    std::int32_t offset(const char* at) const { return static_cast<std::int32_t>(at - begin_); }
+
+    /// Whether 32 bits are enough for every offset.
+    [[nodiscard]] bool fits() {
+        return end_ - begin_ < std::numeric_limits<std::int32_t>::max() ||
+               fail(begin_, "the document is larger than 2 GiB");
+    }
 
     [[nodiscard]] bool fail(const char* at, const char* reason) {
         error_ = JSONTextError::unreadable(offset(at), reason);
@@ -37,7 +46,7 @@ class Scanner {
     [[nodiscard]] bool atTheEnd() { return at_ == end_ || fail(at_, "there are bytes after the top-level value"); }
 
     [[nodiscard]] bool trivia() {
-        // Most often there is one blank or none.
+        // The fast path: one space or none.
         if (at_ != end_ && *at_ == ' ') ++at_;
         if (at_ != end_ && *at_ > ' ' && *at_ != '/') return true;
         return blanksAndComments();
@@ -61,63 +70,43 @@ class Scanner {
     }
 
     void skipBlanks() {
-        while (at_ != end_ && isBlank(*at_)) {
-            ++at_;
-            skip([](EightBytes eight) { return eight.otherThan(' '); });
-        }
+        while (at_ != end_ && isBlank(*at_)) ++at_;
     }
 
-    /// On to the first byte flagged, and to the end of the document at the latest: NULs need flags.
-    template <class Flags>
-    void skip(Flags flagged) {
-        while (true) {
-            if (const std::uint64_t flags = flagged(EightBytes{at_, end_}); flags != 0) {
-                at_ += EightBytes::before(flags);
-                return;
-            }
-            at_ += EightBytes::size;
-        }
-    }
+    JSONNode node(const char* start, JSONKind kind) const { return {offset(start), offset(at_), kind}; }
 
-    template <class Held>
-    void push(const char* start, Held&& held) {
-        values_.emplace_back(ByteRange{offset(start), offset(at_)}, std::forward<Held>(held));
-    }
-
-    /// Leaves the value at the end of `values_`.
-    [[nodiscard]] bool value() {
+    [[nodiscard]] bool value(JSONNode& into) {
         if (at_ == end_) return fail(at_, "the document ended where a value was expected");
         const char* start = at_;
         switch (*start) {
             case '"': {
-                std::string_view decoded;
-                if (!string(decoded)) return false;
-                push(start, JSONKind::String{decoded});
+                JSONKind::String decoded;
+                if (!string(decoded.text)) return false;
+                into = node(start, decoded);
                 return true;
             }
             case '[':
-                return array();
+                return array(into);
             case '{':
-                return object();
+                return object(into);
             case 'f':
-                return literal("false", JSONKind::Bool{false});
+                return literal("false", JSONKind::Bool{false}, into);
             case 'n':
-                return literal("null", JSONKind::Null{});
+                return literal("null", JSONKind::Null{}, into);
             case 't':
-                return literal("true", JSONKind::Bool{true});
+                return literal("true", JSONKind::Bool{true}, into);
             default:
                 if (!number()) return fail(start, "a value was expected");
-                push(start, JSONKind::Number{});
+                into = node(start, JSONKind::Number{});
                 return true;
         }
     }
 
-    template <class Case>
-    [[nodiscard]] bool literal(std::string_view word, Case meaning) {
+    [[nodiscard]] bool literal(std::string_view word, JSONKind meaning, JSONNode& into) {
         const char* start = at_;
         if (!std::string_view{at_, end_}.starts_with(word)) return fail(start, "a value was expected");
         at_ += word.size();
-        push(start, meaning);
+        into = node(start, meaning);
         return true;
     }
 
@@ -140,10 +129,10 @@ class Scanner {
         return true;
     }
 
-    /// Whether there was one at least.
+    /// False if there is none.
     [[nodiscard]] bool digits() {
         const char* first = at_;
-        skip([](EightBytes eight) { return eight.noDigit(); });
+        while (at_ != end_ && *at_ >= '0' && *at_ <= '9') ++at_;
         return at_ != first;
     }
 
@@ -154,7 +143,7 @@ class Scanner {
         return trivia();
     }
 
-    /// Past a closing bracket, if that is what stands here.
+    /// Skips the closing bracket if it is next.
     [[nodiscard]] bool leave(char bracket) {
         if (at_ == end_ || *at_ != bracket) return false;
         ++at_;
@@ -162,12 +151,22 @@ class Scanner {
         return true;
     }
 
-    [[nodiscard]] bool object() {
+    /// Moves the items from `first` on into a list of their own.
+    template <class T>
+    static std::span<const T> closed(std::vector<T>& open, std::size_t first, std::vector<std::vector<T>>& lists) {
+        if (first == open.size()) return {};
+        const auto tail = open.begin() + static_cast<std::ptrdiff_t>(first);
+        lists.emplace_back(tail, open.end());
+        open.erase(tail, open.end());
+        return lists.back();
+    }
+
+    [[nodiscard]] bool object(JSONNode& into) {
         const char* start = at_;
-        const std::size_t firstName = names_.size(), firstValue = values_.size();
+        const std::size_t first = members_.size();
         if (!enter()) return false;
         if (!leave('}') && !membersAndBrace()) return false;
-        push(start, JSONKind::objectTakingTail(names_, firstName, values_, firstValue));
+        into = node(start, JSONKind::Object{closed(members_, first, storage_.objects)});
         return true;
     }
 
@@ -182,32 +181,35 @@ class Scanner {
         }
     }
 
-    /// One member and the trivia behind it.
+    /// One member and the trivia after it.
     [[nodiscard]] bool member() {
         const bool named = at_ != end_ && *at_ == '"';
         if (!named) return fail(at_, "a member name was expected");
-        const char* start = at_;
-        std::string_view decoded;
-        if (!string(decoded)) return false;
-        names_.emplace_back(CompactText{decoded}, offset(start));
-        if (!trivia()) return false;
+        JSONMember member;
+        member.keyStart = offset(at_);
+        if (!string(member.key) || !trivia()) return false;
         if (at_ == end_ || *at_ != ':') return fail(at_, "a colon was expected after a member name");
         ++at_;
-        return trivia() && value() && trivia();
+        if (!trivia() || !value(member.value)) return false;
+        members_.push_back(member);
+        return trivia();
     }
 
-    [[nodiscard]] bool array() {
+    [[nodiscard]] bool array(JSONNode& into) {
         const char* start = at_;
-        const std::size_t first = values_.size();
+        const std::size_t first = elements_.size();
         if (!enter()) return false;
         if (!leave(']') && !elementsAndBracket()) return false;
-        push(start, JSONKind::arrayTakingTail(values_, first));
+        into = node(start, JSONKind::Array{closed(elements_, first, storage_.arrays)});
         return true;
     }
 
     [[nodiscard]] bool elementsAndBracket() {
         while (true) {
-            if (!value() || !trivia()) return false;
+            JSONNode element;
+            if (!value(element)) return false;
+            elements_.push_back(element);
+            if (!trivia()) return false;
             if (leave(']')) return true;
             if (at_ == end_) return fail(at_, "the document ended inside an array");
             if (*at_ != ',') return fail(at_, "a comma or a closing bracket was expected");
@@ -216,83 +218,79 @@ class Scanner {
         }
     }
 
-    /// `decoded` is good until the next string is read. A fault inside a string is told at its opening quote, wherever
-    /// the fault lies.
+    /// Every error in a string carries the offset of its opening quote.
     [[nodiscard]] bool string(std::string_view& decoded) {
         const char* quote = at_++;
-        const char* run = at_;
-        if (!plainRun(quote)) return false;
-        decoded = {run, at_};
-        if (*at_ == '\\') {
-            decoded_ = decoded;
-            if (!escapesAndRuns(quote)) return false;
-            decoded = decoded_;
-        }
+        if (!plainRun(quote, decoded)) return false;
+        if (*at_ == '\\' && !escapesAndRuns(quote, decoded)) return false;
         ++at_;
         return true;
     }
 
-    [[nodiscard]] bool escapesAndRuns(const char* quote) {
+    /// Decodes from the first escape on; `decoded` is the text before it, and then the whole.
+    [[nodiscard]] bool escapesAndRuns(const char* quote, std::string_view& decoded) {
+        std::string text{decoded};
         while (*at_ == '\\') {
             ++at_;
-            if (!escape(quote)) return false;
-            const char* run = at_;
-            if (!plainRun(quote)) return false;
-            decoded_.append(run, at_);
+            std::string_view run;
+            if (!escape(quote, text) || !plainRun(quote, run)) return false;
+            text += run;
         }
+        decoded = storage_.texts.emplace_front(std::move(text));
         return true;
     }
 
-    /// Up to a backslash or the closing quote. What an escape splits is no character, so each run stands for itself.
-    [[nodiscard]] bool plainRun(const char* quote) {
+    /// `run` is what stands before the next backslash or the closing quote. UTF-8 is checked run by run, since no
+    /// character may be split by an escape.
+    [[nodiscard]] bool plainRun(const char* quote, std::string_view& run) {
         const char* first = at_;
-        std::uint64_t beyondASCII = 0;
-        skip([&](EightBytes eight) {
-            beyondASCII |= eight.beyondASCII();
-            return eight.below(' ') | eight.equalTo('"') | eight.equalTo('\\');
-        });
+        bool isASCII = true;
+        for (; at_ != end_ && !endsRun(*at_); ++at_) isASCII = isASCII && static_cast<unsigned char>(*at_) < 0x80;
         if (at_ == end_) return fail(quote, "the document ended inside a string");
         if (static_cast<unsigned char>(*at_) < ' ') return fail(quote, "a string holds an unescaped control character");
-        if (beyondASCII == 0 || UTF8::isValid({first, at_})) return true;
-        return fail(quote, "a string holds bytes that are not UTF-8");
+        if (!isASCII && !UTF8::isValid({first, at_})) {
+            return fail(quote, "a string holds bytes that are not UTF-8");
+        }
+        run = {first, at_};
+        return true;
     }
 
-    /// What stands behind a backslash.
-    [[nodiscard]] bool escape(const char* quote) {
+    /// Appends what the escape after a backslash means.
+    [[nodiscard]] bool escape(const char* quote, std::string& decoded) {
         if (at_ == end_) return fail(quote, "the document ended inside an escape");
         switch (*at_++) {
             case '"':
-                decoded_ += '"';
+                decoded += '"';
                 return true;
             case '\\':
-                decoded_ += '\\';
+                decoded += '\\';
                 return true;
             case '/':
-                decoded_ += '/';
+                decoded += '/';
                 return true;
             case 'b':
-                decoded_ += '\b';
+                decoded += '\b';
                 return true;
             case 'f':
-                decoded_ += '\f';
+                decoded += '\f';
                 return true;
             case 'n':
-                decoded_ += '\n';
+                decoded += '\n';
                 return true;
             case 'r':
-                decoded_ += '\r';
+                decoded += '\r';
                 return true;
             case 't':
-                decoded_ += '\t';
+                decoded += '\t';
                 return true;
             case 'u':
-                return unicodeEscape(quote);
+                return unicodeEscape(quote, decoded);
             default:
                 return fail(quote, "a string holds an escape that is not JSON's");
         }
     }
 
-    [[nodiscard]] bool unicodeEscape(const char* quote) {
+    [[nodiscard]] bool unicodeEscape(const char* quote, std::string& decoded) {
         constexpr char32_t highSurrogates = 0xD800, lowSurrogates = 0xDC00, surrogatesEnd = 0xE000;
         char32_t scalar = 0;
         if (!fourHexDigits(quote, scalar)) return false;
@@ -305,7 +303,7 @@ class Scanner {
             if (low < lowSurrogates || low >= surrogatesEnd) return unpaired();
             scalar = 0x10000 + ((scalar - highSurrogates) << 10) + (low - lowSurrogates);
         }
-        UTF8::append(decoded_, scalar);
+        UTF8::append(decoded, scalar);
         return true;
     }
 
@@ -327,17 +325,26 @@ class Scanner {
     const char* at_;
     int depth_ = 0;
     std::vector<ByteRange> comments_;
-    /// What the objects and arrays hold that are not closed yet; each takes its own from the end.
-    std::vector<JSONName> names_;
-    std::vector<JSONNode> values_;
-    std::string decoded_;
+    /// The items of the objects and arrays that are still open; each takes its own from the end when it closes.
+    std::vector<JSONMember> members_;
+    std::vector<JSONNode> elements_;
+    JSONStorage storage_;
     JSONTextError error_;
 };
 
 }  // namespace
 
 std::expected<JSONScan, JSONTextError> JSONText::scanWithTrivia(BytesView bytes, JSONDialect dialect) {
+#ifdef LARKMOOR_COUNT_SCANS
+    ++scanCount;
+#endif
     return Scanner{bytes, dialect}.scan();
+}
+
+std::expected<JSONDocument, JSONTextError> JSONDocument::read(Bytes bytes, JSONDialect dialect) {
+    auto scan = JSONText::scanWithTrivia(bytes, dialect);
+    if (!scan) return std::unexpected{std::move(scan.error())};
+    return JSONDocument{std::make_shared<const State>(State{std::move(bytes), dialect, std::move(*scan)})};
 }
 
 }  // namespace larkmoor

@@ -13,8 +13,6 @@
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/ConfigFile/AtomicWrite.h"
-#include "LarkmoorConnectors/ConfigFile/Backup.h"
-#include "LarkmoorConnectors/ConfigFile/ConfigFileError.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 
 namespace larkmoor::Transaction {

@@ -1,5 +1,5 @@
-// Changes several files of another application all or nothing, with a copy beside each. It holds no lock: what keeps a
-// harness and us apart is that each file is replaced in one rename.
+// Changes several files of other applications all or nothing, with a copy beside each. It holds no lock: each file is
+// replaced by one rename, so that a reader finds the old bytes or the new ones.
 #pragma once
 
 #include <chrono>
@@ -7,15 +7,49 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
-#include "LarkmoorConnectors/ConfigFile/FileChange.h"
-#include "LarkmoorConnectors/ConfigFile/TransactionResult.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/ClosedVariant.h"
+#include "LarkmoorConnectors/Observation.h"
 
-namespace larkmoor::Transaction {
+namespace larkmoor {
+
+/// One planned change of one file.
+struct FileChange {
+    std::string path;             ///< where to write; canonical already, see ConfigPath
+    std::string label;            ///< the path as the user knows it, before links are resolved
+    std::optional<Bytes> before;  ///< what the file held when it was read; nothing if it was not there
+    std::optional<Bytes> after;   ///< what it must hold; nothing if it must go
+};
+
+struct TransactionResultCases {
+    /// Every file holds its new bytes.
+    struct Committed {
+        std::vector<std::string> backups;       ///< the paths of the copies made
+        std::vector<Observation> observations;  ///< one for each copy
+        bool operator==(const Committed&) const = default;
+    };
+    /// No file was changed, or the observations say which was not put back and where its copy lies.
+    struct Refused {
+        std::vector<Observation> observations;  ///< what went wrong first, then what came of it
+        bool operator==(const Refused&) const = default;
+    };
+    /// There was nothing to do, and no file was touched.
+    struct Unchanged {
+        bool operator==(const Unchanged&) const = default;
+    };
+};
+
+/// How a transaction ended.
+using TransactionResult = ClosedVariant<TransactionResultCases, TransactionResultCases::Committed,
+                                        TransactionResultCases::Refused, TransactionResultCases::Unchanged>;
+
+namespace Transaction {
 
 struct UnwritableReason {
     std::string text;
-    bool liesInTheFolder = false;  ///< the fault is the folder's and not the file's
+    bool liesInTheFolder = false;  ///< the reason is about the folder, not the file
 
     bool operator==(const UnwritableReason&) const = default;
 };
@@ -23,9 +57,12 @@ struct UnwritableReason {
 /// Why the file cannot be written, or nothing if it can.
 std::optional<UnwritableReason> unwritableReason(const std::string& path);
 
-/// Every check and every copy comes before the first write; a failure then puts back what was written. `at` stamps the
-/// copies; `beforeRename`, if any, runs before each file is replaced. Blocks as long as the disk does.
+/// Makes every check and every copy before the first write; if a write fails, puts back what was written. `at` is in
+/// the names of the copies; `beforeRename`, if any, runs before each file is replaced. Blocks for as long as the disk
+/// does.
 TransactionResult commit(std::span<const FileChange> changes, std::chrono::system_clock::time_point at,
                          const std::function<void()>& beforeRename = {});
 
-}  // namespace larkmoor::Transaction
+}  // namespace Transaction
+
+}  // namespace larkmoor

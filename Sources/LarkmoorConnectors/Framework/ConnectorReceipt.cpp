@@ -2,6 +2,11 @@
 
 #include "LarkmoorBase/JSON/Decoder.h"
 #include "LarkmoorBase/JSON/Encoder.h"
+#include <algorithm>
+#include "LarkmoorBase/RawText.h"
+#include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
+#include "LarkmoorConnectors/Framework/StrictJSON.h"
 
 namespace larkmoor {
 

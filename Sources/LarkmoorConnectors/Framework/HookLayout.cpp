@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/Framework/HookCommand.h"
 #include "LarkmoorConnectors/Framework/StrictJSON.h"
 
@@ -49,7 +49,7 @@ std::vector<HookSite> HookLayout::sites(const JSONNode& root) const {
             const auto text = command == nullptr ? std::nullopt : command->value.text();
             const auto tier = text ? HookCommand::tier(*text, currents) : std::nullopt;
             if (!tier) continue;
-            sites.push_back({std::string{event.key.view()}, asIndex(group), asIndex(index), std::string{*text}, *tier});
+            sites.push_back({std::string{event.key}, asIndex(group), asIndex(index), std::string{*text}, *tier});
         }
     });
     return sites;
@@ -98,8 +98,8 @@ const JSONNode& HookLayout::entryOf(const HookSite& site, const JSONNode& root) 
     return *root.node(path);
 }
 
-JSONEdit::Result HookLayout::append(const JSONLiteral& element, std::string_view to, BytesView bytes,
-                                    std::set<Created>& created) const {
+StrictJSON::Edited HookLayout::append(const JSONLiteral& element, std::string_view to, BytesView bytes,
+                                      std::set<Created>& created) const {
     const auto scan = StrictJSON::scan(bytes);
     if (!scan) return std::unexpected{scan.error()};
     const HookEvent& event = *std::ranges::find(events, to, &HookEvent::name);
@@ -110,59 +110,52 @@ JSONEdit::Result HookLayout::append(const JSONLiteral& element, std::string_view
     const JSONLiteral array = JSONLiteral::array({element});
     if (hooks == nullptr) {
         created.insert({hooksObject, event.array}), groupMade();
-        return JSONEdit::setMember(bytes, {}, "hooks", JSONLiteral::object({{event.name, array}}), JSONDialect::strict);
+        return StrictJSON::edited(bytes, [&](const JSONDocument& document) {
+            return JSONEdit::setMember(document, {}, "hooks", JSONLiteral::object({{event.name, array}}));
+        });
     }
     if (!hooks->isObject())
         return std::unexpected{JSONEditFailure{JSONEditError{JSONEditError::NotAnObject{{"hooks"}}}}};
     if (hooks->member(event.name) == nullptr) {
         created.insert(event.array), groupMade();
-        return JSONEdit::setMember(bytes, {"hooks"}, event.name, array, JSONDialect::strict);
+        return StrictJSON::edited(bytes, [&](const JSONDocument& document) {
+            return JSONEdit::setMember(document, {"hooks"}, event.name, array);
+        });
     }
     groupMade();
-    return JSONEdit::appendElement(bytes, {"hooks", event.name}, element);
+    return StrictJSON::edited(bytes, [&](const JSONDocument& document) {
+        return JSONEdit::appendElement(document, {"hooks", event.name}, element);
+    });
 }
 
 namespace {
 
-/// Edits in a row, each on the bytes that the one before has left; after a failure nothing more happens.
+/// Edits in a row, each on the document that the one before has left; after a failure nothing more happens.
 class Editing {
   public:
-    explicit Editing(BytesView bytes) : bytes_(copyBytes(bytes)) { scan(); }
+    explicit Editing(const JSONDocument& document) : document_(document) {}
 
     bool failed() const { return failure_.has_value(); }
-    const JSONNode& root() const { return root_; }
+    const JSONNode& root() const { return document_.root(); }
 
-    void removeElement(const JSONPath& at, std::int64_t index) { take(JSONEdit::removeElement(bytes_, at, index)); }
-    void removeMember(const JSONPath& at, std::string_view key) {
-        take(JSONEdit::removeMember(bytes_, at, key, JSONDialect::strict));
-    }
+    void removeElement(const JSONPath& at, std::int64_t index) { take(JSONEdit::removeElement(document_, at, index)); }
+    void removeMember(const JSONPath& at, std::string_view key) { take(JSONEdit::removeMember(document_, at, key)); }
 
     std::expected<Bytes, JSONEditFailure> result() && {
         if (failure_) return std::unexpected{std::move(*failure_)};
-        return std::move(bytes_);
+        return document_.bytes();
     }
 
   private:
     void take(JSONEdit::Result edited) {
-        if (!edited) {
-            failure_ = std::move(edited.error());
-            return;
-        }
-        bytes_ = std::move(*edited);
-        scan();
-    }
-
-    void scan() {
-        auto scanned = StrictJSON::scan(bytes_);
-        if (scanned) {
-            root_ = std::move(scanned->root);
+        if (edited) {
+            document_ = std::move(*edited);
         } else {
-            failure_ = std::move(scanned.error());
+            failure_ = std::move(edited.error());
         }
     }
 
-    Bytes bytes_;
-    JSONNode root_;
+    JSONDocument document_;
     std::optional<JSONEditFailure> failure_{};
 };
 
@@ -243,8 +236,10 @@ class Shells {
 
 }  // namespace
 
-JSONEdit::Result HookLayout::discard(const HookSite& site, BytesView bytes) const {
-    Editing editing{bytes};
+StrictJSON::Edited HookLayout::discard(const HookSite& site, BytesView bytes) const {
+    const auto document = JSONDocument::read(bytes, JSONDialect::strict);
+    if (!document) return std::unexpected{JSONEditFailure{document.error()}};
+    Editing editing{*document};
     editing.removeElement(listOf(site), site.entry);
     if (grouped && !editing.failed()) {
         const JSONNode* list = editing.root().node(listOf(site));
@@ -259,7 +254,9 @@ JSONEdit::Result HookLayout::discard(const HookSite& site, BytesView bytes) cons
 
 std::expected<BlockRemoved, JSONEditFailure> HookLayout::removed(BytesView bytes,
                                                                  const std::set<Created>& created) const {
-    Editing editing{bytes};
+    const auto document = JSONDocument::read(bytes, JSONDialect::strict);
+    if (!document) return std::unexpected{JSONEditFailure{document.error()}};
+    Editing editing{*document};
     Shells shells{*this, editing, created};
     for (;;) {
         const auto found = editing.failed() ? std::vector<HookSite>{} : sites(editing.root());

@@ -15,6 +15,7 @@
 #include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/Framework/Block.h"
 #include "LarkmoorConnectors/Framework/HookSite.h"
+#include "LarkmoorConnectors/Framework/StrictJSON.h"
 
 namespace larkmoor {
 
@@ -49,11 +50,11 @@ struct HookLayout {
 
     /// Adds an element, which is a group where entries stand in groups, behind the others of one of `events`, and makes
     /// what is missing around it.
-    JSONEdit::Result append(const JSONLiteral& element, std::string_view to, BytesView bytes,
-                            std::set<Created>& created) const;
+    StrictJSON::Edited append(const JSONLiteral& element, std::string_view to, BytesView bytes,
+                              std::set<Created>& created) const;
 
     /// Takes one entry out, and what it leaves empty around it, whoever made that: an upgrade replaces it at once.
-    JSONEdit::Result discard(const HookSite& site, BytesView bytes) const;
+    StrictJSON::Edited discard(const HookSite& site, BytesView bytes) const;
 
     /// Takes all entries out. Of the shells that they leave those go that are `created`; each other is a leftover.
     std::expected<BlockRemoved, JSONEditFailure> removed(BytesView bytes, const std::set<Created>& created) const;

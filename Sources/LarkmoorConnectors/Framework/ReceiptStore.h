@@ -4,7 +4,7 @@
 #include <expected>
 #include <string>
 
-#include "LarkmoorConnectors/ConfigFile/ConfigFileError.h"
+#include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 
 namespace larkmoor {

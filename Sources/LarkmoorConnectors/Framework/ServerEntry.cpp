@@ -1,7 +1,7 @@
 #include "LarkmoorConnectors/Framework/ServerEntry.h"
 
-#include "LarkmoorConnectors/ConfigFile/JSONDuplicates.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
+#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/Framework/Drift.h"
 #include "LarkmoorConnectors/Framework/StrictJSON.h"
 
@@ -62,10 +62,10 @@ std::expected<BlockInstalled, JSONEditFailure> ServerEntry::installed(BytesView 
     const bool hasObject = objectIn(scan->root) != nullptr;
     const JSONNode* found = entryIn(scan->root);
     if (found != nullptr && found->value(bytes) == entry().value()) return BlockInstalled{copyBytes(bytes)};
-    auto edited = hasObject
-                      ? JSONEdit::setMember(bytes, {servers}, key, entry(), JSONDialect::strict)
-                      : JSONEdit::setMember(bytes, {}, servers, JSONLiteral::object({{std::string{key}, entry()}}),
-                                            JSONDialect::strict);
+    auto edited = StrictJSON::edited(bytes, [&](const JSONDocument& document) {
+        if (hasObject) return JSONEdit::setMember(document, {servers}, key, entry());
+        return JSONEdit::setMember(document, {}, servers, JSONLiteral::object({{std::string{key}, entry()}}));
+    });
     if (!edited) return std::unexpected{std::move(edited.error())};
     BlockInstalled result{std::move(*edited)};
     if (!hasObject) result.created.insert(object);
@@ -77,7 +77,8 @@ std::expected<BlockRemoved, JSONEditFailure> ServerEntry::removed(BytesView byte
     const auto scan = StrictJSON::scan(bytes);
     if (!scan) return std::unexpected{scan.error()};
     if (entryIn(scan->root) == nullptr) return BlockRemoved{copyBytes(bytes)};
-    auto edited = JSONEdit::removeMember(bytes, {servers}, key, JSONDialect::strict);
+    auto edited = StrictJSON::edited(
+        bytes, [](const JSONDocument& document) { return JSONEdit::removeMember(document, {servers}, key); });
     if (!edited) return std::unexpected{std::move(edited.error())};
     const auto after = StrictJSON::scan(*edited);
     if (!after) return std::unexpected{after.error()};
@@ -86,7 +87,8 @@ std::expected<BlockRemoved, JSONEditFailure> ServerEntry::removed(BytesView byte
         return BlockRemoved{std::move(*edited),
                             {"an empty mcpServers object remains here, which Larkmoor did not create"}};
     }
-    edited = JSONEdit::removeMember(*edited, {}, servers, JSONDialect::strict);
+    edited = StrictJSON::edited(
+        *edited, [](const JSONDocument& document) { return JSONEdit::removeMember(document, {}, servers); });
     if (!edited) return std::unexpected{std::move(edited.error())};
     return BlockRemoved{std::move(*edited)};
 }

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "LarkmoorConnectors/ConfigFile/JSONEditFailure.h"
+#include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
 #include "LarkmoorConnectors/Framework/Block.h"
 

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "LarkmoorBase/Bytes.h"
-#include "LarkmoorConnectors/ConfigFile/ByteRange.h"
+#include "LarkmoorConnectors/ConfigFile/Splice.h"
 
 namespace larkmoor::testing {
 

@@ -15,8 +15,7 @@
 #include <string>
 
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorConnectors/ConfigFile/FileChange.h"
-#include "LarkmoorConnectors/ConfigFile/TransactionResult.h"
+#include "LarkmoorConnectors/ConfigFile/Transaction.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 

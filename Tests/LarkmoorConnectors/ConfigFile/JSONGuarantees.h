@@ -1,15 +1,16 @@
-// What a scan and an edit promise, checked against the bytes alone. The tests over generated documents and the fuzz
-// targets ask the same questions. Each check answers with what is broken, or nothing.
+// What a scan and an edit promise, checked against the bytes alone, by a test over generated documents and by the fuzz
+// targets. Each check returns what is broken, or nothing.
 #pragma once
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "LarkmoorConnectors/ConfigFile/Broken.h"
-#include "LarkmoorConnectors/ConfigFile/JSONComments.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
 #include "LarkmoorConnectors/ConfigFile/JSONLayout.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
@@ -22,17 +23,19 @@ inline JSONDialect dialectOf(bool comments) { return comments ? JSONDialect::wit
 /// the tree's own bytes, put together again, are those of the document without blanks and comments.
 class Tiling {
   public:
-    Tiling(BytesView bytes, const JSONScan& scan) : bytes_(bytes), plain_(asText(bytes)), scan_(scan) {
-        for (const ByteRange comment : scan.comments) {
+    explicit Tiling(const JSONDocument& document)
+        : bytes_(document.bytes()), plain_(asText(bytes_)), document_(document) {
+        for (const ByteRange comment : document.comments()) {
             std::fill(plain_.begin() + comment.start, plain_.begin() + comment.end, ' ');
         }
     }
 
     Broken broken() {
-        for (const ByteRange comment : scan_.comments) {
+        for (const ByteRange comment : document_.comments()) {
             if (!isComment(comment)) return "this is no comment at byte " + std::to_string(comment.start);
         }
-        if (rebuilt(scan_.root) != compact({0, std::ssize(plain_)})) say(scan_.root.start, "the tree is not all");
+        const JSONNode& root = document_.root();
+        if (rebuilt(root) != compact({0, std::ssize(plain_)})) say(root.start, "the tree is not all");
         return broken_;
     }
 
@@ -42,7 +45,7 @@ class Tiling {
     }
 
     bool isComment(ByteRange range) const {
-        const std::string_view text = JSONLayout::textOf(range, bytes_);
+        const std::string_view text = textOf(range, bytes_);
         const std::string_view behind = asText(bytes_).substr(static_cast<std::size_t>(range.end));
         const bool lineEnds = behind.empty() || behind.starts_with('\n') || behind.starts_with("\r\n");
         if (text.starts_with("//")) return lineEnds && !text.contains('\n');
@@ -65,14 +68,14 @@ class Tiling {
         for (std::int64_t at = range.start; at < range.end;) {
             const char byte = plain_[static_cast<std::size_t>(at)];
             const ByteRange token = byte == '"' ? quoted(at) : ByteRange{at, at + 1};
-            if (!std::string_view{" \t\n\r"}.contains(byte)) text += JSONLayout::textOf(token, bytes_);
+            if (!std::string_view{" \t\n\r"}.contains(byte)) text += textOf(token, bytes_);
             at = token.end;
         }
         return text;
     }
 
     std::string rebuilt(ByteRange range, std::string_view decoded) {
-        const std::string_view text = JSONLayout::textOf(range, bytes_);
+        const std::string_view text = textOf(range, bytes_);
         if (!text.contains('\\') && text != JSONLiteral::quote(decoded)) say(range.start, "a string reads as another");
         return std::string{text};
     }
@@ -94,8 +97,8 @@ class Tiling {
             [&](const JSONKind::Number&) { return text.substr(0, text.find_first_not_of("-+.eE0123456789")); },
             [&](const JSONKind::Null&) { return std::string{"null"}; });
         if (text != want) say(node.start, "a node is not what it holds");
-        if (text.empty() || JSONLayout::textOf(node.range(), bytes_).front() != text.front() ||
-            JSONLayout::textOf(node.range(), bytes_).back() != text.back()) {
+        if (text.empty() || textOf(node.range(), bytes_).front() != text.front() ||
+            textOf(node.range(), bytes_).back() != text.back()) {
             say(node.start, "a node begins or ends beside its text");
         }
         return text;
@@ -103,7 +106,7 @@ class Tiling {
 
     BytesView bytes_;
     std::string plain_;  ///< blanks in the place of the comments
-    const JSONScan& scan_;
+    const JSONDocument& document_;
     Broken broken_;
 };
 
@@ -111,8 +114,7 @@ class Tiling {
 /// that was there.
 class EditGuarantees {
   public:
-    EditGuarantees(BytesView document, const JSONScan& scan, JSONDialect dialect)
-        : document_(document), scan_(scan), dialect_(dialect) {}
+    explicit EditGuarantees(const JSONDocument& document) : document_(document) {}
 
     /// Of the objects and arrays and their children, about `most` of each, spread over the document from the place of
     /// number `first` on. `name` is that of a member to add.
@@ -124,6 +126,20 @@ class EditGuarantees {
             if (auto broken = ofPlace(places[(first + asked) % places.size()], name, literal, most)) return broken;
         }
         return std::nullopt;
+    }
+
+    /// Of removing the items for which `chosen` says so: all at once, in any order and with each given twice, leaves
+    /// the bytes of removing one after the other in the order of the file.
+    Broken ofRemovingAll(const std::function<bool()>& chosen) const {
+        std::vector<JSONPath> all, items;
+        collectItems({}, all);
+        std::ranges::copy_if(all, std::back_inserter(items), [&](const JSONPath&) { return chosen(); });
+        std::vector<JSONPath> given{items.rbegin(), items.rend()};
+        given.insert(given.end(), items.begin(), items.end());
+        const auto atOnce = JSONEdit::removeAll(document_, given);
+        if (!document_.comments().empty()) return atOnce ? Broken{"a comment was not refused"} : std::nullopt;
+        if (!atOnce) return "what is there cannot be removed: " + atOnce.error().description();
+        return *atOnce == oneByOne(items) ? std::nullopt : Broken{"removing all at once gives other bytes"};
     }
 
   private:
@@ -146,13 +162,13 @@ class EditGuarantees {
     }
 
     static JSONStep stepTo(std::size_t place, const JSONNode& container) {
-        return container.isObject() ? JSONStep{container.members()[place].key.view()} : JSONStep{place};
+        return container.isObject() ? JSONStep{container.members()[place].key} : JSONStep{place};
     }
 
     /// The paths of all objects and arrays that can be edited.
     void collect(const JSONPath& path, std::vector<JSONPath>& into) const {
-        const JSONNode& node = *scan_.root.node(path);
-        if (node.isObject() || (node.isArray() && dialect_ == JSONDialect::strict)) into.push_back(path);
+        const JSONNode& node = *document_.root().node(path);
+        if (node.isObject() || (node.isArray() && document_.dialect() == JSONDialect::strict)) into.push_back(path);
         for (std::size_t place = 0; place < children(node).size(); ++place) {
             const JSONStep step = stepTo(place, node);
             if (placeOf(step, node) != place) continue;
@@ -162,8 +178,48 @@ class EditGuarantees {
         }
     }
 
+    /// The paths of all members and elements that a path leads to, in the order of the file.
+    void collectItems(const JSONPath& path, std::vector<JSONPath>& into) const {
+        const JSONNode& node = *document_.root().node(path);
+        for (std::size_t place = 0; place < children(node).size(); ++place) {
+            const JSONStep step = stepTo(place, node);
+            if (placeOf(step, node) != place) continue;
+            JSONPath longer = path;
+            longer.push_back(step);
+            into.push_back(longer);
+            collectItems(longer, into);
+        }
+    }
+
+    static bool leadsInto(const JSONPath& outer, const JSONPath& path) {
+        return outer.size() <= path.size() && std::equal(outer.begin(), outer.end(), path.begin());
+    }
+
+    /// The document after the items were removed in their order, each by its path at that time.
+    JSONDocument oneByOne(std::span<const JSONPath> items) const {
+        JSONDocument document = document_;
+        std::vector<JSONPath> gone;
+        for (const JSONPath& item : items) {
+            if (std::ranges::any_of(gone, [&](const JSONPath& outer) { return leadsInto(outer, item); })) continue;
+            JSONPath path;
+            for (std::size_t length = 0; length < item.size(); ++length) {
+                const auto* index = item[length].as<JSONStep::Index>();
+                const JSONPath above{item.begin(), item.begin() + static_cast<std::ptrdiff_t>(length)};
+                const auto moved = std::ranges::count_if(gone, [&](const JSONPath& earlier) {
+                    return index != nullptr && earlier.size() == length + 1 && leadsInto(above, earlier);
+                });
+                path.push_back(index == nullptr ? item[length] : JSONStep{index->value - moved});
+            }
+            const JSONStep step = path.back();
+            path.pop_back();
+            document = removed(document, path, step).value();
+            gone.push_back(item);
+        }
+        return document;
+    }
+
     Broken ofPlace(const JSONPath& path, std::string_view name, const JSONLiteral& literal, std::size_t most) const {
-        const JSONNode& container = *scan_.root.node(path);
+        const JSONNode& container = *document_.root().node(path);
         const std::size_t size = children(container).size();
         if (auto broken = ofSetting(path, container.isObject() ? JSONStep{name} : JSONStep{size}, literal))
             return broken;
@@ -177,33 +233,32 @@ class EditGuarantees {
     }
 
     JSONEdit::Result set(const JSONPath& path, const JSONStep& step, const JSONLiteral& to) const {
-        return step.visit(
-            [&](const JSONStep::Key& key) { return JSONEdit::setMember(document_, path, key.text, to, dialect_); },
-            [&](const JSONStep::Index&) { return JSONEdit::appendElement(document_, path, to); });
+        return step.visit([&](const JSONStep::Key& key) { return JSONEdit::setMember(document_, path, key.text, to); },
+                          [&](const JSONStep::Index&) { return JSONEdit::appendElement(document_, path, to); });
     }
 
-    JSONEdit::Result removed(BytesView from, const JSONPath& path, const JSONStep& step) const {
+    static JSONEdit::Result removed(const JSONDocument& from, const JSONPath& path, const JSONStep& step) {
         return step.visit(
-            [&](const JSONStep::Key& key) { return JSONEdit::removeMember(from, path, key.text, dialect_); },
+            [&](const JSONStep::Key& key) { return JSONEdit::removeMember(from, path, key.text); },
             [&](const JSONStep::Index& index) { return JSONEdit::removeElement(from, path, index.value); });
     }
 
     Broken ofSetting(const JSONPath& path, const JSONStep& step, const JSONLiteral& literal) const {
-        const JSONNode& container = *scan_.root.node(path);
+        const JSONNode& container = *document_.root().node(path);
         const JSONNode* old = container.node({step});
         const auto result = set(path, step, literal);
         if (!result) return refusedOnlyForDepth(result.error(), path, literal);
         const ByteRange range = old == nullptr ? rangeOfAdding(container) : old->range();
         const std::size_t place = placeOf(step, container);
         if (auto broken = ofTheRest(*result, path, range, place, old == nullptr ? ByteRange{} : range)) return broken;
-        const auto again = JSONText::scanWithTrivia(*result, dialect_);
-        const JSONNode* now = again->root.node(path)->node({step});
-        if (now == nullptr || now->value(*result) != literal.value()) return "what was set reads as another value";
+        const JSONNode* now = result->root().node(path)->node({step});
+        if (now == nullptr || now->value(result->bytes()) != literal.value())
+            return "what was set reads as another value";
         return old == nullptr ? ofTakingOut(*result, path, step) : std::nullopt;
     }
 
     Broken ofRemoving(const JSONPath& path, const JSONStep& step) const {
-        const JSONNode& container = *scan_.root.node(path);
+        const JSONNode& container = *document_.root().node(path);
         const auto result = removed(document_, path, step);
         if (!result) return "what is there cannot be removed: " + result.error().description();
         const std::size_t place = placeOf(step, container);
@@ -212,43 +267,41 @@ class EditGuarantees {
 
     /// A container that had children comes back to the byte; so does an empty one without blanks, or one of one line
     /// that holds a comment.
-    Broken ofTakingOut(BytesView with, const JSONPath& path, const JSONStep& step) const {
-        const JSONNode& container = *scan_.root.node(path);
+    Broken ofTakingOut(const JSONDocument& with, const JSONPath& path, const JSONStep& step) const {
+        const JSONNode& container = *document_.root().node(path);
         const auto back = removed(with, path, step);
         if (!back) return "what was set cannot be removed: " + back.error().description();
         const ByteRange interior{container.start + 1, container.end - 1};
-        const bool oneLine = !JSONLayout::spansLines(document_, interior);
+        const bool oneLine = !JSONLayout::spansLines(document_.bytes(), interior);
         const bool comesBack = !children(container).empty() || interior.start == interior.end ||
-                               (oneLine && JSONComments::count(scan_.comments, interior) > 0);
-        if (comesBack && asText(*back) != asText(document_)) return "removing it does not give back the document";
+                               (oneLine && JSONComments::count(document_.comments(), interior) > 0);
+        if (comesBack && *back != document_) return "removing it does not give back the document";
         return std::nullopt;
     }
 
     /// Only the range changed, and every child but that of the place and every comment is there. `replaced` is what
     /// gave place to a child that was set, and nothing after a removal.
-    Broken ofTheRest(BytesView result, const JSONPath& path, ByteRange range, std::size_t place,
+    Broken ofTheRest(const JSONDocument& result, const JSONPath& path, ByteRange range, std::size_t place,
                      std::optional<ByteRange> replaced) const {
-        if (auto broken = changedOutside(range, document_, result)) return broken;
-        const auto again = JSONText::scanWithTrivia(result, dialect_);
-        if (!again) return "the result does not scan: " + again.error().description();
-        const JSONNode* now = again->root.node(path);
+        if (auto broken = changedOutside(range, document_.bytes(), result.bytes())) return broken;
+        const JSONNode* now = result.root().node(path);
         if (now == nullptr) return "the container is not there";
-        auto before = children(*scan_.root.node(path)), after = children(*now);
+        auto before = children(*document_.root().node(path)), after = children(*now);
         if (place < before.size()) before.erase(before.begin() + static_cast<std::ptrdiff_t>(place));
         if (replaced && place < after.size()) after.erase(after.begin() + static_cast<std::ptrdiff_t>(place));
         if (texts(before, document_) != texts(after, result)) return "another child changed";
-        auto comments = scan_.comments;
-        const auto gone = JSONComments::inside(scan_.comments, replaced.value_or(ByteRange{}));
+        std::vector<ByteRange> comments{document_.comments().begin(), document_.comments().end()};
+        const auto gone = JSONComments::inside(document_.comments(), replaced.value_or(ByteRange{}));
         std::erase_if(comments, [&](ByteRange comment) { return std::ranges::find(gone, comment) != gone.end(); });
-        if (texts(comments, document_) != texts(again->comments, result)) return "a comment changed";
+        if (texts(comments, document_) != texts(result.comments(), result)) return "a comment changed";
         return std::nullopt;
     }
 
     /// Blanks at the end of a line comment are not counted: it may gain those that stood between it and its line's end.
-    static std::vector<std::string_view> texts(std::span<const ByteRange> ranges, BytesView document) {
+    static std::vector<std::string_view> texts(std::span<const ByteRange> ranges, const JSONDocument& document) {
         std::vector<std::string_view> result;
         for (const ByteRange range : ranges) {
-            std::string_view& text = result.emplace_back(JSONLayout::textOf(range, document));
+            std::string_view& text = result.emplace_back(textOf(range, document.bytes()));
             if (text.starts_with("//")) text = text.substr(0, text.find_last_not_of(" \t\r") + 1);
         }
         return result;
@@ -273,7 +326,7 @@ class EditGuarantees {
 
     /// The end of the last comment between the two places, or the first of them.
     std::int64_t behindComments(std::int64_t from, std::int64_t to) const {
-        const auto comments = JSONComments::inside(scan_.comments, {from, to});
+        const auto comments = JSONComments::inside(document_.comments(), {from, to});
         return comments.empty() ? from : comments.back().end;
     }
 
@@ -290,14 +343,12 @@ class EditGuarantees {
         if (place > 0) return {all[place - 1].end, all[place].end};
         if (all.size() > 1) return {all[0].start, all[1].start};
         const ByteRange interior{container.start + 1, container.end - 1};
-        if (JSONComments::count(scan_.comments, interior) == 0) return interior;
-        if (!JSONLayout::spansLines(document_, interior)) return all[0];
+        if (JSONComments::count(document_.comments(), interior) == 0) return interior;
+        if (!JSONLayout::spansLines(document_.bytes(), interior)) return all[0];
         return {behindComments(interior.start, all[0].start), all[0].end};
     }
 
-    BytesView document_;
-    const JSONScan& scan_;
-    JSONDialect dialect_;
+    const JSONDocument& document_;
 };
 
 }  // namespace larkmoor::testing

@@ -9,7 +9,7 @@
 namespace larkmoor::testing {
 
 inline std::string shown(const JSONEdit::Result& result) {
-    return result ? text(*result) : "refused: " + result.error().description();
+    return result ? text(result->bytes()) : "refused: " + result.error().description();
 }
 
 /// The document in which ' stands for a quote and | for a line feed.

@@ -4,9 +4,6 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include "LarkmoorConnectors/ConfigFile/TOMLString.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLValue.h"
-
 namespace larkmoor {
 namespace {
 
