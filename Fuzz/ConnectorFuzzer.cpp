@@ -1,10 +1,8 @@
 // Any bytes as a harness's file: a block that does not install says why; one that does is whole, installs again without
 // a change, and after its removal nothing of ours is left. A receipt that decodes comes back from its own bytes. Also
 // what the chat application's file becomes.
-#include "LarkmoorConnectors/ClaudeChat/ClaudeChatConfig.h"
-#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeHook.h"
-#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeMCP.h"
-#include "LarkmoorConnectors/ConfigFile/JSONText.h"
+#include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
+#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeBlocks.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 #include "Require.h"
 
@@ -20,41 +18,42 @@ ClaudeCodePaths paths() {
     return paths;
 }
 
-template <class Block>
-void blockHolds(const Block& block, BytesView bytes) {
-    const BlockFinding found = block.find(bytes);
-    require(found.is<BlockFinding::Unreadable>() == block.unreadableReason(bytes).has_value(), "unread is said alike");
+template <class Rules>
+void blockHolds(const Rules& rules, const JSONDocument& document) {
+    const Block block = Block::json("", "", rules);
+    const BlockFinding found = block.find(document, false);
     // A verb refuses what does not read before it plans.
     if (found.is<BlockFinding::Unreadable>()) return;
-    const auto installed = block.installed(bytes);
+    const auto installed = block.installed(document, false);
     require(!(installed && found.is<BlockFinding::Foreign>()), "a foreign shape takes no block");
     if (!installed) return;
-    require(block.find(installed->bytes).template is<BlockFinding::Connected>(), "an installed block is whole");
-    const auto again = block.installed(installed->bytes);
-    require(again && *again == BlockInstalled{installed->bytes}, "a second install changes nothing");
-    const auto removed = block.removed(installed->bytes, installed->created);
-    require(removed.has_value(), "what was installed can be removed");
-    require(block.find(removed->bytes).template is<BlockFinding::Absent>(), "nothing of ours is left");
-    require(block.removed(removed->bytes, {})->bytes == removed->bytes, "a second removal changes nothing");
+    require(block.find(installed->document, false).is<BlockFinding::Connected>(), "an installed block is whole");
+    const auto again = block.installed(installed->document, false);
+    require(again && again->document == installed->document && again->made == ReceiptAddition{},
+            "a second install changes nothing");
+    const auto removed = block.removed(installed->document, {installed->made.created, {}, {}, {}});
+    require(removed && removed->document, "what was installed can be removed");
+    require(block.find(*removed->document, false).is<BlockFinding::Absent>(), "nothing of ours is left");
+    require(block.removed(*removed->document, {})->document == removed->document, "a second removal changes nothing");
 }
 
-void chatHolds(BytesView bytes) {
+void chatHolds(const JSONDocument& document) {
     const ClaudeChatConfig config;
-    constexpr auto profile = Connectors::Profile::production;
-    if (config.unreadableReason(bytes, profile)) return;
-    const auto retired = config.retired(bytes, profile);
+    if (config.unreadableReason(document.root())) return;
+    const auto retired = config.retired(document);
     require(retired.has_value(), "what reads can be retired");
-    const auto scan = JSONText::scanWithTrivia(retired->bytes, JSONDialect::strict);
-    require(scan && config.ours(scan->root, profile).empty(), "nothing of ours is left to retire");
+    require(config.ours(retired->document.root()).empty(), "nothing of ours is left to retire");
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     const BytesView bytes = std::as_bytes(std::span{data, size});
-    blockHolds(ClaudeCodeHook{paths()}, bytes);
-    blockHolds(ClaudeCodeMCP{paths()}, bytes);
-    chatHolds(bytes);
+    if (const auto document = JSONDocument::read(bytes, JSONDialect::strict)) {
+        blockHolds(ClaudeCodeHook{paths()}, *document);
+        blockHolds(ClaudeCodeMCP{paths()}, *document);
+        chatHolds(*document);
+    }
     if (const auto receipt = ConnectorReceipt::decoded(bytes)) {
         require(ConnectorReceipt::decoded(receipt->encoded()) == receipt, "a receipt comes back from its own bytes");
     }

@@ -1,5 +1,6 @@
 // What a launch costs that finds nothing to repair: the question of every connector, and the retirement's, over a home
 // that is connected and whose files are large. Milliseconds of the clock and of the processor, and the files opened.
+// And how often an install, an upgrade and a removal scan a JSON file.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -9,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
+#include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "LarkmoorConnectors/Connectors.h"
 #include "LarkmoorConnectors/Converge.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
@@ -56,6 +59,31 @@ struct Home {
     }
 };
 
+/// Connects a home that holds nothing of ours, once more from a bundle at another place, and takes all back. Whether no
+/// verb made more scans than wanted.
+bool printScans() {
+    const larkmoor::testing::TemporaryFolder folder;
+    const std::string home = folder / "home", old = folder / "Old/Larkmoor.app", bundle = folder / "Larkmoor.app";
+    for (const std::string& each : {old, bundle}) {
+        for (const char* name : {"larkmoor-hook", "larkmoor-mcp"}) write(InstalledBundle::executable(each, name), "");
+    }
+    fs::create_directories(home + "/.claude");
+    const ClaudeCodeConnector before{home, old}, now{home, bundle};
+    bool isHeld = true;
+    const auto print = [&](const char* verb, std::size_t wanted, auto run) {
+        JSONText::scanCount = 0;
+        const bool changed = run().result == ConnectorOutcome::Result::changed;
+        const std::size_t scans = JSONText::scanCount;
+        fmt::print("  {}: {} scans; wanted: at most {}: {}\n", verb, scans, wanted, scans <= wanted ? "yes" : "NO");
+        isHeld = isHeld && changed && scans <= wanted;
+    };
+    fmt::print("JSON scans of Claude Code's verbs:\n");
+    print("install", 5, [&] { return before.install(); });
+    print("upgrade", 8, [&] { return now.install(); });
+    print("removal", 6, [&] { return now.remove(); });
+    return isHeld;
+}
+
 double medianOf(std::vector<double> times) {
     std::ranges::sort(times);
     return times[times.size() / 2];
@@ -85,5 +113,5 @@ int main() {
                median, std::ranges::max(clock), processor, bound, median < bound ? "yes" : "NO");
     fmt::print("  {} files read:\n", opened.size());
     for (const std::string& path : opened) fmt::print("    {}\n", path);
-    return median < bound ? 0 : 1;
+    return printScans() && median < bound ? 0 : 1;
 }

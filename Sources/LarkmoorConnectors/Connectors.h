@@ -7,7 +7,7 @@
 
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
 #include "LarkmoorConnectors/Framework/Connector.h"
-#include "LarkmoorConnectors/Framework/Profile.h"
+#include "LarkmoorConnectors/Framework/InstalledBundle.h"
 
 namespace larkmoor::Connectors {
 

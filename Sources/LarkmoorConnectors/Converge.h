@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "LarkmoorConnectors/Framework/ConnectorOutcome.h"
-#include "LarkmoorConnectors/Framework/Profile.h"
+#include "LarkmoorConnectors/Framework/Connector.h"
+#include "LarkmoorConnectors/Framework/InstalledBundle.h"
 
 namespace larkmoor::Converge {
 

@@ -3,16 +3,52 @@
 #pragma once
 
 #include <chrono>
+#include <expected>
 #include <functional>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
-#include "LarkmoorConnectors/ClaudeChat/ClaudeChatPaths.h"
-#include "LarkmoorConnectors/Framework/ConnectorOutcome.h"
-#include "LarkmoorConnectors/Framework/Profile.h"
 #include "LarkmoorPlatform/RunningApplications.h"
+#include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
+#include "LarkmoorConnectors/Framework/Connector.h"
+#include "LarkmoorConnectors/Framework/InstalledBundle.h"
 
 namespace larkmoor {
+
+/// Where the application keeps the configuration that an earlier build wrote into. All absolute.
+struct ClaudeChatPaths {
+    std::string configDirectory;
+    std::string configFile;
+    std::string receiptFile;  ///< of that earlier build; neither read nor written any more
+    std::string mcpBinary;
+
+    static ClaudeChatPaths under(const std::string& home, const std::string& bundle);
+
+    bool operator==(const ClaudeChatPaths&) const = default;
+};
+
+/// The entries that earlier builds put into that configuration, as pure functions over its document. There is no key
+/// that is ours by name: an entry is ours by what it runs.
+struct ClaudeChatConfig {
+    Connectors::Profile profile = Connectors::Profile::production;
+
+    struct Retired {
+        JSONDocument document;
+        std::vector<std::string> names;  ///< the keys removed, in file order
+    };
+
+    /// The members of `mcpServers` that are ours and of this build family; valid as long as `root` is.
+    std::vector<const JSONMember*> ours(const JSONNode& root) const;
+
+    /// Without those; an object that they leave empty stays.
+    std::expected<Retired, JSONEditFailure> retired(const JSONDocument& document) const;
+
+    /// A name that stands twice where an edit may land.
+    std::optional<std::string> unreadableReason(const JSONNode& root) const;
+};
 
 struct ClaudeChatRetirement {
     static constexpr std::string_view name = "Claude Chat retirement";

@@ -1,10 +1,8 @@
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
 
-#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeHook.h"
+#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeBlocks.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeInventory.h"
-#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeMCP.h"
-#include "LarkmoorConnectors/Framework/HookCommand.h"
-#include "LarkmoorConnectors/Framework/StrictJSON.h"
+#include "LarkmoorConnectors/Framework/Observations.h"
 
 namespace larkmoor {
 
@@ -18,19 +16,13 @@ bool ClaudeCodeConnector::isThere() const {
 
 BlockVerbs ClaudeCodeConnector::blocks() const {
     const ClaudeCodeHook hook{paths};
-    const ClaudeCodeMCP server{paths};
-    return BlockVerbs{{
-        {.place = {paths.settingsFile, "hook entry", paths.hookCommand()},
-         .file = Created::settingsFile,
-         .find = [hook](auto bytes) { return hook.find(bytes); },
-         .installed = [hook](auto bytes) { return described(hook.installed(bytes)); },
-         .removed = [hook](auto bytes, const auto& created) { return described(hook.removed(bytes, created)); }},
-        {.place = {paths.mcpFile, "MCP server entry", paths.mcpBinary},
-         .file = Created::mcpFile,
-         .find = [server](auto bytes) { return server.find(bytes); },
-         .installed = [server](auto bytes) { return described(server.installed(bytes)); },
-         .removed = [server](auto bytes, const auto& created) { return described(server.removed(bytes, created)); }},
-    }};
+    return {{{.path = paths.settingsFile,
+              .created = Created::settingsFile,
+              .blocks = {Block::json("hook entry", paths.hookCommand(), hook)}},
+             {.path = paths.mcpFile,
+              .created = Created::mcpFile,
+              .blocks = {Block::json("MCP server entry", paths.mcpBinary, ClaudeCodeMCP{paths})}}},
+            {paths.receiptFile}};
 }
 
 ScanReport ClaudeCodeConnector::scan() const {
@@ -48,23 +40,19 @@ ConnectorOutcome ClaudeCodeConnector::install() const {
         return ConnectorOutcome::refused(
             {{paths.configDirectory, "there is no Claude Code configuration here, so nothing was written"}});
     }
-    return blocks().install(paths.configDirectory, {paths.receiptFile}, moment());
+    return blocks().install(paths.configDirectory, commitOptions());
 }
 
-ConnectorOutcome ClaudeCodeConnector::remove() const { return blocks().remove({paths.receiptFile}, moment()); }
+ConnectorOutcome ClaudeCodeConnector::remove() const { return blocks().remove(commitOptions()); }
 
 /// What may be rewritten unasked is a stale spelling or a wrong slot of our own program, never a wrong program.
 bool ClaudeCodeConnector::staleOwnWiring() const {
     if (!isThere()) return false;
     const BlockVerbs read = blocks();
-    const std::optional<Bytes>& settings = read.files().front().bytes;
-    if (read.state() != ConnectorState::drifted || !settings) return false;
-    const auto scan = StrictJSON::scan(*settings);
-    if (!scan) return false;
-    const auto sites = ClaudeCodeHook{paths}.sites(scan->root);
-    const auto runsOurs = [this](const HookSite& site) {
-        return HookCommand::program(site.command) == paths.hookBinary;
-    };
+    const FileDocument* settings = read.document(0);
+    if (read.state() != ConnectorState::drifted || settings == nullptr) return false;
+    const auto sites = ClaudeCodeHook{paths}.sites(std::get<JSONDocument>(*settings).root());
+    const auto runsOurs = [this](const HookSite& site) { return site.runs(paths.hookBinary); };
     return !sites.empty() && std::ranges::all_of(sites, runsOurs) && Files::exists(paths.hookBinary);
 }
 

@@ -31,7 +31,7 @@ struct ClaudeCodeConnector final : Connector {
     bool isThere() const;
     /// Reads both files.
     BlockVerbs blocks() const;
-    Commitment::Moment moment() const { return {now(), beforeRename}; }
+    CommitOptions commitOptions() const { return {now(), beforeRename}; }
 };
 
 }  // namespace larkmoor

@@ -6,8 +6,7 @@
 #include <string_view>
 
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodePaths.h"
-#include "LarkmoorConnectors/Framework/MemoryFileReport.h"
-#include "LarkmoorConnectors/Framework/ProjectReport.h"
+#include "LarkmoorConnectors/Framework/Inventory.h"
 
 namespace larkmoor::ClaudeCodeInventory {
 

@@ -1,7 +1,7 @@
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodePaths.h"
 
+#include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
-#include "LarkmoorConnectors/Framework/ReceiptStore.h"
 
 namespace larkmoor {
 

@@ -1,116 +1,162 @@
 #include "LarkmoorConnectors/Framework/BlockVerbs.h"
 
-#include "LarkmoorConnectors/Framework/ScanJoin.h"
-#include "LarkmoorConnectors/Framework/StrictJSON.h"
+#include <algorithm>
+
+#include "LarkmoorConnectors/Framework/Observations.h"
 
 namespace larkmoor {
 
 namespace {
 
-struct Removal {
-    PlannedFile planned;
-    std::vector<Observation> said{};
-};
+bool asksReceipt(const BlockFile& file) {
+    return std::ranges::any_of(file.blocks, [](const Block& block) { return block.created.has_value(); });
+}
 
-/// What a file becomes without its block, and whether the file itself goes.
-std::expected<Removal, PlanFailure> planRemoval(const Block& block, const HarnessFile& file,
-                                                const std::set<Created>& created) {
-    Removal removal{{.file = file, .after = file.bytes, .format = block.place.format}};
-    if (!file.bytes) return removal;
-    auto removed = block.removed(*file.bytes, created);
-    if (!removed) return std::unexpected{PlanFailure{file.label, removed.error()}};
-    for (const std::string& leftover : removed->leftovers) removal.said.push_back({file.label, leftover});
-    const bool changed = *file.bytes != removed->bytes;
-    const bool isResidue = block.isResidue(removed->bytes);
-    removal.planned.after = std::move(removed->bytes);
-    if (isResidue && created.contains(block.file)) {
-        removal.planned.after.reset();
-        removal.said.push_back({file.label, "this file was created when Larkmoor connected and was removed"});
-    } else if (isResidue && changed) {
-        removal.said.push_back({file.label, std::string{block.residueStays}});
-    }
-    return removal;
+PlannedFile unplanned(const BlockFile& rules, const HarnessFile& file) {
+    return {.file = file, .after = file.bytes, .what = rules.what, .format = FileDocuments::name(rules.format)};
 }
 
 }  // namespace
 
-bool Block::isEmptyTopLevel(BytesView document) {
-    const auto scan = StrictJSON::scan(document);
-    return scan && StrictJSON::isEmptyContainer(scan->root);
-}
-
-BlockVerbs::BlockVerbs(std::vector<Block> blocks) : blocks_(std::move(blocks)) {
-    for (const Block& block : blocks_) {
-        const HarnessFile& file = files_.emplace_back(HarnessFile::read(block.place.file));
-        findings_.push_back(block.find(file.bytes));
+BlockVerbs::BlockVerbs(std::vector<BlockFile> files, ReceiptStore receipts) : receipts_(std::move(receipts)) {
+    if (std::ranges::any_of(files, asksReceipt)) receipt_ = receipts_.read();
+    for (BlockFile& rules : files) {
+        HarnessFile file = HarnessFile::read(rules.path);
+        ReadFile& read = files_.emplace_back(std::move(rules), std::move(file));
+        if (!read.file.bytes) {
+            read.findings = {BlockFinding::FileAbsent{}};
+        } else if (auto document = FileDocuments::read(*read.file.bytes, read.rules.format)) {
+            read.document = std::move(*document);
+            read.findings = findings(read);
+        } else {
+            read.findings = {BlockFinding::Unreadable{std::move(document.error())}};
+        }
     }
 }
 
-ConnectorState BlockVerbs::state() const { return ScanJoin::state(findings_); }
+std::vector<BlockFinding> BlockVerbs::findings(const ReadFile& read) const {
+    std::vector<BlockFinding> findings;
+    for (const Block& block : read.rules.blocks) {
+        BlockFinding finding = block.find(*read.document, createdByUs(block));
+        if (finding.is<BlockFinding::Unreadable>()) return {std::move(finding)};
+        findings.push_back(std::move(finding));
+    }
+    return findings;
+}
+
+const FileDocument* BlockVerbs::document(std::size_t file) const {
+    const auto& document = files_.at(file).document;
+    return document ? &*document : nullptr;
+}
+
+ConnectorState BlockVerbs::state() const {
+    std::vector<BlockFinding> all;
+    for (const ReadFile& read : files_) all.insert(all.end(), read.findings.begin(), read.findings.end());
+    return ScanJoin::state(all);
+}
 
 std::vector<Observation> BlockVerbs::observations() const {
     std::vector<Observation> said;
-    for (std::size_t index = 0; index < blocks_.size(); ++index) {
-        for (Observation& observation : Observations::of(findings_[index], blocks_[index].place)) {
-            said.push_back(std::move(observation));
+    for (const ReadFile& read : files_) {
+        for (std::size_t index = 0; index < read.findings.size(); ++index) {
+            for (Observation& each : Observations::of(read.findings[index], read.rules, read.rules.blocks[index])) {
+                said.push_back(std::move(each));
+            }
         }
     }
     return said;
 }
 
 std::optional<ConnectorOutcome> BlockVerbs::readingRefusal() const {
-    std::vector<Commitment::Unread> unread;
-    for (std::size_t index = 0; index < blocks_.size(); ++index) {
-        const auto* finding = findings_[index].as<BlockFinding::Unreadable>();
+    std::vector<UnreadFile> unread;
+    for (const ReadFile& read : files_) {
+        const auto* finding = read.findings.front().as<BlockFinding::Unreadable>();
         if (finding == nullptr) continue;
-        unread.push_back({blocks_[index].place.file, blocks_[index].place.format, finding->reason});
+        unread.push_back({read.rules.path, FileDocuments::name(read.rules.format), finding->reason});
     }
     if (unread.empty()) return std::nullopt;
     return Commitment::refused(unread);
 }
 
-ConnectorOutcome BlockVerbs::install(const std::string& folder, const ReceiptStore& receipts,
-                                     const Commitment::Moment& moment,
-                                     const std::function<void(ConnectorReceipt&)>& amend) const {
+std::expected<BlockVerbs::Installation, PlanFailure> BlockVerbs::planInstallation(const ReadFile& read) const {
+    Installation plan{unplanned(read.rules, read.file)};
+    std::optional<FileDocument> planned = read.document;
+    if (!planned) {
+        plan.made.created.insert(read.rules.created);
+        auto seeded = FileDocuments::read(copyBytes(read.rules.seed), read.rules.format);
+        if (!seeded) return std::unexpected{PlanFailure{read.file.label, std::move(seeded.error())}};
+        planned = std::move(*seeded);
+    }
+    for (const Block& block : read.rules.blocks) {
+        auto installed = block.installed(*planned, createdByUs(block));
+        if (!installed) return std::unexpected{PlanFailure{read.file.label, std::move(installed.error())}};
+        plan.made.merge(std::move(installed->made));
+        for (std::string& note : installed->notes) plan.notes.push_back({read.file.label, std::move(note)});
+        planned = std::move(installed->document);
+    }
+    plan.planned.after = copyBytes(FileDocuments::bytes(*planned));
+    return plan;
+}
+
+ConnectorOutcome BlockVerbs::install(const std::string& folder, const CommitOptions& options,
+                                     ReceiptAddition more) const {
     if (auto refusal = readingRefusal()) return std::move(*refusal);
     std::vector<PlannedFile> plan;
-    std::set<Created> created;
     std::vector<Observation> notes;
-    for (std::size_t index = 0; index < blocks_.size(); ++index) {
-        const Block& block = blocks_[index];
-        const HarnessFile& file = files_[index];
-        if (!file.bytes) created.insert(block.file);
-        auto installed = block.installed(file.bytesOr(block.seed));
-        if (!installed) return Commitment::refused(PlanFailure{file.label, installed.error()});
-        created.merge(installed->created);
-        for (const std::string& note : installed->notes) notes.push_back({file.label, note});
-        plan.push_back({.file = file, .after = std::move(installed->bytes), .format = block.place.format});
+    for (const ReadFile& read : files_) {
+        auto installation = planInstallation(read);
+        if (!installation) return Commitment::refused(installation.error());
+        plan.push_back(std::move(installation->planned));
+        more.merge(std::move(installation->made));
+        notes.insert(notes.end(), installation->notes.begin(), installation->notes.end());
     }
     // A failure shows when the files are written.
     static_cast<void>(Files::makeFolders(folder, 0777).has_value());
-    const auto amendAll = [&](ConnectorReceipt& receipt) {
-        receipt.created.insert(created.begin(), created.end());
-        if (amend) amend(receipt);
-    };
-    ConnectorOutcome outcome = Commitment::installed(plan, receipts, amendAll, moment);
+    ConnectorOutcome outcome = Commitment::installed(plan, receipts_, more, options);
     if (outcome.result == ConnectorOutcome::Result::changed) {
         outcome.observations.insert(outcome.observations.end(), notes.begin(), notes.end());
     }
     return outcome;
 }
 
-ConnectorOutcome BlockVerbs::remove(const ReceiptStore& receipts, const Commitment::Moment& moment) const {
+/// What a file becomes without its blocks, and whether the file itself goes.
+std::expected<BlockVerbs::Removal, PlanFailure> BlockVerbs::planRemoval(const ReadFile& read,
+                                                                        const ConnectorReceipt& receipt) {
+    Removal removal{unplanned(read.rules, read.file)};
+    if (!read.document) return removal;
+    std::optional<FileDocument> planned = read.document;
+    for (const Block& block : read.rules.blocks) {
+        if (!planned) break;
+        auto removed = block.removed(*planned, receipt);
+        if (!removed) return std::unexpected{PlanFailure{read.file.label, std::move(removed.error())}};
+        for (std::string& leftover : removed->leftovers) removal.said.push_back({read.file.label, std::move(leftover)});
+        planned = std::move(removed->document);
+    }
+    const bool isResidue = planned && read.rules.isResidue(*planned);
+    if (!planned || (isResidue && receipt.created.contains(read.rules.created))) {
+        removal.planned.after.reset();
+        removal.said.push_back({read.file.label, "this file was created when Larkmoor connected and was removed"});
+        return removal;
+    }
+    removal.planned.after = copyBytes(FileDocuments::bytes(*planned));
+    if (isResidue && removal.planned.changes()) {
+        removal.said.push_back({read.file.label, std::string{read.rules.residueStays}});
+    }
+    return removal;
+}
+
+ConnectorOutcome BlockVerbs::remove(const CommitOptions& options, bool leftoversLast) const {
     if (auto refusal = readingRefusal()) return std::move(*refusal);
-    const std::set<Created> created = receipts.read().created;
+    const ConnectorReceipt receipt = receipts_.read();
     std::vector<PlannedFile> plan;
-    std::vector<Observation> said;
-    for (std::size_t index = 0; index < blocks_.size(); ++index) {
-        auto removal = planRemoval(blocks_[index], files_[index], created);
+    Commitment::Remarks remarks{.isAfterFiles = leftoversLast};
+    for (const ReadFile& read : files_) {
+        auto removal = planRemoval(read, receipt);
         if (!removal) return Commitment::refused(removal.error());
         plan.push_back(std::move(removal->planned));
-        said.insert(said.end(), removal->said.begin(), removal->said.end());
+        remarks.said.insert(remarks.said.end(), removal->said.begin(), removal->said.end());
     }
-    return Commitment::removed(plan, receipts, std::move(said), moment);
+    return Commitment::removed(plan, receipts_, std::move(remarks), options);
 }
 
 }  // namespace larkmoor

@@ -1,25 +1,23 @@
-// The verbs of a harness whose blocks stand each in a file of its own: read all, refuse together, plan all in memory,
-// commit once.
+// The verbs of a harness over its block files: read all, refuse together, plan all in memory, commit once.
 #pragma once
 
-#include <span>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "LarkmoorConnectors/Framework/Block.h"
 #include "LarkmoorConnectors/Framework/Commitment.h"
-#include "LarkmoorConnectors/Framework/ConnectorState.h"
-#include "LarkmoorConnectors/Framework/HarnessFile.h"
 
 namespace larkmoor {
 
-/// The blocks of one harness with their files as they were read, once for the whole verb.
+/// The files of one harness as they were read and scanned, once for the whole verb.
 class BlockVerbs {
   public:
-    /// Reads the files.
-    explicit BlockVerbs(std::vector<Block> blocks);
+    /// Reads the files, and the receipt if a block's finding asks for it.
+    BlockVerbs(std::vector<BlockFile> files, ReceiptStore receipts);
 
-    /// In the order of the blocks, as all here.
-    std::span<const HarnessFile> files() const { return files_; }
+    /// The file's document, in the order of the files; null if it is not there or does not read.
+    const FileDocument* document(std::size_t file) const;
 
     ConnectorState state() const;
     std::vector<Observation> observations() const;
@@ -27,16 +25,38 @@ class BlockVerbs {
     /// The refusal of a verb over files that do not read, all of them at once; nothing if they do.
     std::optional<ConnectorOutcome> readingRefusal() const;
 
-    /// `amend` may add to the receipt beyond what was made. `folder`, the harness's own, is made if it is missing.
-    ConnectorOutcome install(const std::string& folder, const ReceiptStore& receipts, const Commitment::Moment& moment,
-                             const std::function<void(ConnectorReceipt&)>& amend = {}) const;
+    /// `more` goes into the receipt beyond what was made. `folder`, the harness's own, is made if it is missing.
+    ConnectorOutcome install(const std::string& folder, const CommitOptions& options, ReceiptAddition more = {}) const;
 
-    ConnectorOutcome remove(const ReceiptStore& receipts, const Commitment::Moment& moment) const;
+    /// `leftoversLast`: what stays of the surroundings is said after the files' own words, and not before.
+    ConnectorOutcome remove(const CommitOptions& options, bool leftoversLast = false) const;
 
   private:
-    std::vector<Block> blocks_;
-    std::vector<HarnessFile> files_;
-    std::vector<BlockFinding> findings_;
+    struct ReadFile {
+        BlockFile rules;
+        HarnessFile file;
+        std::optional<FileDocument> document{};
+        /// One for each block, or a single one for a file that is not there or does not read.
+        std::vector<BlockFinding> findings{};
+    };
+    struct Installation {
+        PlannedFile planned;
+        ReceiptAddition made{};
+        std::vector<Observation> notes{};
+    };
+    struct Removal {
+        PlannedFile planned;
+        std::vector<Observation> said{};
+    };
+
+    bool createdByUs(const Block& block) const { return block.created && receipt_.created.contains(*block.created); }
+    std::vector<BlockFinding> findings(const ReadFile& read) const;
+    std::expected<Installation, PlanFailure> planInstallation(const ReadFile& read) const;
+    static std::expected<Removal, PlanFailure> planRemoval(const ReadFile& read, const ConnectorReceipt& receipt);
+
+    ReceiptStore receipts_;
+    ConnectorReceipt receipt_{};  ///< read if a block's finding asks for it
+    std::vector<ReadFile> files_;
 };
 
 }  // namespace larkmoor

@@ -2,9 +2,22 @@
 
 #include <fmt/format.h>
 
+#include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
 
-namespace larkmoor::Commitment {
+namespace larkmoor {
+
+HarnessFile HarnessFile::read(const std::string& label) {
+    HarnessFile file{.label = label, .path = ConfigPath::canonical(label)};
+    if (auto bytes = Files::read(file.path)) {
+        file.bytes = std::move(*bytes);
+    } else if (Files::exists(file.path)) {
+        file.fault = std::move(bytes.error());
+    }
+    return file;
+}
+
+namespace Commitment {
 
 namespace {
 
@@ -14,8 +27,8 @@ void append(std::vector<Observation>& list, std::vector<Observation> more) {
 
 /// Of each file that is there and still has what it had: a file that could not be read is no file that we may replace,
 /// though it could be written.
-std::vector<Unread> replacedUnread(std::span<const PlannedFile> plan) {
-    std::vector<Unread> unread;
+std::vector<UnreadFile> replacedUnread(std::span<const PlannedFile> plan) {
+    std::vector<UnreadFile> unread;
     for (const PlannedFile& planned : plan) {
         const auto& fault = planned.file.fault;
         if (!fault || !planned.changes() || Transaction::unwritableReason(planned.file.path)) continue;
@@ -24,12 +37,12 @@ std::vector<Unread> replacedUnread(std::span<const PlannedFile> plan) {
     return unread;
 }
 
-TransactionResult commit(std::span<const PlannedFile> plan, const Moment& moment) {
+TransactionResult commit(std::span<const PlannedFile> plan, const CommitOptions& options) {
     std::vector<FileChange> changes;
     for (const PlannedFile& planned : plan) {
         changes.push_back({planned.file.path, planned.file.label, planned.file.bytes, planned.after});
     }
-    return Transaction::commit(changes, moment.at, moment.beforeRename);
+    return Transaction::commit(changes, options.at, options.beforeRename);
 }
 
 /// Of each file that did not change.
@@ -52,44 +65,61 @@ std::vector<Observation> ends(std::span<const PlannedFile> plan, std::string_vie
     return said;
 }
 
-}  // namespace
-
-ConnectorOutcome installed(std::span<const PlannedFile> plan, const ReceiptStore& receipts,
-                           const std::function<void(ConnectorReceipt&)>& amend, const Moment& moment) {
-    if (const auto unread = replacedUnread(plan); !unread.empty()) return refused(unread);
-    return commit(plan, moment)
-        .visit(
-            [&](const TransactionResult::Committed& committed) {
-                ConnectorOutcome outcome{ConnectorOutcome::Result::changed, committed.observations, committed.backups};
-                ConnectorReceipt receipt = receipts.read();
-                amend(receipt);
-                if (const auto written = receipts.write(receipt); !written) {
-                    outcome.observations.push_back(
-                        {receipts.file,
-                         "the record of what was created was not written here — " + written.error().description()});
-                }
-                append(outcome.observations, ends(plan, "written to"));
-                return outcome;
-            },
-            [](const TransactionResult::Refused& refusal) { return ConnectorOutcome::refused(refusal.observations); },
-            [&](const TransactionResult::Unchanged&) { return ConnectorOutcome::unchanged(untouched(plan)); });
+/// The end of an install that has changed something; `outcome` says what the transaction did.
+ConnectorOutcome recorded(ConnectorOutcome outcome, std::span<const PlannedFile> plan, const ReceiptStore& receipts,
+                          const ConnectorReceipt& receipt) {
+    if (const auto written = receipts.write(receipt); !written) {
+        outcome.observations.push_back(
+            {receipts.file, "the record of what was created was not written here — " + written.error().description()});
+    }
+    append(outcome.observations, ends(plan, "written to"));
+    return outcome;
 }
 
-ConnectorOutcome removed(std::span<const PlannedFile> plan, const ReceiptStore& receipts, std::vector<Observation> said,
-                         const Moment& moment) {
-    return commit(plan, moment)
+ConnectorOutcome changed(const TransactionResult::Committed& committed) {
+    return {ConnectorOutcome::Result::changed, committed.observations, committed.backups};
+}
+
+}  // namespace
+
+ConnectorOutcome installed(std::span<const PlannedFile> plan, const ReceiptStore& receipts, const ReceiptAddition& made,
+                           const CommitOptions& options) {
+    if (const auto unread = replacedUnread(plan); !unread.empty()) return refused(unread);
+    return commit(plan, options)
+        .visit(
+            [&](const TransactionResult::Committed& committed) {
+                return recorded(changed(committed), plan, receipts, receipts.read().with(made));
+            },
+            [](const TransactionResult::Refused& refusal) { return ConnectorOutcome::refused(refusal.observations); },
+            [&](const TransactionResult::Unchanged&) {
+                if (made.trustSlots) {
+                    const ConnectorReceipt receipt = receipts.read();
+                    if (receipt.trustSlots != *made.trustSlots) {
+                        return recorded({ConnectorOutcome::Result::changed, {}}, plan, receipts, receipt.with(made));
+                    }
+                }
+                return ConnectorOutcome::unchanged(untouched(plan));
+            });
+}
+
+ConnectorOutcome removed(std::span<const PlannedFile> plan, const ReceiptStore& receipts, Remarks remarks,
+                         const CommitOptions& options) {
+    const auto withRemarks = [&](std::vector<Observation> files) {
+        if (!remarks.isAfterFiles) std::swap(files, remarks.said);
+        append(files, std::move(remarks.said));
+        return files;
+    };
+    return commit(plan, options)
         .visit(
             [&](const TransactionResult::Committed& committed) {
                 receipts.remove();
-                ConnectorOutcome outcome{ConnectorOutcome::Result::changed, committed.observations, committed.backups};
-                append(outcome.observations, std::move(said));
-                append(outcome.observations, ends(plan, "removed from"));
+                ConnectorOutcome outcome = changed(committed);
+                append(outcome.observations, withRemarks(ends(plan, "removed from")));
                 return outcome;
             },
             [](const TransactionResult::Refused& refusal) { return ConnectorOutcome::refused(refusal.observations); },
             [&](const TransactionResult::Unchanged&) {
-                append(said, untouched(plan));
-                return ConnectorOutcome::unchanged(std::move(said));
+                return ConnectorOutcome::unchanged(withRemarks(untouched(plan)));
             });
 }
 
@@ -97,7 +127,7 @@ ConnectorOutcome refused(const PlanFailure& failure) {
     return ConnectorOutcome::refused({{failure.file, "nothing was written — " + failure.reason}});
 }
 
-ConnectorOutcome refused(std::span<const Unread> unread) {
+ConnectorOutcome refused(std::span<const UnreadFile> unread) {
     std::vector<Observation> said;
     for (const auto& [file, format, reason] : unread) {
         said.push_back(
@@ -106,4 +136,6 @@ ConnectorOutcome refused(std::span<const Unread> unread) {
     return ConnectorOutcome::refused(std::move(said));
 }
 
-}  // namespace larkmoor::Commitment
+}  // namespace Commitment
+
+}  // namespace larkmoor

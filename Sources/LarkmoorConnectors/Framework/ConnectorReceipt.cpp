@@ -1,12 +1,14 @@
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/JSON/Decoder.h"
 #include "LarkmoorBase/JSON/Encoder.h"
-#include <algorithm>
-#include "LarkmoorBase/RawText.h"
-#include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
-#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
-#include "LarkmoorConnectors/Framework/StrictJSON.h"
+#include "LarkmoorConnectors/ConfigFile/AtomicWrite.h"
+#include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 
 namespace larkmoor {
 
@@ -36,5 +38,42 @@ std::optional<ConnectorReceipt> ConnectorReceipt::decoded(BytesView bytes) {
                             .trustSlots = std::move(file->trustSlots).value_or(TextSet{}),
                             .appVersion = std::move(file->appVersion)};
 }
+
+void ReceiptAddition::merge(ReceiptAddition other) {
+    created.merge(other.created);
+    adopted.merge(other.adopted);
+    if (other.trustSlots) trustSlots = std::move(other.trustSlots);
+    if (other.appVersion) appVersion = std::move(other.appVersion);
+}
+
+ConnectorReceipt ConnectorReceipt::with(ReceiptAddition made) const {
+    ConnectorReceipt receipt = *this;
+    receipt.created.merge(made.created);
+    receipt.adopted.merge(made.adopted);
+    if (made.trustSlots) receipt.trustSlots = std::move(*made.trustSlots);
+    if (made.appVersion) receipt.appVersion = std::move(*made.appVersion);
+    return receipt;
+}
+
+std::string ReceiptStore::path(const std::string& home, std::string_view name) {
+    return fmt::format("{}/Library/Application Support/Larkmoor/Connectors/{}.json", home, name);
+}
+
+ConnectorReceipt ReceiptStore::read() const {
+    const auto bytes = Files::read(file);
+    return bytes ? ConnectorReceipt::decoded(*bytes).value_or(ConnectorReceipt{}) : ConnectorReceipt{};
+}
+
+std::expected<void, ConfigFileError> ReceiptStore::write(const ConnectorReceipt& receipt) const {
+    constexpr mode_t privateFolder = 0700, privateFile = 0600;
+    if (const auto made = Files::makeFolders(ConfigPath::folder(file), privateFolder); !made) {
+        return std::unexpected{ConfigFileError::writeFailed(made.error().path, made.error().code)};
+    }
+    auto written = AtomicWrite::write(receipt.encoded(), file, {}, privateFile);
+    if (written) static_cast<void>(::chmod(file.c_str(), privateFile));
+    return written;
+}
+
+void ReceiptStore::remove() const { ::unlink(file.c_str()); }
 
 }  // namespace larkmoor

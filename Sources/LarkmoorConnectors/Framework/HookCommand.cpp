@@ -3,9 +3,13 @@
 #include <algorithm>
 
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
-#include "LarkmoorConnectors/Framework/BundleCommand.h"
+#include "LarkmoorConnectors/Framework/InstalledBundle.h"
 
-namespace larkmoor::HookCommand {
+namespace larkmoor {
+
+bool HookSite::runs(std::string_view program) const { return HookCommand::program(command) == program; }
+
+namespace HookCommand {
 
 namespace {
 
@@ -66,4 +70,10 @@ bool isLegacyBundle(std::string_view command, std::string_view current) {
 
 std::string_view program(std::string_view command) { return command.substr(0, command.find(' ')); }
 
-}  // namespace larkmoor::HookCommand
+bool isPreTool(std::string_view command) {
+    return command.ends_with(" --slot pretool") || command.ends_with(" --slot=pretool");
+}
+
+}  // namespace HookCommand
+
+}  // namespace larkmoor

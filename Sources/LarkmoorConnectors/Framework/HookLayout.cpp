@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 
 #include "LarkmoorConnectors/ConfigFile/JSONNode.h"
-#include "LarkmoorConnectors/Framework/HookCommand.h"
-#include "LarkmoorConnectors/Framework/StrictJSON.h"
+#include "LarkmoorConnectors/Framework/Observations.h"
 
 namespace larkmoor {
 
@@ -55,11 +55,6 @@ std::vector<HookSite> HookLayout::sites(const JSONNode& root) const {
     return sites;
 }
 
-std::optional<std::string> HookLayout::unreadableReason(BytesView bytes) const {
-    const auto scan = StrictJSON::scan(bytes);
-    return scan ? unreadableReason(scan->root) : scan.error().description();
-}
-
 std::optional<std::string> HookLayout::unreadableReason(const JSONNode& root) const {
     std::optional<std::string> reason = JSONDuplicates::reason(root);
     if (const JSONNode* hooks = hooksOf(root); hooks != nullptr && !reason) reason = JSONDuplicates::reason(*hooks);
@@ -98,192 +93,179 @@ const JSONNode& HookLayout::entryOf(const HookSite& site, const JSONNode& root) 
     return *root.node(path);
 }
 
-StrictJSON::Edited HookLayout::append(const JSONLiteral& element, std::string_view to, BytesView bytes,
-                                      std::set<Created>& created) const {
-    const auto scan = StrictJSON::scan(bytes);
-    if (!scan) return std::unexpected{scan.error()};
-    const HookEvent& event = *std::ranges::find(events, to, &HookEvent::name);
-    const auto groupMade = [&] {
-        if (event.group) created.insert(*event.group);
-    };
-    const JSONNode* hooks = hooksOf(scan->root);
-    const JSONLiteral array = JSONLiteral::array({element});
-    if (hooks == nullptr) {
-        created.insert({hooksObject, event.array}), groupMade();
-        return StrictJSON::edited(bytes, [&](const JSONDocument& document) {
-            return JSONEdit::setMember(document, {}, "hooks", JSONLiteral::object({{event.name, array}}));
-        });
-    }
-    if (!hooks->isObject())
-        return std::unexpected{JSONEditFailure{JSONEditError{JSONEditError::NotAnObject{{"hooks"}}}}};
-    if (hooks->member(event.name) == nullptr) {
-        created.insert(event.array), groupMade();
-        return StrictJSON::edited(bytes, [&](const JSONDocument& document) {
-            return JSONEdit::setMember(document, {"hooks"}, event.name, array);
-        });
-    }
-    groupMade();
-    return StrictJSON::edited(bytes, [&](const JSONDocument& document) {
-        return JSONEdit::appendElement(document, {"hooks", event.name}, element);
-    });
+std::optional<std::string_view> HookLayout::matcherOf(const HookSite& site, const JSONNode& root) {
+    const JSONNode* matcher = root.node({"hooks", site.event, site.group, "matcher"});
+    return matcher == nullptr ? std::nullopt : matcher->text();
 }
 
-namespace {
-
-/// Edits in a row, each on the document that the one before has left; after a failure nothing more happens.
-class Editing {
-  public:
-    explicit Editing(const JSONDocument& document) : document_(document) {}
-
-    bool failed() const { return failure_.has_value(); }
-    const JSONNode& root() const { return document_.root(); }
-
-    void removeElement(const JSONPath& at, std::int64_t index) { take(JSONEdit::removeElement(document_, at, index)); }
-    void removeMember(const JSONPath& at, std::string_view key) { take(JSONEdit::removeMember(document_, at, key)); }
-
-    std::expected<Bytes, JSONEditFailure> result() && {
-        if (failure_) return std::unexpected{std::move(*failure_)};
-        return document_.bytes();
-    }
-
-  private:
-    void take(JSONEdit::Result edited) {
-        if (edited) {
-            document_ = std::move(*edited);
-        } else {
-            failure_ = std::move(edited.error());
-        }
-    }
-
-    JSONDocument document_;
-    std::optional<JSONEditFailure> failure_{};
-};
-
-/// The shells that removed entries have left, from the inside outwards.
-class Shells {
-  public:
-    Shells(const HookLayout& layout, Editing& editing, const std::set<Created>& created)
-        : layout_(layout), editing_(editing), created_(created) {}
-
-    void note(const HookSite& site) {
-        if (std::ranges::find(events_, site.event) == events_.end()) events_.push_back(site.event);
-        const Place place{site.event, site.group};
-        if (std::ranges::find(groups_, place) == groups_.end()) groups_.push_back(place);
-    }
-
-    std::vector<std::string> clear() {
-        if (layout_.grouped) clearGroups();
-        for (const std::string& event : events_) clearEvent(event);
-        const JSONNode* hooks = hooksOf(editing_.root());
-        if (hooks != nullptr && hooks->isObject() && hooks->members().empty()) {
-            if (created_.contains(layout_.hooksObject)) {
-                editing_.removeMember({}, "hooks");
-            } else {
-                leftovers_.emplace_back("an empty hooks object remains here, which Larkmoor did not create");
-            }
-        }
-        return std::move(leftovers_);
-    }
-
-  private:
-    struct Place {
-        std::string event;
-        std::int64_t group = 0;
-        bool operator==(const Place&) const = default;
-    };
-
-    const HookEvent* known(std::string_view event) const {
-        const auto found = std::ranges::find(layout_.events, event, &HookEvent::name);
-        return found == layout_.events.end() ? nullptr : &*found;
-    }
-
-    void clearGroups() {
-        // The last of an event first, so that none moves before it is looked at.
-        std::ranges::sort(groups_, [this](const Place& left, const Place& right) {
-            const auto rank = [this](const Place& place) { return std::ranges::find(events_, place.event); };
-            return rank(left) != rank(right) ? rank(left) < rank(right) : left.group > right.group;
-        });
-        for (const auto& [event, group] : groups_) {
-            const JSONNode* list = editing_.root().node({"hooks", event, group, "hooks"});
-            if (list == nullptr || !StrictJSON::isEmptyContainer(*list)) continue;
-            const HookEvent* ours = known(event);
-            if (ours != nullptr && ours->group && created_.contains(*ours->group)) {
-                editing_.removeElement({"hooks", event}, group);
-            } else {
-                leftovers_.emplace_back("an empty hook group remains here, which Larkmoor did not create");
-            }
-        }
-    }
-
-    void clearEvent(const std::string& event) {
-        const JSONNode* array = editing_.root().node({"hooks", event});
-        if (array == nullptr || !array->isArray() || !array->elements().empty()) return;
-        const HookEvent* ours = known(event);
-        if (ours != nullptr && created_.contains(ours->array)) {
-            editing_.removeMember({"hooks"}, event);
-        } else {
-            leftovers_.push_back(fmt::format("an empty {} list remains here, which Larkmoor did not create", event));
-        }
-    }
-
-    const HookLayout& layout_;
-    Editing& editing_;
-    const std::set<Created>& created_;
-    std::vector<std::string> events_;  ///< in the order first noted
-    std::vector<Place> groups_;
-    std::vector<std::string> leftovers_;
-};
-
-}  // namespace
-
-StrictJSON::Edited HookLayout::discard(const HookSite& site, BytesView bytes) const {
-    const auto document = JSONDocument::read(bytes, JSONDialect::strict);
-    if (!document) return std::unexpected{JSONEditFailure{document.error()}};
-    Editing editing{*document};
-    editing.removeElement(listOf(site), site.entry);
-    if (grouped && !editing.failed()) {
-        const JSONNode* list = editing.root().node(listOf(site));
-        if (list != nullptr && list->elements().empty()) editing.removeElement({"hooks", site.event}, site.group);
-    }
-    if (!editing.failed()) {
-        const JSONNode* array = editing.root().node({"hooks", site.event});
-        if (array != nullptr && array->elements().empty()) editing.removeMember({"hooks"}, site.event);
-    }
-    return std::move(editing).result();
+BlockFinding HookLayout::find(
+    const JSONNode& root,
+    const std::function<std::vector<std::string>(std::span<const HookSite>)>& driftReasons) const {
+    if (auto reason = unreadableReason(root)) return BlockFinding::Unreadable{std::move(*reason)};
+    if (auto reason = foreignReason(root)) return BlockFinding::Foreign{{std::move(*reason)}};
+    const auto found = sites(root);
+    if (found.empty()) return BlockFinding::Absent{};
+    std::vector<std::string> reasons = driftReasons(found);
+    if (reasons.empty()) return BlockFinding::Connected{};
+    return BlockFinding::Drifted{std::move(reasons)};
 }
 
-std::expected<BlockRemoved, JSONEditFailure> HookLayout::removed(BytesView bytes,
-                                                                 const std::set<Created>& created) const {
-    const auto document = JSONDocument::read(bytes, JSONDialect::strict);
-    if (!document) return std::unexpected{JSONEditFailure{document.error()}};
-    Editing editing{*document};
-    Shells shells{*this, editing, created};
-    for (;;) {
-        const auto found = editing.failed() ? std::vector<HookSite>{} : sites(editing.root());
-        if (found.empty()) break;
-        editing.removeElement(listOf(found.front()), found.front().entry);
-        shells.note(found.front());
-    }
-    std::vector<std::string> leftovers = shells.clear();
-    auto result = std::move(editing).result();
-    if (!result) return std::unexpected{std::move(result.error())};
-    return BlockRemoved{std::move(*result), std::move(leftovers)};
+const HookEvent* HookLayout::known(std::string_view event) const {
+    const auto found = std::ranges::find(events, event, &HookEvent::name);
+    return found == events.end() ? nullptr : &*found;
 }
 
-std::vector<std::string> HookLayout::misplacements(std::span<const HookSite> sites, std::string_view expectedCount,
-                                                   std::string_view (*expectedEvent)(const HookSite&)) const {
+std::string_view HookLayout::expectedEvent(std::string_view command) const {
+    return HookCommand::isPreTool(command) ? events.back().name : events.front().name;
+}
+
+std::vector<std::string> HookLayout::driftReasons(std::span<const HookSite> sites, std::string_view expectedCount,
+                                                  const std::function<bool()>& shapeIsRight) const {
     std::vector<std::string> reasons;
     if (sites.size() != currents.size()) {
         reasons.push_back(fmt::format("this file holds {} Larkmoor {} where {} are expected", sites.size(),
                                       sites.size() == 1 ? "entry" : "entries", expectedCount));
     }
     for (const HookSite& site : sites) {
-        const std::string_view expected = expectedEvent(site);
+        const std::string_view expected = expectedEvent(site.command);
         if (site.event == expected) continue;
         reasons.push_back(
             fmt::format("a Larkmoor entry here is under the {} event rather than {}", site.event, expected));
     }
+    const bool isMisplaced = !reasons.empty();
+    const auto prompt = std::ranges::find_if_not(sites, HookCommand::isPreTool, &HookSite::command);
+    const bool hasPrompt = prompt != sites.end();
+    const std::string& found = hasPrompt ? prompt->command : sites.front().command;
+    for (std::string& reason : Drift::reasons(found, hasPrompt ? currents.front() : currents.back(), binary)) {
+        reasons.push_back(std::move(reason));
+    }
+    if (!isMisplaced && !shapeIsRight()) reasons.emplace_back("the entry's shape is not the one this build writes");
     return reasons;
+}
+
+JSONEdit::Result HookLayout::append(const JSONLiteral& element, std::string_view to, const JSONDocument& document,
+                                    std::set<Created>& created) const {
+    const HookEvent& event = *known(to);
+    const JSONNode* hooks = hooksOf(document.root());
+    if (hooks != nullptr && !hooks->isObject()) {
+        return std::unexpected{JSONEditFailure{JSONEditError{JSONEditError::NotAnObject{{"hooks"}}}}};
+    }
+    if (event.group) created.insert(*event.group);
+    if (hooks != nullptr && hooks->member(event.name) != nullptr) {
+        return JSONEdit::appendElement(document, {"hooks", event.name}, element);
+    }
+    created.insert(event.array);
+    const JSONLiteral array = JSONLiteral::array({element});
+    if (hooks != nullptr) return JSONEdit::setMember(document, {"hooks"}, event.name, array);
+    created.insert(hooksObject);
+    return JSONEdit::setMember(document, {}, "hooks", JSONLiteral::object({{event.name, array}}));
+}
+
+namespace {
+
+/// The shells that stand around entries which go, planned on the tree that these still stand in.
+class Shells {
+  public:
+    Shells(const HookLayout& layout, const JSONNode& root, std::span<const HookSite> going)
+        : layout_(layout), root_(root) {
+        for (const HookSite& site : going) {
+            JSONPath path = layout.listOf(site);
+            path.emplace_back(site.entry);
+            paths_.push_back(std::move(path));
+            Event& event = noted(site.event);
+            ++event.entries[layout.grouped ? site.group : 0];
+        }
+    }
+
+    /// Asks of each group that is left empty whether it goes.
+    void clearGroups(const std::function<bool(const std::string& event)>& goes) {
+        if (!layout_.grouped) return;
+        for (Event& event : events_) {
+            for (const auto& [group, count] : event.entries) {
+                if (sizeAt({"hooks", event.name, group, "hooks"}) != count || !goes(event.name)) continue;
+                paths_.push_back({"hooks", event.name, group});
+                ++event.groups;
+            }
+        }
+    }
+
+    /// The same of each event, once its groups are settled.
+    void clearEvents(const std::function<bool(const std::string& event)>& goes) {
+        for (const Event& event : events_) {
+            const std::size_t gone = layout_.grouped ? event.groups : event.entries.begin()->second;
+            if (sizeAt({"hooks", event.name}) != gone || !goes(event.name)) continue;
+            paths_.push_back({"hooks", event.name});
+            ++eventsGone_;
+        }
+    }
+
+    /// The same of `hooks`, once its events are settled.
+    void clearHooks(const std::function<bool()>& goes) {
+        const JSONNode* hooks = hooksOf(root_);
+        if (hooks == nullptr || !hooks->isObject() || hooks->members().size() != eventsGone_ || !goes()) return;
+        paths_.push_back({"hooks"});
+    }
+
+    /// All that goes, the entries too.
+    const std::vector<JSONPath>& paths() const { return paths_; }
+
+  private:
+    struct Event {
+        std::string name;
+        std::map<std::int64_t, std::size_t> entries{};  ///< for each group the number of its entries that go
+        std::size_t groups = 0;                         ///< how many groups go
+    };
+
+    Event& noted(const std::string& name) {
+        const auto found = std::ranges::find(events_, name, &Event::name);
+        return found == events_.end() ? events_.emplace_back(name) : *found;
+    }
+
+    std::optional<std::size_t> sizeAt(const JSONPath& path) const {
+        const JSONNode* array = root_.node(path);
+        return array == nullptr ? std::nullopt : std::optional{array->elements().size()};
+    }
+
+    const HookLayout& layout_;
+    const JSONNode& root_;
+    std::vector<Event> events_{};  ///< in the order in which their first entries stand
+    std::size_t eventsGone_ = 0;
+    std::vector<JSONPath> paths_{};
+};
+
+}  // namespace
+
+JSONEdit::Result HookLayout::discardAllBut(std::span<const HookSite> kept, const JSONDocument& document) const {
+    std::vector<HookSite> going = sites(document.root());
+    std::erase_if(going, [&](const HookSite& site) { return std::ranges::find(kept, site) != kept.end(); });
+    Shells shells{*this, document.root(), going};
+    const auto always = [](const std::string&) { return true; };
+    shells.clearGroups(always);
+    shells.clearEvents(always);
+    return JSONEdit::removeAll(document, shells.paths());
+}
+
+std::expected<BlockRemoved, JSONEditFailure> HookLayout::removed(const JSONDocument& document,
+                                                                 const std::set<Created>& created) const {
+    std::vector<std::string> leftovers;
+    const auto goes = [&](std::optional<Created> mark, std::string_view shell) {
+        if (mark && created.contains(*mark)) return true;
+        leftovers.push_back(fmt::format("an empty {} remains here, which Larkmoor did not create", shell));
+        return false;
+    };
+    Shells shells{*this, document.root(), sites(document.root())};
+    shells.clearGroups([&](const std::string& name) {
+        const HookEvent* event = known(name);
+        return goes(event == nullptr ? std::nullopt : event->group, "hook group");
+    });
+    shells.clearEvents([&](const std::string& name) {
+        const HookEvent* event = known(name);
+        return goes(event == nullptr ? std::nullopt : std::optional{event->array}, name + " list");
+    });
+    shells.clearHooks([&] { return goes(hooksObject, "hooks object"); });
+    auto edited = JSONEdit::removeAll(document, shells.paths());
+    if (!edited) return std::unexpected{std::move(edited.error())};
+    return BlockRemoved{std::move(*edited), std::move(leftovers)};
 }
 
 }  // namespace larkmoor

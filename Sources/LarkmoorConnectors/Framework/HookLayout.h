@@ -1,9 +1,10 @@
 // How a harness lays out the hooks in its JSON file: a `hooks` object of events, each an array of groups with a `hooks`
 // array of entries, or of the entries themselves. What all such files have in common is here; what an entry looks like
-// and which ones there are, is the harness's own. Pure functions over bytes of the strict dialect.
+// and which ones there are, is the harness's own. Pure functions over documents of the strict dialect.
 #pragma once
 
 #include <expected>
+#include <functional>
 #include <optional>
 #include <set>
 #include <span>
@@ -12,10 +13,8 @@
 #include <vector>
 
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
-#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/Framework/Block.h"
-#include "LarkmoorConnectors/Framework/HookSite.h"
-#include "LarkmoorConnectors/Framework/StrictJSON.h"
+#include "LarkmoorConnectors/Framework/HookCommand.h"
 
 namespace larkmoor {
 
@@ -28,40 +27,54 @@ struct HookEvent {
 
 struct HookLayout {
     Created hooksObject;
-    std::vector<HookEvent> events;
+    std::vector<HookEvent> events;      ///< the prompts' first; behind it the tools', if the harness has one
     bool grouped = true;                ///< entries stand in groups
-    std::vector<std::string> currents;  ///< the commands that this build writes
+    std::vector<std::string> currents;  ///< the commands that this build writes, in the order of the events
+    std::string binary;                 ///< the path of the program that they run
 
     /// Entries of ours under any event whatever, in file order.
     std::vector<HookSite> sites(const JSONNode& root) const;
 
-    /// Why the file cannot be edited though it may scan: the scan's own reason, or a name that stands twice where an
-    /// edit may land.
-    std::optional<std::string> unreadableReason(BytesView bytes) const;
+    /// A name that stands twice where an edit may land: the file cannot be edited, though it scans.
     std::optional<std::string> unreadableReason(const JSONNode& root) const;
 
     /// Why no entry of ours can be put into the file.
     std::optional<std::string> foreignReason(const JSONNode& root) const;
 
-    /// The path of the array that a site is an element of.
+    /// `driftReasons` is asked where there are sites, and nothing stands against an edit.
+    BlockFinding find(const JSONNode& root,
+                      const std::function<std::vector<std::string>(std::span<const HookSite>)>& driftReasons) const;
+
+    /// Their number ("four are expected"), then their events, then what the command of one of them says, which speaks
+    /// for all; the shape only where number and events are right.
+    std::vector<std::string> driftReasons(std::span<const HookSite> sites, std::string_view expectedCount,
+                                          const std::function<bool()>& shapeIsRight) const;
+
+    // Of a site in the tree that it was found in.
+
+    /// The path of the array that the site is an element of.
     JSONPath listOf(const HookSite& site) const;
-    /// The site's entry in the tree that it was found in.
     const JSONNode& entryOf(const HookSite& site, const JSONNode& root) const;
+    /// The `matcher` of the group that it stands in.
+    static std::optional<std::string_view> matcherOf(const HookSite& site, const JSONNode& root);
 
     /// Adds an element, which is a group where entries stand in groups, behind the others of one of `events`, and makes
     /// what is missing around it.
-    StrictJSON::Edited append(const JSONLiteral& element, std::string_view to, BytesView bytes,
-                              std::set<Created>& created) const;
+    JSONEdit::Result append(const JSONLiteral& element, std::string_view to, const JSONDocument& document,
+                            std::set<Created>& created) const;
 
-    /// Takes one entry out, and what it leaves empty around it, whoever made that: an upgrade replaces it at once.
-    StrictJSON::Edited discard(const HookSite& site, BytesView bytes) const;
+    /// Takes all entries of ours out but those of `kept`, with the groups and events that they leave empty, whoever
+    /// made those: an upgrade replaces them at once.
+    JSONEdit::Result discardAllBut(std::span<const HookSite> kept, const JSONDocument& document) const;
 
     /// Takes all entries out. Of the shells that they leave those go that are `created`; each other is a leftover.
-    std::expected<BlockRemoved, JSONEditFailure> removed(BytesView bytes, const std::set<Created>& created) const;
+    std::expected<BlockRemoved, JSONEditFailure> removed(const JSONDocument& document,
+                                                         const std::set<Created>& created) const;
 
-    /// The reasons of a drift that the places of the sites give: their number, and the events that they stand under.
-    std::vector<std::string> misplacements(std::span<const HookSite> sites, std::string_view expectedCount,
-                                           std::string_view (*expectedEvent)(const HookSite&)) const;
+  private:
+    const HookEvent* known(std::string_view event) const;
+    /// The event that a command of ours belongs under.
+    std::string_view expectedEvent(std::string_view command) const;
 };
 
 }  // namespace larkmoor

@@ -2,19 +2,25 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
+#include <ranges>
+#include <vector>
 
-namespace larkmoor::InstalledBundle {
+namespace larkmoor {
+
+namespace InstalledBundle {
 
 namespace fs = std::filesystem;
 
 std::optional<std::string> enclosing(const std::string& location) {
-    constexpr int mostLevels = 64;
+    constexpr int maxLevels = 64;
     if (!location.starts_with('/')) return std::nullopt;
     fs::path place = fs::path{location}.lexically_normal();
     if (!place.has_filename()) place = place.parent_path();
     std::optional<std::string> outermost;
-    for (int level = 0; level < mostLevels; ++level) {
+    for (int level = 0; level < maxLevels; ++level) {
         std::error_code ignored;
         if (place.extension() == ".app" && fs::is_directory(place, ignored)) outermost = place.string();
         const fs::path above = place.parent_path();
@@ -28,4 +34,66 @@ std::string executable(const std::string& bundle, std::string_view name) {
     return fmt::format("{}/Contents/MacOS/{}", bundle, name);
 }
 
-}  // namespace larkmoor::InstalledBundle
+}  // namespace InstalledBundle
+
+namespace BundleCommand {
+
+namespace {
+
+struct Flagged {
+    std::string_view before, value;
+};
+
+/// The command parted at a flag that ends it with a value of one word; the flag and a blank count before the flag and
+/// "=".
+std::optional<Flagged> flagAtEnd(std::string_view command, std::string_view flag) {
+    for (const char sign : {' ', '='}) {
+        const std::string separator = fmt::format(" --{}{}", flag, sign);
+        const std::size_t at = command.rfind(separator);
+        if (at == std::string_view::npos) continue;
+        const std::string_view value = command.substr(at + separator.size());
+        if (value.empty() || value.contains(' ')) return std::nullopt;
+        return Flagged{command.substr(0, at), value};
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::string_view withoutSlot(std::string_view command) {
+    const auto parts = flagAtEnd(command, "slot");
+    return parts ? parts->before : command;
+}
+
+std::optional<std::string_view> harness(std::string_view of) {
+    const auto parts = flagAtEnd(withoutSlot(of), "harness");
+    return parts ? std::optional{parts->value} : std::nullopt;
+}
+
+std::optional<std::string_view> hookExecutable(std::string_view of, std::string_view harness) {
+    if (harness.empty()) return std::nullopt;
+    const std::string_view command = withoutSlot(of);
+    for (const char sign : {' ', '='}) {
+        const std::string flag = fmt::format(" --harness{}{}", sign, harness);
+        if (!command.ends_with(flag)) continue;
+        const std::string_view path = command.substr(0, command.size() - flag.size());
+        if (path.empty() || path.contains(' ')) return std::nullopt;
+        return path;
+    }
+    return std::nullopt;
+}
+
+bool names(std::string_view path, std::string_view binary) {
+    if (!path.starts_with('/')) return false;
+    std::vector<std::string_view> components;
+    for (const auto component : std::views::split(path, '/')) {
+        if (!component.empty()) components.emplace_back(component.begin(), component.end());
+    }
+    const std::array tail{std::string_view{"Larkmoor.app"}, std::string_view{"Contents"}, std::string_view{"MacOS"},
+                          binary};
+    return components.size() >= tail.size() && std::ranges::equal(tail, std::span{components}.last(tail.size()));
+}
+
+}  // namespace BundleCommand
+
+}  // namespace larkmoor

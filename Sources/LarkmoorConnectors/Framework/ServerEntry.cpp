@@ -1,9 +1,7 @@
 #include "LarkmoorConnectors/Framework/ServerEntry.h"
 
-#include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
-#include "LarkmoorConnectors/ConfigFile/JSONNode.h"
-#include "LarkmoorConnectors/Framework/Drift.h"
-#include "LarkmoorConnectors/Framework/StrictJSON.h"
+#include "LarkmoorConnectors/Framework/Block.h"
+#include "LarkmoorConnectors/Framework/Observations.h"
 
 namespace larkmoor {
 
@@ -16,14 +14,6 @@ constexpr const char* otherShape = "the entry's shape is not the one this build 
 const JSONNode* objectIn(const JSONNode& root) { return root.node({servers}); }
 const JSONNode* entryIn(const JSONNode& root) { return root.node({servers, key}); }
 
-std::optional<std::string> duplicateIn(const JSONNode& root) {
-    for (const JSONNode* object : {&root, objectIn(root), entryIn(root)}) {
-        if (object == nullptr) continue;
-        if (auto reason = JSONDuplicates::reason(*object)) return reason;
-    }
-    return std::nullopt;
-}
-
 }  // namespace
 
 JSONLiteral ServerEntry::entry() const {
@@ -31,66 +21,53 @@ JSONLiteral ServerEntry::entry() const {
         {{"type", "stdio"}, {"command", command}, {"args", JSONLiteral::array({})}, {"env", JSONLiteral::object({})}});
 }
 
-std::optional<std::string> ServerEntry::unreadableReason(BytesView bytes) const {
-    const auto scan = StrictJSON::scan(bytes);
-    return scan ? duplicateIn(scan->root) : scan.error().description();
-}
-
-BlockFinding ServerEntry::find(std::optional<BytesView> bytes) const {
-    if (!bytes) return BlockFinding::FileAbsent{};
-    const auto scan = StrictJSON::scan(*bytes);
-    if (!scan) return BlockFinding::Unreadable{scan.error().description()};
-    if (auto reason = duplicateIn(scan->root)) return BlockFinding::Unreadable{std::move(*reason)};
-    if (const JSONNode* list = objectIn(scan->root); list != nullptr && !list->isObject()) {
+BlockFinding ServerEntry::find(const JSONDocument& document) const {
+    const JSONNode& root = document.root();
+    if (auto reason = JSONShape::duplicateAlong(root, {servers, key})) return BlockFinding::Unreadable{*reason};
+    if (const JSONNode* list = objectIn(root); list != nullptr && !list->isObject()) {
         return BlockFinding::Foreign{
             {"the mcpServers value in this file is not an object, so no entry can be put in it"}};
     }
-    const JSONNode* found = entryIn(scan->root);
+    const JSONNode* found = entryIn(root);
     if (found == nullptr) return BlockFinding::Absent{};
     const JSONNode* stated = found->node({"command"});
     const auto text = stated == nullptr ? std::nullopt : stated->text();
     if (!text) return BlockFinding::Drifted{{otherShape}};
     std::vector<std::string> reasons = Drift::reasons(std::string{*text}, command, command);
-    if (*text == command && found->value(*bytes) != entry().value()) reasons.emplace_back(otherShape);
+    if (*text == command && found->value(document.bytes()) != entry().value()) reasons.emplace_back(otherShape);
     if (reasons.empty()) return BlockFinding::Connected{};
     return BlockFinding::Drifted{std::move(reasons)};
 }
 
-std::expected<BlockInstalled, JSONEditFailure> ServerEntry::installed(BytesView bytes) const {
-    const auto scan = StrictJSON::scan(bytes);
-    if (!scan) return std::unexpected{scan.error()};
-    const bool hasObject = objectIn(scan->root) != nullptr;
-    const JSONNode* found = entryIn(scan->root);
-    if (found != nullptr && found->value(bytes) == entry().value()) return BlockInstalled{copyBytes(bytes)};
-    auto edited = StrictJSON::edited(bytes, [&](const JSONDocument& document) {
-        if (hasObject) return JSONEdit::setMember(document, {servers}, key, entry());
-        return JSONEdit::setMember(document, {}, servers, JSONLiteral::object({{std::string{key}, entry()}}));
-    });
+std::expected<BlockInstalled, JSONEditFailure> ServerEntry::installed(const JSONDocument& document) const {
+    const bool hasObject = objectIn(document.root()) != nullptr;
+    const JSONNode* found = entryIn(document.root());
+    if (found != nullptr && found->value(document.bytes()) == entry().value()) return BlockInstalled{document};
+    auto edited = hasObject
+                      ? JSONEdit::setMember(document, {servers}, key, entry())
+                      : JSONEdit::setMember(document, {}, servers, JSONLiteral::object({{std::string{key}, entry()}}));
     if (!edited) return std::unexpected{std::move(edited.error())};
     BlockInstalled result{std::move(*edited)};
-    if (!hasObject) result.created.insert(object);
+    if (!hasObject) result.made.created.insert(object);
     return result;
 }
 
-std::expected<BlockRemoved, JSONEditFailure> ServerEntry::removed(BytesView bytes,
+std::expected<BlockRemoved, JSONEditFailure> ServerEntry::removed(const JSONDocument& document,
                                                                   const std::set<Created>& created) const {
-    const auto scan = StrictJSON::scan(bytes);
-    if (!scan) return std::unexpected{scan.error()};
-    if (entryIn(scan->root) == nullptr) return BlockRemoved{copyBytes(bytes)};
-    auto edited = StrictJSON::edited(
-        bytes, [](const JSONDocument& document) { return JSONEdit::removeMember(document, {servers}, key); });
-    if (!edited) return std::unexpected{std::move(edited.error())};
-    const auto after = StrictJSON::scan(*edited);
-    if (!after) return std::unexpected{after.error()};
-    if (!objectIn(after->root)->members().empty()) return BlockRemoved{std::move(*edited)};
-    if (!created.contains(object)) {
-        return BlockRemoved{std::move(*edited),
-                            {"an empty mcpServers object remains here, which Larkmoor did not create"}};
+    BlockRemoved result{document};
+    if (entryIn(document.root()) == nullptr) return result;
+    std::vector<JSONPath> going{{servers, key}};
+    if (objectIn(document.root())->members().size() == 1) {
+        if (created.contains(object)) {
+            going.push_back({servers});
+        } else {
+            result.leftovers = {"an empty mcpServers object remains here, which Larkmoor did not create"};
+        }
     }
-    edited = StrictJSON::edited(
-        *edited, [](const JSONDocument& document) { return JSONEdit::removeMember(document, {}, servers); });
+    auto edited = JSONEdit::removeAll(document, going);
     if (!edited) return std::unexpected{std::move(edited.error())};
-    return BlockRemoved{std::move(*edited)};
+    result.document = std::move(*edited);
+    return result;
 }
 
 }  // namespace larkmoor

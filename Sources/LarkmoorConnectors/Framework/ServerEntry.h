@@ -1,15 +1,13 @@
 // The MCP server entry in a JSON file whose `mcpServers` object goes from a server's name to how it is started. The key
-// is ours by its name, so no entry has to prove whose it is. Pure functions over bytes of the strict dialect, but that
-// `find` asks whether the executable is on the disk.
+// is ours by its name, so no entry has to prove whose it is. Pure functions over documents of the strict dialect, but
+// that `find` asks whether the executable is on the disk.
 #pragma once
 
 #include <expected>
-#include <optional>
 #include <set>
 #include <string>
 
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
-#include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
 #include "LarkmoorConnectors/Framework/Block.h"
 
 namespace larkmoor {
@@ -21,11 +19,11 @@ struct ServerEntry {
     /// What this build writes.
     JSONLiteral entry() const;
 
-    BlockFinding find(std::optional<BytesView> bytes) const;
+    BlockFinding find(const JSONDocument& document) const;
     /// A whole entry that differs is replaced, with whatever the user put into it.
-    std::expected<BlockInstalled, JSONEditFailure> installed(BytesView bytes) const;
-    std::expected<BlockRemoved, JSONEditFailure> removed(BytesView bytes, const std::set<Created>& created) const;
-    std::optional<std::string> unreadableReason(BytesView bytes) const;
+    std::expected<BlockInstalled, JSONEditFailure> installed(const JSONDocument& document) const;
+    std::expected<BlockRemoved, JSONEditFailure> removed(const JSONDocument& document,
+                                                         const std::set<Created>& created) const;
 };
 
 }  // namespace larkmoor

@@ -3,15 +3,13 @@
 
 #include <fmt/ranges.h>
 
-#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeHook.h"
-#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeMCP.h"
+#include "LarkmoorConnectors/ClaudeCode/ClaudeCodeBlocks.h"
 #include "LarkmoorConnectors/ConnectorHome.h"
 
 namespace larkmoor {
 namespace {
 
 using testing::ConnectorHome;
-using testing::text;
 
 #define RUN "{hook} --harness claude-code --slot "
 #define ENTRY(command) "{'type':'command','command':'" command "','timeout':3}"
@@ -62,8 +60,24 @@ class ClaudeCodeBlockTest : public ::testing::Test {
     ClaudeCodeHook hook{ClaudeCodePaths::under(home.path(), home.bundle())};
     ClaudeCodeMCP server{ClaudeCodePaths::under(home.path(), home.bundle())};
 
-    /// As the tables spell it.
-    std::string bytesOf(const Bytes& bytes) const { return folded(home.shown(text(bytes))); }
+    JSONDocument document(std::string_view row) const {
+        return JSONDocument::read(copyBytes(home.filled(row)), JSONDialect::strict).value();
+    }
+    std::string found(const auto& block, std::string_view row) const {
+        return home.shown(shown(block.find(document(row))));
+    }
+    /// As the tables spell it, or why there is none.
+    template <class Result>
+    std::string bytesOf(const std::expected<Result, JSONEditFailure>& result) const {
+        if (!result) return result.error().description();
+        const FileDocument file = [&] {
+            if constexpr (std::is_same_v<Result, BlockRemoved>)
+                return *result->document;
+            else
+                return result->document;
+        }();
+        return folded(home.shown(std::string{asText(FileDocuments::bytes(file))}));
+    }
 };
 
 TEST_F(ClaudeCodeBlockTest, WhatIsFoundOfTheHooks) {
@@ -106,12 +120,10 @@ TEST_F(ClaudeCodeBlockTest, WhatIsFoundOfTheHooks) {
          "drifted: a Larkmoor entry here is under the UserPromptSubmit event rather than PreToolUse" WRONG WRONG WRONG},
     };
     for (const Case& row : table) {
-        EXPECT_EQ(home.shown(shown(hook.find(asBytes(home.filled(row.in))))), row.want) << row.name;
+        EXPECT_EQ(found(hook, row.in), row.want) << row.name;
     }
-    EXPECT_EQ(shown(hook.find(std::nullopt)), "file absent");
     std::filesystem::remove(home.hook());
-    EXPECT_EQ(home.shown(shown(hook.find(asBytes(home.filled(WHOLE))))),
-              "drifted: the file the command names is not on disk: {hook}");
+    EXPECT_EQ(found(hook, WHOLE), "drifted: the file the command names is not on disk: {hook}");
 }
 
 TEST_F(ClaudeCodeBlockTest, WhatAnInstallMakesOfTheHooks) {
@@ -131,10 +143,49 @@ TEST_F(ClaudeCodeBlockTest, WhatAnInstallMakesOfTheHooks) {
         {"under another event", STOP(GROUP(RULES)), WHOLE},
         {"a tool's entry in the prompts' group", BOTH(GROUP(PRETOOL "," PROMPTS), ""), WHOLE},
     };
+    for (const Case& row : table) EXPECT_EQ(bytesOf(hook.installed(document(row.in))), row.want) << row.name;
+}
+
+// Ownership of an entry is its command; ownership of what surrounds it is what was created.
+TEST_F(ClaudeCodeBlockTest, WhatARemovalLeavesOfTheHooks) {
+    using enum Created;
+    const std::set<Created> all{hooksObject, eventArray, hookGroup, preToolEventArray, preToolGroup};
+    struct Case {
+        std::string_view name, in;
+        std::set<Created> created;
+        std::string_view want;
+        std::vector<std::string> leftovers{};
+    };
+    const std::string group = "an empty hook group remains here, which Larkmoor did not create";
+    const Case table[] = {
+        {"the whole", WHOLE, all, "{}"},
+        {"two groups of one event", PROMPT(GROUP(RULES) "," GROUP(USERS) "," GROUP(INDEX) "," GROUP(RECALL)), all,
+         PROMPT(GROUP(USERS))},
+        {"two groups, and all of their event", PROMPT(GROUP(RULES) "," GROUP(INDEX)), all, "{}"},
+        {"two groups of each event, the events the user's",
+         BOTH(GROUP(RULES) "," GROUP(INDEX), PRE_GROUP "," PRE_GROUP),
+         {hookGroup, preToolGroup},
+         BOTH("", ""),
+         {"an empty UserPromptSubmit list remains here, which Larkmoor did not create",
+          "an empty PreToolUse list remains here, which Larkmoor did not create"}},
+        {"the tools' group alone was ours",
+         BOTH(PROMPT_GROUP, PRE_GROUP),
+         {preToolGroup, preToolEventArray, hooksObject},
+         PROMPT(GROUP("")),
+         {group}},
+        {"among the user's", BOTH(GROUP(USERS "," PROMPTS "," USERS), PRE_GROUP), all, PROMPT(GROUP(USERS "," USERS))},
+        {"under an event that is never ours",
+         STOP(GROUP(RULES) "," GROUP(INDEX)),
+         all,
+         STOP(GROUP("") "," GROUP("")),
+         {group, group}},
+        {"a shell of hooks that we made", "{'hooks':{}}", {hooksObject}, "{}"},
+        {"nothing of ours", STOP(GROUP("")), all, STOP(GROUP(""))},
+    };
     for (const Case& row : table) {
-        const auto installed = hook.installed(asBytes(home.filled(row.in)));
-        ASSERT_TRUE(installed) << row.name << installed.error().description();
-        EXPECT_EQ(bytesOf(installed->bytes), row.want) << row.name;
+        const auto removed = hook.removed(document(row.in), row.created);
+        EXPECT_EQ(bytesOf(removed), row.want) << row.name;
+        EXPECT_EQ(removed->leftovers, row.leftovers) << row.name;
     }
 }
 
@@ -160,14 +211,11 @@ TEST_F(ClaudeCodeBlockTest, TheServerEntry) {
          "{'mcpServers':{'x':{'a':1,'a':1},'larkmoor':" OURS "}}"},
     };
     for (const Case& row : table) {
-        const std::string in = home.filled(row.in);
-        EXPECT_EQ(home.shown(shown(server.find(asBytes(in)))), row.found) << row.name;
-        const auto installed = server.installed(asBytes(in));
-        EXPECT_EQ(installed ? bytesOf(installed->bytes) : installed.error().description(), row.want) << row.name;
+        EXPECT_EQ(found(server, row.in), row.found) << row.name;
+        EXPECT_EQ(bytesOf(server.installed(document(row.in))), row.want) << row.name;
     }
     std::filesystem::remove(home.mcp());
-    EXPECT_EQ(home.shown(shown(server.find(asBytes(home.filled(SERVER(OURS)))))),
-              "drifted: the file the command names is not on disk: {mcp}");
+    EXPECT_EQ(found(server, SERVER(OURS)), "drifted: the file the command names is not on disk: {mcp}");
 }
 
 }  // namespace

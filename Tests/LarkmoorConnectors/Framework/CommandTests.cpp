@@ -5,7 +5,7 @@
 
 #include "LarkmoorConnectors/Framework/HookCommand.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
-#include "LarkmoorConnectors/Framework/ScanJoin.h"
+#include "LarkmoorConnectors/Framework/Observations.h"
 #include "Support/TemporaryFolder.h"
 
 namespace larkmoor {

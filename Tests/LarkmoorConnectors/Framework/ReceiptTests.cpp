@@ -3,7 +3,7 @@
 
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
-#include "LarkmoorConnectors/Framework/ReceiptStore.h"
+#include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 
 namespace larkmoor {
 namespace {

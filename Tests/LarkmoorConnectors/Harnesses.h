@@ -1,0 +1,57 @@
+// The harnesses that the common tests run over. A new one adds its description: where its files lie, how its hooks are
+// laid out, and rows of files that an install and a removal must leave as they were.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "LarkmoorConnectors/ConnectorHome.h"
+#include "LarkmoorConnectors/Framework/Block.h"
+
+namespace larkmoor::testing {
+
+inline constexpr std::string_view asItWas = "(as it was)";
+
+/// A file that an install and a removal go over.
+struct RoundTrip {
+    std::string_view name, in;
+    std::string_view after = asItWas;  ///< what stands after the removal, if not the input
+    std::string_view leftover = "";    ///< the sentence for what stays
+};
+
+struct HarnessFileRows {
+    std::string_view path;    ///< in the home
+    std::string_view format;  ///< in sentences
+    std::string_view users;   ///< a content of the user's
+    std::vector<RoundTrip> rows;
+};
+
+struct Harness {
+    std::string_view name, folder, receipt;
+    std::vector<HarnessFileRows> files;  ///< the first holds the hooks
+    std::string_view notes = "";         ///< what an install that has changed something says besides
+
+    /// `now` and `beforeRename` are the connector's own.
+    std::function<std::unique_ptr<Connector>(const ConnectorHome&,
+                                             std::function<std::chrono::system_clock::time_point()> now,
+                                             std::function<void()> beforeRename)>
+        make;
+
+    // For hooks files that are made by chance.
+
+    std::function<Block(const ConnectorHome&)> hooks;
+    std::vector<std::string_view> events;
+    bool grouped = true;
+    std::vector<std::string_view> ours;  ///< commands of this build and of earlier ones
+
+    std::unique_ptr<Connector> connector(const ConnectorHome& home) const {
+        return make(home, [] { return moment; }, {});
+    }
+};
+
+const std::vector<Harness>& harnesses();
+
+}  // namespace larkmoor::testing
