@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "LarkmoorKit/Door/XPCClient.h"
-#include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorKit/Door/XPCWire.h"
+#include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorWire/Codec/Messages.h"
 
 namespace larkmoor {
