@@ -106,7 +106,7 @@ MenuDuties Application::duties() {
     ConvergeDuties::join(duties,
                          {.home = home_,
                           .bundle = InstalledBundle::current(),
-                          .runningApplications = [scan = std::make_shared<ProcessScan>()] { return scan->look(); },
+                          .runningApplications = [scan = std::make_shared<ProcessScan>()] { return scan->scan(); },
                           .log = platformLog});
     return duties;
 }
