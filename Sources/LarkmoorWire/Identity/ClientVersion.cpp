@@ -3,8 +3,8 @@
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/Text.h"
 #include "LarkmoorBase/UTF8.h"
-#include "LarkmoorPlatform/PropertyList.h"
 #include "LarkmoorPlatform/Process.h"
+#include "LarkmoorPlatform/PropertyList.h"
 
 namespace larkmoor::ClientVersion {
 
