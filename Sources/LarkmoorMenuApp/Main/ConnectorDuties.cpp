@@ -11,7 +11,7 @@ MenuDuties::Connectors Application::connectorDuties() {
     return ConvergeDuties::make(
         {.home = home_,
          .bundle = InstalledBundle::current(),
-         .runningApplications = [scan = std::make_shared<ProcessScan>()] { return scan->look(); },
+         .runningApplications = [scan = std::make_shared<ProcessScan>()] { return scan->scan(); },
          .log = platformLog});
 }
 
