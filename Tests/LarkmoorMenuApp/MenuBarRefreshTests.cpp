@@ -240,6 +240,7 @@ TEST_F(MenuBarTest, ARefusalIsLoggedAfterFortyFiveSeconds) {
         refresh();
         EXPECT_EQ(log.size(), step.lines) << step.at;
     }
+    ASSERT_FALSE(log.empty());
     EXPECT_EQ(log.front(),
               "[larkmoor-menu] the daemon has been up and refusing this connection for 45s — it is judging this "
               "process's code identity, which no reconnect can change. This menu must be restarted to talk to it again "
