@@ -8,41 +8,45 @@ namespace {
 using namespace larkmoor;
 using fuzz::require;
 
-/// A blank in the place of each.
-std::string withoutComments(BytesView bytes, const JSONScan& scan) {
-    std::string text{asText(bytes)};
-    for (auto comment = scan.comments.rbegin(); comment != scan.comments.rend(); ++comment) {
-        const auto start = static_cast<std::size_t>(comment->start);
-        text.replace(start, static_cast<std::size_t>(comment->end) - start, " ");
+using Read = std::expected<JSONDocument, JSONTextError>;
+
+/// With a blank in the place of each.
+std::string withoutComments(const JSONDocument& document) {
+    std::string text{asText(document.bytes())};
+    for (const ByteRange comment : document.comments()) {
+        std::fill(text.begin() + comment.start, text.begin() + comment.end, ' ');
     }
     return text;
 }
 
-void checkRefusal(BytesView bytes, const JSONTextError& error) {
-    require(error.offset >= 0 && error.offset <= std::ssize(bytes), "a refusal names a place in the document");
-    require(!error.reason.empty(), "a refusal says why");
+void check(const Read& read, BytesView bytes) {
+    if (read) return require(testing::Tiling{*read}.broken());
+    require(read.error().offset >= 0 && read.error().offset <= std::ssize(bytes),
+            "an error names a place in the bytes");
+    require(!read.error().reason.empty(), "an error says why");
+}
+
+void sameValue(const JSONDocument& left, const JSONDocument& right, const char* what) {
+    require(left.root().value(left.bytes()) == right.root().value(right.bytes()), what);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const BytesView bytes = std::as_bytes(std::span{data, size});
-    const auto strict = JSONText::scanWithTrivia(bytes, JSONDialect::strict);
-    const auto commented = JSONText::scanWithTrivia(bytes, JSONDialect::withComments);
-    if (!strict) checkRefusal(bytes, strict.error());
-    if (!commented) checkRefusal(bytes, commented.error());
+    const Read strict = JSONDocument::read(bytes, JSONDialect::strict);
+    const Read commented = JSONDocument::read(bytes, JSONDialect::withComments);
+    check(strict, bytes);
+    check(commented, bytes);
     if (strict) {
-        require(strict->comments.empty(), "plain JSON has no comments");
-        require(testing::Tiling{*JSONDocument::read(bytes, JSONDialect::strict)}.broken());
+        require(strict->comments().empty(), "plain JSON has no comments");
         require(commented.has_value(), "plain JSON is JSON with comments");
-        require(strict->root.value(bytes) == commented->root.value(bytes), "both dialects read the same");
+        sameValue(*strict, *commented, "both dialects read the same");
     }
     if (commented) {
-        require(testing::Tiling{*JSONDocument::read(bytes, JSONDialect::withComments)}.broken());
-        const std::string plain = withoutComments(bytes, *commented);
-        const auto again = JSONText::scanWithTrivia(asBytes(plain), JSONDialect::strict);
-        require(again.has_value(), "without its comments it is plain JSON");
-        require(again->root.value(asBytes(plain)) == commented->root.value(bytes), "which says the same");
+        const Read plain = JSONDocument::read(asBytes(withoutComments(*commented)), JSONDialect::strict);
+        require(plain.has_value(), "without its comments it is plain JSON");
+        sameValue(*plain, *commented, "which reads the same");
     }
     return 0;
 }

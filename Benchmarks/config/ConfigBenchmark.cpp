@@ -1,8 +1,7 @@
 // Reading and editing configuration files against the usual libraries, on the same documents in one run.
 #include <cstdio>
 
-#include "config/JSONRows.h"
-#include "config/TOMLRows.h"
+#include "config/Rows.h"
 
 int main() {
     using namespace larkmoor::bench;

@@ -1,4 +1,4 @@
-#include "config/JSONRows.h"
+#include "config/Rows.h"
 
 #define RAPIDJSON_HAS_STDSTRING 1
 #include <rapidjson/document.h>
@@ -11,7 +11,6 @@
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 #include "config/Documents.h"
-#include "config/Growth.h"
 #include "config/Measure.h"
 
 namespace larkmoor::bench {

@@ -1,8 +1,10 @@
 // Timing and counting for the comparisons of this folder. Seconds are of the processor, user's and system's.
 #pragma once
 
+#include <any>
 #include <cstddef>
 #include <functional>
+#include <string>
 
 namespace larkmoor::bench {
 
@@ -31,5 +33,9 @@ struct Memory {
 
 /// `work` keeps what it made until after it returns; it is called once.
 Memory memoryOf(const std::function<void()>& work);
+
+/// Prints time and memory of scanning 1, 4, 16 and 64 MiB. `scan` returns what a caller would hold.
+void growth(const char* what, const std::function<std::string(std::size_t)>& document,
+            const std::function<std::any(const std::string&)>& scan);
 
 }  // namespace larkmoor::bench

@@ -1,4 +1,4 @@
-#include "config/TOMLRows.h"
+#include "config/Rows.h"
 
 #include <toml++/toml.h>
 
@@ -9,7 +9,6 @@
 #include "LarkmoorConnectors/ConfigFile/TOMLEdit.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 #include "config/Documents.h"
-#include "config/Growth.h"
 #include "config/Measure.h"
 
 namespace larkmoor::bench {

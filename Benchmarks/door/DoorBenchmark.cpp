@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "LarkmoorKit/Door/XPCClient.h"
-#include "LarkmoorKit/Door/XPCEndpoint.h"
-#include "LarkmoorPlatform/Linux/MessageServiceDial.h"
+#include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
+#include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorWire/Codec/Messages.h"
 
 namespace larkmoor {

@@ -7,7 +7,7 @@
 static const uint64_t limit_microseconds = 1000000;
 
 struct answer {
-    bool is_here;
+    bool has_come;
     bool is_registered;
 };
 
@@ -21,21 +21,20 @@ static int take_answer(sd_bus_message* reply, void* userdata, sd_bus_error* erro
     struct answer* answer = userdata;
     int has_owner = 0;
     (void)error;
-    answer->is_here = true;
+    answer->has_come = true;
     answer->is_registered =
         !sd_bus_message_is_method_error(reply, NULL) && sd_bus_message_read(reply, "b", &has_owner) > 0 && has_owner;
     return 1;
 }
 
-/* The library's own blocking call would wait for the connection as long as that takes, and count its limit from there.
- */
+/* sd-bus's blocking call has no limit for connecting: its time-out starts when the connection is ready. */
 static bool ask(sd_bus* bus, const char* name) {
     const uint64_t deadline = now_microseconds() + limit_microseconds;
     struct answer answer = {false, false};
     if (sd_bus_call_method_async(bus, NULL, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                                  "NameHasOwner", take_answer, &answer, "s", name) < 0)
         return false;
-    while (!answer.is_here) {
+    while (!answer.has_come) {
         const uint64_t now = now_microseconds();
         int step;
         if (now >= deadline) return false;

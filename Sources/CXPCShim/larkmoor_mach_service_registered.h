@@ -1,4 +1,4 @@
-/* Is a service's name known to the machine? */
+/* Whether a service name is registered. */
 #pragma once
 
 #include <stdbool.h>
@@ -7,9 +7,8 @@
 extern "C" {
 #endif
 
-/* Whether somebody owns the name on the session bus. Opens a connection of its own and blocks for up to one second; a
-   bus that is not there or does not answer in that time gives false, and so does a name that can be nobody's. Any
-   thread, several at once. */
+/* Whether the name has an owner on the session bus. Opens a connection of its own and blocks for at most one second;
+   false if there is no bus, if it does not reply in time, or if the name is invalid. Any thread, concurrently. */
 bool larkmoor_mach_service_registered(const char* name);
 
 #ifdef __cplusplus

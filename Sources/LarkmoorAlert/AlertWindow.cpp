@@ -14,20 +14,22 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
+#include "LarkmoorPlatform/AlertProtocol.h"
+
 namespace larkmoor {
 
 namespace {
 
 constexpr int iconSize = 64;
-// The drawing leaves a border around itself, which is not to show.
+// The image has a transparent border, which is cropped.
 constexpr double iconGrowth = 1.24;
 constexpr int textPixels = 13;
 constexpr int textWidth = 240;
-// More than a few sentences read better in longer lines.
+// Long texts get longer lines.
 constexpr int longText = 240;
 constexpr int longTextWidth = 360;
 
-/// The desktop's own font, no smaller than the alert is drawn for.
+/// The desktop's font, at least in the size that the alert is designed for.
 QFont textFont() {
     QFont font = QApplication::font();
     font.setPixelSize(std::max(textPixels, QFontInfo{font}.pixelSize()));
@@ -59,13 +61,13 @@ QString themeName(AlertRequest::Style style) {
     return {};
 }
 
-/// The desktop's icon for the style. A desktop without one leaves us ours, which at least says who speaks.
+/// The icon theme's icon for the style, or the application's where the theme has none.
 QPixmap styleIcon(AlertRequest::Style style, double pixelRatio) {
     const QPixmap icon = QIcon::fromTheme(themeName(style)).pixmap(QSize{iconSize, iconSize}, pixelRatio);
     return icon.isNull() ? applicationIcon(pixelRatio) : icon;
 }
 
-/// Nothing in the text is taken for a mark or a link.
+/// Markup and links are shown as text.
 QLabel* plainLabel(const QString& text, const QFont& font, int width) {
     auto* label = new QLabel;
     label->setTextFormat(Qt::PlainText);
@@ -79,6 +81,28 @@ QLabel* plainLabel(const QString& text, const QFont& font, int width) {
 
 }  // namespace
 
+std::optional<AlertRequest> AlertRequest::read(const QByteArray& request) {
+    namespace protocol = AlertProtocol;
+    if (!request.endsWith('\0')) return std::nullopt;
+    AlertRequest alert;
+    for (const QByteArray& field : request.chopped(1).split('\0')) {
+        const qsizetype equals = field.indexOf('=');
+        if (equals < 0) return std::nullopt;
+        const std::string_view name{field.constData(), static_cast<std::size_t>(equals)};
+        const QByteArray bytes = field.sliced(equals + 1);
+        const QString value = QString::fromUtf8(bytes);
+        if (name == protocol::build) alert.build = value;
+        if (name == protocol::asker) alert.asker = value.toLongLong();
+        if (name == protocol::style && bytes == "warning") alert.style = Style::warning;
+        if (name == protocol::style && bytes == "critical") alert.style = Style::critical;
+        if (name == protocol::message) alert.message = value;
+        if (name == protocol::text) alert.text = value;
+        if (name == protocol::button) alert.buttons.append(value);
+        if (name == protocol::icon) alert.showsApplicationIcon = bytes == "application";
+    }
+    return alert.buttons.isEmpty() ? std::nullopt : std::optional{alert};
+}
+
 AlertWindow::AlertWindow(const AlertRequest& request) : last_(static_cast<int>(request.buttons.size()) - 1) {
     setWindowTitle(QStringLiteral("Larkmoor"));
     setWindowFlag(Qt::WindowStaysOnTopHint);
@@ -86,7 +110,7 @@ AlertWindow::AlertWindow(const AlertRequest& request) : last_(static_cast<int>(r
     setAccessibleName(request.message);
     setAccessibleDescription(request.text);
 
-    // As wide as it was drawn for, in the measure of a larger font.
+    // The designed width, scaled to the font.
     const int drawn = request.text.size() > longText ? longTextWidth : textWidth;
     const int width = drawn * textFont().pixelSize() / textPixels;
     auto* column = new QVBoxLayout{this};
@@ -117,7 +141,7 @@ QWidget* AlertWindow::makeText(const QString& text, int width) {
     QLabel* label = plainLabel(text, textFont(), width);
     const int most = screen()->availableSize().height() / 2;
     if (label->height() <= most) return label;
-    // The buttons stay on the screen, whatever is said above them.
+    // Keeps the buttons on the screen.
     auto* scrolled = new QScrollArea;
     scrolled->setWidget(label);
     scrolled->setAccessibleName(text);
@@ -130,25 +154,25 @@ QWidget* AlertWindow::makeText(const QString& text, int width) {
 QWidget* AlertWindow::makeButtons(const QStringList& titles) {
     auto* buttons = new QDialogButtonBox;
     buttons->setCenterButtons(true);
-    for (int place = 0; place <= last_; ++place) {
-        // Each desktop has an order of its own for these.
-        const bool isFirst = place == 0;
+    for (int index = 0; index <= last_; ++index) {
+        // The roles decide the order of the buttons, which depends on the desktop.
+        const bool isFirst = index == 0;
         const auto role = isFirst          ? QDialogButtonBox::AcceptRole
-                          : place == last_ ? QDialogButtonBox::RejectRole
+                          : index == last_ ? QDialogButtonBox::RejectRole
                                            : QDialogButtonBox::ActionRole;
-        QString title = titles[place];
+        QString title = titles[index];
         QPushButton* button = buttons->addButton(title.replace(QLatin1Char{'&'}, QLatin1String{"&&"}), role);
-        button->setAccessibleName(titles[place]);
+        button->setAccessibleName(titles[index]);
         button->setDefault(isFirst);
         if (isFirst) button->setFocus();
-        connect(button, &QPushButton::clicked, this, [this, place] { choose(place); });
+        connect(button, &QPushButton::clicked, this, [this, index] { choose(index); });
     }
     return buttons;
 }
 
 void AlertWindow::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
-    // So that a screen reader reads the message, and not only the button that has the focus.
+    // Makes screen readers read the message, and not only the focused button.
     QAccessibleEvent alert{this, QAccessible::Alert};
     QAccessible::updateAccessibility(&alert);
 }
@@ -160,8 +184,8 @@ void AlertWindow::closeEvent(QCloseEvent* event) {
 
 void AlertWindow::reject() { choose(last_); }
 
-void AlertWindow::choose(int place) {
-    choice_ = place;
+void AlertWindow::choose(int index) {
+    choice_ = index;
     done(QDialog::Accepted);
 }
 

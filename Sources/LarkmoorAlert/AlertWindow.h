@@ -1,19 +1,36 @@
-// One alert: an icon, a message, a text below it, and a row of buttons, all of it plain text.
+// The alert's window: an icon, a message, a text below it and a row of buttons, all in plain text.
 #pragma once
 
+#include <QByteArray>
 #include <QDialog>
+#include <QString>
+#include <QStringList>
 
 #include <optional>
 
-#include "LarkmoorAlert/AlertRequest.h"
-
 namespace larkmoor {
+
+/// The content of an alert, read from the helper's standard input (see AlertProtocol.h).
+struct AlertRequest {
+    enum class Style { informational, warning, critical };
+
+    QString build;
+    qint64 asker = 0;
+    Style style = Style::informational;
+    QString message;
+    QString text;
+    QStringList buttons;
+    bool showsApplicationIcon = false;
+
+    /// Nothing for a request that is truncated or has no button; unknown fields are ignored.
+    static std::optional<AlertRequest> read(const QByteArray& request);
+};
 
 class AlertWindow : public QDialog {
   public:
     explicit AlertWindow(const AlertRequest& request);
 
-    /// The place of the button that ended `exec`; nothing if the window was closed without one.
+    /// The index of the button that ended `exec`; nothing if the window was closed without one.
     std::optional<int> choice() const { return choice_; }
 
   protected:
@@ -27,7 +44,7 @@ class AlertWindow : public QDialog {
     QWidget* makeMessage(const QString& text, int width);
     QWidget* makeText(const QString& text, int width);
     QWidget* makeButtons(const QStringList& titles);
-    void choose(int place);
+    void choose(int index);
 
     const int last_;
     std::optional<int> choice_;

@@ -10,8 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "LarkmoorPlatform/AlertProtocol.h"
 #include "LarkmoorAlert/AlertWindow.h"
+#include "LarkmoorPlatform/AlertProtocol.h"
 
 namespace larkmoor {
 
@@ -19,7 +19,7 @@ namespace {
 
 namespace protocol = AlertProtocol;
 
-/// There is nothing to tidy up that the end of the process does not, and a toolkit's farewell is not worth waiting for.
+/// Skips the toolkit's slow destructors: the system frees everything.
 [[noreturn]] void leave(protocol::ExitStatus status, const QString& words = {}) {
     if (!words.isEmpty()) std::fprintf(stderr, "larkmoor-alert: %s\n", qPrintable(words));
     std::fflush(stdout);
@@ -34,13 +34,13 @@ AlertRequest readRequest() {
     return *std::move(request);
 }
 
-/// An alert whose asker has gone asks for nobody.
+/// The alert must not outlive the process that asked for it.
 void endWith(qint64 asker) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != asker) leave(protocol::noAsker, QStringLiteral("whoever asked is gone"));
 }
 
-/// The toolkit ends a program that finds no display by a crash, in words of its own.
+/// Without a display the toolkit aborts the program with a fatal message.
 void takeMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& words) {
     if (type == QtFatalMsg) leave(protocol::noDisplay, QStringLiteral("no display: ") + words.simplified());
     std::fprintf(stderr, "larkmoor-alert: %s\n", qPrintable(words));
@@ -50,9 +50,9 @@ void prepareEnvironment() {
     const bool hasDisplay = qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
                             qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
     if (!hasDisplay) leave(protocol::noDisplay, QStringLiteral("no display: DISPLAY and WAYLAND_DISPLAY are not set"));
-    // A session must not bring an old question back at the next login.
+    // Session management must not restore the alert at the next login.
     qunsetenv("SESSION_MANAGER");
-    // The same token under the name that it has on X11.
+    // X11 has another name for the same token.
     if (qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN")) {
         qputenv("DESKTOP_STARTUP_ID", qgetenv("XDG_ACTIVATION_TOKEN"));
     }

@@ -21,7 +21,7 @@ namespace {
 
 constexpr auto maxWaitAtEnd = std::chrono::seconds{2};
 
-/// A new thread takes no signal: they are the main loop's. Throws what std::thread throws.
+/// Starts a thread that blocks all signals, which are for the main thread. Throws what std::thread throws.
 void startWithoutSignals(std::function<void()> body) {
     sigset_t all;
     sigset_t before;
@@ -38,7 +38,7 @@ void startWithoutSignals(std::function<void()> body) {
 
 }  // namespace
 
-/// What the threads see. It lives as long as the last of them, which may be longer than the loop.
+/// What the threads share. It lives as long as the last of them, which may be longer than the loop.
 struct BlockingWorkers::Shared : std::enable_shared_from_this<Shared> {
     struct Job {
         std::uint64_t number;
@@ -47,7 +47,7 @@ struct BlockingWorkers::Shared : std::enable_shared_from_this<Shared> {
 
     mutable std::mutex mutex;
     std::condition_variable wake;
-    std::condition_variable rest;  ///< told when a thread becomes idle or ends
+    std::condition_variable rest;  ///< notified when a thread becomes idle or ends
     // Guarded by `mutex`, as is every use of `owner` by a thread.
     std::deque<Job> queue;
     std::size_t threads = 0;
@@ -84,13 +84,13 @@ struct BlockingWorkers::Shared : std::enable_shared_from_this<Shared> {
         } catch (...) {
             thrown = std::current_exception();
         }
-        // What the work held is given up before anybody hears that it is done.
+        // What the work captured is destroyed before its completion is reported.
         job.work = nullptr;
         return thrown;
     }
 
-    /// Posts under the lock: `shutdown` takes it too, and so the loop is still there. The exception goes over whole, to
-    /// be freed on one thread.
+    /// Posts while the caller holds the lock, which `shutdown` takes too: so the loop is still there. The exception is
+    /// moved, since its last reference must not be released on two threads at once.
     void report(std::uint64_t job, std::exception_ptr thrown) const {
         if (owner == nullptr) return;
         auto& loop = static_cast<MainLoop&>(owner->context());
@@ -110,7 +110,7 @@ BlockingWorkers& BlockingWorkers::of(MainLoop& loop) { return boost::asio::use_s
 Task<void> BlockingWorkers::perform(std::function<void()> work) {
     using Token = boost::asio::use_awaitable_t<MainLoop::executor_type>;
     const auto start = [this, &work](auto handler) {
-        // The guard keeps the loop running for as long as something is owed to it.
+        // The guard keeps the loop running until the work has come back.
         auto& loop = static_cast<MainLoop&>(context());
         auto waiting =
             std::make_shared<std::pair<decltype(handler), boost::asio::executor_work_guard<MainLoop::executor_type>>>(
@@ -140,7 +140,7 @@ void BlockingWorkers::submit(std::function<void()> work, Completion completion) 
         try {
             startWithoutSignals([shared = shared_] { shared->serve(); });
         } catch (...) {
-            // Those at work will come to it; with none there is nobody to wait for.
+            // A running thread will take the job later; without one, it fails.
             if (--shared_->threads > 0) return;
             shared_->queue.pop_back();
             refused = std::current_exception();
@@ -166,7 +166,7 @@ void BlockingWorkers::shutdown() {
         shared_->wake.notify_all();
         shared_->rest.wait_for(lock, maxWaitAtEnd, [this] { return shared_->threads == 0; });
     }
-    // Ends the coroutines that waited, on this thread and while the loop's memory is still there.
+    // Destroys the coroutines that waited, on this thread and while the loop's memory is still there.
     const auto ended = std::exchange(completions_, {});
 }
 

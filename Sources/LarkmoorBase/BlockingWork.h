@@ -1,6 +1,6 @@
-// The way off the main thread: `BlockingWork::run` runs a plain function that blocks on another thread, and its result
-// comes back to the task that waits for it. `BlockingWorkers` are the threads behind it: a few, started when there is
-// work and ended when there has been none for a while.
+// Blocking work off the main thread: `BlockingWork::run` runs a plain function on a thread of a small pool
+// (`BlockingWorkers`), and its result comes back to the task that awaits it. The pool's threads start when there is
+// work and end when there has been none for a while.
 #pragma once
 
 #include <boost/asio/execution_context.hpp>
@@ -18,8 +18,9 @@
 
 namespace larkmoor {
 
-/// A part of the loop, made on first use. Main thread. When the loop ends it waits a short while for work under way,
-/// so that no file is cut short by a quit; work that has not begun is dropped, and no task is resumed any more.
+/// The thread pool: a service of the loop, made on first use. Main thread. When the loop is destroyed it waits a short
+/// while for work under way, so that a quit cuts no file short; work that has not begun is dropped, and no task is
+/// resumed any more.
 class BlockingWorkers final : public boost::asio::execution_context::service {
   public:
     static inline boost::asio::execution_context::id id;
@@ -31,10 +32,10 @@ class BlockingWorkers final : public boost::asio::execution_context::service {
 
     static BlockingWorkers& of(MainLoop& loop);
 
-    /// Runs `work` on another thread; ends when it has, with what it threw if it did.
+    /// Runs `work` on another thread and waits for its end; rethrows what it threw.
     Task<void> perform(std::function<void()> work);
 
-    /// How many threads there are now.
+    /// The number of threads alive now.
     std::size_t threads() const;
 
   private:
@@ -46,16 +47,16 @@ class BlockingWorkers final : public boost::asio::execution_context::service {
     void complete(std::uint64_t job, std::exception_ptr thrown);
 
     std::shared_ptr<Shared> shared_;
-    /// What waits for its work, on this side: the threads never touch a coroutine.
+    /// By job number; kept on the main thread, so that no other thread touches a coroutine.
     std::unordered_map<std::uint64_t, Completion> completions_;
     std::uint64_t lastJob_ = 0;
 };
 
 namespace BlockingWork {
 
-/// Runs `work()` off the main thread and gives what it returned; an exception that escapes it comes out here. `work`
-/// holds values alone, since it may outlive the task when the loop ends. It may wait its turn behind work that blocks
-/// for long: at most `BlockingWorkers::maxThreads` run at once.
+/// Runs `work()` off the main thread and returns its result, or rethrows its exception. `work` captures values only,
+/// since it may outlive the task when the loop is destroyed. It may have to wait for a thread: at most
+/// `BlockingWorkers::maxThreads` run at once.
 template <class F>
 Task<std::invoke_result_t<F&>> run(F work) {
     using Result = std::invoke_result_t<F&>;

@@ -1,8 +1,10 @@
-// Bytes are bytes and text is text: these say where one is read as the other, without a copy where none is needed.
+// Bytes and text: bytes seen as characters and characters as bytes, without a copy, and base64.
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -19,5 +21,15 @@ inline BytesView asBytes(std::string_view text) { return std::as_bytes(std::span
 
 inline Bytes copyBytes(BytesView bytes) { return {bytes.begin(), bytes.end()}; }
 inline Bytes copyBytes(std::string_view text) { return copyBytes(asBytes(text)); }
+
+/// Base64 with the standard alphabet and padding (RFC 4648, section 4).
+namespace Base64 {
+
+std::string encode(BytesView bytes);
+
+/// Nothing for any other character, a missing or misplaced padding, or bits set beyond the last byte.
+std::optional<Bytes> decode(std::string_view text);
+
+}  // namespace Base64
 
 }  // namespace larkmoor

@@ -1,5 +1,4 @@
-// A closed variant: one of several named structs, each with its own data. Its JSON form is an object whose single key
-// is the case's wire name.
+// Closed variant: std::variant whose cases are named structs, each with its own data.
 #pragma once
 
 #include <concepts>
@@ -9,7 +8,7 @@
 
 namespace larkmoor {
 
-/// Builds one visitor from a function per case.
+/// One visitor made of several functions, one for each case.
 template <class... F>
 struct Overloaded : F... {
     using F::operator()...;
@@ -17,8 +16,8 @@ struct Overloaded : F... {
 template <class... F>
 Overloaded(F...) -> Overloaded<F...>;
 
-/// `Scope` holds the case structs, so that they are named through the variant: ControlRequest::Pause. Default
-/// construction gives the first case, and is there for decoding alone.
+/// `Scope` holds the case structs, so that they are named through the variant: ControlRequest::Pause. The default is
+/// the first case; only decoding uses it.
 template <class Scope, class... Cases>
 class ClosedVariant : public Scope {
   public:
@@ -41,13 +40,13 @@ class ClosedVariant : public Scope {
         return std::get_if<Case>(&held_);
     }
 
-    /// Calls the function of the case held; every case needs one.
+    /// Calls the function for the case that is held; every case needs one.
     template <class... F>
     decltype(auto) visit(F&&... functions) const {
         return std::visit(Overloaded{std::forward<F>(functions)...}, held_);
     }
 
-    /// Puts an empty case in the place of what was held.
+    /// Replaces what was held by an empty case.
     template <class Case>
     Case& emplace() {
         return held_.template emplace<Case>();

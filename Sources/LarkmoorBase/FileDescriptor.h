@@ -1,4 +1,4 @@
-// One open file descriptor and its end.
+// Owner of one file descriptor.
 #pragma once
 
 #include <unistd.h>

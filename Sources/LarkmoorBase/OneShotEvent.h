@@ -1,4 +1,4 @@
-// One-shot event: set once, and every task that waits for it goes on.
+// One-shot event: once it is set, every task that waits for it continues.
 #pragma once
 
 #include <boost/asio/redirect_error.hpp>
@@ -7,7 +7,7 @@
 
 namespace larkmoor {
 
-/// Main thread; outlives those who wait.
+/// Main thread; outlives the tasks that wait for it.
 class OneShotEvent {
   public:
     explicit OneShotEvent(MainLoop& loop) : gate_(loop.get_executor(), MainTimer::time_point::max()) {}
@@ -17,7 +17,7 @@ class OneShotEvent {
         isSet_ = true;
         gate_.cancel();
     }
-    /// Returns at once if it was set before.
+    /// Returns at once if the event is set already.
     Task<void> wait() {
         boost::system::error_code cancelled;
         while (!isSet_) co_await gate_.async_wait(boost::asio::redirect_error(awaiting, cancelled));

@@ -1,4 +1,4 @@
-// Variants with raw text: an enum class described once, so that the text of a case is its name.
+// Enums with raw text: an enum class described once, so that the text of a case is its name.
 //
 //   BOOST_DEFINE_ENUM_CLASS(RuleOrigin, shipped, user)
 #pragma once
@@ -11,11 +11,11 @@
 
 namespace larkmoor {
 
-/// An enum of ours; its wire form is the bare name of the case.
+/// An enum class that Boost.Describe knows.
 template <class E>
 concept RawText = std::is_enum_v<E> && boost::describe::has_describe_enumerators<E>::value;
 
-/// The case's name; lives for ever.
+/// The case's name; it lives as long as the program.
 template <RawText E>
 constexpr std::string_view rawText(E value) {
     std::string_view text;
@@ -25,7 +25,7 @@ constexpr std::string_view rawText(E value) {
     return text;
 }
 
-/// The case of that name, compared to the letter, or nothing.
+/// The case of exactly that name, or nothing.
 template <RawText E>
 constexpr std::optional<E> fromRawText(std::string_view text) {
     std::optional<E> value;

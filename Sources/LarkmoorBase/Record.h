@@ -1,9 +1,9 @@
-// How a record of the contract is written down: once, on one line, with everything that the codec must know of it.
+// Described records: a struct whose fields are written down once, with all that the JSON reader and writer must know.
 //
 //   LARKMOOR_RECORD(SessionLink, (std::string, id), (std::optional<std::string>, name))
 //
-// A field's name is its key on the wire; a field without a label is called _0, as it is there. A std::optional field is
-// left out when it has no value, any other is required. A type with a comma needs an alias.
+// A field's name is its key; a field without a label is called _0. A std::optional field is left out when it has no
+// value, any other is required. A type with a comma needs an alias.
 #pragma once
 
 #include <boost/describe.hpp>
@@ -14,6 +14,7 @@
 #include <boost/preprocessor/stringize.hpp>
 #include <boost/preprocessor/tuple/elem.hpp>
 #include <boost/preprocessor/variadic/to_seq.hpp>
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -22,11 +23,29 @@
 #include <vector>
 
 #include "LarkmoorBase/ClosedVariant.h"
+#include "LarkmoorBase/RawText.h"
 
 namespace larkmoor {
 
-/// A whole number of the contract; 64 bits wide everywhere.
+/// A whole number of a document; 64 bits wide everywhere.
 using Int = std::int64_t;
+
+/// Seconds since 2001-01-01T00:00:00Z. Kept as that number, so that reading and writing it loses nothing.
+struct Date {
+    double secondsSinceReference = 0;
+
+    using Clock = std::chrono::system_clock;
+    static constexpr std::chrono::sys_seconds reference{std::chrono::sys_days{std::chrono::year{2001} / 1 / 1}};
+
+    /// To the microsecond or so, for a date of our time.
+    static Date from(Clock::time_point moment) { return {std::chrono::duration<double>(moment - reference).count()}; }
+    Clock::time_point timePoint() const {
+        return Clock::time_point{reference} +
+               std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(secondsSinceReference));
+    }
+
+    bool operator==(const Date&) const = default;
+};
 
 /// A JSON object from text to X.
 template <class X>
@@ -49,5 +68,3 @@ using TextMap = std::map<std::string, X>;
     struct Type {                          \
         LARKMOOR_FIELDS(Type, __VA_ARGS__) \
     };
-
-// What a header needs that defines a closed variant through DefineVariant.inc.

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <nettle/sha2.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -17,6 +18,7 @@ namespace larkmoor::SHA256 {
 
 namespace {
 
+/// One digest in the making.
 class Digest {
   public:
     Digest() { sha256_init(&state_); }
@@ -45,8 +47,11 @@ std::string ofBytes(BytesView bytes) {
 
 std::expected<std::string, FileError> ofFile(const std::string& path) {
     constexpr std::size_t pieceSize = 128 * 1024;
-    const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)};
-    if (!file) return std::unexpected{FileError{path, errno}};
+    // Without O_NONBLOCK, opening a pipe would wait for its writer.
+    const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)};
+    struct stat status{};
+    if (!file || ::fstat(file.get(), &status) != 0) return std::unexpected{FileError{path, errno}};
+    if (!S_ISREG(status.st_mode)) return std::unexpected{FileError{path, S_ISDIR(status.st_mode) ? EISDIR : EINVAL}};
     Digest digest;
     Bytes piece(pieceSize);
     for (;;) {

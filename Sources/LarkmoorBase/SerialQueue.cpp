@@ -25,13 +25,13 @@ void SerialQueue::add(std::function<void()> work) {
     const std::lock_guard held{lock_};
     work_.push_back(std::move(work));
     if (isRunning_) return changed_.notify_all();
-    // The thread before has let go of the lock for the last time: joining it does not wait.
+    // The thread before has released the lock for the last time: joining it does not block.
     if (thread_.joinable()) thread_.join();
     try {
         thread_ = std::thread{[this] { run(lingering_); }};
         isRunning_ = true;
     } catch (const std::system_error&) {
-        isRunning_ = false;  // the system has no thread to spare: the next call tries again
+        isRunning_ = false;  // the system refused a thread: the next call tries again
     }
 }
 
@@ -42,7 +42,7 @@ void SerialQueue::drain() {
     reached.get_future().wait();
 }
 
-/// Does what no thread is there to do.
+/// Runs the queued work on the calling thread if the queue has none.
 void SerialQueue::runHere() {
     {
         const std::lock_guard held{lock_};

@@ -1,4 +1,4 @@
-// Work done one after the other, in the order of the calls, off whatever thread asks for it. Any thread.
+// Serial work queue: functions run one after the other, in the order of the calls, on a thread of the queue's own.
 #pragma once
 
 #include <condition_variable>
@@ -10,8 +10,8 @@
 
 namespace larkmoor {
 
-/// Has a thread only while there is work, and for `lingering` after it. Its end waits for what was queued. Where the
-/// system has no thread to spare, work waits for the next call.
+/// Any thread. The queue has a thread only while there is work, and for `lingering` after it. Destroying the queue
+/// waits for what was queued. Where the system refuses a new thread, work waits for the next call.
 class SerialQueue {
   public:
     explicit SerialQueue(std::string label, std::chrono::milliseconds lingering = std::chrono::seconds{5});

@@ -1,5 +1,4 @@
-// The coroutine of the main thread. Tasks live on the one main loop only: what blocks runs elsewhere, as a plain
-// function.
+// Coroutine of the main loop. Tasks run on that loop's thread only; work that blocks runs elsewhere (BlockingWork.h).
 #pragma once
 
 #include <boost/asio/awaitable.hpp>
@@ -9,7 +8,7 @@ namespace larkmoor {
 
 using MainLoop = boost::asio::io_context;
 
-/// Starts when awaited; parameters of a coroutine are values, since its caller's frame may be gone before it runs.
+/// Starts when awaited. A coroutine takes its parameters by value, since its caller's frame may be gone before it runs.
 template <class T>
 using Task = boost::asio::awaitable<T, MainLoop::executor_type>;
 

@@ -1,4 +1,4 @@
-// The few things that the family does to text at its edges.
+// Trimming of text.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace larkmoor {
 
-/// `text` without white space and newlines at both ends. The view lives as long as `text`.
+/// `text` without the white space at both ends, line feeds included. A view of `text`.
 std::string_view trimmed(std::string_view text);
 
 }  // namespace larkmoor

@@ -8,6 +8,7 @@ namespace {
 
 using Clock = MainTimer::clock_type;
 
+/// The state that a pending wait refers to weakly.
 class Beat : public std::enable_shared_from_this<Beat> {
   public:
     Beat(MainLoop& loop, Clock::duration interval, std::function<void()> function)
@@ -17,12 +18,12 @@ class Beat : public std::enable_shared_from_this<Beat> {
         timer_.expires_at(next_);
         timer_.async_wait([self = weak_from_this()](boost::system::error_code failed) {
             const auto alive = self.lock();
-            if (alive && !failed) alive->strike();
+            if (alive && !failed) alive->fire();
         });
     }
 
   private:
-    void strike() {
+    void fire() {
         const auto missed = (Clock::now() - next_) / interval_;
         next_ += interval_ * (missed + 1);
         wait();

@@ -15,20 +15,18 @@ using MainTimer =
     boost::asio::basic_waitable_timer<std::chrono::steady_clock, boost::asio::wait_traits<std::chrono::steady_clock>,
                                       MainLoop::executor_type>;
 
-/// What a task passes to an asynchronous operation of the loop in order to wait for it.
+/// The completion token by which a task awaits an asynchronous operation: `co_await timer.async_wait(awaiting)`.
 inline constexpr boost::asio::use_awaitable_t<MainLoop::executor_type> awaiting;
 
-/// Calls a function again and again, for as long as it is kept. The steady clock stands still while the machine
-/// sleeps. Main thread.
+/// Calls a function at intervals until it is destroyed. The steady clock stops while the machine sleeps. Main thread.
 class RepeatingTimer {
   public:
-    /// Calls the function each `interval` (more than 0), the first time one interval from now, until the token is
-    /// destroyed; the function may destroy it. Beats that the loop was too busy or asleep for come as one, and the
-    /// rhythm stays.
+    /// Starts a timer with an `interval` of more than 0, first due one interval from now. The function may destroy the
+    /// timer. Calls that the loop was too busy for are made up for by one, and the later ones keep their times.
     using Every =
         std::function<std::unique_ptr<RepeatingTimer>(std::chrono::milliseconds interval, std::function<void()>)>;
 
-    /// On the loop's own clock; the loop outlives every token.
+    /// The timers of that loop, which outlives them.
     static Every on(MainLoop& loop);
 
     virtual ~RepeatingTimer() = default;

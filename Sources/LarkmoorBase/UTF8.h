@@ -1,4 +1,4 @@
-// UTF-8 as RFC 3629 has it: no overlong form, no surrogate, nothing above U+10FFFF.
+// UTF-8 by RFC 3629: no overlong form, no surrogate, nothing above U+10FFFF.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Names that nobody else has.
+// Universally unique identifiers.
 #pragma once
 
 #include <string>

@@ -5,7 +5,7 @@
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/RawText.h"
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
-#include "LarkmoorPlatform/FreedMemory.h"
+#include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor::ConvergeDuties {
 
@@ -21,9 +21,12 @@ void log(const Seams& seams, const std::vector<Converge::Step>& steps) {
 
 }  // namespace
 
-void join(MenuDuties& duties, const Seams& seams) {
-    duties.converge = [seams] { return convergeOwnWiring(seams); };
-    duties.retireChatConnection = [seams] { return retireWhenClaudeQuits(seams); };
+MenuDuties::Connectors make(const Seams& seams) {
+    return {
+        .converge = [seams] { return convergeOwnWiring(seams); },
+        .retiredBundleID = std::string{ClaudeChatRetirement::claudeBundleID},
+        .retire = [seams] { return retireWhenClaudeQuits(seams); },
+    };
 }
 
 Task<void> convergeOwnWiring(Seams seams) {

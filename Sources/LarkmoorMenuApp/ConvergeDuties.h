@@ -1,5 +1,5 @@
-// The launch's own upkeep of the harnesses' files, as duties of the menu. Nothing of it is shown to the user; the log
-// hears of what was not left as it was.
+// The connectors' duties for the menu: our wiring in the harnesses' files is brought up to date at launch. The user
+// sees nothing of it; the log gets a line for each outcome but "unchanged".
 #pragma once
 
 #include <functional>
@@ -10,7 +10,7 @@
 
 #include "LarkmoorConnectors/Converge.h"
 #include "LarkmoorMenuApp/MenuDuties.h"
-#include "LarkmoorPlatform/RunningApplication.h"
+#include "LarkmoorPlatform/RunningApplications.h"
 
 namespace larkmoor::ConvergeDuties {
 
@@ -18,21 +18,20 @@ struct Seams {
     std::string home;
     std::optional<std::string> bundle;  ///< without one nothing is done
     std::string applications = "/Applications";
-    /// Called off the main thread; owns what it needs, since work under way may outlive the application.
+    /// Called off the main thread. Owns what it needs: work under way may outlive the application.
     std::function<std::vector<RunningApplication>()> runningApplications;
     std::function<void(std::string_view)> log;
 };
 
-/// Gives the menu both duties.
-void join(MenuDuties& duties, const Seams& seams);
+MenuDuties::Connectors make(const Seams& seams);
 
 /// At launch.
 Task<void> convergeOwnWiring(Seams seams);
 
-/// After Claude has ended: what was put off while it ran.
+/// After Claude has ended: what had to wait while it ran.
 Task<void> retireWhenClaudeQuits(Seams seams);
 
-/// The log's line; nothing for what is as it was.
+/// The line for the log; nothing if the outcome is "unchanged".
 std::optional<std::string> line(const Converge::Step& step);
 
 }  // namespace larkmoor::ConvergeDuties

@@ -4,7 +4,6 @@
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorKit/FirstRun/OnboardingTrigger.h"
-#include "LarkmoorKit/FirstRun/Receipts.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace larkmoor {
@@ -40,7 +39,7 @@ Task<std::optional<bool>> journeyWarranted(std::shared_ptr<LarkmoorClient> clien
                                                    true);
 }
 
-/// It says nothing about a machine that has a store.
+/// A daemon that cannot be asked says nothing about a machine that has a store.
 std::optional<bool> journeyWarrantedUnasked(const std::string& support) {
     if (termsAgreed(support) && storePresent(support)) return std::nullopt;
     return true;

@@ -1,4 +1,4 @@
-// Whether the first-run journey is owed, asked of the disk and of the daemon.
+// Whether the first-run journey is owed: the receipts on disk first, then the daemon's answers.
 #pragma once
 
 #include <memory>
@@ -9,10 +9,10 @@
 
 namespace larkmoor {
 
-/// Nothing means that it cannot be told now. `support` is Application Support. Main thread.
+/// Nothing if the daemon does not say and there is a store. `support` is Application Support. Main thread.
 Task<std::optional<bool>> journeyWarranted(std::shared_ptr<LarkmoorClient> client, std::string support);
 
-/// The answer where the daemon gives none.
+/// The same without a request, or after one that the daemon did not answer.
 std::optional<bool> journeyWarrantedUnasked(const std::string& support);
 
 }  // namespace larkmoor

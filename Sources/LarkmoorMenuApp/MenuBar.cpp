@@ -1,7 +1,5 @@
 #include "LarkmoorMenuApp/MenuBar.h"
 
-#include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
-#include "LarkmoorKit/Menu/MenuHeaderTitle.h"
 #include "LarkmoorKit/Menu/MenuLabels.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
@@ -9,12 +7,21 @@ namespace larkmoor {
 
 namespace {
 
-constexpr std::string_view cancelNotification = "tools.fenwright.larkmoor.cancel-local-models";
+/// Sets the flag for its own lifetime, however that ends.
+class ScopedFlag {
+  public:
+    explicit ScopedFlag(bool& flag) : flag_(flag) { flag_ = true; }
+    ScopedFlag(const ScopedFlag&) = delete;
+    ScopedFlag& operator=(const ScopedFlag&) = delete;
+    ~ScopedFlag() { flag_ = false; }
 
-Task<void> runDuty(MenuDuties::Duty duty, std::shared_ptr<MenuBar> self, OneShotEvent* end) {
+  private:
+    bool& flag_;
+};
+
+Task<void> runThenSet(MenuDuties::Duty duty, OneShotEvent* end) {
     co_await duty();
     if (end != nullptr) end->set();
-    static_cast<void>(self);
 }
 
 }  // namespace
@@ -27,7 +34,16 @@ MenuBar::MenuBar(MenuPlatform platform, MenuDuties duties)
     : platform_(std::move(platform)),
       duties_(std::move(duties)),
       relay_(platform_.loop, DiagnosticSource::menu, platform_.client),
-      alertLabel_(MenuLabels::attention(std::nullopt)),
+      windows_({.applications = platform_.applications,
+                .notifications = platform_.notifications,
+                .setupLog = platform_.setupLog,
+                .open = platform_.open,
+                .bundle = platform_.bundle}),
+      quit_({.loop = platform_.loop,
+             .client = platform_.client,
+             .alerts = platform_.alerts,
+             .terminateSettings = [this] { windows_.terminateAll(); },
+             .terminate = platform_.terminate}),
       registered_(platform_.loop),
       healed_(platform_.loop) {}
 
@@ -35,11 +51,7 @@ MenuBar::~MenuBar() {
     if (menu_) menu_->setDelegate(nullptr);
 }
 
-void MenuBar::start(MenuDuties::Duty duty, OneShotEvent MenuBar::* end) {
-    start([duty = std::move(duty), end](MenuBar& self) {
-        return runDuty(duty, self.shared_from_this(), end == nullptr ? nullptr : &(self.*end));
-    });
-}
+// Launch
 
 void MenuBar::applicationDidFinishLaunching() {
     item_ = platform_.makeStatusItem();
@@ -48,14 +60,16 @@ void MenuBar::applicationDidFinishLaunching() {
     buildMenu();
     item_->setMenu(menu_);
     observeJourney();
-    start(duties_.registerLoginItems, &MenuBar::registered_);
-    start(duties_.warmBundledBinaries);
-    start(duties_.clearQuitAndHealLooseAgent, &MenuBar::healed_);
-    startUpdatesInOrder();
-    start(duties_.converge);
-    observeClaude();
-    startFirstTasks();
-    duties_.attachModelsProgress();
+    startDuty(duties_.supervision.registerLoginItems, &MenuBar::registered_);
+    startDuty(duties_.firstRun.warmBundledBinaries);
+    startDuty(duties_.supervision.clearQuitAndHealLooseAgent, &MenuBar::healed_);
+    start(&MenuBar::updatesInOrder);
+    startDuty(duties_.connectors.converge);
+    observeEndOfRetiredApplication();
+    start(&MenuBar::refresh);
+    start(&MenuBar::openJourneyIfWarranted);
+    startDuty(duties_.models.startIfNeeded);
+    duties_.models.attachProgress();
     observeCancel();
     subscribe();
     timer_ = platform_.every(refreshInterval, weakly([](MenuBar& self) {
@@ -64,14 +78,36 @@ void MenuBar::applicationDidFinishLaunching() {
                              }));
 }
 
+void MenuBar::startDuty(MenuDuties::Duty duty, OneShotEvent MenuBar::* end) {
+    start([duty = std::move(duty), end](MenuBar& self) {
+        return runThenSet(duty, end == nullptr ? nullptr : &(self.*end));
+    });
+}
+
 void MenuBar::buildMenu() {
     rows_ = MenuRows::make(MenuHeaderTitle::title(ClientInstance::productName, platform_.version, platform_.build),
                            actions());
-    modelsRow_ = ModelsRow{rows_.modelsLine};
-    updateBar_ = ModelsRow{rows_.updateRow};
-    syncUpdateRow();
+    progress_.syncUpdateRow(setupMode_);
     menu_ = std::make_shared<Menu>(rows_.inOrder);
     menu_->setDelegate(this);
+}
+
+MenuRows::Actions MenuBar::actions() {
+    return {
+        .openOnboardingWindow = opening(WindowDoor::Pane::onboarding, true),
+        .pauseQuarter = sending(ControlRequest::PauseFor{15}),
+        .pauseHour = sending(ControlRequest::PauseFor{60}),
+        .pauseForever = sending(ControlRequest::Pause{}),
+        .resumeNow = sending(ControlRequest::Resume{}),
+        .openEditor = opening(WindowDoor::Pane::editor, false),
+        .openStats = opening(WindowDoor::Pane::stats, false),
+        .openSettings = opening(WindowDoor::Pane::settings, false),
+        .migrateNow = answering(&MenuDuties::Updates::migrate),
+        .installUpdateNow = answering(&MenuDuties::Updates::installUpdate),
+        .checkForUpdateNow = answering(&MenuDuties::Updates::checkForUpdate),
+        .quitEverything =
+            weakly([](MenuBar& self) { self.start([](MenuBar& menu) { return menu.quit_.quitEverything(); }); }),
+    };
 }
 
 void MenuBar::observeJourney() {
@@ -86,36 +122,27 @@ void MenuBar::observeJourney() {
 
 /// No migration and no update check before the daemon's agent is registered and healed, and no updater before a pending
 /// migration has been dealt with.
-void MenuBar::startUpdatesInOrder() {
-    start([](MenuBar& self) { return updatesInOrder(self.shared_from_this()); });
+Task<void> MenuBar::updatesInOrder() {
+    const MenuDuties::Updates& updates = duties_.updates;
+    co_await registered_.wait();
+    co_await healed_.wait();
+    co_await updates.postSwapBounce();
+    co_await updates.migrateAtLaunch();
+    if (co_await updates.buildUpdater()) updates.armDailyClock();
 }
 
-Task<void> MenuBar::updatesInOrder(std::shared_ptr<MenuBar> self) {
-    co_await self->registered_.wait();
-    co_await self->healed_.wait();
-    co_await self->duties_.postSwapBounce();
-    co_await self->duties_.migrateAtLaunch();
-    if (co_await self->duties_.buildUpdater()) self->duties_.armDailyClock();
+void MenuBar::observeEndOfRetiredApplication() {
+    platform_.applications.onEnd(duties_.connectors.retiredBundleID,
+                                 weakly([](MenuBar& self) { self.startDuty(self.duties_.connectors.retire); }));
 }
 
-void MenuBar::observeClaude() {
-    platform_.applications.onEnd(std::string{ClaudeChatRetirement::claudeBundleID},
-                                 weakly([](MenuBar& self) { self.start(self.duties_.retireChatConnection); }));
-}
-
-void MenuBar::startFirstTasks() {
-    start(&MenuBar::refresh);
-    start([](MenuBar& self) { return openJourneyIfWarranted(self.shared_from_this()); });
-    start(duties_.startLocalModelsIfNeeded);
-}
-
-Task<void> MenuBar::openJourneyIfWarranted(std::shared_ptr<MenuBar> self) {
-    if (co_await self->duties_.journeyWarranted() == true) self->openWindow(WindowDoor::Pane::onboarding, false);
+Task<void> MenuBar::openJourneyIfWarranted() {
+    if (co_await duties_.firstRun.journeyWarranted() == true) windows_.open(WindowDoor::Pane::onboarding, false);
 }
 
 void MenuBar::observeCancel() {
     cancelDoorToken_ = platform_.notifications.observe(
-        std::string{cancelNotification},
+        duties_.models.cancelNotification,
         weakly([](MenuBar& self, const std::optional<std::string>&, const DistributedNotifications::Info&) {
             self.start(&MenuBar::cancelLocalModelsAndQuit);
         }));
@@ -125,25 +152,133 @@ void MenuBar::subscribe() {
     platform_.client->subscribe(weakly([](MenuBar& self, const GatewayEvent& event) {
         const auto* front = event.as<GatewayEvent::FrontState>();
         if (front == nullptr) return;
-        self.lastFront_ = front->_0;
+        self.recording_.setFront(front->_0);
         self.redrawTrail();
     }));
 }
 
 bool MenuBar::applicationShouldHandleReopen() {
-    start(duties_.releaseQuitIfHeld);
-    start([](MenuBar& self) { return answerReopen(self.shared_from_this()); });
+    startDuty(duties_.supervision.releaseQuitIfHeld);
+    start(&MenuBar::answerReopen);
     return false;
 }
 
-Task<void> MenuBar::answerReopen(std::shared_ptr<MenuBar> self) {
-    using WindowDoor::Pane;
-    if (self->journeyVisible_) {
-        self->openWindow(Pane::onboarding, false);
-        co_return;
+Task<void> MenuBar::answerReopen() {
+    std::optional<bool> warranted;
+    const bool visible = journeyVisible_;
+    if (!visible) warranted = co_await duties_.firstRun.journeyWarranted();
+    if (const auto pane = WindowDoor::paneOnReopen(visible, warranted)) windows_.open(*pane, false);
+}
+
+// Refresh
+
+Task<void> MenuBar::refresh() {
+    // Passes never overlap, and one that is asked for meanwhile is not queued.
+    if (refreshing_) co_return;
+    const ScopedFlag underWay{refreshing_};
+    co_await refreshOnce();
+}
+
+Task<void> MenuBar::refreshOnce() {
+    platform_.applications.refresh();
+    const TimedResponse health = co_await platform_.client->sendTimed(GatewayRequest::Read{ReadRequest::Health{}});
+    const std::optional<DoorFault> fault = platform_.client->lastDoorFault();
+    // A door that has just failed would fail again, and a daemon that is silent would hold this pass for ever.
+    lastWarranted_ = fault ? duties_.firstRun.journeyWarrantedUnasked() : co_await duties_.firstRun.journeyWarranted();
+    recording_.apply(MenuHealth::decide(health.response, fault, ClientProfile::production), fault,
+                     MenuMode::showsAlert(journeyVisible_, lastWarranted_));
+    applyMenuMode();
+    if (!recording_.status().alert) {
+        recording_.setFront(FrontRecording::full);
+        if (!fault) co_await askFrontState();
     }
-    const auto warranted = co_await self->duties_.journeyWarranted();
-    if (warranted) self->openWindow(*warranted ? Pane::onboarding : Pane::settings, false);
+    if (refusals_.note(fault, platform_.now())) platform_.log(RefusalRun::line);
+    redrawTrail();
+    // Hidden and shown by the recording in both modes: a change of mode holds for these rows only until here.
+    recording_.showPause();
+}
+
+void MenuBar::applyMenuMode() {
+    const bool wanted = MenuMode::wantsSetup(journeyVisible_, lastWarranted_);
+    if (wanted == setupMode_) return;
+    setupMode_ = wanted;
+    for (const auto& row : rows_.inOrder) {
+        if (row == rows_.modelsLine || row == rows_.updateRow) continue;
+        row->setHidden(setupMode_ ? row->tag() != MenuMode::staysInSetup : row == rows_.setupRow);
+    }
+    if (!setupMode_) {
+        // The next pass may have to wait for the daemon: until then the rows show what was last known.
+        progress_.syncPostponedRow();
+        progress_.syncMigrateNowRow();
+        recording_.showPause();
+    }
+    progress_.syncModelsLine();
+}
+
+Task<void> MenuBar::askFrontState() {
+    const GatewayResponse answer = co_await platform_.client->send(GatewayRequest::Read{ReadRequest::FrontState{}});
+    const auto* front = answer.as<GatewayResponse::FrontState>();
+    recording_.setFront(front == nullptr ? FrontRecording::full : front->_0);
+}
+
+void MenuBar::redrawTrail() { item_->setIcon(recording_.status().icon(), recording_.status().iconLabel()); }
+
+// The open menu
+
+void MenuBar::menuWillOpen() {
+    start(&MenuBar::refresh);
+    modelsTicker_.reset();
+    progress_.menuWillOpen(setupMode_);
+    modelsTicker_ = platform_.every(tickerInterval, weakly([](MenuBar& self) { self.progress_.tick(); }));
+    startDuty(duties_.supervision.releaseQuitIfHeld);
+}
+
+void MenuBar::menuDidClose() {
+    modelsTicker_.reset();
+    progress_.menuDidClose(setupMode_);
+}
+
+bool MenuBar::validateMenuItem(const MenuRow& row) {
+    return &row != rows_.migrateNowRow.get() || !duties_.updates.isMigrating();
+}
+
+// Clicks and notifications
+
+MenuRow::Action MenuBar::sending(ControlRequest request) {
+    return weakly([request = std::move(request)](MenuBar& self) {
+        self.start([request](MenuBar& menu) { return menu.control(request); });
+    });
+}
+
+/// No alert: the refresh shows what is true.
+Task<void> MenuBar::control(ControlRequest request) {
+    const std::string_view name = verb(request);
+    const TimedResponse answer = co_await platform_.client->sendTimed(GatewayRequest::Control{std::move(request)});
+    if (auto note = outcomeNote(name, answer.response)) relay_.note(*std::move(note));
+    co_await refresh();
+}
+
+MenuRow::Action MenuBar::opening(WindowDoor::Pane pane, bool front) {
+    return weakly([pane, front](MenuBar& self) { self.windows_.open(pane, front); });
+}
+
+MenuRow::Action MenuBar::answering(MenuDuties::Click MenuDuties::Updates::* click) {
+    return weakly([click](MenuBar& self) {
+        self.start([click](MenuBar& menu) { return menu.answer(menu.duties_.updates.*click); });
+    });
+}
+
+Task<void> MenuBar::answer(MenuDuties::Click click) {
+    auto sentence = co_await click();
+    if (!sentence) co_return;
+    static_cast<void>(co_await platform_.alerts.show(
+        Alert{.style = Alert::Style::informational, .message = *std::move(sentence), .buttons = {"OK"}}));
+}
+
+Task<void> MenuBar::cancelLocalModelsAndQuit() {
+    platform_.setupLog("cancel-install: the journey asked — stopping the pipeline and undoing its receipts");
+    co_await duties_.models.cancel();
+    co_await quit_.quitAllOf();
 }
 
 }  // namespace larkmoor

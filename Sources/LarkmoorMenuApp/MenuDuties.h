@@ -1,73 +1,126 @@
-// What the menu starts and asks beyond its own rows. Each duty has its place in the launch sequence or in the rows from
-// the start; until the room that fulfils it joins, it is quiet.
+// What the composition root hands the menu: services of the platform, and the duties that other rooms supply. No field
+// has a default: the maker of a menu states each one.
 #pragma once
 
+#include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "LarkmoorBase/Task.h"
+#include "LarkmoorBase/Timers.h"
+#include "LarkmoorKit/Door/XPCClient.h"
+#include "LarkmoorKit/Menu/MenuLine.h"
+#include "LarkmoorPlatform/Alerts.h"
+#include "LarkmoorPlatform/DistributedNotifications.h"
+#include "LarkmoorPlatform/RunningApplications.h"
+#include "LarkmoorPlatform/StatusItem.h"
 
 namespace larkmoor {
 
-/// All of them are called on the main thread and leave it by themselves for what blocks.
+/// The references outlive the menu.
+struct MenuPlatform {
+    using Time = std::chrono::system_clock::time_point;
+    using Log = std::function<void(std::string_view)>;
+    using SetupLog = std::function<void(std::string)>;
+    /// Starts an application bundle or an executable, and does not wait for it.
+    using Open = std::function<void(std::string path, std::vector<std::string> arguments)>;
+
+    MainLoop& loop;
+    std::shared_ptr<XPCClient> client;
+    DistributedNotifications& notifications;
+    RunningApplications& applications;
+    Alerts& alerts;
+    std::function<std::unique_ptr<StatusItem>()> makeStatusItem;
+    std::function<Time()> now;
+    Log log;  ///< the platform's
+    SetupLog setupLog;
+    RepeatingTimer::Every every;
+    Open open;
+    /// Ends this application.
+    std::function<void()> terminate;
+
+    /// The running bundle's folder, absolute and without "." and "..".
+    std::string bundle;
+    std::optional<std::string> version;
+    std::optional<std::string> build;
+};
+
+/// Grouped by supplier. Called on the main thread; each leaves it by itself for what blocks.
 struct MenuDuties {
     using Duty = std::function<Task<void>()>;
-    using Question = std::function<Task<std::optional<bool>>()>;
+    /// What a row shows now; nothing hides the row.
+    using Line = std::function<std::optional<MenuLine>()>;
+    using Question = std::function<bool()>;
+    /// What a click does, and the sentence that answers it; nothing if no alert is due.
+    using Click = std::function<Task<std::optional<std::string>>()>;
 
-    struct Line {
-        std::string title;
-        std::optional<double> fraction{};  ///< none: no bar, or one that moves by itself
-        bool indeterminate = false;
-        bool actionable = false;
+    struct Supervision {
+        /// At launch: the application's own login item, then the daemon's agent in the bundle.
+        Duty registerLoginItems;
+        /// At launch: the quit sentinel is cleared, then a loose agent is healed.
+        Duty clearQuitAndHealLooseAgent;
+        /// At each opening of the menu and each reopening of the application.
+        Duty releaseQuitIfHeld;
     };
 
-    // The launch sequence, in its order.
+    struct FirstRun {
+        /// At launch.
+        Duty warmBundledBinaries;
+        /// Whether the first-run journey is owed; nothing if that is not known now.
+        std::function<Task<std::optional<bool>>()> journeyWarranted;
+        /// The same without a request to the daemon.
+        std::function<std::optional<bool>()> journeyWarrantedUnasked;
+    };
 
-    /// The application's own login item, then the daemon's agent in the bundle.
-    Duty registerLoginItems = quiet;
-    Duty warmBundledBinaries = quiet;
-    /// The quit sentinel goes, then a loose agent is healed.
-    Duty clearQuitAndHealLooseAgent = quiet;
-    Duty postSwapBounce = quiet;
-    Duty migrateAtLaunch = quiet;
-    std::function<Task<bool>()> buildUpdater = noUpdater;
-    std::function<void()> armDailyClock = [] {};
-    Duty converge = quiet;
-    Duty startLocalModelsIfNeeded = quiet;
-    /// Gives the models' pipeline the place where it tells its progress.
-    std::function<void()> attachModelsProgress = [] {};
+    struct Connectors {
+        /// At launch: our wiring in the harnesses' files is brought up to date.
+        Duty converge;
+        /// The application at whose end `retire` is due.
+        std::string retiredBundleID;
+        /// Removes the old connection to that application.
+        Duty retire;
+    };
 
-    // What comes of itself later.
+    struct Models {
+        /// At launch.
+        Duty startIfNeeded;
+        /// At launch: gives the pipeline the place to publish its progress.
+        std::function<void()> attachProgress;
+        Line line;
+        Question allDownloadsDone;
+        /// The distributed notification at which `cancel` is due, and then a quit.
+        std::string cancelNotification;
+        Duty cancel;
+    };
 
-    /// Claude has ended: its old connection may be retired.
-    Duty retireChatConnection = quiet;
-    Duty cancelLocalModels = quiet;
-    Duty releaseQuitIfHeld = quiet;
-    /// Whether the first-run journey is owed; nothing means that it cannot be told now.
-    Question journeyWarranted = cannotBeTold;
-    /// The same where the daemon does not answer.
-    std::function<std::optional<bool>()> journeyWarrantedUnasked = [] { return std::optional<bool>{}; };
+    struct Updates {
+        // At launch, in this order, after the daemon's agent is registered and healed.
+        Duty postSwapBounce;
+        Duty migrateAtLaunch;
+        /// False if no updater can run.
+        std::function<Task<bool>()> buildUpdater;
+        std::function<void()> armDailyClock;
 
-    // What the rows say.
+        // Rows.
+        Line line;
+        std::function<std::optional<std::string>()> postponedSentence;
+        Question migrationOwed;
+        Question isMigrating;
 
-    std::function<std::optional<Line>()> modelsLine = [] { return std::optional<Line>{}; };
-    std::function<bool()> allDownloadsDone = [] { return false; };
-    std::function<std::optional<std::string>()> postponedSentence = [] { return std::optional<std::string>{}; };
-    std::function<std::optional<Line>()> updateLine = [] { return std::optional<Line>{}; };
-    std::function<bool()> migrationOwed = [] { return false; };
-    std::function<bool()> isMigrating = [] { return false; };
+        Click checkForUpdate;
+        Click installUpdate;
+        Click migrate;
+    };
 
-    // What a click does; none while there is no update host.
-
-    std::function<void()> checkForUpdate{};
-    std::function<void()> installUpdate{};
-    /// The sentence that answers the click.
-    std::function<Task<std::string>()> migrateNow{};
-
-    static Task<void> quiet() { co_return; }
-    static Task<bool> noUpdater() { co_return false; }
-    static Task<std::optional<bool>> cannotBeTold() { co_return std::nullopt; }
+    Supervision supervision;
+    FirstRun firstRun;
+    Connectors connectors;
+    Models models;
+    Updates updates;
 };
 
 }  // namespace larkmoor

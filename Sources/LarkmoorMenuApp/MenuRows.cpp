@@ -1,7 +1,5 @@
 #include "LarkmoorMenuApp/MenuRows.h"
 
-#include "LarkmoorKit/Menu/MenuMode.h"
-
 namespace larkmoor {
 
 namespace {
@@ -32,6 +30,7 @@ MenuRows MenuRows::make(std::string headerTitle, Actions actions) {
         MenuRow::make(Start{.title = "Migrate now", .action = std::move(actions.migrateNow), .hidden = true});
     rows.postponedRow = MenuRow::make(Start{.hidden = true, .enabled = false});
     rows.updateRow = MenuRow::make(Start{.hidden = true});
+    rows.installUpdateNow = std::move(actions.installUpdateNow);
     rows.memory = MenuRow::make(
         Start{.title = "Memory", .action = std::move(actions.openEditor), .image = RowImages::PebbleIcon{}});
     const auto stats = MenuRow::make(
@@ -65,6 +64,20 @@ MenuRows MenuRows::make(std::string headerTitle, Actions actions) {
         quit,
     };
     return rows;
+}
+
+void RecordingRows::apply(const MenuHealth& health, std::optional<DoorFault> fault, bool showsAlert) {
+    status_ = status_.after(health, fault, showsAlert);
+    rows_.statusLine->setTitle(status_.line);
+    rows_.statusLine->setImage(status_.hasRecordingDot ? RowImage{RowImages::RecordingDot{}} : RowImages::None{});
+}
+
+void RecordingRows::showPause() {
+    for (const auto& row : {rows_.statusLine, rows_.pause15, rows_.pause60, rows_.pauseIndef}) {
+        row->setHidden(status_.paused);
+    }
+    rows_.resumeRow->setHidden(!status_.paused);
+    rows_.resumeRow->setTitle(status_.resumeTitle());
 }
 
 }  // namespace larkmoor

@@ -1,10 +1,10 @@
-// The rows of the menu, by the names under which the controller keeps them true.
+// The rows of the menu, by the names under which the application keeps them true.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 
+#include "LarkmoorKit/Menu/MenuHealth.h"
 #include "LarkmoorPlatform/Menu.h"
 
 namespace larkmoor {
@@ -22,6 +22,7 @@ struct MenuRows {
         MenuRow::Action openStats;
         MenuRow::Action openSettings;
         MenuRow::Action migrateNow;
+        MenuRow::Action installUpdateNow;
         MenuRow::Action checkForUpdateNow;
         MenuRow::Action quitEverything;
     };
@@ -35,8 +36,30 @@ struct MenuRows {
     Row header, setupRow, statusLine, modelsLine;
     Row pause15, pause60, pauseIndef, resumeRow;
     Row migrateNowRow, postponedRow, updateRow;
-    /// Made with the others and deliberately placed in no menu.
+    /// Made with the others, and deliberately not placed in the menu.
     Row memory;
+
+    /// The action of `updateRow` while a click on it installs the update.
+    MenuRow::Action installUpdateNow;
+};
+
+/// The rows about the recording. Main thread; `rows` outlives this.
+class RecordingRows {
+  public:
+    explicit RecordingRows(const MenuRows& rows) : rows_(rows) {}
+
+    const RecordingStatus& status() const { return status_; }
+
+    /// Keeps what follows from the answer, and shows it in the status line.
+    void apply(const MenuHealth& health, std::optional<DoorFault> fault, bool showsAlert);
+    /// Keeps what the recorder last said of the front window.
+    void setFront(FrontRecording front) { status_.lastFront = front; }
+    /// Shows the rows of the recording or those of the pause.
+    void showPause();
+
+  private:
+    const MenuRows& rows_;
+    RecordingStatus status_;
 };
 
 }  // namespace larkmoor

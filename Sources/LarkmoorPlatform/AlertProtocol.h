@@ -1,23 +1,23 @@
-// How the menu asks the helper for an alert, and how the helper answers.
+// The protocol between the application and its alert helper.
 //
-// The request comes on standard input: fields NAME=VALUE with a NUL at the end of each, in UTF-8, `build` first. The
-// answer is one line on standard output. A helper that cannot answer says why on standard error, and by its exit
-// status.
+// The request is written to the helper's standard input: fields NAME=VALUE in UTF-8, each ended by a NUL, `build`
+// first. The answer is one line on standard output. A helper that fails explains it on standard error and exits with
+// one of the statuses below.
 #pragma once
 
 #include <string_view>
 
 namespace larkmoor::AlertProtocol {
 
-inline constexpr std::string_view build = "build";  ///< the asker's; a helper of another build refuses
-inline constexpr std::string_view asker = "asker";  ///< process number; the alert ends with that process
+inline constexpr std::string_view build = "build";  ///< of the application; a helper of another build refuses
+inline constexpr std::string_view asker = "asker";  ///< process id; the alert ends with that process
 inline constexpr std::string_view style = "style";  ///< informational, warning or critical
 inline constexpr std::string_view message = "message";
 inline constexpr std::string_view text = "text";
-inline constexpr std::string_view button = "button";  ///< one for each, in order
+inline constexpr std::string_view button = "button";  ///< one field for each, in order
 inline constexpr std::string_view icon = "icon";      ///< "application", or the field is missing
 
-inline constexpr std::string_view chosen = "chosen ";  ///< and the button's place, from 0
+inline constexpr std::string_view chosen = "chosen ";  ///< followed by the button's index, from 0
 inline constexpr std::string_view dismissed = "dismissed";
 
 enum ExitStatus : int {

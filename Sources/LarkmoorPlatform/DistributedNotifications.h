@@ -1,4 +1,4 @@
-// Notifications between this user's programs: a name, perhaps an object, and a small dictionary.
+// Notifications between the programs of this user: a name, an optional object and a small dictionary.
 #pragma once
 
 #include <functional>
@@ -9,13 +9,14 @@
 
 namespace larkmoor {
 
-/// Main thread. Nothing is kept for those who come later, and nobody is told whether anybody listened.
+/// Main thread. A notification reaches those who observe it when it is posted; it is not stored, and the sender does
+/// not learn whether anybody received it.
 class DistributedNotifications {
   public:
     using Info = std::map<std::string, std::string>;
     using Handler = std::function<void(std::optional<std::string> object, Info info)>;
 
-    /// An observation lasts as long as its token; the handler may destroy it.
+    /// Ends its observation when destroyed; the handler may destroy it.
     class Token {
       public:
         virtual ~Token() = default;
@@ -23,10 +24,10 @@ class DistributedNotifications {
 
     virtual ~DistributedNotifications() = default;
 
-    /// Tells every observer of the name, this program's own included. An empty object is none.
+    /// Reaches every observer of the name, those in this program included. An empty object counts as none.
     virtual void post(const std::string& name, const std::optional<std::string>& object, const Info& info) = 0;
 
-    /// `handler` comes from the main loop, once for each notification of that very name, which is an identifier.
+    /// Calls `handler` from the main loop, once for each notification with exactly this name.
     [[nodiscard]] virtual std::unique_ptr<Token> observe(const std::string& name, Handler handler) = 0;
 };
 

@@ -1,4 +1,4 @@
-// The jobs of this user's service manager, asked in launchctl's verbs and answered in its exit statuses.
+// Control of this user's launch agents: launchctl's verbs and exit statuses.
 #pragma once
 
 #include <expected>
@@ -8,26 +8,26 @@
 
 namespace larkmoor {
 
-/// Main thread. A target is "gui/{uid}" for the domain and "gui/{uid}/{label}" for a job in it. 0 is success; the error
-/// says why there is no answer at all.
+/// Main thread. A target is "gui/{uid}" for the domain and "gui/{uid}/{label}" for a job in it. Status 0 is success;
+/// an error means that the service manager could not be asked.
 class LaunchAgents {
   public:
     using ExitStatus = std::expected<int, std::string>;
 
-    static constexpr int inputOutputError = 5;  ///< the list cannot be loaded, or the job not be started
-    static constexpr int inProgress = 36;       ///< asked for, and not done in time
+    static constexpr int inputOutputError = 5;  ///< the property list cannot be loaded, or the job not be started
+    static constexpr int inProgress = 36;       ///< requested, but not finished in time
     static constexpr int couldNotFind = 113;    ///< no such job
-    static constexpr int isDisabled = 119;      ///< the person switched it off
+    static constexpr int isDisabled = 119;      ///< the user disabled it
 
     virtual ~LaunchAgents() = default;
 
     /// Whether the job is loaded; it need not run.
     virtual Task<ExitStatus> print(std::string serviceTarget) = 0;
-    /// Loads the agent's property list, also for later logins, and starts it if the list asks for that.
+    /// Loads the agent's property list, for later logins too, and starts the job if the list says so.
     virtual Task<ExitStatus> bootstrap(std::string domainTarget, std::string listPath) = 0;
-    /// Starts a loaded job. One that runs is left alone, or with `kill` ended and started anew.
+    /// Starts a loaded job. A running one is left alone, or restarted if `kill` is set.
     virtual Task<ExitStatus> kickstart(std::string serviceTarget, bool kill = false) = 0;
-    /// Ends the job and takes it out of the domain until it is loaded again, or until the next login.
+    /// Stops and unloads the job until it is bootstrapped again, or until the next login.
     virtual Task<ExitStatus> bootout(std::string serviceTarget) = 0;
 };
 

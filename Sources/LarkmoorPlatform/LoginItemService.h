@@ -1,24 +1,32 @@
-// One thing that the system starts at login: this application, or an agent whose property list lies in its bundle.
+// Registration of one login item: this application, or an agent whose property list lies in the bundle.
 #pragma once
 
 #include <expected>
 #include <string>
 
 #include "LarkmoorBase/Task.h"
-#include "LarkmoorPlatform/LoginItemStatus.h"
 
 namespace larkmoor {
 
-/// Main thread. Errors are words for a log. What a call began and could not end, the next one ends.
+/// In the numbering of the login-item service.
+enum class LoginItemStatus {
+    notRegistered = 0,
+    enabled = 1,
+    requiresApproval = 2,  ///< the user disabled it
+    notFound = 3,          ///< the service does not know such an item
+};
+
+/// Main thread. Errors are text for a log. A call that was interrupted is completed by the next one.
 class LoginItemService {
   public:
     virtual ~LoginItemService() = default;
 
-    /// A service that cannot be asked knows of nothing.
+    /// `notFound` where the service cannot be asked.
     virtual Task<LoginItemStatus> status() = 0;
-    /// From now on, and at every login. An agent starts at once if its list asks for that. Never overrules the person.
+    /// Takes effect now and at every login; an agent starts at once if its list says so. Fails for an item that the
+    /// user disabled.
     virtual Task<std::expected<void, std::string>> registerItem() = 0;
-    /// Stops an agent that runs.
+    /// Stops a running agent.
     virtual Task<std::expected<void, std::string>> unregisterItem() = 0;
 };
 

@@ -1,25 +1,50 @@
-// A channel to a named service of this machine: requests with their replies, one-way messages, and pushed events.
+// A connection to a named service of this machine: requests with replies, one-way messages, and pushed events.
 #pragma once
 
+#include <cstdint>
 #include <expected>
 #include <functional>
+#include <map>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
 
-#include "LarkmoorPlatform/MessageDictionary.h"
+#include "LarkmoorBase/Bytes.h"
+#include "LarkmoorBase/FileDescriptor.h"
 
 namespace larkmoor {
 
-/// The channel failed: nobody has the name, its owner went away or refuses us, or the transport broke. `reason` is for
-/// a log.
+/// Descriptors are shared so that a message can be copied; the last copy closes them.
+using MessageDescriptors = std::vector<std::shared_ptr<const FileDescriptor>>;
+using MessageValue = std::variant<Bytes, std::uint64_t, bool, MessageDescriptors>;
+
+/// The content of one message, independent of the transport.
+struct MessageDictionary {
+    std::map<std::string, MessageValue, std::less<>> values;
+
+    /// The value under the key if it has this type; valid until the dictionary changes.
+    template <class T>
+    const T* find(std::string_view key) const {
+        const auto found = values.find(key);
+        return found == values.end() ? nullptr : std::get_if<T>(&found->second);
+    }
+
+    void set(std::string_view key, MessageValue value) { values.insert_or_assign(std::string{key}, std::move(value)); }
+};
+
+/// The connection failed: nobody owns the name, its owner is gone or refuses us, or the transport broke. `reason` is
+/// for a log.
 struct [[nodiscard]] ConnectionFailure {
     std::string reason;
 
     bool operator==(const ConnectionFailure&) const = default;
 };
 
-/// Main thread; every callback comes from the main loop, never from inside a function of this class. A connection
-/// belongs to whoever owned the name at its first message. Once it fails it has failed for good, and all that waits is
-/// told at once: a later owner needs a new connection. Destroying it is cancelling it.
+/// Main thread; callbacks come from the main loop, never from inside a member function. A connection is bound to the
+/// owner of the name at its first message. A failure is final and is reported to everything that waits; a later owner
+/// needs a new connection. Destroying it cancels it.
 class MessageConnection {
   public:
     using Incoming = std::expected<MessageDictionary, ConnectionFailure>;
@@ -27,17 +52,21 @@ class MessageConnection {
 
     virtual ~MessageConnection() = default;
 
-    /// Gets each pushed event, and the failure once. Set before `resume`.
+    /// Receives each pushed event, and the failure once. Set before `resume`.
     virtual void setEventHandler(Handler handler) = 0;
-    /// Lets messages out; those sent before wait for it.
+    /// Starts sending; messages sent before are queued until then.
     virtual void resume() = 0;
-    /// Ends the channel. No callback comes after it, but for replies whose failure is being told in this very turn.
+    /// Closes the connection. No callback follows, except for replies whose failure is being reported in this very
+    /// turn of the loop.
     virtual void cancel() = 0;
 
-    /// `handler` is called once, however long the peer takes. A peer that died may have carried the request out.
+    /// `handler` is called once, however long the peer takes. A peer that died may have executed the request.
     virtual void sendWithReply(MessageDictionary message, Handler handler) = 0;
-    /// The one message that no reply is awaited for; a failure shows in the event handler.
+    /// Sends a message that has no reply; a failure goes to the event handler.
     virtual void send(MessageDictionary message) = 0;
 };
+
+/// Makes a suspended connection to the named service. It opens nothing until its first message.
+using Dial = std::function<std::shared_ptr<MessageConnection>(const std::string& serviceName)>;
 
 }  // namespace larkmoor

@@ -1,12 +1,11 @@
-// The platform's log: lines for whoever looks after this machine.
+// The system's log.
 #pragma once
 
 #include <string_view>
 
 namespace larkmoor {
 
-/// Writes one line, without a newline at its end. Any thread. A line that cannot be written is lost, and the caller
-/// never hears of it.
+/// Writes one line, given without its newline. Any thread. Errors are ignored.
 void platformLog(std::string_view line) noexcept;
 
 }  // namespace larkmoor

@@ -14,10 +14,10 @@ namespace larkmoor::PropertyList {
 
 namespace {
 
-struct Freed {
+struct FreePlist {
     void operator()(void* node) const { plist_free(node); }
 };
-using Node = std::unique_ptr<void, Freed>;
+using Node = std::unique_ptr<void, FreePlist>;
 
 Node parse(BytesView document) {
     if (document.empty() || document.size() > std::numeric_limits<std::uint32_t>::max()) return nullptr;
@@ -33,7 +33,7 @@ Node parseDictionary(BytesView document) {
     return root;
 }
 
-constexpr int mostLevels = 64;
+constexpr int maxDepth = 64;
 
 std::string textOf(plist_t node) {
     std::uint64_t length = 0;
@@ -71,7 +71,7 @@ std::optional<PropertyListValue> arrayOf(plist_t node, int level) {
 }
 
 std::optional<PropertyListValue> valueOf(plist_t node, int level) {
-    if (level > mostLevels) return std::nullopt;
+    if (level > maxDepth) return std::nullopt;
     switch (plist_get_node_type(node)) {
         case PLIST_BOOLEAN: {
             std::uint8_t flag = 0;
@@ -81,7 +81,7 @@ std::optional<PropertyListValue> valueOf(plist_t node, int level) {
         case PLIST_UINT: {
             std::uint64_t number = 0;
             plist_get_uint_val(node, &number);
-            // The library has one kind of whole number, and a negative one is its complement.
+            // The library has unsigned integers only; a negative one is stored as its two's complement.
             return PropertyListValue{static_cast<std::int64_t>(number)};
         }
         case PLIST_REAL: {
@@ -109,7 +109,7 @@ std::optional<PropertyListValue> valueUnder(BytesView document, std::string_view
     return item != nullptr ? valueOf(item, 1) : std::nullopt;
 }
 
-/// XML has no way to write most of the control characters.
+/// XML cannot express most control characters.
 bool canStandInXML(std::string_view text) {
     return UTF8::isValid(text) && std::ranges::none_of(text, [](char letter) {
                return static_cast<unsigned char>(letter) < 0x20 && letter != '\t' && letter != '\n';

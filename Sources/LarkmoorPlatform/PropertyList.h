@@ -1,32 +1,54 @@
-// Apple property lists, XML or binary, read into plain values.
+// Apple property lists, XML or binary.
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "LarkmoorBase/Bytes.h"
-#include "LarkmoorPlatform/PropertyListValue.h"
 
-namespace larkmoor::PropertyList {
+namespace larkmoor {
+
+struct PropertyListValue {
+    using Array = std::vector<PropertyListValue>;
+    using Dictionary = std::map<std::string, PropertyListValue, std::less<>>;
+    /// A date, data and the like, which this program never reads.
+    struct Other {
+        bool operator==(const Other&) const = default;
+    };
+
+    std::variant<Other, bool, std::int64_t, double, std::string, Array, Dictionary> value;
+
+    template <class T>
+    const T* as() const {
+        return std::get_if<T>(&value);
+    }
+
+    bool operator==(const PropertyListValue&) const = default;
+};
+
+namespace PropertyList {
 
 /// Whether the bytes are a property list whose root is a dictionary.
 bool isReadable(BytesView document);
 
-/// All of it; nothing if it is no property list whose root is a dictionary, or one nested deeper than 64 levels.
+/// The whole list; nothing if it is no property list whose root is a dictionary, or nests deeper than 64 levels.
 std::optional<PropertyListValue::Dictionary> dictionary(BytesView document);
 
-/// The text under `key` of a property list whose root is a dictionary; nothing if it is no such list, or holds no text
-/// there.
+/// The string under `key`; nothing if the root is no dictionary or there is no string under the key.
 std::optional<std::string> textUnder(BytesView document, std::string_view key);
 
-/// The flag there, in the same way; a number is a flag too, and 0 alone is false.
+/// The same for a boolean; a number counts as one, and only 0 is false.
 std::optional<bool> flagUnder(BytesView document, std::string_view key);
 
-/// The document as XML with `value` under `key`, in the place of what was there; all else keeps its type and value.
-/// An empty document is one without keys. Nothing if it is no list whose root is a dictionary, or if key or value
-/// cannot stand in XML.
+/// The document as XML with `value` under `key`; everything else keeps its type and value. An empty document counts as
+/// an empty dictionary. Nothing if the root is no dictionary, or if XML cannot hold the key or the value.
 std::optional<Bytes> setting(BytesView document, const std::string& key, const std::variant<std::string, bool>& value);
 
-}  // namespace larkmoor::PropertyList
+}  // namespace PropertyList
+
+}  // namespace larkmoor

@@ -1,31 +1,43 @@
-// The applications of this user that run now, and a word when one ends.
+// The running applications of this user, and a notice when one ends.
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "LarkmoorPlatform/RunningApplication.h"
-
 namespace larkmoor {
+
+/// One process of this user.
+struct RunningApplication {
+    pid_t process = 0;
+    std::string executable;  ///< absolute, as the system knows it
+    /// Of the bundle that holds the executable, or of the application that the desktop started; the same for all
+    /// processes of one application. Most processes have none.
+    std::optional<std::string> bundleIdentifier;
+
+    bool operator==(const RunningApplication&) const = default;
+};
 
 class RunningApplications {
   public:
     virtual ~RunningApplications() = default;
 
-    /// Looks at the system now; costs a few milliseconds. Any thread.
+    /// Scans the process table; takes a few milliseconds. Any thread.
     virtual std::vector<RunningApplication> list() const = 0;
 
-    /// Asks a listed process to end, as its session's end would; what becomes of that is its own affair. False if it is
-    /// gone, if its number is another's by now, or if the system refuses. Any thread.
+    /// Sends SIGTERM to a listed process. False if it is gone, if its id belongs to another process by now, or if the
+    /// system refuses. Any thread.
     virtual bool terminate(pid_t process) = 0;
 
-    /// `ended` comes from the main loop once for each end of the application: when the last process with this
-    /// identifier is gone. An application is known from a `refresh` that found it, or from the desktop's word that it
-    /// began; one that comes and goes between these is missed. Main thread, for as long as this lives.
+    /// Calls `ended` from the main loop each time that the last process with this identifier has ended. An application
+    /// is discovered by `refresh`, or when the desktop reports its start; one that starts and ends in between is
+    /// missed. Main thread; observed for as long as this object lives.
     virtual void onEnd(std::string bundleIdentifier, std::function<void()> ended) = 0;
 
-    /// Looks for the applications whose end somebody wants to hear of. Main thread, a few milliseconds.
+    /// Discovers the observed applications that started meanwhile. Main thread; a few milliseconds.
     virtual void refresh() = 0;
 };
 

@@ -1,4 +1,4 @@
-// The one way to start a task of the main thread that nobody waits for.
+// Starts a main-thread task that nobody awaits.
 #pragma once
 
 #include <boost/asio/co_spawn.hpp>
@@ -16,10 +16,10 @@ namespace larkmoor {
 
 namespace Spawning {
 
-/// Keeps owner and function for as long as the task runs.
+/// Keeps owner and function alive while the task runs.
 template <class Owner, class Function>
 Task<void> held(std::shared_ptr<Owner> owner, Function function) {
-    // A task that is spawned by a handler would otherwise begin inside it.
+    // Otherwise a task that is spawned by a handler would start inside that handler.
     co_await boost::asio::post(boost::asio::use_awaitable_t<MainLoop::executor_type>{});
     co_await std::invoke(function, *owner);
 }
@@ -28,8 +28,8 @@ void report(const std::exception_ptr& escaped);
 
 }  // namespace Spawning
 
-/// Runs `function(owner)`, a Task<void>, from the loop's next turn on; nothing if the owner is gone by now. An
-/// exception that escapes is written to the platform's log. `function` holds values alone.
+/// Runs `function(owner)`, a Task<void>, starting in the loop's next turn; does nothing if the owner is gone. An
+/// escaped exception is written to the system's log. `function` captures values only.
 template <class Owner, class Function>
 void spawn(MainLoop& loop, const std::weak_ptr<Owner>& owner, Function function) {
     auto living = owner.lock();

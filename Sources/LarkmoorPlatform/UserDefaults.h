@@ -1,4 +1,4 @@
-// What a person or a developer set for this program: a text or a flag under a key, in one named suite.
+// User defaults: strings and booleans under keys, in one named suite.
 #pragma once
 
 #include <expected>
@@ -10,20 +10,20 @@
 
 namespace larkmoor {
 
-/// Any thread. Each question looks at what is stored now.
+/// Any thread. Values are read from storage each time.
 class UserDefaults {
   public:
     virtual ~UserDefaults() = default;
 
-    /// The text under the key; nothing for a value that is no text.
+    /// The string under the key; nothing for a value of another type.
     virtual std::optional<std::string> string(const std::string& key) const = 0;
-    /// The flag under the key. A number is a flag too, and 0 alone is false; nothing for any other value.
+    /// The boolean under the key. A number counts as one, and only 0 is false; nothing for any other type.
     virtual std::optional<bool> flag(const std::string& key) const = 0;
 
-    /// Stores the value in the place of whatever is under the key; everything else in the suite stays.
+    /// Replaces the value under the key, whatever its type; everything else in the suite stays.
     virtual std::expected<void, FileError> set(const std::string& key, const std::string& value) = 0;
     virtual std::expected<void, FileError> set(const std::string& key, bool value) = 0;
-    /// A text in quotes is a text: without this it would be taken for a flag.
+    /// A string literal would otherwise convert to bool.
     std::expected<void, FileError> set(const std::string& key, const char* value) {
         return set(key, std::string{value});
     }

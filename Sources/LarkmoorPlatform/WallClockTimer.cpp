@@ -13,7 +13,7 @@ struct Cadence {
 };
 
 void scheduleAfter(WallClockSource& source, WallClockSource::Duration delay, const std::shared_ptr<Cadence>& cadence) {
-    // The source outlives what it is to call.
+    // The source outlives its callback.
     source.schedule(source.now() + delay, cadence->leeway, [&source, cadence] {
         scheduleAfter(source, cadence->every, cadence);
         cadence->fire();

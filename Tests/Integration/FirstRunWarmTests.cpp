@@ -10,7 +10,7 @@
 #include <iterator>
 
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorPlatform/Linux/SpawningProcessRunner.h"
+#include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
 

@@ -55,8 +55,8 @@ class ManagedSession(Session):
         programs = self.bundle / "Contents/MacOS"
         self.write_program(programs / "larkmoor", f'exec "{UNDERSTUDY}" --support-root "{self.support}"')
         self.write_program(programs / "larkmoor-hook", f'echo "$@" >>"{self.home}/hooked"')
-        # What a person's click on the first button says.
-        self.write_program(programs / "larkmoor-alert", 'cat >/dev/null; echo "chosen 0"')
+        # A user who always clicks the first button.
+        self.write_program(programs / "larkmoor-alert", f'tr "\\0" "\\n" >>"{self.home}/alerts"; echo "chosen 0"')
         shutil.copy(SETTINGS, self.home / "larkmoor-settings")
         self.list = self.bundle / f"Contents/Library/LaunchAgents/{GATEWAY}.plist"
         self.change_list(ThrottleInterval=1)
@@ -100,6 +100,12 @@ class ManagedSession(Session):
             self.refresh()
             return "Recording" in self.labels()
         wait("recording", shows)
+
+    def alerts(self):
+        """The messages of the alerts that were shown."""
+        file = self.home / "alerts"
+        lines = file.read_text(encoding="utf-8").splitlines() if file.exists() else []
+        return [line.removeprefix("message=") for line in lines if line.startswith("message=")]
 
     def end_application(self):
         self.application.send_signal(signal.SIGTERM)
@@ -273,7 +279,11 @@ class Supervision(unittest.TestCase):
         wait("stats row", lambda: "Stats" in session.labels())
         session.tray("click", "Stats")
         wait("stats", lambda: session.settings("Seen")[-1] == "open stats")
+        session.tray("click", "Check for Update…")
+        excuse = "Larkmoor couldn't check for updates. Please download the latest version from https://larkmoor.fenwright.tools"
+        wait("answer to the check", lambda: session.alerts() == [excuse])
         self.quit()
+        self.assertEqual(session.alerts(), [excuse, "Quit Larkmoor?"])
         wait("end of the settings", lambda: session.settings("Seen") is None)
 
 

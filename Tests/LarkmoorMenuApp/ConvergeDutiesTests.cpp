@@ -1,4 +1,4 @@
-// The launch's upkeep of the harnesses' files as duties of the menu.
+// The connectors' duties for the menu.
 #include <gtest/gtest.h>
 
 #include <boost/asio/co_spawn.hpp>
@@ -16,7 +16,7 @@ namespace {
 
 using Result = ConnectorOutcome::Result;
 
-TEST(ConvergeDutiesTest, TheLogHearsOfWhatIsNotAsItWas) {
+TEST(ConvergeDutiesTest, EveryOutcomeButUnchangedIsLogged) {
     struct Case {
         ConnectorOutcome outcome;
         std::optional<std::string> want;
@@ -36,12 +36,12 @@ TEST(ConvergeDutiesTest, WithoutABundleNothingHappens) {
     const std::string before = R"({"mcpServers":{"a":{"command":"/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp"}}})";
     std::filesystem::create_directories(std::filesystem::path{file}.parent_path());
     std::ofstream{file} << before;
-    MenuDuties duties;
-    ConvergeDuties::join(duties, {.home = home.path().string(),
-                                  .bundle = std::nullopt,
-                                  .runningApplications = [] { return std::vector<RunningApplication>{}; },
-                                  .log = [](std::string_view line) { ADD_FAILURE() << line; }});
-    for (const auto& duty : {duties.converge, duties.retireChatConnection}) {
+    const auto duties = ConvergeDuties::make({.home = home.path().string(),
+                                              .bundle = std::nullopt,
+                                              .runningApplications = [] { return std::vector<RunningApplication>{}; },
+                                              .log = [](std::string_view line) { ADD_FAILURE() << line; }});
+    EXPECT_EQ(duties.retiredBundleID, "com.anthropic.claudefordesktop");
+    for (const auto& duty : {duties.converge, duties.retire}) {
         MainLoop loop;
         boost::asio::co_spawn(loop, duty(), boost::asio::detached);
         loop.run();

@@ -1,4 +1,4 @@
-// The menu's platform in the tests' hands: what was shown, posted and asked, and what comes of it as a test says.
+// Fakes of the menu's platform: they keep what they were given, and tests direct what they do.
 #pragma once
 
 #include <boost/asio/post.hpp>
@@ -18,7 +18,7 @@
 
 namespace larkmoor::testing {
 
-/// A person who answers every alert in the same way.
+/// A user who answers every alert alike.
 class FakeAlerts final : public Alerts {
   public:
     Task<std::optional<int>> show(Alert alert) override {
@@ -46,7 +46,7 @@ class FakeStatusItem : public StatusItem {
     std::shared_ptr<Menu> menu;
 };
 
-/// A notification centre within the test: what was posted, and who listens.
+/// A notification centre within the process.
 class FakeNotifications final : public DistributedNotifications {
   public:
     struct Posted {
@@ -95,7 +95,7 @@ class FakeNotifications final : public DistributedNotifications {
     std::vector<std::weak_ptr<Listener>> listeners_;
 };
 
-/// The running applications as a test says; an end is told of those alone that a refresh has seen.
+/// Running applications; reports the end of those only that a refresh has seen.
 class FakeApplications final : public RunningApplications {
   public:
     explicit FakeApplications(MainLoop& loop) : loop_(loop) {}

@@ -1,9 +1,9 @@
-// What is asked, and of whom, before the first-run journey opens by itself.
+// Whether the first-run journey is owed, and how far the daemon is asked.
 #include "LarkmoorMenuApp/JourneyQuestion.h"
 
 #include <fstream>
 
-#include "LarkmoorKit/FirstRun/Receipts.h"
+#include "LarkmoorKit/FirstRun/OnboardingTrigger.h"
 #include "LarkmoorWire/Catalogue/GatewayResponse.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
@@ -31,10 +31,13 @@ class Daemon final : public LarkmoorClient {
     }
 };
 
-GatewayResponse grantsOf(std::string_view microphone) {
+/// All granted but the one kind, which has no row where its state is empty.
+GatewayResponse grantsBut(std::string_view other, std::string_view state) {
     GrantsAnswer answer;
-    for (const char* kind : {"screen_recording", "accessibility"}) answer.grants.push_back({kind, "granted", ""});
-    answer.grants.push_back({"microphone", std::string{microphone}, ""});
+    for (const char* kind : {"microphone", "screen_recording", "accessibility"}) {
+        if (kind != other) answer.grants.push_back({kind, "granted", ""});
+        if (kind == other && !state.empty()) answer.grants.push_back({kind, std::string{state}, ""});
+    }
     return GatewayResponse::Grants{std::move(answer)};
 }
 
@@ -46,6 +49,9 @@ GatewayResponse cardsOf(std::size_t count) {
 
 TEST(JourneyQuestion, IsAskedNoFurtherThanItNeedsTo) {
     const GatewayResponse failure = GatewayResponse::Failure{"not now"};
+    const GatewayResponse all = grantsBut("", ""), noRow = grantsBut("microphone", "");
+    const GatewayResponse noScreen = grantsBut("screen_recording", "denied"),
+                          noAccess = grantsBut("accessibility", "?");
     struct Case {
         std::string_view name;
         bool terms, store, recovery;
@@ -54,14 +60,17 @@ TEST(JourneyQuestion, IsAskedNoFurtherThanItNeedsTo) {
         std::string_view asked;
     };
     const Case cases[] = {
-        {"terms not agreed", false, true, true, grantsOf("granted"), cardsOf(1), true, ""},
+        {"terms not agreed", false, true, true, all, cardsOf(1), true, ""},
         {"a store and a silent daemon", true, true, true, failure, failure, std::nullopt, "grants "},
         {"no store and a silent daemon", true, false, true, failure, failure, true, "grants "},
-        {"a grant missing", true, true, true, grantsOf("denied"), cardsOf(1), true, "grants "},
-        {"recovery key missing", true, true, false, grantsOf("granted"), cardsOf(1), true, "grants onboarding at / "},
-        {"all done", true, true, true, grantsOf("granted"), cardsOf(1), false, "grants onboarding at / "},
-        {"no hello", true, true, true, grantsOf("granted"), cardsOf(0), true, "grants onboarding at / "},
-        {"hello not told", true, true, true, grantsOf("granted"), failure, false, "grants onboarding at / "},
+        {"a grant denied", true, true, true, noScreen, cardsOf(1), true, "grants "},
+        {"a grant in a state of its own", true, true, true, noAccess, cardsOf(1), true, "grants "},
+        {"no row for a grant", true, true, true, noRow, cardsOf(1), true, "grants "},
+        {"no store", true, false, true, all, cardsOf(1), true, "grants onboarding at / "},
+        {"recovery key missing", true, true, false, all, cardsOf(1), true, "grants onboarding at / "},
+        {"all done", true, true, true, all, cardsOf(1), false, "grants onboarding at / "},
+        {"no hello", true, true, true, all, cardsOf(0), true, "grants onboarding at / "},
+        {"hello not told", true, true, true, all, failure, false, "grants onboarding at / "},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);

@@ -1,4 +1,4 @@
-// A menu between a scripted daemon and a platform that only takes notes.
+// A menu between a scripted daemon, fake services of the platform, and duties that note their names.
 #pragma once
 
 #include "LarkmoorBase/OneShotEvent.h"
@@ -12,8 +12,8 @@ namespace larkmoor::testing {
 
 enum class Daemon {
     answers,
-    gone,     ///< every connection fails, and nobody has the name
-    refuses,  ///< every connection fails, and somebody has the name
+    gone,     ///< every connection fails, and the name has no owner
+    refuses,  ///< every connection fails, and the name has an owner
     silent,
     ofTwo,  ///< speaks another contract
 };
@@ -31,12 +31,14 @@ class MenuBarTest : public ::testing::Test {
         menu = MenuBar::make(platform(), duties);
         menu->applicationDidFinishLaunching();
     }
+    /// The words of the launch are no longer in `done`, unless the launch itself is looked at by `make`.
     void launch() {
         make();
         settle();
+        done.clear();
     }
-    /// Lets all happen that will by itself: what is left waits for the daemon, or for the test. The door's patience is
-    /// a millisecond here.
+    /// Runs all that is ready; what is left waits for the daemon, or for the test. The door's second attempt waits a
+    /// millisecond here.
     void settle() {
         for (;;) {
             loop.restart();
@@ -73,7 +75,7 @@ class MenuBarTest : public ::testing::Test {
 
     /// The settings application runs, and is asked for its panes.
     void runSettings() { applications.running = {{7, "/x/settings", std::string{ClientInstance::settingsID}}}; }
-    /// Those that it was asked for since, with "!" behind one that is to come to the front.
+    /// Those that it was asked for since the last call, with "!" behind one that is to come to the front.
     Words panes() {
         Words wanted;
         for (const auto& [name, object, info] : std::exchange(notifications.posted, {})) {
@@ -115,6 +117,11 @@ class MenuBarTest : public ::testing::Test {
         return [this, word = std::move(word), until] { return noted(done, word, until); };
     }
     template <class T>
+    static Task<T> notedAnswer(Words& list, std::string word, T value) {
+        list.push_back(std::move(word));
+        co_return value;
+    }
+    template <class T>
     static Task<T> given(T value) {
         co_return value;
     }
@@ -135,21 +142,48 @@ class MenuBarTest : public ::testing::Test {
     std::optional<bool> warranted = false;
     std::string bundle = "/tree/Larkmoor.app";
 
+    // What the rows are to show.
+    std::optional<MenuLine> models, update;
+    std::optional<std::string> postponed;
+    bool allDone = false, owed = false, migrating = false, hasUpdater = true;
+
     // What was done.
     Words asked;  ///< of the daemon
     Words done;   ///< by the duties and the platform, in order
     Words log;
 
-    MenuDuties duties = quietDuties();
+    MenuDuties duties{
+        .supervision = {.registerLoginItems = noting("register"),
+                        .clearQuitAndHealLooseAgent = noting("heal"),
+                        .releaseQuitIfHeld = noting("release quit")},
+        .firstRun = {.warmBundledBinaries = noting("warm"),
+                     .journeyWarranted = [this] { return given(warranted); },
+                     .journeyWarrantedUnasked = [this] { return warranted; }},
+        .connectors = {.converge = noting("converge"), .retiredBundleID = "the.old.one", .retire = noting("retire")},
+        .models = {.startIfNeeded = noting("models"),
+                   .attachProgress = [this] { done.emplace_back("attach"); },
+                   .line = [this] { return models; },
+                   .allDownloadsDone = [this] { return allDone; },
+                   .cancelNotification = "cancel.the.models",
+                   .cancel = noting("cancel")},
+        .updates = {.postSwapBounce = noting("bounce"),
+                    .migrateAtLaunch = noting("migrate"),
+                    .buildUpdater = [this] { return notedAnswer(done, "updater", hasUpdater); },
+                    .armDailyClock = [this] { done.emplace_back("clock"); },
+                    .line = [this] { return update; },
+                    .postponedSentence = [this] { return postponed; },
+                    .migrationOwed = [this] { return owed; },
+                    .isMigrating = [this] { return migrating; },
+                    .checkForUpdate = answering("The newest one is there."),
+                    .installUpdate = answering(std::nullopt),
+                    .migrate = answering("All is up to date.")},
+    };
     FakeStatusItem* item = nullptr;
     std::shared_ptr<MenuBar> menu;
 
   private:
-    MenuDuties quietDuties() {
-        MenuDuties quiet;
-        quiet.journeyWarranted = [this] { return given(warranted); };
-        quiet.journeyWarrantedUnasked = [this] { return warranted; };
-        return quiet;
+    MenuDuties::Click answering(std::optional<std::string> sentence) {
+        return [this, sentence] { return notedAnswer(done, "click: " + sentence.value_or("no words"), sentence); };
     }
 
     MenuPlatform platform() {

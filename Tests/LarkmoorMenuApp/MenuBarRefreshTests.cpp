@@ -1,8 +1,7 @@
-// How the menu is kept true to the daemon.
+// The menu follows the daemon: what every state shows, whatever state came before it.
 #include <stdexcept>
 
 #include "LarkmoorMenuApp/MenuBarFixture.h"
-#include "LarkmoorPlatform/MenuObserver.h"
 
 namespace larkmoor::testing {
 namespace {
@@ -11,15 +10,9 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Shown = FakeStatusItem::Shown;
 using enum StatusIcon;
+using enum FrontRecording;
 using std::chrono::seconds;
 
-const std::string absentLine = "Larkmoor isn't running — start it to access your memory.";
-const std::string refusedLine = "Larkmoor is running but this menu needs a restart to reconnect.";
-const std::string silentLine =
-    "Larkmoor is running but did not answer in 3s — it may be busy starting up; try again in a moment.";
-const std::string skewLine = "Larkmoor is finishing an update — this window will reconnect by itself.";
-
-// What a person sees of the menu: recording or in trouble, paused, during the setup.
 constexpr std::string_view header = "Larkmoor (v2.1 · build 340)",
                            pauses = "• Pause 15 minutes | • Pause 1 hour | • Stop";
 constexpr std::string_view rest = "Stats | - | Settings | - | Check for Update… | - | Quit";
@@ -43,6 +36,93 @@ const Shown notRunning{attention, "Larkmoor — not running"};
 GatewayResponse text(std::string words) { return GatewayResponse::Text{std::move(words)}; }
 GatewayResponse state(FrontRecording recording) { return GatewayResponse::FrontState{recording}; }
 
+/// Everything that a menu can be in, entered from everything else and from itself.
+TEST_F(MenuBarTest, EveryStateShowsTheSameAfterEveryOther) {
+    struct State {
+        std::string_view name;
+        Daemon daemon;
+        GatewayResponse health, front;
+        std::string rows;
+        Shown icon;
+        bool journeyVisible = false;
+        std::optional<bool> warranted = false;
+    };
+    using enum Daemon;
+    const GatewayResponse ok = text("healthy"), off = text("stopped"), whole = state(full);
+    const GatewayResponse failure = GatewayResponse::Failure{"no room"}, strange = GatewayResponse::Ok{};
+    const std::string recording = recordingMenu("Recording");
+    const std::string absentLine = "Larkmoor isn't running — start it to access your memory.";
+    const std::string refusedLine = "Larkmoor is running but this menu needs a restart to reconnect.";
+    const std::string silentLine =
+        "Larkmoor is running but did not answer in 3s — it may be busy starting up; try again in a moment.";
+    const std::string skewLine = "Larkmoor is finishing an update — this window will reconnect by itself.";
+    const State states[] = {
+        {"recording", answers, ok, whole, recording, filled, false, std::nullopt},
+        {"title only", answers, ok, state(titleOnly), recording, titled},
+        {"blocked", answers, ok, state(blocked), recording, guarded},
+        {"cannot tell", answers, ok, state(unknown), recording, unsure},
+        {"the recorder fails", answers, ok, failure, recording, filled},
+        {"the recorder answers something else", answers, ok, strange, recording, filled},
+        {"paused until 9:15", answers, text("paused (resumes 9:15)"), whole, pausedMenu("Resume Recording (auto 9:15)"),
+         filled},
+        {"paused until 10:00", answers, text("paused (resumes 10:00)"), whole,
+         pausedMenu("Resume Recording (auto 10:00)"), filled},
+        {"stopped", answers, off, state(none), pausedMenu("Start Recording"), idle},
+        {"a word", answers, text("the disk is full"), whole, recordingMenu("the disk is full"), alarmed},
+        {"a failure", answers, failure, whole, recordingMenu("no room"), alarmed, false, std::nullopt},
+        {"unreadable", answers, strange, whole, recordingMenu("Larkmoor sent an answer we couldn't read"), alarmed},
+        {"gone", gone, ok, whole, recordingMenu(absentLine), notRunning},
+        {"refuses", refuses, ok, whole, recordingMenu(refusedLine), alarmed},
+        {"silent", silent, ok, whole, recordingMenu(silentLine), alarmed, false, std::nullopt},
+        {"another contract", ofTwo, ok, whole, recordingMenu(skewLine), alarmed},
+        {"journey", answers, ok, whole, setupWith("Recording"), filled, true},
+        {"journey, stopped", answers, off, whole, setupMenu("Start Recording"), filled, true, std::nullopt},
+        {"journey, gone", gone, ok, whole, setupWith(absentLine), filled, true},
+        {"journey owed", answers, ok, state(blocked), setupWith("Recording"), guarded, false, true},
+        {"journey owed, silent", silent, ok, whole, setupWith(silentLine), filled, false, true},
+    };
+    launch();
+    const State* before = &states[0];
+    int entered = 0;
+    const auto enter = [&](const State& next) {
+        SCOPED_TRACE(fmt::format("{}, then {}", std::exchange(before, &next)->name, next.name));
+        daemon = next.daemon;
+        health = next.health;
+        front = next.front;
+        warranted = next.warranted;
+        tellJourney(next.journeyVisible ? "1" : "0");
+        endDaemon();
+        if (++entered % 2 == 0) {
+            open();
+            close();
+        }
+        asked.clear();
+        tick();
+        EXPECT_LE(std::ranges::count(asked, "health"), 2) << "one pass, in two attempts at most";
+        EXPECT_EQ(std::ranges::count(asked, "front state"), daemon == answers && next.icon.icon != attention)
+            << "the recorder is not asked during an alert";
+        EXPECT_EQ(visible(), next.rows);
+        EXPECT_EQ(item->shown.back(), next.icon);
+        EXPECT_EQ(menu->setupMode(), next.journeyVisible || next.warranted == true);
+        const MenuRow& status = *menu->rows().statusLine;
+        if (!status.hidden()) {
+            EXPECT_EQ(status.image() == RowImage{RowImages::RecordingDot{}}, status.title() == "Recording");
+        }
+        if (daemon == answers) {
+            EXPECT_EQ(door.kept(), 2U) << "requests and events, whatever went on";
+        }
+    };
+    for (const State& one : states) {
+        for (const State* other = &one; other != std::end(states); ++other) {
+            enter(one);
+            enter(*other);
+        }
+        enter(one);
+    }
+    EXPECT_EQ(timers.running(), 1U);
+    EXPECT_THAT(log, IsEmpty());
+}
+
 TEST_F(MenuBarTest, OnlyTheTextOneMeansThatTheJourneyIsVisible) {
     launch();
     for (const auto& object : {std::optional<std::string>{"0"}, std::optional<std::string>{"true"},
@@ -57,61 +137,42 @@ TEST_F(MenuBarTest, OnlyTheTextOneMeansThatTheJourneyIsVisible) {
     EXPECT_THAT(asked, ElementsAre("health", "front state")) << "a pass follows";
 }
 
-TEST_F(MenuBarTest, TheEndOfTheJourneyShowsWhatWasKnownLast) {
+TEST_F(MenuBarTest, AChangeOfModeDoesNotWaitForTheDaemon) {
     launch();
     for (const auto& [word, rows] :
          {std::pair{"stopped", pausedMenu("Start Recording")}, std::pair{"healthy", recordingMenu("Recording")}}) {
+        const auto expect = [&](const std::string& atOnce, const std::string& later) {
+            EXPECT_EQ(visible(), atOnce);
+            daemon = Daemon::answers;
+            door.answer(door.sent().size() - 1, replyOf(health));
+            settle();
+            EXPECT_EQ(visible(), later);
+        };
         health = text(word);
-        daemon = Daemon::answers;
+        refresh();
+        daemon = Daemon::silent;
         tellJourney("1");
+        expect(setupMenu(""), word == std::string{"healthy"} ? setupWith("Recording") : setupMenu("Start Recording"));
         daemon = Daemon::silent;
         tellJourney("0");
-        EXPECT_EQ(visible(), rows) << "before the daemon answers";
-        daemon = Daemon::answers;
-        door.answer(door.sent().size() - 1, replyOf(health));
-        settle();
-        EXPECT_EQ(visible(), rows);
+        expect(rows, rows);
     }
-}
-
-TEST_F(MenuBarTest, TheBeginningOfTheJourneyLeavesItsRowsAloneUntilThePass) {
-    launch();
-    daemon = Daemon::silent;
-    tellJourney("1");
-    EXPECT_EQ(visible(), setupMenu(""));
-    daemon = Daemon::answers;
-    door.answer(door.sent().size() - 1, replyOf(health));
-    settle();
-    EXPECT_EQ(visible(), setupWith("Recording"));
-}
-
-TEST_F(MenuBarTest, TheRecorderIsNotAskedDuringAnAlert) {
-    front = state(FrontRecording::blocked);
-    launch();
-    asked.clear();
-    health = text("the disk is full");
-    refresh();
-    EXPECT_THAT(asked, ElementsAre("health"));
-    EXPECT_EQ(item->shown.back(), alarmed);
-    // What it said last is kept under the sign; setup knows no alarm, and asks again.
-    asked.clear();
-    tellJourney("1");
-    EXPECT_THAT(asked, ElementsAre("health", "front state"));
-    EXPECT_EQ(item->shown.back().icon, trailHollow);
 }
 
 TEST_F(MenuBarTest, EventsRedrawBetweenPasses) {
     launch();
     asked.clear();
-    door.push(1, eventOf(R"({"frontState":{"_0":"none"}})"));
-    settle();
-    EXPECT_EQ(item->shown.back(), idle);
+    const auto push = [&](std::string_view word) {
+        door.push(1, eventOf(fmt::format(R"({{"frontState":{{"_0":"{}"}}}})", word)));
+        settle();
+        return item->shown.back();
+    };
+    EXPECT_EQ(push("none"), idle);
+    EXPECT_EQ(push("full"), filled);
     EXPECT_THAT(asked, IsEmpty());
     health = text("the disk is full");
     refresh();
-    door.push(1, eventOf(R"({"frontState":{"_0":"full"}})"));
-    settle();
-    EXPECT_EQ(item->shown.back(), alarmed) << "an alert stays";
+    EXPECT_EQ(push("blocked"), alarmed) << "an alert stays";
 }
 
 TEST_F(MenuBarTest, PassesNeverOverlapAndAreNotQueued) {
@@ -131,9 +192,8 @@ TEST_F(MenuBarTest, PassesNeverOverlapAndAreNotQueued) {
     EXPECT_THAT(asked, ElementsAre("health", "front state"));
 }
 
-TEST_F(MenuBarTest, AnErrorThatNobodyExpectedEndsOnePassOnly) {
-    launch();
-    duties.journeyWarranted = []() -> Task<std::optional<bool>> { throw std::runtime_error{"no memory"}; };
+TEST_F(MenuBarTest, AnExceptionEndsOnePassOnly) {
+    duties.firstRun.journeyWarranted = []() -> Task<std::optional<bool>> { throw std::runtime_error{"no memory"}; };
     launch();
     asked.clear();
     refresh();
@@ -146,9 +206,13 @@ TEST_F(MenuBarTest, APassThatFindsNothingNewTouchesNoRow) {
         void rowChanged(const MenuRow& row) override { changed.push_back(row.title()); }
         Words changed;
     } counter;
+    models = MenuLine{.title = "Fetching models", .bar = RowProgresses::Indeterminate{}};
+    update = MenuLine{.title = "Loading, 50%", .bar = RowProgresses::Fraction{0.5}};
     for (const char* word : {"healthy", "stopped", "the disk is full"}) {
         health = text(word);
         launch();
+        open();
+        close();
         item->menu->setObserver(&counter);
         tick();
         open();
@@ -158,7 +222,7 @@ TEST_F(MenuBarTest, APassThatFindsNothingNewTouchesNoRow) {
     }
 }
 
-TEST_F(MenuBarTest, ARefusalIsWrittenDownAfterFortyFiveSeconds) {
+TEST_F(MenuBarTest, ARefusalIsLoggedAfterFortyFiveSeconds) {
     launch();
     struct Step {
         int at;
@@ -180,91 +244,6 @@ TEST_F(MenuBarTest, ARefusalIsWrittenDownAfterFortyFiveSeconds) {
               "[larkmoor-menu] the daemon has been up and refusing this connection for 45s — it is judging this "
               "process's code identity, which no reconnect can change. This menu must be restarted to talk to it again "
               "(m:227).");
-}
-
-/// A day of the menu: every half minute of it, through all that a daemon can do and say.
-TEST_F(MenuBarTest, ADay) {
-    struct Phase {
-        int ticks;
-        Daemon daemon;
-        GatewayResponse health, front;
-        bool journeyVisible;
-        std::optional<bool> warranted;
-        std::string rows;
-        Shown icon;
-        std::size_t lines;  // of refusals, by the end
-    };
-    using enum Daemon;
-    using enum FrontRecording;
-    const GatewayResponse ok = text("healthy"), off = text("stopped"), lunch = text("paused (resumes 9:15)");
-    const GatewayResponse whole = state(full), failure = GatewayResponse::Failure{"no room"};
-    const GatewayResponse strange = GatewayResponse::Ok{};
-    const std::string recording = recordingMenu("Recording"), pausing = pausedMenu("Resume Recording (auto 9:15)");
-    const std::string stopped = pausedMenu("Start Recording");
-    const std::string unread = recordingMenu("Larkmoor sent an answer we couldn't read");
-    const std::optional<bool> untold;
-    const Phase phases[] = {
-        {400, answers, ok, whole, false, false, recording, filled, 0},
-        {10, answers, ok, whole, false, untold, recording, filled, 0},
-        {100, answers, ok, state(blocked), false, false, recording, guarded, 0},
-        {10, answers, ok, failure, false, false, recording, filled, 0},
-        {10, answers, ok, state(unknown), false, false, recording, unsure, 0},
-        {10, answers, ok, strange, false, false, recording, filled, 0},
-        {30, answers, lunch, whole, false, false, pausing, filled, 0},
-        {300, answers, ok, whole, false, false, recording, filled, 0},
-        {1, refuses, ok, whole, false, false, recordingMenu(refusedLine), alarmed, 0},
-        {1, silent, ok, whole, false, untold, recordingMenu(silentLine), alarmed, 0},
-        {2, refuses, ok, whole, false, false, recordingMenu(refusedLine), alarmed, 1},
-        {40, refuses, ok, whole, true, false, setupWith(refusedLine), filled, 1},
-        {1, silent, ok, whole, false, false, recordingMenu(silentLine), alarmed, 1},
-        {2, refuses, ok, whole, false, false, recordingMenu(refusedLine), alarmed, 2},
-        {300, answers, ok, state(titleOnly), false, false, recording, titled, 2},
-        {60, answers, ok, whole, true, false, setupWith("Recording"), filled, 2},
-        {10, answers, off, whole, true, untold, setupMenu("Start Recording"), filled, 2},
-        {120, answers, off, state(none), false, false, stopped, idle, 2},
-        {10, answers, ok, whole, false, true, setupWith("Recording"), filled, 2},
-        {20, gone, ok, state(none), false, true, setupWith(absentLine), filled, 2},
-        {200, gone, ok, state(none), false, false, recordingMenu(absentLine), notRunning, 2},
-        {10, ofTwo, ok, whole, false, false, recordingMenu(skewLine), alarmed, 2},
-        {1000, answers, ok, whole, false, false, recording, filled, 2},
-        {10, answers, text("the disk is nearly full"), whole, false, false, recordingMenu("the disk is nearly full"),
-         alarmed, 2},
-        {10, answers, text("healthy "), whole, false, false, recordingMenu("healthy "), alarmed, 2},
-        {10, answers, failure, whole, false, false, recordingMenu("no room"), alarmed, 2},
-        {10, answers, strange, whole, false, untold, unread, alarmed, 2},
-        {193, answers, ok, whole, false, false, recording, filled, 2},
-    };
-    launch();
-    int ticks = 0;
-    for (const Phase& phase : phases) {
-        daemon = phase.daemon;
-        health = phase.health;
-        front = phase.front;
-        warranted = phase.warranted;
-        // Each change is a restart of the daemon, where it is slow in the middle of a question.
-        tellJourney(phase.journeyVisible ? "1" : "0");
-        endDaemon();
-        for (int tick = 0; tick < phase.ticks; ++tick, ++ticks) {
-            SCOPED_TRACE(fmt::format("phase {}, tick {}", &phase - phases, tick));
-            now += MenuBar::refreshInterval;
-            asked.clear();
-            const bool opens = ticks % 7 == 0;
-            if (opens) item->menu->open();
-            ASSERT_TRUE(timers.fire(MenuBar::refreshInterval));
-            if (opens) item->menu->close();
-            settle();
-            ASSERT_LE(std::ranges::count(asked, "health"), 2) << "one pass, in two attempts at most";
-            ASSERT_EQ(visible(), phase.rows);
-            ASSERT_EQ(item->shown.back(), phase.icon);
-            ASSERT_EQ(menu->setupMode(), phase.journeyVisible || phase.warranted == true);
-            const MenuRow& status = *menu->rows().statusLine;
-            ASSERT_EQ(status.image() == RowImage{RowImages::RecordingDot{}}, status.title() == "Recording");
-            if (daemon == answers) ASSERT_EQ(door.kept(), 2U) << "requests and events, whatever went on";
-        }
-        EXPECT_EQ(log.size(), phase.lines) << "after tick " << ticks;
-    }
-    EXPECT_EQ(ticks, 2880);
-    EXPECT_EQ(timers.running(), 1U);
 }
 
 }  // namespace

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "LarkmoorPlatform/Menu.h"
-#include "LarkmoorPlatform/MenuDelegate.h"
-#include "LarkmoorPlatform/MenuObserver.h"
 
 namespace larkmoor {
 namespace {
@@ -12,90 +10,92 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-struct Listener : MenuDelegate, MenuObserver {
-    void menuWillOpen() override { heard.push_back("will open"); }
-    void menuDidClose() override { heard.push_back("did close"); }
-    bool validateMenuItem(const MenuRow& row) override { return row.title() != forbidden; }
-    void rowChanged(const MenuRow& row) override { heard.push_back("changed " + row.title()); }
+class MenuTest : public ::testing::Test, protected MenuDelegate, protected MenuObserver {
+  protected:
+    MenuTest() {
+        menu.setDelegate(this);
+        menu.setObserver(this);
+    }
+    void menuWillOpen() override { heard.emplace_back("will open"); }
+    void menuDidClose() override { heard.emplace_back("did close"); }
+    bool validateMenuItem(const MenuRow& asked) override { return asked.title() != forbidden; }
+    void rowChanged(const MenuRow& changed) override { heard.push_back("changed " + changed.title()); }
+    std::vector<std::string> heardOf(const std::function<void()>& act) {
+        heard.clear();
+        act();
+        return heard;
+    }
+    MenuRow::Action action = [this] { heard.emplace_back("action"); };
 
     std::vector<std::string> heard;
     std::string forbidden;
-};
-
-class MenuTest : public ::testing::Test {
-  protected:
-    MenuTest() {
-        menu.setDelegate(&listener);
-        menu.setObserver(&listener);
-    }
-
-    Listener listener;
-    std::shared_ptr<MenuRow> row =
-        MenuRow::make({.title = "Stop", .action = [this] { listener.heard.push_back("action"); }});
+    std::shared_ptr<MenuRow> row = MenuRow::make({.title = "Stop", .action = action});
     Menu menu{{row, MenuRow::separator()}};
 };
 
 TEST_F(MenuTest, OnlyARealChangeIsTold) {
-    row->setTitle("Stop");
-    row->setHidden(false);
-    row->setEnabled(true);
-    row->setImage(RowImages::None{});
-    row->setProgress(RowProgresses::None{});
-    row->setAction([] {});
-    EXPECT_THAT(listener.heard, IsEmpty());
-
-    row->setImage(RowImages::Symbol{"gearshape.fill"});
-    row->setImage(RowImages::Symbol{"gearshape.fill"});
-    row->setImage(RowImages::Symbol{"chart.bar.xaxis"});
-    row->setProgress(RowProgresses::Fraction{0.5});
-    row->setAction({});
-    row->setTitle("Go");
-    EXPECT_THAT(listener.heard,
-                ElementsAre("changed Stop", "changed Stop", "changed Stop", "changed Stop", "changed Go"));
+    using namespace RowImages;
+    const std::pair<std::function<void()>, std::function<void()>> changes[] = {
+        {[&] { row->setHidden(true); }, [&] { row->setHidden(false); }},
+        {[&] { row->setEnabled(false); }, [&] { row->setEnabled(true); }},
+        {[&] { row->setImage(Symbol{"gearshape.fill"}); }, [&] { row->setImage(Symbol{"chart.bar.xaxis"}); }},
+        {[&] { row->setImage(RecordingDot{}); }, [&] { row->setImage(RowImages::None{}); }},
+        {[&] { row->setProgress(RowProgresses::Fraction{0.5}); },
+         [&] { row->setProgress(RowProgresses::Fraction{1}); }},
+        {[&] { row->setProgress(RowProgresses::Indeterminate{}); }, [&] { row->setProgress(RowProgresses::None{}); }},
+        {[&] { row->setAction({}); }, [&] { row->setAction([] {}); }},
+    };
+    for (const auto& [there, back] : changes) {
+        for (const auto& change : {there, back}) {
+            EXPECT_THAT(heardOf(change), ElementsAre("changed Stop"));
+            EXPECT_THAT(heardOf(change), IsEmpty()) << "the same again";
+        }
+    }
+    EXPECT_THAT(heardOf([&] { row->setTitle("Go"); }), ElementsAre("changed Go"));
+    EXPECT_THAT(heardOf([&] { row->setTitle("Go"); }), IsEmpty());
 }
 
 TEST_F(MenuTest, ARowOutlivesItsMenuQuietly) {
     auto kept = MenuRow::make({.title = "kept"});
     {
-        const Menu gone{{kept}};
+        Menu gone{{kept}};
+        gone.setObserver(this);
     }
-    kept->setTitle("still here");
-    EXPECT_THAT(listener.heard, IsEmpty());
+    EXPECT_THAT(heardOf([&] { kept->setTitle("still here"); }), IsEmpty());
 }
 
-TEST_F(MenuTest, AnActionMayReplaceItself) {
-    row->setAction([this] {
-        row->setAction({});
-        listener.heard.push_back("replaced");
-    });
-    EXPECT_TRUE(menu.click(*row));
-    EXPECT_FALSE(row->hasAction());
+TEST_F(MenuTest, OpeningAndClosingAreToldOnce) {
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_THAT(heardOf([&] { menu.open(), menu.open(); }), ElementsAre("will open"));
+        EXPECT_TRUE(menu.isOpen());
+        EXPECT_THAT(heardOf([&] { menu.close(), menu.close(); }), ElementsAre("did close"));
+        EXPECT_FALSE(menu.isOpen());
+    }
 }
 
-TEST_F(MenuTest, ClicksThatDoNothing) {
+TEST_F(MenuTest, AClickClosesTheMenuAndRunsTheActionOfARowThatAllowsIt) {
     struct Case {
         std::string_view name;
         std::function<void()> prepare;
+        std::function<void()> undo;
     };
     const Case table[] = {
-        {"disabled", [this] { row->setEnabled(false); }},
-        {"hidden", [this] { row->setHidden(true); }},
-        {"no action", [this] { row->setAction({}); }},
-        {"the delegate says no", [this] { listener.forbidden = "Stop"; }},
+        {"disabled", [&] { row->setEnabled(false); }, [&] { row->setEnabled(true); }},
+        {"hidden", [&] { row->setHidden(true); }, [&] { row->setHidden(false); }},
+        {"no action", [&] { row->setAction({}); }, [&] { row->setAction(action); }},
+        {"the delegate says no", [&] { forbidden = "Stop"; }, [&] { forbidden.clear(); }},
     };
     for (const Case& test : table) {
-        row->setEnabled(true);
-        row->setHidden(false);
-        row->setAction([this] { listener.heard.push_back("action"); });
-        listener.forbidden.clear();
-        ASSERT_TRUE(menu.isClickable(*row));
         test.prepare();
         menu.open();
-        listener.heard.clear();
-        EXPECT_FALSE(menu.click(*row)) << test.name;
-        EXPECT_THAT(listener.heard, ElementsAre("did close")) << test.name;
+        EXPECT_THAT(heardOf([&] { EXPECT_FALSE(menu.click(*row)); }), ElementsAre("did close")) << test.name;
+        test.undo();
+        menu.open();
+        EXPECT_THAT(heardOf([&] { EXPECT_TRUE(menu.click(*row)); }), ElementsAre("did close", "action")) << test.name;
     }
     EXPECT_FALSE(menu.click(*menu.rows()[1])) << "a separator";
+    row->setAction([this] { row->setAction({}), heard.emplace_back("replaced"); });
+    EXPECT_THAT(heardOf([&] { menu.click(*row); }), ElementsAre("changed Stop", "replaced"));
 }
 
 }  // namespace

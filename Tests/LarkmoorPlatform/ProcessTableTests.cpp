@@ -1,6 +1,4 @@
-// When a process began, told alike by all who ask.
-#include "LarkmoorPlatform/ProcessTable.h"
-
+// Process start times, the same for every process that asks.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +8,7 @@
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/Text.h"
+#include "LarkmoorPlatform/Process.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 
@@ -18,10 +17,10 @@ namespace {
 
 using Clock = std::chrono::system_clock;
 
-struct Told {
+struct Answer {
     bool isKnown = false;
     Clock::time_point first, second;
-    bool operator==(const Told&) const = default;
+    bool operator==(const Answer&) const = default;
 };
 
 struct Asking {
@@ -29,7 +28,7 @@ struct Asking {
     int answer = -1;
 };
 
-/// A process that never asked before asks twice about `process`, as soon as the writing end of `start` is closed.
+/// A new process asks twice about `process`, as soon as the writing end of `start` is closed.
 Asking ask(pid_t process, const std::string& runtime, std::array<int, 2> start = {-1, -1}) {
     std::array<int, 2> ends{};
     if (::pipe(ends.data()) != 0) throw std::runtime_error("no pipe");
@@ -42,94 +41,79 @@ Asking ask(pid_t process, const std::string& runtime, std::array<int, 2> start =
         }
         const auto first = ProcessTable::start(process);
         const auto second = ProcessTable::start(process);
-        const Told told{first && second, first.value_or(Clock::time_point{}), second.value_or(Clock::time_point{})};
-        ::_exit(::write(ends[1], &told, sizeof told) == sizeof told ? 0 : 1);
+        const Answer answer{first && second, first.value_or(Clock::time_point{}), second.value_or(Clock::time_point{})};
+        ::_exit(::write(ends[1], &answer, sizeof answer) == sizeof answer ? 0 : 1);
     }
     ::close(ends[1]);
     return {.child = child, .answer = ends[0]};
 }
 
-Told answer(const Asking& asking) {
-    Told told;
-    const bool isRead = ::read(asking.answer, &told, sizeof told) == sizeof told;
+Answer answer(const Asking& asking) {
+    Answer answer;
+    const bool isRead = ::read(asking.answer, &answer, sizeof answer) == sizeof answer;
     ::close(asking.answer);
     ::waitpid(asking.child, nullptr, 0);
-    if (!isRead) throw std::runtime_error("no word from the child");
-    return told;
+    if (!isRead) throw std::runtime_error("no answer from the child");
+    return answer;
 }
 
-Told askedAnew(pid_t process, const std::string& runtime) { return answer(ask(process, runtime)); }
-
-std::string bootID() { return std::string{trimmed(text(*Files::read("/proc/sys/kernel/random/boot_id")))}; }
-
-class ProcessTableTest : public ::testing::Test {
-  protected:
-    void plant(const std::string& words) {
+struct ProcessTableTest : ::testing::Test {
+    void writeBase(const std::string& text) {
         ASSERT_TRUE(Files::makeFolders(runtime / "larkmoor", 0700));
-        ASSERT_TRUE(Files::replace(base, asBytes(words), 0600));
+        ASSERT_TRUE(Files::replace(base, asBytes(text), 0600));
     }
+    Answer ask(pid_t process) { return answer(testing::ask(process, runtime.path().string())); }
+    Answer ask(pid_t process, const std::string& otherRuntime) { return answer(testing::ask(process, otherRuntime)); }
 
     TemporaryFolder runtime;
-    std::string base = runtime / "larkmoor/boot-base";
+    const std::string base = runtime / "larkmoor/boot-base";
+    const std::string boot{trimmed(text(*Files::read("/proc/sys/kernel/random/boot_id")))};
 };
 
-TEST_F(ProcessTableTest, TwoCallsAndTwoProcessesAgree) {
-    const Told one = askedAnew(::getpid(), runtime.path().string());
+TEST_F(ProcessTableTest, TheFirstAnswerOfABootHoldsForAllProcesses) {
+    const Answer one = ask(::getpid());
     ASSERT_TRUE(one.isKnown);
     EXPECT_EQ(one.first, one.second);
-    EXPECT_EQ(askedAnew(::getpid(), runtime.path().string()), one);
+    EXPECT_EQ(ask(::getpid()), one);
     EXPECT_LE(one.first, Clock::now());
     EXPECT_GT(one.first, Clock::now() - std::chrono::hours{1});
-    EXPECT_TRUE(text(*Files::read(base)).starts_with(bootID() + " "));
+    EXPECT_TRUE(text(*Files::read(base)).starts_with(boot + " "));
     EXPECT_EQ(Files::permissions(base), 0600);
     EXPECT_EQ(Files::permissions(runtime / "larkmoor"), 0700);
+    // Even a base of a clock that was wrong.
+    writeBase(boot + " 1000000000000\n");
+    EXPECT_LT(ask(1).first, Clock::time_point{std::chrono::microseconds{1000000000000}} + std::chrono::hours{24 * 365});
 }
 
-TEST_F(ProcessTableTest, TheBaseOfThisBootHoldsWhateverTheClockSays) {
-    plant(bootID() + " 1000000000000\n");
-    const Told told = askedAnew(1, runtime.path().string());
-    ASSERT_TRUE(told.isKnown);
-    EXPECT_LT(told.first, Clock::time_point{std::chrono::microseconds{1000000000000}} + std::chrono::hours{24 * 365});
-}
-
-TEST_F(ProcessTableTest, AnythingElseMakesWay) {
-    const Clock::time_point truth = askedAnew(::getpid(), runtime / "none").first;
+TEST_F(ProcessTableTest, ADamagedOrOlderBaseIsReplacedOnceByAllWhoComeAtOnce) {
+    const Clock::time_point truth = ask(::getpid(), runtime / "none").first;
     for (const std::string& words : {std::string{"00000000-0000-0000-0000-000000000000 1000000000000\n"},
-                                     std::string{"nonsense"}, std::string{}, bootID(), bootID() + " 12x\n"}) {
-        plant(words);
-        const Told told = askedAnew(::getpid(), runtime.path().string());
-        EXPECT_LT(std::chrono::abs(told.first - truth), std::chrono::minutes{1}) << words;
+                                     std::string{"nonsense"}, std::string{}, boot, boot + " 12x\n"}) {
+        SCOPED_TRACE(words);
+        writeBase(words);
+        std::array<int, 2> start{};
+        ASSERT_EQ(::pipe(start.data()), 0);
+        std::vector<Asking> askers;
+        for (int asker = 0; asker < 6; ++asker)
+            askers.push_back(testing::ask(::getpid(), runtime.path().string(), start));
+        ::close(start[1]);
+        ::close(start[0]);
+        std::set<Clock::time_point> answers{ask(::getpid()).first};
+        for (const Asking& asker : askers) answers.insert(answer(asker).first);
+        ASSERT_EQ(answers.size(), 1U);
+        EXPECT_LT(std::chrono::abs(*answers.begin() - truth), std::chrono::minutes{1});
         EXPECT_NE(text(*Files::read(base)), words);
-        EXPECT_EQ(askedAnew(::getpid(), runtime.path().string()), told) << words;
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator{runtime / "larkmoor"}, {}), 1) << "no draft stays";
     }
 }
 
-TEST_F(ProcessTableTest, AllThatComeAtOnceAgree) {
-    for (int round = 0; round < 10; ++round) {
-        plant("of another boot");
-        std::array<int, 2> start{};
-        ASSERT_EQ(::pipe(start.data()), 0);
-        std::vector<Asking> askers;
-        for (int asker = 0; asker < 6; ++asker) askers.push_back(ask(::getpid(), runtime.path().string(), start));
-        ::close(start[1]);
-        ::close(start[0]);
-        std::set<Clock::time_point> told;
-        for (Asking& asker : askers) told.insert(answer(asker).first);
-        ASSERT_EQ(told.size(), 1U) << "round " << round;
-    }
-}
-
-TEST_F(ProcessTableTest, WithoutARuntimeFolderThereIsStillAnAnswer) {
-    EXPECT_TRUE(askedAnew(::getpid(), "").isKnown);
-    EXPECT_TRUE(askedAnew(::getpid(), runtime / "file/none").isKnown);
-}
-
-TEST_F(ProcessTableTest, AProcessThatIsNotThereHasNone) {
+TEST_F(ProcessTableTest, WorksWithoutARuntimeFolderAndKnowsNoDeadProcess) {
+    EXPECT_TRUE(ask(::getpid(), "").isKnown);
+    EXPECT_TRUE(ask(::getpid(), runtime / "file/none").isKnown);
     const pid_t gone = ::fork();
     if (gone == 0) ::_exit(0);
     ::waitpid(gone, nullptr, 0);
-    EXPECT_FALSE(askedAnew(gone, runtime.path().string()).isKnown);
+    EXPECT_FALSE(ask(gone).isKnown);
 }
 
 }  // namespace

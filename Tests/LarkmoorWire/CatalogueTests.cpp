@@ -154,34 +154,6 @@ TEST(Catalogue, EveryCaseAndRecordSurvivesTheRoundTrip) {
     }
 }
 
-/// The case's document without one of its fields.
-template <class Case>
-std::string documentWithout(const Case& payload, std::string_view left) {
-    std::vector<std::string> members;
-    mp_for_each<FieldsOf<Case>>([&](auto field) {
-        const auto& value = payload.*field.pointer;
-        if (field.name != left)
-            members.push_back(fmt::format("\"{}\":{}", field.name, testing::text(*Encoder::encode(value))));
-    });
-    return fmt::format("{{\"{}\":{{{}}}}}", Case::wireName, fmt::join(members, ","));
-}
-
-// A required field that is gone must be missed, an optional one must not: for every field of every case.
-TEST(Catalogue, ARequiredFieldIsMissed) {
-    mp_for_each<mp_transform<mp_identity, Variants>>([](auto variant) {
-        using Variant = typename decltype(variant)::type;
-        mp_for_each<mp_transform<mp_identity, typename Variant::Alternatives>>([](auto type) {
-            using Case = typename decltype(type)::type;
-            const auto payload = testing::WireGenerator{3}.make<Case>();
-            mp_for_each<FieldsOf<Case>>([&](auto field) {
-                using Field = std::remove_cvref_t<decltype(std::declval<Case&>().*field.pointer)>;
-                const std::string document = documentWithout(payload, field.name);
-                EXPECT_EQ(Decoder::decode<Variant>(asBytes(document)).has_value(), isOptional<Field>) << document;
-            });
-        });
-    });
-}
-
 TEST(ControlRequest, VerbsAreTheNamesInSnakeCase) {
     std::vector<std::string_view> verbs;
     for (std::size_t index = 0; index < std::variant_size_v<ControlRequest::Alternatives>; ++index)

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "Support/SmallDisk.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 
@@ -51,9 +52,9 @@ TEST(ClientStoreMode, AFailureKeepsTheOldBytesAndLeavesNothing) {
 }
 
 TEST(ClientStoreMode, AFullDiskKeepsTheOldBytes) {
-    const char* disk = std::getenv("LARKMOOR_SMALL_DISK");
-    if (disk == nullptr) GTEST_SKIP() << "needs the small disk that Scripts/lib/as-tester mounts";
-    const TemporaryFolder folder{disk};
+    const testing::SmallDisk disk;
+    if (disk.path() == nullptr) GTEST_SKIP() << disk.absence;
+    const TemporaryFolder folder{disk.path()};
     ASSERT_TRUE(ClientStoreMode::write(asBytes("old"), folder / "file"));
     const auto refused = ClientStoreMode::write(Bytes(1 << 20), folder / "file");
     ASSERT_FALSE(refused);

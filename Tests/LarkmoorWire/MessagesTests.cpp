@@ -5,7 +5,7 @@
 
 #include <limits>
 
-#include "LarkmoorWire/Client/InProcessClient.h"
+#include "LarkmoorWire/Client/LarkmoorClient.h"
 #include "Support/RunUntil.h"
 #include "Support/Text.h"
 
@@ -47,11 +47,8 @@ TEST(Messages, RequestsAreTheirGoldenDocuments) {
         {R"({"read":{"_0":{"health":{}}}})", reading(Read::Health{})},
         {R"({"control":{"_0":{"pauseFor":{"minutes":15}}}})", controlling(Control::PauseFor{15})},
         {R"({"control":{"_0":{"addConcept":{"_0":"tax"}}}})", controlling(Control::AddConcept{"tax"})},
-        {R"({"control":{"_0":{"setFrameKeep":{"_0":false}}}})", controlling(Control::SetFrameKeep{false})},
-        {R"({"control":{"_0":{"export":{"path":"/tmp/a b"}}}})", controlling(Control::Export{"/tmp/a b"})},
         {R"({"control":{"_0":{"deleteUtterance":{"meeting":"m","rowid":9007199254740993,"witness":"w"}}}})",
          controlling(Control::DeleteUtterance{"m", 9007199254740993, "w"})},
-        {R"({"notes":{"_0":{"delete":{"id":"n1"}}}})", GatewayRequest::Notes{Notes::Delete{"n1"}}},
         {R"({"notes":{"_0":{"editFilters":{"id":"n","set":{"done":true,"rank":2.5,"who":"Ann"},"unset":[]}}}})",
          GatewayRequest::Notes{Notes::EditFilters{"n",
                                                   Filters{{"done", FilterValue::Bool{true}},
@@ -60,13 +57,10 @@ TEST(Messages, RequestsAreTheirGoldenDocuments) {
                                                   std::vector<std::string>{}}}},
         {R"({"diagnostic":{"_0":{"log":{"source":"menu","line":"a \"b\"\n\u0001 › \\ / 𝄞"}}}})",
          GatewayRequest::Diagnostic{DiagnosticRequest::Log{"menu", "a \"b\"\n\x01 › \\ / 𝄞"}}},
-        {R"({"read":{"_0":{"recall":{"query":""}}}})", reading(Read::Recall{.query = ""})},
         {R"({"read":{"_0":{"recall":{"query":"q","to":"today"}}}})",
          reading(Read::Recall{.query = "q", .to = "today"})},
         {R"({"read":{"_0":{"openScreens":{"_0":[{"moment":1,"window":"w"},{"moment":-2}]}}}})",
          reading(Read::OpenScreens{{{1, "w"}, {-2, std::nullopt}}})},
-        {R"({"read":{"_0":{"getByType":{"type":"hello","path":"larkmoor/setup"}}}})",
-         reading(Read::GetByType{.type = "hello", .path = "larkmoor/setup"})},
     };
     expectGolden<GatewayRequest>(table);
 }
@@ -74,15 +68,12 @@ TEST(Messages, RequestsAreTheirGoldenDocuments) {
 TEST(Messages, AnswersAndEventsAreTheirGoldenDocuments) {
     const Golden<GatewayResponse> answers[] = {
         {R"({"ok":{}})", Answer::Ok{}},
-        {R"({"text":{"_0":"healthy"}})", Answer::Text{"healthy"}},
         {R"({"flag":{"_0":true}})", Answer::Flag{true}},
         {R"({"failure":{"message":"no"}})", Answer::Failure{"no"}},
-        {R"({"unimplemented":{"verb":"pause_for"}})", Answer::Unimplemented{"pause_for"}},
         {R"({"frontState":{"_0":"titleOnly"}})", Answer::FrontState{FrontRecording::titleOnly}},
         {R"({"standingWalk":{}})", Answer::StandingWalk{}},
         {R"({"standingWalk":{"_0":{"path":"p","levels":[{"path":"/","rules":["r"]}],"overflow":0,"announce":false}}})",
          Answer::StandingWalk{RulesWalk{.path = "p", .levels = {{"/", {"r"}}}, .overflow = 0, .announce = false}}},
-        {R"({"cards":{"_0":[]}})", Answer::Cards{}},
         {R"({"icons":{"_0":{"a.example":"AAH/","b.example":""}}})",
          Answer::Icons{{{"a.example", {std::byte{0}, std::byte{1}, std::byte{255}}}, {"b.example", {}}}}},
         {R"({"primed":{"_0":[],"distilled":true,"shortcut":{"fired":{}}}})",
@@ -92,8 +83,6 @@ TEST(Messages, AnswersAndEventsAreTheirGoldenDocuments) {
          Answer::Presence{{"d", {{"a", 1, 2, 3, false, {{5, 5.25, "k"}}}}, 4}, "a"}},
         {R"({"rules":{"_0":[{"id":"1","kind":"app","value":"v","tier":"usageOnly","origin":"shipped","enabled":true}]}})",
          Answer::Rules{{{"1", RuleKind::app, "v", RuleTier::usageOnly, RuleOrigin::shipped, true}}}},
-        {R"({"noteID":{"_0":"n","echo":["a","b"]}})", Answer::NoteID{"n", std::vector<std::string>{"a", "b"}}},
-        {R"({"diskUsed":{"_0":{"text":1,"transcripts":2,"reel":3}}})", Answer::DiskUsed{{1, 2, 3, std::nullopt}}},
     };
     expectGolden<GatewayResponse>(answers);
 
@@ -114,8 +103,6 @@ TEST(Messages, ReadingForgivesWhatChangesNothing) {
         {"an unknown member", R"({"text":{"_0":"a","later":{"deep":[1,{"x":null}]}}})", Answer::Text{"a"}},
         {"members in another order", R"({"image":{"mimeType":"m","base64":"b"}})", Answer::Image{"b", "m"}},
         {"null for an optional", R"({"thing":{"_0":null}})", Answer::Thing{}},
-        {"whole number with a fraction", R"({"diskUsed":{"_0":{"text":5.0,"transcripts":5e0,"reel":-0}}})",
-         Answer::DiskUsed{{5, 5, 0, std::nullopt}}},
         {"escapes", R"({"text":{"_0":"\u00e9\/\ud834\udd1e\u0000"}})", Answer::Text{std::string{"é/𝄞\0", 8}}},
         {"an escaped key", R"({"\u0074ext":{"_0":"a"}})", Answer::Text{"a"}},
         {"a member twice: the last holds", R"({"text":{"_0":"a","_0":"b"}})", Answer::Text{"b"}},
@@ -138,25 +125,7 @@ std::string refusal(std::string_view document) {
     return read ? "" : read.error().description();
 }
 
-TEST(Messages, AReadRequestNamesTheKeysItFound) {
-    struct Case {
-        std::string_view document, words;
-    };
-    const Case table[] = {
-        {R"({"read":{"_0":{}}})", "read: ReadRequest expects exactly one case key, got []"},
-        {R"({"read":{"_0":{"health":{},"frontState":{}}}})",
-         R"(read: ReadRequest expects exactly one case key, got ["health", "frontState"])"},
-        {R"({"read":{"_0":{"noSuchThing":{},"health":7}}})",
-         R"(read: ReadRequest expects exactly one case key, got ["noSuchThing", "health"])"},
-        {R"({"read":{"_0":{"health":{},"health":{}}}})",
-         R"(read: ReadRequest expects exactly one case key, got ["health", "health"])"},
-        {R"({"read":{"_0":{"noSuchThing":{}}}})", "read: Unknown ReadRequest case: noSuchThing"},
-        {R"({"read":{"_0":[]}})", "read: expected an object"},
-    };
-    for (const Case& row : table) EXPECT_EQ(refusal<GatewayRequest>(row.document), row.words);
-}
-
-TEST(Messages, AFailureNamesItsPlace) {
+TEST(Messages, AFailureNamesItsPlaceAndAReadRequestTheKeysItFound) {
     struct Case {
         std::string_view document, words;
     };
@@ -180,14 +149,25 @@ TEST(Messages, AFailureNamesItsPlace) {
          "kindCards.cards[0].filters[0].value: expected a string, a number, true or false"},
         {R"({"icons":{"_0":{"a.example":"AAH"}}})", "icons.a.example: expected bytes in base64"},
         {R"({"diskUsed":{"_0":{"text":1.5,"transcripts":2,"reel":3}}})", "diskUsed.text: expected a whole number"},
-        {R"({"diskUsed":{"_0":{"text":9223372036854775808,"transcripts":2,"reel":3}}})",
-         "diskUsed.text: expected a whole number"},
         {R"({"transcript":{"_0":{"meeting":"m","who":[],"lines":[{"rowid":1,"speaker":"s","at":1e999,"text":"","witness":""}]}}})",
          "transcript.lines[0].at: expected a finite number"},
         {R"({"primed":{"_0":[],"distilled":true,"shortcut":{"fired":{},"list":{}}}})",
          "primed.shortcut: Invalid number of keys found, expected one."},
     };
     for (const Case& row : table) EXPECT_EQ(refusal<GatewayResponse>(row.document), row.words) << row.document;
+
+    const Case requests[] = {
+        {R"({"read":{"_0":{}}})", "read: ReadRequest expects exactly one case key, got []"},
+        {R"({"read":{"_0":{"health":{},"frontState":{}}}})",
+         R"(read: ReadRequest expects exactly one case key, got ["health", "frontState"])"},
+        {R"({"read":{"_0":{"noSuchThing":{},"health":7}}})",
+         R"(read: ReadRequest expects exactly one case key, got ["noSuchThing", "health"])"},
+        {R"({"read":{"_0":{"health":{},"health":{}}}})",
+         R"(read: ReadRequest expects exactly one case key, got ["health", "health"])"},
+        {R"({"read":{"_0":{"noSuchThing":{}}}})", "read: Unknown ReadRequest case: noSuchThing"},
+        {R"({"read":{"_0":[]}})", "read: expected an object"},
+    };
+    for (const Case& row : requests) EXPECT_EQ(refusal<GatewayRequest>(row.document), row.words);
 }
 
 TEST(Messages, WhatIsNotJSONIsNoMessage) {

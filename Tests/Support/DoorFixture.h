@@ -38,14 +38,13 @@ class XPCClientTest : public ::testing::Test {
     XPCClientTest() {
         door.onDial([this] { look(); });
         door.onMessage([this](const FakeDoor::Sent&) {
-            const Fate fate = next < fates.size() ? fates[next] : Fate::good;
-            ++next;
-            return incoming(fate);
+            times.push_back(std::chrono::steady_clock::now());
+            return incoming(next < fates.size() ? fates[next++] : Fate::good);
         });
         dial(budget);
     }
 
-    void dial(std::chrono::nanoseconds patience) {
+    void dial(std::chrono::nanoseconds patience, std::chrono::nanoseconds pause = std::chrono::milliseconds{1}) {
         client = XPCClient::make("the.door",
                                  {.dial = door.dial(),
                                   .onWireMismatch =
@@ -64,7 +63,7 @@ class XPCClientTest : public ::testing::Test {
                                           look();
                                           return lineage;
                                       }},
-                                 {.budget = patience, .pause = std::chrono::milliseconds{1}});
+                                 {.budget = patience, .pause = pause});
     }
 
     /// What happens to the messages from now on, in order; all is good after them.
@@ -104,6 +103,7 @@ class XPCClientTest : public ::testing::Test {
     FakeDoor door{loop};
     std::vector<Fate> fates;
     std::size_t next = 0;
+    std::vector<std::chrono::steady_clock::time_point> times;  ///< when each message was sent
     bool registered = false;
     ClientLineage lineage = ClientLineage::Foreign{};
     int mismatches = 0;

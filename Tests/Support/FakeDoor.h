@@ -10,15 +10,15 @@
 #include <vector>
 
 #include "LarkmoorBase/Task.h"
-#include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
-#include "LarkmoorPlatform/MessageService.h"
+#include "LarkmoorPlatform/MessageConnection.h"
 #include "LarkmoorWire/Codec/Messages.h"
 
 namespace larkmoor::testing {
 
-/// Keeps the promises of the port: every callback comes from the loop, a failure is for good and told to all that wait
-/// at once, nothing comes after a cancel.
+/// Keeps the promises of the port as the bus's adapter keeps them: every callback comes from the loop; a connection
+/// meets its peer at its first message, and before that no peer's end concerns it; a failure is for good and told to
+/// all that wait at once; what the bus cannot carry fails alone; nothing comes after a cancel.
 class FakeDoor {
   public:
     using Incoming = MessageConnection::Incoming;
@@ -52,7 +52,7 @@ class FakeDoor {
     void onMessage(Behaviour behaviour) { book_->behaviour = std::move(behaviour); }
     void onDial(std::function<void()> function) { book_->onDial = std::move(function); }
 
-    /// All that was let out, in order.
+    /// All that reached the peer, in order.
     const std::vector<Sent>& sent() const { return book_->sent; }
     std::size_t dialled() const { return book_->connections.size(); }
     /// Connections that are neither cancelled nor gone; one that failed counts.
@@ -95,12 +95,12 @@ class FakeDoor {
         void setEventHandler(Handler handler) override { onEvent_ = std::move(handler); }
         void resume() override {
             if (state_ != State::suspended) return;
-            state_ = State::live;
+            state_ = State::idle;
             for (auto& [message, handler] : std::exchange(queue_, {})) submit(std::move(message), std::move(handler));
         }
         void cancel() override {
             state_ = State::cancelled;
-            // Handlers may hold the last word on this connection.
+            // Destroying the handlers may release the last reference to this connection.
             const auto self = weak_from_this().lock();
             const auto waiting = std::exchange(waiting_, {});
             const auto queue = std::exchange(queue_, {});
@@ -127,14 +127,25 @@ class FakeDoor {
         void push(MessageDictionary event) {
             later([event = std::move(event)](Connection& self) {
                 const Handler handler = self.onEvent_;
-                if (self.state_ == State::live && handler) handler(event);
+                if (self.state_ == State::bound && handler) handler(event);
             });
         }
 
       private:
-        enum class State { suspended, live, failed, cancelled };
+        enum class State { suspended, idle, bound, failed, cancelled };
 
         static Incoming failure() { return std::unexpected(ConnectionFailure{"the peer is gone"}); }
+
+        /// The bus's limits: bytes and keys of one message, and descriptors.
+        static bool isCarried(const MessageDictionary& message) {
+            std::size_t bytes = 0, descriptors = 0;
+            for (const auto& [key, value] : message.values) {
+                bytes += key.size();
+                if (const auto* data = std::get_if<Bytes>(&value)) bytes += data->size();
+                if (const auto* list = std::get_if<MessageDescriptors>(&value)) descriptors += list->size();
+            }
+            return bytes <= (64U << 20U) - (64U << 10U) && message.values.size() <= 32 && descriptors <= 16;
+        }
 
         void later(std::function<void(Connection&)> function) {
             boost::asio::post(book_->loop, [weak = weak_from_this(), function = std::move(function)] {
@@ -145,19 +156,21 @@ class FakeDoor {
         void submit(MessageDictionary message, Handler handler) {
             if (state_ == State::cancelled) return;
             if (state_ == State::suspended) return queue_.emplace_back(std::move(message), std::move(handler)), void();
+            if (state_ == State::failed) return refuse(std::move(handler));
+            state_ = State::bound;
+            if (!isCarried(message)) return handler ? refuse(std::move(handler)) : failLater();
             const std::size_t index = book_->sent.size();
             book_->sent.push_back({.connection = number_, .message = std::move(message)});
-            if (state_ == State::failed) {
-                if (handler) later([handler = std::move(handler)](Connection&) { handler(failure()); });
-                return;
-            }
             if (handler) waiting_.emplace(index, std::move(handler));
             const Sent sent = book_->sent.back();
             if (auto incoming = book_->behaviour ? book_->behaviour(sent) : std::nullopt)
                 settleLater(index, *std::move(incoming));
         }
+        void refuse(Handler handler) {
+            if (handler) later([handler = std::move(handler)](Connection&) { handler(failure()); });
+        }
         void fail() {
-            if (state_ != State::live) return;
+            if (state_ != State::bound) return;
             state_ = State::failed;
             for (const auto& [index, handler] : std::exchange(waiting_, {})) handler(failure());
             if (onEvent_) std::exchange(onEvent_, nullptr)(failure());

@@ -1,5 +1,5 @@
-// A session bus of a test's own: a real dbus-daemon with the session's limits, on a socket in a folder of its own,
-// which starts no service by itself.
+// A private session bus for a test: a real dbus-daemon with the limits of a session bus, on a socket in a folder of its
+// own, without D-Bus activation.
 #pragma once
 
 #include <sys/socket.h>
@@ -58,10 +58,10 @@ class PrivateBus {
 
     const std::string& address() const { return address_; }
 
-    /// What a program needs to find this bus and no other.
+    /// The environment for programs that are to use this bus.
     std::map<std::string, std::string> environment() const { return {{"DBUS_SESSION_BUS_ADDRESS", address_}}; }
 
-    /// The end of the session, as hard as it can come.
+    /// Kills the bus, as if the session had crashed.
     void kill() { daemon_->kill(); }
 
   private:
@@ -70,7 +70,7 @@ class PrivateBus {
     std::string address_;
 };
 
-/// A place where a bus seems to be, which takes connections and never says a word.
+/// A socket that accepts connections like a bus and never replies.
 class DeafBus {
   public:
     DeafBus() {

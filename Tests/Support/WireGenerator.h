@@ -4,10 +4,9 @@
 #include <random>
 #include <string>
 
-#include "LarkmoorBase/Date.h"
 #include "LarkmoorBase/JSON/Coding.h"
 #include "LarkmoorBase/Record.h"
-#include "LarkmoorWire/Catalogue/FilterValue.h"
+#include "LarkmoorWire/Catalogue/Cards.h"
 
 namespace larkmoor::testing {
 

@@ -6,7 +6,7 @@
 #include "Entry.h"
 #include "LarkmoorConnectors/Connectors.h"
 #include "LarkmoorConnectors/Converge.h"
-#include "LarkmoorPlatform/Linux/ProcessScan.h"
+#include "LarkmoorPlatform/Linux/Applications/ProcessScan.h"
 
 namespace larkmoor::connect {
 
@@ -14,7 +14,7 @@ namespace {
 
 using List = std::vector<std::unique_ptr<Connector>>;
 
-bool isClaudeRunning() { return ClaudeChatRetirement::isClaudeAmong(ProcessScan{}.look()); }
+bool isClaudeRunning() { return ClaudeChatRetirement::isClaudeAmong(ProcessScan{}.scan()); }
 
 Entry told(const Connector& connector, Verb verb) {
     const std::string id = connector.identity().id;

@@ -44,7 +44,7 @@ std::expected<List, Stop> list(const std::string& argument, std::string_view sha
     return elements;
 }
 
-/// Reads a literal out of a tree; the first thing that a literal cannot be ends it.
+/// Converts a tree into a literal; fails at the first value that a literal cannot hold.
 class LiteralReader {
   public:
     explicit LiteralReader(BytesView document) : document_(document) {}

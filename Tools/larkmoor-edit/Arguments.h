@@ -1,4 +1,4 @@
-// The tool's arguments that are JSON texts themselves, read with the project's own scanner.
+// The arguments of the tool that are JSON texts, read with the project's own scanner.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
 #include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLDocument.h"
-#include "Stop.h"
+#include "Verb.h"
 
 namespace larkmoor::edit {
 
@@ -21,7 +21,7 @@ std::expected<TOMLName, Stop> name(const std::string& argument);
 /// An INDEX: a whole number.
 std::expected<std::int64_t, Stop> index(const std::string& argument);
 
-/// A LITERAL: a JSON text of the kinds that the program ever writes. One that says a name twice is refused.
+/// A LITERAL: a JSON text without null and fractions. An object with a duplicate name is refused.
 std::expected<JSONLiteral, Stop> literal(const std::string& argument);
 
 }  // namespace larkmoor::edit

@@ -5,9 +5,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "JSONVerbs.h"
-#include "TOMLVerbs.h"
-
 namespace larkmoor::edit {
 
 std::string usage() {
@@ -42,7 +39,7 @@ const Verb* find(std::string_view format, std::string_view name) {
     return nullptr;
 }
 
-/// Takes the options out of the words and notes them.
+/// Moves the options from the words into the command line.
 std::expected<void, Stop> takeOptions(std::vector<std::string>& words, CommandLine& line) {
     std::vector<std::string> others;
     for (auto word = words.begin(); word != words.end(); ++word) {

@@ -1,11 +1,10 @@
-// What the person asked for.
+// The parsed command line.
 #pragma once
 
 #include <expected>
 #include <string>
 #include <vector>
 
-#include "Stop.h"
 #include "Verb.h"
 
 namespace larkmoor::edit {
@@ -21,7 +20,7 @@ struct CommandLine {
 /// How the tool is called, without a final line feed.
 std::string usage();
 
-/// `words` are those behind the program's name. Options stand anywhere, and behind "--" nowhere.
+/// `words` are those after the program's name. Options may stand anywhere before "--".
 std::expected<CommandLine, Stop> commandLine(std::vector<std::string> words);
 
 }  // namespace larkmoor::edit

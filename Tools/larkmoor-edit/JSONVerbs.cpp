@@ -1,5 +1,3 @@
-#include "JSONVerbs.h"
-
 #include <utility>
 
 #include "Arguments.h"
@@ -32,7 +30,7 @@ std::optional<Stop> duplicateOn(const JSONPath& path, const JSONDocument& docume
     return std::nullopt;
 }
 
-/// The edit, unless a name stands twice in an object along the path.
+/// Refuses the edit if an object along the path has a duplicate name.
 template <class Edit>
 Change guarded(JSONPath path, JSONDialect dialect, Edit edit) {
     return [path = std::move(path), dialect, edit = std::move(edit)](BytesView bytes) -> Changed {

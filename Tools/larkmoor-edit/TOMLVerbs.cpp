@@ -1,5 +1,3 @@
-#include "TOMLVerbs.h"
-
 #include <fmt/format.h>
 
 #include <utility>
@@ -19,7 +17,7 @@ using Changed = std::expected<Bytes, Stop>;
 
 std::unexpected<Stop> refused(std::string words) { return std::unexpected{Stop{Stop::refused, std::move(words)}}; }
 
-/// The document, if it scans and says the table in a shape that can be edited. The root is always in that shape.
+/// The document, if it scans and the table has a shape that can be edited, as the root always has.
 std::expected<TOMLDocument, Stop> editable(BytesView bytes, const TOMLName& name) {
     auto document = TOMLText::scan(bytes);
     if (!document) return refused(document.error().description());
@@ -28,7 +26,7 @@ std::expected<TOMLDocument, Stop> editable(BytesView bytes, const TOMLName& name
     return std::move(*document);
 }
 
-/// The edit of a document that says the table in an editable shape; `edit` is also given what was scanned.
+/// Refuses the edit if the table has no shape that can be edited; `edit` is also given the scanned document.
 template <class Edit>
 Prepared guarded(const std::string& argument, Edit edit) {
     auto table = name(argument);
@@ -40,7 +38,7 @@ Prepared guarded(const std::string& argument, Edit edit) {
     };
 }
 
-/// The same where the table has to be there.
+/// The same for a table that must exist.
 template <class Edit>
 Prepared inTable(const std::string& argument, Edit edit) {
     return guarded(

@@ -1,16 +1,77 @@
-// larkmoor-edit: one change in a JSON or TOML file, every other byte left as it was.
+// larkmoor-edit: changes one item of a JSON or TOML file and leaves every other byte as it is.
 #include <unistd.h>
 
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CommandLine.h"
 #include "LarkmoorBase/Files.h"
-#include "Run.h"
-#include "Stop.h"
+#include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
+#include "LarkmoorConnectors/ConfigFile/Transaction.h"
+
+namespace larkmoor::edit {
+
+namespace {
+
+struct Outcome {
+    int status = 0;          ///< the exit status
+    Bytes output{};          ///< for standard output
+    std::string errors{};    ///< for standard error
+    bool committed = false;  ///< a file was changed, so a failure to print must not change the status
+};
+
+std::string lines(const std::vector<Observation>& observations) {
+    std::string text;
+    for (const Observation& observation : observations) text += observation.subject + ": " + observation.text + "\n";
+    return text;
+}
+
+Outcome commit(const CommandLine& line, const std::string& path, Bytes before, Bytes after) {
+    const FileChange change{.path = path, .label = line.file, .before = std::move(before), .after = std::move(after)};
+    const TransactionResult result = Transaction::commit(std::span{&change, 1}, std::chrono::system_clock::now());
+    return result.visit(
+        [](const TransactionResult::Committed& committed) {
+            return Outcome{.output = copyBytes(lines(committed.observations)), .committed = true};
+        },
+        [](const TransactionResult::Refused& refused) {
+            return Outcome{.status = Stop::refused, .errors = lines(refused.observations)};
+        },
+        [](const TransactionResult::Unchanged&) { return Outcome{}; });
+}
+
+Outcome stopped(const Stop& stop) { return {.status = stop.status, .errors = stop.words + "\n"}; }
+
+/// `words` are those after the program's name. Reads the file, and with --in-place replaces it.
+Outcome run(std::vector<std::string> words) {
+    if (words == std::vector<std::string>{"--help"}) return {.output = copyBytes(usage() + "\n")};
+    const auto line = commandLine(std::move(words));
+    if (!line) return stopped(line.error());
+    const auto change =
+        line->verb->prepare(line->arguments, line->comments ? JSONDialect::withComments : JSONDialect::strict);
+    if (!change) return stopped(change.error());
+    const bool isFilter = line->file == "-";
+    const std::string path = isFilter ? line->file : ConfigPath::canonical(line->file);
+    auto before = isFilter ? Files::readAll(STDIN_FILENO, path) : Files::read(path);
+    if (!before) return stopped({Stop::refused, line->file + ": " + before.error().reason()});
+    auto after = (*change)(*before);
+    if (!after) return stopped(after.error());
+    if (!line->verb->changes) return {};
+    if (line->inPlace) return commit(*line, path, std::move(*before), std::move(*after));
+    return {.output = std::move(*after)};
+}
+
+}  // namespace
+
+}  // namespace larkmoor::edit
 
 int main(int count, char** words) {
     using namespace larkmoor;
     const edit::Outcome outcome = edit::run({words + 1, words + count});
     const auto printed = Files::writeAll(STDOUT_FILENO, outcome.output, "standard output");
     const std::string errors = printed ? outcome.errors : printed.error().description() + "\n";
-    // Where standard error is gone, too, the exit status still tells.
-    [[maybe_unused]] const auto told = Files::writeAll(STDERR_FILENO, asBytes(errors), "standard error");
+    // If standard error fails as well, the exit status still tells.
+    [[maybe_unused]] const auto written = Files::writeAll(STDERR_FILENO, asBytes(errors), "standard error");
     return printed || outcome.committed ? outcome.status : edit::Stop::refused;
 }

@@ -41,7 +41,7 @@ std::vector<KeyPress> readKeys(std::string_view bytes) {
         } else if (bytes.starts_with("\x1b[B") || bytes.starts_with("\x1bOB")) {
             press.key = Key::down, length = 3;
         } else if (bytes.starts_with("\x1b[") || bytes.starts_with("\x1bO")) {
-            // Some other key; its letters are not to be taken for orders.
+            // Another key; its final letter must not be taken for a command.
             length = 2;
             while (length < bytes.size() && (bytes[length] < '@' || bytes[length] > '~')) ++length;
             length = std::min(length + 1, bytes.size());
@@ -85,26 +85,26 @@ std::vector<RowView> Screen::clickable() const {
     return rows;
 }
 
-ScreenAsks Screen::choose(std::size_t place) {
+ScreenAction Screen::choose(std::size_t index) {
     const std::vector<RowView> rows = clickable();
-    if (place >= rows.size()) return {};
+    if (index >= rows.size()) return {};
     isOpen_ = false;
     selected_ = 0;
-    return {.what = ScreenAsks::What::click, .row = rows[place].id};
+    return {.kind = ScreenAction::Kind::click, .row = rows[index].id};
 }
 
-ScreenAsks Screen::move(int by) {
+ScreenAction Screen::move(int by) {
     const std::vector<RowView> rows = clickable();
     if (rows.empty()) return {};
     const auto now = std::ranges::find(rows, selected_, &RowView::id);
     const int count = static_cast<int>(rows.size());
     const int start = now == rows.end() ? (by > 0 ? -1 : count) : static_cast<int>(now - rows.begin());
     selected_ = rows[static_cast<std::size_t>((start + by + count) % count)].id;
-    return {.what = ScreenAsks::What::hover, .row = selected_};
+    return {.kind = ScreenAction::Kind::hover, .row = selected_};
 }
 
-ScreenAsks Screen::press(KeyPress press) {
-    if (press.key == Key::quit) return {.what = ScreenAsks::What::quit};
+ScreenAction Screen::press(KeyPress press) {
+    if (press.key == Key::quit) return {.kind = ScreenAction::Kind::quit};
     if (item() == nullptr) return {};
     if (!isOpen_) {
         if (press.key == Key::tab) {
@@ -113,7 +113,7 @@ ScreenAsks Screen::press(KeyPress press) {
         }
         if (press.key != Key::enter && press.key != Key::down) return {};
         isOpen_ = true;
-        return {.what = ScreenAsks::What::open};
+        return {.kind = ScreenAction::Kind::open};
     }
     switch (press.key) {
         case Key::up:
@@ -130,7 +130,7 @@ ScreenAsks Screen::press(KeyPress press) {
         case Key::escape:
             isOpen_ = false;
             selected_ = 0;
-            return {.what = ScreenAsks::What::close};
+            return {.kind = ScreenAction::Kind::close};
         case Key::tab:
         case Key::quit:
         case Key::other:

@@ -1,4 +1,4 @@
-// The interactive tray as a model: what stands on the screen, and what a key does. Pure.
+// The interactive tray's model: the lines on the screen and the effect of each key. Pure.
 #pragma once
 
 #include <cstdint>
@@ -20,35 +20,35 @@ struct KeyPress {
     bool operator==(const KeyPress&) const = default;
 };
 
-/// The keys in what a terminal sent at once.
+/// Decodes the keys in one read from the terminal.
 std::vector<KeyPress> readKeys(std::string_view bytes);
 
-/// What the keys ask of the item that is shown.
-struct ScreenAsks {
-    enum class What { nothing, open, close, click, hover, quit };
-    What what = What::nothing;
+/// What a key does to the shown item.
+struct ScreenAction {
+    enum class Kind { nothing, open, close, click, hover, quit };
+    Kind kind = Kind::nothing;
     std::int32_t row = 0;
-    bool operator==(const ScreenAsks&) const = default;
+    bool operator==(const ScreenAction&) const = default;
 };
 
 class Screen {
   public:
-    /// The items as they are now; the selection stays where it was, or goes to the nearest row that can be clicked.
+    /// Sets the current items; item and row stay selected if they still exist.
     void show(std::vector<ItemView> items);
 
-    ScreenAsks press(KeyPress press);
+    ScreenAction press(KeyPress press);
 
-    /// The item whose menu is open or would open; null without items. Valid until the next `show`.
+    /// The selected item; null without items. Valid until the next `show`.
     const ItemView* item() const;
     bool isOpen() const { return isOpen_; }
 
-    /// Lines for a terminal of so many columns and rows, with its codes for colours.
+    /// The lines for a terminal of this size, with escape sequences for colours.
     std::vector<std::string> lines(int columns, int height) const;
 
   private:
     std::vector<RowView> clickable() const;
-    ScreenAsks choose(std::size_t place);
-    ScreenAsks move(int by);
+    ScreenAction choose(std::size_t index);
+    ScreenAction move(int by);
 
     std::vector<ItemView> items_;
     std::string service_;  ///< of the item shown

@@ -6,8 +6,8 @@
 #include <chrono>
 #include <utility>
 
-#include "LarkmoorPlatform/Linux/Bus/BusMatch.h"
-#include "TrayReading.h"
+#include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
+#include "TrayView.h"
 
 namespace larkmoor::tray {
 
@@ -16,7 +16,7 @@ namespace {
 constexpr const char* itemInterface = "org.kde.StatusNotifierItem";
 constexpr const char* menuInterface = "com.canonical.dbusmenu";
 constexpr const char* properties = "org.freedesktop.DBus.Properties";
-/// Items register within milliseconds of a watcher's appearing; then all that will come by themselves have come.
+/// Items register within milliseconds after a watcher has appeared.
 constexpr std::chrono::milliseconds grace{300};
 
 BusMessage getAll(SessionBus& bus, const ItemAddress& item) {
@@ -59,11 +59,11 @@ void TrayHost::followWatcher(const std::string& owner) {
 void TrayHost::becomeWatcher() {
     entries_.clear();
     changed();
-    // It listens before it has the name, so that it hears of the end of every item that registers.
+    // It subscribes before it owns the name, so that it learns of the end of every item that registers.
     watcher_.reset();
     watcher_ = std::make_unique<TrayWatcher>(bus_);
     request_ = bus_.requestName(watcherName, [this](std::expected<void, BusError> got) {
-        // Somebody else was faster, and the bus tells us who.
+        // Another watcher was faster, and the name watch reports it.
         if (!got) return watcher_.reset();
         grace_.expires_after(grace);
         grace_.async_wait([this, alive = std::weak_ptr{alive_}](boost::system::error_code failed) {
@@ -142,10 +142,10 @@ void TrayHost::itemChanged(const std::string& sender) {
 }
 
 void TrayHost::changed() {
-    if (std::exchange(isTelling_, true)) return;
+    if (std::exchange(isChangeQueued_, true)) return;
     boost::asio::post(loop_, [this, alive = std::weak_ptr{alive_}] {
         if (alive.expired()) return;
-        isTelling_ = false;
+        isChangeQueued_ = false;
         onChange_();
     });
 }

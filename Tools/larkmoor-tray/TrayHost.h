@@ -1,8 +1,11 @@
-// Sees every status item on the bus: through the watcher that is there, or as the watcher where there is none.
+// A tray host: follows every status item on the bus through the session's watcher, or as the watcher if there is none.
 #pragma once
 
+#include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
 
+#include <chrono>
 #include <functional>
 #include <list>
 #include <memory>
@@ -16,29 +19,60 @@
 
 namespace larkmoor::tray {
 
+/// Lets one coroutine wait for the next change or for a point in time. Main thread.
+class Changes {
+  public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    explicit Changes(MainLoop& loop) : timer_(loop) {}
+
+    void notify() {
+        isPending_ = true;
+        timer_.cancel();
+    }
+
+    /// Returns at once if there was a change since the last wait.
+    Task<void> wait(Time until) {
+        if (!isPending_) {
+            timer_.expires_at(until);
+            boost::system::error_code woken;
+            co_await timer_.async_wait(boost::asio::redirect_error(Token{}, woken));
+        }
+        isPending_ = false;
+    }
+
+  private:
+    using Token = boost::asio::use_awaitable_t<MainLoop::executor_type>;
+
+    boost::asio::basic_waitable_timer<std::chrono::steady_clock, boost::asio::wait_traits<std::chrono::steady_clock>,
+                                      MainLoop::executor_type>
+        timer_;
+    bool isPending_ = false;
+};
+
 /// Main thread; loop and bus outlive it.
 class TrayHost {
   public:
-    /// `onChange` is called in a turn of the loop after anything below may answer otherwise.
+    /// `onChange` is called from the loop after the items have changed.
     TrayHost(MainLoop& loop, SessionBus& bus, std::function<void()> onChange);
     TrayHost(const TrayHost&) = delete;
     TrayHost& operator=(const TrayHost&) = delete;
 
-    /// Those whose picture was read, in the order in which they registered.
+    /// The items that were read, in the order of their registration.
     std::vector<ItemView> items() const;
-    /// Whether all that was there at the beginning was asked and has answered.
+    /// Whether all items that existed at the start have replied.
     bool isSettled() const;
 
-    /// What a host says of the menu; the answer is empty if the menu said no. The item may be gone by then.
+    /// Calls of the item's menu. The item may be gone by then, which is an error.
     Task<BusResult> aboutToShow(ItemView item);
     Task<BusResult> event(ItemView item, std::int32_t row, std::string name);
-    /// Reads the item again and waits for its answer.
+    /// Reads the item's menu again.
     Task<void> refresh(ItemView item);
 
   private:
     struct Entry {
         ItemAddress address;
-        std::string owner;  ///< the unique name that answers
+        std::string owner;  ///< the unique name behind the service
         ItemView view;
         bool isRead = false;
         bool isAsked = false;
@@ -64,7 +98,7 @@ class TrayHost {
     std::unique_ptr<TrayWatcher> watcher_;
     std::list<Entry> entries_;
     bool isListed_ = false;
-    bool isTelling_ = false;
+    bool isChangeQueued_ = false;
     boost::asio::steady_timer grace_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     BusSlot registered_;

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "LarkmoorPlatform/Linux/Bus/BusMatch.h"
+#include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
 
 namespace larkmoor::tray {
 
@@ -74,23 +74,23 @@ TrayWatcher::TrayWatcher(SessionBus& bus)
                                .member("NameOwnerChanged")
                                .argument(2, "")
                                .rule(),
-                           [this](const BusMessage& message) { vanished(BusReader{message}.text()); })) {}
+                           [this](const BusMessage& message) { onNameVanished(BusReader{message}.text()); })) {}
 
 void TrayWatcher::registerItem(const ItemAddress& item) {
     if (std::ranges::find(items_, item) != items_.end()) return;
     items_.push_back(item);
-    tell("StatusNotifierItemRegistered", item.text());
+    emit("StatusNotifierItemRegistered", item.text());
 }
 
-void TrayWatcher::vanished(std::string_view name) {
+void TrayWatcher::onNameVanished(std::string_view name) {
     std::vector<ItemAddress> lost;
     std::ranges::copy_if(items_, std::back_inserter(lost),
                          [&](const ItemAddress& item) { return item.service == name; });
     std::erase_if(items_, [&](const ItemAddress& item) { return item.service == name; });
-    for (const ItemAddress& item : lost) tell("StatusNotifierItemUnregistered", item.text());
+    for (const ItemAddress& item : lost) emit("StatusNotifierItemUnregistered", item.text());
 }
 
-void TrayWatcher::tell(const std::string& member, const std::string& item) {
+void TrayWatcher::emit(const std::string& member, const std::string& item) {
     const BusMessage signal = bus_.signal(watcherPath, watcherName, member);
     BusWriter{signal}.text(item);
     bus_.send(signal);

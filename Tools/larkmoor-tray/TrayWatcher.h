@@ -1,4 +1,4 @@
-// The watcher that a desktop without a panel lacks: it knows the items on the bus and tells hosts of them.
+// A StatusNotifierWatcher, for sessions without a panel: keeps the list of items and announces them to hosts.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ namespace larkmoor::tray {
 inline constexpr const char* watcherName = "org.kde.StatusNotifierWatcher";
 inline constexpr const char* watcherPath = "/StatusNotifierWatcher";
 
-/// "service/path" taken apart, where either may be missing.
+/// "service/path", where either part may be missing.
 struct ItemAddress {
     std::string service;
     std::string path;
@@ -22,8 +22,7 @@ struct ItemAddress {
     bool operator==(const ItemAddress&) const = default;
 };
 
-/// Serves the watcher's object from its making on; whoever makes it asks for the watcher's name after that. Main
-/// thread; the bus outlives it.
+/// Exports the watcher's object; its creator requests the watcher's name afterwards. Main thread; the bus outlives it.
 class TrayWatcher {
   public:
     explicit TrayWatcher(SessionBus& bus);
@@ -34,8 +33,8 @@ class TrayWatcher {
     struct Table;
 
     void registerItem(const ItemAddress& item);
-    void vanished(std::string_view name);
-    void tell(const std::string& member, const std::string& item);
+    void onNameVanished(std::string_view name);
+    void emit(const std::string& member, const std::string& item);
 
     SessionBus& bus_;
     std::vector<ItemAddress> items_;

@@ -1,4 +1,4 @@
-// Items and rows as scripts and people read them, and found by what people call them.
+// Items and rows as JSON and as text lines, and looked up by name.
 #pragma once
 
 #include <boost/json/object.hpp>
@@ -18,24 +18,23 @@ boost::json::object itemObject(const ItemView& item);
 boost::json::object itemWithMenu(const ItemView& item, bool all);
 boost::json::object rowObject(const RowView& row);
 
-/// What happened between two looks at the bus, an object for each change: "event" is "added", "changed", "removed" or
-/// "row", "item" the item's id.
+/// One object for each change: "event" is "added", "changed", "removed" or "row", "item" is the item's id.
 std::vector<boost::json::object> changesBetween(const std::vector<ItemView>& before,
                                                 const std::vector<ItemView>& after);
 
-/// One of those as a line for a person.
+/// One change as a line of text.
 std::string changeLine(const boost::json::object& change);
 
 /// "larkmoor  larkmoor-trail-filled-symbolic  Active  Larkmoor — remembering this screen"
 std::string itemLine(const ItemView& item);
-/// The row with its picture and its indent, as one line of text.
+/// The row with its icon and indentation as one line of text.
 std::string rowLine(const RowView& row);
 
-/// The item that `name` means: its id, its service or its title. Without a name it is our own, otherwise the only one.
-/// The error says why there is none.
+/// The item with this id, service or title. Without a name: the application's own item, otherwise the only one. The
+/// error is a message for the user.
 std::expected<ItemView, std::string> findItem(const std::vector<ItemView>& items, std::string_view name);
 
-/// The row that a person means: its whole label, otherwise its id, otherwise the only label that begins so.
+/// The row with this label, otherwise with this id, otherwise the only row whose label starts with the text.
 std::expected<RowView, std::string> findRow(const ItemView& item, std::string_view labelOrId);
 
 }  // namespace larkmoor::tray

@@ -10,12 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Changes.h"
-#include "CommandLine.h"
-#include "Interactive.h"
-#include "OneShot.h"
-#include "Terminal.h"
-#include "TrayHost.h"
+#include "Commands.h"
 
 namespace larkmoor::tray {
 namespace {
@@ -24,7 +19,7 @@ int run(const CommandLine& command) {
     MainLoop loop;
     SessionBus bus{loop};
     Changes changes{loop};
-    TrayHost host{loop, bus, [&] { changes.happened(); }};
+    TrayHost host{loop, bus, [&] { changes.notify(); }};
     int status = 1;
     bus.onLost([&](const BusError& why) {
         std::fputs(("larkmoor-tray: " + why.description() + "\n").c_str(), stderr);
@@ -44,7 +39,7 @@ int run(const CommandLine& command) {
     if (command.verb == CommandLine::Verb::interactive) {
         boost::asio::co_spawn(loop, runInteractive(loop, host, changes), finish);
     } else {
-        boost::asio::co_spawn(loop, runOneShot(command, host, changes), finish);
+        boost::asio::co_spawn(loop, runCommand(command, host, changes), finish);
     }
     loop.run();
     return status;
@@ -66,7 +61,7 @@ int main(int count, char** arguments) {
         std::fputs(std::string{CommandLine::usage}.c_str(), stdout);
         return 0;
     }
-    if (command->verb == CommandLine::Verb::interactive && !Terminal::isThere()) {
+    if (command->verb == CommandLine::Verb::interactive && !isTerminal()) {
         std::fputs("larkmoor-tray: the menus need a terminal; a script wants \"host\", \"show\" or \"click\"\n",
                    stderr);
         return wrongUsage;

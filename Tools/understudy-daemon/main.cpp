@@ -1,4 +1,4 @@
-// Stands for the daemon where there is none: in tests, and at a developer's desk. See --help.
+// larkmoor: a stand-in for the daemon, for tests and development. See --help.
 #include <fmt/format.h>
 
 #include <boost/asio/steady_timer.hpp>
@@ -9,10 +9,10 @@
 #include <string>
 #include <string_view>
 
+#include "Commands.h"
+#include "DaemonServer.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
-#include "Orders.h"
-#include "Stage.h"
 
 namespace larkmoor::understudy {
 
@@ -41,16 +41,17 @@ storeKey (text), reply (the payload of every reply, as text).
 
 Orders, interface {} at {}:
 )",
-               Stage::interface, Stage::objectPath);
-    for (const Order& order : allOrders())
-        fmt::print("  {:<28} {}\n",
-                   fmt::format("{}({}){}{}", order.name, order.takes, *order.gives == 0 ? "" : " -> ", order.gives),
-                   order.help);
+               DaemonServer::interface, DaemonServer::objectPath);
+    for (const Command& command : allCommands())
+        fmt::print(
+            "  {:<28} {}\n",
+            fmt::format("{}({}){}{}", command.name, command.takes, *command.gives == 0 ? "" : " -> ", command.gives),
+            command.help);
     fmt::print("\n  busctl --user call {} {} \\\n      {} SetHealth s \"stopped\"\n", ClientInstance::gatewayID,
-               Stage::objectPath, Stage::interface);
+               DaemonServer::objectPath, DaemonServer::interface);
 }
 
-/// Nothing for a line that it cannot follow, with the words said.
+/// Nothing after an error, which is printed.
 std::optional<CommandLine> parse(std::span<char*> arguments) {
     CommandLine line;
     for (std::size_t index = 1; index < arguments.size(); index += 2) {
@@ -82,7 +83,7 @@ std::optional<QuitSentinel> sentinelIn(const std::string& supportRoot) {
     return QuitSentinel{fmt::format("{}/{}", supportRoot, QuitSentinel::fileName)};
 }
 
-int play(const CommandLine& line) {
+int serve(const CommandLine& line) {
     const auto sentinel = sentinelIn(line.supportRoot);
     if (sentinel && sentinel->isSet()) return 0;
     const auto scenario = scenarioOf(line.scenarioPath);
@@ -92,14 +93,14 @@ int play(const CommandLine& line) {
     }
     MainLoop loop;
     int status = 0;
-    Part part;
-    part.apply(*scenario);
-    Stage stage{loop, {.serviceName = line.serviceName, .sentinel = sentinel}, std::move(part), [&](int end) {
-                    status = end;
-                    loop.stop();
-                }};
+    DaemonModel model;
+    model.apply(*scenario);
+    DaemonServer server{loop, {.serviceName = line.serviceName, .sentinel = sentinel}, std::move(model), [&](int end) {
+                            status = end;
+                            loop.stop();
+                        }};
     boost::asio::steady_timer start{loop, std::chrono::milliseconds{scenario->startDelayMilliseconds.value_or(0)}};
-    start.async_wait([&stage](boost::system::error_code) { stage.open(); });
+    start.async_wait([&server](boost::system::error_code) { server.open(); });
     loop.run();
     return status;
 }
@@ -113,5 +114,5 @@ int main(int count, char** arguments) {
     const std::span words{arguments, static_cast<std::size_t>(count)};
     if (words.size() == 2 && std::string_view{words[1]} == "--help") return printHelp(), EXIT_SUCCESS;
     const auto line = parse(words);
-    return line ? play(*line) : 2;
+    return line ? serve(*line) : 2;
 }

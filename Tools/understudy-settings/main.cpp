@@ -1,22 +1,86 @@
-// Stands for the settings application where there is none: in tests, and at a developer's desk. See --help.
+// larkmoor-settings: a stand-in for the settings application, for tests and development. See --help.
 #include <fmt/format.h>
 
 #include <boost/asio/signal_set.hpp>
 
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "LarkmoorPlatform/HomeFolder.h"
+#include "LarkmoorBase/RawText.h"
+#include "LarkmoorKit/FirstRun/OnboardingTrigger.h"
+#include "LarkmoorKit/FirstRun/WindowDoor.h"
+#include "LarkmoorPlatform/DistributedNotifications.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
-#include "LarkmoorPlatform/Linux/BusDistributedNotifications.h"
+#include "LarkmoorPlatform/Linux/Messaging/BusDistributedNotifications.h"
+#include "LarkmoorPlatform/Process.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
-#include "Windows.h"
 
 namespace larkmoor::understudy {
 
 namespace {
+
+/// The windows of the settings application: opened and raised as the menu asks, and recorded.
+class Windows {
+  public:
+    /// `notifications` outlives this; `support` is Application Support.
+    Windows(DistributedNotifications& notifications, std::string support);
+
+    void open(WindowDoor::Pane pane, bool front);
+    /// Completes the journey: writes both receipts and closes its window.
+    void finishJourney();
+    /// Closes the journey's window, if it is open, and notifies the menu.
+    void close();
+
+    /// The requests, in order: "build onboarding", "open stats", ...
+    const std::vector<std::string>& seen() const { return seen_; }
+
+  private:
+    void tellJourney(bool isVisible);
+
+    DistributedNotifications& notifications_;
+    std::string support_;
+    std::vector<std::string> seen_;
+    bool isJourneyLive_ = false;
+    std::unique_ptr<DistributedNotifications::Token> door_;
+};
+
+Windows::Windows(DistributedNotifications& notifications, std::string support)
+    : notifications_(notifications), support_(std::move(support)) {
+    door_ = notifications_.observe(
+        std::string{WindowDoor::notification},
+        [this](const std::optional<std::string>& object, const DistributedNotifications::Info& info) {
+            if (const auto pane = fromRawText<WindowDoor::Pane>(object.value_or("")))
+                open(*pane, WindowDoor::wantsFront(info));
+        });
+}
+
+void Windows::open(WindowDoor::Pane pane, bool front) {
+    if (pane != WindowDoor::Pane::onboarding) {
+        seen_.push_back(fmt::format("open {}", rawText(pane)));
+        return;
+    }
+    seen_.push_back(
+        fmt::format("{} onboarding", rawText(WindowDoor::journeyDoor(isJourneyLive_, isJourneyLive_, front))));
+    tellJourney(true);
+}
+
+void Windows::finishJourney() {
+    TermsReceipt::markAgreed(TermsReceipt::path(support_));
+    RecoveryKeyReceipt::markPassed(RecoveryKeyReceipt::path(support_));
+    tellJourney(false);
+}
+
+void Windows::close() {
+    if (isJourneyLive_) tellJourney(false);
+}
+
+void Windows::tellJourney(bool isVisible) {
+    isJourneyLive_ = isVisible;
+    notifications_.post(std::string{ClientInstance::journeyVisibleNotification}, isVisible ? "1" : "0", {});
+}
 
 constexpr const char* objectPath = "/tools/fenwright/larkmoor/understudy";
 constexpr const char* interface = "tools.fenwright.larkmoor.Understudy";
@@ -58,7 +122,7 @@ Orders, interface {1} at {2}:
                ClientInstance::settingsID, interface, objectPath);
 }
 
-int play(const std::vector<std::string>& arguments) {
+int serve(const std::vector<std::string>& arguments) {
     MainLoop loop;
     int status = 0;
     SessionBus bus{loop};
@@ -92,5 +156,5 @@ int main(int count, char** arguments) {
     using namespace larkmoor::understudy;
     const std::vector<std::string> words(arguments + 1, arguments + count);
     if (words == std::vector<std::string>{"--help"}) return printHelp(), EXIT_SUCCESS;
-    return play(words);
+    return serve(words);
 }

@@ -21,6 +21,14 @@ bool Decoder::readScalar(const FlatNode& node, Int& out) {
     return true;
 }
 
+bool Decoder::readScalar(const FlatNode& node, std::int32_t& out) {
+    Int value = 0;
+    if (!readScalar(node, value)) return false;
+    if (!std::in_range<std::int32_t>(value)) return fail("expected a whole number of 32 bits");
+    out = static_cast<std::int32_t>(value);
+    return true;
+}
+
 bool Decoder::readScalar(const FlatNode& node, double& out) {
     const auto value = node.kind == Kind::number ? Numbers::finite(node.text) : std::nullopt;
     if (!value) return fail("expected a finite number");

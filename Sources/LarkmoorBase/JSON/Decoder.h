@@ -1,52 +1,53 @@
-// JSON reader: from a document to a value, by the value's description (Record.h, DefineVariant.inc). It makes much
-// code: only a .cpp file that instantiates it includes this.
+// JSON reader: from a document to a value, as Coding.h maps types. Its templates make much code: include it only in the
+// .cpp file that reads.
 #pragma once
 
 #include <fmt/format.h>
 
 #include <cstdint>
 #include <expected>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
 
-#include "LarkmoorBase/Base64.h"
 #include "LarkmoorBase/Bytes.h"
-#include "LarkmoorBase/Date.h"
 #include "LarkmoorBase/JSON/Coding.h"
 #include "LarkmoorBase/JSON/FlatDocument.h"
-#include "LarkmoorBase/JSON/Numbers.h"
 #include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 
-/// One decoding. After the first failure the path is built on the way out, so that a document that fits pays nothing.
+/// One decoding. A failure's path is built while the calls return, so that a document that fits pays nothing for it.
 class Decoder {
   public:
+    /// The value of the whole document; any bytes are safe. Any thread.
     template <class T>
-    static std::expected<T, CodingFailure> decode(BytesView bytes) {
+    static std::expected<T, CodingFailure> decode(BytesView bytes, Strictness strictness = Strictness::lenient) {
         FlatDocument document;
-        if (auto parsed = document.parse(bytes); !parsed) return std::unexpected(std::move(parsed.error()));
+        if (auto parsed = document.parse(bytes, strictness); !parsed) return std::unexpected(std::move(parsed.error()));
         Decoder decoder;
         std::expected<T, CodingFailure> value;
         if (!decoder.read(document.root(), *value)) value = std::unexpected(std::move(decoder.failure_));
         return value;
     }
 
-    // For an `OwnJSONForm`.
+    // For a `JSONForm`.
 
     using Kind = FlatNode::Kind;
 
-    /// False if the node does not fit; the reason is noted then, and `out` means nothing.
+    /// False if the node does not fit: the reason is noted, and the value of `out` means nothing.
     template <class T>
     bool read(const FlatNode& node, T& out) {
         if constexpr (HasOwnJSONForm<T>) {
-            return OwnJSONForm<T>::read(*this, node, out);
+            return JSONForm<T>::read(*this, node, out);
         } else if constexpr (isOptional<T>) {
             if (node.kind == Kind::null) return out.reset(), true;
             return read(node, out.emplace());
         } else if constexpr (isList<T> && !std::same_as<T, Bytes>) {
             return readList(node, out);
+        } else if constexpr (isTextSet<T>) {
+            return readSet(node, out);
         } else if constexpr (isTextMap<T>) {
             return readMap(node, out);
         } else if constexpr (RawText<T>) {
@@ -60,13 +61,14 @@ class Decoder {
         }
     }
 
-    /// Notes the reason and answers false.
+    /// Notes the reason and returns false.
     bool fail(std::string reason);
 
   private:
     bool readScalar(const FlatNode& node, std::string& out);
     bool readScalar(const FlatNode& node, bool& out);
     bool readScalar(const FlatNode& node, Int& out);
+    bool readScalar(const FlatNode& node, std::int32_t& out);
     bool readScalar(const FlatNode& node, double& out);
     bool readScalar(const FlatNode& node, Bytes& out);
     bool readScalar(const FlatNode& node, Date& out);
@@ -79,6 +81,14 @@ class Decoder {
         for (const FlatNode* element = node.begin(); element != node.end(); element = element->next()) {
             if (!read(*element, out.emplace_back())) return under(out.size() - 1);
         }
+        return true;
+    }
+
+    template <class T>
+    bool readSet(const FlatNode& node, std::set<T>& out) {
+        std::vector<T> elements;
+        if (!readList(node, elements)) return false;
+        out = {std::make_move_iterator(elements.begin()), std::make_move_iterator(elements.end())};
         return true;
     }
 
@@ -108,7 +118,7 @@ class Decoder {
         const FlatNode* member = node.begin();
         const FlatNode* const end = node.end();
         bool fits = true;
-        // Writers keep the declared order: one pass over the fields takes all of it, and leaves what is out of order.
+        // Writers keep the declared order, so that one pass over the fields takes nearly every document whole.
         std::uint64_t bit = 1;
         boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
             if (fits && member != end && member->key == std::string_view{field.name}) {
@@ -122,7 +132,7 @@ class Decoder {
         return fits && requireFields<R>(seen);
     }
 
-    /// Reads the field that the member names, if there is one. Of a key that stands twice the last holds, alone.
+    /// Reads the field that the member names, if there is one, in place of what an earlier member of the name gave it.
     template <DescribedRecord R>
     bool readMember(const FlatNode& member, R& out, std::uint64_t& seen) {
         bool fits = true;
@@ -132,7 +142,7 @@ class Decoder {
             using Field = std::remove_cvref_t<decltype(std::declval<R&>().*field.pointer)>;
             if (!found && member.key == std::string_view{field.name}) {
                 found = true;
-                // Every other kind of value begins anew by itself.
+                // All other kinds of value are overwritten whole.
                 if constexpr (DescribedRecord<Field>) {
                     if ((seen & bit) != 0) out.*field.pointer = Field{};
                 }
@@ -163,7 +173,7 @@ class Decoder {
         if (node.kind != Kind::object) return fail("expected an object");
         if (node.count != 1) {
             if constexpr (HasWrongKeyCountReason<V>) {
-                return fail(WrongKeyCount<V>::reason(node));
+                return fail(JSONForm<V>::wrongKeyCount(node));
             } else {
                 return fail("Invalid number of keys found, expected one.");
             }
@@ -183,6 +193,7 @@ class Decoder {
         return found ? fits : fail(fmt::format("Unknown {} case: {}", V::variantName, key));
     }
 
+    // Put the place in front of the failure's path, and return false.
     bool under(std::string_view name);
     bool under(std::size_t index);
 

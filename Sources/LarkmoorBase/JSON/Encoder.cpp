@@ -6,24 +6,24 @@
 #include <cmath>
 #include <cstring>
 
-#include "LarkmoorBase/Base64.h"
 #include "LarkmoorBase/UTF8.h"
 
 namespace larkmoor {
 
 namespace {
 
-/// Whether the byte stands in a JSON string as it is, whatever comes after it.
+/// Whether the byte is an ASCII character that a JSON string holds unescaped.
 constexpr bool isPlain(char byte) {
     const auto value = static_cast<unsigned char>(byte);
     return value >= 0x20 && value < 0x80 && byte != '"' && byte != '\\';
 }
 
-/// How many bytes at the start of the text stand in a JSON string as they are.
+/// How many such bytes the text begins with.
 std::size_t plainRun(std::string_view text) {
     constexpr std::uint64_t ones = 0x0101010101010101U;
     constexpr std::uint64_t tops = ones << 7;
-    // Bit tricks of the field: a byte's top bit is set in `(x - n * ones) & ~x` if the byte is below n.
+    // Eight bytes at a step: `(x - n * ones) & ~x` has a byte's top bit set if the byte is below n, and none set if no
+    // byte is.
     auto hasByteBelow = [](std::uint64_t x, std::uint64_t n) { return (x - ones * n) & ~x & tops; };
     std::size_t run = 0;
     for (std::uint64_t eight = 0; run + sizeof eight <= text.size(); run += sizeof eight) {
@@ -36,7 +36,7 @@ std::size_t plainRun(std::string_view text) {
     return run;
 }
 
-/// Short forms where JSON has them, since that is how people read them.
+/// The escape of two characters where JSON has one, otherwise nothing.
 std::string_view shortEscape(char byte) {
     switch (byte) {
         case '"':
@@ -59,7 +59,7 @@ std::string_view shortEscape(char byte) {
 }
 
 template <class Number>
-std::string_view spelled(std::array<char, 32>& room, Number number) {
+std::string_view formatted(std::array<char, 32>& room, Number number) {
     const auto result = std::to_chars(room.data(), room.data() + room.size(), number);
     return {room.data(), result.ptr};
 }
@@ -94,16 +94,52 @@ void Encoder::writeEscape(char byte) {
 
 void Encoder::writeScalar(Int number) {
     std::array<char, 32> room{};
-    put(spelled(room, number));
+    put(formatted(room, number));
 }
 
 void Encoder::writeScalar(double number) {
     if (!std::isfinite(number)) return fail("a number that is not finite");
     std::array<char, 32> room{};
-    put(spelled(room, number));
+    put(formatted(room, number));
 }
 
 void Encoder::writeScalar(const Bytes& bytes) { put("\""), put(Base64::encode(bytes)), put("\""); }
+
+/// The same document with line breaks and blanks. `compact` has none outside its strings.
+std::string Encoder::pretty(std::string_view compact) {
+    std::string out;
+    std::size_t depth = 0;
+    const auto breakLine = [&] { out.append("\n").append(2 * depth, ' '); };
+    bool isInString = false;
+    for (std::size_t at = 0; at < compact.size(); ++at) {
+        const char byte = compact[at];
+        if (isInString) {
+            out += byte;
+            if (byte == '\\') out += compact[++at];
+            isInString = byte != '"';
+        } else if (byte == '{' || byte == '[') {
+            out += byte;
+            const char next = compact[at + 1];
+            if (next == '}' || next == ']') {
+                out += next;
+                ++at;
+            } else {
+                ++depth;
+                breakLine();
+            }
+        } else if (byte == '}' || byte == ']') {
+            --depth;
+            breakLine();
+            out += byte;
+        } else {
+            out += byte;
+            isInString = byte == '"';
+            if (byte == ',') breakLine();
+            if (byte == ':') out += ' ';
+        }
+    }
+    return out += '\n';
+}
 
 void Encoder::fail(std::string_view reason) {
     if (!failure_) failure_ = CodingFailure{.path = {}, .reason = std::string{reason}};

@@ -1,5 +1,5 @@
-// JSON writer: from a value to its document, by the value's description (Record.h, DefineVariant.inc). It makes much
-// code: only a .cpp file that instantiates it includes this.
+// JSON writer: from a value to its document, as Coding.h maps types. Its templates make much code: include it only in
+// the .cpp file that writes.
 #pragma once
 
 #include <algorithm>
@@ -10,31 +10,30 @@
 #include <utility>
 
 #include "LarkmoorBase/Bytes.h"
-#include "LarkmoorBase/Date.h"
 #include "LarkmoorBase/JSON/Coding.h"
 #include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 
-/// One encoding: fields in declared order, no blanks, "/" as it is. Fails on text that is not UTF-8 and on a number
-/// that is not finite, which JSON has no words for.
+/// One encoding: fields in declared order, an empty optional field left out, "/" not escaped. Fails on text that is not
+/// UTF-8 and on a number that is not finite: JSON has no form for them. Any thread.
 class Encoder {
   public:
     template <class T>
-    static std::expected<Bytes, CodingFailure> encode(const T& value) {
+    static std::expected<Bytes, CodingFailure> encode(const T& value, Layout layout = Layout::compact) {
         Encoder encoder;
         encoder.write(value);
         if (encoder.failure_) return std::unexpected(*std::move(encoder.failure_));
-        return copyBytes(encoder.out_);
+        return copyBytes(layout == Layout::pretty ? pretty(encoder.out_) : encoder.out_);
     }
 
-    /// For an `OwnJSONForm`.
+    /// For a `JSONForm`.
     template <class T>
     void write(const T& value) {
         if constexpr (HasOwnJSONForm<T>) {
-            OwnJSONForm<T>::write(*this, value);
+            JSONForm<T>::write(*this, value);
         } else if constexpr (isOptional<T>) {
-            // Reached for an element of a list; an empty field is left out with its key.
+            // An element of a list; an empty field does not come here.
             if (value) {
                 write(*value);
             } else {
@@ -44,6 +43,8 @@ class Encoder {
             Separator separator{*this, "["};
             for (const auto& element : value) separator.next(), write(element);
             put("]");
+        } else if constexpr (isTextSet<T>) {
+            writeSet(value);
         } else if constexpr (isTextMap<T>) {
             Separator separator{*this, "{"};
             for (const auto& [key, element] : value) separator.next(), writeScalar(key), put(":"), write(element);
@@ -63,9 +64,25 @@ class Encoder {
   private:
     Encoder() { out_.reserve(smallDocument); }
 
+    template <class T>
+    void writeSet(const std::set<T>& values) {
+        std::vector<std::string_view> texts;
+        for (const T& value : values) {
+            if constexpr (RawText<T>) {
+                texts.push_back(rawText(value));
+            } else {
+                texts.push_back(value);
+            }
+        }
+        std::ranges::sort(texts);
+        Separator separator{*this, "["};
+        for (const std::string_view text : texts) separator.next(), writeScalar(text);
+        put("]");
+    }
+
     template <DescribedRecord R>
     void writeRecord(const R& record) {
-        std::size_t comma = 1;  // the first key goes without
+        std::size_t comma = 1;  // what the first key is written without
         put("{");
         boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
             const auto& value = record.*field.pointer;
@@ -79,7 +96,7 @@ class Encoder {
         put("}");
     }
 
-    /// A field's name as it stands in the document, `,"name":`, made by the compiler.
+    /// A field's name as it stands in the document, `,"name":`, put together at compile time.
     template <class Field>
     static constexpr auto keyText = [] {
         constexpr std::string_view name = Field::name;
@@ -93,6 +110,7 @@ class Encoder {
     void writeScalar(std::string_view text);
     void writeScalar(bool truth) { put(truth ? "true" : "false"); }
     void writeScalar(Int number);
+    void writeScalar(std::int32_t number) { writeScalar(Int{number}); }
     void writeScalar(double number);
     void writeScalar(const Bytes& bytes);
     void writeScalar(const Date& date) { writeScalar(date.secondsSinceReference); }
@@ -102,7 +120,9 @@ class Encoder {
     void put(std::string_view text) { out_ += text; }
     void fail(std::string_view reason);
 
-    // What a menu asks and is told fits; larger documents grow from here.
+    static std::string pretty(std::string_view compact);
+
+    // Most of the menu's messages fit; larger documents grow from here.
     static constexpr std::size_t smallDocument = 256;
 
     struct Separator {

@@ -2,17 +2,21 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <boost/json/basic_parser_impl.hpp>
+#include <charconv>
+#include <cmath>
 #include <functional>
 #include <limits>
 #include <string>
+#include <system_error>
 
 namespace larkmoor {
 
 namespace {
 
-constexpr std::size_t deepest = 512;
-// What a node stands for in a typical document; a guess that saves growing, not a bound.
+constexpr std::size_t maxDepth = 512;
+// A typical document has this many bytes for each value: a guess that saves reallocations, and no limit.
 constexpr std::size_t bytesPerNode = 24;
 
 }  // namespace
@@ -78,7 +82,7 @@ class FlatDocument::Handler {
         return true;
     }
 
-    /// The text that ends with `part`: in the input itself where it stands there unescaped, otherwise a copy.
+    /// The text that ends with `part`: a view of the input where it stands there unescaped, otherwise of a copy.
     std::string_view whole(std::string_view part) {
         const std::less<const char*> before;
         const char* end = input_.data() + input_.size();
@@ -96,11 +100,11 @@ class FlatDocument::Handler {
     std::string_view input_;
     std::string pending_;
     std::string_view key_;
-    std::array<std::uint32_t, deepest + 1> open_;
+    std::array<std::uint32_t, maxDepth + 1> open_;
     std::size_t depth_ = 0;
 };
 
-std::expected<void, CodingFailure> FlatDocument::parse(BytesView bytes) {
+std::expected<void, CodingFailure> FlatDocument::parse(BytesView bytes, Strictness strictness) {
     const std::string_view input = asText(bytes);
     if (input.size() >= std::numeric_limits<std::uint32_t>::max()) {
         return std::unexpected(CodingFailure{.path = {}, .reason = "not JSON that we read: 4 GiB or more"});
@@ -108,7 +112,7 @@ std::expected<void, CodingFailure> FlatDocument::parse(BytesView bytes) {
     nodes_.clear();
     nodes_.reserve(input.size() / bytesPerNode + 8);
     boost::json::parse_options options;
-    options.max_depth = deepest;
+    options.max_depth = maxDepth;
     boost::json::basic_parser<Handler> parser{options, *this, input};
     boost::json::error_code error;
     const std::size_t taken = parser.write_some(false, input.data(), input.size(), error);
@@ -117,7 +121,71 @@ std::expected<void, CodingFailure> FlatDocument::parse(BytesView bytes) {
         return std::unexpected(
             CodingFailure{.path = {}, .reason = fmt::format("not JSON: {} (at byte {})", error.message(), taken)});
     }
+    if (strictness == Strictness::strict) {
+        if (const auto name = repeatedName())
+            return std::unexpected(CodingFailure{.path = {}, .reason = fmt::format("a name stands twice: {}", *name)});
+    }
     return {};
 }
+
+std::optional<std::string_view> FlatDocument::repeatedName() const {
+    std::vector<std::string_view> names;
+    for (const FlatNode& node : nodes_) {
+        if (node.kind != FlatNode::Kind::object) continue;
+        names.clear();
+        for (const FlatNode* member = node.begin(); member != node.end(); member = member->next())
+            names.push_back(member->key);
+        std::ranges::sort(names);
+        if (const auto twice = std::ranges::adjacent_find(names); twice != names.end()) return *twice;
+    }
+    return std::nullopt;
+}
+
+namespace Numbers {
+
+namespace {
+
+/// Of a number that no double can hold: is it too small, rather than too large? By the power of ten of its first digit.
+bool isTiny(std::string_view number) {
+    const auto mark = number.find_first_of("eE");
+    const std::string_view digits = number.substr(0, mark);
+    const auto first = digits.find_first_of("123456789");
+    if (first == std::string_view::npos) return true;
+    const auto point = std::min(digits.find('.'), digits.size());
+    const double power = first < point ? static_cast<double>(point - first) - 1 : -static_cast<double>(first - point);
+    double exponent = 0;
+    if (mark != std::string_view::npos) {
+        std::string_view written = number.substr(mark + 1);
+        const bool isNegative = written.starts_with('-');
+        if (isNegative || written.starts_with('+')) written.remove_prefix(1);
+        for (const char digit : written) exponent = exponent * 10 + (digit - '0');
+        if (isNegative) exponent = -exponent;
+    }
+    return power + exponent < 0;
+}
+
+}  // namespace
+
+std::optional<std::int64_t> whole(std::string_view number) {
+    const char* end = number.data() + number.size();
+    std::int64_t value = 0;
+    const auto exact = std::from_chars(number.data(), end, value);
+    if (exact.ptr == end) return exact.ec == std::errc{} ? std::optional{value} : std::nullopt;
+    const std::optional<double> near = finite(number);
+    // 2^63 is a double, and the first that no longer fits.
+    constexpr double limit = 0x1p63;
+    if (!near || std::trunc(*near) != *near || *near < -limit || *near >= limit) return std::nullopt;
+    return static_cast<std::int64_t>(*near);
+}
+
+std::optional<double> finite(std::string_view number) {
+    double value = 0;
+    const auto result = std::from_chars(number.data(), number.data() + number.size(), value);
+    if (result.ec == std::errc{}) return std::isfinite(value) ? std::optional{value} : std::nullopt;
+    if (result.ec == std::errc::result_out_of_range && isTiny(number)) return number.starts_with('-') ? -0.0 : 0.0;
+    return std::nullopt;
+}
+
+}  // namespace Numbers
 
 }  // namespace larkmoor

@@ -1,4 +1,4 @@
-// A parsed JSON document: its values in one array, in document order, with every member of every object.
+// A parsed JSON document as one flat array of values, and the values of JSON numbers.
 #pragma once
 
 #include <array>
@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <expected>
 #include <memory_resource>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -14,7 +15,7 @@
 
 namespace larkmoor {
 
-/// One value. Those inside an array or object follow it, so that the value's next neighbour is `span` nodes on.
+/// One value, in document order: what an array or object holds follows it, and its next sibling is `span` nodes on.
 struct FlatNode {
     enum class Kind : std::uint8_t { null, boolean, number, string, array, object };
 
@@ -30,16 +31,16 @@ struct FlatNode {
     const FlatNode* next() const { return this + span; }
 };
 
-/// Refers to the bytes that it was read from, which must outlive it. Small documents need no memory but the object's
-/// own.
+/// Refers to the bytes that it was read from, which must outlive it. Small documents allocate nothing.
 class FlatDocument {
   public:
     FlatDocument() = default;
     FlatDocument(const FlatDocument&) = delete;
     FlatDocument& operator=(const FlatDocument&) = delete;
 
-    /// Reads strict JSON (RFC 8259) in UTF-8, nested 512 deep at most.
-    std::expected<void, CodingFailure> parse(BytesView bytes);
+    /// Reads JSON to the letter (RFC 8259) in UTF-8, nested 512 deep at most. `strictness` is about names that stand
+    /// twice in an object; a lenient parse keeps both.
+    std::expected<void, CodingFailure> parse(BytesView bytes, Strictness strictness = Strictness::lenient);
 
     /// The top-level value of what was parsed last.
     const FlatNode& root() const { return nodes_.front(); }
@@ -47,9 +48,22 @@ class FlatDocument {
   private:
     class Handler;
 
+    std::optional<std::string_view> repeatedName() const;
+
     std::array<std::byte, 2048> room_;
     std::pmr::monotonic_buffer_resource memory_{room_.data(), room_.size()};
     std::pmr::vector<FlatNode> nodes_{&memory_};
 };
+
+namespace Numbers {
+
+/// The value of a JSON number that is whole and fits 64 bits: "5", "5.0" and "5e0" are 5; "0.5" and "1e30" are nothing.
+/// No locale is asked.
+std::optional<std::int64_t> whole(std::string_view number);
+
+/// The nearest double, or nothing beyond the finite range; what is too small to tell from zero is zero.
+std::optional<double> finite(std::string_view number);
+
+}  // namespace Numbers
 
 }  // namespace larkmoor

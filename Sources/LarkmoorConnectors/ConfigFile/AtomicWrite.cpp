@@ -18,7 +18,7 @@ std::expected<void, ConfigFileError> write(BytesView bytes, const std::string& p
                                            const std::function<void()>& beforeRename, std::optional<mode_t> modeIfNew) {
     const std::string temporary =
         ConfigPath::sibling(path, fmt::format(".{}.larkmoor-{}.tmp", ConfigPath::lastComponent(path), newUUID()));
-    // What takes the place of a private file is private from its first byte.
+    // The temporary file of a private file is private from its first byte.
     const mode_t firstMode = Files::exists(path) || modeIfNew ? 0600 : 0666;
     if (auto written = Files::create(temporary, bytes, firstMode); !written) {
         return std::unexpected{ConfigFileError::writeFailed(path, written.error().code)};
@@ -49,13 +49,13 @@ std::string prefix(std::string_view path) {
 std::string stamp(std::chrono::system_clock::time_point at) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(at));
     std::tm local{};
-    ::tzset();  // the person may have travelled since this process began
+    ::tzset();  // the time zone may have changed since the process began
     ::localtime_r(&seconds, &local);
     return fmt::format("{:04}{:02}{:02}-{:02}{:02}{:02}", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
                        local.tm_hour, local.tm_min, local.tm_sec);
 }
 
-/// A dangling link takes a name as well.
+/// Counts a dangling link, too.
 bool isTaken(const std::string& path) {
     struct stat status{};
     return ::lstat(path.c_str(), &status) == 0;

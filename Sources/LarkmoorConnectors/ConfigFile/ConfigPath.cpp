@@ -11,7 +11,7 @@ namespace larkmoor::ConfigPath {
 
 namespace {
 
-/// With its terminator; the system's own bound may be wider.
+/// With its terminator; the system's own limit may be higher.
 constexpr std::size_t longestPath = 1025;
 
 std::optional<std::string> resolved(const std::string& path) {

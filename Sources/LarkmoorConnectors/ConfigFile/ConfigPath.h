@@ -1,4 +1,4 @@
-// Where a configuration file really lies, and the parts of its path as text.
+// The real path of a configuration file, the parts of a path as text, and the errors that name a path.
 #pragma once
 
 #include <string>
@@ -6,26 +6,25 @@
 
 #include "LarkmoorBase/ClosedVariant.h"
 
-namespace larkmoor::ConfigPath {
+namespace larkmoor {
 
-/// The location to read and write: a link into somebody's dotfiles is followed, so that the link survives a rename. Of
-/// a file that is not there the folder is resolved; if that fails too, `path` comes back as given.
+namespace ConfigPath {
+
+/// The path to read and write. Symbolic links are resolved, so that a link into a folder of dotfiles survives the
+/// rename. For a file that does not exist the folder is resolved; if that fails too, the result is `path`.
 std::string canonical(const std::string& path);
 
 /// The path's last component, without slashes.
 std::string_view lastComponent(std::string_view path);
 
-/// The path less its last component; "/" for what lies in the root, and "." for a bare name.
+/// The path without its last component; "/" for a file in the root, and "." for a bare name.
 std::string folder(std::string_view path);
 
-/// The path of what is named `name` in the folder of `path`.
+/// The path of the file `name` in the folder of `path`.
 std::string sibling(std::string_view path, std::string_view name);
 
-}  // namespace larkmoor::ConfigPath
+}  // namespace ConfigPath
 
-namespace larkmoor {
-
-// Why another application's configuration file, or its copy, could not be written.
 struct ConfigFileErrorCases {
     struct WriteFailed {
         std::string path;
@@ -38,6 +37,7 @@ struct ConfigFileErrorCases {
     };
 };
 
+/// Why another application's file, or the copy of it, could not be written.
 class [[nodiscard]] ConfigFileError
     : public ClosedVariant<ConfigFileErrorCases, ConfigFileErrorCases::WriteFailed, ConfigFileErrorCases::NotWritable> {
   public:

@@ -189,13 +189,13 @@ JSONEdit::Result editedElement(const JSONDocument& document, const JSONPath& at,
     });
 }
 
-/// The ranges that go with these items of a container without comments: each run of neighbours goes with the commas
-/// that end behind the item before it or, where it is the first, before the item after it.
+/// The ranges to remove with these items of a container without comments. A run of neighbours goes with the text
+/// between it and the item before it; the run at the start goes with the text up to the item after it.
 std::vector<ByteRange> rangesToRemove(const JSONNode& container, const std::set<std::size_t>& places) {
     const std::vector<ByteRange> items = itemsOf(container);
     if (places.size() == items.size()) return {interiorOf(container)};
     std::vector<ByteRange> ranges;
-    std::optional<std::size_t> before;  // the last item that stays
+    std::optional<std::size_t> before;  // the last item that is kept
     for (std::size_t place = 0; place < items.size(); ++place) {
         if (!places.contains(place)) {
             if (!before && place > 0) ranges.push_back({items.front().start, items[place].start});

@@ -152,8 +152,8 @@ struct JSONMember {
 
 namespace JSONDuplicates {
 
-/// Why the object must not be edited: a name that stands in it twice, since readers differ in which of the two they
-/// take. For a person; nothing if every name is there once. Objects inside it are not looked at.
+/// Why the object must not be edited: it has two members with the same name, and readers differ in which one they take.
+/// For a person; nothing if all names differ. Objects inside it are not checked.
 std::optional<std::string> reason(const JSONNode& object);
 
 }  // namespace JSONDuplicates

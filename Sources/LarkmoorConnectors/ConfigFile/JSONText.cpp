@@ -6,12 +6,13 @@
 #include <utility>
 
 #include "LarkmoorBase/UTF8.h"
-#include "LarkmoorConnectors/ConfigFile/EightBytes.h"
 #include "LarkmoorConnectors/ConfigFile/JSONLayout.h"
 
 namespace larkmoor {
 
 namespace {
+
+bool endsRun(char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == '"' || byte == '\\'; }
 
 bool isBlank(char byte) { return byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t'; }
 
@@ -31,7 +32,7 @@ class Scanner {
   private:
     std::int32_t offset(const char* at) const { return static_cast<std::int32_t>(at - begin_); }
 
-    /// Whether every offset in the document has its 32 bits.
+    /// Whether 32 bits are enough for every offset.
     [[nodiscard]] bool fits() {
         return end_ - begin_ < std::numeric_limits<std::int32_t>::max() ||
                fail(begin_, "the document is larger than 2 GiB");
@@ -45,7 +46,7 @@ class Scanner {
     [[nodiscard]] bool atTheEnd() { return at_ == end_ || fail(at_, "there are bytes after the top-level value"); }
 
     [[nodiscard]] bool trivia() {
-        // Most often there is one blank or none.
+        // The fast path: one space or none.
         if (at_ != end_ && *at_ == ' ') ++at_;
         if (at_ != end_ && *at_ > ' ' && *at_ != '/') return true;
         return blanksAndComments();
@@ -69,22 +70,7 @@ class Scanner {
     }
 
     void skipBlanks() {
-        while (at_ != end_ && isBlank(*at_)) {
-            ++at_;
-            skip([](EightBytes eight) { return eight.otherThan(' '); });
-        }
-    }
-
-    /// On to the first byte flagged, and to the end of the document at the latest: NULs need flags.
-    template <class Flags>
-    void skip(Flags flagged) {
-        while (true) {
-            if (const std::uint64_t flags = flagged(EightBytes{at_, end_}); flags != 0) {
-                at_ += EightBytes::before(flags);
-                return;
-            }
-            at_ += EightBytes::size;
-        }
+        while (at_ != end_ && isBlank(*at_)) ++at_;
     }
 
     JSONNode node(const char* start, JSONKind kind) const { return {offset(start), offset(at_), kind}; }
@@ -143,10 +129,10 @@ class Scanner {
         return true;
     }
 
-    /// Whether there was one at least.
+    /// False if there is none.
     [[nodiscard]] bool digits() {
         const char* first = at_;
-        skip([](EightBytes eight) { return eight.noDigit(); });
+        while (at_ != end_ && *at_ >= '0' && *at_ <= '9') ++at_;
         return at_ != first;
     }
 
@@ -157,7 +143,7 @@ class Scanner {
         return trivia();
     }
 
-    /// Past a closing bracket, if that is what stands here.
+    /// Skips the closing bracket if it is next.
     [[nodiscard]] bool leave(char bracket) {
         if (at_ == end_ || *at_ != bracket) return false;
         ++at_;
@@ -258,14 +244,11 @@ class Scanner {
     /// character may be split by an escape.
     [[nodiscard]] bool plainRun(const char* quote, std::string_view& run) {
         const char* first = at_;
-        std::uint64_t beyondASCII = 0;
-        skip([&](EightBytes eight) {
-            beyondASCII |= eight.beyondASCII();
-            return eight.below(' ') | eight.equalTo('"') | eight.equalTo('\\');
-        });
+        bool isASCII = true;
+        for (; at_ != end_ && !endsRun(*at_); ++at_) isASCII = isASCII && static_cast<unsigned char>(*at_) < 0x80;
         if (at_ == end_) return fail(quote, "the document ended inside a string");
         if (static_cast<unsigned char>(*at_) < ' ') return fail(quote, "a string holds an unescaped control character");
-        if (beyondASCII != 0 && !UTF8::isValid({first, at_})) {
+        if (!isASCII && !UTF8::isValid({first, at_})) {
             return fail(quote, "a string holds bytes that are not UTF-8");
         }
         run = {first, at_};

@@ -11,7 +11,7 @@ namespace larkmoor {
 std::optional<std::string> TOMLEntry::text() const {
     if (!raw.starts_with('"') && !raw.starts_with('\'')) return std::nullopt;
     auto string = TOMLText::parseString(asBytes(raw), 0);
-    // A multi-line string begins with an empty one.
+    // A multi-line string begins like an empty one.
     if (!string || string->end != std::ssize(raw)) return std::nullopt;
     return std::move(string->text);
 }
@@ -23,7 +23,7 @@ const TOMLTable* TOMLDocument::table(const TOMLName& named) const {
 }
 
 std::span<const TOMLEntry> TOMLDocument::entries(const TOMLTable& of) const {
-    // A copy of a table asks as well as the table itself: no two bodies start at the same place.
+    // Found by its place, since `of` may be a copy: no two bodies start at the same offset.
     const auto table = std::ranges::lower_bound(tables, of.bodyStart, {}, &TOMLTable::bodyStart);
     const auto [first, last] = std::ranges::equal_range(tableOfEntry, static_cast<std::size_t>(table - tables.begin()));
     return std::span{allEntries}.subspan(static_cast<std::size_t>(first - tableOfEntry.begin()),

@@ -1,4 +1,5 @@
-// What a table or a key of a TOML document is called: its dotted parts, decoded.
+// A TOML document as far as an edit needs it: which bytes belong to which table and to which key. Offsets are in bytes
+// from the start of the file that was scanned; after an edit they mean nothing.
 #pragma once
 
 #include <boost/container/small_vector.hpp>
@@ -13,19 +14,17 @@
 
 namespace larkmoor {
 
-/// [a."b.c"] is {"a", "b.c"}; the empty list names the root table. Nearly every key has one part, which needs no
-/// allocation.
+/// The decoded parts of a dotted name: [a."b.c"] is {"a", "b.c"}. The empty list names the root table. Nearly every key
+/// has one part, which needs no allocation of the list.
 using TOMLName = boost::container::small_vector<std::string, 1>;
 
-// One key of a TOML document with its value, which stays the text that the user wrote. Its offsets belong to the very
-// bytes that were scanned: after an edit they mean nothing.
-/// All offsets are in bytes from the start of the file.
+/// A key and its value.
 struct TOMLEntry {
     TOMLName key;               ///< never empty
     std::int64_t keyStart = 0;  ///< of the key's first byte
     std::int64_t valueEnd = 0;  ///< one past the value's last byte, trailing blanks excluded
     std::int64_t lineEnd = 0;   ///< one past the line feed, so past a trailing comment too
-    /// The value's bytes as they stand, whatever their encoding; lives as long as the document or a copy of it.
+    /// The value's source text, whatever its encoding; valid as long as the document or a copy of it is.
     std::string_view raw;
 
     /// The decoded string, if the whole value is one basic or literal string of one line.
@@ -34,9 +33,7 @@ struct TOMLEntry {
     bool operator==(const TOMLEntry&) const = default;
 };
 
-// Where one table of a TOML document stands. Its offsets belong to the very bytes that were scanned: after an edit they
-// mean nothing.
-/// All offsets are in bytes from the start of the file.
+/// A table's header and body.
 struct TOMLTable {
     TOMLName name;                 ///< empty for the root table, which stands first in every document
     bool isArrayElement = false;   ///< a [[name]] header
@@ -47,8 +44,7 @@ struct TOMLTable {
     bool operator==(const TOMLTable&) const = default;
 };
 
-// A TOML file as far as an edit needs to know it: which bytes are which table's and which key's.
-/// Owns all its text, which copies share; the bytes that were scanned may go.
+/// Owns all its text, and copies share it: the bytes that were scanned need not stay.
 struct TOMLDocument {
     std::vector<TOMLTable> tables;          ///< in file order, the root first
     std::vector<TOMLEntry> allEntries;      ///< in file order

@@ -8,7 +8,13 @@
 #include "LarkmoorConnectors/ConfigFile/Splice.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 
-namespace larkmoor::TOMLEdit {
+namespace larkmoor {
+
+std::string TOMLEditError::description() const {
+    return fmt::format("[{}] is not in this file", TOMLText::joined(name));
+}
+
+namespace TOMLEdit {
 
 namespace {
 
@@ -108,4 +114,6 @@ std::int64_t endOfOneBlankLine(BytesView bytes, std::int64_t after) {
     return static_cast<std::int64_t>(past) + 1;
 }
 
-}  // namespace larkmoor::TOMLEdit
+}  // namespace TOMLEdit
+
+}  // namespace larkmoor

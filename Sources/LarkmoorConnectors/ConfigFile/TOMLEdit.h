@@ -1,4 +1,5 @@
-// Why an edit found nothing to change in a TOML file that did scan.
+// Changes one table or one key of a TOML file and leaves every other byte as it is: each edit replaces one range, and
+// fails with the scan's error if its result does not scan. Pure functions for any thread.
 #pragma once
 
 #include <cstdint>
@@ -15,6 +16,7 @@
 
 namespace larkmoor {
 
+/// The table to edit is not in the file.
 struct [[nodiscard]] TOMLEditError {
     TOMLName name;
 
@@ -26,10 +28,10 @@ struct [[nodiscard]] TOMLEditError {
     bool operator==(const TOMLEditError&) const = default;
 };
 
-// Why an edit was not made.
 struct TOMLEditFailureCases {};
 
-/// A TOMLTextError where the file did not scan, or would not have after the edit; a TOMLEditError where it does.
+/// Why an edit failed: a TOMLTextError where the file, or the result of the edit, does not scan; otherwise a
+/// TOMLEditError.
 class [[nodiscard]] TOMLEditFailure : public ClosedVariant<TOMLEditFailureCases, TOMLTextError, TOMLEditError> {
   public:
     using ClosedVariant::ClosedVariant;
@@ -41,23 +43,18 @@ class [[nodiscard]] TOMLEditFailure : public ClosedVariant<TOMLEditFailureCases,
     }
 };
 
-}  // namespace larkmoor
+namespace TOMLEdit {
 
-namespace larkmoor::TOMLEdit {
-
-// Changes one table or one key of a TOML file and leaves every byte outside as it was: each edit replaces exactly one
-// range. Pure functions, for any thread; an edit whose result would not scan fails with that scan's error.
-/// One line of a table: both are written to the letter, so `value` is TOML, quotes included.
+/// One line of a table. Both are written as they stand, so `value` is TOML, with its quotes.
 struct Line {
     std::string key;
     std::string value;
 };
 
-/// `appendedTrailingNewline`: the last line had no line feed, and got one that the file's owner did not write.
 struct TableSet {
     Bytes bytes;
     bool created = false;
-    bool appendedTrailingNewline = false;
+    bool appendedTrailingNewline = false;  ///< the last line had none, and the edit wrote it
 
     bool operator==(const TableSet&) const = default;
 };
@@ -69,24 +66,27 @@ struct KeySet {
     bool operator==(const KeySet&) const = default;
 };
 
-/// Makes the table hold exactly these lines: where it stands, comments in it included, or at the end of the file.
+/// Makes the table hold exactly these lines, without the comments that it held; a new table goes to the end of the
+/// file.
 std::expected<TableSet, TOMLTextError> setTable(BytesView bytes, const TOMLName& name, std::span<const Line> lines);
 
-/// Sets one key to `value`, which is TOML: in place if it is there, otherwise at the table's end. `in` and its
-/// `entries` come from a scan of these very bytes.
+/// Sets the key to `value`, which is TOML: in its place if it is there, otherwise at the end of the table. `in` and its
+/// `entries` are from a scan of the same bytes.
 std::expected<KeySet, TOMLTextError> setKey(BytesView bytes, const TOMLTable& in, std::span<const TOMLEntry> entries,
                                             const std::string& key, std::string_view value);
 
-/// Removes the whole of the entry's line, or lines. `entry` comes from a scan of these very bytes.
+/// Removes all lines of the entry, which is from a scan of the same bytes.
 Bytes removeKey(BytesView bytes, const TOMLEntry& entry);
 
 /// Removes the table and one blank line above it.
 std::expected<Bytes, TOMLEditFailure> removeTable(BytesView bytes, const TOMLName& name);
 
-/// The start of the line just before `before` if that holds nothing but white space, otherwise `before`.
+/// The start of the line just before `before` if that line is blank, otherwise `before`.
 std::int64_t startOfOneBlankLine(BytesView bytes, std::int64_t before);
 
-/// The offset past the line feed that only blanks part from `after`; `after` where something else stands, or the end.
+/// The offset past the next line feed if only white space is between, otherwise `after`.
 std::int64_t endOfOneBlankLine(BytesView bytes, std::int64_t after);
 
-}  // namespace larkmoor::TOMLEdit
+}  // namespace TOMLEdit
+
+}  // namespace larkmoor

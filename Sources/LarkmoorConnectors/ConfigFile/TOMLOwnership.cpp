@@ -1,4 +1,4 @@
-// Whether a document says the tables that we own in a shape that an edit of ours leaves whole.
+// Whether the tables that we own have a shape in the document that our edits can keep intact.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -12,20 +12,20 @@ namespace {
 
 using Names = std::span<const TOMLName>;
 
-/// Whether one is a prefix of the other.
-bool agree(const TOMLName& left, const TOMLName& right) {
+/// Whether one name is a prefix of the other.
+bool overlap(const TOMLName& left, const TOMLName& right) {
     const auto [atLeft, atRight] = std::ranges::mismatch(left, right);
     return atLeft == left.end() || atRight == right.end();
 }
 
-bool standsInOrBelow(const TOMLName& name, const TOMLName& owned) {
-    return name.size() >= owned.size() && agree(name, owned);
+bool isAtOrBelow(const TOMLName& name, const TOMLName& owned) {
+    return name.size() >= owned.size() && overlap(name, owned);
 }
 
 std::optional<std::string> refusedTable(const TOMLDocument& document, Names owning) {
     std::set<TOMLName> seen;
     for (const TOMLTable& table : std::span{document.tables}.subspan(1)) {
-        if (std::ranges::none_of(owning, [&](const TOMLName& owned) { return agree(table.name, owned); })) continue;
+        if (std::ranges::none_of(owning, [&](const TOMLName& owned) { return overlap(table.name, owned); })) continue;
         if (table.isArrayElement) {
             return fmt::format("the table [[{}]] is an array of tables, which is not a shape this build can edit",
                                joined(table.name));
@@ -37,16 +37,16 @@ std::optional<std::string> refusedTable(const TOMLDocument& document, Names owni
     return std::nullopt;
 }
 
-/// A dotted key or an inline table that says from above what we own.
+/// A dotted key, or an inline table, that defines what we own outside a table of its own.
 std::optional<std::string> refusedKey(const TOMLDocument& document, Names owning) {
     for (std::size_t index = 0; index < document.allEntries.size(); ++index) {
         const TOMLName& table = document.tables[document.tableOfEntry[index]].name;
         TOMLName path = table;
         const TOMLName& key = document.allEntries[index].key;
         path.insert(path.end(), key.begin(), key.end());
-        const bool fromAbove = std::ranges::any_of(
-            owning, [&](const TOMLName& owned) { return agree(path, owned) && !standsInOrBelow(table, owned); });
-        if (fromAbove) {
+        const bool isOutside = std::ranges::any_of(
+            owning, [&](const TOMLName& owned) { return overlap(path, owned) && !isAtOrBelow(table, owned); });
+        if (isOutside) {
             return fmt::format(
                 "the key {} states the Larkmoor block outside a table of its own, which is not a shape this build can "
                 "edit",

@@ -1,5 +1,7 @@
 #include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -12,7 +14,7 @@ namespace larkmoor {
 
 namespace {
 
-/// Ends a stretch of plain characters in a basic string.
+/// The bytes that end a run of plain characters in a basic string.
 constexpr std::array<bool, 256> stopsBasicString = [] {
     std::array<bool, 256> stops{};
     for (const unsigned char byte : {'"', '\\', '\n'}) stops[byte] = true;
@@ -26,7 +28,7 @@ int hexValue(char digit) {
     return -1;
 }
 
-/// One reading of one string; `text`, if given, receives what it says.
+/// Reads one string; `text`, if not null, receives the decoded text.
 class StringReader {
   public:
     StringReader(BytesView bytes, std::int64_t opening, std::string* text)
@@ -62,7 +64,7 @@ class StringReader {
         return std::unexpected{TOMLTextError::unreadable(opening_, reason)};
     }
 
-    /// The characters from `plain` up to here, if they are any.
+    /// Appends the characters from `plain` up to here; false if they are not UTF-8.
     bool take(std::size_t plain) {
         const std::string_view characters = file_.substr(plain, at_ - plain);
         if (!UTF8::isValid(characters)) return false;
@@ -70,7 +72,7 @@ class StringReader {
         return true;
     }
 
-    /// Reads what follows a backslash; the reason if that is none of TOML's escapes.
+    /// Reads what follows a backslash; the reason if that is not an escape of TOML, otherwise null.
     const char* escape() {
         if (at_ == file_.size()) return "the file ended inside an escape";
         switch (file_[at_++]) {
@@ -153,6 +155,46 @@ std::expected<TOMLString, TOMLTextError> parseString(BytesView bytes, std::int64
 
 std::expected<std::int64_t, TOMLTextError> pastString(BytesView bytes, std::int64_t start) {
     return StringReader{bytes, start, nullptr}.either();
+}
+
+std::string quote(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        switch (character) {
+            case '"':
+                quoted += R"(\")";
+                break;
+            case '\\':
+                quoted += R"(\\)";
+                break;
+            case '\t':
+                quoted += R"(\t)";
+                break;
+            case '\n':
+                quoted += R"(\n)";
+                break;
+            case '\r':
+                quoted += R"(\r)";
+                break;
+            default:
+                if (byte < 32 || byte == 127) {
+                    quoted += fmt::format("\\u{:04X}", byte);
+                } else {
+                    quoted += character;
+                }
+        }
+    }
+    return quoted += '"';
+}
+
+std::string joined(std::span<const std::string> parts) {
+    std::string name;
+    for (const std::string& part : parts) {
+        if (&part != parts.data()) name += '.';
+        name += !part.empty() && std::ranges::all_of(part, isTOMLBareKey) ? part : quote(part);
+    }
+    return name;
 }
 
 }  // namespace TOMLText

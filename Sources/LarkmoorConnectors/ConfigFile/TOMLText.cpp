@@ -11,8 +11,7 @@ namespace larkmoor {
 
 namespace {
 
-/// Goes through the file line by line. A function that answers false has left the reason in `error_`, and the scan is
-/// over.
+/// Scans the file line by line. A function that returns false has left the reason in `error_`, and the scan ends.
 class Scanner {
   public:
     explicit Scanner(BytesView bytes) {
@@ -51,8 +50,8 @@ class Scanner {
     }
     void skipToLineFeed() { at_ = std::min(file_.find('\n', at_), file_.size()); }
 
-    /// Moving a long list as it grows costs more than all the rest, so it grows to what a file that goes on like this
-    /// will need.
+    /// Appends an item. Reallocation of a long list costs more than the rest of the scan, so the list reserves what the
+    /// file needs if it goes on like this.
     template <class T>
     T& added(std::vector<T>& list) {
         if (list.size() == list.capacity()) {
@@ -63,7 +62,7 @@ class Scanner {
         return list.emplace_back();
     }
 
-    /// From the first byte that is no blank to past the line feed.
+    /// Reads from the first byte that is not blank to past the line feed.
     [[nodiscard]] bool line() {
         switch (file_[at_]) {
             case '\n':
@@ -112,7 +111,7 @@ class Scanner {
         return true;
     }
 
-    /// The parts of a dotted key and, past it, the byte that ends it.
+    /// Reads the parts of a dotted key and the byte that ends it.
     [[nodiscard]] bool dottedKey(TOMLName& into, char ending) {
         do {
             skipBlanks();
@@ -139,7 +138,7 @@ class Scanner {
         return true;
     }
 
-    /// Nothing but blanks and a comment up to the line feed, or to the end of the file.
+    /// Skips blanks and a comment to past the line feed, or to the end of the file; anything else is an error.
     [[nodiscard]] bool restOfLine() {
         skipBlanks();
         skip('\r');

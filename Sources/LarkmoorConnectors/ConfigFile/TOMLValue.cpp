@@ -27,7 +27,7 @@ constexpr std::array<Role, 256> roles = [] {
 Role roleOf(char byte) { return roles[static_cast<unsigned char>(byte)]; }
 bool isDigit(char byte) { return byte >= '0' && byte <= '9'; }
 
-/// Whether `text` has the form, in which a 0 stands for any digit.
+/// Whether `text` matches the form, in which 0 matches any digit.
 bool hasForm(std::string_view text, std::string_view form) {
     if (text.size() != form.size()) return false;
     for (std::size_t index = 0; index < form.size(); ++index) {
@@ -36,7 +36,7 @@ bool hasForm(std::string_view text, std::string_view form) {
     return true;
 }
 
-/// The offset past a multi-line string whose three quotes stand at `opening`; nothing if it never closes.
+/// The offset past the multi-line string that opens at `opening`; nothing if it never closes.
 std::optional<std::size_t> pastMultiLineString(std::string_view file, std::size_t opening) {
     const char quote = file[opening];
     std::size_t at = opening + 3;
@@ -83,7 +83,7 @@ class ValueReader {
         return false;
     }
 
-    /// A bracket, a whole string or a run of plain bytes; false leaves the reason in `error_`.
+    /// Reads a bracket, a whole string or a run of plain bytes; false leaves the reason in `error_`.
     [[nodiscard]] bool part(Role role) {
         if (blank_) {
             if (!TOMLText::isDateTimeSeparator(bytes_, static_cast<std::int64_t>(start_),
@@ -134,9 +134,9 @@ class ValueReader {
     std::string_view file_;
     std::size_t start_;
     std::size_t at_;
-    std::size_t end_;  ///< one past the last byte that was no blank
+    std::size_t end_;  ///< one past the last byte that was not blank
     std::size_t depth_ = 0;
-    std::optional<std::size_t> blank_;  ///< the first at depth 0 after which the value may not go on
+    std::optional<std::size_t> blank_;  ///< the first one at depth 0; only a time may follow
     TOMLTextError error_;
 };
 

@@ -1,4 +1,5 @@
-// One planned change of one file.
+// Changes several files of other applications all or nothing, with a copy beside each. It holds no lock: each file is
+// replaced by one rename, so that a reader finds the old bytes or the new ones.
 #pragma once
 
 #include <chrono>
@@ -14,6 +15,7 @@
 
 namespace larkmoor {
 
+/// One planned change of one file.
 struct FileChange {
     std::string path;             ///< where to write; canonical already, see ConfigPath
     std::string label;            ///< the path as the user knows it, before links are resolved
@@ -21,7 +23,6 @@ struct FileChange {
     std::optional<Bytes> after;   ///< what it must hold; nothing if it must go
 };
 
-// How a transaction over configuration files ended.
 struct TransactionResultCases {
     /// Every file holds its new bytes.
     struct Committed {
@@ -40,18 +41,15 @@ struct TransactionResultCases {
     };
 };
 
+/// How a transaction ended.
 using TransactionResult = ClosedVariant<TransactionResultCases, TransactionResultCases::Committed,
                                         TransactionResultCases::Refused, TransactionResultCases::Unchanged>;
 
-}  // namespace larkmoor
+namespace Transaction {
 
-namespace larkmoor::Transaction {
-
-// Changes several files of another application all or nothing, with a copy beside each. It holds no lock: what keeps a
-// harness and us apart is that each file is replaced in one rename.
 struct UnwritableReason {
     std::string text;
-    bool liesInTheFolder = false;  ///< the fault is the folder's and not the file's
+    bool liesInTheFolder = false;  ///< the reason is about the folder, not the file
 
     bool operator==(const UnwritableReason&) const = default;
 };
@@ -59,9 +57,12 @@ struct UnwritableReason {
 /// Why the file cannot be written, or nothing if it can.
 std::optional<UnwritableReason> unwritableReason(const std::string& path);
 
-/// Every check and every copy comes before the first write; a failure then puts back what was written. `at` stamps the
-/// copies; `beforeRename`, if any, runs before each file is replaced. Blocks as long as the disk does.
+/// Makes every check and every copy before the first write; if a write fails, puts back what was written. `at` is in
+/// the names of the copies; `beforeRename`, if any, runs before each file is replaced. Blocks for as long as the disk
+/// does.
 TransactionResult commit(std::span<const FileChange> changes, std::chrono::system_clock::time_point at,
                          const std::function<void()>& beforeRename = {});
 
-}  // namespace larkmoor::Transaction
+}  // namespace Transaction
+
+}  // namespace larkmoor

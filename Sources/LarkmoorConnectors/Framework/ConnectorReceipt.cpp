@@ -4,86 +4,39 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorBase/JSON/FlatDocument.h"
-#include "LarkmoorBase/RawText.h"
+#include "LarkmoorBase/JSON/Decoder.h"
+#include "LarkmoorBase/JSON/Encoder.h"
 #include "LarkmoorConnectors/ConfigFile/AtomicWrite.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
-#include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
 
 namespace larkmoor {
 
 namespace {
 
-std::string asWritten(const std::string& text) { return text; }
-template <RawText E>
-std::string asWritten(E value) {
-    return std::string{rawText(value)};
-}
+using CreatedSet = std::set<Created>;
+using AdoptedSet = std::set<Adopted>;
+using TextSet = std::set<std::string>;
 
-template <class Value>
-std::optional<Value> asRead(std::string_view text) {
-    if constexpr (RawText<Value>) {
-        return fromRawText<Value>(text);
-    } else {
-        return Value{text};
-    }
-}
-
-template <class Value>
-JSONLiteral sorted(const std::set<Value>& values) {
-    std::vector<std::string> texts;
-    texts.reserve(values.size());
-    for (const Value& value : values) texts.push_back(asWritten(value));
-    std::ranges::sort(texts);
-    return JSONLiteral::array({texts.begin(), texts.end()});
-}
-
-/// Reads the set; false if what is there is no list of known texts.
-template <class Value>
-bool read(const FlatNode& list, std::set<Value>& into) {
-    if (list.kind != FlatNode::Kind::array) return false;
-    for (const FlatNode* element = list.begin(); element != list.end(); element = element->next()) {
-        const auto value = element->kind == FlatNode::Kind::string ? asRead<Value>(element->text) : std::nullopt;
-        if (!value) return false;
-        into.insert(*value);
-    }
-    return true;
-}
-
-/// False if the member does not fit; one of a name that is not ours always does.
-bool readMember(const FlatNode& member, ConnectorReceipt& receipt) {
-    if (member.key == "created") return read(member, receipt.created);
-    if (member.kind == FlatNode::Kind::null) return true;
-    if (member.key == "adopted") return read(member, receipt.adopted);
-    if (member.key == "trustSlots") return read(member, receipt.trustSlots);
-    if (member.key != "appVersion") return true;
-    receipt.appVersion = member.text;
-    return member.kind == FlatNode::Kind::string;
-}
+/// The file, with its keys in their order there.
+LARKMOOR_RECORD(ReceiptFile, (std::optional<AdoptedSet>, adopted), (std::optional<std::string>, appVersion),
+                (CreatedSet, created), (std::optional<TextSet>, trustSlots))
 
 }  // namespace
 
 Bytes ConnectorReceipt::encoded() const {
-    std::vector<JSONLiteral::Member> members{{"adopted", sorted(adopted)}};
-    if (appVersion) members.push_back({"appVersion", *appVersion});
-    members.push_back({"created", sorted(created)});
-    members.push_back({"trustSlots", sorted(trustSlots)});
-    return copyBytes(JSONLiteral::object(std::move(members)).render("", "  ", {.spread = true}) + "\n");
+    const ReceiptFile file{.adopted = adopted, .appVersion = appVersion, .created = created, .trustSlots = trustSlots};
+    // Only text that is not UTF-8 has no form: no bytes are no receipt, as such a file would be none.
+    return Encoder::encode(file, Layout::pretty).value_or(Bytes{});
 }
 
 std::optional<ConnectorReceipt> ConnectorReceipt::decoded(BytesView bytes) {
-    FlatDocument document;
-    if (!document.parse(bytes) || document.root().kind != FlatNode::Kind::object) return std::nullopt;
-    ConnectorReceipt receipt;
-    std::set<std::string_view> seen;
-    for (const FlatNode* member = document.root().begin(); member != document.root().end(); member = member->next()) {
-        if (!seen.insert(member->key).second || !readMember(*member, receipt)) return std::nullopt;
-    }
-    if (!seen.contains("created")) return std::nullopt;
-    return receipt;
+    auto file = Decoder::decode<ReceiptFile>(bytes, Strictness::strict);
+    if (!file) return std::nullopt;
+    return ConnectorReceipt{.created = std::move(file->created),
+                            .adopted = std::move(file->adopted).value_or(AdoptedSet{}),
+                            .trustSlots = std::move(file->trustSlots).value_or(TextSet{}),
+                            .appVersion = std::move(file->appVersion)};
 }
 
 void ReceiptAddition::merge(ReceiptAddition other) {

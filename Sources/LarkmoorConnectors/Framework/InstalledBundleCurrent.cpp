@@ -1,6 +1,6 @@
 // Apart from the rest, which needs no word from the system: a program that only asks `enclosing` links no adapter.
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
-#include "LarkmoorPlatform/RunningExecutable.h"
+#include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor::InstalledBundle {
 

@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorPlatform/ProcessTable.h"
+#include "LarkmoorPlatform/Process.h"
 #include "LarkmoorPlatform/PropertyList.h"
 
 namespace larkmoor {

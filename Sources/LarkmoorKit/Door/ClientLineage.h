@@ -1,4 +1,4 @@
-// Why a running daemon might refuse this process: because it is an old copy of a build that was replaced since.
+// Whether this process runs an executable that was replaced since, which would explain why the daemon refuses it.
 #pragma once
 
 #include <chrono>
@@ -17,7 +17,7 @@ struct ClientLineageCases {
         std::optional<std::string> installedVersion;
         bool operator==(const Stale&) const = default;
     };
-    /// Everything else.
+    /// Everything else, and whatever cannot be told.
     struct Foreign {
         bool operator==(const Foreign&) const = default;
     };
@@ -29,6 +29,7 @@ class ClientLineage : public ClosedVariant<ClientLineageCases, ClientLineageCase
 
     static constexpr std::string_view family = ClientInstance::bundlePrefix;
 
+    /// The bundle that is installed around an executable's path now.
     struct Occupant {
         std::optional<std::string> id;
         std::optional<std::string> version;
@@ -44,7 +45,7 @@ class ClientLineage : public ClosedVariant<ClientLineageCases, ClientLineageCase
     /// When this process began, to the microsecond as the system's process table has it.
     static std::optional<std::chrono::system_clock::time_point> processStart();
 
-    /// The bundle that lies around the executable now: "Info.plist" beside the folder "MacOS" that holds it.
+    /// Read from "Info.plist" beside the folder "MacOS" that holds the executable; nothing where there is none.
     static std::optional<Occupant> occupantBundle(const std::string& besideExecutable);
 
     /// The answer for this process. Reads three small files; any thread.

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "LarkmoorKit/Door/DoorRedial.h"
-#include "LarkmoorWire/Identity/ClientInstance.h"
 #include "LarkmoorWire/Identity/WireContract.h"
 
 namespace larkmoor {
@@ -14,8 +12,7 @@ std::string message(DoorFault fault) {
             return "Larkmoor isn't running — start it to access your memory.";
         case DoorFault::refused:
             return "Larkmoor is running but refused this connection — this binary isn't signed with the daemon's "
-                   "expected "
-                   "identity (sign it: Scripts/sign.sh).";
+                   "expected identity (sign it: Scripts/sign.sh).";
         case DoorFault::silent:
             return fmt::format(
                 "{} is running but did not answer in {}s — it may be busy starting up; try again in a moment.",
@@ -29,8 +26,7 @@ std::string message(DoorFault fault) {
 std::string staleRefusalMessage(const std::optional<std::string>& updatedTo) {
     return fmt::format(
         "Larkmoor updated{} — this session's connector is from before the update. Restart this session (or reconnect "
-        "the MCP "
-        "server) to continue. Nothing is wrong.",
+        "the MCP server) to continue. Nothing is wrong.",
         updatedTo ? " to " + *updatedTo : "");
 }
 
@@ -48,6 +44,13 @@ std::string menuLine(DoorFault fault, ClientProfile profile) {
                                ClientInstance::productName);
     }
     return {};
+}
+
+RefusalNotice::Action RefusalNotice::decide(std::optional<DoorFault> fault,
+                                            std::optional<std::chrono::duration<double>> refusedFor,
+                                            bool alreadyReported) {
+    const bool isDue = fault == DoorFault::refused && !alreadyReported && refusedFor && *refusedFor >= settleWindow;
+    return isDue ? Action::report : Action::wait;
 }
 
 }  // namespace larkmoor

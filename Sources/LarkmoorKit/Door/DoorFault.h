@@ -1,12 +1,15 @@
-// Why the daemon gave no answer that can be believed, and the words for it.
+// Why the daemon gave no answer that can be believed: the fault, the words for it, and how long the door tries before
+// it names one.
 #pragma once
 
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "LarkmoorBase/RawText.h"
-#include "LarkmoorWire/Identity/ClientProfile.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace larkmoor {
 
@@ -28,5 +31,34 @@ std::string staleRefusalMessage(const std::optional<std::string>& updatedTo);
 
 /// The words for the menu's status line.
 std::string menuLine(DoorFault fault, ClientProfile profile);
+
+/// How long the door waits once a first attempt has failed.
+struct DoorRedial {
+    std::chrono::nanoseconds budget;  ///< for the answer to the second attempt, and to the knock
+    std::chrono::nanoseconds pause;   ///< before the knock is sent
+
+    static const DoorRedial standard;
+
+    /// The budget in whole seconds, rounded down, at least 1.
+    constexpr std::int64_t budgetSeconds() const {
+        return std::max<std::int64_t>(1, std::chrono::duration_cast<std::chrono::seconds>(budget).count());
+    }
+};
+
+inline constexpr DoorRedial DoorRedial::standard{.budget = std::chrono::seconds{3},
+                                                 .pause = std::chrono::milliseconds{100}};
+
+/// Whether a refusal by the daemon has lasted long enough to be written down.
+namespace RefusalNotice {
+
+/// A daemon that is starting may refuse for a moment: a refusal shorter than this is not reported.
+inline constexpr std::chrono::seconds settleWindow{45};
+
+enum class Action { wait, report };
+
+Action decide(std::optional<DoorFault> fault, std::optional<std::chrono::duration<double>> refusedFor,
+              bool alreadyReported);
+
+}  // namespace RefusalNotice
 
 }  // namespace larkmoor

@@ -4,9 +4,6 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "LarkmoorBase/Timers.h"
-#include "LarkmoorKit/Door/OneShot.h"
-#include "LarkmoorKit/Door/SubscriptionGate.h"
-#include "LarkmoorKit/Door/XPCEndpoint.h"
 #include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorWire/Codec/Messages.h"
 #include "LarkmoorWire/Identity/WireContract.h"
@@ -21,18 +18,18 @@ TimedResponse failure(std::string message) {
     return {.response = GatewayResponse::Failure{std::move(message)}, .daemon = {}};
 }
 
-/// Whole milliseconds, and one at least: a deadline of nothing would be no chance at all.
+/// Whole milliseconds, at least one: a deadline of zero would leave no time at all.
 std::chrono::milliseconds milliseconds(std::chrono::nanoseconds deadline) {
     return std::max(std::chrono::milliseconds{1}, std::chrono::duration_cast<std::chrono::milliseconds>(deadline));
 }
 
-MessageDictionary signedMessage() {
+MessageDictionary messageWithContract() {
     MessageDictionary message;
     XPCWire::setWire(WireContract::version, message);
     return message;
 }
 
-void ignoreEvents(MessageConnection& connection) {
+void discardEvents(MessageConnection& connection) {
     connection.setEventHandler([](const MessageConnection::Incoming&) {});
 }
 
@@ -80,7 +77,7 @@ Task<TimedResponse> XPCClient::sendTimed(GatewayRequest request) {
     co_return co_await diagnose(std::move(attempt));
 }
 
-/// Only after two attempts: what their failure means.
+/// What the failure of both attempts means.
 Task<TimedResponse> XPCClient::diagnose(Attempt failed) {
     const auto self = shared_from_this();
     if (std::holds_alternative<Silence>(failed)) {
@@ -119,13 +116,13 @@ void XPCClient::announceSkew() {
 }
 
 Task<XPCClient::Attempt> XPCClient::roundTrip(Bytes payload, Connection on, Deadline deadline) {
-    MessageDictionary request = signedMessage();
+    MessageDictionary request = messageWithContract();
     XPCWire::set(payload, XPCEndpoint::payloadKey, request);
     Outcome outcome = co_await reply(std::move(request), std::move(on), deadline);
     if (std::holds_alternative<TransportError>(outcome)) co_return TransportError{};
     if (std::holds_alternative<Silence>(outcome)) co_return Silence{};
 
-    // A bad reply is an answer: it is not asked for again, and the door counts as connected.
+    // A bad reply is an answer: the request is not repeated, and the door counts as connected.
     const Reply& answer = std::get<Reply>(outcome);
     if (answer.payload) {
         if (auto response = decode<GatewayResponse>(*answer.payload)) {
@@ -169,7 +166,7 @@ Task<XPCClient::Outcome> XPCClient::reply(MessageDictionary message, Connection 
         awaiting);
 }
 
-/// Asks whether the door is open before a request is repeated, and wakes a daemon that the system is still starting.
+/// Asks whether the door is open before a request is repeated, and gives a daemon that is starting time to come.
 Task<void> XPCClient::knock(Connection on) {
     const auto self = shared_from_this();
     {
@@ -178,7 +175,7 @@ Task<void> XPCClient::knock(Connection on) {
     }
     MainTimer pause{co_await asio::this_coro::executor, redial_.pause};
     co_await pause.async_wait(awaiting);
-    const Outcome outcome = co_await reply(signedMessage(), std::move(on), redial_.budget);
+    const Outcome outcome = co_await reply(messageWithContract(), std::move(on), redial_.budget);
     const auto* answer = std::get_if<Reply>(&outcome);
     if (answer != nullptr &&
         WireContract::verdict(WireContract::version, answer->wire) == WireContract::Verdict::mismatch) {
@@ -189,7 +186,7 @@ Task<void> XPCClient::knock(Connection on) {
 XPCClient::Connection XPCClient::openConnection() const {
     const Dial& dial = seams_.makeConnection ? seams_.makeConnection : seams_.dial;
     Connection connection = dial(machServiceName_);
-    ignoreEvents(*connection);
+    discardEvents(*connection);
     connection->resume();
     return connection;
 }
@@ -199,8 +196,8 @@ XPCClient::Connection XPCClient::currentConnection() const {
     return connection_;
 }
 
-/// Concurrent callers that saw the same connection fail replace it once. It is let go and not cancelled: whoever still
-/// waits on it keeps it until it is told of the failure, and the last one's end is the connection's.
+/// Replaces a failed connection once, however many callers saw it fail. The old one is not cancelled: callers that
+/// still wait on it share it until they are told of the failure, and the last of them destroys it.
 void XPCClient::replace(const Connection& failed) {
     if (currentConnection() != failed) return;
     Connection fresh = openConnection();
@@ -242,7 +239,7 @@ void XPCClient::ensureSubscribed() {
 void XPCClient::openSubscription() {
     const Connection fresh = seams_.dial(machServiceName_);
     fresh->setEventHandler([weak = weak_from_this(), on = fresh.get()](const MessageConnection::Incoming& incoming) {
-        if (const auto self = weak.lock()) self->received(on, incoming);
+        if (const auto self = weak.lock()) self->dispatchEvent(on, incoming);
     });
     Connection old;
     {
@@ -256,11 +253,11 @@ void XPCClient::openSubscription() {
     fresh->send(std::move(subscription));
 }
 
-void XPCClient::received(const MessageConnection* on, const MessageConnection::Incoming& incoming) {
+void XPCClient::dispatchEvent(const MessageConnection* on, const MessageConnection::Incoming& incoming) {
     if (!incoming) {
         Connection failed;
         {
-            // The next tick opens a new one, so that a dead daemon costs at most a tick's worth of events.
+            // The next tick opens a new one: a dead daemon costs the events of one tick at most.
             const std::lock_guard held{lock_};
             if (subConnection_.get() == on) failed = std::exchange(subConnection_, nullptr);
         }

@@ -1,7 +1,7 @@
-// The client of the door: the one implementation of LarkmoorClient that crosses a process boundary.
+// The client of the door: the one LarkmoorClient that crosses a process boundary.
 //
-// It survives the daemon's restart without its callers noticing, tells an absent daemon from one that refuses this
-// process and from a silent one, and never throws: every failure is an answer with words for a person, and
+// It survives the daemon's restart without its callers noticing, and tells an absent daemon from one that refuses this
+// process and from a silent one. It never throws: every failure is an answer with words for a person, and
 // `lastDoorFault` keeps the reason.
 #pragma once
 
@@ -11,27 +11,66 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
+#include <variant>
 
 #include "LarkmoorKit/Door/ClientLineage.h"
 #include "LarkmoorKit/Door/DoorFault.h"
-#include "LarkmoorKit/Door/DoorHistory.h"
-#include "LarkmoorKit/Door/DoorRedial.h"
-#include "LarkmoorPlatform/MessageService.h"
-#include "LarkmoorWire/Catalogue/GatewayEvent.h"
+#include "LarkmoorPlatform/MessageConnection.h"
+#include "LarkmoorWire/Catalogue/GatewayResponse.h"
 #include "LarkmoorWire/Client/LarkmoorClient.h"
 
 namespace larkmoor {
 
-/// Requests, subscription and their callbacks belong to the main loop; `lastDoorFault` and `knockCount` are for any
-/// thread. Lives in a shared pointer, which every request under way holds.
+/// Lets exactly one of several rivals win. Any thread.
+class OneShot {
+  public:
+    /// True for the first caller, false for all others.
+    bool take() {
+        const std::lock_guard held{lock_};
+        return !std::exchange(taken_, true);
+    }
+
+  private:
+    std::mutex lock_;
+    bool taken_ = false;
+};
+
+/// Whether a request was ever answered. Any thread.
+class DoorHistory {
+  public:
+    bool connected() const {
+        const std::lock_guard held{lock_};
+        return connected_;
+    }
+    /// At the first answered request; it is never unset.
+    void markConnected() {
+        const std::lock_guard held{lock_};
+        connected_ = true;
+    }
+
+  private:
+    mutable std::mutex lock_;
+    bool connected_ = false;
+};
+
+/// Whether the event connection has to be opened again.
+namespace SubscriptionGate {
+
+constexpr bool shouldReopen(bool wantEvents, bool hasLiveConnection) { return wantEvents && !hasLiveConnection; }
+
+}  // namespace SubscriptionGate
+
+/// Requests, subscription and their callbacks belong to the main thread; `lastDoorFault` and `knockCount` are for any.
+/// Lives in a shared pointer, of which every request under way holds a copy.
 class XPCClient final : public LarkmoorClient, public std::enable_shared_from_this<XPCClient> {
   public:
     using OnEvent = std::function<void(const GatewayEvent&)>;
 
-    /// What the composition root hands in. None is called with the lock held.
+    /// Given by the composition root; main thread. None is called with the lock held.
     struct Seams {
         Dial dial;
-        /// The dial of the request connection, where it is to be another than `dial`.
+        /// Dials the request connection in place of `dial`, if it is set.
         Dial makeConnection{};
         /// Called once in the life of the client, at the first reply of another contract.
         std::function<void()> onWireMismatch{};
@@ -55,15 +94,14 @@ class XPCClient final : public LarkmoorClient, public std::enable_shared_from_th
 
     /// Opens the event connection; `onEvent` is called on the main loop for each event from now on.
     void subscribe(OnEvent onEvent);
-    /// Opens the event connection again if it is wanted and gone. Cheap; called on every tick.
+    /// Opens the event connection again if it is wanted and gone. Cheap enough for every tick of the refresh.
     void ensureSubscribed();
 
-    /// Lets go of both connections: a request under way is never answered. For the end of the process, when a daemon
-    /// that hangs would otherwise keep the request, and the request this client.
+    /// Cancels both connections: a request under way is never answered. For the end of the process, since a request to
+    /// a daemon that hangs would hold this client for ever.
     void close();
 
   private:
-    /// What the reply dictionary said.
     struct Reply {
         std::optional<Bytes> payload;
         std::optional<std::int64_t> wire;
@@ -71,14 +109,14 @@ class XPCClient final : public LarkmoorClient, public std::enable_shared_from_th
     };
     struct TransportError {};
     struct Silence {};
-    using Outcome = std::variant<Reply, TransportError, Silence>;
+    using Outcome = std::variant<Reply, TransportError, Silence>;  ///< of one message
 
     struct Answered {
         GatewayResponse response;
         std::optional<std::chrono::milliseconds> daemon;
         std::optional<std::int64_t> wire;
     };
-    using Attempt = std::variant<Answered, TransportError, Silence>;
+    using Attempt = std::variant<Answered, TransportError, Silence>;  ///< one request and what came of it
 
     using Connection = std::shared_ptr<MessageConnection>;
     using Deadline = std::optional<std::chrono::nanoseconds>;
@@ -96,7 +134,7 @@ class XPCClient final : public LarkmoorClient, public std::enable_shared_from_th
     void announceSkew();
     void setFault(std::optional<DoorFault> fault);
     void openSubscription();
-    void received(const MessageConnection* on, const MessageConnection::Incoming& incoming);
+    void dispatchEvent(const MessageConnection* on, const MessageConnection::Incoming& incoming);
 
     const std::string machServiceName_;
     const Seams seams_;

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <limits>
 
-#include "LarkmoorKit/Door/XPCEndpoint.h"
+#include "LarkmoorBase/Text.h"
 
-namespace larkmoor::XPCWire {
+namespace larkmoor {
+
+namespace XPCWire {
 
 namespace {
 
@@ -41,4 +43,14 @@ std::optional<std::chrono::milliseconds> servedDuration(const MessageDictionary&
     return served ? std::optional{std::chrono::milliseconds{*served}} : std::nullopt;
 }
 
-}  // namespace larkmoor::XPCWire
+}  // namespace XPCWire
+
+std::string MCPGatewayName::resolve(const std::map<std::string, std::string>& env) {
+    if (const auto named = env.find(std::string{overrideKey}); named != env.end()) {
+        const std::string_view service = trimmed(named->second);
+        if (service.starts_with(testPrefix) && service.size() > testPrefix.size()) return std::string{service};
+    }
+    return std::string{XPCEndpoint::machServiceName};
+}
+
+}  // namespace larkmoor

@@ -1,5 +1,5 @@
-// Runs the bundled hook once before the person's first prompt: the first launch of a new executable is slow, and a hook
-// has only seconds.
+// Warm-up: runs the bundled hook once for each build, before the user's first prompt. The first launch of a new
+// executable is slow, and a hook has only seconds.
 #pragma once
 
 #include <chrono>
@@ -18,7 +18,7 @@ namespace larkmoor::FirstRunWarm {
 
 BOOST_DEFINE_ENUM_CLASS(Outcome, ok, timeout, failed)
 
-/// Which build was warmed, and how it went: one line in the support root.
+/// Which build was warmed up, and with what outcome: a file of one line in the support root.
 struct Marker {
     std::string build;
     Outcome outcome{};
@@ -26,7 +26,7 @@ struct Marker {
 
     /// "build={build} outcome={outcome} ms={milliseconds}" and a line feed.
     std::string line() const;
-    /// Nothing if a field is missing or is not what it should be; unknown fields are passed over.
+    /// Nothing if a field is missing or malformed; unknown fields are ignored.
     static std::optional<Marker> parse(std::string_view text);
 
     bool operator==(const Marker&) const = default;
@@ -50,16 +50,16 @@ class Result : public ClosedVariant<ResultCases, ResultCases::Warmed, ResultCase
 
 inline constexpr std::string_view markerFileName = "warmed-build";
 inline constexpr std::chrono::seconds productionLeash{20};
-/// A payload up to here fits the buffer of a pipe and can be written before anyone reads it.
+/// Bytes. A payload up to this size fits the buffer of a pipe and can be written before anyone reads it.
 inline constexpr std::size_t payloadPipeBound = 16384;
 
 /// `support` is Application Support.
 std::string path(std::string_view support);
 
-/// Whether this build was warmed here, however that went: a warm-up that failed is not repeated.
+/// Whether this build was warmed up, with any outcome: a warm-up that failed is not repeated.
 bool isWarm(const std::string& marker, std::string_view build);
 
-/// The prompt that the hook is given.
+/// What the hook reads: a JSON object with a prompt.
 Bytes payload(std::string_view home);
 
 struct Seams {
@@ -68,11 +68,11 @@ struct Seams {
     std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
 };
 
-/// Main thread; ends within the leash and two seconds. What the runner refers to outlives the task.
+/// Main thread. Ends two seconds after the leash at the latest. The runner outlives the task.
 Task<Result> run(std::string hook, std::string build, std::string marker, std::chrono::seconds leash, std::string home,
                  Seams seams);
 
-/// Runs the hook with the input. How it exits is not looked at: that it was loaded is what counts.
+/// Runs the hook with the input. Its exit status is ignored: it only has to be loaded.
 Task<Outcome> fire(std::string hook, Bytes input, std::chrono::seconds leash, Seams seams);
 
 }  // namespace larkmoor::FirstRunWarm

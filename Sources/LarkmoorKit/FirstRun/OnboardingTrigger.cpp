@@ -1,8 +1,16 @@
 #include "LarkmoorKit/FirstRun/OnboardingTrigger.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
-namespace larkmoor::OnboardingTrigger {
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+#include "LarkmoorWire/Identity/ClientStoreMode.h"
+
+namespace larkmoor {
+
+namespace OnboardingTrigger {
 
 namespace {
 
@@ -29,11 +37,31 @@ std::optional<bool> helloReceived(const GatewayResponse& response) {
 bool shouldOpenJourney(bool storePresent, const std::optional<GrantsAnswer>& grants, std::optional<bool> helloReceived,
                        bool recoveryPassed, bool termsAgreed) {
     if (!termsAgreed || !storePresent) return true;
-    // A machine with a store whose daemon says nothing is left alone.
+    // With a store but no answer from the daemon, the machine is left alone.
     if (!grants) return false;
     if (!allGranted(*grants)) return true;
     if (!recoveryPassed) return true;
     return helloReceived == false;
 }
 
-}  // namespace larkmoor::OnboardingTrigger
+}  // namespace OnboardingTrigger
+
+namespace {
+
+std::string receiptPath(std::string_view support, std::string_view name) {
+    return fmt::format("{}/{}", ClientInstance::supportRoot(support), name);
+}
+
+void writeReceipt(const std::string& at) { static_cast<void>(ClientStoreMode::write({}, at)); }
+
+}  // namespace
+
+std::string TermsReceipt::path(std::string_view support) { return receiptPath(support, fileName); }
+bool TermsReceipt::isAgreed(const std::string& at) { return Files::exists(at); }
+void TermsReceipt::markAgreed(const std::string& at) { writeReceipt(at); }
+
+std::string RecoveryKeyReceipt::path(std::string_view support) { return receiptPath(support, fileName); }
+bool RecoveryKeyReceipt::isPassed(const std::string& at) { return Files::exists(at); }
+void RecoveryKeyReceipt::markPassed(const std::string& at) { writeReceipt(at); }
+
+}  // namespace larkmoor

@@ -1,13 +1,16 @@
-// Whether the person still owes steps of the first-run journey.
+// Whether the user still owes steps of the first-run journey, and the receipts of the steps taken.
 #pragma once
 
 #include <array>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "LarkmoorWire/Catalogue/GatewayResponse.h"
 
-namespace larkmoor::OnboardingTrigger {
+namespace larkmoor {
+
+namespace OnboardingTrigger {
 
 inline constexpr std::string_view screenRecordingKind = "screen_recording";
 inline constexpr std::string_view accessibilityKind = "accessibility";
@@ -15,20 +18,43 @@ inline constexpr std::string_view microphoneKind = "microphone";
 inline constexpr std::string_view grantedState = "granted";
 inline constexpr std::string_view deniedState = "denied";
 inline constexpr std::array requiredKinds{screenRecordingKind, accessibilityKind, microphoneKind};
-/// The card by which the daemon knows that the journey's last step was taken.
+/// Type and path of the card that the journey's last step leaves with the daemon.
 inline constexpr std::string_view helloKind = "onboarding";
 inline constexpr std::string_view helloScope = "/";
 
-/// Of the first row of that kind; no row is false.
+/// Whether the first row of that kind has this state; false if there is none.
 bool granted(std::string_view kind, const GrantsAnswer& grants);
 bool denied(std::string_view kind, const GrantsAnswer& grants);
 bool allGranted(const GrantsAnswer& grants);
 
-/// Whether the answer holds a card; nothing for any other answer.
+/// Whether the answer holds a card; nothing for an answer that is not a list of cards.
 std::optional<bool> helloReceived(const GatewayResponse& response);
 
-/// `grants` and `helloReceived` are nothing where the daemon did not say.
+/// `grants` and `helloReceived` are nothing if the daemon did not say.
 bool shouldOpenJourney(bool storePresent, const std::optional<GrantsAnswer>& grants, std::optional<bool> helloReceived,
                        bool recoveryPassed, bool termsAgreed);
 
-}  // namespace larkmoor::OnboardingTrigger
+}  // namespace OnboardingTrigger
+
+// Receipts are empty files in the support root. `support` is Application Support. A failure to write one is ignored,
+// and the step is asked for again.
+
+namespace TermsReceipt {
+
+inline constexpr std::string_view fileName = "terms-agreed";
+std::string path(std::string_view support);
+bool isAgreed(const std::string& at);
+void markAgreed(const std::string& at);
+
+}  // namespace TermsReceipt
+
+namespace RecoveryKeyReceipt {
+
+inline constexpr std::string_view fileName = "recovery-key-passed";
+std::string path(std::string_view support);
+bool isPassed(const std::string& at);
+void markPassed(const std::string& at);
+
+}  // namespace RecoveryKeyReceipt
+
+}  // namespace larkmoor

@@ -1,6 +1,8 @@
 #include "LarkmoorKit/FirstRun/WindowDoor.h"
 
-namespace larkmoor::WindowDoor {
+namespace larkmoor {
+
+namespace WindowDoor {
 
 namespace {
 
@@ -30,4 +32,10 @@ bool wantsFront(const UserInfo& userInfo) {
     return found != userInfo.end() && found->second == yes;
 }
 
-}  // namespace larkmoor::WindowDoor
+}  // namespace WindowDoor
+
+void UpdateOptIn::write(bool value, const std::string& menubarID, const OpenSuite& open) {
+    if (const auto suite = open(menubarID)) static_cast<void>(suite->set(key, value));
+}
+
+}  // namespace larkmoor

@@ -1,32 +1,46 @@
-// How the menu asks the settings application for one of its windows.
+// What passes between this application and the settings application: the window that is asked for, and the choice of
+// automatic updates.
 #pragma once
 
+#include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "LarkmoorBase/RawText.h"
+#include "LarkmoorPlatform/UserDefaults.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
-namespace larkmoor::WindowDoor {
+namespace larkmoor {
 
-/// The word of a pane is what travels, as a notification's object or in the argument.
+namespace WindowDoor {
+
+/// Named by its word: the object of the notification, or part of the argument.
 BOOST_DEFINE_ENUM_CLASS(Pane, settings, stats, editor, onboarding)
 
+/// The name of the distributed notification that asks a running settings application for a window.
 inline constexpr std::string_view notification = ClientInstance::openWindowNotification;
 
 using UserInfo = std::map<std::string, std::string>;
 
-/// "--window={pane}"
+/// "--window={pane}": what a settings application is started with.
 std::string argument(Pane pane);
 /// The first argument that names a pane; unknown words are passed over.
 std::optional<Pane> requested(std::span<const std::string> arguments);
 
-/// Nothing if the window may stay behind others.
+/// The notification's dictionary; nothing if the window may stay behind others.
 std::optional<UserInfo> userInfo(bool front);
 bool wantsFront(const UserInfo& userInfo);
+
+/// The window that a second start of this application asks for; nothing if the answer is not known.
+constexpr std::optional<Pane> paneOnReopen(bool journeyVisible, std::optional<bool> journeyWarranted) {
+    if (journeyVisible) return Pane::onboarding;
+    if (!journeyWarranted) return std::nullopt;
+    return *journeyWarranted ? Pane::onboarding : Pane::settings;
+}
 
 namespace Journey {
 
@@ -41,4 +55,19 @@ constexpr Journey::Action journeyDoor(bool exists, bool live, bool front) {
     return front ? Journey::Action::front : Journey::Action::nothing;
 }
 
-}  // namespace larkmoor::WindowDoor
+}  // namespace WindowDoor
+
+/// Whether updates install by themselves: written by the settings application.
+namespace UpdateOptIn {
+
+inline constexpr const char* key = "SUAutomaticallyUpdate";
+
+/// Opens a suite by its name; null if it cannot be opened.
+using OpenSuite = std::function<std::shared_ptr<UserDefaults>(const std::string& suite)>;
+
+/// Stores the choice in the suite named by `menubarID`, where the updater reads it. A failure is ignored.
+void write(bool value, const std::string& menubarID, const OpenSuite& open);
+
+}  // namespace UpdateOptIn
+
+}  // namespace larkmoor

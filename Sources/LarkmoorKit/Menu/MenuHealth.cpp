@@ -1,6 +1,7 @@
 #include "LarkmoorKit/Menu/MenuHealth.h"
 
-#include <string_view>
+#include "LarkmoorKit/Door/DoorFault.h"
+#include "LarkmoorKit/Menu/MenuLabels.h"
 
 namespace larkmoor {
 
@@ -32,6 +33,50 @@ MenuHealth MenuHealth::decide(const GatewayResponse& health, std::optional<DoorF
     }
     if (const auto* text = health.as<GatewayResponse::Text>()) return read(text->_0);
     return Attention{"Larkmoor sent an answer we couldn't read"};
+}
+
+RecordingStatus RecordingStatus::after(const MenuHealth& health, std::optional<DoorFault> fault,
+                                       bool showsAlert) const {
+    RecordingStatus next = *this;
+    next.paused = health.isPaused();
+    next.alert = health.isAlert() && showsAlert;
+    next.resumesAt.reset();
+    health.visit(
+        [&next](const MenuHealth::Recording&) {
+            next.line = "Recording";
+            next.hasRecordingDot = true;
+        },
+        // The status line is hidden during a pause, and left alone.
+        [&next](const MenuHealth::Paused& pause) { next.resumesAt = pause.resumesAt; },
+        [&next, fault](const MenuHealth::Attention& attention) {
+            next.alertFault = fault;
+            next.line = attention.line;
+            next.hasRecordingDot = false;
+        });
+    return next;
+}
+
+StatusIcon RecordingStatus::icon() const {
+    if (alert) return StatusIcon::attention;
+    return lastFront == FrontRecording::full ? StatusIcon::trailFilled : StatusIcon::trailHollow;
+}
+
+std::string RecordingStatus::iconLabel() const {
+    return alert ? MenuLabels::attention(alertFault) : MenuLabels::trail(lastFront);
+}
+
+std::string RecordingStatus::resumeTitle() const { return MenuLabels::resumeTitle(resumesAt); }
+
+bool RefusalRun::note(std::optional<DoorFault> fault, Time now) {
+    if (fault != DoorFault::refused) {
+        *this = {};
+        return false;
+    }
+    if (!refusedSince) refusedSince = now;
+    const bool isDue =
+        RefusalNotice::decide(fault, now - *refusedSince, reportedRefusal) == RefusalNotice::Action::report;
+    reportedRefusal = reportedRefusal || isDue;
+    return isDue;
 }
 
 }  // namespace larkmoor

@@ -1,11 +1,15 @@
-// What the daemon's health answer means for the menu.
+// What the menu makes of the daemon's answers: health, the state of the recording that follows from it, whether only
+// the setup's rows are shown, and when a run of refusals is logged. Pure.
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorKit/Door/DoorFault.h"
+#include "LarkmoorPlatform/StatusItem.h"
 #include "LarkmoorWire/Catalogue/GatewayResponse.h"
 
 namespace larkmoor {
@@ -33,6 +37,61 @@ class MenuHealth : public ClosedVariant<MenuHealthCases, MenuHealthCases::Record
     bool isPaused() const { return is<Paused>(); }
 
     static MenuHealth decide(const GatewayResponse& health, std::optional<DoorFault> fault, ClientProfile profile);
+};
+
+namespace MenuMode {
+
+/// The tag of the rows that stay in setup mode.
+inline constexpr int staysInSetup = 1;
+
+/// Setup mode: the journey's window is on the screen or, as far as was last known, the journey is owed.
+constexpr bool wantsSetup(bool journeyVisible, std::optional<bool> lastWarranted) {
+    return journeyVisible || lastWarranted.value_or(false);
+}
+
+/// A machine in the middle of its first setup has nothing to be alarmed about.
+constexpr bool showsAlert(bool journeyVisible, std::optional<bool> lastWarranted) {
+    return !wantsSetup(journeyVisible, lastWarranted);
+}
+
+}  // namespace MenuMode
+
+/// What the icon, the status line and the pause rows show.
+struct RecordingStatus {
+    bool paused = false;
+    std::optional<std::string> resumesAt{};  ///< while paused, where the daemon says it
+    bool alert = false;
+    std::optional<DoorFault> alertFault{};  ///< names the icon while `alert`
+    std::string line = "Recording";         ///< the status line's title
+    bool hasRecordingDot = true;            ///< before the status line
+    FrontRecording lastFront = FrontRecording::full;
+
+    /// The status after an answer about the health; `fault` is that of the same answer.
+    RecordingStatus after(const MenuHealth& health, std::optional<DoorFault> fault, bool showsAlert) const;
+
+    StatusIcon icon() const;
+    /// The icon's accessible name.
+    std::string iconLabel() const;
+    /// The title of the row that ends a pause.
+    std::string resumeTitle() const;
+
+    bool operator==(const RecordingStatus&) const = default;
+};
+
+/// A run of refusals by the daemon: none, counting, reported. Any other answer ends it.
+struct RefusalRun {
+    using Time = std::chrono::system_clock::time_point;
+
+    std::optional<Time> refusedSince{};
+    bool reportedRefusal = false;
+
+    /// The line for the platform's log, written once in a run.
+    static constexpr std::string_view line =
+        "[larkmoor-menu] the daemon has been up and refusing this connection for 45s — it is judging this process's "
+        "code identity, which no reconnect can change. This menu must be restarted to talk to it again (m:227).";
+
+    /// Counts the fault of one refresh; true if the line is due now.
+    [[nodiscard]] bool note(std::optional<DoorFault> fault, Time now);
 };
 
 }  // namespace larkmoor

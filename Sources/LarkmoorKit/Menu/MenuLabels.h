@@ -1,24 +1,43 @@
-// The words that the icon and the rows say of the recording.
+// The words of the menu: its first row, the recording's labels, and the daemon's log line about a click.
 #pragma once
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "LarkmoorKit/Door/DoorFault.h"
-#include "LarkmoorWire/Catalogue/Screens.h"
+#include "LarkmoorWire/Catalogue/GatewayResponse.h"
+#include "LarkmoorWire/Catalogue/Recording.h"
 
-namespace larkmoor::MenuLabels {
+namespace larkmoor {
 
-/// The icon's name while it asks for attention.
+/// The first row: which build this is.
+namespace MenuHeaderTitle {
+
+inline constexpr std::string_view unknown = "?";
+
+std::string title(std::string_view product, const std::optional<std::string>& version,
+                  const std::optional<std::string>& build);
+
+}  // namespace MenuHeaderTitle
+
+namespace MenuLabels {
+
+/// The icon's accessible name while it asks for attention.
 std::string attention(std::optional<DoorFault> fault);
 
-/// The icon's name otherwise: what becomes of the front window.
+/// The icon's accessible name otherwise: what becomes of the front window.
 std::string trail(FrontRecording front);
 
-/// Of every case but `full`: why the front window is not kept whole.
+/// For every case but `full`: why the front window is not kept whole.
 std::string notKeptLabel(FrontRecording front);
 
-/// The resume row, with the time at which recording goes on by itself if there is one.
+/// The row that ends a pause, with the time at which the recording resumes by itself, if any.
 std::string resumeTitle(const std::optional<std::string>& resumesAt);
 
-}  // namespace larkmoor::MenuLabels
+}  // namespace MenuLabels
+
+/// The line for the daemon's log about the answer to the control request named `verb`; nothing for `ok`.
+std::optional<std::string> outcomeNote(std::string_view verb, const GatewayResponse& answer);
+
+}  // namespace larkmoor

@@ -1,11 +1,15 @@
 #include "LarkmoorKit/Supervision/DaemonAgent.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
+#include <unistd.h>
+
+#include <chrono>
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/SHA256.h"
-#include "LarkmoorKit/Supervision/AgentDefinition.h"
-#include "LarkmoorKit/Supervision/AgentRegistration.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+#include "LarkmoorWire/Identity/ClientStoreMode.h"
 
 namespace larkmoor {
 
@@ -15,9 +19,22 @@ constexpr const char* name = "daemon agent";
 
 }  // namespace
 
+std::string QuitSentinel::defaultPath(std::string_view support) {
+    return fmt::format("{}/{}", ClientInstance::supportRoot(support), fileName);
+}
+
+bool QuitSentinel::isSet() const { return Files::exists(path); }
+
+void QuitSentinel::set() const {
+    const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+    static_cast<void>(ClientStoreMode::write(asBytes(fmt::format("quit at {:%Y-%m-%dT%H:%M:%SZ}\n", now)), path));
+}
+
+void QuitSentinel::clear() const { ::unlink(path.c_str()); }
+
 Task<void> DaemonAgent::registerInBundleAgent() {
     const auto definition = Files::read(seams_.inBundlePlist);
-    // Without the list there is no digest to compare, and none to store.
+    // Without the property list there is no digest to compare, and none to store.
     if (!definition) co_return co_await LoginItems::registerItem(name, seams_.service, seams_.log);
     const std::string current = SHA256::ofBytes(*definition);
     const auto stored = seams_.defaults.string(digestKey);
@@ -38,7 +55,7 @@ Task<void> DaemonAgent::registerInBundleAgent() {
     if (!kept) seams_.log("[larkmoor-menu] the daemon agent's digest was not stored: " + kept.error().description());
 }
 
-/// False if the registration did not go: registering over it could leave two definitions.
+/// False if that failed: registering over the stale registration could leave two definitions.
 Task<bool> DaemonAgent::unregisterStale(bool jobLoaded) {
     const auto unregistered = co_await seams_.service.unregisterItem();
     if (!unregistered) {
@@ -52,7 +69,7 @@ Task<bool> DaemonAgent::unregisterStale(bool jobLoaded) {
 
 Task<void> DaemonAgent::healLooseAgent() {
     const bool plistExists = Files::exists(seams_.loosePlist);
-    // A normal install has no loose agent, and nobody is asked about one.
+    // A normal install has no loose agent: launchctl is not asked.
     const bool registered = plistExists && co_await status("print", seams_.launchctl.print(serviceTarget())) == 0;
     switch (AgentRegistration::action(plistExists, registered)) {
         case AgentRegistration::Action::doNothing:
@@ -92,7 +109,7 @@ Task<void> DaemonAgent::releaseQuitIfHeld(QuitSentinel sentinel) {
     co_await healLooseAgent();
 }
 
-/// A service manager that cannot be asked at all counts as a failed exit.
+/// The exit status; -1, with a line in the log, if launchctl cannot be run at all.
 Task<int> DaemonAgent::status(std::string verb, Task<LaunchAgents::ExitStatus> call) {
     const LaunchAgents::ExitStatus answer = co_await std::move(call);
     if (answer) co_return *answer;

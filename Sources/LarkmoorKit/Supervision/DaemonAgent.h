@@ -1,5 +1,5 @@
-// Keeps the daemon's launch agent registered, healed, and down for as long as the person wants it down. Nothing here
-// reaches the screen: each failure is a line in the log, and the menu shows the daemon's absence by itself.
+// Supervision of the daemon: its launch agent is registered and repaired at launch, and started again after a quit.
+// Each failure is a line in the log; the menu shows the daemon's absence by itself.
 #pragma once
 
 #include <sys/types.h>
@@ -7,18 +7,33 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "LarkmoorKit/Supervision/LoginItems.h"
-#include "LarkmoorKit/Supervision/QuitSentinel.h"
 #include "LarkmoorPlatform/LaunchAgents.h"
 #include "LarkmoorPlatform/UserDefaults.h"
 
 namespace larkmoor {
 
-/// Main thread; outlives its tasks, as what it refers to outlives it.
+/// The file that tells the daemon that the user quit: as long as it exists, the daemon is not restarted.
+struct QuitSentinel {
+    static constexpr std::string_view fileName = "quit-requested";
+    /// `support` is Application Support.
+    static std::string defaultPath(std::string_view support);
+
+    std::string path;
+
+    bool isSet() const;
+    /// For the daemon's use. A failure is ignored.
+    void set() const;
+    /// A failure is ignored, a missing file included.
+    void clear() const;
+};
+
+/// Main thread. Outlives its tasks; the references in `Seams` outlive it.
 class DaemonAgent {
   public:
-    /// Holds the digest of the list that was last registered with success.
+    /// User-defaults key of the digest of the property list that was last registered with success.
     static constexpr const char* digestKey = "daemonAgentPlistDigest";
 
     struct Seams {
@@ -35,7 +50,7 @@ class DaemonAgent {
 
     Task<void> registerInBundleAgent();
     Task<void> healLooseAgent();
-    /// Brings the daemon back after a quit, by the person's own gesture. Runs nothing if no quit is held.
+    /// Starts the daemon again after a quit, on a gesture of the user. Runs no process if the sentinel is not set.
     Task<void> releaseQuitIfHeld(QuitSentinel sentinel);
 
   private:

@@ -1,9 +1,10 @@
-// What is to be done about a login item, and what the daemon's agent is called.
+// Login items and the daemon's launch agent: their names, and what is to be done about each at launch.
 #pragma once
 
 #include <sys/types.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -12,7 +13,7 @@
 
 namespace larkmoor {
 
-/// `register` is a word of the language: the case is called by what it does.
+/// `register` is a keyword of C++, hence `registerItem`.
 enum class LoginItemAction { registerItem, leaveEnabled, needsApproval };
 
 namespace LoginItems {
@@ -21,9 +22,9 @@ inline constexpr std::string_view daemonAgentLabel = ClientInstance::gatewayID;
 inline constexpr std::string_view daemonAgentPlistName = "tools.fenwright.larkmoor.gateway.plist";
 static_assert(daemonAgentPlistName.starts_with(daemonAgentLabel));
 
-/// "{home}/Library/LaunchAgents/{list}": where a developer's install script leaves an agent of its own.
+/// "{home}/Library/LaunchAgents/{plist}": the loose agent of a developer's install script.
 std::string looseAgentPlistPath(std::string_view home);
-/// "{bundle}/Contents/Library/LaunchAgents/{list}"
+/// "{bundle}/Contents/Library/LaunchAgents/{plist}"
 std::string inBundlePlistPath(std::string_view bundle);
 /// "gui/{uid}"
 std::string guiDomainTarget(uid_t uid);
@@ -45,14 +46,49 @@ constexpr LoginItemAction action(LoginItemStatus status) {
 
 using Log = std::function<void(std::string_view)>;
 
-// `name` is for the log, `service` outlives the tasks.
+// `name` is for the log. `service` outlives the tasks.
 
-/// Registers the item unless it is, or the person said no.
+/// Registers the item unless it is registered already, or the user switched it off.
 Task<void> registerItem(std::string name, LoginItemService& service, Log log);
-/// Registers it whatever its status; whether that worked.
+/// Registers it whatever its status; false if that failed.
 Task<bool> tryRegister(std::string name, LoginItemService& service, Log log);
 void sayNeedsApproval(std::string_view name, const Log& log);
 
 }  // namespace LoginItems
+
+/// The agent in the bundle: whether the service has this very definition on record.
+enum class AgentDefinitionAction { registerItem, reregister, leaveEnabled, needsApproval };
+
+namespace AgentDefinition {
+
+/// `stored` is the digest of the property list that was last registered with success, `current` that of the one on
+/// disk.
+constexpr AgentDefinitionAction action(LoginItemStatus status, const std::optional<std::string>& stored,
+                                       const std::string& current, bool jobLoaded) {
+    switch (status) {
+        case LoginItemStatus::notRegistered:
+        case LoginItemStatus::notFound:
+            return AgentDefinitionAction::registerItem;
+        case LoginItemStatus::requiresApproval:
+            return AgentDefinitionAction::needsApproval;
+        case LoginItemStatus::enabled:
+            break;
+    }
+    return jobLoaded && stored == current ? AgentDefinitionAction::leaveEnabled : AgentDefinitionAction::reregister;
+}
+
+}  // namespace AgentDefinition
+
+/// The loose agent: its property list lies in the user's own LaunchAgents folder.
+namespace AgentRegistration {
+
+enum class Action { bootstrap, kickstart, doNothing };
+
+constexpr Action action(bool plistExists, bool registered) {
+    if (!plistExists) return Action::doNothing;
+    return registered ? Action::kickstart : Action::bootstrap;
+}
+
+}  // namespace AgentRegistration
 
 }  // namespace larkmoor

@@ -1,5 +1,6 @@
 #include "LarkmoorKit/Trace/DiagnosticRelay.h"
 
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorPlatform/Spawn.h"
 
 namespace larkmoor {
@@ -11,6 +12,19 @@ Task<GatewayResponse> askClient(std::shared_ptr<LarkmoorClient> client, Diagnost
 }
 
 }  // namespace
+
+std::optional<DiagnosticSource> DiagnosticSources::read(std::string_view text) {
+    std::string word{trimmed(text)};
+    for (char& letter : word) {
+        if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
+    }
+    return fromRawText<DiagnosticSource>(word);
+}
+
+std::string_view DiagnosticSources::category(std::string_view text) {
+    const auto source = read(text);
+    return source ? rawText(*source) : "client";
+}
 
 DiagnosticRelay::DiagnosticRelay(MainLoop& loop, DiagnosticSource source, std::shared_ptr<LarkmoorClient> client)
     : DiagnosticRelay(loop, source, [client = std::move(client)](DiagnosticRequest request) {

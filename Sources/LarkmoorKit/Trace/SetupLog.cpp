@@ -7,7 +7,7 @@
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/SerialQueue.h"
 #include "LarkmoorBase/UTF8.h"
-#include "LarkmoorPlatform/HomeFolder.h"
+#include "LarkmoorPlatform/Process.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"
 

@@ -4,20 +4,20 @@
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
-#include "LarkmoorKit/Door/XPCEndpoint.h"
+#include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorKit/FirstRun/FirstRunWarm.h"
 #include "LarkmoorKit/Trace/SetupLog.h"
 #include "LarkmoorMenuApp/ConvergeDuties.h"
 #include "LarkmoorMenuApp/JourneyQuestion.h"
-#include "LarkmoorPlatform/Linux/MessageServiceDial.h"
-#include "LarkmoorPlatform/Linux/ProcessScan.h"
+#include "LarkmoorPlatform/Linux/Applications/ProcessScan.h"
+#include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
 namespace larkmoor {
 
 namespace {
 
-/// Made where it is missing, so that everything that keeps a file there finds its folder. Its modes are the system's.
+/// Made if missing, since the receipts and logs lie in it. Its mode is that of any new folder.
 void makeSupportDirectory(const std::string& support) {
     if (const auto made = Files::makeFolders(support, 0755); !made) {
         platformLog("[larkmoor-menu] " + made.error().description());
@@ -79,7 +79,11 @@ std::string Application::takeActivationToken() {
 void Application::becomeMenuBar() {
     makeSupportDirectory(support_);
     client_ = dialDoor();
-    menuBar_ = MenuBar::make(platform(), duties());
+    menuBar_ = MenuBar::make(platform(), {.supervision = supervisionDuties(),
+                                          .firstRun = firstRunDuties(),
+                                          .connectors = connectorDuties(),
+                                          .models = modelDuties(),
+                                          .updates = updateDuties()});
     menuBar_->applicationDidFinishLaunching();
 }
 
@@ -93,40 +97,6 @@ std::shared_ptr<XPCClient> Application::dialDoor() {
                      [name = std::move(name)] { return larkmoor_mach_service_registered(name.c_str()); });
              },
          .clientLineage = [executable = bundle_.executable] { return ClientLineage::probe(executable); }});
-}
-
-MenuDuties Application::duties() {
-    MenuDuties duties;
-    duties.registerLoginItems = [this] { return registerLoginItems(); };
-    duties.warmBundledBinaries = [this] { return warmBundledBinaries(); };
-    duties.clearQuitAndHealLooseAgent = [this] { return clearQuitAndHealLooseAgent(); };
-    duties.releaseQuitIfHeld = [this] { return daemonAgent_.releaseQuitIfHeld(quitSentinel_); };
-    duties.journeyWarranted = [this] { return journeyWarranted(client_, support_); };
-    duties.journeyWarrantedUnasked = [this] { return journeyWarrantedUnasked(support_); };
-    ConvergeDuties::join(duties,
-                         {.home = home_,
-                          .bundle = InstalledBundle::current(),
-                          .runningApplications = [scan = std::make_shared<ProcessScan>()] { return scan->look(); },
-                          .log = platformLog});
-    return duties;
-}
-
-Task<void> Application::registerLoginItems() {
-    co_await LoginItems::registerItem("login item", loginItem_, platformLog);
-    co_await daemonAgent_.registerInBundleAgent();
-}
-
-Task<void> Application::warmBundledBinaries() {
-    static_cast<void>(co_await FirstRunWarm::run(bundle_.beside("larkmoor-hook"), bundle_.build.value_or("?"),
-                                                 FirstRunWarm::path(support_), FirstRunWarm::productionLeash, home_,
-                                                 {.runner = runner_, .setupLog = SetupLog::line}));
-}
-
-/// To start the application is the person's gesture too. Nothing starts the daemon for us when we ask for its name, so
-/// that one that was quit is to be started here.
-Task<void> Application::clearQuitAndHealLooseAgent() {
-    co_await daemonAgent_.releaseQuitIfHeld(quitSentinel_);
-    co_await daemonAgent_.healLooseAgent();
 }
 
 MenuPlatform Application::platform() {

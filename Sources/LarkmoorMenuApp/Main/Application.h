@@ -1,4 +1,5 @@
-// The composition root: the one place that knows which adapters stand for the ports. Everything lives as long as this.
+// The composition root: it makes the adapters that stand for the ports and owns them. Everything lives as long as this.
+// Each supplier of duties has a file of its own beside it.
 #pragma once
 
 #include <boost/asio/signal_set.hpp>
@@ -9,19 +10,18 @@
 #include "LarkmoorKit/Supervision/DaemonAgent.h"
 #include "LarkmoorMenuApp/Main/RunningBundle.h"
 #include "LarkmoorMenuApp/MenuBar.h"
-#include "LarkmoorPlatform/HomeFolder.h"
-#include "LarkmoorPlatform/Linux/ApplicationLauncher.h"
+#include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
+#include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"
+#include "LarkmoorPlatform/Linux/Applications/ProcessApplications.h"
+#include "LarkmoorPlatform/Linux/Applications/SingleInstance.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
-#include "LarkmoorPlatform/Linux/BusDistributedNotifications.h"
-#include "LarkmoorPlatform/Linux/HelperAlerts.h"
-#include "LarkmoorPlatform/Linux/ProcessApplications.h"
-#include "LarkmoorPlatform/Linux/PropertyListDefaults.h"
+#include "LarkmoorPlatform/Linux/Messaging/BusDistributedNotifications.h"
+#include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "LarkmoorPlatform/Linux/Services/AutostartItem.h"
-#include "LarkmoorPlatform/Linux/Services/SystemdAgentItem.h"
-#include "LarkmoorPlatform/Linux/Services/SystemdLaunchAgents.h"
-#include "LarkmoorPlatform/Linux/SingleInstance.h"
-#include "LarkmoorPlatform/Linux/SpawningProcessRunner.h"
+#include "LarkmoorPlatform/Linux/Services/SystemdAgents.h"
+#include "LarkmoorPlatform/Linux/System/PropertyListDefaults.h"
 #include "LarkmoorPlatform/Linux/Tray/StatusNotifierItem.h"
+#include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor {
 
@@ -35,12 +35,20 @@ class Application {
   private:
     void becomeMenuBar();
     MenuPlatform platform();
-    MenuDuties duties();
-    Task<void> registerLoginItems();
-    Task<void> warmBundledBinaries();
-    Task<void> clearQuitAndHealLooseAgent();
     std::shared_ptr<XPCClient> dialDoor();
-    /// What lets a window that a click opened come to the front; "" where the host gave none.
+
+    // One file each.
+    MenuDuties::Supervision supervisionDuties();
+    MenuDuties::FirstRun firstRunDuties();
+    MenuDuties::Connectors connectorDuties();
+    static MenuDuties::Models modelDuties();
+    static MenuDuties::Updates updateDuties();
+
+    Task<void> registerLoginItems();
+    Task<void> clearQuitAndHealLooseAgent();
+    Task<void> warmBundledBinaries();
+
+    /// The token with which a window that a click opened may come to the front; "" if the host gave none.
     std::string takeActivationToken();
     void end(int status);
 

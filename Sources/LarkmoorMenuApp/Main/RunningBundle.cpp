@@ -3,8 +3,8 @@
 #include <filesystem>
 
 #include "LarkmoorBase/Files.h"
+#include "LarkmoorPlatform/Process.h"
 #include "LarkmoorPlatform/PropertyList.h"
-#include "LarkmoorPlatform/RunningExecutable.h"
 #include "LarkmoorWire/Identity/ClientVersion.h"
 
 namespace larkmoor {

@@ -1,4 +1,4 @@
-// What days, hours and stretches were spent on. Times without another word are seconds.
+// What days, hours and stretches of time were spent on. Every time is in seconds.
 #pragma once
 
 #include "LarkmoorBase/Record.h"
@@ -12,7 +12,7 @@ struct DayPresence {
     LARKMOOR_FIELDS(DayPresence, (std::string, day), (std::vector<App>, apps), (Int, active))
 };
 
-// A field that is an optional record needs that record finished, which a record inside its owner is not yet.
+// Outside of the report: an optional record must be a complete type, which a struct nested in its owner is not yet.
 struct DayStretchReportParts {
     LARKMOOR_RECORD(AppSlice, (std::string, app), (Int, seconds))
     LARKMOOR_RECORD(FocusRun, (double, start), (double, end), (Int, seconds), (std::vector<AppSlice>, apps))

@@ -5,7 +5,6 @@
 
 #include "LarkmoorBase/Bytes.h"
 #include "LarkmoorBase/JSON/Coding.h"
-#include "LarkmoorWire/Catalogue/GatewayEvent.h"
 #include "LarkmoorWire/Catalogue/GatewayRequest.h"
 #include "LarkmoorWire/Catalogue/GatewayResponse.h"
 
@@ -15,15 +14,16 @@ template <class T>
 concept WireMessage =
     std::same_as<T, GatewayRequest> || std::same_as<T, GatewayResponse> || std::same_as<T, GatewayEvent>;
 
-/// The message's JSON document. Fails where JSON has no form for a value; any thread.
+/// The message's JSON document. Fails on text that is not UTF-8 and on a number that is not finite; any thread.
 template <WireMessage T>
 std::expected<Bytes, CodingFailure> encode(const T& message);
 
-/// The message that the document holds, or the place and reason why it holds none; any bytes are safe; any thread.
+/// The message that the document holds, or the place and reason why it holds none. Lenient: see `Strictness`. Any bytes
+/// are safe; any thread.
 template <WireMessage T>
 std::expected<T, CodingFailure> decode(BytesView document);
 
-// Each kind is built in a file of its own: GatewayRequestCoding.cpp and its neighbours.
+// Instantiated in Messages.cpp alone: each makes much code.
 template <>
 std::expected<Bytes, CodingFailure> encode(const GatewayRequest& message);
 template <>

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "LarkmoorPlatform/HomeFolder.h"
+#include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor::ClientInstance {
 

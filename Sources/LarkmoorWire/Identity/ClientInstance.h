@@ -1,13 +1,25 @@
-// What the family of executables is called on the machine. Every other room takes a name from here and never spells it.
+// What the family of executables is called on the machine, and which of its two profiles this build has. Every other
+// room takes a name from here and never spells it.
 #pragma once
 
 #include <array>
 #include <string>
 #include <string_view>
 
-namespace larkmoor::ClientInstance {
+#include "LarkmoorBase/RawText.h"
 
-// A dev build says more here; each is empty in this one, and so no name below carries them.
+namespace larkmoor {
+
+BOOST_DEFINE_ENUM_CLASS(ClientProfile, dev, production)
+
+/// A constant of the build.
+inline constexpr ClientProfile currentProfile = ClientProfile::production;
+
+constexpr bool isProduction() { return currentProfile == ClientProfile::production; }
+
+namespace ClientInstance {
+
+// What a dev build adds to its names. All are empty in this build, and no name below contains them.
 inline constexpr std::string_view segment;
 inline constexpr std::string_view dataSuffix;
 inline constexpr std::string_view displaySuffix;
@@ -68,4 +80,6 @@ std::string supportRoot(std::string_view support);
 /// text only, so that a path that does not exist has an answer too.
 bool isUnderAnySupportRoot(std::string_view path);
 
-}  // namespace larkmoor::ClientInstance
+}  // namespace ClientInstance
+
+}  // namespace larkmoor

@@ -1,4 +1,4 @@
-// The modes of private folders and files, and the one way of writing a private file.
+// The permissions of private folders and files, and the one way of writing a private file.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace larkmoor::ClientStoreMode {
 
-/// What a call that creates something is told of its permissions.
+/// What a call that creates a file or folder takes.
 struct PrivateAttributes {
     std::uint16_t posixPermissions;
 };
@@ -20,8 +20,8 @@ inline constexpr std::uint16_t file = 0600;
 inline constexpr PrivateAttributes privateFolder{folder};
 inline constexpr PrivateAttributes privateFile{file};
 
-/// Writes a private file atomically: 0600, in a folder that is made with 0700, those above it likewise, if it is
-/// missing. Blocks; whoever reads it, and whatever fails, it holds its old bytes or the new ones.
+/// Writes a file with mode 0600 atomically: a reader finds the old bytes or the new ones, whatever fails. The missing
+/// folders above it are created with mode 0700. Blocks.
 std::expected<void, FileError> write(BytesView data, const std::string& toFile);
 
 }  // namespace larkmoor::ClientStoreMode

@@ -4,7 +4,7 @@
 #include "LarkmoorBase/Text.h"
 #include "LarkmoorBase/UTF8.h"
 #include "LarkmoorPlatform/PropertyList.h"
-#include "LarkmoorPlatform/RunningExecutable.h"
+#include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor::ClientVersion {
 

@@ -1,4 +1,4 @@
-// Which version the running program is. Never fails: a version that nobody can tell is "0".
+// The version of the running program. Never fails: an unknown version is "0".
 #pragma once
 
 #include <filesystem>
@@ -11,7 +11,7 @@ namespace larkmoor::ClientVersion {
 
 inline constexpr std::string_view unknown = "0";
 
-/// How the search reaches the disk.
+/// How the search reads the disk.
 struct Seams {
     std::function<std::optional<std::string>(const std::filesystem::path&)> plistVersion;
     std::function<std::optional<std::string>(const std::filesystem::path&)> versionFileText;

@@ -1,11 +1,13 @@
-// The number of the contract that this build speaks, and what a daemon of another number means.
+// The number of the contract that this build speaks, and the fixed words that stand beside its messages.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <string_view>
 
-namespace larkmoor::WireContract {
+namespace larkmoor {
+
+namespace WireContract {
 
 inline constexpr std::int64_t version = 1;
 
@@ -19,4 +21,17 @@ constexpr Verdict verdict(std::int64_t ours, std::optional<std::int64_t> daemon)
     return !daemon || *daemon == ours ? Verdict::admitted : Verdict::mismatch;
 }
 
-}  // namespace larkmoor::WireContract
+}  // namespace WireContract
+
+/// The exchange of the store's key with the Migrator. The key travels in pipes that this program never reads.
+namespace StoreKeyWire {
+
+/// The key of the dictionary under which a reply to `storeKeyForMigration` carries its descriptors.
+inline constexpr std::string_view descriptorsKey = "store_key_fds";
+
+/// The daemon's answer on a profile whose store has no key.
+inline constexpr std::string_view noKeyOnThisProfile = "no key on this profile";
+
+}  // namespace StoreKeyWire
+
+}  // namespace larkmoor

@@ -1,6 +1,6 @@
-// Everything that the family says of the encrypted store, its key and the recovery phrase, so that the daemon and every
-// client speak the same words. A sentence tells exactly what was touched and what was not, and claims no more than was
-// checked. It travels in no message: what travels is its text.
+// Every sentence about the encrypted store, its key and the recovery phrase, so that the daemon and all clients use the
+// same words. A sentence says exactly what was touched and what was not, and claims no more than was checked. The
+// variant itself is in no message: its text is.
 #pragma once
 
 #include <cstddef>
@@ -17,12 +17,12 @@ namespace larkmoor {
 #define LARKMOOR_CASES "LarkmoorWire/Store/StoreMessage.inc"
 #include "LarkmoorBase/DefineVariant.inc"
 
-/// One thing to say, with the figures and names it needs; its cases are in StoreMessage.inc.
+/// One sentence, with the figures and names it needs; the cases are in StoreMessage.inc.
 class StoreMessage : public StoreMessageVariant {
   public:
     using StoreMessageVariant::StoreMessageVariant;
 
-    // Whole sentences that several messages share, and that a client may say by themselves.
+    // Whole sentences that several messages share, and that a client may use by themselves.
     static constexpr std::string_view thePhraseIsAnOption =
         "This Mac holds no Larkmoor key. If you kept your 12-word recovery phrase, you can enter it in "
         "Settings › Recovery.";
@@ -40,12 +40,12 @@ class StoreMessage : public StoreMessageVariant {
         "No key was written, and nothing of your memory was changed, deleted or re-keyed — checking a store file can "
         "leave SQLite's own empty \"-wal\"/\"-shm\" sidecars beside it, and nothing else.";
 
-    /// How many names a list shows before it only counts.
+    /// How many names a list shows; the rest is a number.
     static constexpr std::size_t namesShown = 8;
 
     /// The first `show` names with commas between them, and the number of those left out.
     static std::string nameList(const std::vector<std::string>& names, std::size_t show = namesShown);
-    /// What to add, its leading blank included, when `n` readable files were passed over; nothing for 0.
+    /// What to add, with a leading blank, if `n` readable files were not checked; empty for 0.
     static std::string notCheckedClause(Int n);
 };
 

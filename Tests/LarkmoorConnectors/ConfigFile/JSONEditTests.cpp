@@ -1,5 +1,5 @@
-// Whole files before and after a member or an element is set or taken out, and the words in which an edit refuses. The
-// properties hold the bytes around; here is how it looks.
+// The layout that an edit writes, in whole files before and after it, and the words of its errors. That the other bytes
+// stay as they are is asked of generated documents.
 #include <gtest/gtest.h>
 
 #include <ranges>
@@ -81,9 +81,7 @@ TEST(JSONEdit, SetsAMember) {
         {"the old value spreads its object", "{'a': [|1]}", "a", "{'a': [|  1|]}", list},
         {"empty containers stay closed", "{\r|\t'a': 1\r|}", "a",
          "{\r|\t'a': [\r|\t\t{},\r|\t\t{\r|\t\t\t'x\\n': []\r|\t\t}\r|\t]\r|}", nested},
-        {"on one line, too", "{'a':1}", "a", "{'a':[{},{'x\\n':[]}]}", nested},
         {"the least number", "{'a':1}", "a", "{'a':-9223372036854775808}", INT64_MIN},
-        {"the greatest", "{'a':1}", "a", "{'a':9223372036854775807}", INT64_MAX},
         {"found by its decoded name", "{'\\u0061\\'\\n':1}", "a'|", "{'\\u0061\\'\\n':2}", 2},
         {"behind a line comment", "{|  'a': // why|    1 // so|}", "a", "{|  'a': // why|    2 // so|}", 2},
         {"tabs", "{|\t'o': {|\t\t'a': 1|\t}|}", "o/a", "{|\t'o': {|\t\t'a': [|\t\t\t1|\t\t]|\t}|}", list},
@@ -92,10 +90,8 @@ TEST(JSONEdit, SetsAMember) {
     const Case added[] = {
         {"one line with blanks", "{ 'a': 1 }", "b", "{ 'a': 1, 'b':{'x':1} }", one},
         {"two spaces", "{|  'a': 1|}|", "b", "{|  'a': 1,|  'b': {|    'x': 1|  }|}|", one},
-        {"no indent", "{|'a': 1|}", "b", "{|'a': 1,|'b': {|  'x': 1|}|}", one},
         {"the first on the brace's line", "{ 'a': 1,|      'b': 2}", "c",
          "{ 'a': 1,|      'b': 2,|      'c': {|        'x': 1|      }}", one},
-        {"the last on one line with another", "{|  'a': 1, 'b': 2|}", "c", "{|  'a': 1, 'b': 2, 'c':{'x':1}|}", one},
         {"a blank line before the last", "{|  'a': 1,||  'b': 2|}", "c", "{|  'a': 1,||  'b': 2,||  'c': 3|}", 3},
         {"an odd indent", "{|   'a': 1,| \t 'b': 2|}", "c", "{|   'a': 1,| \t 'b': 2,| \t 'c': [| \t    1| \t ]|}",
          list},
@@ -111,18 +107,14 @@ TEST(JSONEdit, SetsAMember) {
     const Case filled[] = {
         {"a file on one line", "{ \t }", "a", "{'a':{'x':1}}", one},
         {"a line feed at the end", "{}|", "a", "{|  'a': {|    'x': 1|  }|}|", one},
-        {"blank lines inside", "{|| |}", "a", "{|  'a': 1|}", 1},
-        {"a line feed before it", "|  {}", "a", "|  {|    'a': 1|  }", 1},
         {"a carriage return alone", "{\r}", "a", "{'a':1}", 1},
         {"CRLF elsewhere", "{}\r|", "a", "{\r|  'a': 1\r|}\r|", 1},
         {"in an element of one line", "{|\t'o': [ {}, {} ]|}", "o/1/a", "{|\t'o': [ {}, {|\t\t'a': 1|\t} ]|}", 1},
-        {"comments elsewhere", "// top|{} // end", "a", "// top|{|  'a': 1|} // end", 1},
         {"a comment inside", "[|  {/* c */ }|]", "0/a", "[|  {/* c */ 'a':{'x':1}}|]", one},
         {"a line comment", "{ // c  |}", "a", "{ // c  |  'a': {|    'x': 1|  }|}", one},
         {"two of them", "{|  // one||  /* two */||}", "a", "{|  // one||  /* two */|  'a': 1|}", 1},
         {"deeper, CRLF", "{\r|\t'o': {\r|\t\t// c\r|\t}\r|}", "o/a", "{\r|\t'o': {\r|\t\t// c\r|\t\t'a': 1\r|\t}\r|}",
          1},
-        {"the brace behind a comment", "{|  /* c */}", "a", "{|  /* c */|  'a': 1|}", 1},
         {"a line feed in a comment", "{/*|*/}", "a", "{/*|*/|  'a': 1|}", 1},
     };
     expectEdits(filled, set);
@@ -134,36 +126,27 @@ TEST(JSONEdit, TakesAMemberOutWithOneCommaAndNoComment) {
     };
     const Case table[] = {
         {"the middle", "{|  'a': 1,||  'b': 2,||  'c': 3|}", "b", "{|  'a': 1,||  'c': 3|}"},
-        {"the last, CRLF", "{\r|\t'a': 1,\r|\t'b': 2\r|}", "b", "{\r|\t'a': 1\r|}"},
         {"the first", "{|  'a': 1,|  'b': 2|}|", "a", "{|  'b': 2|}|"},
-        {"on one line", "{ 'a': 1 , 'b': 2 }", "a", "{ 'b': 2 }"},
-        {"commas before the names", "{|    'a': 1|  , 'b': 2|  , 'c': 3|}", "c", "{|    'a': 1|  , 'b': 2|}"},
         {"the only one", "{|  'a': {|    'b': 1|  }|}|", "a/b", "{|  'a': {}|}|"},
         {"the only one, comments elsewhere", "// top|{ 'a': 1 } // end", "a", "// top|{} // end"},
         {"notes on both", "{|  'a': 1, // on a|  'b': 2 // on b|}", "b", "{|  'a': 1 // on a| // on b|}"},
         {"two comments above it", "{|  'a': 1,|  // one  |  // two|  'b': 2|}", "b",
          "{|  'a': 1|  // one  |  // two|}"},
         {"the brace on its line", "{|  'a': 1, // note|  'b': 2}", "b", "{|  'a': 1 // note|}"},
-        {"a blank and the brace", "{|  'a': 1, // note|  'b': 2 }", "b", "{|  'a': 1 // note| }"},
         {"a comma behind it", "{|  'a': 1, // n|  'b': 2, 'c': 3|}", "b", "{|  'a': 1 // n|, 'c': 3|}"},
         {"inside it", "{|  'a': 1,|  'b': [ // 1st|    1, /* 2nd */ 2|  ]|}", "b", "{|  'a': 1 // 1st| /* 2nd */|}"},
         {"blocks", "{'a':1 /* x */ , /* y */ 'b' /* z */ : 2}", "b", "{'a':1 /* x */ /* y */ /* z */}"},
         {"of the first", "{|  'a': 1, // note|  'b': 2|}", "a", "{|   // note|'b': 2|}"},
-        {"of the first, a block", "{ 'a': /* one */ 1, 'b': 2 }", "a", "{  /* one */'b': 2 }"},
-        {"above the first", "{|  // about a|  'a': 1,|  'b': 2|}", "a", "{|  // about a|  'b': 2|}"},
         {"notes, CRLF", "{\r|  'a': 1, // a\r|  'b': 2, // b\r|  'c': 3\r|}", "b",
          "{\r|  'a': 1 // a\r|, // b\r|  'c': 3\r|}"},
         {"a carriage return ends no line comment", "{|  'a': 1, // a|  'b': 2\r}", "b", "{|  'a': 1 // a|\r}"},
         {"nor before a block", "{|  'a': 1, // a|  'b': 2\r/* b */|}", "b", "{|  'a': 1 // a|\r/* b */|}"},
-        {"the only one, a block before", "{ /* c */ 'a':1}", "a", "{ /* c */ }"},
         {"the only one, a block behind", "{ 'a': 1 /* c */ }", "a", "{  /* c */ }"},
-        {"the only one, a block inside", "{'a': /* c */ 1}", "a", "{ /* c */}"},
         {"the only one, a line before, CRLF", "{\r|  // c\r|  'a': 1\r|}", "a", "{\r|  // c\r|}"},
         {"the only one, a line behind", "{|  'a': 1 // c|}", "a", "{ // c|}"},
         {"the only one, a line inside", "{|  'a': { // c|  }|}", "a", "{ // c|}"},
         {"the only one, the brace on its line", "{ // c|  'a': /* d */ 1}", "a", "{ // c| /* d */}"},
         {"a comment's blanks are its own", "{ // c  |  'a': 1|}", "a", "{ // c  |}"},
-        {"a block and the brace", "{ /* c */|  'a': 1}", "a", "{ /* c */}"},
     };
     expectEdits(table, remove);
 }
@@ -196,10 +179,7 @@ TEST(JSONEdit, ElementsComeAndGoAsMembersDo) {
         return JSONEdit::replaceElement(document, above(row.place), lastIndex(row.place), row.to);
     });
     const Case removed[] = {
-        {"the middle", "[1 , 2 , 3]", "1", "[1 , 3]"},
-        {"the last", "[|  1,|  2|]", "1", "[|  1|]"},
         {"the only one", "{\r|  'a': [\r|    1\r|  ]\r|}", "a/0", "{\r|  'a': []\r|}"},
-        {"in a group", "{'h':{'e':[{'hooks':[1,2]}]}}", "h/e/0/hooks/1", "{'h':{'e':[{'hooks':[1]}]}}"},
     };
     expectEdits(removed, [](const JSONDocument& document, const Case& row) {
         return JSONEdit::removeElement(document, above(row.place), lastIndex(row.place));

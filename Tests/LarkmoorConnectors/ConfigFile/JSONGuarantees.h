@@ -262,7 +262,10 @@ class EditGuarantees {
         const auto result = removed(document_, path, step);
         if (!result) return "what is there cannot be removed: " + result.error().description();
         const std::size_t place = placeOf(step, container);
-        return ofTheRest(*result, path, rangeOfRemoving(container, place), place, std::nullopt);
+        const ByteRange range = rangeOfRemoving(container, place);
+        const auto left = std::ssize(document_.bytes()) - (range.end - range.start);
+        if (document_.comments().empty() && std::ssize(result->bytes()) != left) return "not the range alone went";
+        return ofTheRest(*result, path, range, place, std::nullopt);
     }
 
     /// A container that had children comes back to the byte; so does an empty one without blanks, or one of one line

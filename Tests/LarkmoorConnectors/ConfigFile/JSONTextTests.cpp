@@ -14,9 +14,7 @@ using namespace std::string_view_literals;
 constexpr JSONDialect strict = JSONDialect::strict;
 constexpr JSONDialect withComments = JSONDialect::withComments;
 
-auto scan(std::string_view text, JSONDialect dialect = strict) {
-    return JSONText::scanWithTrivia(asBytes(text), dialect);
-}
+auto scan(std::string_view text, JSONDialect dialect = strict) { return JSONDocument::read(asBytes(text), dialect); }
 
 /// {0-9 1"a":5=true} is an object of the bytes 0 to 9 whose name "a" begins at 1; a number shows as #.
 std::string outline(const JSONNode& node) {
@@ -41,10 +39,10 @@ std::string outline(const JSONNode& node) {
 }
 
 /// The tree and then each comment's range, or the error's description.
-std::string outline(const std::expected<JSONScan, JSONTextError>& scan) {
+std::string outline(const std::expected<JSONDocument, JSONTextError>& scan) {
     if (!scan) return scan.error().description();
-    std::string text = outline(scan->root);
-    for (const ByteRange comment : scan->comments) text += fmt::format(" //{}-{}", comment.start, comment.end);
+    std::string text = outline(scan->root());
+    for (const ByteRange comment : scan->comments()) text += fmt::format(" //{}-{}", comment.start, comment.end);
     return text;
 }
 
@@ -83,7 +81,7 @@ TEST(JSONText, EscapesAreDecoded) {
     for (const auto& [in, want] : table) {
         const auto result = scan("{" + std::string{in} + ":" + std::string{in} + "}");
         ASSERT_TRUE(result) << in;
-        const JSONMember* member = result->root.member(want);
+        const JSONMember* member = result->root().member(want);
         ASSERT_NE(member, nullptr) << in;
         EXPECT_EQ(member->value.text(), want);
     }
@@ -129,6 +127,20 @@ TEST(JSONText, RefusesWithOneReasonAndPlace) {
             const std::string want = std::string{row.want} + " (at byte " + std::to_string(place) + ")";
             EXPECT_EQ(outline(scan(in)), want) << in;
             EXPECT_EQ(outline(scan(in, withComments)), want) << in;
+        }
+    }
+}
+
+TEST(JSONText, FindsAControlCharacterAnywhereInALongString) {
+    const std::string text(40, 'x');
+    for (std::size_t place = 0; place <= text.size(); ++place) {
+        for (const char byte : {'\0', '\t', '\n', '\x1f', ' ', '\x7f'}) {
+            std::string held = text;
+            held.insert(place, 1, byte);
+            const bool isControl = byte < ' ';
+            const std::string want = "a string holds an unescaped control character (at byte 1)";
+            EXPECT_EQ(outline(scan("[\"" + held + "\"]")), isControl ? want : "0-45[ 1-44'" + held + "']") << place;
+            EXPECT_EQ(scan(JSONLiteral::quote(held))->root().text(), held) << place;
         }
     }
 }
@@ -181,8 +193,8 @@ TEST(JSONNode, SaysWhatItHoldsWithTheLastOfTwoMembers) {
                                  JSONValue::Bool{true}, JSONValue::Null{}, JSONValue::Object{}}}}}};
     const auto result = scan(document);
     ASSERT_TRUE(result);
-    EXPECT_EQ(result->root.value(asBytes(document)), want);
-    EXPECT_EQ(result->root.member("a")->value.value(asBytes(document)), JSONValue{JSONValue::Number{"1"}});
+    EXPECT_EQ(result->root().value(asBytes(document)), want);
+    EXPECT_EQ(result->root().member("a")->value.value(asBytes(document)), JSONValue{JSONValue::Number{"1"}});
     EXPECT_NE(JSONValue{JSONValue::Number{"1"}}, JSONValue{JSONValue::String{"1"}});
     EXPECT_NE(JSONValue{JSONValue::Number{"1"}}, JSONValue{JSONValue::Number{"1.0"}});
 }

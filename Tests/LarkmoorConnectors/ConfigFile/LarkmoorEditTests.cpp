@@ -1,4 +1,4 @@
-// The editor as people meet it: the real tool over real files.
+// The real tool over real files, and with it what each edit makes of a whole TOML file.
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -20,10 +20,10 @@ ToolRun edit(std::vector<std::string> words, std::string_view input = {}) {
     return runTool(words, input);
 }
 
-/// The words stand apart by one blank; in words, input and what is printed ' is a quote and | a line feed.
+/// The words are separated by one space; in words, input and output ' is a quote and | a line feed.
 struct Case {
     std::string_view words, input;
-    std::string_view want;  ///< all of the output, or with a status what the errors begin with
+    std::string_view want;  ///< all of the output, or how the errors of a failure begin
 };
 
 void expectRuns(int status, std::span<const Case> table) {
@@ -51,11 +51,57 @@ TEST(LarkmoorEdit, Filters) {
         {"json remove-element [] 1 -", "[1, 2, 3]", "[1, 3]"},
         {"json set -- [] --comments 1 -", "{}", "{'--comments':1}"},
         {"toml scan -", "a = 1|", ""},
-        {"toml set-table ['m','x.y'] a='=' b=[1] -", "k = 1", "k = 1||[m.'x.y']|a = '='|b = [1]|"},
-        {"toml set-key ['t'] k 2 -", "[t]\r|k = 1 # c\r|", "[t]\r|k = 2 # c\r|"},
-        {"toml set-key [] k 2 -", "[[t]]|[[t]]|", "k = 2|[[t]]|[[t]]|"},
         {"toml remove-key ['t'] k -", "[t]|j = 1|k = 1 # c|", "[t]|j = 1|"},
-        {"toml remove-table ['t'] -", "a = 1||[t]|k = 1|", "a = 1|"},
+    };
+    expectRuns(0, table);
+}
+
+#define BOM "\xEF\xBB\xBF"
+
+TEST(LarkmoorEdit, SetsATOMLTableAndLeavesTheRest) {
+    constexpr std::string_view words = "toml set-table ['m','x'] a=1 -";
+    const Case table[] = {
+        {words, "", "[m.x]|a = 1|"},
+        {words, "k = 1|", "k = 1||[m.x]|a = 1|"},
+        {words, "k = 1", "k = 1||[m.x]|a = 1|"},
+        {words, "k = 1|j = 2\r|", "k = 1|j = 2\r|\r|[m.x]\r|a = 1\r|"},
+        {words, "k = 1\r|j = 2", "k = 1\r|j = 2\r|\r|[m.x]\r|a = 1\r|"},
+        {words, BOM "k=1|", BOM "k=1||[m.x]|a = 1|"},
+        {words, "k=1|| [ m . 'x' ] # ours|# note|old = 1 # y||  [b]|z=1|", "k=1|| [ m . 'x' ] # ours|a = 1|[b]|z=1|"},
+        {words, "[m.x]", "[m.x]|a = 1|"},
+        {words, "k=1\r|[m.x] # c", "k=1\r|[m.x] # c\r|a = 1\r|"},
+        {"toml set-table ['h','/u:\\'x\\''] a='=' b=[1] -", "", "[h.'/u:\\'x\\'']|a = '='|b = [1]|"},
+    };
+    expectRuns(0, table);
+}
+
+TEST(LarkmoorEdit, SetsATOMLKeyAndLeavesTheRestOfItsLine) {
+    constexpr std::string_view words = "toml set-key ['t'] key 'new' -";
+    const Case table[] = {
+        {words, "[t]|key='a'\t# note|b = 2|", "[t]|key = 'new'\t# note|b = 2|"},
+        {words, "[t]|  'key' = [ 1,|2 ]\r|", "[t]|  key = 'new'\r|"},
+        {words, "[t]|key.x = 1|", "[t]|key.x = 1|key = 'new'|"},
+        {words, "[t]", "[t]|key = 'new'|"},
+        {words, "[t]|a = 1||[u]|key = 2|", "[t]|a = 1||key = 'new'|[u]|key = 2|"},
+        {words, "[t]|  [u]|", "[t]|  |key = 'new'|[u]|"},
+        {"toml set-key [] a.b 2 -", "[[t]]|[[t]]|", "'a.b' = 2|[[t]]|[[t]]|"},
+    };
+    expectRuns(0, table);
+}
+
+TEST(LarkmoorEdit, RemovesATOMLTableWithOneBlankLineAbove) {
+    constexpr std::string_view words = "toml remove-table ['t'] -";
+    const Case table[] = {
+        {words, "a = 1||[t]|x = 1|", "a = 1|"},
+        {words, "a = 1|||[t]|x = 1|[u]|", "a = 1||[u]|"},
+        {words, "a = 1| \t\r|[t]|", "a = 1|"},
+        {words, "a = 1|# x|[t]|", "a = 1|# x|"},
+        {words, "a = 1|[t]|x = 1|", "a = 1|"},
+        {words, "[t]|# x|x = 1|||[u]|", "[u]|"},
+        {words, "[t]|x = 1", ""},
+        {words, "|[t]|x = 1||[u]|", "[u]|"},
+        {words, BOM "|[t]|[u]|", BOM "[u]|"},
+        {words, "a = 1||  [t]|  x = 1|  [u]|", "a = 1||  [u]|"},
     };
     expectRuns(0, table);
 }
@@ -65,13 +111,15 @@ TEST(LarkmoorEdit, RefusesInWords) {
         {"json scan -", "{} // c", "there are bytes after the top-level value (at byte 3)|"},
         {"json scan /nowhere", "", "/nowhere: No such file or directory|"},
         {"json set ['a','b'] k 1 -", "{'a':{}}", "a.b is not an object|"},
-        {"json remove [] k -", "{}", "k is not in the top-level value|"},
-        {"json append [] 1 -", "{}", "the top-level value is not an array|"},
         {"json remove-element [] -1 -", "[1]", "the top-level value has no element -1|"},
         {"json set ['a'] k 1 -", "{'b':1,'a':{},'b':2}", "the name 'b' appears twice in one object (at byte 14)|"},
         {"json set [] k {'a':1,'a':2} -", "{}", "the name 'a' appears twice in one object (at byte 7)|"},
         {"toml scan -", "a = [1", "a value was left open at the end of the file (at byte 4)|"},
-        {"toml remove-table ['t'] -", "a = 1|", "[t] is not in this file|"},
+        {"toml remove-table ['t.u','v'] -", "a = 1|", "['t.u'.v] is not in this file|"},
+        {"toml remove-table ['t'] -", "a", "the file ended inside a key (at byte 1)|"},
+        {"toml set-table ['t'] a='open -", "", "a string ran past the end of its line (at byte 8)|"},
+        {"toml set-table ['t'] a=1 -", "a = 1\r|b = 2\r", "there are bytes after the end of a value (at byte 13)|"},
+        {"toml set-key ['t'] key [1 -", "[t]|key = 1|", "a value was left open at the end of the file (at byte 10)|"},
         {"toml set-key ['t'] k 2 -", "a = 1|", "[t] is not in this file|"},
         {"toml remove-key ['t'] k -", "[t]|", "k is not in [t]|"},
         {"toml set-table ['t'] a=1 -", "[[t]]|", "the table [[t]] is an array of tables"},

@@ -1,5 +1,4 @@
-// What a commit leaves behind and what it says of it, also on a disk that refuses: full, read-only, changed under our
-// feet.
+// What a commit leaves on the disk and what it reports, also on a disk that is full, read-only or changed meanwhile.
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
 
 #include <fcntl.h>
@@ -10,6 +9,7 @@
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
+#include "Support/SmallDisk.h"
 
 namespace larkmoor {
 namespace {
@@ -69,43 +69,24 @@ TEST(Transaction, NothingToDoTouchesNothing) {
     EXPECT_EQ(folder.files(), (Files{{"a", "same"}}));
 }
 
-TEST(Transaction, AnEmptyFileIsNotAnAbsentOne) {
+TEST(Transaction, CommitsEveryFileWithACopyAndItsPermissions) {
     const ConfigFolder folder;
-    EXPECT_EQ(Transaction::commit({{folder.change("a", "")}}, moment), TransactionResult{Committed{}});
-    EXPECT_EQ(folder.files(), (Files{{"a", ""}}));
-    EXPECT_TRUE(Transaction::commit({{folder.change("a", std::nullopt)}}, moment).is<Committed>());
-    EXPECT_EQ(folder.files(), (Files{{"a" COPY, ""}}));
-}
-
-TEST(Transaction, CommitsEveryFileWithACopyOfWhatWasThere) {
-    const ConfigFolder folder;
-    folder.write("changed", "old");
+    folder.write("changed", "old", 0600);
     folder.write("same", "same");
-    folder.write("removed", "gone soon");
+    folder.write("removed", "", 0754);  // an empty file is not an absent one
     const FileChange changes[] = {folder.change("changed", "new"), folder.change("same", "same"),
-                                  folder.change("made", "fresh"), folder.change("removed", std::nullopt)};
+                                  folder.change("made", ""), folder.change("removed", std::nullopt)};
     const std::string copy = folder.path("changed" COPY), copyOfRemoved = folder.path("removed" COPY);
+    const mode_t umask = ::umask(022);
     EXPECT_EQ(Transaction::commit(changes, moment),
               TransactionResult(Committed{{copy, copyOfRemoved}, {{copy, copied}, {copyOfRemoved, copied}}}));
-    EXPECT_EQ(folder.files(), (Files{{"changed", "new"},
-                                     {"changed" COPY, "old"},
-                                     {"made", "fresh"},
-                                     {"removed" COPY, "gone soon"},
-                                     {"same", "same"}}));
-}
-
-TEST(Transaction, KeepsThePermissionsOfTheFileAndOfItsCopy) {
-    const ConfigFolder folder;
-    folder.write("private", "old", 0600);
-    folder.write("program", "old", 0754);
-    const mode_t umask = ::umask(022);
-    const FileChange changes[] = {folder.change("private", "new"), folder.change("program", "new"),
-                                  folder.change("made", "new")};
-    EXPECT_TRUE(Transaction::commit(changes, moment).is<Committed>());
     ::umask(umask);
-    const std::pair<std::string_view, mode_t> table[] = {
-        {"private", 0600}, {"private" COPY, 0600}, {"program", 0754}, {"program" COPY, 0754}, {"made", 0644}};
-    for (const auto& [name, mode] : table) EXPECT_EQ(folder.mode(name), mode) << name;
+    EXPECT_EQ(
+        folder.files(),
+        (Files{{"changed", "new"}, {"changed" COPY, "old"}, {"made", ""}, {"removed" COPY, ""}, {"same", "same"}}));
+    const std::pair<std::string_view, mode_t> modes[] = {
+        {"changed", 0600}, {"changed" COPY, 0600}, {"removed" COPY, 0754}, {"made", 0644}};
+    for (const auto& [name, mode] : modes) EXPECT_EQ(folder.mode(name), mode) << name;
 }
 
 TEST(Transaction, TheHookRunsWithTheNewBytesWholeAndTheOldInPlace) {
@@ -261,19 +242,19 @@ TEST_F(TransactionFaults, ALinkThatDanglesGivesPlaceToTheFile) {
     EXPECT_EQ(folder.files(), (Files{{"harness/settings", "new"}}));
 }
 
+/// Starts with the files a and b on the small disk.
 class FullDisk : public TransactionFaults {
   protected:
-    static constexpr std::size_t page = 4096;  ///< what the disk gives out at once
+    static constexpr std::size_t page = 4096;  ///< what the disk allocates at once
 
     void SetUp() override {
         TransactionFaults::SetUp();
-        const char* disk = std::getenv("LARKMOOR_SMALL_DISK");
-        if (disk == nullptr) GTEST_SKIP() << "LARKMOOR_SMALL_DISK names no small disk; Scripts/lib/as-tester makes one";
-        small = std::make_unique<ConfigFolder>(disk);
+        if (disk.path() == nullptr) GTEST_SKIP() << disk.absence;
+        small = std::make_unique<ConfigFolder>(disk.path());
         for (const char* name : {"a", "b"}) small->write(name, "old");
     }
 
-    /// Writes until nothing more goes, and gives back that many bytes, in whole pages.
+    /// Fills the disk and gives back that many bytes, in whole pages.
     void fillAllBut(std::size_t bytes) const {
         const FileDescriptor file{::open(small->path("filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)};
         const std::string filler(page, 'f');
@@ -283,29 +264,29 @@ class FullDisk : public TransactionFaults {
         ASSERT_EQ(::ftruncate(file.get(), size - static_cast<off_t>(bytes)), 0);
     }
 
-    /// All but the filler.
-    Files left() const {
+    Files filesButFiller() const {
         Files files = small->files();
         files.erase("filler");
         return files;
     }
 
     const std::string full = "No space left on device";
+    testing::SmallDisk disk;
     std::unique_ptr<ConfigFolder> small;
 };
 
-TEST_F(FullDisk, NoRoomForTheCopyChangesNothing) {
+TEST_F(FullDisk, NoRoomForACopyOrForTheNewBytesChangesNothing) {
+    const Files before{{"a", "old"}, {"b", "old"}};
     fillAllBut(0);
     EXPECT_EQ(commit(*small, {"a"}, 0, {}), refused(*small, {{"a", notCopied, full}}));
-    EXPECT_EQ(left(), (Files{{"a", "old"}, {"b", "old"}}));
-}
+    EXPECT_EQ(filesButFiller(), before);
 
-TEST_F(FullDisk, NoRoomForTheNewBytesPutsEverythingBack) {
+    std::filesystem::remove(small->path("filler"));
     fillAllBut(4 * page);
     const std::string large(5 * page, 'n');
     EXPECT_EQ(Transaction::commit({{small->change("a", "new"), small->change("b", large)}}, moment),
               refused(*small, {{"b", notWritten, full}}));
-    EXPECT_EQ(left(), (Files{{"a", "old"}, {"b", "old"}}));
+    EXPECT_EQ(filesButFiller(), before);
 }
 
 TEST_F(FullDisk, NoRoomToRestoreKeepsTheCopies) {
@@ -317,7 +298,7 @@ TEST_F(FullDisk, NoRoomToRestoreKeepsTheCopies) {
         result,
         refused(*small,
                 {{"b", notWritten, gone}, {"a", notPutBack, full}, {"a", kept}, {"b", notPutBack, full}, {"b", kept}}));
-    EXPECT_EQ(left(), (Files{{"a", "new"}, {"a" COPY, "old"}, {"b", "old"}, {"b" COPY, "old"}}));
+    EXPECT_EQ(filesButFiller(), (Files{{"a", "new"}, {"a" COPY, "old"}, {"b", "old"}, {"b" COPY, "old"}}));
 }
 
 }  // namespace

@@ -2,8 +2,7 @@
 #include <atomic>
 #include <thread>
 
-#include "LarkmoorKit/Door/DoorHistory.h"
-#include "LarkmoorKit/Door/OneShot.h"
+#include "LarkmoorKit/Door/XPCClient.h"
 #include "Support/DoorFixture.h"
 
 namespace larkmoor::testing {

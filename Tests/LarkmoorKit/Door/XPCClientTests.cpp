@@ -1,10 +1,12 @@
-// What a caller of the door gets, and what the daemon sees of it.
+// What a caller of the door gets, what the daemon sees of it, and the second connection, which brings events.
 #include "Support/DoorFixture.h"
 
 namespace larkmoor::testing {
 namespace {
 
 using enum Fate;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 using Lineage = ClientLineage;
 
 const std::string absentWords = message(DoorFault::absent);
@@ -21,7 +23,7 @@ constexpr std::string_view unsureWords =
 TEST_F(XPCClientTest, TheFaultTable) {
     struct Case {
         std::string_view name;
-        bool answeredBefore;
+        std::optional<Fate> before;  ///< of an earlier request
         std::vector<Fate> fates;
         bool isRegistered;
         Lineage lineage;
@@ -36,33 +38,38 @@ TEST_F(XPCClientTest, TheFaultTable) {
     const DoorFault hushed = DoorFault::silent;
     const std::nullopt_t none = std::nullopt;
     const Case table[] = {
-        {"answered at once", false, {good}, false, foreign, "healthy", none, 0, 0},
-        {"with the daemon's own time", false, {served}, false, foreign, "healthy", none, 0, 0},
-        {"no word of the contract", false, {unsaid}, false, foreign, "healthy", none, 0, 0},
-        {"a failure is an answer", false, {failure}, false, foreign, "not now", none, 0, 0},
-        {"no payload", false, {noPayload}, false, foreign, "bad reply", none, 0, 0},
-        {"empty payload", false, {emptyPayload}, false, foreign, "bad reply", none, 0, 0},
-        {"bad JSON", false, {noJSON}, false, foreign, "bad reply", none, 0, 0},
-        {"another contract", false, {ofTwo}, false, foreign, skewWords, skew, 0, 0},
-        {"another contract and bad JSON", false, {badOfTwo}, false, foreign, skewWords, skew, 0, 0},
-        {"nobody there, first contact", false, {fails, fails}, false, foreign, absentWords, absent, 0, 1},
-        {"refused", false, {fails, fails}, true, foreign, refusedWords, refused, 0, 1},
-        {"refused for being old", false, {fails, fails}, true, stale, staleWords, refused, 0, 1},
-        {"refused for being old, nobody knows how", false, {fails, fails}, true, unsure, unsureWords, refused, 0, 1},
-        {"an old process finds nobody", false, {fails, fails}, false, stale, absentWords, absent, 0, 1},
-        {"second attempt answered", false, {fails, good}, false, foreign, "healthy", none, 0, 0},
-        {"second attempt unanswered", false, {fails, silent}, true, foreign, silentWords, hushed, 0, 0},
-        {"second attempt of another contract", false, {fails, ofTwo}, true, foreign, skewWords, skew, 0, 0},
-        {"second attempt has no payload", false, {fails, noPayload}, true, foreign, "bad reply", none, 0, 0},
-        {"restarted", true, {fails, noPayload, good}, true, foreign, "healthy", none, 1, 0},
-        {"the knock is not answered", true, {fails, silent, good}, true, foreign, "healthy", none, 1, 0},
-        {"neither knock nor request answered", true, {fails, silent, silent}, true, foreign, silentWords, hushed, 1, 0},
-        {"gone for good", true, {fails, fails}, false, foreign, absentWords, absent, 1, 1},
+        {"answered at once", {}, {good}, false, foreign, "healthy", none, 0, 0},
+        {"with the daemon's own time", {}, {served}, false, foreign, "healthy", none, 0, 0},
+        {"no word of the contract", {}, {unsaid}, false, foreign, "healthy", none, 0, 0},
+        {"a failure is an answer", {}, {failure}, false, foreign, "not now", none, 0, 0},
+        {"no payload", {}, {noPayload}, false, foreign, "bad reply", none, 0, 0},
+        {"empty payload", {}, {emptyPayload}, false, foreign, "bad reply", none, 0, 0},
+        {"bad JSON", {}, {noJSON}, false, foreign, "bad reply", none, 0, 0},
+        {"another contract", {}, {ofTwo}, false, foreign, skewWords, skew, 0, 0},
+        {"another contract and bad JSON", {}, {badOfTwo}, false, foreign, skewWords, skew, 0, 0},
+        {"nobody there, first contact", {}, {fails, fails}, false, foreign, absentWords, absent, 0, 1},
+        {"refused", {}, {fails, fails}, true, foreign, refusedWords, refused, 0, 1},
+        {"refused for being old", {}, {fails, fails}, true, stale, staleWords, refused, 0, 1},
+        {"refused for being old, nobody knows how", {}, {fails, fails}, true, unsure, unsureWords, refused, 0, 1},
+        {"an old process finds nobody", {}, {fails, fails}, false, stale, absentWords, absent, 0, 1},
+        {"second attempt answered", {}, {fails, good}, false, foreign, "healthy", none, 0, 0},
+        {"second attempt unanswered", {}, {fails, silent}, true, foreign, silentWords, hushed, 0, 0},
+        {"second attempt of another contract", {}, {fails, ofTwo}, true, foreign, skewWords, skew, 0, 0},
+        {"second attempt has no payload", {}, {fails, noPayload}, true, foreign, "bad reply", none, 0, 0},
+        {"restarted", good, {fails, noPayload, good}, true, foreign, "healthy", none, 1, 0},
+        {"the knock is not answered", good, {fails, silent, good}, true, foreign, "healthy", none, 1, 0},
+        {"neither knock nor request answered", good, {fails, silent, silent}, true, foreign, silentWords, hushed, 1, 0},
+        {"gone for good", good, {fails, fails}, false, foreign, absentWords, absent, 1, 1},
+        {"a bad reply was contact too", noPayload, {fails, good, good}, true, foreign, "healthy", none, 1, 0},
+        {"another contract was contact too", ofTwo, {fails, good, good}, true, foreign, "healthy", none, 1, 0},
     };
     for (const Case& row : table) {
         SCOPED_TRACE(row.name);
         dial(budget);
-        if (row.answeredBefore) ASSERT_EQ(words(ask().response), "healthy");
+        if (row.before) {
+            expectMessages({*row.before});
+            static_cast<void>(ask());
+        }
         expectMessages(row.fates);
         registered = row.isRegistered;
         lineage = row.lineage;
@@ -82,8 +89,72 @@ TEST_F(XPCClientTest, TheFaultTable) {
         const auto requests =
             std::ranges::count_if(door.sent().begin() + static_cast<std::ptrdiff_t>(sent), door.sent().end(),
                                   [](const FakeDoor::Sent& one) { return requestIn(one.message).has_value(); });
-        EXPECT_EQ(requests, isReplaced ? 2 : 1) << "two attempts and never a third";
+        // After a failed knock the second attempt's connection is dead, and takes nothing to the daemon.
+        const bool isDead = row.before && row.fates.size() == 2 && row.fates.back() == fails;
+        EXPECT_EQ(requests, isReplaced && !isDead ? 2 : 1) << "two attempts and never a third";
     }
+}
+
+// Whatever went before, the fault is that of the last answer alone.
+TEST_F(XPCClientTest, EveryFaultFollowsEveryOther) {
+    struct Outcome {
+        std::string_view name;
+        std::vector<Fate> fates;
+        bool isRegistered;
+        std::string_view words;
+        std::optional<DoorFault> fault;
+    };
+    const Outcome outcomes[] = {
+        {"healthy", {good}, false, "healthy", std::nullopt},
+        {"bad reply", {noJSON, noJSON}, false, "bad reply", std::nullopt},
+        {"absent", {fails, fails, fails}, false, absentWords, DoorFault::absent},
+        {"refused", {fails, fails, fails}, true, refusedWords, DoorFault::refused},
+        {"silent", {fails, silent, silent}, true, silentWords, DoorFault::silent},
+        {"skew", {ofTwo, ofTwo}, true, skewWords, DoorFault::skew},
+    };
+    for (const Outcome& before : outcomes) {
+        for (const Outcome& after : outcomes) {
+            SCOPED_TRACE(fmt::format("{} after {}", after.name, before.name));
+            dial(budget);
+            bool isDead = false;
+            for (const Outcome* outcome : {&before, &after}) {
+                // On a connection that is dead already the first attempt fails by itself.
+                const bool failsItself = isDead && outcome->fates.front() == fails;
+                expectMessages({outcome->fates.begin() + (failsItself ? 1 : 0), outcome->fates.end()});
+                isDead = outcome->fault == DoorFault::absent || outcome->fault == DoorFault::refused;
+                registered = outcome->isRegistered;
+                EXPECT_EQ(words(ask().response), outcome->words);
+                EXPECT_EQ(client->lastDoorFault(), outcome->fault);
+            }
+            expectMessages({});
+            EXPECT_EQ(words(ask(GatewayRequest::Read{ReadRequest::GetDay{"\xff"}}).response), "encode failed");
+            EXPECT_EQ(client->lastDoorFault(), after.fault) << "a request that was never sent says nothing";
+        }
+    }
+    EXPECT_EQ(mismatches, 11) << "once for each client that met another contract";
+}
+
+TEST_F(XPCClientTest, AKnockWaitsForItsPauseAndTheRequestForTheKnock) {
+    constexpr std::chrono::milliseconds pause{60};
+    dial(std::chrono::seconds{10}, pause);
+    expectMessages({good, fails, silent, good});
+    static_cast<void>(ask());
+    const auto asked = start();
+    ASSERT_TRUE(runUntil(loop, [&] { return door.sent().size() == 3; }));
+    EXPECT_TRUE(isKnock(door.sent()[2].message));
+    EXPECT_GE(times[2] - times[1], pause) << "a daemon that restarts gets time to come back";
+    loop.run_for(budget);
+    EXPECT_EQ(door.sent().size(), 3U) << "the request is not repeated before the knock's answer";
+    door.answer(2, *incoming(good));
+    ASSERT_TRUE(runUntil(loop, [&] { return asked->answer.has_value(); }));
+    EXPECT_EQ(words(asked->answer->response), "healthy");
+}
+
+TEST_F(XPCClientTest, WhatTheBusCannotCarryNeverReachesTheDaemon) {
+    const GatewayRequest large = GatewayRequest::Control{ControlRequest::LogUpdate{std::string(65U << 20U, 'x')}};
+    EXPECT_EQ(words(ask(large).response), absentWords);
+    EXPECT_THAT(door.sent(), IsEmpty());
+    EXPECT_EQ(words(ask().response), "healthy");
 }
 
 TEST_F(XPCClientTest, MessagesCarryWhatTheyMustAndNoMore) {
@@ -101,15 +172,6 @@ TEST_F(XPCClientTest, MessagesCarryWhatTheyMustAndNoMore) {
     EXPECT_EQ(door.sent()[1].connection, 0U);
     EXPECT_EQ(door.sent()[2].connection, 1U);
     EXPECT_EQ(door.sent()[3].connection, 1U);
-}
-
-TEST_F(XPCClientTest, WhatCannotBeWrittenNeverReachesTheWire) {
-    expectMessages({fails, fails});
-    static_cast<void>(ask());
-    const std::size_t sent = door.sent().size();
-    EXPECT_EQ(words(ask(GatewayRequest::Read{ReadRequest::GetDay{"\xff"}}).response), "encode failed");
-    EXPECT_EQ(client->lastDoorFault(), DoorFault::absent);
-    EXPECT_EQ(door.sent().size(), sent);
 }
 
 TEST_F(XPCClientTest, TheFirstAttemptWaitsHoweverLongItTakes) {
@@ -134,29 +196,31 @@ TEST_F(XPCClientTest, NoBudgetIsStillAChance) {
     }
 }
 
-TEST_F(XPCClientTest, AReplyAfterTheDeadlineIsNobodys) {
-    expectMessages({fails, silent});
-    const auto asked = start();
-    ASSERT_TRUE(runUntil(loop, [&] { return asked->answer.has_value(); }));
-    door.answer(1, *incoming(good));
-    runReady(loop);
-    EXPECT_EQ(asked->outcomes, 1);
-    EXPECT_EQ(client->lastDoorFault(), DoorFault::silent);
-    EXPECT_EQ(words(ask().response), "healthy");
-    EXPECT_EQ(client->lastDoorFault(), std::nullopt);
-    EXPECT_EQ(door.dialled(), 2U) << "a silent daemon keeps its connection";
-}
-
-TEST_F(XPCClientTest, DeadlineAndReplyInOneTurnAreOneOutcome) {
-    expectMessages({fails, silent});
-    const auto asked = start();
-    ASSERT_TRUE(runUntil(loop, [&] { return door.sent().size() == 2; }));
-    door.answer(1, *incoming(good));
-    std::this_thread::sleep_for(2 * budget);
-    runReady(loop);
-    EXPECT_EQ(asked->outcomes, 1);
-    const std::string said = words(asked->answer->response);
-    EXPECT_TRUE(said == "healthy" || said == silentWords) << said;
+TEST_F(XPCClientTest, DeadlineAndReplyAreOneOutcome) {
+    struct Case {
+        std::string_view name;
+        bool isInTime;
+    };
+    for (const Case& row : {Case{"a reply after the deadline", false}, Case{"both in one turn", true}}) {
+        SCOPED_TRACE(row.name);
+        dial(budget);
+        expectMessages({fails, silent});
+        const std::size_t sent = door.sent().size();
+        const auto asked = start();
+        ASSERT_TRUE(
+            runUntil(loop, [&] { return row.isInTime ? door.sent().size() == sent + 2 : asked->answer.has_value(); }));
+        door.answer(sent + 1, *incoming(good));
+        if (row.isInTime) std::this_thread::sleep_for(2 * budget);
+        runReady(loop);
+        ASSERT_EQ(asked->outcomes, 1);
+        const std::string said = words(asked->answer->response);
+        EXPECT_TRUE(said == silentWords || (row.isInTime && said == "healthy")) << said;
+        EXPECT_EQ(client->lastDoorFault().has_value(), said == silentWords);
+        const std::size_t dialled = door.dialled();
+        EXPECT_EQ(words(ask().response), "healthy");
+        EXPECT_EQ(client->lastDoorFault(), std::nullopt);
+        EXPECT_EQ(door.dialled(), dialled) << "a silent daemon keeps its connection";
+    }
 }
 
 TEST_F(XPCClientTest, CallersOnOneDeadConnectionReplaceItOnce) {
@@ -202,16 +266,6 @@ TEST_F(XPCClientTest, SkewIsAnnouncedOnceAndClearsByItself) {
     EXPECT_EQ(mismatches, 1);
 }
 
-TEST_F(XPCClientTest, EveryAnswerCountsAsContact) {
-    for (const Fate first : {noPayload, noJSON, ofTwo, failure}) {
-        dial(budget);
-        expectMessages({first, fails, good, good});
-        static_cast<void>(ask());
-        static_cast<void>(ask());
-        EXPECT_EQ(client->knockCount(), 1) << static_cast<int>(first);
-    }
-}
-
 TEST_F(XPCClientTest, ARequestUnderWayOutlivesItsClientsOwner) {
     expectMessages({silent});
     const auto asked = start();
@@ -224,6 +278,95 @@ TEST_F(XPCClientTest, ARequestUnderWayOutlivesItsClientsOwner) {
     EXPECT_EQ(words(asked->answer->response), "healthy");
     EXPECT_TRUE(weak.expired());
     EXPECT_EQ(door.kept(), 0U);
+}
+
+class SubscriptionTest : public XPCClientTest {
+  protected:
+    void subscribe() {
+        client->subscribe([this](const GatewayEvent& event) {
+            static_cast<void>(client->lastDoorFault());
+            heard.push_back(event.as<GatewayEvent::FrontState>()->_0);
+        });
+        runReady(loop);
+    }
+    void push(std::size_t connection, MessageDictionary event) {
+        door.push(connection, std::move(event));
+        runReady(loop);
+    }
+
+    std::vector<FrontRecording> heard;
+};
+
+TEST_F(SubscriptionTest, AsksOnAConnectionOfItsOwnAndHearsEventsAlone) {
+    static_cast<void>(ask());
+    subscribe();
+    ASSERT_EQ(door.dialled(), 2U);
+    ASSERT_EQ(door.sent().size(), 2U);
+    EXPECT_EQ(door.sent()[1].connection, 1U);
+    EXPECT_EQ(door.sent()[1].message.values, (decltype(MessageDictionary::values){{"subscribe", true}}));
+    push(1, eventOf(R"({"frontState":{"_0":"titleOnly"}})"));
+    push(0, eventOf(R"({"frontState":{"_0":"full"}})"));
+    EXPECT_THAT(heard, ElementsAre(FrontRecording::titleOnly)) << "the request connection brings none";
+    for (const MessageDictionary& strange :
+         {eventOf(""), eventOf("nonsense"), eventOf(R"({"frontState":{"_0":"somewhere"}})"),
+          eventOf(R"({"newKind":{}})"), replyOf(GatewayResponse::Ok{}), MessageDictionary{}}) {
+        push(1, strange);
+    }
+    EXPECT_EQ(heard.size(), 1U);
+    push(1, eventOf(R"({"frontState":{"_0":"none"}})"));
+    EXPECT_THAT(heard, ElementsAre(FrontRecording::titleOnly, FrontRecording::none));
+}
+
+TEST_F(SubscriptionTest, OpensAgainOnlyWhenWantedAndGone) {
+    client->ensureSubscribed();
+    EXPECT_EQ(door.dialled(), 1U) << "nobody wants events";
+    subscribe();
+    client->ensureSubscribed();
+    EXPECT_EQ(door.dialled(), 2U) << "it is there";
+    for (const std::size_t daemon : {1U, 2U}) {
+        door.fail(daemon);
+        runReady(loop);
+        EXPECT_EQ(door.kept(), 1U) << "the failed one is given up";
+        EXPECT_EQ(door.dialled(), daemon + 1) << "not before the next tick";
+        client->ensureSubscribed();
+        client->ensureSubscribed();
+        runReady(loop);
+        EXPECT_EQ(door.dialled(), daemon + 2);
+        push(daemon + 1, eventOf(R"({"frontState":{"_0":"blocked"}})"));
+        EXPECT_EQ(heard.size(), daemon);
+    }
+    EXPECT_EQ(client->lastDoorFault(), std::nullopt);
+}
+
+TEST_F(SubscriptionTest, TheLastSubscriberAloneHearsUntilTheClientIsGone) {
+    subscribe();
+    door.push(1, eventOf(R"({"frontState":{"_0":"blocked"}})"));
+    int others = 0;
+    client->subscribe([&](const GatewayEvent&) { ++others; });
+    door.push(1, eventOf(R"({"frontState":{"_0":"blocked"}})"));
+    push(2, eventOf(R"({"frontState":{"_0":"none"}})"));
+    EXPECT_THAT(heard, IsEmpty());
+    EXPECT_EQ(others, 1);
+    EXPECT_EQ(door.kept(), 2U) << "requests and the new subscription";
+    const std::weak_ptr weak{client};
+    client.reset();
+    EXPECT_TRUE(weak.expired());
+    EXPECT_EQ(door.kept(), 0U);
+    push(2, eventOf(R"({"frontState":{"_0":"none"}})"));
+    EXPECT_EQ(others, 1);
+}
+
+TEST_F(SubscriptionTest, UsesTheDefaultDial) {
+    FakeDoor requests{loop};
+    const auto split =
+        XPCClient::make("the.door", {.dial = door.dial(),
+                                     .makeConnection = requests.dial(),
+                                     .serviceRegistered = [](std::string) -> Task<bool> { co_return false; },
+                                     .clientLineage = [] { return ClientLineage{}; }});
+    const std::size_t before = door.dialled();
+    split->subscribe([](const GatewayEvent&) {});
+    EXPECT_EQ(requests.dialled(), 1U);
+    EXPECT_EQ(door.dialled(), before + 1);
 }
 
 }  // namespace

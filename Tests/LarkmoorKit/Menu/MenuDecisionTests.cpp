@@ -1,6 +1,6 @@
-// What the menu says: health and titles.
-#include "LarkmoorKit/Menu/MenuHeaderTitle.h"
+// What the menu reads in a health answer, and its first row.
 #include "LarkmoorKit/Menu/MenuHealth.h"
+#include "LarkmoorKit/Menu/MenuLabels.h"
 
 namespace larkmoor {
 namespace {

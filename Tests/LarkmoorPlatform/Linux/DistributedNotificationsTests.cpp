@@ -1,6 +1,6 @@
 #include "LarkmoorPlatform/DistributedNotifications.h"
 
-#include "LarkmoorPlatform/Linux/BusDistributedNotifications.h"
+#include "LarkmoorPlatform/Linux/Messaging/BusDistributedNotifications.h"
 #include "Support/Linux/Settle.h"
 #include "Support/PrivateBus.h"
 
@@ -54,27 +54,29 @@ TEST_F(DistributedNotificationsTest, ReachThoseWhoObserveTheName) {
     EXPECT_TRUE(seenElsewhere.empty());
 }
 
-TEST_F(DistributedNotificationsTest, EndWithTheirToken) {
+TEST_F(DistributedNotificationsTest, EndWithTheirTokenAndBeginAgain) {
     std::vector<Seen> seen;
     std::unique_ptr<DistributedNotifications::Token> once;
     int times = 0;
-    once = ours.observe(name, [&](std::optional<std::string>, DistributedNotifications::Info) {
-        ++times;
-        once.reset();
-    });
-    auto ended = ours.observe(name, keep(seen));
-    ended.reset();
-    settle(loop, bus);
-    theirs.post(name, "a", {});
-    theirs.post(name, "b", {});
-    settle(loop, other);
-    ASSERT_TRUE(runUntil(loop, [&] { return times == 1; }));
-    settle(loop, bus);
-    EXPECT_EQ(times, 1);
+    for (int turn = 1; turn <= 2; ++turn) {
+        once = ours.observe(name, [&](std::optional<std::string>, DistributedNotifications::Info) {
+            ++times;
+            once.reset();
+        });
+        auto ended = ours.observe(name, keep(seen));
+        ended.reset();
+        settle(loop, bus);
+        theirs.post(name, "a", {});
+        theirs.post(name, "b", {});
+        settle(loop, other);
+        ASSERT_TRUE(runUntil(loop, [&] { return times == turn; }));
+        settle(loop, bus);
+        EXPECT_EQ(times, turn);
+    }
     EXPECT_TRUE(seen.empty());
 }
 
-TEST_F(DistributedNotificationsTest, IgnoreABodyThatIsNone) {
+TEST_F(DistributedNotificationsTest, IgnoreAnInvalidBody) {
     std::vector<Seen> seen;
     const auto token = ours.observe(name, keep(seen));
     settle(loop, bus);

@@ -6,9 +6,9 @@
 #include <boost/asio/co_spawn.hpp>
 
 #include "LarkmoorBase/FileDescriptor.h"
-#include "LarkmoorPlatform/Linux/ApplicationLauncher.h"
-#include "LarkmoorPlatform/Linux/HelperAlerts.h"
-#include "LarkmoorPlatform/Linux/SpawningProcessRunner.h"
+#include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
+#include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"
+#include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "Support/ChildProcess.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
@@ -49,7 +49,7 @@ struct HelperAlertsTests : ::testing::Test {
     }
 };
 
-TEST_F(HelperAlertsTests, AsksTheHelperInItsWords) {
+TEST_F(HelperAlertsTests, SendsTheRequestAndTheActivationToken) {
     const std::string helper =
         helperScript("cat >" + folder / "request" + "\nenv >" + folder / "environment" + "\necho chosen 1\n");
     std::string token = "token-7";
@@ -85,7 +85,7 @@ TEST_F(HelperAlertsTests, AsksTheHelperInItsWords) {
     ::unsetenv("DESKTOP_STARTUP_ID");
 }
 
-TEST_F(HelperAlertsTests, BelievesNoAnswerThatMakesNoSenseAndSaysWhyNothingWasShown) {
+TEST_F(HelperAlertsTests, RejectsInvalidAnswersAndLogsWhyNothingWasShown) {
     struct Case {
         std::string_view script, build, display, log;  ///< no script: the real helper
         Choice choice{};
@@ -125,7 +125,7 @@ TEST_F(HelperAlertsTests, BelievesNoAnswerThatMakesNoSenseAndSaysWhyNothingWasSh
                 ::testing::StartsWith(notShown + "not started: /none/larkmoor-alert: No such file"));
 }
 
-TEST_F(HelperAlertsTests, OneStandsAtATime) {
+TEST_F(HelperAlertsTests, ShowsOneAtATime) {
     // Another in its place at the same time makes it fail.
     HelperAlerts alerts{
         runner,
@@ -143,7 +143,7 @@ TEST_F(HelperAlertsTests, OneStandsAtATime) {
     EXPECT_EQ(ended, (std::vector{1, 2, 3}));
 }
 
-TEST_F(HelperAlertsTests, GoesWithWhoeverAsked) {
+TEST_F(HelperAlertsTests, EndsWithTheProcessThatAsked) {
     // The alert holds the writing end for as long as it stands.
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);

@@ -1,6 +1,5 @@
-// Real programs, and the bad manners that real programs have.
+// Real programs, well-behaved and not.
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -11,7 +10,7 @@
 #include <sstream>
 #include <thread>
 
-#include "LarkmoorPlatform/Linux/SpawningProcessRunner.h"
+#include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
@@ -26,7 +25,7 @@ std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-/// Neither a running one nor one that nobody has waited for.
+/// Neither a running child nor a zombie.
 bool hasNoChild() {
     siginfo_t told{};
     return ::waitid(P_ALL, 0, &told, WEXITED | WNOHANG | WNOWAIT) != 0 && errno == ECHILD;
@@ -52,7 +51,7 @@ struct ProcessRunnerTests : ::testing::Test {
                 .budget = 20s};
     }
 
-    /// What a program says that is given something.
+    /// The output of a script with this input and environment.
     std::string said(std::string script, ProcessInput input = {}, ProcessEnvironment environment = {}) {
         ProcessRequest request = shell(std::move(script));
         request.input = std::move(input);
@@ -60,8 +59,7 @@ struct ProcessRunnerTests : ::testing::Test {
         return testing::text(run(std::move(request)).output);
     }
 
-    /// Nobody of the group runs, once the system has done what signal 9 asks of it. Who waits for the dead children of
-    /// the dead is not our business.
+    /// Whether no process of the group runs any more; zombies that others must reap do not count.
     static bool isGone(pid_t group) {
         for (int turn = 0; turn < 1000; ++turn) {
             if (members(group) == 0) return true;
@@ -113,7 +111,7 @@ TEST_F(ProcessRunnerTests, TellsHowTheProgramEndedOrThatItDidNotStart) {
     }
 }
 
-TEST_F(ProcessRunnerTests, KeepsTheStreamsApartOrTogether) {
+TEST_F(ProcessRunnerTests, KeepsTheStreamsApartTogetherOrInAFile) {
     const std::string script = "echo one; echo two >&2; echo three";
     const ProcessResult apart = run(shell(script, ProcessOutputs::Captured{}, ProcessOutputs::Captured{}));
     EXPECT_EQ(asText(apart.output), "one\nthree\n");
@@ -126,9 +124,6 @@ TEST_F(ProcessRunnerTests, KeepsTheStreamsApartOrTogether) {
     const ProcessResult tooMuch = run(shell("head -c 20000000 /dev/zero; printf end"));
     EXPECT_EQ(tooMuch.output.size(), 16U << 20);
     EXPECT_TRUE(asText(tooMuch.output).ends_with("end"));
-}
-
-TEST_F(ProcessRunnerTests, WritesAPrivateFileAnew) {
     ASSERT_TRUE(Files::replace(folder / "log", asBytes("what was there before, and longer"), 0644));
     for (const std::string& file : {folder / "log", folder / "new"}) {
         run(shell("echo out; echo err >&2", ProcessOutputs::ToFile{file}, ProcessOutputs::WithOutput{}));
@@ -157,7 +152,7 @@ TEST_F(ProcessRunnerTests, AGivenDescriptorIsTheProgramsAlone) {
     const FileDescriptor writing{ends[1]};
     bool isClosed = false;
     std::stop_source stop;
-    ProcessRequest request = shell("exec <&-; echo closed; exec sleep 600", ProcessOutputs::Told{[&](BytesView) {
+    ProcessRequest request = shell("exec <&-; echo closed; exec sleep 600", ProcessOutputs::Streamed{[&](BytesView) {
                                        pollfd other{.fd = writing.get(), .events = 0, .revents = 0};
                                        isClosed = ::poll(&other, 1, 0) == 1 && (other.revents & POLLERR) != 0;
                                        stop.request_stop();
@@ -224,8 +219,8 @@ TEST_F(ProcessRunnerTests, BadMannersDoNotHoldItUp) {
 TEST_F(ProcessRunnerTests, LeavesNoDescriptorBehind) {
     const auto round = [&] {
         said("cat", ProcessInputs::FromBytes{Bytes(10)});
-        run(shell("exit 1", ProcessOutputs::Told{[](BytesView) {}}, ProcessOutputs::Captured{}));
-        run({.executable = folder / "none", .output = ProcessOutputs::Told{[](BytesView) {}}, .budget = 1s});
+        run(shell("exit 1", ProcessOutputs::Streamed{[](BytesView) {}}, ProcessOutputs::Captured{}));
+        run({.executable = folder / "none", .output = ProcessOutputs::Streamed{[](BytesView) {}}, .budget = 1s});
         run({.executable = "/bin/sleep", .arguments = {"600"}, .budget = 20ms});
     };
     round();
@@ -245,7 +240,7 @@ TEST_F(ProcessRunnerTests, TellsTheOutputWhileItComes) {
         ASSERT_TRUE(Files::writeAll(go.get(), asBytes("go\n"), "go"));
     };
     const std::string script = "echo one; read go <" + folder / "go" + "; seq 1 100000; sleep 600 & printf last";
-    EXPECT_EQ(run(shell(script, ProcessOutputs::Told{listener})).status(), 0);
+    EXPECT_EQ(run(shell(script, ProcessOutputs::Streamed{listener})).status(), 0);
     EXPECT_TRUE(heard.ends_with("\n99999\n100000\nlast"));
     EXPECT_EQ(heard.size(), 4 + 588'895 + 4);
 }
@@ -258,7 +253,7 @@ TEST_F(ProcessRunnerTests, TellsWhatIsLeftAtTheEnd) {
         std::this_thread::sleep_for(3ms);
     };
     constexpr std::size_t size = (1 << 20) + 100;
-    run(shell("head -c " + std::to_string(size) + " /dev/zero", ProcessOutputs::Told{listener}));
+    run(shell("head -c " + std::to_string(size) + " /dev/zero", ProcessOutputs::Streamed{listener}));
     EXPECT_EQ(heard, size);
 }
 
@@ -268,7 +263,7 @@ TEST_F(ProcessRunnerTests, ProgramsEndWithTheLoop) {
         MainLoop passing;
         SpawningProcessRunner its{passing};
         const auto listener = [&](BytesView piece) { heard += asText(piece); };
-        boost::asio::co_spawn(passing, its.run(shell("echo $$; exec sleep 600", ProcessOutputs::Told{listener})),
+        boost::asio::co_spawn(passing, its.run(shell("echo $$; exec sleep 600", ProcessOutputs::Streamed{listener})),
                               [](std::exception_ptr, ProcessResult) { FAIL(); });
         ASSERT_TRUE(testing::runUntil(passing, [&] { return heard.ends_with('\n'); }));
     }
@@ -301,22 +296,6 @@ TEST_F(ProcessRunnerTests, WhatIsLaunchedLivesOnByItself) {
     ASSERT_TRUE(runner.launch("/bin/true", {}));
     EXPECT_TRUE(testing::runUntil(loop, hasNoChild));
     EXPECT_EQ(runner.launch(folder / "none", {}).error(), (FileError{folder / "none", ENOENT}));
-}
-
-TEST_F(ProcessRunnerTests, ManyRunAtOnce) {
-    constexpr int count = 20;
-    int ended = 0;
-    for (int index = 0; index < count; ++index) {
-        // Each waits for its neighbour, around a table.
-        const std::string script = fmt::format("cd {}; : >{}; until [ -e {} ]; do sleep 0.05; done; exit {}",
-                                               folder.path().string(), index, (index + 1) % count, index);
-        boost::asio::co_spawn(loop, runner.run(shell(script)),
-                              [&ended, index](std::exception_ptr, const ProcessResult& result) {
-                                  EXPECT_EQ(result.status(), index);
-                                  ++ended;
-                              });
-    }
-    EXPECT_TRUE(testing::runUntil(loop, [&] { return ended == count; }));
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 #include <fstream>
 #include <thread>
 
-#include "LarkmoorPlatform/Linux/ApplicationUnit.h"
-#include "LarkmoorPlatform/Linux/ProcessApplications.h"
+#include "LarkmoorPlatform/Linux/Applications/ProcessApplications.h"
+#include "LarkmoorPlatform/Linux/Applications/ProcessScan.h"
 #include "Support/ChildProcess.h"
 #include "Support/Linux/Settle.h"
 #include "Support/PrivateBus.h"
@@ -42,32 +42,23 @@ TEST(ApplicationUnit, NamesTheApplication) {
         {"larkmoor.service", ""},
         {"", ""},
     };
-    for (const Case& row : table) {
+    for (const Case& row : table)
         EXPECT_EQ(ApplicationUnit::application(row.unit).value_or(""), row.application) << row.unit;
-    }
 }
 
 TEST(ApplicationUnit, IsTheInnermostOfTheGroups) {
-    struct Case {
-        std::string_view name, groups, application;
+    const std::string user = "0::/user.slice/user-1000.slice/user@1000.service/app.slice/";
+    const std::pair<std::string, std::string_view> table[] = {
+        {user + "app-org.example.App-1.scope\n", "org.example.App"},
+        {user + "app-org.example.App-1.scope/workers/first\n", "org.example.App"},
+        {user + "app-org.kde.konsole-1.scope/tab(2).scope\n", ""},
+        {user + "dbus.service\n", ""},
+        {"9:name=systemd:/user.slice/app-org.example.App-1.scope\n1:cpu:/x\n0::/\n", "org.example.App"},
+        {"1:cpu:/app-org.example.App-1.scope\n0::/\n", ""},
+        {"", ""},
     };
-    const std::string_view user = "0::/user.slice/user-1000.slice/user@1000.service/app.slice/";
-    const Case table[] = {
-        {"unified", "app-org.example.App-1.scope\n", "org.example.App"},
-        {"a group within the unit", "app-org.example.App-1.scope/workers/first\n", "org.example.App"},
-        {"a unit within the unit", "app-org.kde.konsole-1.scope/tab(2).scope\n", ""},
-        {"a service of the session", "dbus.service\n", ""},
-    };
-    for (const Case& row : table) {
-        EXPECT_EQ(ApplicationUnit::applicationOfGroups(std::string{user} + std::string{row.groups}).value_or(""),
-                  row.application)
-            << row.name;
-    }
-    EXPECT_EQ(ApplicationUnit::applicationOfGroups(
-                  "9:name=systemd:/user.slice/app-org.example.App-1.scope\n1:cpu:/x\n0::/\n"),
-              "org.example.App");
-    EXPECT_EQ(ApplicationUnit::applicationOfGroups("1:cpu:/app-org.example.App-1.scope\n0::/\n"), std::nullopt);
-    EXPECT_EQ(ApplicationUnit::applicationOfGroups(""), std::nullopt);
+    for (const auto& [groups, application] : table)
+        EXPECT_EQ(ApplicationUnit::applicationOfGroups(groups).value_or(""), application) << groups;
 }
 
 struct RunningApplicationsTests : ::testing::Test {
@@ -93,10 +84,13 @@ struct RunningApplicationsTests : ::testing::Test {
     /// Returns once it runs the program, and no longer us.
     testing::ChildProcess start(const std::string& executable) const {
         testing::ChildProcess child{{executable, "600"}};
+        awaitExecutable(child, executable);
+        return child;
+    }
+    static void awaitExecutable(const testing::ChildProcess& child, const std::string& executable) {
         std::error_code failed;
         while (std::filesystem::read_symlink("/proc/" + std::to_string(child.pid()) + "/exe", failed) != executable)
             std::this_thread::sleep_for(1ms);
-        return child;
     }
 
     std::optional<RunningApplication> find(pid_t process) const {
@@ -139,17 +133,13 @@ TEST_F(RunningApplicationsTests, TerminatesTheListedProcessAndNoOther) {
     const pid_t process = child.pid();
     EXPECT_EQ(child.wait(), 128 + SIGTERM);
     EXPECT_FALSE(applications->terminate(process)) << "gone";
-}
 
-TEST_F(RunningApplicationsTests, SparesWhoeverTookTheNumber) {
-    // Another program under the listed number: here by exec, elsewhere because numbers are given out again.
+    // Another program under the listed id: here by exec, elsewhere because ids are reused.
     testing::ChildProcess changing{
         {"/bin/sh", "-c", "while [ ! -e " + folder / "go" + " ]; do :; done; exec " + program + " 600"}};
     ASSERT_TRUE(find(changing.pid()));
     std::ofstream{folder / "go"} << "now";
-    std::error_code failed;
-    while (std::filesystem::read_symlink("/proc/" + std::to_string(changing.pid()) + "/exe", failed) != program)
-        std::this_thread::sleep_for(1ms);
+    awaitExecutable(changing, program);
     EXPECT_FALSE(applications->terminate(changing.pid()));
     EXPECT_EQ(::kill(changing.pid(), 0), 0);
 }
@@ -176,7 +166,9 @@ TEST_F(RunningApplicationsTests, TellsTheEndOnce) {
     loop.restart();
     loop.run_for(50ms);
     EXPECT_EQ(ended, 1);
-    // It comes and goes again.
+    // It comes and goes again, and no bus is needed for that.
+    privateBus.kill();
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return bus.isLost(); }));
     first.emplace(start(program));
     applications->refresh();
     first.reset();
@@ -184,7 +176,7 @@ TEST_F(RunningApplicationsTests, TellsTheEndOnce) {
     EXPECT_EQ(others, 0);
 }
 
-TEST_F(RunningApplicationsTests, WhoHearsOfAnEndMayDropItAll) {
+TEST_F(RunningApplicationsTests, TheHandlerMayDestroyEverything) {
     applications->onEnd(identifier, [this] { applications.reset(); });
     std::optional child{start(program)};
     applications->refresh();
@@ -218,7 +210,7 @@ struct Manager {
     }
 };
 
-TEST_F(RunningApplicationsTests, HearsOfNewApplicationsFromTheServiceManager) {
+TEST_F(RunningApplicationsTests, LearnsOfNewApplicationsFromTheServiceManager) {
     int ended = 0;
     applications->onEnd(identifier, [&] { ++ended; });
     // It may come after us.
@@ -232,16 +224,6 @@ TEST_F(RunningApplicationsTests, HearsOfNewApplicationsFromTheServiceManager) {
     child.reset();
     EXPECT_TRUE(testing::runUntil(loop, [&] { return ended == 1; }));
     EXPECT_EQ(manager.subscriptions, 1);
-}
-
-TEST_F(RunningApplicationsTests, WithoutABusTheRefreshIsEnough) {
-    privateBus.kill();
-    ASSERT_TRUE(testing::runUntil(loop, [&] { return bus.isLost(); }));
-    int ended = 0;
-    std::optional child{start(program)};
-    applications->onEnd(identifier, [&] { ++ended; });
-    child.reset();
-    EXPECT_TRUE(testing::runUntil(loop, [&] { return ended == 1; }));
 }
 
 }  // namespace

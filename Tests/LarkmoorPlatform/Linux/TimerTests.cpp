@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "LarkmoorBase/Timers.h"
-#include "LarkmoorPlatform/Linux/TimerDescriptorSource.h"
+#include "LarkmoorPlatform/Linux/System/TimerDescriptorSource.h"
 #include "LarkmoorPlatform/WallClockTimer.h"
 #include "Support/RunUntil.h"
 
@@ -37,19 +37,28 @@ TEST(TimerDescriptorSource, OnlyTheLastDateCounts) {
     MainLoop loop;
     auto source = std::make_unique<TimerDescriptorSource>(loop);
     std::string fired;
-    source->schedule(source->now(), 0s, [&] { fired += "first"; });
-    source->schedule(source->now() + 30ms, 0s, [&] { fired += "second"; });
-    ASSERT_TRUE(testing::runUntil(loop, [&] { return !fired.empty(); }));
-    source->schedule(source->now() + 20ms, 0s, [&] { fired += "cancelled"; });
+    const auto schedule = [&](Wall::duration after, const char* name) {
+        source->schedule(source->now() + after, 0s, [&fired, name] { fired += name; });
+    };
+    schedule(0s, "replaced by a later date ");
+    schedule(1h, "replaced by an earlier date ");
+    source->schedule(source->now() + 30ms, 0s, [&] {
+        fired += "first ";
+        schedule(10ms, "from inside ");
+    });
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return fired == "first from inside "; }));
+    schedule(20ms, "cancelled ");
     source->cancel();
-    source->schedule(source->now() + 20ms, 0s, [&] { fired += "destroyed"; });
+    schedule(20ms, "after a cancellation ");
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return fired.ends_with("cancellation "); }));
+    schedule(20ms, "destroyed ");
     source.reset();
     loop.restart();
     loop.run_for(60ms);
-    EXPECT_EQ(fired, "second");
+    EXPECT_EQ(fired, "first from inside after a cancellation ");
 }
 
-/// The clock is the test's.
+/// With a clock that the test sets.
 class FakeSource final : public WallClockSource {
   public:
     Date now() const override { return clock; }
@@ -60,8 +69,7 @@ class FakeSource final : public WallClockSource {
     }
     void cancel() override { fire = nullptr; }
 
-    /// What comes at the date, however late.
-    void comeTrue(Date when) {
+    void fireAt(Date when) {
         clock = when;
         std::exchange(fire, nullptr)();
     }
@@ -83,9 +91,9 @@ TEST(WallClockTimer, CountsFromEachFiring) {
                          }};
     EXPECT_EQ(source.date, FakeSource::Date{103h});
     EXPECT_EQ(source.leeway, 15s);
-    source.comeTrue(FakeSource::Date{103h});
+    source.fireAt(FakeSource::Date{103h});
     // Three days of sleep are one tick.
-    source.comeTrue(FakeSource::Date{200h});
+    source.fireAt(FakeSource::Date{200h});
     EXPECT_EQ(fired, 2);
     EXPECT_EQ(source.date, FakeSource::Date{224h});
     timer.stop();

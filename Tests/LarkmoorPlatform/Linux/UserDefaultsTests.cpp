@@ -1,7 +1,7 @@
-// User defaults in their file: what is asked, what is kept, and what must not be lost.
+// User defaults in their file: what is read, what is written, and what must not be lost.
 #include <gtest/gtest.h>
 
-#include "LarkmoorPlatform/Linux/PropertyListDefaults.h"
+#include "LarkmoorPlatform/Linux/System/PropertyListDefaults.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 
@@ -25,45 +25,41 @@ struct UserDefaultsTests : ::testing::Test {
     }
 };
 
-TEST_F(UserDefaultsTests, KeepsTextsAndFlags) {
-    EXPECT_EQ(defaults.string("digest"), std::nullopt);
-    EXPECT_EQ(defaults.flag("lane"), std::nullopt);
-    const std::string awkward = "<a> & \"b\"\n\té 😀";
-    ASSERT_TRUE(defaults.set("digest", awkward));
-    ASSERT_TRUE(defaults.set("lane", true));
-    ASSERT_TRUE(defaults.set("& <key>", "text"));
-    // Another program, or this one tomorrow.
+TEST_F(UserDefaultsTests, KeepsTheLastStringOrFlagOfEachKey) {
     const PropertyListDefaults later{home.path().string(), suite};
-    EXPECT_EQ(later.string("digest"), awkward);
-    EXPECT_EQ(later.flag("lane"), true);
+    EXPECT_EQ(later.string("a"), std::nullopt);
+    EXPECT_EQ(later.flag("a"), std::nullopt);
+    const std::string awkward = "<a> & \"b\"\n\té 😀";
+    ASSERT_TRUE(defaults.set("& <key>", "text"));
+    // Each of these follows another type and another value.
+    for (const std::string& text : {std::string{"1"}, awkward, std::string{}}) {
+        ASSERT_TRUE(defaults.set("a", text));
+        EXPECT_EQ(later.string("a"), text);
+        EXPECT_EQ(later.flag("a"), std::nullopt);
+        for (const bool flag : {true, false}) {
+            ASSERT_TRUE(defaults.set("a", flag));
+            EXPECT_EQ(later.flag("a"), flag);
+            EXPECT_EQ(later.string("a"), std::nullopt);
+        }
+    }
     EXPECT_EQ(later.string("& <key>"), "text");
-    ASSERT_TRUE(defaults.set("lane", false));
-    EXPECT_EQ(later.flag("lane"), false);
     EXPECT_EQ(Files::permissions(file), 0600);
-    EXPECT_EQ(PropertyListDefaults(home.path().string(), "another").string("digest"), std::nullopt);
+    EXPECT_EQ(PropertyListDefaults(home.path().string(), "another").string("& <key>"), std::nullopt);
 }
 
-TEST_F(UserDefaultsTests, ReadsWhatOthersWrote) {
-    write(
-        list("<key>on</key><true/><key>one</key><integer>1</integer><key>zero</key><integer>0</integer>"
-             "<key>half</key><real>0.5</real><key>text</key><string>YES</string><key>none</key><array/>"));
-    EXPECT_EQ(defaults.flag("on"), true);
-    EXPECT_EQ(defaults.flag("one"), true);
-    EXPECT_EQ(defaults.flag("zero"), false);
-    EXPECT_EQ(defaults.flag("half"), true);
-    EXPECT_EQ(defaults.flag("text"), std::nullopt);
-    EXPECT_EQ(defaults.flag("none"), std::nullopt);
-    EXPECT_EQ(defaults.string("text"), "YES");
-    EXPECT_EQ(defaults.string("one"), std::nullopt);
-}
-
-TEST_F(UserDefaultsTests, EverythingElseSurvives) {
+TEST_F(UserDefaultsTests, ReadsValuesOfOtherProgramsAndKeepsThem) {
     const std::string others =
-        "<key>real</key><real>0.10000000000000001</real><key>negative</key><integer>-5</integer>"
+        "<key>one</key><integer>1</integer><key>zero</key><integer>0</integer><key>half</key><real>0.5</real>"
+        "<key>none</key><array/><key>real</key><real>0.10000000000000001</real><key>negative</key><integer>-5</integer>"
         "<key>large</key><integer>18446744073709551615</integer><key>date</key><date>2024-02-03T04:05:06Z</date>"
         "<key>data</key><data>AAECAwQ=</data><key>nested</key><dict><key>a&amp;b</key><array><true/>"
         "<string>é &lt;x&gt;</string><dict/></array></dict>";
-    write(list("<key>old</key><string>old</string>" + others));
+    write(list("<key>old</key><string>YES</string>" + others));
+    const std::pair<const char*, std::optional<bool>> flags[] = {
+        {"one", true}, {"zero", false}, {"half", true}, {"old", std::nullopt}, {"none", std::nullopt}};
+    for (const auto& [key, want] : flags) EXPECT_EQ(defaults.flag(key), want) << key;
+    EXPECT_EQ(defaults.string("old"), "YES");
+    EXPECT_EQ(defaults.string("one"), std::nullopt);
     ASSERT_TRUE(defaults.set("old", "new"));
     ASSERT_TRUE(defaults.set("added", true));
     std::string text = testing::text(*Files::read(file));
@@ -72,9 +68,10 @@ TEST_F(UserDefaultsTests, EverythingElseSurvives) {
                                            "<key>added</key><true/></dict>"));
 }
 
-TEST_F(UserDefaultsTests, AFileThatIsNoListIsLeftAlone) {
-    for (const std::string& body : {std::string{"not a list"}, std::string{}, list("<key>a</key>").substr(0, 70),
-                                    std::string{"<plist version=\"1.0\"><array/></plist>"}}) {
+TEST_F(UserDefaultsTests, ADamagedFileIsLeftAloneAndInvalidTextIsRefused) {
+    using namespace std::string_literals;
+    for (const std::string& body :
+         {"not a list"s, ""s, list("<key>a</key>").substr(0, 70), "<plist version=\"1.0\"><array/></plist>"s}) {
         write(body);
         const auto set = defaults.set("key", "value");
         ASSERT_FALSE(set) << body;
@@ -82,12 +79,8 @@ TEST_F(UserDefaultsTests, AFileThatIsNoListIsLeftAlone) {
         EXPECT_EQ(asText(*Files::read(file)), body);
         EXPECT_EQ(defaults.string("key"), std::nullopt);
     }
-}
-
-TEST_F(UserDefaultsTests, WhatCannotBeWrittenIsRefused) {
-    ASSERT_TRUE(defaults.set("key", "value"));
+    write(list("<key>key</key><string>value</string>"));
     const auto before = Files::read(file);
-    using namespace std::string_literals;
     for (const std::string& text : {"a\0b"s, "\x01"s, "\xff"s, "a\rb"s}) {
         EXPECT_EQ(defaults.set("key", text).error().code, EILSEQ);
         EXPECT_EQ(defaults.set(text, "value").error().code, EILSEQ);

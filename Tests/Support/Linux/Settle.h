@@ -1,4 +1,4 @@
-// A point in the traffic of a bus.
+// Synchronisation with the traffic on a bus.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,8 +8,8 @@
 
 namespace larkmoor::testing {
 
-/// Asks the bus itself, which answers in order: what `bus` sent before has reached its receivers' queues when this
-/// returns, and what others had sent to it was handled here.
+/// Calls the bus itself, which handles messages in order: when this returns, everything that `bus` had sent has reached
+/// its receivers' queues, and everything that had been sent to it was handled.
 inline void settle(MainLoop& loop, SessionBus& bus) {
     const auto question = bus.methodCall("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId");
     EXPECT_TRUE(runTask(loop, bus.call(question)).value().has_value());

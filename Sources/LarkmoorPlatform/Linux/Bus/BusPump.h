@@ -1,4 +1,4 @@
-// Keeps one connection of the bus library moving on the main loop. The rooms see `SessionBus`; this is its engine.
+// Drives one sd-bus connection from the main loop: the implementation of `SessionBus`.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -13,18 +13,16 @@
 #include <string>
 
 #include "LarkmoorBase/Task.h"
-#include "LarkmoorPlatform/Linux/Bus/BusError.h"
 #include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
-#include "LarkmoorPlatform/Linux/Bus/BusSlot.h"
 
 namespace larkmoor {
 
 class BusPump : public std::enable_shared_from_this<BusPump> {
   public:
-    /// A call that waits for its answer.
+    /// A call that waits for its reply.
     struct Pending {
         std::function<void(BusResult)> reply;
-        bool isToldOfClosing = false;  ///< a coroutine waits; a callback's owner is closing and knows
+        bool failsAtClose = false;  ///< for a coroutine, which must be resumed; plain callbacks are dropped
     };
 
     explicit BusPump(MainLoop& loop);
@@ -32,12 +30,12 @@ class BusPump : public std::enable_shared_from_this<BusPump> {
     BusPump(const BusPump&) = delete;
     BusPump& operator=(const BusPump&) = delete;
 
-    /// Begins to connect; a failure is told through `onLost`, in a later turn of the loop.
+    /// Starts to connect; a failure is reported through `onLost`, in a later turn of the loop.
     void start(const std::string& address);
     void close();
 
     BusSlot call(const BusMessage& message, Pending pending, std::chrono::microseconds timeout);
-    /// Asks for one round in a later turn of the loop; asked often it is still one.
+    /// Processes messages in a later turn of the loop; repeated calls count once.
     void schedule();
 
     sd_bus* bus() const { return bus_; }
@@ -50,14 +48,14 @@ class BusPump : public std::enable_shared_from_this<BusPump> {
     using Executor = MainLoop::executor_type;
     struct PendingCall;
 
-    void round();
-    void arm();
-    void followDescriptor(int descriptor);
+    void process();
+    void waitForEvents();
+    void watchDescriptor(int descriptor);
     void waitFor(short events);
     void waitUntil(std::uint64_t microseconds);
-    void lose(const BusError& error);
-    Pending take(PendingCall& call);
-    BusSlot refuse(Pending pending, BusError error);
+    void disconnect(const BusError& error);
+    Pending remove(PendingCall& call);
+    BusSlot failLater(Pending pending, BusError error);
     static int onReply(sd_bus_message* message, void* call, sd_bus_error* error) noexcept;
 
     MainLoop& loop_;

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "LarkmoorPlatform/Linux/Bus/BusMatch.h"
+#include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
 #include "LarkmoorPlatform/Linux/Bus/BusPump.h"
 
 namespace larkmoor {
@@ -17,12 +17,12 @@ namespace {
 constexpr const char* driver = "org.freedesktop.DBus";
 constexpr const char* driverPath = "/org/freedesktop/DBus";
 
-/// A path within an address: all but a few letters are written by their number.
+/// A path within an address, where most special characters are percent-encoded.
 std::string escaped(std::string_view path) {
-    constexpr std::string_view plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-/.\\*";
+    constexpr std::string_view unreserved = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-/.\\*";
     std::string text;
     for (const char letter : path) {
-        if (plain.find(letter) != std::string_view::npos) {
+        if (unreserved.find(letter) != std::string_view::npos) {
             text += letter;
         } else {
             text += fmt::format("%{:02x}", static_cast<unsigned char>(letter));
@@ -43,7 +43,7 @@ int handleMessage(sd_bus_message* message, void* handler, sd_bus_error*) noexcep
     return (*static_cast<MessageHandler*>(handler))(BusMessage::retaining(message)) ? 1 : 0;
 }
 
-/// Gives the handler to the slot, or ends it where the registration failed.
+/// Hands the handler over to the slot; without a registration it is freed.
 BusSlot keep(int registered, sd_bus_slot* slot, std::unique_ptr<MessageHandler> handler,
              const std::shared_ptr<BusPump>& pump) {
     if (registered < 0) return {};
@@ -56,13 +56,13 @@ BusSlot keep(int registered, sd_bus_slot* slot, std::unique_ptr<MessageHandler> 
 Task<BusResult> callOn(std::shared_ptr<BusPump> pump, BusMessage message, std::chrono::microseconds timeout) {
     using Token = boost::asio::use_awaitable_t<MainLoop::executor_type>;
     const auto start = [pump = pump.get(), &message, timeout](auto handler) {
-        // What waits here goes on in a turn of its own: the library is in the middle of its work when an answer comes.
+        // The coroutine resumes in a turn of its own, since the library calls back from inside its processing.
         auto waiting = std::make_shared<decltype(handler)>(std::move(handler));
         auto reply = [waiting, &loop = pump->loop()](BusResult result) {
             boost::asio::post(
                 loop, [waiting, result = std::move(result)]() mutable { std::move (*waiting)(std::move(result)); });
         };
-        pump->call(message, {.reply = std::move(reply), .isToldOfClosing = true}, timeout).detach();
+        pump->call(message, {.reply = std::move(reply), .failsAtClose = true}, timeout).detach();
     };
     co_return co_await boost::asio::async_initiate<const Token, void(BusResult)>(start, Token{});
 }
@@ -163,8 +163,8 @@ BusNameWatch SessionBus::watchName(const std::string& name, std::function<void(c
     auto watched = std::make_shared<Watched>(std::move(handler));
     const auto rule =
         BusMatch{}.sender(driver).path(driverPath).interface(driver).member("NameOwnerChanged").argument(0, name);
-    // The match goes out first, so that no change falls between the question and it; what comes before the answer is
-    // older than the answer.
+    // The match is sent first, so that no change is missed between the two; a change that arrives before the reply is
+    // older than the reply.
     BusNameWatch watch;
     watch.changes = match(rule.rule(), [watched](const BusMessage& change) {
         BusReader reader{change};
@@ -183,7 +183,7 @@ BusNameWatch SessionBus::watchName(const std::string& name, std::function<void(c
 }
 
 std::string SessionBus::uniqueName() const {
-    // Asked earlier, the library would wait for the connection.
+    // Before that the library would block.
     if (sd_bus_is_ready(handle()) <= 0) return {};
     const char* name = nullptr;
     return sd_bus_get_unique_name(handle(), &name) < 0 ? std::string{} : std::string{name};

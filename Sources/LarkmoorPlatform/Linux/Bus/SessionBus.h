@@ -1,5 +1,5 @@
-// One connection to the session bus, driven by the main loop. Nothing here blocks: connecting, matches and names go
-// their way while the loop runs, and messages sent before the connection stands wait for it.
+// A connection to the session bus, driven by the main loop. Nothing blocks: connecting, matches and name requests
+// proceed while the loop runs, and messages sent before the connection is ready are queued.
 #pragma once
 
 #include <chrono>
@@ -9,80 +9,77 @@
 #include <string>
 
 #include "LarkmoorBase/Task.h"
-#include "LarkmoorPlatform/Linux/Bus/BusError.h"
 #include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
-#include "LarkmoorPlatform/Linux/Bus/BusReader.h"
-#include "LarkmoorPlatform/Linux/Bus/BusSlot.h"
-#include "LarkmoorPlatform/Linux/Bus/BusWriter.h"
+#include "LarkmoorPlatform/Linux/Bus/BusValues.h"
 
 namespace larkmoor {
 
-/// Follows the owner of one name for as long as it lives.
+/// Watches the owner of one name for as long as it lives.
 struct [[nodiscard]] BusNameWatch {
     BusSlot changes;
     BusSlot question;
 };
 
-/// Main thread. Callbacks come from the loop, never from inside the function that they were given to; they may call
-/// anything here, and may destroy the bus. They must not throw.
+/// Main thread. Callbacks come from the loop, never from inside the function that registered them; they may call
+/// anything here and may destroy the bus. They must not throw.
 class SessionBus {
   public:
     using Reply = std::function<void(BusResult)>;
-    /// What a call waits for its answer, unless it says otherwise: the bus library's own 25 s.
+    /// The bus library's own time-out, 25 s.
     static constexpr std::chrono::microseconds defaultTimeout{0};
-    /// Waits as long as the peer lives.
+    /// Waits for as long as the peer lives.
     static constexpr std::chrono::microseconds noTimeout = std::chrono::microseconds::max();
 
-    /// Begins to connect and returns at once. Without an address it is the session's own: $DBUS_SESSION_BUS_ADDRESS,
-    /// otherwise $XDG_RUNTIME_DIR/bus. Each object is a connection of its own; `loop` outlives it.
+    /// Starts to connect and returns at once. The default address is $DBUS_SESSION_BUS_ADDRESS, otherwise
+    /// $XDG_RUNTIME_DIR/bus. Each object is a connection of its own; `loop` outlives it.
     explicit SessionBus(MainLoop& loop, const std::optional<std::string>& address = std::nullopt);
-    /// Closes. Callbacks are not called after that; a `Task` under way ends with an error.
+    /// Closes. No callback follows; a pending `Task` ends with an error.
     ~SessionBus();
     SessionBus(const SessionBus&) = delete;
     SessionBus& operator=(const SessionBus&) = delete;
 
-    /// Called once, when the connection could not be made or is gone; to be set before the loop goes on. By then each
-    /// call under way had its error.
+    /// Called once, when connecting failed or the connection is lost, after every pending call got its error. To be set
+    /// before the loop runs on.
     void onLost(std::function<void(const BusError&)> handler);
     bool isLost() const;
 
-    /// An empty message of each kind, to be filled by a `BusWriter`. Names and paths are the caller's own and valid.
+    /// A message without values, to be filled by a `BusWriter`. Names and paths must be valid.
     BusMessage methodCall(const std::string& destination, const std::string& path, const std::string& interface,
                           const std::string& member);
     BusMessage signal(const std::string& path, const std::string& interface, const std::string& member);
 
-    /// Sends a signal, a reply, or a call that wants no answer; false if it is lost.
+    /// Sends a signal, a reply, or a call that expects no reply; false if it could not be sent.
     bool send(const BusMessage& message);
 
-    /// Sends the call; `reply` is called once with the answer, unless the slot is destroyed before.
+    /// Sends the call; `reply` is called once, unless the slot is destroyed before.
     [[nodiscard]] BusSlot call(const BusMessage& message, Reply reply,
                                std::chrono::microseconds timeout = defaultTimeout);
     Task<BusResult> call(BusMessage message, std::chrono::microseconds timeout = defaultTimeout);
 
     /// Exports an interface; the table and `userdata` outlive the slot. A method's handler may keep
-    /// `BusMessage::retaining(call)`, return 1 and send the answer later.
+    /// `BusMessage::retaining(call)`, return 1 and reply later.
     [[nodiscard]] BusSlot addObject(const std::string& path, const std::string& interface, const sd_bus_vtable* table,
                                     void* userdata);
-    /// Called for each message that the rule names; `BusMatch` writes rules. A rule that the bus refuses ends the
+    /// Calls `handler` for each message that matches the rule (see `BusMatch`). A rule that the bus rejects ends the
     /// connection.
     [[nodiscard]] BusSlot match(const std::string& rule, std::function<void(const BusMessage&)> handler);
-    /// Sees every message that is no reply to a call of ours; true ends its way. Makes the bus send nothing more.
+    /// Calls `handler` for every incoming message but replies to our calls; true stops further dispatch. Adds no match
+    /// to the bus, so only messages that are sent to us anyway are seen.
     [[nodiscard]] BusSlot filter(std::function<bool(const BusMessage&)> handler);
 
-    /// Asks for the name without waiting in the queue; an owner that allows no replacement keeps it, and that is an
-    /// error.
+    /// Requests the name without queueing for it; a name that another connection owns is an error.
     [[nodiscard]] BusSlot requestName(const std::string& name,
                                       std::function<void(std::expected<void, BusError>)> handler);
     void releaseName(const std::string& name);
-    /// `handler` gets the unique name of the present owner, empty for none, and then of each new one.
+    /// Calls `handler` with the unique name of the current owner, empty for none, and then at each change.
     BusNameWatch watchName(const std::string& name, std::function<void(const std::string& owner)> handler);
 
-    /// Our own name, "" until the connection stands.
+    /// Our unique name; empty until the connection is ready.
     std::string uniqueName() const;
 
-    /// For what this class does not offer, functions that do not block alone; ask `pump` after each that sends.
+    /// For non-blocking sd-bus functions that this class does not wrap; call `pump` after one that sends.
     sd_bus* handle() const;
-    /// Lets the bus do what it has to in the next turn of the loop. Many at once are one.
+    /// Processes the bus in the loop's next turn; repeated calls count once.
     void pump();
 
   private:

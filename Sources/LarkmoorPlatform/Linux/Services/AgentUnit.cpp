@@ -20,57 +20,57 @@ using Value = PropertyListValue;
 using Dictionary = PropertyListValue::Dictionary;
 
 constexpr std::string_view sourceKey = "SourcePath=";
-/// What launchd waits between two starts where a list does not say.
+/// launchd's default ThrottleInterval, in seconds.
 constexpr double defaultThrottle = 10;
-/// To the user manager a program that these end has ended well; to launchd only one that exits with 0 has.
-constexpr std::string_view gentleSignals = "SIGHUP SIGINT SIGPIPE SIGTERM";
+/// systemd counts an end by these signals as success; launchd only an exit with status 0.
+constexpr std::string_view cleanSignals = "SIGHUP SIGINT SIGPIPE SIGTERM";
 
-/// They change when an agent runs, and the user manager's services have no word for them.
-constexpr std::array untranslatable{"Sockets",
-                                    "StartCalendarInterval",
-                                    "StartInterval",
-                                    "StartOnMount",
-                                    "WatchPaths",
-                                    "QueueDirectories",
-                                    "inetdCompatibility",
-                                    "LaunchEvents",
-                                    "LaunchOnlyOnce",
-                                    "AbandonProcessGroup",
-                                    "SoftResourceLimits",
-                                    "HardResourceLimits",
-                                    "RootDirectory",
-                                    "UserName",
-                                    "EnableGlobbing",
-                                    "GroupName",
-                                    "Disabled",
-                                    "LimitLoadToHosts",
-                                    "LimitLoadFromHosts"};
+/// Keys that change when or how an agent runs and have no counterpart in a service unit.
+constexpr std::array unsupportedKeys{"Sockets",
+                                     "StartCalendarInterval",
+                                     "StartInterval",
+                                     "StartOnMount",
+                                     "WatchPaths",
+                                     "QueueDirectories",
+                                     "inetdCompatibility",
+                                     "LaunchEvents",
+                                     "LaunchOnlyOnce",
+                                     "AbandonProcessGroup",
+                                     "SoftResourceLimits",
+                                     "HardResourceLimits",
+                                     "RootDirectory",
+                                     "UserName",
+                                     "EnableGlobbing",
+                                     "GroupName",
+                                     "Disabled",
+                                     "LimitLoadToHosts",
+                                     "LimitLoadFromHosts"};
 
-/// Says a list in unit words; the first thing that cannot be said is the complaint.
+/// One translation; keeps the first error.
 class Translation {
   public:
     Translation(const Dictionary& list, const std::string& listPath) : list_(list), listPath_(listPath) {}
 
     std::expected<AgentUnit, std::string> unit() {
         const std::string label = readLabel();
-        for (const char* key : untranslatable) {
+        for (const char* key : unsupportedKeys) {
             const Value* value = find(key);
-            if (value != nullptr && *value != Value{false}) complain(fmt::format("{} has no counterpart here", key));
+            if (value != nullptr && *value != Value{false}) fail(fmt::format("{} has no counterpart here", key));
         }
         const std::string command = readCommand();
         const std::string restart = readRestart();
         std::string service =
             fmt::format("ExecStart={}\n{}", command, restart) + readEnvironment() + readPaths() + readNumbers();
-        if (complaint_) return std::unexpected(*complaint_);
+        if (error_) return std::unexpected(*error_);
         return AgentUnit{.name = label + ".service",
-                         .text = head(label) + "\n[Service]\n" + service +
+                         .text = unitSection(label) + "\n[Service]\n" + service +
                                  (startsAtLoad_ ? "\n[Install]\nWantedBy=default.target\n" : ""),
                          .startsAtLoad = startsAtLoad_};
     }
 
   private:
-    void complain(std::string words) {
-        if (!complaint_) complaint_ = std::move(words);
+    void fail(std::string words) {
+        if (!error_) error_ = std::move(words);
     }
 
     const Value* find(std::string_view key) const {
@@ -78,13 +78,13 @@ class Translation {
         return found == list_.end() ? nullptr : &found->second;
     }
 
-    /// The value of that type under the key; nothing if there is none, and a complaint if it is another.
+    /// The value under the key; null if there is none, and an error if it has another type.
     template <class T>
     const T* read(std::string_view key, std::string_view kind) {
         const Value* value = find(key);
         if (value == nullptr) return nullptr;
         const T* typed = value->as<T>();
-        if (typed == nullptr) complain(fmt::format("{} is no {}", key, kind));
+        if (typed == nullptr) fail(fmt::format("{} is no {}", key, kind));
         return typed;
     }
     const std::string* readText(std::string_view key) { return read<std::string>(key, "text"); }
@@ -95,36 +95,36 @@ class Translation {
         if (const auto* whole = value->as<std::int64_t>()) return static_cast<double>(*whole);
         const auto* real = value->as<double>();
         if (real != nullptr && std::isfinite(*real)) return *real;
-        complain(fmt::format("{} is no number", key));
+        fail(fmt::format("{} is no number", key));
         return std::nullopt;
     }
 
     std::string quoted(std::string_view what, std::string_view text) {
         const auto words = UnitText::quoted(text);
-        if (!words) complain(fmt::format("{} holds a control character", what));
+        if (!words) fail(fmt::format("{} holds a control character", what));
         return words.value_or("");
     }
-    std::string placed(std::string_view what, const std::string& path) {
+    std::string pathValue(std::string_view what, const std::string& path) {
         const auto words = UnitText::path(path);
-        if (!words) complain(fmt::format("{} is no path that a unit can name: {}", what, path));
+        if (!words) fail(fmt::format("{} is no path that a unit can name: {}", what, path));
         return words.value_or("");
     }
 
     std::string readLabel() {
         const std::string* label = readText("Label");
-        if (label == nullptr) complain("it has no Label");
+        if (label == nullptr) fail("it has no Label");
         if (label != nullptr && !UnitText::isName(*label))
-            complain(fmt::format("its Label cannot name a unit: {}", *label));
+            fail(fmt::format("its Label cannot name a unit: {}", *label));
         return label == nullptr ? "" : *label;
     }
 
-    std::string head(const std::string& label) {
+    std::string unitSection(const std::string& label) {
         const auto source = UnitText::path(listPath_);
         return fmt::format("[Unit]\nDescription={}\n{}StartLimitIntervalSec=0\n", label,
                            source ? fmt::format("{}{}\n", sourceKey, *source) : "");
     }
 
-    /// The program's path, and what it is told as its own name if that is something else.
+    /// ExecStart: the program's path, with argv[0] if that differs.
     std::string readCommand() {
         std::vector<std::string> words = readArguments();
         std::string program;
@@ -135,11 +135,10 @@ class Translation {
         } else if (!words.empty()) {
             program = words.front();
         } else {
-            complain("it names no program");
+            fail("it names no program");
         }
         const bool isSearched = !program.contains('/');
-        if (!isSearched && !program.starts_with('/'))
-            complain(fmt::format("its program is no absolute path: {}", program));
+        if (!isSearched && !program.starts_with('/')) fail(fmt::format("its program is no absolute path: {}", program));
         if (words.empty()) words.push_back(program);
         const bool isRenamed = words.front() != program;
         std::string command = quoted("its program", fmt::format(":{}{}", isRenamed ? "@" : "", program));
@@ -154,7 +153,7 @@ class Translation {
         if (arguments == nullptr) return words;
         for (const Value& argument : *arguments) {
             const auto* word = argument.as<std::string>();
-            if (word == nullptr) complain("ProgramArguments holds something that is no text");
+            if (word == nullptr) fail("ProgramArguments holds something that is no text");
             words.push_back(word == nullptr ? "" : *word);
         }
         return words;
@@ -164,7 +163,7 @@ class Translation {
     std::string inBundlePath(const std::string& program) {
         const std::filesystem::path list{listPath_};
         const auto contents = list.parent_path().parent_path().parent_path();
-        if (contents.filename() != "Contents") complain("it names a BundleProgram and lies in no bundle");
+        if (contents.filename() != "Contents") fail("it names a BundleProgram and lies in no bundle");
         return (contents.parent_path() / program).lexically_normal().string();
     }
 
@@ -172,13 +171,13 @@ class Translation {
         const bool* atLoad = read<bool>("RunAtLoad", "flag");
         startsAtLoad_ = atLoad != nullptr && *atLoad;
         const std::string_view policy = readKeepAlive();
-        // To keep an agent alive is to start it.
+        // KeepAlive implies RunAtLoad.
         if (policy.empty()) return "";
         startsAtLoad_ = true;
         std::string lines = fmt::format("Restart={}\nRestartSec={:g}\n", policy,
                                         std::max(0.0, readNumber("ThrottleInterval").value_or(defaultThrottle)));
-        if (policy == onFailure) lines += fmt::format("RestartForceExitStatus={}\n", gentleSignals);
-        if (policy == onSuccess) lines += fmt::format("RestartPreventExitStatus={}\n", gentleSignals);
+        if (policy == onFailure) lines += fmt::format("RestartForceExitStatus={}\n", cleanSignals);
+        if (policy == onSuccess) lines += fmt::format("RestartPreventExitStatus={}\n", cleanSignals);
         return lines;
     }
 
@@ -191,7 +190,7 @@ class Translation {
         const bool isAlone = conditions != nullptr && conditions->size() == 1 && success != conditions->end();
         const bool* wanted = isAlone ? success->second.as<bool>() : nullptr;
         if (wanted != nullptr) return *wanted ? onSuccess : onFailure;
-        complain("its KeepAlive has no counterpart here");
+        fail("its KeepAlive has no counterpart here");
         return "";
     }
 
@@ -202,7 +201,7 @@ class Translation {
         for (const auto& [name, value] : *variables) {
             const auto* text = value.as<std::string>();
             if (text == nullptr || !UnitText::isVariable(name)) {
-                complain(fmt::format("EnvironmentVariables: {} cannot be set", name));
+                fail(fmt::format("EnvironmentVariables: {} cannot be set", name));
                 continue;
             }
             lines += fmt::format("Environment={}\n", quoted("EnvironmentVariables", name + "=" + *text));
@@ -213,7 +212,8 @@ class Translation {
     std::string readPaths() {
         std::string lines;
         const auto add = [&](std::string_view key, std::string_view directive) {
-            if (const std::string* path = readText(key)) lines += fmt::format("{}{}\n", directive, placed(key, *path));
+            if (const std::string* path = readText(key))
+                lines += fmt::format("{}{}\n", directive, pathValue(key, *path));
         };
         add("WorkingDirectory", "WorkingDirectory=");
         add("StandardInPath", "StandardInput=file:");
@@ -226,8 +226,8 @@ class Translation {
         std::string lines;
         if (const auto nice = readNumber("Nice")) lines += fmt::format("Nice={:.0f}\n", *nice);
         if (const auto* mask = read<std::int64_t>("Umask", "number")) lines += fmt::format("UMask={:04o}\n", *mask);
-        if (const auto patience = readNumber("ExitTimeOut"))
-            lines += *patience <= 0 ? "TimeoutStopSec=infinity\n" : fmt::format("TimeoutStopSec={:g}\n", *patience);
+        if (const auto timeout = readNumber("ExitTimeOut"))
+            lines += *timeout <= 0 ? "TimeoutStopSec=infinity\n" : fmt::format("TimeoutStopSec={:g}\n", *timeout);
         return lines;
     }
 
@@ -237,7 +237,7 @@ class Translation {
     const Dictionary& list_;
     const std::string& listPath_;
     bool startsAtLoad_ = false;
-    std::optional<std::string> complaint_;
+    std::optional<std::string> error_;
 };
 
 }  // namespace
@@ -254,7 +254,7 @@ std::optional<std::string> AgentUnit::source(std::string_view text) {
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(text.size(), line.size() + 1));
-        if (line.starts_with(sourceKey)) return UnitText::plainPath(line.substr(sourceKey.size()));
+        if (line.starts_with(sourceKey)) return UnitText::unescapedPath(line.substr(sourceKey.size()));
     }
     return std::nullopt;
 }

@@ -1,5 +1,4 @@
-// A launch agent's property list, said in the words of the user manager: a service unit that does what the list says,
-// and nothing else.
+// Translates a launch agent's property list into a systemd service unit.
 #pragma once
 
 #include <expected>
@@ -15,13 +14,12 @@ struct AgentUnit {
     std::string text;  ///< the unit file
     bool startsAtLoad = false;
 
-    /// `listPath` is where the list lies: the unit names it as its source, and a program inside a bundle is looked for
-    /// in the bundle that the list lies in. The error is words for a log. Keys that the user manager has nothing to do
-    /// with (mach services, process types, session types) are passed over; those that would change when and how the
-    /// agent runs and have no counterpart are refused.
+    /// `listPath` becomes the unit's SourcePath, and a BundleProgram is resolved against the bundle that holds it. The
+    /// error is text for a log. Keys without meaning for systemd (mach services, process types, session types) are
+    /// ignored; keys that change when or how the agent runs and have no counterpart are errors.
     static std::expected<AgentUnit, std::string> translate(BytesView list, const std::string& listPath);
 
-    /// The source that a unit file names; nothing if it names none.
+    /// The SourcePath in the text of a unit file, if there is one.
     static std::optional<std::string> source(std::string_view text);
 
     bool operator==(const AgentUnit&) const = default;

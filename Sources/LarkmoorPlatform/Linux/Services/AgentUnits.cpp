@@ -1,5 +1,9 @@
 #include "LarkmoorPlatform/Linux/Services/AgentUnits.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
 
@@ -7,52 +11,82 @@ namespace larkmoor {
 
 namespace {
 
-UserManager::Done inBusWords(const std::expected<void, FileError>& done) {
+using FileResult = std::expected<void, FileError>;
+
+FileResult removeFile(const std::string& path) {
+    if (::unlink(path.c_str()) == 0 || errno == ENOENT) return {};
+    return std::unexpected(FileError{path, errno});
+}
+
+FileResult makeFolderOf(const std::string& path) { return Files::makeFolders(path.substr(0, path.rfind('/')), 0755); }
+
+FileResult makeLink(const std::string& target, const std::string& link) {
+    if (auto made = makeFolderOf(link); !made) return made;
+    if (::symlink(target.c_str(), link.c_str()) == 0 || errno == EEXIST) return {};
+    return std::unexpected(FileError{link, errno});
+}
+
+UserManager::Result asBusError(const std::expected<void, FileError>& done) {
     if (done) return {};
     return std::unexpected(BusError{std::string{BusErrorName::failed}, done.error().description()});
 }
 
-/// A unit that the manager never saw, or that is masked, has nothing that could run.
+/// Unknown and masked units cannot be running.
 bool hasNothingToStop(const BusError& error) {
     return error.name == UserManager::noSuchUnit || error.name == UserManager::unitMasked;
 }
 
 }  // namespace
 
-Task<std::expected<AgentUnits::Standing, BusError>> AgentUnits::standing(std::string unit) {
-    Standing standing;
-    const UserManager::Answer state = co_await manager_.fileState(unit);
-    if (state) {
-        standing.fileState = *state;
-    } else if (state.error().name != UserManager::noSuchFile) {
-        co_return std::unexpected(state.error());
+FileResult AgentUnitFiles::write(const AgentUnit& agent) const {
+    const std::string file = unit(agent.name), wants = link(agent.name);
+    if (agent.startsAtLoad) {
+        if (auto done = makeLink(file, wants); !done) return done;
     }
-    if (const auto text = Files::read(files_.unit(unit))) standing.source = AgentUnit::source(asText(*text));
-    co_return standing;
+    if (auto made = makeFolderOf(file); !made) return made;
+    if (auto written = Files::replace(file, asBytes(agent.text), 0644); !written) return written;
+    return agent.startsAtLoad ? FileResult{} : removeFile(wants);
 }
 
-Task<UserManager::Done> AgentUnits::bringIn(AgentUnit unit) {
-    // Without a manager nothing could be told of it, and a file alone would start it at some later login.
-    const auto known = co_await standing(unit.name);
+FileResult AgentUnitFiles::remove(const std::string& name) const {
+    if (auto gone = removeFile(unit(name)); !gone) return gone;
+    return removeFile(link(name));
+}
+
+Task<std::expected<AgentUnits::State, BusError>> AgentUnits::state(std::string unit) {
+    State found;
+    const UserManager::Answer fileState = co_await manager_.fileState(unit);
+    if (fileState) {
+        found.fileState = *fileState;
+    } else if (fileState.error().name != UserManager::noSuchFile) {
+        co_return std::unexpected(fileState.error());
+    }
+    if (const auto text = Files::read(files_.unit(unit))) found.source = AgentUnit::source(asText(*text));
+    co_return found;
+}
+
+Task<UserManager::Result> AgentUnits::install(AgentUnit unit) {
+    // Without a service manager nothing is written, since the unit would start unasked at some later login.
+    const auto known = co_await state(unit.name);
     if (!known) co_return std::unexpected(known.error());
     const auto written = co_await BlockingWork::run([files = files_, unit] { return files.write(unit); });
-    if (!written) co_return inBusWords(written);
+    if (!written) co_return asBusError(written);
     if (known->isBootedOut()) {
-        if (auto lifted = co_await manager_.unmaskForNow(unit.name); !lifted) co_return lifted;
+        if (auto lifted = co_await manager_.unmaskRuntime(unit.name); !lifted) co_return lifted;
     }
     if (auto reloaded = co_await manager_.reload(); !reloaded) co_return reloaded;
-    if (!unit.startsAtLoad) co_return UserManager::Done{};
+    if (!unit.startsAtLoad) co_return UserManager::Result{};
     co_return co_await manager_.start(unit.name);
 }
 
-Task<UserManager::Done> AgentUnits::takeOut(std::string unit) {
-    const auto known = co_await standing(unit);
+Task<UserManager::Result> AgentUnits::uninstall(std::string unit) {
+    const auto known = co_await state(unit);
     if (!known) co_return std::unexpected(known.error());
     const auto stopped = co_await manager_.stop(unit);
     if (!stopped && !hasNothingToStop(stopped.error())) co_return stopped;
-    if (const auto gone = files_.remove(unit); !gone) co_return inBusWords(gone);
+    if (const auto gone = files_.remove(unit); !gone) co_return asBusError(gone);
     if (known->isBootedOut()) {
-        if (auto lifted = co_await manager_.unmaskForNow(unit); !lifted) co_return lifted;
+        if (auto lifted = co_await manager_.unmaskRuntime(unit); !lifted) co_return lifted;
     }
     static_cast<void>(co_await manager_.resetFailed(unit));
     co_return co_await manager_.reload();

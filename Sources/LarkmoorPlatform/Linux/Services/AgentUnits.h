@@ -1,38 +1,57 @@
-// Agents as units of the user manager: brought in, taken out, and what the person has said about them.
+// Launch agents as units of the user's service manager: their files, their state, installing and uninstalling them.
 #pragma once
 
 #include <expected>
 #include <optional>
 #include <string>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/Linux/Services/AgentUnit.h"
-#include "LarkmoorPlatform/Linux/Services/AgentUnitFiles.h"
+#include "LarkmoorPlatform/Linux/Services/UserFolders.h"
 #include "LarkmoorPlatform/Linux/Services/UserManager.h"
 
 namespace larkmoor {
+
+/// The files of an agent's unit. The unit file lies in the user's data folder, so that `systemctl mask` can override
+/// it; a link in default.target.wants starts it at login, and `systemctl disable` removes that. Blocks for the disk;
+/// any thread.
+struct AgentUnitFiles {
+    UserFolders folders;
+
+    /// The paths of the unit file and of its wants link. `name` ends in ".service".
+    std::string unit(const std::string& name) const { return folders.data + "/systemd/user/" + name; }
+    std::string link(const std::string& name) const {
+        return folders.config + "/systemd/user/default.target.wants/" + name;
+    }
+
+    /// Creates the link before the unit, and removes a link that is no longer wanted after it: a link without its unit
+    /// means nothing, while a unit without its link would look as if the user had disabled it.
+    std::expected<void, FileError> write(const AgentUnit& unit) const;
+    /// Removes the unit before the link. Files that do not exist are no error.
+    std::expected<void, FileError> remove(const std::string& name) const;
+};
 
 /// Main thread; outlives its tasks.
 class AgentUnits {
   public:
     AgentUnits(UserManager& manager, UserFolders folders) : manager_(manager), files_{std::move(folders)} {}
 
-    /// What is known of a unit: the manager's word of its file, and the property list that it was made from.
-    struct Standing {
-        std::optional<std::string> fileState;  ///< nothing without a file
-        std::optional<std::string> source;
-        /// Masked, or its link taken away.
-        bool isRefusedByPerson() const { return fileState == "masked" || fileState == "disabled"; }
-        /// Until the next login; nobody's no.
+    struct State {
+        std::optional<std::string> fileState;  ///< UnitFileState; nothing without a unit file
+        std::optional<std::string> source;     ///< the property list that the unit was made from
+        /// The user has masked the unit or removed its link.
+        bool isDisabledByUser() const { return fileState == "masked" || fileState == "disabled"; }
+        /// Masked until the next login by bootout, not by the user.
         bool isBootedOut() const { return fileState == "masked-runtime"; }
     };
-    Task<std::expected<Standing, BusError>> standing(std::string unit);
+    Task<std::expected<State, BusError>> state(std::string unit);
 
-    /// In the place of a unit of that name, and starts it if it starts at load; one that runs already runs on as it is.
-    /// Nothing is touched where no manager runs. Killed in between it leaves what the next call completes and nobody
-    /// takes for the person's word.
-    Task<UserManager::Done> bringIn(AgentUnit unit);
-    /// Stops it and removes every trace. One that does not stop stays.
-    Task<UserManager::Done> takeOut(std::string unit);
+    /// Replaces a unit of the same name, and starts the unit if it starts at load; a running one is not restarted.
+    /// Writes nothing if no service manager runs. If it is interrupted, the next call completes it, and meanwhile the
+    /// unit does not look disabled by the user.
+    Task<UserManager::Result> install(AgentUnit unit);
+    /// Stops the unit and removes all its files. A unit that does not stop stays installed.
+    Task<UserManager::Result> uninstall(std::string unit);
 
   private:
     UserManager& manager_;

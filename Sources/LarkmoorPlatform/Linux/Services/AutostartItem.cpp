@@ -17,22 +17,22 @@ namespace {
 
 constexpr std::string_view group = "[Desktop Entry]";
 
-/// The value under a key of the entry's own group.
+/// The value of a key in the group [Desktop Entry].
 std::optional<std::string_view> valueOf(std::string_view entry, std::string_view key) {
-    bool isOurs = false;
+    bool isInGroup = false;
     while (!entry.empty()) {
         const std::string_view line = entry.substr(0, entry.find('\n'));
         entry.remove_prefix(std::min(entry.size(), line.size() + 1));
         const std::string_view words = trimmed(line);
-        if (words.starts_with('[')) isOurs = words == group;
+        if (words.starts_with('[')) isInGroup = words == group;
         const auto sign = words.find('=');
-        if (isOurs && sign != std::string_view::npos && trimmed(words.substr(0, sign)) == key)
+        if (isInGroup && sign != std::string_view::npos && trimmed(words.substr(0, sign)) == key)
             return trimmed(words.substr(sign + 1));
     }
     return std::nullopt;
 }
 
-/// One argument in quotes, escaped once for the command and once more for the file.
+/// Exec with one quoted argument: escaped once for the command line and once more for the file.
 std::string command(std::string_view executable) {
     std::string words = "\"";
     for (const char letter : executable) {
@@ -46,12 +46,12 @@ std::string command(std::string_view executable) {
     return words += '"';
 }
 
-/// Each desktop has its own way to switch an entry off.
-struct Switch {
-    std::string_view key, off;
+/// The keys by which desktops disable an entry.
+struct DisablingKey {
+    std::string_view key, value;
 };
-constexpr std::array switches{Switch{"Hidden", "true"}, Switch{"X-GNOME-Autostart-enabled", "false"},
-                              Switch{"X-MATE-Autostart-enabled", "false"}};
+constexpr std::array disablingKeys{DisablingKey{"Hidden", "true"}, DisablingKey{"X-GNOME-Autostart-enabled", "false"},
+                                   DisablingKey{"X-MATE-Autostart-enabled", "false"}};
 
 }  // namespace
 
@@ -62,9 +62,9 @@ std::string AutostartEntry::text(std::string_view name, std::string_view icon, s
 
 LoginItemStatus AutostartEntry::status(const std::optional<std::string>& entry, std::string_view executable) {
     if (!entry) return LoginItemStatus::notRegistered;
-    const bool isOff =
-        std::ranges::any_of(switches, [&](const Switch& one) { return valueOf(*entry, one.key) == one.off; });
-    if (isOff) return LoginItemStatus::requiresApproval;
+    const bool isDisabled = std::ranges::any_of(
+        disablingKeys, [&](const DisablingKey& each) { return valueOf(*entry, each.key) == each.value; });
+    if (isDisabled) return LoginItemStatus::requiresApproval;
     return valueOf(*entry, "Exec") == command(executable) ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
 }
 
@@ -75,7 +75,7 @@ AutostartItem::AutostartItem(const UserFolders& folders, Application application
 
 Task<LoginItemStatus> AutostartItem::status() {
     const auto bytes = Files::read(path_);
-    // What is there and cannot be read is not ours to replace.
+    // A file that cannot be read must not be replaced.
     if (!bytes && bytes.error().code != ENOENT) co_return LoginItemStatus::requiresApproval;
     const auto entry = bytes ? std::optional{std::string{asText(*bytes)}} : std::nullopt;
     co_return AutostartEntry::status(entry, application_.executable);

@@ -1,4 +1,4 @@
-// This application as an entry in the desktop's autostart folder, $XDG_CONFIG_HOME/autostart (XDG autostart 0.5).
+// This application as a login item: an entry in $XDG_CONFIG_HOME/autostart (XDG autostart 0.5).
 #pragma once
 
 #include <optional>
@@ -12,11 +12,11 @@ namespace larkmoor {
 
 namespace AutostartEntry {
 
-/// The whole entry that starts `executable` at login.
+/// The desktop entry that starts `executable` at login.
 std::string text(std::string_view name, std::string_view icon, std::string_view executable);
 
-/// `entry` is nothing where there is no file. An entry that was switched off, by whichever of the desktops' keys, is
-/// the person's no; one that starts another executable, such as one of a bundle that has moved, is none.
+/// `entry` is the file's content, nothing if there is no file. An entry that the user disabled by any of the desktops'
+/// keys requires approval; one with another executable, as of a bundle that was moved, counts as not registered.
 LoginItemStatus status(const std::optional<std::string>& entry, std::string_view executable);
 
 }  // namespace AutostartEntry

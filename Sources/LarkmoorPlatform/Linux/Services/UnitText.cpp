@@ -38,18 +38,18 @@ std::optional<std::string> path(std::string_view path) {
     return words;
 }
 
-std::string plainPath(std::string_view text) {
-    std::string plain;
+std::string unescapedPath(std::string_view text) {
+    std::string path;
     for (std::size_t index = 0; index < text.size(); ++index) {
-        plain += text[index];
+        path += text[index];
         if (text.substr(index, 2) == "%%") ++index;
     }
-    return plain;
+    return path;
 }
 
 bool isName(std::string_view text) {
-    constexpr std::size_t mostBytes = 240;  // a unit's name has 255, its type included
-    return !text.empty() && text.size() <= mostBytes && !text.starts_with('.') &&
+    constexpr std::size_t maxBytes = 240;  // of the 255 that a unit's whole name may have
+    return !text.empty() && text.size() <= maxBytes && !text.starts_with('.') &&
            std::ranges::all_of(text, [](char letter) {
                return isLetter(letter) || isDigit(letter) || letter == '.' || letter == '-' || letter == '_' ||
                       letter == ':';

@@ -1,4 +1,4 @@
-// How text stands in a unit file (systemd.syntax(7), systemd.unit(5)): quotes, escapes and specifiers.
+// Quoting and escaping for unit files (systemd.syntax(7), systemd.unit(5)).
 #pragma once
 
 #include <optional>
@@ -7,18 +7,18 @@
 
 namespace larkmoor::UnitText {
 
-/// One word in quotes, read back as `text`; nothing if a control character is in it.
+/// One quoted word that systemd parses back to `text`; nothing for text with control characters or invalid UTF-8.
 std::optional<std::string> quoted(std::string_view text);
 
-/// An absolute path as the rest of a line, which nothing quotes; nothing for one that would read as another.
+/// An absolute path as an unquoted value to the end of the line; nothing for a path that would be parsed differently.
 std::optional<std::string> path(std::string_view path);
-/// Back from `path`.
-std::string plainPath(std::string_view text);
+/// The inverse of `path`.
+std::string unescapedPath(std::string_view text);
 
-/// Whether the text can be the part of a unit's name before its type.
+/// Whether the text is valid as a unit's name without its suffix.
 bool isName(std::string_view text);
 
-/// Whether the text can name a variable of an environment.
+/// Whether the text is valid as the name of an environment variable.
 bool isVariable(std::string_view text);
 
 }  // namespace larkmoor::UnitText

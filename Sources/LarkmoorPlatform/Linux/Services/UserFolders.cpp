@@ -2,13 +2,13 @@
 
 #include <cstdlib>
 
-#include "LarkmoorPlatform/HomeFolder.h"
+#include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor {
 
 namespace {
 
-std::string named(const char* variable, const char* inHome) {
+std::string folder(const char* variable, const char* inHome) {
     const char* path = std::getenv(variable);
     return path != nullptr && *path == '/' ? std::string{path} : homeFolder() + inHome;
 }
@@ -16,7 +16,7 @@ std::string named(const char* variable, const char* inHome) {
 }  // namespace
 
 UserFolders UserFolders::current() {
-    return {.config = named("XDG_CONFIG_HOME", "/.config"), .data = named("XDG_DATA_HOME", "/.local/share")};
+    return {.config = folder("XDG_CONFIG_HOME", "/.config"), .data = folder("XDG_DATA_HOME", "/.local/share")};
 }
 
 }  // namespace larkmoor

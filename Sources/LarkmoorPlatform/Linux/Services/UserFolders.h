@@ -1,4 +1,4 @@
-// Where this user's programs keep what they are told and what they know (XDG base directories).
+// The XDG base directories of this user.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@ struct UserFolders {
     std::string config;  ///< $XDG_CONFIG_HOME, otherwise {home}/.config
     std::string data;    ///< $XDG_DATA_HOME, otherwise {home}/.local/share
 
-    /// A variable that is no absolute path does not count.
+    /// Variables that are no absolute paths are ignored.
     static UserFolders current();
 };
 

@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "LarkmoorBase/Timers.h"
-#include "LarkmoorPlatform/Linux/Bus/BusMatch.h"
+#include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
 
 namespace larkmoor {
 
@@ -24,14 +24,14 @@ UserManager::Answer unreadable(const char* what) {
 
 }  // namespace
 
-/// What the manager said of jobs that ended while we listen. The word may come before the job's own name does.
+/// The results of jobs that finished since we subscribed. A result may arrive before the reply that names its job.
 struct UserManager::Jobs {
     std::map<std::string, std::string> results;
-    MainTimer gate;
+    MainTimer timer;
 
-    Jobs(MainLoop& loop, std::chrono::seconds patience) : gate(loop.get_executor(), patience) {}
+    Jobs(MainLoop& loop, std::chrono::seconds timeout) : timer(loop.get_executor(), timeout) {}
 
-    void hear(const BusMessage& removed) {
+    void onJobRemoved(const BusMessage& removed) {
         BusReader reader{removed};
         reader.uint32();
         const std::string job{reader.path()};
@@ -39,36 +39,36 @@ struct UserManager::Jobs {
         const std::string result{reader.text()};
         if (!reader.fits()) return;
         results.insert_or_assign(job, result);
-        gate.cancel();
+        timer.cancel();
     }
 };
 
-BusMessage UserManager::manager(const char* member) {
+BusMessage UserManager::managerCall(const char* member) {
     BusMessage call = bus_.methodCall(service, objectPath, interface, member);
-    // Where no manager runs none is to be started.
+    // Must not start a service manager by D-Bus activation.
     if (call) sd_bus_message_set_auto_start(call.get(), 0);
     return call;
 }
 
-Task<BusResult> UserManager::ask(BusMessage call) { return bus_.call(std::move(call)); }
+Task<BusResult> UserManager::send(BusMessage call) { return bus_.call(std::move(call)); }
 
-Task<UserManager::Done> UserManager::done(BusMessage call) {
-    const BusResult reply = co_await ask(std::move(call));
+Task<UserManager::Result> UserManager::sendForResult(BusMessage call) {
+    const BusResult reply = co_await send(std::move(call));
     if (!reply) co_return std::unexpected(reply.error());
-    co_return Done{};
+    co_return Result{};
 }
 
 Task<UserManager::Answer> UserManager::loadState(std::string unit) {
-    const BusMessage load = manager("LoadUnit");
+    const BusMessage load = managerCall("LoadUnit");
     BusWriter{load}.text(unit);
-    const BusResult loaded = co_await ask(load);
+    const BusResult loaded = co_await send(load);
     if (!loaded) co_return std::unexpected(loaded.error());
     BusReader reader{*loaded};
     const std::string path{reader.path()};
     if (!reader.fits()) co_return unreadable("a unit's path");
     const BusMessage get = bus_.methodCall(service, path, "org.freedesktop.DBus.Properties", "Get");
     BusWriter{get}.text("org.freedesktop.systemd1.Unit").text("LoadState");
-    const BusResult got = co_await ask(get);
+    const BusResult got = co_await send(get);
     if (!got) co_return std::unexpected(got.error());
     std::string state;
     BusReader property{*got};
@@ -78,9 +78,9 @@ Task<UserManager::Answer> UserManager::loadState(std::string unit) {
 }
 
 Task<UserManager::Answer> UserManager::fileState(std::string unit) {
-    const BusMessage call = manager("GetUnitFileState");
+    const BusMessage call = managerCall("GetUnitFileState");
     BusWriter{call}.text(unit);
-    const BusResult reply = co_await ask(call);
+    const BusResult reply = co_await send(call);
     if (!reply) co_return std::unexpected(reply.error());
     BusReader reader{*reply};
     const std::string state{reader.text()};
@@ -88,47 +88,49 @@ Task<UserManager::Answer> UserManager::fileState(std::string unit) {
     co_return state;
 }
 
-Task<UserManager::Done> UserManager::resetFailed(const std::string& unit) {
-    const BusMessage call = manager("ResetFailedUnit");
+Task<UserManager::Result> UserManager::resetFailed(const std::string& unit) {
+    const BusMessage call = managerCall("ResetFailedUnit");
     BusWriter{call}.text(unit);
-    return done(call);
+    return sendForResult(call);
 }
 
-Task<UserManager::Done> UserManager::maskForNow(const std::string& unit) {
-    const BusMessage call = manager("MaskUnitFiles");
+Task<UserManager::Result> UserManager::maskRuntime(const std::string& unit) {
+    const BusMessage call = managerCall("MaskUnitFiles");
     BusWriter{call}.array("s", [&] { BusWriter{call}.text(unit); }).boolean(true).boolean(true);
-    return done(call);
+    return sendForResult(call);
 }
 
-Task<UserManager::Done> UserManager::unmaskForNow(const std::string& unit) {
-    const BusMessage call = manager("UnmaskUnitFiles");
+Task<UserManager::Result> UserManager::unmaskRuntime(const std::string& unit) {
+    const BusMessage call = managerCall("UnmaskUnitFiles");
     BusWriter{call}.array("s", [&] { BusWriter{call}.text(unit); }).boolean(true);
-    return done(call);
+    return sendForResult(call);
 }
 
-Task<UserManager::Done> UserManager::reload() { return done(manager("Reload")); }
+Task<UserManager::Result> UserManager::reload() { return sendForResult(managerCall("Reload")); }
 
-Task<UserManager::Done> UserManager::perform(const char* member, std::string unit) {
-    const auto jobs = std::make_shared<Jobs>(loop_, patience_);
-    const BusSlot words = bus_.match(BusMatch{}.path(objectPath).interface(interface).member("JobRemoved").rule(),
-                                     [jobs](const BusMessage& removed) { jobs->hear(removed); });
-    // Somebody else on this connection may have asked already, and that is an error.
-    static_cast<void>(co_await ask(manager("Subscribe")));
-    const BusMessage call = manager(member);
+Task<UserManager::Result> UserManager::runJob(const char* member, std::string unit) {
+    const auto jobs = std::make_shared<Jobs>(loop_, jobTimeout_);
+    const BusSlot subscription =
+        bus_.match(BusMatch{}.path(objectPath).interface(interface).member("JobRemoved").rule(),
+                   [jobs](const BusMessage& removed) { jobs->onJobRemoved(removed); });
+    // Fails harmlessly if this connection has subscribed already.
+    static_cast<void>(co_await send(managerCall("Subscribe")));
+    const BusMessage call = managerCall(member);
     BusWriter{call}.text(unit).text("replace");
-    const BusResult begun = co_await ask(call);
-    if (!begun) co_return std::unexpected(begun.error());
-    BusReader reader{*begun};
+    const BusResult started = co_await send(call);
+    if (!started) co_return std::unexpected(started.error());
+    BusReader reader{*started};
     const std::string job{reader.path()};
     while (!jobs->results.contains(job)) {
         boost::system::error_code cancelled;
-        co_await jobs->gate.async_wait(boost::asio::redirect_error(awaiting, cancelled));
+        co_await jobs->timer.async_wait(boost::asio::redirect_error(awaiting, cancelled));
         if (!cancelled && !jobs->results.contains(job))
-            co_return std::unexpected(BusError{std::string{jobPending}, fmt::format("{} of {} is not done after {} s",
-                                                                                    member, unit, patience_.count())});
+            co_return std::unexpected(
+                BusError{std::string{jobPending},
+                         fmt::format("{} of {} is not done after {} s", member, unit, jobTimeout_.count())});
     }
     const std::string& result = jobs->results[job];
-    if (result == "done") co_return Done{};
+    if (result == "done") co_return Result{};
     co_return std::unexpected(
         BusError{std::string{BusErrorName::failed}, fmt::format("{} of {} ended as {}", member, unit, result)});
 }

@@ -1,4 +1,4 @@
-// This user's service manager, over its bus interface (org.freedesktop.systemd1(5)).
+// This user's service manager (systemd --user), over its D-Bus interface, org.freedesktop.systemd1(5).
 #pragma once
 
 #include <chrono>
@@ -9,52 +9,52 @@
 
 namespace larkmoor {
 
-/// Main thread; outlives its tasks. A session without a manager answers each question with an error.
+/// Main thread; outlives its tasks. Without a running service manager every call is an error.
 class UserManager {
   public:
-    using Done = std::expected<void, BusError>;
+    using Result = std::expected<void, BusError>;
     using Answer = std::expected<std::string, BusError>;
 
     static constexpr std::string_view noSuchUnit = "org.freedesktop.systemd1.NoSuchUnit";
     static constexpr std::string_view unitMasked = "org.freedesktop.systemd1.UnitMasked";
     static constexpr std::string_view noSuchFile = "org.freedesktop.DBus.Error.FileNotFound";
-    /// A job that was begun and is not done in time.
+    /// A job was started but has not finished in time.
     static constexpr std::string_view jobPending = "tools.fenwright.larkmoor.JobPending";
 
-    /// `patience` is what a job may take: by itself more than the 90 s after which the manager ends what does not stop.
-    UserManager(MainLoop& loop, SessionBus& bus, std::chrono::seconds patience = std::chrono::seconds{100})
-        : loop_(loop), bus_(bus), patience_(patience) {}
+    /// `jobTimeout` is longer than the 90 s after which the service manager kills a unit that does not stop.
+    UserManager(MainLoop& loop, SessionBus& bus, std::chrono::seconds jobTimeout = std::chrono::seconds{100})
+        : loop_(loop), bus_(bus), jobTimeout_(jobTimeout) {}
 
-    /// "loaded", "not-found", "masked", ...; a unit that was never asked for is loaded for the question.
+    /// LoadState: "loaded", "not-found", "masked", ... Loads the unit if necessary.
     Task<Answer> loadState(std::string unit);
-    /// "enabled", "disabled", "masked", "masked-runtime", "static", ...; `noSuchFile` for a unit without a file.
+    /// UnitFileState: "enabled", "disabled", "masked", "masked-runtime", "static", ...; `noSuchFile` without a file.
     Task<Answer> fileState(std::string unit);
 
-    // Each waits until its job is done. A job that fails is an error.
+    // Each waits for its job to finish. A failed job is an error.
 
-    Task<Done> start(std::string unit) { return perform("StartUnit", std::move(unit)); }
-    Task<Done> stop(std::string unit) { return perform("StopUnit", std::move(unit)); }
-    Task<Done> restart(std::string unit) { return perform("RestartUnit", std::move(unit)); }
+    Task<Result> start(std::string unit) { return runJob("StartUnit", std::move(unit)); }
+    Task<Result> stop(std::string unit) { return runJob("StopUnit", std::move(unit)); }
+    Task<Result> restart(std::string unit) { return runJob("RestartUnit", std::move(unit)); }
 
-    /// Forgets that the unit failed.
-    Task<Done> resetFailed(const std::string& unit);
-    /// Masks the unit until the next login, and lifts that mask.
-    Task<Done> maskForNow(const std::string& unit);
-    Task<Done> unmaskForNow(const std::string& unit);
-    /// Reads the unit files anew.
-    Task<Done> reload();
+    /// Clears the unit's failed state.
+    Task<Result> resetFailed(const std::string& unit);
+    /// Masks the unit until the next login, and undoes that.
+    Task<Result> maskRuntime(const std::string& unit);
+    Task<Result> unmaskRuntime(const std::string& unit);
+    /// Reloads all unit files.
+    Task<Result> reload();
 
   private:
     struct Jobs;
 
-    BusMessage manager(const char* member);
-    Task<BusResult> ask(BusMessage call);
-    Task<Done> done(BusMessage call);
-    Task<Done> perform(const char* member, std::string unit);
+    BusMessage managerCall(const char* member);
+    Task<BusResult> send(BusMessage call);
+    Task<Result> sendForResult(BusMessage call);
+    Task<Result> runJob(const char* member, std::string unit);
 
     MainLoop& loop_;
     SessionBus& bus_;
-    std::chrono::seconds patience_;
+    std::chrono::seconds jobTimeout_;
 };
 
 }  // namespace larkmoor

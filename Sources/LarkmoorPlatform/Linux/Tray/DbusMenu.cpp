@@ -17,7 +17,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* interface = "com.canonical.dbusmenu";
-constexpr std::chrono::milliseconds movingStep{500};
+constexpr std::chrono::milliseconds phaseDuration{500};
 
 std::vector<std::string> readNames(BusReader& reader) {
     std::vector<std::string> names;
@@ -122,15 +122,15 @@ DbusMenu::~DbusMenu() {
 
 void DbusMenu::setMenu(std::shared_ptr<Menu> menu) {
     if (menu == menu_) return;
-    take(presence_.closed());
+    applyPresence(presence_.closed());
     if (menu_) menu_->setObserver(nullptr);
     menu_ = std::move(menu);
     if (menu_) menu_->setObserver(this);
-    picture_ = {.firstId = picture_.idOf(picture_.rows.size()), .rows = {}};
-    picture_ = draw();
+    snapshot_ = {.firstId = snapshot_.idOf(snapshot_.rows.size()), .rows = {}};
+    snapshot_ = takeSnapshot();
     ++revision_;
     const BusMessage signal = bus_.signal(path_, interface, "LayoutUpdated");
-    BusWriter{signal}.uint32(revision_).int32(MenuPicture::rootId);
+    BusWriter{signal}.uint32(revision_).int32(MenuSnapshot::rootId);
     bus_.send(signal);
 }
 
@@ -140,10 +140,10 @@ BusMessage DbusMenu::getLayout(const BusMessage& call) {
     const std::int32_t depth = reader.int32();
     const std::vector<std::string> names = readNames(reader);
     refresh();
-    if (!picture_.knows(parent)) return unknownId(call, parent);
+    if (!snapshot_.knows(parent)) return unknownId(call, parent);
     return answer(call, [&](BusWriter& writer) {
         writer.uint32(revision_);
-        writeLayout(writer, picture_, parent, depth, names);
+        writeLayout(writer, snapshot_, parent, depth, names);
     });
 }
 
@@ -153,13 +153,13 @@ BusMessage DbusMenu::getGroupProperties(const BusMessage& call) {
     const std::vector<std::string> names = readNames(reader);
     refresh();
     if (ids.empty()) {
-        ids.push_back(MenuPicture::rootId);
-        for (std::size_t row = 0; row < picture_.rows.size(); ++row) ids.push_back(picture_.idOf(row));
+        ids.push_back(MenuSnapshot::rootId);
+        for (std::size_t row = 0; row < snapshot_.rows.size(); ++row) ids.push_back(snapshot_.idOf(row));
     }
     return answer(call, [&](BusWriter& writer) {
         writer.array("(ia{sv})", [&] {
             for (const std::int32_t id : ids)
-                if (picture_.knows(id)) writeRow(writer, id, selected(picture_.propertiesOf(id), names));
+                if (snapshot_.knows(id)) writeRow(writer, id, selected(snapshot_.propertiesOf(id), names));
         });
     });
 }
@@ -169,8 +169,8 @@ BusMessage DbusMenu::getProperty(const BusMessage& call) {
     const std::int32_t id = reader.int32();
     const std::string name{reader.text()};
     refresh();
-    if (!picture_.knows(id)) return unknownId(call, id);
-    const MenuProperties found = selected(picture_.propertiesOf(id), {name});
+    if (!snapshot_.knows(id)) return unknownId(call, id);
+    const MenuProperties found = selected(snapshot_.propertiesOf(id), {name});
     if (found.empty())
         return BusMessage::methodError(call, {.name = "org.freedesktop.DBus.Error.InvalidArgs",
                                               .message = fmt::format("row {} has no {}", id, name)});
@@ -180,7 +180,7 @@ BusMessage DbusMenu::getProperty(const BusMessage& call) {
 BusMessage DbusMenu::event(const BusMessage& call) {
     BusReader reader{call};
     const std::int32_t id = reader.int32();
-    if (!happened(id, reader.text())) return unknownId(call, id);
+    if (!dispatchEvent(id, reader.text())) return unknownId(call, id);
     return BusMessage::methodReturn(call);
 }
 
@@ -195,7 +195,7 @@ BusMessage DbusMenu::eventGroup(const BusMessage& call) {
             reader.skip();
             reader.uint32();
             if (!reader.fits()) return;
-            if (happened(id, what)) {
+            if (dispatchEvent(id, what)) {
                 anyKnown = true;
             } else {
                 unknown.push_back(id);
@@ -208,7 +208,7 @@ BusMessage DbusMenu::eventGroup(const BusMessage& call) {
 
 BusMessage DbusMenu::aboutToShow(const BusMessage& call) {
     const std::int32_t id = BusReader{call}.int32();
-    if (!willShow(id)) return unknownId(call, id);
+    if (!prepareToShow(id)) return unknownId(call, id);
     return answer(call, [](BusWriter& writer) { writer.boolean(false); });
 }
 
@@ -216,7 +216,7 @@ BusMessage DbusMenu::aboutToShowGroup(const BusMessage& call) {
     BusReader reader{call};
     const std::vector<std::int32_t> ids = readIds(reader);
     std::vector<std::int32_t> unknown;
-    std::ranges::copy_if(ids, std::back_inserter(unknown), [&](std::int32_t id) { return !willShow(id); });
+    std::ranges::copy_if(ids, std::back_inserter(unknown), [&](std::int32_t id) { return !prepareToShow(id); });
     if (!unknown.empty() && unknown.size() == ids.size()) return unknownId(call, unknown.front());
     return answer(call, [&](BusWriter& writer) {
         writeIds(writer, {});
@@ -224,27 +224,27 @@ BusMessage DbusMenu::aboutToShowGroup(const BusMessage& call) {
     });
 }
 
-bool DbusMenu::happened(std::int32_t id, std::string_view event) {
-    if (!picture_.knows(id)) return false;
+bool DbusMenu::dispatchEvent(std::int32_t id, std::string_view event) {
+    if (!snapshot_.knows(id)) return false;
     const auto now = Clock::now();
-    const auto row = picture_.rowWith(id);
+    const auto row = snapshot_.rowWith(id);
     if (row && event == "clicked") {
         click(*row);
     } else if (!row && event == "opened") {
-        take(presence_.opened(now));
+        applyPresence(presence_.opened(now));
     } else if (!row && event == "closed") {
-        take(presence_.closed());
+        applyPresence(presence_.closed());
     } else {
-        presence_.heard(now);
+        presence_.keepAlive(now);
     }
-    arm();
+    armTimer();
     return true;
 }
 
-/// What the delegate changes at the opening goes out before the answer, and so is in the first picture.
-bool DbusMenu::willShow(std::int32_t id) {
-    if (!picture_.knows(id)) return false;
-    if (id == MenuPicture::rootId) take(presence_.aboutToShow(Clock::now()));
+/// What the delegate changes when the menu opens is signalled before the reply, so that the host draws it at once.
+bool DbusMenu::prepareToShow(std::int32_t id) {
+    if (!snapshot_.knows(id)) return false;
+    if (id == MenuSnapshot::rootId) applyPresence(presence_.aboutToShow(Clock::now()));
     refresh();
     return true;
 }
@@ -258,7 +258,7 @@ void DbusMenu::click(std::size_t row) {
     });
 }
 
-void DbusMenu::take(MenuPresence::Step step) {
+void DbusMenu::applyPresence(MenuPresence::Step step) {
     if (!menu_) return;
     switch (step) {
         case MenuPresence::Step::nothing:
@@ -282,10 +282,10 @@ void DbusMenu::rowChanged(const MenuRow& /*row*/) {
 
 void DbusMenu::refresh() {
     isRefreshDue_ = false;
-    MenuPicture now = draw();
-    const std::vector<MenuChange> changes = menuChanges(picture_, now);
-    picture_ = std::move(now);
-    arm();
+    MenuSnapshot now = takeSnapshot();
+    const std::vector<MenuChange> changes = menuChanges(snapshot_, now);
+    snapshot_ = std::move(now);
+    armTimer();
     if (changes.empty()) return;
     const BusMessage signal = bus_.signal(path_, interface, "ItemsPropertiesUpdated");
     BusWriter writer{signal};
@@ -293,18 +293,18 @@ void DbusMenu::refresh() {
     bus_.send(signal);
 }
 
-MenuPicture DbusMenu::draw() const {
-    if (!menu_) return {.firstId = picture_.firstId, .rows = {}};
-    return MenuPicture::of(*menu_, picture_.firstId, phase_);
+MenuSnapshot DbusMenu::takeSnapshot() const {
+    if (!menu_) return {.firstId = snapshot_.firstId, .rows = {}};
+    return MenuSnapshot::of(*menu_, snapshot_.firstId, phase_);
 }
 
-void DbusMenu::arm() {
+void DbusMenu::armTimer() {
     auto until = presence_.deadline();
-    if (!until || !menu_ || !isMoving(*menu_)) {
-        nextStep_.reset();
+    if (!until || !menu_ || !isAnimated(*menu_)) {
+        nextPhaseAt_.reset();
     } else {
-        if (!nextStep_) nextStep_ = Clock::now() + movingStep;
-        until = std::min(*until, *nextStep_);
+        if (!nextPhaseAt_) nextPhaseAt_ = Clock::now() + phaseDuration;
+        until = std::min(*until, *nextPhaseAt_);
     }
     if (!until) {
         timer_.cancel();
@@ -312,15 +312,15 @@ void DbusMenu::arm() {
     }
     timer_.expires_at(*until);
     timer_.async_wait([this, alive = std::weak_ptr{alive_}](boost::system::error_code failed) {
-        if (!failed && !alive.expired()) wake();
+        if (!failed && !alive.expired()) onTimer();
     });
 }
 
-void DbusMenu::wake() {
+void DbusMenu::onTimer() {
     const auto now = Clock::now();
-    take(presence_.waited(now));
-    if (nextStep_ && *nextStep_ <= now) {
-        nextStep_.reset();
+    applyPresence(presence_.expire(now));
+    if (nextPhaseAt_ && *nextPhaseAt_ <= now) {
+        nextPhaseAt_.reset();
         ++phase_;
     }
     refresh();

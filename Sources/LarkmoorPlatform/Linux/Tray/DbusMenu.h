@@ -1,5 +1,5 @@
-// Shows a `Menu` to the desktop's hosts as com.canonical.dbusmenu. The rows' structure is fixed, so hosts hear of
-// changed properties alone, which they apply to an open menu in place.
+// Exports a `Menu` as com.canonical.dbusmenu. The set of rows is fixed, so that only property changes are signalled,
+// which hosts apply to an open menu in place.
 #pragma once
 
 #include <boost/asio/steady_timer.hpp>
@@ -13,23 +13,22 @@
 
 #include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
-#include "LarkmoorPlatform/Linux/Tray/MenuPicture.h"
 #include "LarkmoorPlatform/Linux/Tray/MenuPresence.h"
+#include "LarkmoorPlatform/Linux/Tray/MenuSnapshot.h"
 #include "LarkmoorPlatform/Menu.h"
-#include "LarkmoorPlatform/MenuObserver.h"
 
 namespace larkmoor {
 
-/// Main thread. Loop and bus outlive it. Row actions run in a turn of the loop after the host had its answer.
+/// Main thread. Loop and bus outlive it. Row actions run in a later turn of the loop, after the host got its reply.
 class DbusMenu : private MenuObserver {
   public:
-    /// Exports the object at once, so that it is there before anybody is told of it.
+    /// Exports the object at once, so that it exists before the item is registered.
     DbusMenu(MainLoop& loop, SessionBus& bus, std::string path);
     ~DbusMenu() override;
     DbusMenu(const DbusMenu&) = delete;
     DbusMenu& operator=(const DbusMenu&) = delete;
 
-    /// Another menu's rows get ids that no row had before. Null shows no rows.
+    /// The rows of another menu get new ids, never used before. Null shows no rows.
     void setMenu(std::shared_ptr<Menu> menu);
 
     const std::string& path() const { return path_; }
@@ -46,29 +45,29 @@ class DbusMenu : private MenuObserver {
     BusMessage aboutToShowGroup(const BusMessage& call);
 
     void rowChanged(const MenuRow& row) override;
-    /// False for an id that is none of ours.
-    bool happened(std::int32_t id, std::string_view event);
-    bool willShow(std::int32_t id);
+    /// False for an unknown id.
+    bool dispatchEvent(std::int32_t id, std::string_view event);
+    bool prepareToShow(std::int32_t id);
     void click(std::size_t row);
-    void take(MenuPresence::Step step);
-    /// Tells hosts what changed since they were last told, and keeps it.
+    void applyPresence(MenuPresence::Step step);
+    /// Takes a new snapshot and signals what changed since the last one.
     void refresh();
-    MenuPicture draw() const;
-    void arm();
-    void wake();
+    MenuSnapshot takeSnapshot() const;
+    void armTimer();
+    void onTimer();
 
     MainLoop& loop_;
     SessionBus& bus_;
     std::string path_;
     std::shared_ptr<Menu> menu_;
-    MenuPicture picture_;
+    MenuSnapshot snapshot_;
     MenuPresence presence_;
     std::uint32_t revision_ = 1;
-    unsigned phase_ = 0;  ///< of bars that move
-    std::optional<std::chrono::steady_clock::time_point> nextStep_;
+    unsigned phase_ = 0;  ///< of animated bars
+    std::optional<std::chrono::steady_clock::time_point> nextPhaseAt_;
     bool isRefreshDue_ = false;
     boost::asio::steady_timer timer_;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  ///< watched by what waits in the loop
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);  ///< held weakly by callbacks on the loop
     BusSlot object_;
 };
 

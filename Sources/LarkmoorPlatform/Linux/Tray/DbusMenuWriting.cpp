@@ -37,15 +37,15 @@ void writeRow(BusWriter& writer, std::int32_t id, const MenuProperties& properti
     });
 }
 
-void writeLayout(BusWriter& writer, const MenuPicture& picture, std::int32_t parent, std::int32_t depth,
+void writeLayout(BusWriter& writer, const MenuSnapshot& snapshot, std::int32_t parent, std::int32_t depth,
                  const std::vector<std::string>& names) {
     writer.structure("ia{sv}av", [&] {
         writer.int32(parent);
-        writeProperties(writer, selected(picture.propertiesOf(parent), names));
+        writeProperties(writer, selected(snapshot.propertiesOf(parent), names));
         writer.array("v", [&] {
-            if (parent != MenuPicture::rootId || depth == 0) return;
-            for (std::size_t row = 0; row < picture.rows.size(); ++row) {
-                writer.variant("(ia{sv}av)", [&] { writeLayout(writer, picture, picture.idOf(row), 0, names); });
+            if (parent != MenuSnapshot::rootId || depth == 0) return;
+            for (std::size_t row = 0; row < snapshot.rows.size(); ++row) {
+                writer.variant("(ia{sv}av)", [&] { writeLayout(writer, snapshot, snapshot.idOf(row), 0, names); });
             }
         });
     });

@@ -4,14 +4,14 @@ namespace larkmoor {
 
 MenuPresence::Step MenuPresence::aboutToShow(Time now) {
     if (!opening_ || now - opening_->began < sameOpening) return opened(now);
-    opening_ = Opening{.began = now, .lastWord = now};
+    opening_ = Opening{.began = now, .lastEvent = now};
     return Step::openedAgain;
 }
 
 MenuPresence::Step MenuPresence::opened(Time now) {
-    heard(now);
+    keepAlive(now);
     if (opening_) return Step::nothing;
-    opening_ = Opening{.began = now, .lastWord = now};
+    opening_ = Opening{.began = now, .lastEvent = now};
     return Step::opened;
 }
 
@@ -21,17 +21,17 @@ MenuPresence::Step MenuPresence::closed() {
     return Step::closed;
 }
 
-void MenuPresence::heard(Time now) {
-    if (opening_) opening_->lastWord = now;
+void MenuPresence::keepAlive(Time now) {
+    if (opening_) opening_->lastEvent = now;
 }
 
-MenuPresence::Step MenuPresence::waited(Time now) {
+MenuPresence::Step MenuPresence::expire(Time now) {
     return deadline().value_or(Time::max()) <= now ? closed() : Step::nothing;
 }
 
 std::optional<MenuPresence::Time> MenuPresence::deadline() const {
     if (!opening_) return std::nullopt;
-    return opening_->lastWord + patience;
+    return opening_->lastEvent + timeout;
 }
 
 }  // namespace larkmoor

@@ -1,5 +1,5 @@
-// Whether a menu counts as open, from what hosts say of it. Some tell of the opening and not of the closing, some of
-// neither. Pure: the clock is a parameter.
+// Whether a menu counts as open, derived from what hosts report: some report only the opening, some neither. Pure: the
+// clock is a parameter.
 #pragma once
 
 #include <chrono>
@@ -11,9 +11,9 @@ class MenuPresence {
   public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// Without a word from a host for this long, the menu counts as closed.
-    static constexpr std::chrono::seconds patience{20};
-    /// A host that asks again after this long opened the menu once more, and kept the closing to itself.
+    /// An open menu counts as closed after this long without an event from the host.
+    static constexpr std::chrono::seconds timeout{20};
+    /// An AboutToShow that comes later than this is another opening, by a host that did not report the closing.
     static constexpr std::chrono::seconds sameOpening{1};
 
     enum class Step {
@@ -25,21 +25,21 @@ class MenuPresence {
 
     Step aboutToShow(Time now);
     Step opened(Time now);
-    /// The host's word, or a click: both end the opening.
+    /// Reported by the host, or implied by a click.
     Step closed();
-    /// Anything else that a host said of a row.
-    void heard(Time now);
-    /// Time went by.
-    Step waited(Time now);
+    /// Any other event of a row, which shows that the menu is still open.
+    void keepAlive(Time now);
+    /// Closes the menu if its deadline has passed.
+    Step expire(Time now);
 
     bool isOpen() const { return opening_.has_value(); }
-    /// When `waited` closes the menu unless a host speaks; nothing while it is closed.
+    /// When `expire` closes the menu unless an event comes first; nothing while it is closed.
     std::optional<Time> deadline() const;
 
   private:
     struct Opening {
         Time began;
-        Time lastWord;
+        Time lastEvent;
     };
     std::optional<Opening> opening_;
 };

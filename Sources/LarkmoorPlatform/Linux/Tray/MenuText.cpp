@@ -23,16 +23,16 @@ std::string cells(int first, int count) {
     return text;
 }
 
-/// Walks a run of three cells to the far end and back.
-Bar movingBar(unsigned phase) {
+/// Three filled cells that move to the end and back.
+Bar indeterminateBar(unsigned phase) {
     constexpr int run = 3;
-    constexpr int way = cellCount - run;
-    const int step = static_cast<int>(phase % (2 * way));
-    return {.cells = cells(step <= way ? step : 2 * way - step, run), .percent = {}};
+    constexpr int distance = cellCount - run;
+    const int step = static_cast<int>(phase % (2 * distance));
+    return {.cells = cells(step <= distance ? step : 2 * distance - step, run), .percent = {}};
 }
 
 Bar filledBar(double fraction) {
-    // Rounded down, so that only what is complete looks so; the margin is for fractions that were whole percents.
+    // Rounded down, so that only a complete bar shows 100%; the margin absorbs rounding errors of whole percentages.
     const double whole = std::floor(std::clamp(std::isnan(fraction) ? 0 : fraction, 0.0, 1.0) * 100 + 1e-9);
     const int percent = static_cast<int>(whole);
     return {.cells = cells(0, percent * cellCount / 100), .percent = fmt::format("{}%", percent)};
@@ -46,11 +46,11 @@ bool isControl(std::string_view character) {
     return character == "\u2028" || character == "\u2029";
 }
 
-/// Some titles are another program's sentences, and hosts make the menu as wide as its longest row.
+/// Hosts make the menu as wide as its longest row, and some titles are text of other programs.
 std::string shortened(std::string line) {
-    constexpr std::size_t mostCharacters = 240;
+    constexpr std::size_t maxCharacters = 240;
     std::size_t end = 0;
-    for (std::size_t count = 1; count < mostCharacters && end < line.size(); ++count)
+    for (std::size_t count = 1; count < maxCharacters && end < line.size(); ++count)
         end += UTF8::characterLength(std::string_view{line}.substr(end));
     if (end == line.size() || end + UTF8::characterLength(std::string_view{line}.substr(end)) == line.size())
         return line;
@@ -61,7 +61,7 @@ std::string joined(std::string_view title, std::string_view gap, const Bar& bar)
     std::string text{title};
     if (!text.empty() && !bar.cells.empty()) text += gap;
     text += bar.cells;
-    // Some titles end with the percent themselves.
+    // Some titles already end with the percentage.
     if (!bar.percent.empty() && !title.ends_with(" " + bar.percent)) {
         if (!text.empty()) text += bar.cells.empty() ? gap : " ";
         text += bar.percent;
@@ -111,7 +111,7 @@ std::string withoutMarkup(std::string_view text) {
 
 Bar bar(const RowProgress& progress, unsigned phase) {
     if (const auto* known = std::get_if<RowProgresses::Fraction>(&progress)) return filledBar(known->value);
-    if (std::holds_alternative<RowProgresses::Indeterminate>(progress)) return movingBar(phase);
+    if (std::holds_alternative<RowProgresses::Indeterminate>(progress)) return indeterminateBar(phase);
     return {};
 }
 

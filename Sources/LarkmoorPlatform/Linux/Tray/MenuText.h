@@ -1,35 +1,35 @@
-// How a row's words reach a host that knows nothing but one line of text for each row.
+// The text of menu rows for hosts, which show one line of text for each row.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-#include "LarkmoorPlatform/MenuRow.h"
+#include "LarkmoorPlatform/Menu.h"
 
 namespace larkmoor::MenuText {
 
-/// One line of well-formed UTF-8: line breaks, tabs and other control characters become blanks, broken bytes U+FFFD.
-/// The bus refuses a whole message for one bad byte, and some titles are another program's words.
+/// One line of valid UTF-8: control characters become spaces, and invalid bytes U+FFFD. Some titles are text of other
+/// programs, and the bus rejects a whole message for one invalid byte.
 std::string cleaned(std::string_view text);
 
-/// `cleaned`, with nothing that a host could take for markup: titles and tooltips are parsed by some.
+/// `cleaned`, and without markup characters: some hosts parse titles and tooltips as markup.
 std::string withoutMarkup(std::string_view text);
 
-/// "▰▰▰▰▱▱▱▱▱▱" and the percent to say beside it.
+/// A progress bar as text, "▰▰▰▰▱▱▱▱▱▱", and its percentage.
 struct Bar {
     std::string cells;
-    std::string percent;  ///< "40%"; empty when nobody knows
+    std::string percent;  ///< "40%"; empty if unknown
     bool operator==(const Bar&) const = default;
 };
 
-/// `phase` counts the steps of the moving picture that stands for an unknown amount.
+/// `phase` counts the animation steps of an indeterminate bar.
 Bar bar(const RowProgress& progress, unsigned phase);
 
-/// The row's label: indented, cleaned, at most 240 characters of the title, underscores doubled since a single one
-/// marks a mnemonic, the bar behind it.
+/// The row's label: indentation, the cleaned title of at most 240 characters with underscores doubled (a single one
+/// marks a mnemonic), and the progress bar.
 std::string label(const MenuRow& row, unsigned phase);
 
-/// The row in words, for who does not see the bar; empty where the label says it all.
+/// The row's text for screen readers, with the percentage instead of the bar; empty for a row without progress.
 std::string accessibleDescription(const MenuRow& row);
 
 }  // namespace larkmoor::MenuText

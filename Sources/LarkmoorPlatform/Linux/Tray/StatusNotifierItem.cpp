@@ -4,9 +4,42 @@
 #include <string_view>
 #include <utility>
 
-#include "LarkmoorPlatform/Linux/Tray/GlyphPixmaps.h"
+#include "LarkmoorPlatform/Linux/Tray/MenuText.h"
+#include "LarkmoorPlatform/Linux/Tray/TrayImages.h"
 
 namespace larkmoor {
+
+std::string_view iconName(StatusIcon icon) {
+    switch (icon) {
+        case StatusIcon::trailFilled:
+            return "larkmoor-trail-filled-symbolic";
+        case StatusIcon::trailHollow:
+            return "larkmoor-trail-hollow-symbolic";
+        case StatusIcon::attention:
+            return "larkmoor-attention-symbolic";
+    }
+    return {};
+}
+
+StatusAppearance StatusAppearance::of(StatusIcon icon, std::string_view label) {
+    return {.iconName = std::string{larkmoor::iconName(icon)},
+            .status = icon == StatusIcon::attention ? "NeedsAttention" : "Active",
+            .label = MenuText::cleaned(label),
+            .headline = MenuText::withoutMarkup(label)};
+}
+
+std::vector<std::string_view> signalsBetween(const StatusAppearance& before, const StatusAppearance& after) {
+    std::vector<std::string_view> signals;
+    // Hosts re-read the accessible name together with the icon.
+    if (before.iconName != after.iconName || before.label != after.label) signals.push_back("NewIcon");
+    if (after.status == "NeedsAttention" && before != after) signals.push_back("NewAttentionIcon");
+    if (before.status != after.status) signals.push_back("NewStatus");
+    if (before.headline != after.headline) {
+        signals.push_back("NewTitle");
+        signals.push_back("NewToolTip");
+    }
+    return signals;
+}
 
 namespace {
 
@@ -15,7 +48,7 @@ constexpr const char* itemPath = "/StatusNotifierItem";
 constexpr const char* menuPath = "/MenuBar";
 constexpr const char* watcherName = "org.kde.StatusNotifierWatcher";
 constexpr const char* watcherPath = "/StatusNotifierWatcher";
-/// Hosts keep what a person decided of an item under this word.
+/// Hosts store the user's settings of an item under its id, so it must never change.
 constexpr const char* itemId = "larkmoor";
 
 void writePixmaps(BusWriter& writer, const std::vector<Pixmap>& pixmaps) {
@@ -68,26 +101,26 @@ struct StatusNotifierItem::Table {
     static const sd_bus_vtable rows[];
 };
 
-// There is no Activate: a host that finds none opens the menu, and one that finds it waits for a double click first.
+// No Activate: without it hosts open the menu at once; with it some wait for a double click first.
 const sd_bus_vtable StatusNotifierItem::Table::rows[] = {
     SD_BUS_VTABLE_START(0),
     fixed("Category", "s", [](auto&, auto& out) { out.text("ApplicationStatus"); }),
     fixed("Id", "s", [](auto&, auto& out) { out.text(itemId); }),
-    changing("Title", "s", [](auto& item, auto& out) { out.text(item.look_.headline); }),
-    changing("Status", "s", [](auto& item, auto& out) { out.text(item.look_.status); }),
+    changing("Title", "s", [](auto& item, auto& out) { out.text(item.appearance_.headline); }),
+    changing("Status", "s", [](auto& item, auto& out) { out.text(item.appearance_.status); }),
     fixed("WindowId", "i", [](auto&, auto& out) { out.int32(0); }),
     fixed("IconThemePath", "s", [](auto& item, auto& out) { out.text(item.iconThemePath_); }),
-    changing("IconName", "s", [](auto& item, auto& out) { out.text(item.look_.iconName); }),
+    changing("IconName", "s", [](auto& item, auto& out) { out.text(item.appearance_.iconName); }),
     changing("IconPixmap", "a(iiay)", [](auto& item, auto& out) { writePixmaps(out, glyphPixmaps(item.icon_)); }),
-    changing("IconAccessibleDesc", "s", [](auto& item, auto& out) { out.text(item.look_.label); }),
+    changing("IconAccessibleDesc", "s", [](auto& item, auto& out) { out.text(item.appearance_.label); }),
     fixed("OverlayIconName", "s", [](auto&, auto& out) { out.text(""); }),
     fixed("OverlayIconPixmap", "a(iiay)", [](auto&, auto& out) { writePixmaps(out, {}); }),
     fixed("AttentionIconName", "s", [](auto&, auto& out) { out.text(std::string{iconName(StatusIcon::attention)}); }),
     fixed("AttentionIconPixmap", "a(iiay)",
           [](auto&, auto& out) { writePixmaps(out, glyphPixmaps(StatusIcon::attention)); }),
-    changing("AttentionAccessibleDesc", "s", [](auto& item, auto& out) { out.text(item.look_.label); }),
+    changing("AttentionAccessibleDesc", "s", [](auto& item, auto& out) { out.text(item.appearance_.label); }),
     fixed("AttentionMovieName", "s", [](auto&, auto& out) { out.text(""); }),
-    changing("ToolTip", "(sa(iiay)ss)", [](auto& item, auto& out) { writeToolTip(out, item.look_.headline); }),
+    changing("ToolTip", "(sa(iiay)ss)", [](auto& item, auto& out) { writeToolTip(out, item.appearance_.headline); }),
     fixed("ItemIsMenu", "b", [](auto&, auto& out) { out.boolean(true); }),
     fixed("Menu", "o", [](auto&, auto& out) { out.path(menuPath); }),
     SD_BUS_METHOD_WITH_ARGS("ContextMenu", SD_BUS_ARGS("i", x, "i", y), SD_BUS_NO_RESULT, &Table::ignore,
@@ -109,23 +142,23 @@ const sd_bus_vtable StatusNotifierItem::Table::rows[] = {
 StatusNotifierItem::StatusNotifierItem(MainLoop& loop, SessionBus& bus, Options options)
     : bus_(bus),
       iconThemePath_(std::move(options.iconThemePath)),
-      look_(StatusLook::of(icon_, options.title)),
+      appearance_(StatusAppearance::of(icon_, options.title)),
       menu_(loop, bus, menuPath),
       object_(bus.addObject(itemPath, interface, Table::rows, this)),
-      // Item and menu stand on the bus by now: hosts read both as soon as the watcher tells them of the item.
+      // After item and menu were exported: hosts read both as soon as the watcher announces the item.
       watcher_(bus.watchName(watcherName, [this](const std::string& owner) { registerWith(owner); })) {}
 
 void StatusNotifierItem::setIcon(StatusIcon icon, std::string label) {
-    const StatusLook before = std::exchange(look_, StatusLook::of(icon, label));
+    const StatusAppearance before = std::exchange(appearance_, StatusAppearance::of(icon, label));
     icon_ = icon;
-    for (const std::string_view signal : signalsBetween(before, look_)) emit(std::string{signal});
+    for (const std::string_view signal : signalsBetween(before, appearance_)) emit(std::string{signal});
 }
 
 void StatusNotifierItem::setMenu(std::shared_ptr<Menu> menu) { menu_.setMenu(std::move(menu)); }
 
 std::string StatusNotifierItem::takeActivationToken() { return std::exchange(activationToken_, {}); }
 
-/// A watcher may follow another without a moment between them, and each starts with an empty list.
+/// A new watcher may replace another without a gap, and starts with an empty list.
 void StatusNotifierItem::registerWith(const std::string& watcher) {
     if (watcher.empty()) return;
     const BusMessage call = bus_.methodCall(watcher, watcherPath, watcherName, "RegisterStatusNotifierItem");
@@ -135,7 +168,7 @@ void StatusNotifierItem::registerWith(const std::string& watcher) {
 
 void StatusNotifierItem::emit(const std::string& signal) {
     const BusMessage message = bus_.signal(itemPath, interface, signal);
-    if (signal == "NewStatus") BusWriter{message}.text(look_.status);
+    if (signal == "NewStatus") BusWriter{message}.text(appearance_.status);
     bus_.send(message);
 }
 

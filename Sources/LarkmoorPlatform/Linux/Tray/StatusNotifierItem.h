@@ -3,22 +3,42 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/Tray/DbusMenu.h"
-#include "LarkmoorPlatform/Linux/Tray/StatusLook.h"
 #include "LarkmoorPlatform/StatusItem.h"
 
 namespace larkmoor {
 
-/// Main thread. Loop and bus outlive it. Registers with each watcher that appears on the bus, for as long as it lives;
-/// hosts take it away when it does not answer any more.
+/// The item's variable properties. Pure.
+struct StatusAppearance {
+    std::string iconName;
+    std::string status;    ///< "Active" or "NeedsAttention"
+    std::string label;     ///< the accessible name
+    std::string headline;  ///< the label without markup characters, for title and tooltip
+
+    static StatusAppearance of(StatusIcon icon, std::string_view label);
+
+    bool operator==(const StatusAppearance&) const = default;
+};
+
+/// The name in the icon theme, such as "larkmoor-trail-filled-symbolic".
+std::string_view iconName(StatusIcon icon);
+
+/// The signals for a change, to be sent after the properties have changed. Attention changes the icon too, since some
+/// hosts do not repaint for NewStatus alone.
+std::vector<std::string_view> signalsBetween(const StatusAppearance& before, const StatusAppearance& after);
+
+/// Main thread. Loop and bus outlive it. Registers with every watcher that appears on the bus; hosts remove it when its
+/// connection is gone.
 class StatusNotifierItem : public StatusItem {
   public:
     struct Options {
-        std::string title;          ///< the product's name, said until the first icon is set
-        std::string iconThemePath;  ///< a folder that holds "hicolor"; some hosts show nothing for a name not found
+        std::string title;          ///< the label until the first `setIcon`
+        std::string iconThemePath;  ///< the folder that holds "hicolor"; some hosts need it to find icons by name
     };
 
     StatusNotifierItem(MainLoop& loop, SessionBus& bus, Options options);
@@ -28,8 +48,8 @@ class StatusNotifierItem : public StatusItem {
     void setIcon(StatusIcon icon, std::string label) override;
     void setMenu(std::shared_ptr<Menu> menu) override;
 
-    /// What the host gave for the click under way, so that a window opened by it may come to the front
-    /// ($XDG_ACTIVATION_TOKEN); it serves once, so this empties it.
+    /// The activation token of the current click, which lets a window that it opens come to the front; empty for none.
+    /// It can be used once, so this clears it.
     std::string takeActivationToken();
 
   private:
@@ -41,7 +61,7 @@ class StatusNotifierItem : public StatusItem {
     SessionBus& bus_;
     std::string iconThemePath_;
     StatusIcon icon_ = StatusIcon::trailFilled;
-    StatusLook look_;
+    StatusAppearance appearance_;
     std::string activationToken_;
     DbusMenu menu_;
     BusSlot object_;

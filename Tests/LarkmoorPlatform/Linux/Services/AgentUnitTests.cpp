@@ -1,10 +1,9 @@
-// What a launch agent's list becomes in unit words, and what is refused.
+// Launch agent property lists as systemd units, and what is refused.
 #include "LarkmoorPlatform/Linux/Services/AgentUnit.h"
 
 #include <fmt/format.h>
 
-#include "LarkmoorPlatform/Linux/Services/SystemdAgentItem.h"
-#include "LarkmoorPlatform/Linux/Services/UnitText.h"
+#include "LarkmoorPlatform/Linux/Services/SystemdAgents.h"
 
 namespace larkmoor {
 namespace {
@@ -22,7 +21,7 @@ std::string running(std::string_view body) {
     return keyed(fmt::format("<key>Program</key><string>/x</string>{}", body));
 }
 
-TEST(AgentUnit, DoesWhatTheListSaysAndNothingElse) {
+TEST(AgentUnit, DoesWhatTheListSays) {
     const std::string head =
         "[Unit]\nDescription=a.b\nSourcePath=/a 100%%/Larkmoor.app/Contents/Library/LaunchAgents/a.b.plist\n"
         "StartLimitIntervalSec=0\n\n[Service]\n";
@@ -77,7 +76,7 @@ TEST(AgentUnit, DoesWhatTheListSaysAndNothingElse) {
     }
 }
 
-TEST(AgentUnit, RefusesWhatItCannotSay) {
+TEST(AgentUnit, RefusesWhatHasNoCounterpart) {
     struct Case {
         std::string in;
         std::string_view want;
@@ -114,7 +113,7 @@ TEST(AgentUnit, RefusesWhatItCannotSay) {
     EXPECT_EQ(loose.error(), "/h/a.b.plist: it names a BundleProgram and lies in no bundle");
 }
 
-TEST(AgentItem, TakesThePersonsWordBeforeAnyOther) {
+TEST(AgentItem, TheUsersWishDecidesItsStatus) {
     using enum LoginItemStatus;
     using State = std::optional<std::string>;
     const std::string own = "/b/x.plist", other = "/old/x.plist";
@@ -138,8 +137,8 @@ TEST(AgentItem, TakesThePersonsWordBeforeAnyOther) {
         {State{"masked"}, {}, false, requiresApproval},
     };
     for (const Case& test : cases) {
-        const AgentUnits::Standing standing{.fileState = test.fileState, .source = test.source};
-        EXPECT_EQ(agentItemStatus(standing, own, test.listExists), test.want)
+        const AgentUnits::State state{.fileState = test.fileState, .source = test.source};
+        EXPECT_EQ(agentItemStatus(state, own, test.listExists), test.want)
             << test.fileState.value_or("-") << " " << test.source.value_or("-") << " " << test.listExists;
     }
 }

@@ -1,4 +1,4 @@
-// The application's own entry among what starts at login, and the person's word about it.
+// The application's autostart entry, and how users disable it.
 #include "LarkmoorPlatform/Linux/Services/AutostartItem.h"
 
 #include <fstream>
@@ -12,7 +12,7 @@ namespace {
 
 using testing::runTask;
 
-TEST(AutostartEntry, SaysWhatThePersonSaid) {
+TEST(AutostartEntry, HasTheStatusThatTheUserChose) {
     using enum LoginItemStatus;
     const std::string executable = "/opt/100% \"mine\"\\$x`/larkmoor-menubar";
     const std::string entry = AutostartEntry::text("Larkmoor", "larkmoor", executable);
@@ -37,21 +37,31 @@ TEST(AutostartEntry, SaysWhatThePersonSaid) {
     EXPECT_NE(entry.find(R"(Exec="/opt/100%% \\"mine\\"\\\\\\$x\\`/larkmoor-menubar")"), std::string::npos) << entry;
 }
 
-TEST(AutostartItem, IsWrittenOnceAndNeverOverAPersonsNo) {
+TEST(AutostartItem, IsWrittenAndNeverOverTheUsersWish) {
     MainLoop loop;
     const testing::TemporaryFolder home;
     const UserFolders folders{.config = home / "config", .data = home / "data"};
     AutostartItem item{folders, {.identifier = "a.b", .name = "A", .icon = "a", .executable = "/x/a"}};
-    EXPECT_EQ(runTask(loop, item.status()), LoginItemStatus::notRegistered);
-    EXPECT_TRUE(runTask(loop, item.registerItem())->has_value());
-    EXPECT_EQ(runTask(loop, item.status()), LoginItemStatus::enabled);
+    AutostartItem moved{folders, {.identifier = "a.b", .name = "A", .icon = "a", .executable = "/y/a"}};
     const std::string path = home / "config/autostart/a.b.desktop";
-    std::ofstream{path, std::ios::app} << "Hidden=true\n";
-    EXPECT_EQ(runTask(loop, item.status()), LoginItemStatus::requiresApproval);
-    EXPECT_EQ(runTask(loop, item.registerItem())->error(), path + " was switched off by the person");
-    EXPECT_TRUE(runTask(loop, item.unregisterItem())->has_value());
-    EXPECT_FALSE(Files::exists(path));
-    EXPECT_TRUE(runTask(loop, item.unregisterItem())->has_value());
+    EXPECT_EQ(runTask(loop, item.status()), LoginItemStatus::notRegistered);
+    for (int turn = 0; turn < 2; ++turn) {
+        EXPECT_TRUE(runTask(loop, item.registerItem())->has_value());
+        EXPECT_TRUE(runTask(loop, item.registerItem())->has_value());
+        EXPECT_EQ(runTask(loop, item.status()), LoginItemStatus::enabled);
+        EXPECT_EQ(runTask(loop, moved.status()), LoginItemStatus::notRegistered);
+        EXPECT_TRUE(runTask(loop, moved.registerItem())->has_value()) << "a bundle that was moved";
+        EXPECT_EQ(runTask(loop, item.status()), LoginItemStatus::notRegistered);
+        std::ofstream{path, std::ios::app} << "Hidden=true\n";
+        for (AutostartItem* each : {&item, &moved}) {
+            EXPECT_EQ(runTask(loop, each->status()), LoginItemStatus::requiresApproval);
+            EXPECT_EQ(runTask(loop, each->registerItem())->error(), path + " was switched off by the person");
+        }
+        EXPECT_TRUE(runTask(loop, item.unregisterItem())->has_value());
+        EXPECT_FALSE(Files::exists(path));
+        EXPECT_TRUE(runTask(loop, item.unregisterItem())->has_value());
+        EXPECT_EQ(runTask(loop, item.status()), LoginItemStatus::notRegistered);
+    }
     AutostartItem odd{folders, {.identifier = "a.b", .name = "A", .icon = "a", .executable = "/x/a\nHidden=true"}};
     EXPECT_EQ(runTask(loop, odd.registerItem())->error(), "/x/a\nHidden=true: no entry can name it");
 }

@@ -8,8 +8,7 @@
 #include <thread>
 
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorPlatform/Linux/Services/SystemdAgentItem.h"
-#include "LarkmoorPlatform/Linux/Services/SystemdLaunchAgents.h"
+#include "LarkmoorPlatform/Linux/Services/SystemdAgents.h"
 #include "Support/ChildProcess.h"
 #include "Support/PrivateBus.h"
 #include "Support/RunUntil.h"
@@ -231,7 +230,7 @@ TEST_F(UserManagerTest, WhatWasBootedOutComesBackByBootstrapAlone) {
     EXPECT_GT(process(first), 0);
 }
 
-TEST_F(UserManagerTest, ThePersonsNoIsNeverOverruled) {
+TEST_F(UserManagerTest, WhatTheUserDisabledStaysDownUntilTheUserEnablesIt) {
     const std::string list = writeList();
     SystemdAgentItem item{*units, list};
     for (const auto& [no, yes] : {std::pair{"mask", "unmask"}, std::pair{"disable", "enable"}}) {
@@ -247,11 +246,12 @@ TEST_F(UserManagerTest, ThePersonsNoIsNeverOverruled) {
         EXPECT_EQ(process(), first) << "nobody started another";
         ASSERT_TRUE(systemctl(fmt::format("{} {}", yes, unit)));
         EXPECT_EQ(status(item), LoginItemStatus::enabled);
-        std::filesystem::remove(told);
+        EXPECT_EQ(kickstart(), 0);
+        EXPECT_GT(process(first), 0);
     }
 }
 
-TEST(WithoutAManager, NothingIsWrittenAndNothingIsAnswered) {
+TEST(WithoutAManager, NothingIsWrittenAndEverythingIsAnError) {
     MainLoop loop;
     const testing::PrivateBus privateBus;
     const testing::TemporaryFolder home;

@@ -1,4 +1,4 @@
-// How rows read in a host's menu.
+// The text of rows in a host's menu.
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -28,7 +28,7 @@ TEST(MenuText, BecomesOneLineOfGoodText) {
     for (const Case& row : table) EXPECT_EQ(MenuText::cleaned(row.in), row.want) << row.name;
 }
 
-TEST(MenuText, LeavesNothingToParseAsMarkup) {
+TEST(MenuText, HasNoMarkupCharacters) {
     EXPECT_EQ(MenuText::withoutMarkup("Larkmoor — a & b <i>c</i>\n"),
               "Larkmoor — a \uFF06 b \u2039i\u203Ac\u2039/i\u203A ");
 }

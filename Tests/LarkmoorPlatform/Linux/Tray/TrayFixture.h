@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "LarkmoorPlatform/Linux/Bus/BusMatch.h"
+#include "LarkmoorPlatform/Linux/Bus/BusMessage.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
-#include "LarkmoorPlatform/MenuDelegate.h"
+#include "LarkmoorPlatform/Menu.h"
 #include "Support/Linux/Settle.h"
 #include "Support/PrivateBus.h"
 

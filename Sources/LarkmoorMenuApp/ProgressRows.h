@@ -1,0 +1,56 @@
+// The rows that come and go with work under way: models, update, postponed update, migration. They appear and vanish
+// while the menu is closed; under the mouse they only change in place.
+#pragma once
+
+#include "LarkmoorMenuApp/MenuDuties.h"
+#include "LarkmoorMenuApp/MenuRows.h"
+
+namespace larkmoor {
+
+/// A label and a bar, hosted in a row of the menu. Main thread.
+class ModelsRow {
+  public:
+    explicit ModelsRow(const MenuRows::Row& row) : row_(row) {}
+
+    void show(const MenuLine& line);
+    /// Fills the bar, if it is visible.
+    void complete();
+    /// Removes the bar from the row.
+    void hide();
+
+  private:
+    const MenuRows::Row& row_;
+    bool visible_ = false;
+};
+
+/// Main thread. What it refers to outlives it.
+class ProgressRows {
+  public:
+    ProgressRows(const MenuRows& rows, const MenuDuties& duties)
+        : rows_(rows), models_(duties.models), updates_(duties.updates) {}
+
+    // In setup mode the update row is hidden.
+
+    void menuWillOpen(bool setupMode);
+    void menuDidClose(bool setupMode);
+    /// Paints the visible rows again, in an open menu.
+    void tick();
+
+    void syncModelsLine();
+    void syncPostponedRow();
+    void syncMigrateNowRow();
+    void syncUpdateRow(bool setupMode);
+
+  private:
+    void paintUpdateRow();
+    void showUpdateLine(const MenuLine& line);
+
+    const MenuRows& rows_;
+    const MenuDuties::Models& models_;
+    const MenuDuties::Updates& updates_;
+    ModelsRow modelsRow_{rows_.modelsLine};
+    ModelsRow updateBar_{rows_.updateRow};
+    bool menuIsOpen_ = false;
+};
+
+}  // namespace larkmoor

@@ -1,0 +1,210 @@
+#include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <boost/asio/async_result.hpp>
+#include <boost/asio/posix/basic_stream_descriptor.hpp>
+#include <boost/asio/post.hpp>
+
+#include <cerrno>
+#include <utility>
+
+#include "LarkmoorBase/Timers.h"
+#include "LarkmoorPlatform/Linux/Processes/ProcessChannels.h"
+
+namespace larkmoor {
+
+namespace {
+
+using Executor = MainLoop::executor_type;
+using Descriptor = boost::asio::posix::basic_stream_descriptor<Executor>;
+
+std::vector<std::string> lines(const ProcessEnvironment& environment) {
+    std::vector<std::string> lines;
+    for (char** line = environ; environment.isInherited && *line != nullptr; ++line) {
+        const std::string_view text{*line};
+        if (!environment.changes.contains(std::string{text.substr(0, text.find('='))})) lines.emplace_back(text);
+    }
+    for (const auto& [name, value] : environment.changes) {
+        if (value) lines.push_back(name + "=" + *value);
+    }
+    return lines;
+}
+
+/// A running program. The wait for its end owns it; other callbacks hold it weakly.
+class Run : public std::enable_shared_from_this<Run> {
+  public:
+    using Ended = std::function<void(ProcessResult)>;
+
+    Run(MainLoop& loop, SpawnedProcess process, ProcessChannels channels, std::function<void(BytesView)> listener)
+        : process_(std::move(process)),
+          channels_(std::move(channels)),
+          listener_(std::move(listener)),
+          ended_(loop),
+          stream_(loop),
+          timer_(loop) {}
+
+    /// Registers the descriptors with the loop; a run cannot start without that.
+    std::expected<void, FileError> watch(const std::string& executable) {
+        boost::system::error_code failed;
+        // The loop closes the descriptors that it watches.
+        FileDescriptor ended{::fcntl(process_.descriptor(), F_DUPFD_CLOEXEC, 3)};
+        if (!ended) return std::unexpected(FileError{executable, errno});
+        assign(std::move(ended), ended_, failed);
+        if (FileDescriptor stream = channels_.takeStream(); stream && !failed)
+            assign(std::move(stream), stream_, failed);
+        if (failed) return std::unexpected(FileError{executable, failed.value()});
+        return {};
+    }
+
+    /// `handler` is called once, from the loop.
+    void follow(std::chrono::milliseconds budget, Ended handler) {
+        handler_ = std::move(handler);
+        timer_.expires_after(budget);
+        timer_.async_wait([self = weak_from_this()](boost::system::error_code failed) {
+            if (const auto alive = self.lock(); alive && !failed) alive->kill(ProcessEnds::TimedOut{});
+        });
+        if (stream_.is_open()) awaitOutput();
+        ended_.async_wait(Descriptor::wait_read, [self = shared_from_this()](boost::system::error_code failed) {
+            if (!failed) self->onExit();
+        });
+    }
+
+    void kill(ProcessEnd why) {
+        if (!handler_ || reason_) return;
+        reason_ = std::move(why);
+        process_.killGroup();
+        constexpr auto killTimeout = std::chrono::seconds{2};
+        timer_.expires_after(killTimeout);
+        timer_.async_wait([self = weak_from_this()](boost::system::error_code failed) {
+            if (const auto alive = self.lock(); alive && !failed) alive->finish(*alive->reason_);
+        });
+    }
+
+  private:
+    static constexpr std::size_t maxBytesPerTurn = 1 << 20;
+
+    static void assign(FileDescriptor file, Descriptor& place, boost::system::error_code& failed) {
+        place.assign(file.get(), failed);
+        if (!failed) static_cast<void>(file.release());
+    }
+
+    void onExit() {
+        // Before `reap`, after which the id may be reused.
+        process_.killGroup();
+        const auto status = process_.reap();
+        timer_.cancel();
+        // Somebody else has reaped it and has its status.
+        if (!status) return finish(reason_.value_or(ProcessEnds::Exited{-1}));
+        if (status->kind == SpawnedProcess::EndKind::exited) return finish(ProcessEnds::Exited{status->number});
+        if (reason_ && status->number == SIGKILL) return finish(*reason_);
+        finish(ProcessEnds::Signalled{status->number});
+    }
+
+    void finish(ProcessEnd how) {
+        if (!handler_) return;
+        if (stream_.is_open()) readOutput();
+        stream_.close();
+        const Ended handler = std::exchange(handler_, nullptr);
+        handler({.end = std::move(how), .output = channels_.capturedOutput(), .errors = channels_.capturedErrors()});
+    }
+
+    void awaitOutput() {
+        stream_.async_wait(Descriptor::wait_read, [self = weak_from_this()](boost::system::error_code failed) {
+            const auto alive = self.lock();
+            if (alive && !failed && alive->readOutput()) alive->awaitOutput();
+        });
+    }
+
+    /// Returns whether more may come.
+    bool readOutput() {
+        Bytes piece(65536);
+        for (std::size_t held = 0; held < maxBytesPerTurn;) {
+            const ssize_t count = ::read(stream_.native_handle(), piece.data(), piece.size());
+            if (count < 0 && errno == EINTR) continue;
+            if (count < 0) return errno == EAGAIN;
+            if (count == 0) return false;
+            held += static_cast<std::size_t>(count);
+            listener_(BytesView{piece}.first(static_cast<std::size_t>(count)));
+        }
+        return true;
+    }
+
+    SpawnedProcess process_;
+    ProcessChannels channels_;
+    const std::function<void(BytesView)> listener_;
+    Descriptor ended_;
+    Descriptor stream_;
+    MainTimer timer_;
+    Ended handler_;                     ///< null once it was called
+    std::optional<ProcessEnd> reason_;  ///< why we killed it, if we did
+};
+
+std::expected<std::shared_ptr<Run>, FileError> start(MainLoop& loop, ProcessRequest request) {
+    auto channels = ProcessChannels::open(request);
+    if (!channels) return std::unexpected(channels.error());
+    auto process = SpawnedProcess::start(request.executable, std::move(request.arguments), lines(request.environment),
+                                         channels->childEnds());
+    if (!process) return std::unexpected(process.error());
+    channels->closeChildEnds();
+    auto* streamed = std::get_if<ProcessOutputs::Streamed>(&request.output);
+    auto run = std::make_shared<Run>(loop, std::move(*process), std::move(*channels),
+                                     streamed == nullptr ? nullptr : std::move(streamed->listener));
+    if (auto watched = run->watch(request.executable); !watched) return std::unexpected(watched.error());
+    return run;
+}
+
+Task<ProcessResult> endOf(std::shared_ptr<Run> run, std::chrono::milliseconds budget) {
+    const auto follow = [&run, budget](auto handler) {
+        auto waiting = std::make_shared<decltype(handler)>(std::move(handler));
+        // The loop owns the run and the run owns this task: the task must not own the run.
+        std::exchange(run, nullptr)->follow(budget, [waiting](ProcessResult result) {
+            std::move (*waiting)(std::move(result));
+        });
+    };
+    co_return co_await boost::asio::async_initiate<decltype(awaiting), void(ProcessResult)>(follow, awaiting);
+}
+
+/// Reaps the child when it ends, as long as the loop lives, so that no zombie remains.
+void reapWhenEnded(MainLoop& loop, FileDescriptor process) {
+    auto ended = std::make_shared<Descriptor>(loop);
+    boost::system::error_code failed;
+    ended->assign(process.get(), failed);
+    if (failed) return;
+    static_cast<void>(process.release());
+    ended->async_wait(Descriptor::wait_read, [ended](boost::system::error_code stopped) {
+        siginfo_t status{};
+        if (!stopped) ::waitid(P_PIDFD, static_cast<id_t>(ended->native_handle()), &status, WEXITED | WNOHANG);
+    });
+}
+
+}  // namespace
+
+Task<ProcessResult> SpawningProcessRunner::run(ProcessRequest request, std::stop_token stop) {
+    if (stop.stop_requested()) co_return ProcessResult{.end = ProcessEnds::Stopped{}};
+    const auto budget = request.budget;
+    auto started = start(loop_, std::move(request));
+    if (!started) co_return ProcessResult{.end = ProcessEnds::NotStarted{std::move(started.error())}};
+    const std::stop_callback onStop{stop, [&loop = loop_, run = std::weak_ptr{*started}] {
+                                        boost::asio::post(loop, [run] {
+                                            if (const auto alive = run.lock()) alive->kill(ProcessEnds::Stopped{});
+                                        });
+                                    }};
+    co_return co_await endOf(std::move(*started), budget);
+}
+
+std::expected<void, FileError> SpawningProcessRunner::launch(std::string executable, std::vector<std::string> arguments,
+                                                             ProcessEnvironment environment) {
+    ProcessRequest silent{.executable = {}, .budget = {}};
+    const auto channels = ProcessChannels::open(silent);
+    if (!channels) return std::unexpected(channels.error());
+    auto process = SpawnedProcess::start(std::move(executable), std::move(arguments), lines(environment),
+                                         channels->childEnds(), SpawnedProcess::LeaderOf::session);
+    if (!process) return std::unexpected(process.error());
+    reapWhenEnded(loop_, std::move(*process).detach());
+    return {};
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,115 @@
+#include "LarkmoorPlatform/Linux/Processes/SystemProcess.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <malloc.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/Text.h"
+#include "LarkmoorPlatform/Process.h"
+
+namespace larkmoor {
+
+std::optional<std::string> processExecutable(const std::string& process) {
+    std::error_code failed;
+    std::string path = std::filesystem::read_symlink("/proc/" + process + "/exe", failed).string();
+    if (failed) return std::nullopt;
+    // The kernel's mark for a file that was removed or replaced.
+    constexpr std::string_view suffix = " (deleted)";
+    if (path.ends_with(suffix)) path.resize(path.size() - suffix.size());
+    return path;
+}
+
+std::optional<std::string> runningExecutable() { return processExecutable("self"); }
+
+void returnFreedMemory() noexcept { ::malloc_trim(0); }
+
+}  // namespace larkmoor
+
+namespace larkmoor::ProcessTable {
+
+namespace {
+
+using Microseconds = std::chrono::microseconds;
+
+Microseconds now(clockid_t clock) {
+    timespec time{};
+    ::clock_gettime(clock, &time);
+    return std::chrono::duration_cast<Microseconds>(std::chrono::seconds{time.tv_sec} +
+                                                    std::chrono::nanoseconds{time.tv_nsec});
+}
+
+std::optional<std::int64_t> number(std::string_view text) {
+    std::int64_t value = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (result.ec != std::errc{} || result.ptr != text.data() + text.size()) return std::nullopt;
+    return value;
+}
+
+std::string fileText(const std::string& path) {
+    const auto bytes = Files::read(path);
+    return bytes ? std::string{trimmed(asText(*bytes))} : std::string{};
+}
+
+/// "{boot id} {microseconds}": the real time of the boot, on which all programs of the family agree.
+std::optional<Microseconds> sharedBase(const std::string& file, const std::string& boot) {
+    const std::string text = fileText(file);
+    if (boot.empty() || !text.starts_with(boot + " ")) return std::nullopt;
+    const auto base = number(std::string_view{text}.substr(boot.size() + 1));
+    return base ? std::optional{Microseconds{*base}} : std::nullopt;
+}
+
+Microseconds bootBase() {
+    const Microseconds own = now(CLOCK_REALTIME) - now(CLOCK_BOOTTIME);
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    if (runtime == nullptr || *runtime != '/') return own;
+    const std::string boot = fileText("/proc/sys/kernel/random/boot_id");
+    const std::string folder = std::string{runtime} + "/larkmoor";
+    const std::string file = folder + "/boot-base";
+    if (const auto shared = sharedBase(file, boot)) return *shared;
+
+    // Under a lock, so that the first caller decides for all; a file of an earlier boot is replaced.
+    if (!Files::makeFolders(folder, 0700)) return own;
+    const FileDescriptor lock{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    if (!lock || ::flock(lock.get(), LOCK_EX) != 0) return own;
+    if (const auto shared = sharedBase(file, boot)) return *shared;
+    static_cast<void>(Files::replace(file, asBytes(fmt::format("{} {}\n", boot, own.count())), 0600));
+    return sharedBase(file, boot).value_or(own);
+}
+
+/// Field 22 of /proc/PID/stat (proc(5)): clock ticks since the boot. Field 2, the name, may hold spaces.
+std::optional<std::int64_t> startTicks(pid_t process) {
+    const std::string text = fileText(fmt::format("/proc/{}/stat", process));
+    const auto nameEnd = text.rfind(')');
+    if (nameEnd == std::string::npos) return std::nullopt;
+    std::string_view rest = std::string_view{text}.substr(nameEnd + 1);
+    for (int field = 2; field < 22; ++field) {
+        const auto blank = rest.find(' ');
+        if (blank == std::string_view::npos) return std::nullopt;
+        rest.remove_prefix(blank + 1);
+    }
+    return number(rest.substr(0, rest.find(' ')));
+}
+
+}  // namespace
+
+std::optional<std::chrono::system_clock::time_point> start(pid_t process) {
+    const auto ticks = startTicks(process);
+    if (!ticks) return std::nullopt;
+    static const Microseconds base = bootBase();
+    const Microseconds afterBoot{*ticks * (1'000'000 / ::sysconf(_SC_CLK_TCK))};
+    return std::chrono::system_clock::time_point{base + afterBoot};
+}
+
+}  // namespace larkmoor::ProcessTable

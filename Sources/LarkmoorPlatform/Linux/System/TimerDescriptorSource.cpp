@@ -1,0 +1,95 @@
+#include "LarkmoorPlatform/Linux/System/TimerDescriptorSource.h"
+
+#include <fmt/format.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <boost/asio/posix/basic_stream_descriptor.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorPlatform/PlatformLog.h"
+
+namespace larkmoor {
+
+namespace {
+
+itimerspec at(WallClockSource::Date date) {
+    using namespace std::chrono;
+    // Zero would disarm the timer; any date in the past fires at once.
+    const auto nanoseconds = std::max(duration_cast<std::chrono::nanoseconds>(date.time_since_epoch()), 1ns);
+    const auto whole = floor<seconds>(nanoseconds);
+    itimerspec time{};
+    time.it_value.tv_sec = whole.count();
+    time.it_value.tv_nsec = (nanoseconds - whole).count();
+    return time;
+}
+
+}  // namespace
+
+struct TimerDescriptorSource::Armed : std::enable_shared_from_this<Armed> {
+    boost::asio::posix::basic_stream_descriptor<MainLoop::executor_type> timer;
+    const Date date;
+    std::function<void()> fire;
+
+    Armed(MainLoop& loop, Date when, std::function<void()> what) : timer(loop), date(when), fire(std::move(what)) {}
+
+    /// False with errno set if the system refuses.
+    bool arm() {
+        // With CANCEL_ON_SET the call may fail with ECANCELED, before or after arming the timer, when the clock was set
+        // or the machine slept; the absolute date stays valid.
+        constexpr int flags = TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET;
+        const itimerspec time = at(date);
+        for (int tries = 0; tries < 3; ++tries) {
+            if (::timerfd_settime(timer.native_handle(), flags, &time, nullptr) == 0) return true;
+            if (errno != ECANCELED) return false;
+        }
+        return true;
+    }
+
+    void wait() {
+        timer.async_wait(boost::asio::posix::descriptor_base::wait_read,
+                         [self = weak_from_this()](boost::system::error_code failed) {
+                             const auto alive = self.lock();
+                             if (alive && !failed) alive->onReadable();
+                         });
+    }
+
+    void onReadable() {
+        std::uint64_t firings = 0;
+        const ssize_t count = ::read(timer.native_handle(), &firings, sizeof firings);
+        if (count == sizeof firings) return std::exchange(fire, nullptr)();
+        if (errno == ECANCELED && !arm()) return logFailure();
+        wait();
+    }
+
+    static void logFailure() {
+        const int code = errno;
+        platformLog(fmt::format("[larkmoor-menu] a timer of the real-time clock could not be set: {}",
+                                std::generic_category().message(code)));
+    }
+};
+
+TimerDescriptorSource::TimerDescriptorSource(MainLoop& loop) : loop_(loop) {}
+
+TimerDescriptorSource::~TimerDescriptorSource() = default;
+
+void TimerDescriptorSource::schedule(Date date, Duration /*leeway*/, std::function<void()> fire) {
+    armed_ = std::make_shared<Armed>(loop_, date, std::move(fire));
+    FileDescriptor timer{::timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK)};
+    if (!timer) return Armed::logFailure();
+    boost::system::error_code failed;
+    armed_->timer.assign(timer.get(), failed);
+    if (failed) return Armed::logFailure();
+    static_cast<void>(timer.release());
+    if (!armed_->arm()) return Armed::logFailure();
+    armed_->wait();
+}
+
+void TimerDescriptorSource::cancel() { armed_.reset(); }
+
+}  // namespace larkmoor

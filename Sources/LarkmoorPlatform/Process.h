@@ -1,0 +1,32 @@
+// What the system knows of this process, and of others by their process id.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace larkmoor {
+
+/// $HOME if it is an absolute path, otherwise the home of the user database; without a final slash. Higher floors take
+/// the folder as a parameter, so that tests can give them another.
+std::string homeFolder();
+
+/// The absolute path of this process's executable as it was when the process started; nothing if the system does not
+/// tell.
+std::optional<std::string> runningExecutable();
+
+/// Returns memory that was freed, and is kept by the allocator, to the system. Takes about a millisecond: for the end
+/// of work whose memory is not needed again soon. Any thread.
+void returnFreedMemory() noexcept;
+
+}  // namespace larkmoor
+
+namespace larkmoor::ProcessTable {
+
+/// The start time of a process, in microseconds of the real-time clock; the same for every caller until the next boot,
+/// even if the clock is set meanwhile. Nothing for a process that does not exist.
+std::optional<std::chrono::system_clock::time_point> start(pid_t process);
+
+}  // namespace larkmoor::ProcessTable

@@ -1,0 +1,100 @@
+// Text, whole files and their digests.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <regex>
+
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/SHA256.h"
+#include "LarkmoorBase/UTF8.h"
+#include "LarkmoorBase/UUID.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/Text.h"
+
+namespace larkmoor {
+namespace {
+
+using testing::TemporaryFolder;
+
+TEST(UTF8, IsWellFormedOrNot) {
+    struct Case {
+        std::string_view name, text;
+        bool isValid;
+    };
+    using namespace std::string_view_literals;
+    const Case table[] = {
+        {"empty", "", true},
+        {"a NUL", "a\0b"sv, true},
+        {"each length", "a\u00e9\u203a\U0001d11e", true},
+        {"the last of each length", "\x7f\u07ff\uffff\U0010ffff", true},
+        {"a lone continuation", "\x80", false},
+        {"overlong slash", "\xc0\xaf", false},
+        {"overlong in three", "\xe0\x9f\xbf", false},
+        {"overlong in four", "\xf0\x8f\xbf\xbf", false},
+        {"a surrogate", "\xed\xa0\x80", false},
+        {"past the last", "\xf4\x90\x80\x80", false},
+        {"cut short", "eight ok\xe2\x80", false},
+        {"after eight plain bytes", "12345678\xff", false},
+    };
+    for (const Case& row : table) EXPECT_EQ(UTF8::isValid(row.text), row.isValid) << row.name;
+}
+
+TEST(Files, ReadsWhatIsThereAndNamesWhatIsNot) {
+    const TemporaryFolder folder;
+    const std::string large(200'000, 'x');
+    ASSERT_TRUE(Files::replace(folder / "large", asBytes(large), 0600));
+    EXPECT_EQ(testing::text(*Files::read(folder / "large")), large);
+    ASSERT_TRUE(Files::replace(folder / "large", {}, 0600));
+    EXPECT_TRUE(Files::read(folder / "large")->empty());
+    EXPECT_FALSE(Files::read("/proc/self/stat")->empty());
+    EXPECT_EQ(Files::read(folder / "none").error().description(), folder / "none" + ": No such file or directory");
+    EXPECT_EQ(Files::read(folder.path().string()).error().code, EISDIR);
+}
+
+TEST(Files, ReplacingBreaksNoReader) {
+    const TemporaryFolder folder;
+    ASSERT_TRUE(Files::replace(folder / "file", asBytes("old"), 0600));
+    std::filesystem::create_hard_link(folder / "file", folder / "reader");
+    ASSERT_TRUE(Files::replace(folder / "file", asBytes("new"), 0640));
+    EXPECT_EQ(testing::text(*Files::read(folder / "reader")), "old");
+    EXPECT_EQ(testing::text(*Files::read(folder / "file")), "new");
+    EXPECT_EQ(Files::permissions(folder / "file"), 0640);
+    EXPECT_EQ(Files::replace(folder / "none/file", asBytes("x"), 0600).error().code, ENOENT);
+}
+
+TEST(SHA256, OfBytesAndOfFiles) {
+    const TemporaryFolder folder;
+    const std::string file = folder / "file";
+    struct Case {
+        std::string text;
+        std::string_view digest;
+    };
+    const Case table[] = {
+        {"", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
+        {"abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
+        {std::string(1'000'000, 'a'), "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"},
+    };
+    for (const Case& row : table) {
+        EXPECT_EQ(SHA256::ofBytes(asBytes(row.text)), row.digest);
+        ASSERT_TRUE(Files::replace(file, asBytes(row.text), 0600));
+        EXPECT_EQ(SHA256::ofFile(file), row.digest) << row.text.size() << " bytes";
+    }
+    ASSERT_NE(::geteuid(), 0U) << "root is refused nothing";
+    ASSERT_EQ(::chmod(file.c_str(), 0), 0);
+    EXPECT_EQ(SHA256::ofFile(file).error(), (FileError{file, EACCES}));
+    EXPECT_EQ(SHA256::ofFile(folder / "none").error().code, ENOENT);
+    EXPECT_EQ(SHA256::ofFile(folder.path().string()).error().code, EISDIR);
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    for (const std::string& endless : {folder / "pipe", std::string{"/dev/zero"}})
+        EXPECT_EQ(SHA256::ofFile(endless).error().code, EINVAL) << endless;
+}
+
+TEST(UUID, IsRandomAndOfVersionFour) {
+    const std::regex form{"[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"};
+    EXPECT_TRUE(std::regex_match(newUUID(), form));
+    EXPECT_NE(newUUID(), newUUID());
+}
+
+}  // namespace
+}  // namespace larkmoor

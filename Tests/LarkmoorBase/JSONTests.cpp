@@ -1,0 +1,221 @@
+// The JSON reader and writer with records of their own, in every form and reading that a caller may choose.
+#include <gtest/gtest.h>
+
+#include "LarkmoorBase/JSON/Decoder.h"
+#include "LarkmoorBase/JSON/Encoder.h"
+#include "Support/Text.h"
+
+namespace larkmoor {
+namespace {
+
+using testing::text;
+
+TEST(Base64, IsTheStandardAlphabetWithPadding) {
+    struct Case {
+        std::string_view plain, coded;
+    };
+    const Case table[] = {{"", ""},
+                          {"f", "Zg=="},
+                          {"fo", "Zm8="},
+                          {"foo", "Zm9v"},
+                          {"foob", "Zm9vYg=="},
+                          {"foobar", "Zm9vYmFy"},
+                          {"\xfb\xff", "+/8="}};
+    for (const Case& row : table) {
+        EXPECT_EQ(Base64::encode(asBytes(row.plain)), row.coded);
+        EXPECT_EQ(Base64::decode(row.coded), copyBytes(row.plain));
+    }
+    for (const std::string_view bad :
+         {"Zg", "Zg=", "Zg===", "=Zg=", "Zh==", "Zm9=", "Zm 8=", "Zg==Zg==", "Zm8_", "===="}) {
+        EXPECT_FALSE(Base64::decode(bad)) << bad;
+    }
+}
+
+TEST(Numbers, FitOrAreNone) {
+    const std::string tiny = "0." + std::string(400, '0') + "1";
+    const std::string huge = "1" + std::string(400, '0');
+    struct Case {
+        std::string text;
+        std::optional<Int> whole;
+        std::optional<double> finite;
+    };
+    const Case table[] = {
+        {"-0", 0, 0},
+        {"5.0", 5, 5},
+        {"5e2", 500, 500},
+        {"50e-1", 5, 5},
+        {"0.5", {}, 0.5},
+        {"9223372036854775807", INT64_MAX, 0x1p63},
+        {"9223372036854775808", {}, 0x1p63},
+        {"-9223372036854775808", INT64_MIN, -0x1p63},
+        {"-9223372036854775809", {}, -0x1p63},
+        // The last doubles that fit 64 bits, and the first that do not.
+        {"9223372036854774784.0", 9223372036854774784, 9223372036854774784.0},
+        {"9.223372036854775808e18", {}, 0x1p63},
+        {"922337203685477580800e-2", {}, 0x1p63},
+        {"-9.223372036854775808e18", INT64_MIN, -0x1p63},
+        {"-9.223372036854777856e18", {}, -9223372036854777856.0},
+        {"1e19", {}, 1e19},
+        {"1.7976931348623157e308", {}, 1.7976931348623157e308},
+        {"4.9e-324", {}, 4.9e-324},
+        {"1.8e308", {}, {}},
+        {"-1e999", {}, {}},
+        {"1e-999", 0, 0},
+        {"0e999", 0, 0},
+        {tiny, 0, 0},
+        {tiny + "e999", {}, {}},
+        {huge, {}, {}},
+        {huge + "e-400", 1, 1},
+    };
+    for (const Case& row : table) {
+        EXPECT_EQ(Numbers::whole(row.text), row.whole) << row.text;
+        EXPECT_EQ(Numbers::finite(row.text), row.finite) << row.text;
+    }
+}
+
+/// What the string must be in a document, one byte after the other.
+std::string escaped(std::string_view plain) {
+    std::string out = "\"";
+    for (const char byte : plain) {
+        constexpr std::string_view brief = "\"\"\\\\\bb\ff\nn\rr\tt";
+        std::size_t at = 0;
+        while (at < brief.size() && brief[at] != byte) at += 2;
+        if (at < brief.size())
+            out.append({'\\', brief[at + 1]});
+        else if (static_cast<unsigned char>(byte) < 0x20)
+            out += fmt::format("\\u{:04x}", static_cast<int>(byte));
+        else
+            out += byte;
+    }
+    return out + '"';
+}
+
+TEST(Encoder, EscapesWhateverNeedsItWhereverItStands) {
+    const std::string run(27, 'a');
+    for (std::size_t place = 0; place <= run.size(); ++place) {
+        for (int byte = 0; byte < 0x80; ++byte) {
+            std::string plain = run;
+            plain.insert(place, 1, static_cast<char>(byte));
+            const auto document = Encoder::encode(plain);
+            ASSERT_EQ(text(document.value()), escaped(plain)) << byte << " at " << place;
+            ASSERT_EQ(Decoder::decode<std::string>(*document), plain);
+        }
+        std::string plain = run;
+        plain.insert(place, "é𝄞");
+        EXPECT_EQ(text(Encoder::encode(plain).value()), '"' + plain + '"');
+        plain.insert(place, "\xff");
+        EXPECT_EQ(Encoder::encode(plain).error().reason, "text that is not UTF-8") << place;
+    }
+}
+
+TEST(Date, IsSecondsSinceTheReference) {
+    using namespace std::chrono;
+    EXPECT_EQ(text(*Encoder::encode(Date{0.1})), "0.1");
+    EXPECT_EQ(text(*Encoder::encode(Date{768225600})), "768225600");
+    EXPECT_EQ(Decoder::decode<Date>(asBytes("0.1")), Date{0.1});
+    EXPECT_EQ(Date{86400.5}.timePoint(), sys_days{2001y / 1 / 2} + 500ms);
+    EXPECT_EQ(Date::from(sys_days{2001y / 1 / 2}), Date{86400});
+}
+
+BOOST_DEFINE_ENUM_CLASS(Made, shelf, box, crate)
+
+using MadeSet = std::set<Made>;
+using TextSet = std::set<std::string>;
+LARKMOOR_RECORD(Receipt, (std::optional<TextSet>, owners), (MadeSet, made), (std::optional<std::string>, version))
+
+TEST(JSON, AFileForPeopleIsLaidOutInLines) {
+    const Receipt full{
+        .owners = TextSet{"b", "a\"{,:["}, .made = {Made::shelf, Made::crate, Made::box}, .version = "2"};
+    const std::string_view lines = R"({
+  "owners": [
+    "a\"{,:[",
+    "b"
+  ],
+  "made": [
+    "box",
+    "crate",
+    "shelf"
+  ],
+  "version": "2"
+}
+)";
+    EXPECT_EQ(text(Encoder::encode(full, Layout::pretty).value()), lines) << "sets in the order of their texts";
+    EXPECT_EQ(Decoder::decode<Receipt>(asBytes(lines), Strictness::strict), full);
+    EXPECT_EQ(text(Encoder::encode(Receipt{}, Layout::pretty).value()), "{\n  \"made\": []\n}\n");
+    EXPECT_EQ(text(Encoder::encode(TextMap<Receipt>{{"r", {}}}, Layout::pretty).value()),
+              "{\n  \"r\": {\n    \"made\": []\n  }\n}\n");
+    EXPECT_EQ(text(Encoder::encode(TextMap<Receipt>{}, Layout::pretty).value()), "{}\n");
+}
+
+TEST(JSON, StrictAndLenientReading) {
+    const Receipt box{.owners = {}, .made = {Made::box}, .version = {}};
+    struct Case {
+        std::string_view document;
+        std::optional<Receipt> lenient, strict;
+    };
+    const Case table[] = {
+        {R"({"made":["box"]})", box, box},
+        {R"({"made":["box","box"],"owners":null,"version":null,"later":[{}]})", box, box},
+        {R"({"made":["crate"],"made":["box"]})", box, {}},
+        {R"({"made":["box"],"\u006dade":["box"]})", box, {}},
+        {R"({"made":["box"],"later":[{"x":1,"y":2,"x":3}]})", box, {}},
+        {R"({"made":["box"],"later":{"made":{"made":{}}}})", box, box},
+        {R"({"made":["box","boxes"]})", {}, {}},
+        {R"({"made":["box",null]})", {}, {}},
+        {R"({"made":"box"})", {}, {}},
+        {R"({"made":null})", {}, {}},
+        {R"({"made":["box"],"owners":[1]})", {}, {}},
+        {R"({"made":["box"],"version":2})", {}, {}},
+        {R"({"owners":[]})", {}, {}},
+        {R"([])", {}, {}},
+        {R"({"made":["box"]}})", {}, {}},
+    };
+    for (const Case& row : table) {
+        const auto read = [&](Strictness strictness) -> std::optional<Receipt> {
+            auto value = Decoder::decode<Receipt>(asBytes(row.document), strictness);
+            return value ? std::optional{*std::move(value)} : std::nullopt;
+        };
+        EXPECT_EQ(read(Strictness::lenient), row.lenient) << row.document;
+        EXPECT_EQ(read(Strictness::strict), row.strict) << row.document;
+    }
+    EXPECT_EQ(Decoder::decode<Receipt>(asBytes(R"({"made":[],"a":{"x":1,"x":1}})"), Strictness::strict).error(),
+              (CodingFailure{.path = {}, .reason = "a name stands twice: x"}));
+}
+
+LARKMOOR_RECORD(Step, (std::string, id), (bool, isDone), (std::optional<Int>, bytes))
+LARKMOOR_RECORD(Progress, (std::int32_t, pid), (double, writtenAt), (std::vector<Step>, steps),
+                (std::optional<Step>, last))
+
+TEST(JSON, NumbersOfEveryWidthSurviveARoundTrip) {
+    const Progress full{.pid = INT32_MIN,
+                        .writtenAt = 1732205100.25,
+                        .steps = {{"model", false, INT64_MAX}, {"vad", true, {}}},
+                        .last = Step{"asr", true, INT64_MIN}};
+    const std::string_view document =
+        R"({"pid":-2147483648,"writtenAt":1732205100.25,"steps":[{"id":"model","isDone":false,"bytes":9223372036854775807},)"
+        R"({"id":"vad","isDone":true}],"last":{"id":"asr","isDone":true,"bytes":-9223372036854775808}})";
+    EXPECT_EQ(text(Encoder::encode(full).value()), document);
+    EXPECT_EQ(Decoder::decode<Progress>(asBytes(document)), full);
+
+    struct Case {
+        std::string_view pid;
+        std::optional<std::int32_t> value;
+    };
+    const Case table[] = {{"2147483647", INT32_MAX},
+                          {"2147483648", {}},
+                          {"-2147483649", {}},
+                          {"7e2", 700},
+                          {"7.5", {}},
+                          {"true", {}},
+                          {"\"7\"", {}},
+                          {"null", {}}};
+    for (const Case& row : table) {
+        const auto read =
+            Decoder::decode<Progress>(asBytes(fmt::format(R"({{"pid":{},"writtenAt":0,"steps":[]}})", row.pid)));
+        EXPECT_EQ(read ? std::optional{read->pid} : std::nullopt, row.value) << row.pid;
+        if (!read) EXPECT_TRUE(read.error().description().starts_with("pid: expected a whole number"));
+    }
+}
+
+}  // namespace
+}  // namespace larkmoor

@@ -1,0 +1,219 @@
+// The door's pieces: its words for each fault, the outer form of messages, and whether this process is an old copy.
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorKit/Door/ClientLineage.h"
+#include "LarkmoorKit/Door/DoorFault.h"
+#include "LarkmoorKit/Door/XPCWire.h"
+#include "LarkmoorPlatform/PropertyList.h"
+#include "Support/TemporaryFolder.h"
+
+namespace larkmoor::testing {
+namespace {
+
+TEST(DoorFault, SpeaksToTheLetter) {
+    struct Case {
+        DoorFault fault;
+        std::string_view raw, message, production, dev;
+        bool isTerminal;
+    };
+    constexpr std::string_view absent = "Larkmoor isn't running — start it to access your memory.";
+    constexpr std::string_view refused =
+        "Larkmoor is running but refused this connection — this binary isn't signed with the daemon's expected "
+        "identity (sign it: Scripts/sign.sh).";
+    constexpr std::string_view silent =
+        "Larkmoor is running but did not answer in 3s — it may be busy starting up; try again in a moment.";
+    constexpr std::string_view skewLine = "Larkmoor is finishing an update — this window will reconnect by itself.";
+    const Case table[] = {
+        {DoorFault::absent, "absent", absent, absent, absent, false},
+        {DoorFault::refused, "refused", refused, "Larkmoor is running but this menu needs a restart to reconnect.",
+         refused, true},
+        {DoorFault::silent, "silent", silent, silent, silent, false},
+        {DoorFault::skew, "skew",
+         "Larkmoor updated; this session's bridge is older than the daemon, restart the session", skewLine, skewLine,
+         false},
+    };
+    for (const Case& row : table) {
+        EXPECT_EQ(rawText(row.fault), row.raw);
+        EXPECT_EQ(message(row.fault), row.message);
+        EXPECT_EQ(menuLine(row.fault, ClientProfile::production), row.production);
+        EXPECT_EQ(menuLine(row.fault, ClientProfile::dev), row.dev);
+        EXPECT_EQ(isTerminalForThisProcess(row.fault), row.isTerminal) << row.raw;
+    }
+}
+
+TEST(DoorRedial, CountsWholeSecondsAndOneAtLeast) {
+    EXPECT_EQ(DoorRedial::standard.budget, std::chrono::seconds{3});
+    EXPECT_EQ(DoorRedial::standard.pause, std::chrono::milliseconds{100});
+    struct Case {
+        std::chrono::nanoseconds budget;
+        std::int64_t seconds;
+    };
+    for (const Case& row :
+         {Case{std::chrono::seconds{3}, 3}, Case{std::chrono::milliseconds{3999}, 3},
+          Case{std::chrono::milliseconds{999}, 1}, Case{std::chrono::seconds{0}, 1}, Case{std::chrono::seconds{-5}, 1}})
+        EXPECT_EQ((DoorRedial{.budget = row.budget, .pause = {}}.budgetSeconds()), row.seconds);
+}
+
+TEST(RefusalNotice, ReportsOneThatLastsOnce) {
+    using namespace std::chrono_literals;
+    struct Case {
+        std::optional<DoorFault> fault;
+        std::optional<std::chrono::duration<double>> refusedFor;
+        bool alreadyReported;
+        RefusalNotice::Action action;
+    };
+    using enum RefusalNotice::Action;
+    const Case table[] = {{DoorFault::refused, 45s, false, report}, {DoorFault::refused, 44.9s, false, wait},
+                          {DoorFault::refused, 60s, true, wait},    {DoorFault::refused, {}, false, wait},
+                          {DoorFault::absent, 60s, false, wait},    {{}, 60s, false, wait}};
+    for (const Case& row : table)
+        EXPECT_EQ(RefusalNotice::decide(row.fault, row.refusedFor, row.alreadyReported), row.action);
+}
+
+TEST(XPCWire, WhatIsMissingEmptyOrOfAnotherTypeIsNothing) {
+    MessageDictionary message;
+    EXPECT_FALSE(XPCWire::data(XPCEndpoint::payloadKey, message));
+    XPCWire::set({}, XPCEndpoint::payloadKey, message);
+    EXPECT_NE(message.find<Bytes>("payload"), nullptr);
+    EXPECT_FALSE(XPCWire::data(XPCEndpoint::payloadKey, message));
+    message.set(XPCEndpoint::payloadKey, true);
+    message.set(XPCEndpoint::wireKey, copyBytes("1"));
+    message.set(XPCEndpoint::servedKey, false);
+    EXPECT_FALSE(XPCWire::data(XPCEndpoint::payloadKey, message));
+    EXPECT_FALSE(XPCWire::wireVersion(message));
+    EXPECT_FALSE(XPCWire::servedDuration(message));
+    XPCWire::set(asBytes("{}"), XPCEndpoint::payloadKey, message);
+    EXPECT_EQ(asText(*XPCWire::data(XPCEndpoint::payloadKey, message)), "{}");
+}
+
+TEST(XPCWire, CountsAreUnsigned) {
+    struct Case {
+        std::int64_t set;
+        std::uint64_t stored;
+    };
+    for (const Case& row : {Case{1, 1}, Case{0, 0}, Case{-1, 0}, Case{INT64_MIN, 0}, Case{INT64_MAX, INT64_MAX}}) {
+        MessageDictionary message;
+        XPCWire::setWire(row.set, message);
+        XPCWire::setServed(row.set, message);
+        EXPECT_EQ(*message.find<std::uint64_t>("wire"), row.stored);
+        EXPECT_EQ(*message.find<std::uint64_t>("served_ms"), row.stored);
+        EXPECT_EQ(XPCWire::wireVersion(message), static_cast<std::int64_t>(row.stored));
+        EXPECT_EQ(XPCWire::servedDuration(message), std::chrono::milliseconds{row.stored});
+    }
+    MessageDictionary strange;
+    strange.set(XPCEndpoint::wireKey, UINT64_MAX);
+    EXPECT_EQ(XPCWire::wireVersion(strange), INT64_MAX);
+}
+
+TEST(MCPGatewayName, BelievesOnlyATestService) {
+    struct Case {
+        std::map<std::string, std::string> env;
+        std::string_view service;
+    };
+    constexpr std::string_view production = "tools.fenwright.larkmoor.gateway";
+    const auto named = [](std::string value) {
+        return std::map<std::string, std::string>{{"LARKMOOR_MCP_GATEWAY_FOR_TESTS", std::move(value)}};
+    };
+    const Case table[] = {
+        {{}, production},
+        {{{"OTHER", "tools.fenwright.larkmoor.test.a"}}, production},
+        {named(""), production},
+        {named("tools.fenwright.larkmoor.test."), production},
+        {named("tools.fenwright.larkmoor.gateway2"), production},
+        {named("x tools.fenwright.larkmoor.test.a"), production},
+        {named("  tools.fenwright.larkmoor.test.a\n"), "tools.fenwright.larkmoor.test.a"},
+    };
+    for (const Case& row : table) EXPECT_EQ(MCPGatewayName::resolve(row.env), row.service);
+}
+
+using Stale = ClientLineage::Stale;
+using Foreign = ClientLineage::Foreign;
+namespace fs = std::filesystem;
+
+TEST(ClientLineage, IsJudgedByTheFamilysName) {
+    struct Case {
+        bool replaced;
+        std::optional<std::string> id, version;
+        ClientLineage lineage;
+    };
+    const Case table[] = {
+        {true, "tools.fenwright.larkmoor.menubar", "2.1", Stale{"2.1"}},
+        {true, "tools.fenwright.larkmoor", std::nullopt, Stale{}},
+        {true, "tools.fenwright.larkmoor.dev.menubar", "2.1", Stale{"2.1"}},
+        {true, "tools.fenwright.larkmoorish", "2.1", Foreign{}},
+        {true, "tools.fenwright.larkmoo", "2.1", Foreign{}},
+        {true, "xtools.fenwright.larkmoor.menubar", "2.1", Foreign{}},
+        {true, "", "2.1", Foreign{}},
+        {true, std::nullopt, "2.1", Foreign{}},
+        {false, "tools.fenwright.larkmoor.menubar", "2.1", Foreign{}},
+    };
+    for (const Case& row : table)
+        EXPECT_EQ(ClientLineage::judge(row.replaced, row.id, row.version), row.lineage) << row.id.value_or("none");
+}
+
+class LineageOnDisk : public ::testing::Test {
+  protected:
+    LineageOnDisk() {
+        fs::create_directories(folder.path() / "L.app/Contents/MacOS");
+        write(executable, "program");
+    }
+
+    static void write(const std::string& path, std::string_view text) {
+        ASSERT_TRUE(Files::replace(path, asBytes(text), 0600));
+    }
+    void plist(std::string_view keys) {
+        write(folder / "L.app/Contents/Info.plist",
+              fmt::format("<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\">{}</plist>", keys));
+    }
+
+    TemporaryFolder folder;
+    std::string executable = folder / "L.app/Contents/MacOS/larkmoor-menubar";
+};
+
+TEST_F(LineageOnDisk, TheOccupantIsTheBundleAroundIt) {
+    EXPECT_FALSE(ClientLineage::occupantBundle(executable)) << "no list";
+    using Occupant = ClientLineage::Occupant;
+    struct Case {
+        std::string_view keys;
+        std::optional<Occupant> occupant;
+    };
+    const Case table[] = {
+        {"<dict><key>CFBundleIdentifier</key><string>a.b</string><key>CFBundleVersion</key><string>7</string>"
+         "<key>CFBundleShortVersionString</key><string>2.1</string></dict>",
+         Occupant{"a.b", "2.1"}},
+        {"<dict><key>CFBundleIdentifier</key><string>a.b</string><key>CFBundleVersion</key><string>7</string></dict>",
+         Occupant{"a.b", "7"}},
+        {"<dict><key>CFBundleVersion</key><string>7</string></dict>", Occupant{std::nullopt, "7"}},
+        {"<dict/>", Occupant{}},
+        {"<array/>", std::nullopt},
+        {"<dict>", std::nullopt},
+        {"", std::nullopt},
+    };
+    for (const Case& row : table) {
+        plist(row.keys);
+        EXPECT_EQ(ClientLineage::occupantBundle(executable), row.occupant) << row.keys;
+    }
+    write(folder / "L.app/Contents/Info.plist", std::string_view{"\x00\xff garbage", 10});
+    EXPECT_FALSE(ClientLineage::occupantBundle(executable));
+    plist("<dict/>");
+    fs::create_directories(folder.path() / "L.app/Contents/bin");
+    EXPECT_FALSE(ClientLineage::occupantBundle(folder / "L.app/Contents/bin/program")) << "no folder MacOS";
+    EXPECT_FALSE(ClientLineage::occupantBundle("program"));
+}
+
+TEST_F(LineageOnDisk, ProbeTakesItAllTogether) {
+    plist(
+        "<dict><key>CFBundleIdentifier</key><string>tools.fenwright.larkmoor.menubar</string>"
+        "<key>CFBundleShortVersionString</key><string>2.1</string></dict>");
+    ASSERT_TRUE(ClientLineage::processStart());
+    for (const auto& [sinceNow, lineage] : {std::pair{std::chrono::hours{1}, ClientLineage{Stale{"2.1"}}},
+                                            std::pair{std::chrono::hours{-1000}, ClientLineage{Foreign{}}}}) {
+        fs::last_write_time(executable, fs::file_time_type::clock::now() + sinceNow);
+        EXPECT_EQ(ClientLineage::probe(executable), lineage);
+    }
+    EXPECT_EQ(ClientLineage::probe(std::nullopt), ClientLineage{Foreign{}});
+    EXPECT_EQ(ClientLineage::probe(folder / "larkmoor-menubar"), ClientLineage{Foreign{}});
+    EXPECT_FALSE(ClientLineage::executableReplaced(folder / "none"));
+}
+
+}  // namespace
+}  // namespace larkmoor::testing

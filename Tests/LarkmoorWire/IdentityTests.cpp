@@ -1,0 +1,196 @@
+// What the family is called, which version runs, and how private files are written.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+
+#include "LarkmoorWire/Identity/ClientInstance.h"
+#include "LarkmoorWire/Identity/ClientStoreMode.h"
+#include "LarkmoorWire/Identity/ClientVersion.h"
+#include "LarkmoorWire/Identity/WireContract.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/Text.h"
+
+namespace larkmoor {
+namespace {
+
+using testing::TemporaryFolder;
+namespace fs = std::filesystem;
+
+TEST(ClientInstance, DerivesItsPaths) {
+    EXPECT_EQ(ClientInstance::daemonLogPath("/h"), "/h/Library/Logs/larkmoor.log");
+    EXPECT_EQ(ClientInstance::supportRoot("/h/Library/Application Support"), "/h/Library/Application Support/Larkmoor");
+    EXPECT_EQ(ClientInstance::runbooksRootExpanded("/h"), "/h/.larkmoor/runbooks");
+}
+
+TEST(ClientInstance, KnowsTheSupportFoldersOfBothProfiles) {
+    const TemporaryFolder folder;
+    fs::create_directories(folder / "Application Support/Larkmoor");
+    fs::create_symlink(folder / "Application Support/Larkmoor", folder / "door");
+    struct Case {
+        std::string path;
+        bool isUnder;
+    };
+    const Case table[] = {
+        {"/x/Library/Application Support/Larkmoor", true},
+        {"/x/Library/Application Support/Larkmoor/", true},
+        {"/x/Library/Application Support/Larkmoor Dev/a/b", true},
+        {"/x/Library/Application Support/./Other/../Larkmoor/data.db", true},
+        {"~/Library/Application Support/Larkmoor/data.db", true},
+        {folder / "door", true},
+        {folder / "door/not/there/yet", true},
+        {"/x/Library/Application Support/LarkmoorOther", false},
+        {"/x/Library/Application Support/LarkmoorOther/Larkmoor", false},
+        {"/x/Library/Application Support", false},
+        {"/x/Larkmoor", false},
+        {"", false},
+    };
+    for (const Case& row : table) EXPECT_EQ(ClientInstance::isUnderAnySupportRoot(row.path), row.isUnder) << row.path;
+}
+
+TEST(WireContract, AdmitsItsOwnNumberAndSilence) {
+    using WireContract::Verdict;
+    EXPECT_EQ(WireContract::verdict(1, std::nullopt), Verdict::admitted);
+    EXPECT_EQ(WireContract::verdict(1, 1), Verdict::admitted);
+    EXPECT_EQ(WireContract::verdict(1, 2), Verdict::mismatch);
+    EXPECT_EQ(WireContract::verdict(2, 1), Verdict::mismatch);
+}
+
+std::size_t entriesIn(const fs::path& folder) {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator{folder}, {}));
+}
+
+TEST(ClientStoreMode, WritesPrivateFilesInPrivateFoldersWhateverWasThere) {
+    const TemporaryFolder folder;
+    const mode_t umaskBefore = ::umask(0);
+    for (const std::string_view bytes : {"a longer text than the new one", "new"}) {
+        const auto written = ClientStoreMode::write(asBytes(bytes), folder / "a/b/file");
+        ASSERT_TRUE(written) << written.error().description();
+        EXPECT_EQ(Files::permissions(folder / "a"), 0700);
+        EXPECT_EQ(Files::permissions(folder / "a/b"), 0700);
+        EXPECT_EQ(Files::permissions(folder / "a/b/file"), 0600);
+        EXPECT_EQ(testing::text(*Files::read(folder / "a/b/file")), bytes);
+        EXPECT_EQ(entriesIn(folder / "a/b"), 1U);
+        ASSERT_EQ(::chmod((folder / "a/b/file").c_str(), 0644), 0);
+    }
+    ::umask(umaskBefore);
+}
+
+/// A write to `file`, which holds "old", fails and changes nothing.
+void expectFailure(const std::string& file, BytesView bytes, int code) {
+    const auto refused = ClientStoreMode::write(bytes, file);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error(), (FileError{file, code}));
+    EXPECT_EQ(testing::text(*Files::read(file)), "old");
+    EXPECT_EQ(entriesIn(fs::path{file}.parent_path()), 1U);
+}
+
+TEST(ClientStoreMode, AFailureKeepsTheOldBytesAndLeavesNothing) {
+    ASSERT_NE(::geteuid(), 0U) << "root is refused nothing";
+    const TemporaryFolder folder;
+    const std::string file = folder / "closed/file";
+    ASSERT_TRUE(ClientStoreMode::write(asBytes("old"), file));
+    ASSERT_EQ(::chmod((folder / "closed").c_str(), 0500), 0);
+    expectFailure(file, asBytes("new"), EACCES);
+    EXPECT_EQ(ClientStoreMode::write(asBytes("new"), file + "/below").error().code, ENOTDIR);
+}
+
+TEST(ClientStoreMode, AFullDiskKeepsTheOldBytes) {
+    const char* disk = std::getenv("LARKMOOR_SMALL_DISK");
+    if (disk == nullptr) GTEST_SKIP() << "needs the small disk that Scripts/lib/as-tester mounts";
+    const TemporaryFolder folder{disk};
+    ASSERT_TRUE(ClientStoreMode::write(asBytes("old"), folder / "file"));
+    expectFailure(folder / "file", Bytes(1 << 20), ENOSPC);
+}
+
+TEST(ClientVersion, IsDigitsBetweenFullStops) {
+    struct Case {
+        std::optional<std::string> text, version;
+    };
+    const Case table[] = {
+        {"1.2.3", "1.2.3"}, {" 1.10\r\n", "1.10"},
+        {"007", "007"},     {"1.2.3-beta", {}},
+        {"1..3", {}},       {".1", {}},
+        {"1.", {}},         {"", {}},
+        {" \n", {}},        {"1 .2", {}},
+        {"٣", {}},          {std::nullopt, {}},
+    };
+    for (const Case& row : table)
+        EXPECT_EQ(ClientVersion::shaped(row.text), row.version) << row.text.value_or("nothing");
+}
+
+/// A disk of texts: property lists hold their version, "VERSION" files their content.
+ClientVersion::Seams disk(const std::map<std::string, std::string>& files) {
+    auto read = [files](const fs::path& path) -> std::optional<std::string> {
+        const auto found = files.find(path.string());
+        return found == files.end() ? std::nullopt : std::optional{found->second};
+    };
+    return {.plistVersion = read, .versionFileText = read, .exists = [read](const auto& path) {
+                return read(path).has_value();
+            }};
+}
+
+TEST(ClientVersion, PrefersTheBundleAndFallsBackOnTheTree) {
+    const std::string bundled = "/t/L.app/Contents/MacOS/larkmoor", plist = "/t/L.app/Contents/Info.plist";
+    const std::string own = "/t/VERSION";
+    struct Case {
+        std::string_view name;
+        std::optional<std::string> executable;
+        std::map<std::string, std::string> files;
+        std::string_view version;
+    };
+    const Case table[] = {
+        {"nothing known", std::nullopt, {}, "0"},
+        {"bundle", bundled, {{plist, "2.1"}, {own, "9"}}, "2.1"},
+        {"bundle of no version", bundled, {{plist, "1.2.3-beta"}, {own, "9\n"}}, "9"},
+        {"no bundle: macos", "/t/L.app/Contents/macos/x", {{plist, "2.1"}, {own, "9"}}, "9"},
+        {"no bundle: contents",
+         "/t/L.app/contents/MacOS/x",
+         {{"/t/L.app/contents/Info.plist", "2.1"}, {own, "9"}},
+         "9"},
+        {"no bundle: .App", "/t/L.App/Contents/MacOS/x", {{"/t/L.App/Contents/Info.plist", "2.1"}, {own, "9"}}, "9"},
+        {"beside the executable", "/a/b/x", {{"/a/b/VERSION", "1.2.3\n"}, {"/VERSION", "4"}}, "1.2.3"},
+        {"the sixth folder", "/1/2/3/4/5/x", {{"/VERSION", "7"}}, "7"},
+        {"the seventh folder", "/1/2/3/4/5/6/x", {{"/VERSION", "7"}}, "0"},
+        {"a bad file ends the search", "/a/b/x", {{"/a/b/VERSION", "1..3"}, {"/a/VERSION", "4"}}, "0"},
+        {"at the root", "/x", {}, "0"},
+    };
+    for (const Case& row : table) {
+        std::optional<fs::path> executable;
+        if (row.executable) executable = *row.executable;
+        EXPECT_EQ(ClientVersion::resolve(executable, disk(row.files)), row.version) << row.name;
+    }
+    for (const auto& [folder, levels, asked] : {std::tuple{"/1/2/3/4/5", 3, 4}, {"/1/2", -1, 1}, {"/", 5, 1}}) {
+        int questions = 0;
+        EXPECT_FALSE(ClientVersion::versionFile(folder, levels, [&](const auto&) { return ++questions, false; }));
+        EXPECT_EQ(questions, asked) << folder;
+    }
+}
+
+TEST(ClientVersion, LiveSeamsReadRealFiles) {
+    const TemporaryFolder folder;
+    fs::create_directories(folder / "L.app/Contents/MacOS");
+    struct Case {
+        std::string_view plist, tree, version;
+    };
+    const Case table[] = {
+        {"<dict><key>CFBundleShortVersionString</key><string>3.4</string></dict></plist>", "5\n", "3.4"},
+        {"<dict><key>CFBundleShortVersionString</key><integer>3</integer></dict></plist>", "5\n", "5"},
+        {"<array><string>3.4</string></array></plist>", "5\n", "5"},
+        {"<dict><key>", "5\n", "5"},
+        {"", "\xff", "0"},
+    };
+    for (const Case& row : table) {
+        std::ofstream{folder / "VERSION"} << row.tree;
+        std::ofstream{folder / "L.app/Contents/Info.plist"} << R"(<?xml version="1.0"?><plist version="1.0">)"
+                                                            << row.plist;
+        EXPECT_EQ(ClientVersion::resolve(folder / "L.app/Contents/MacOS/larkmoor", ClientVersion::Seams::live()),
+                  row.version)
+            << row.plist;
+    }
+}
+
+}  // namespace
+}  // namespace larkmoor
