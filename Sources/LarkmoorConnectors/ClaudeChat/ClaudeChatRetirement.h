@@ -11,10 +11,10 @@
 #include <string_view>
 #include <vector>
 
-#include "LarkmoorPlatform/RunningApplications.h"
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
 #include "LarkmoorConnectors/Framework/Connector.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
+#include "LarkmoorPlatform/RunningApplications.h"
 
 namespace larkmoor {
 
