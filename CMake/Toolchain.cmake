@@ -34,10 +34,6 @@ else()
   # What is the same is there once, and relocations are packed: a tenth less of the program is resident.
   add_link_options(-Wl,--icf=safe -Wl,-z,pack-relative-relocs)
 endif()
-# Benchmarks print how many scans a verb makes; nothing else counts them.
-if(LARKMOOR_BENCHMARKS)
-  add_compile_definitions(LARKMOOR_COUNT_SCANS)
-endif()
 if(LARKMOOR_FUZZERS)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()

@@ -9,7 +9,7 @@ void ModelsRow::show(const MenuLine& line) {
 }
 
 void ModelsRow::complete() {
-    if (visible_) row_->setProgress(RowProgresses::Fraction{1});
+    if (visible_) row_->setProgress(RowProgresses::Fill{1});
 }
 
 void ModelsRow::hide() {

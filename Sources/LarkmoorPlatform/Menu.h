@@ -58,14 +58,14 @@ struct Indeterminate {
     bool operator==(const Indeterminate&) const = default;
 };
 
-struct Fraction {
+struct Fill {
     double value = 0;  ///< 0 to 1; a value outside is shown as the nearer end
-    bool operator==(const Fraction&) const = default;
+    bool operator==(const Fill&) const = default;
 };
 
 }  // namespace RowProgresses
 
-using RowProgress = std::variant<RowProgresses::None, RowProgresses::Indeterminate, RowProgresses::Fraction>;
+using RowProgress = std::variant<RowProgresses::None, RowProgresses::Indeterminate, RowProgresses::Fill>;
 
 class Menu;
 

@@ -1,17 +1,21 @@
-// What a launch does by itself to the harnesses' files: what is ours and stale, and nothing else.
+// What a launch does by itself to the harnesses' files, which is to repair what is ours and stale and nothing else; and
+// the tool that runs each verb.
 #include <gtest/gtest.h>
 
 #include "LarkmoorConnectors/ConnectorHome.h"
 #include "LarkmoorConnectors/Connectors.h"
 #include "LarkmoorConnectors/Converge.h"
+#include "Support/RunTool.h"
 
 namespace larkmoor {
 namespace {
 
 using testing::chatFile;
 using testing::ConnectorHome;
+using testing::runTool;
 using testing::serverFile;
 using testing::settingsFile;
+using testing::ToolRun;
 
 std::string told(const ConnectorHome& home, const std::vector<Converge::Step>& steps) {
     std::string text;
@@ -67,6 +71,72 @@ TEST(ConvergeTest, OurOwnStaleWiringIsRepairedOnce) {
     const auto after = home.files();
     EXPECT_EQ(told(home, launch(home)), NO_CHAT);
     EXPECT_EQ(home.files(), after);
+}
+
+// The connectors' tool as people meet it: the real program over real homes.
+
+ToolRun connect(const ConnectorHome& home, std::vector<std::string> words) {
+    words.insert(words.begin(), LARKMOOR_CONNECT);
+    for (const std::string& word : {std::string{"--home"}, home.path() + "/", std::string{"--bundle"}, home.bundle()}) {
+        words.push_back(word);
+    }
+    ToolRun run = runTool(words);
+    run.out = home.shown(run.out);
+    return run;
+}
+
+TEST(LarkmoorConnect, EveryVerbAsJSON) {
+    const ConnectorHome home;
+    home.write(settingsFile, "{ }");
+    home.write(".claude/projects/-none/memory/MEMORY.md", "1234");
+    home.write(chatFile, "{'mcpServers':{'a':{'command':'/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}}}");
+    EXPECT_EQ(connect(home, {"scan"}).out,
+              "claude-code: found\n  ~/.claude/settings.json\n    this file holds no Larkmoor hook entry\n"
+              "  ~/.claude.json\n    there is no file here\n");
+    const std::pair<std::vector<std::string>, std::string_view> table[] = {
+        {{"install", "claude-code", "--json"}, "\"result\": \"changed\""},
+        {{"install", "--json"}, "\"text\": \"nothing in this file needed changing\""},
+        {{"scan", "--json"}, "\"state\": \"connected\""},
+        {{"stale", "--json"}, "\"stale\": false"},
+        {{"projects", "--json"},
+         "\"memory\": {\n          \"path\": \"~/.claude/projects/-none/memory/MEMORY.md\",\n          \"bytes\": 4,"},
+        {{"memory", "--json"}, "\"files\": []"},
+        {{"remove", "--json"}, "\"text\": \"this file was created when Larkmoor connected and was removed\""},
+        {{"retire", "--json"},
+         "\"backups\": [\n      \"~/Library/Application Support/Claude/claude_desktop_config.json.larkmoor-backup-"},
+        {{"converge", "--json"}, "\"id\": \"claude-chat\""},
+        {{"retire", "--json"}, "\"result\": \"unchanged\""},
+    };
+    for (const auto& [words, want] : table) {
+        const ToolRun run = connect(home, words);
+        EXPECT_EQ(run.status, 0) << words.front();
+        EXPECT_TRUE(run.out.starts_with("[\n") && run.out.ends_with("]\n")) << run.out;
+        EXPECT_TRUE(run.out.contains(want)) << run.out;
+    }
+    EXPECT_EQ(home.read(settingsFile), "{}");
+}
+
+TEST(LarkmoorConnect, ARefusalIsOneAndAWrongWordTwo) {
+    const ConnectorHome home;
+    EXPECT_EQ(connect(home, {"install"}).status, 1);
+    home.write(serverFile, "{");
+    EXPECT_EQ(connect(home, {"remove", "--json"}).status, 1);
+    const std::pair<std::vector<std::string>, std::string_view> table[] = {
+        {{}, "there is no verb\n"},
+        {{"wire"}, "there is no verb wire\n"},
+        {{"scan", "vi"}, "there is no harness vi\n"},
+        {{"converge", "claude-code"}, "converge takes no harness\n"},
+        {{"scan", "--all"}, "there is no option --all\n"},
+    };
+    for (const auto& [words, want] : table) {
+        const ToolRun run = connect(home, words);
+        EXPECT_EQ(run.status, 2) << want;
+        EXPECT_TRUE(run.err.starts_with(want)) << run.err;
+        EXPECT_TRUE(run.err.contains("usage: larkmoor-connect")) << run.err;
+        EXPECT_EQ(run.out, "");
+    }
+    EXPECT_EQ(runTool({LARKMOOR_CONNECT, "scan", "--home", home.path()}).status, 2);
+    EXPECT_EQ(runTool({LARKMOOR_CONNECT, "--help"}).status, 0);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // What holds for every harness: over files in the styles of many hands and files made by chance, an install connects, a
 // second one changes nothing, and a removal takes out ours and nothing else; where the disk, its owner or another
 // program is in the way, the files stay whole. As somebody who is not root.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <thread>
 
 #include "LarkmoorConnectors/Harnesses.h"
+#include "Support/SmallDisk.h"
 
 namespace larkmoor {
 namespace {
@@ -47,7 +49,7 @@ class HarnessTest : public ::testing::TestWithParam<Harness> {
     void expectRound(std::string_view file, const RoundTrip& row) const {
         SCOPED_TRACE(row.name);
         const ConnectorHome own;
-        own.makeFolder(harness().folder);
+        if (file == first) own.makeFolder(harness().folder);
         own.write(file, row.in);
         const auto joined = harness().connector(own);
         const ConnectorOutcome installed = joined->install();
@@ -264,9 +266,9 @@ TEST_P(HarnessTest, LinksIntoADotfilesFolderStayLinks) {
 }
 
 TEST_P(HarnessTest, AFullDiskLeavesEverythingAsItWas) {
-    const char* disk = std::getenv("LARKMOOR_SMALL_DISK");
-    if (disk == nullptr) GTEST_SKIP() << "LARKMOOR_SMALL_DISK names no small disk; Scripts/lib/as-tester makes one";
-    const ConnectorHome small{disk};
+    const testing::SmallDisk disk;
+    if (disk.path() == nullptr) GTEST_SKIP() << testing::SmallDisk::absence;
+    const ConnectorHome small{disk.path()};
     fill(small);
     const auto before = small.files();
     {

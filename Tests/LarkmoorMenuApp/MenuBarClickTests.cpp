@@ -6,7 +6,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Fill = RowProgresses::Fraction;
+using Fill = RowProgresses::Fill;
 using Indeterminate = RowProgresses::Indeterminate;
 using enum MenuLine::Click;
 

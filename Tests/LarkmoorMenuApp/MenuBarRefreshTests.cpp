@@ -207,7 +207,7 @@ TEST_F(MenuBarTest, APassThatFindsNothingNewTouchesNoRow) {
         Words changed;
     } counter;
     models = MenuLine{.title = "Fetching models", .bar = RowProgresses::Indeterminate{}};
-    update = MenuLine{.title = "Loading, 50%", .bar = RowProgresses::Fraction{0.5}};
+    update = MenuLine{.title = "Loading, 50%", .bar = RowProgresses::Fill{0.5}};
     for (const char* word : {"healthy", "stopped", "the disk is full"}) {
         health = text(word);
         launch();

@@ -142,6 +142,11 @@ TEST_F(ClaudeCodeBlockTest, WhatAnInstallMakesOfTheHooks) {
          BOTH(PROMPT_GROUP, GROUP(USERS) "," PRE_GROUP)},
         {"under another event", STOP(GROUP(RULES)), WHOLE},
         {"a tool's entry in the prompts' group", BOTH(GROUP(PRETOOL "," PROMPTS), ""), WHOLE},
+        {"two of ours in two groups of one event, discarded",
+         BOTH(PROMPT_GROUP "," GROUP(INDEX) "," GROUP(RULES), PRE_GROUP), WHOLE},
+        {"an event is no array", "{'hooks':{'PreToolUse':7}}", "hooks.PreToolUse is not an array"},
+        {"the prompts' is none", "{'hooks':{'UserPromptSubmit':{}}}", "hooks.UserPromptSubmit is not an array"},
+        {"no object at all", "[]", "the top-level value is not an object"},
     };
     for (const Case& row : table) EXPECT_EQ(bytesOf(hook.installed(document(row.in))), row.want) << row.name;
 }

@@ -110,7 +110,7 @@ std::string withoutMarkup(std::string_view text) {
 }
 
 Bar bar(const RowProgress& progress, unsigned phase) {
-    if (const auto* known = std::get_if<RowProgresses::Fraction>(&progress)) return filledBar(known->value);
+    if (const auto* known = std::get_if<RowProgresses::Fill>(&progress)) return filledBar(known->value);
     if (std::holds_alternative<RowProgresses::Indeterminate>(progress)) return indeterminateBar(phase);
     return {};
 }

@@ -90,7 +90,7 @@ TEST_F(MenuSnapshotTest, EachChangeAndItsWayBackAreReported) {
          "5: icon-data"},
         {"no image", [&] { first->setImage(RowImages::Symbol{"no.such.drawing"}); }, [&] { first->setImage(dot); },
          "5: -icon-data", "5: icon-data"},
-        {"progress", [&] { first->setProgress(RowProgresses::Fraction{0.5}); },
+        {"progress", [&] { first->setProgress(RowProgresses::Fill{0.5}); },
          [&] { first->setProgress(RowProgresses::None{}); }, "5: label accessible-desc", "5: label -accessible-desc"},
         {"no action", [&] { last->setAction({}); }, [&] { last->setAction([] {}); }, "7: enabled", "7: enabled"},
         {"hidden, with its separator", [&] { first->setHidden(true); }, [&] { first->setHidden(false); },
@@ -108,14 +108,14 @@ TEST_F(MenuSnapshotTest, EachChangeAndItsWayBackAreReported) {
 
 TEST_F(MenuSnapshotTest, OnlyAVisibleIndeterminateBarIsAnimated) {
     EXPECT_FALSE(isAnimated(menu));
-    first->setProgress(RowProgresses::Fraction{0.5});
+    first->setProgress(RowProgresses::Fill{0.5});
     EXPECT_FALSE(isAnimated(menu));
     first->setProgress(RowProgresses::Indeterminate{});
     EXPECT_TRUE(isAnimated(menu));
     first->setHidden(true);
     EXPECT_FALSE(isAnimated(menu));
     first->setHidden(false);
-    first->setProgress(RowProgresses::Fraction{1});
+    first->setProgress(RowProgresses::Fill{1});
     EXPECT_FALSE(isAnimated(menu));
 }
 

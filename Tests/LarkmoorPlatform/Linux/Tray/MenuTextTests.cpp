@@ -46,19 +46,19 @@ TEST(MenuText, LabelsOfRows) {
         {"ampersand", {.title = "Read & write"}, {}, "Read & write"},
         {"one level", {.title = "• Stop", .indent = 1}, {}, "\u2003• Stop"},
         {"two levels", {.title = "• Stop", .indent = 2}, {}, "\u2003\u2003• Stop"},
-        {"a fraction", {.title = "Setting up"}, RowProgresses::Fraction{0.4}, "Setting up  ▰▰▰▰▱▱▱▱▱▱ 40%"},
-        {"the title says it", {.title = "Loading, 29%"}, RowProgresses::Fraction{0.29}, "Loading, 29%  ▰▰▱▱▱▱▱▱▱▱"},
-        {"another number", {.title = "Loading 129%"}, RowProgresses::Fraction{0.29}, "Loading 129%  ▰▰▱▱▱▱▱▱▱▱ 29%"},
-        {"nearly done is not done", {.title = "x"}, RowProgresses::Fraction{0.999}, "x  ▰▰▰▰▰▰▰▰▰▱ 99%"},
-        {"done", {.title = "x"}, RowProgresses::Fraction{1}, "x  ▰▰▰▰▰▰▰▰▰▰ 100%"},
-        {"below", {.title = "x"}, RowProgresses::Fraction{-3}, "x  ▱▱▱▱▱▱▱▱▱▱ 0%"},
-        {"above", {.title = "x"}, RowProgresses::Fraction{7}, "x  ▰▰▰▰▰▰▰▰▰▰ 100%"},
+        {"a fraction", {.title = "Setting up"}, RowProgresses::Fill{0.4}, "Setting up  ▰▰▰▰▱▱▱▱▱▱ 40%"},
+        {"the title says it", {.title = "Loading, 29%"}, RowProgresses::Fill{0.29}, "Loading, 29%  ▰▰▱▱▱▱▱▱▱▱"},
+        {"another number", {.title = "Loading 129%"}, RowProgresses::Fill{0.29}, "Loading 129%  ▰▰▱▱▱▱▱▱▱▱ 29%"},
+        {"nearly done is not done", {.title = "x"}, RowProgresses::Fill{0.999}, "x  ▰▰▰▰▰▰▰▰▰▱ 99%"},
+        {"done", {.title = "x"}, RowProgresses::Fill{1}, "x  ▰▰▰▰▰▰▰▰▰▰ 100%"},
+        {"below", {.title = "x"}, RowProgresses::Fill{-3}, "x  ▱▱▱▱▱▱▱▱▱▱ 0%"},
+        {"above", {.title = "x"}, RowProgresses::Fill{7}, "x  ▰▰▰▰▰▰▰▰▰▰ 100%"},
         {"no number",
          {.title = "x"},
-         RowProgresses::Fraction{std::numeric_limits<double>::quiet_NaN()},
+         RowProgresses::Fill{std::numeric_limits<double>::quiet_NaN()},
          "x  ▱▱▱▱▱▱▱▱▱▱ 0%"},
         {"moving", {.title = "x"}, RowProgresses::Indeterminate{}, "x  ▰▰▰▱▱▱▱▱▱▱"},
-        {"no title", {.title = ""}, RowProgresses::Fraction{0.1}, "▰▱▱▱▱▱▱▱▱▱ 10%"},
+        {"no title", {.title = ""}, RowProgresses::Fill{0.1}, "▰▱▱▱▱▱▱▱▱▱ 10%"},
     };
     for (const Case& test : table) {
         const auto row = MenuRow::make(test.row);
@@ -90,7 +90,7 @@ TEST(MenuText, AMovingBarWalksToTheEndAndBack) {
 TEST(MenuText, BarsAreToldInWords) {
     const auto row = MenuRow::make({.title = "Setting up"});
     EXPECT_EQ(MenuText::accessibleDescription(*row), "");
-    row->setProgress(RowProgresses::Fraction{0.4});
+    row->setProgress(RowProgresses::Fill{0.4});
     EXPECT_EQ(MenuText::accessibleDescription(*row), "Setting up, 40%");
     row->setTitle("Downloading 2, 40%");
     EXPECT_EQ(MenuText::accessibleDescription(*row), "Downloading 2, 40%");
