@@ -40,8 +40,7 @@ TEST_F(MenuTest, OnlyARealChangeIsTold) {
         {[&] { row->setEnabled(false); }, [&] { row->setEnabled(true); }},
         {[&] { row->setImage(Symbol{"gearshape.fill"}); }, [&] { row->setImage(Symbol{"chart.bar.xaxis"}); }},
         {[&] { row->setImage(RecordingDot{}); }, [&] { row->setImage(RowImages::None{}); }},
-        {[&] { row->setProgress(RowProgresses::Fill{0.5}); },
-         [&] { row->setProgress(RowProgresses::Fill{1}); }},
+        {[&] { row->setProgress(RowProgresses::Fill{0.5}); }, [&] { row->setProgress(RowProgresses::Fill{1}); }},
         {[&] { row->setProgress(RowProgresses::Indeterminate{}); }, [&] { row->setProgress(RowProgresses::None{}); }},
         {[&] { row->setAction({}); }, [&] { row->setAction([] {}); }},
     };
