@@ -22,7 +22,7 @@ struct AlertRequest {
     QStringList buttons;
     bool showsApplicationIcon = false;
 
-    /// Nothing for a request that is truncated or has no button; unknown fields are ignored.
+    /// nullopt for a request that is truncated or has no button; unknown fields are ignored.
     static std::optional<AlertRequest> read(const QByteArray& request);
 };
 
@@ -30,7 +30,7 @@ class AlertWindow : public QDialog {
   public:
     explicit AlertWindow(const AlertRequest& request);
 
-    /// The index of the button that ended `exec`; nothing if the window was closed without one.
+    /// The index of the button that ended `exec`; nullopt if the window was closed without one.
     std::optional<int> choice() const { return choice_; }
 
   protected:

@@ -1,4 +1,4 @@
-// larkmoor-alert: shows one alert and says what was chosen. AlertProtocol.h is its only interface.
+// larkmoor-alert: shows one alert and prints which button was chosen. AlertProtocol.h is its only interface.
 #include <QApplication>
 #include <QFile>
 #include <QIcon>

@@ -13,7 +13,7 @@ namespace larkmoor {
 using Bytes = std::vector<std::byte>;
 using BytesView = std::span<const std::byte>;
 
-/// The same bytes seen as characters; valid as long as `bytes` is. Nothing is checked: the result may be no UTF-8.
+/// The same bytes seen as characters; valid as long as `bytes` is. Nothing is checked: the result may not be UTF-8.
 inline std::string_view asText(BytesView bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 
 /// The same characters seen as bytes; valid as long as `text` is.
@@ -27,7 +27,7 @@ namespace Base64 {
 
 std::string encode(BytesView bytes);
 
-/// Nothing for any other character, a missing or misplaced padding, or bits set beyond the last byte.
+/// nullopt for any other character, missing or misplaced padding, or bits set beyond the last byte.
 std::optional<Bytes> decode(std::string_view text);
 
 }  // namespace Base64

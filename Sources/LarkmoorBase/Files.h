@@ -18,7 +18,7 @@ struct [[nodiscard]] FileError {
     std::string path;
     int code = 0;  ///< errno
 
-    /// The system's words for `code`.
+    /// The system's message for `code`.
     std::string reason() const;
     /// "{path}: {reason}"
     std::string description() const;
@@ -41,24 +41,24 @@ std::expected<void, FileError> writeAll(int descriptor, BytesView bytes, const s
 /// other failure nothing is left behind.
 std::expected<void, FileError> create(const std::string& path, BytesView bytes, mode_t mode);
 
-/// Replaces the file by a complete new one in one rename: readers, and a process killed meanwhile, leave the old bytes
-/// or the new ones. The file has `mode` whatever the umask says (a file system without modes is no failure); the
-/// temporary file, which lies in the same folder, is removed on failure.
+/// Replaces the file by a complete new one in one rename: readers see the old or the new content, even if this process
+/// is killed meanwhile. The file has `mode` whatever the umask says (a file system without modes is not an error); the
+/// temporary file, which is in the same folder, is removed on failure.
 std::expected<void, FileError> replace(const std::string& path, BytesView bytes, mode_t mode);
 
 /// Creates the folder and the missing ones above it, with `mode`. An existing folder stays as it is.
 std::expected<void, FileError> makeFolders(const std::string& path, mode_t mode);
 
-/// When the file's bytes were last changed; nothing if there is no file.
+/// When the file's bytes were last changed; nullopt if there is no file.
 std::optional<std::chrono::system_clock::time_point> modified(const std::string& path);
 
-/// Whether there is anything at the path, links followed; a dangling link is nothing.
+/// Whether anything exists at the path, links followed; false for a dangling link.
 bool exists(const std::string& path);
 
-/// The permission bits of what is at the path, links followed; nothing if they cannot be read.
+/// The permission bits of what is at the path, links followed; nullopt if they cannot be read.
 std::optional<mode_t> permissions(const std::string& path);
 
-/// The names in the folder, sorted by their bytes; nothing if it cannot be listed.
+/// The names in the folder, sorted by their bytes; nullopt if it cannot be listed.
 std::optional<std::vector<std::string>> names(const std::string& folder);
 
 }  // namespace Files

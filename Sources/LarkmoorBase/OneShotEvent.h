@@ -7,7 +7,7 @@
 
 namespace larkmoor {
 
-/// Main thread; outlives the tasks that wait for it.
+/// Main thread; must outlive the tasks that wait for it.
 class OneShotEvent {
   public:
     explicit OneShotEvent(MainLoop& loop) : gate_(loop.get_executor(), MainTimer::time_point::max()) {}

@@ -15,7 +15,7 @@ namespace larkmoor {
 template <class E>
 concept RawText = std::is_enum_v<E> && boost::describe::has_describe_enumerators<E>::value;
 
-/// The case's name; it lives as long as the program.
+/// The case's name; static storage.
 template <RawText E>
 constexpr std::string_view rawText(E value) {
     std::string_view text;
@@ -25,7 +25,7 @@ constexpr std::string_view rawText(E value) {
     return text;
 }
 
-/// The case of exactly that name, or nothing.
+/// The case of exactly that name, or nullopt.
 template <RawText E>
 constexpr std::optional<E> fromRawText(std::string_view text) {
     std::optional<E> value;

@@ -12,8 +12,8 @@ namespace larkmoor::SHA256 {
 /// The digest in lower-case hexadecimal, 64 digits. Any thread.
 std::string ofBytes(BytesView bytes);
 
-/// That of the whole file, read in pieces of constant size. What is no regular file is refused: a pipe would block for
-/// ever, a device might never end. Blocks as long as the disk does; any thread.
+/// The digest of the whole file, read in pieces of constant size. Only regular files are accepted: a pipe would block
+/// for ever, a device might never end. Blocks as long as the disk does; any thread.
 std::expected<std::string, FileError> ofFile(const std::string& path);
 
 }  // namespace larkmoor::SHA256

@@ -22,11 +22,11 @@ inline constexpr boost::asio::use_awaitable_t<MainLoop::executor_type> awaiting;
 class RepeatingTimer {
   public:
     /// Starts a timer with an `interval` of more than 0, first due one interval from now. The function may destroy the
-    /// timer. Calls that the loop was too busy for are made up for by one, and the later ones keep their times.
+    /// timer. Calls missed while the loop was busy are merged into one; later calls stay on schedule.
     using Every =
         std::function<std::unique_ptr<RepeatingTimer>(std::chrono::milliseconds interval, std::function<void()>)>;
 
-    /// The timers of that loop, which outlives them.
+    /// Makes timers of that loop, which must outlive them.
     static Every on(MainLoop& loop);
 
     virtual ~RepeatingTimer() = default;

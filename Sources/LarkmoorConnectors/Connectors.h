@@ -1,4 +1,4 @@
-// All harnesses that Larkmoor joins, in the order in which it names them.
+// All harnesses that Larkmoor connects with, in the order in which it lists them.
 #pragma once
 
 #include <memory>
@@ -11,12 +11,12 @@
 
 namespace larkmoor::Connectors {
 
-/// `home` is the user's home folder, `bundle` the installed application bundle, `applications` the folder in which
-/// other applications lie.
+/// `home` is the user's home folder, `bundle` the installed application bundle, `applications` the folder of other
+/// applications.
 std::vector<std::unique_ptr<Connector>> all(const std::string& home, const std::string& bundle,
                                             const std::string& applications);
 
-/// What earlier builds connected and this one takes back.
+/// The connections of earlier builds that this build removes.
 std::vector<ClaudeChatRetirement> retirements(const std::string& home, const std::string& bundle, Profile profile);
 
 /// The path of the executable that harnesses start as our server.

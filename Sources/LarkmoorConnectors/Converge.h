@@ -1,4 +1,5 @@
-// Brings our own wiring up to date at launch, quietly: only what is demonstrably ours and stale, and what is retired.
+// Updates our own wiring at launch without asking: only what is certainly ours and out of date. Also removes what is
+// retired.
 #pragma once
 
 #include <functional>
@@ -17,12 +18,12 @@ struct Step {
     bool operator==(const Step&) const = default;
 };
 
-/// The verbs run one after the other and block as long as the disk does; `isClaudeRunning` is asked once, on the same
-/// thread. A harness that was left alone has no step.
+/// The verbs run one after the other and block as long as the disk does; `isClaudeRunning` is called once, on the same
+/// thread. A harness without stale wiring of ours has no step.
 std::vector<Step> run(const std::string& home, const std::string& bundle, const std::string& applications,
                       Connectors::Profile profile, const std::function<bool()>& isClaudeRunning);
 
-/// The retirements alone; while Claude runs they are put off, and said to be.
+/// Only the retirements; while Claude runs they are postponed, and the outcome says so.
 std::vector<Step> retire(const std::string& home, const std::string& bundle, Connectors::Profile profile,
                          const std::function<bool()>& isClaudeRunning);
 

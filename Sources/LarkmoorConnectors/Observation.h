@@ -1,4 +1,5 @@
-// One plain sentence about one place: the only way in which a connector explains itself.
+// A message of a connector: one plain sentence about one file or other place. Connectors explain their results in no
+// other way.
 #pragma once
 
 #include <string>

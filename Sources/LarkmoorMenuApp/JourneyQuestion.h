@@ -9,7 +9,7 @@
 
 namespace larkmoor {
 
-/// Nothing if the daemon does not say and there is a store. `support` is Application Support. Main thread.
+/// nullopt if a store exists and the daemon gave no usable answer. `support` is Application Support. Main thread.
 Task<std::optional<bool>> journeyWarranted(std::shared_ptr<LarkmoorClient> client, std::string support);
 
 /// The same without a request, or after one that the daemon did not answer.

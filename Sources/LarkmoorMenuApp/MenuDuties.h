@@ -1,5 +1,5 @@
 // What the composition root hands the menu: services of the platform, and the duties that other rooms supply. No field
-// has a default: the maker of a menu states each one.
+// has a default, so the creator of a MenuBar sets every one.
 #pragma once
 
 #include <chrono>
@@ -49,7 +49,8 @@ struct MenuPlatform {
     std::optional<std::string> build;
 };
 
-/// Grouped by supplier. Called on the main thread; each leaves it by itself for what blocks.
+/// Callbacks, grouped by the room that implements them. Called on the main thread; one that blocks must move to another
+/// thread by itself.
 struct MenuDuties {
     using Duty = std::function<Task<void>()>;
     /// What a row shows now; nothing hides the row.
@@ -70,16 +71,16 @@ struct MenuDuties {
     struct FirstRun {
         /// At launch.
         Duty warmBundledBinaries;
-        /// Whether the first-run journey is owed; nothing if that is not known now.
+        /// Whether the first-run journey has steps left; nullopt if that is not known now.
         std::function<Task<std::optional<bool>>()> journeyWarranted;
-        /// The same without a request to the daemon.
+        /// The same from the files on disk alone, without a request to the daemon.
         std::function<std::optional<bool>()> journeyWarrantedUnasked;
     };
 
     struct Connectors {
         /// At launch: our wiring in the harnesses' files is brought up to date.
         Duty converge;
-        /// The application at whose end `retire` is due.
+        /// When this application ends, `retire` is called.
         std::string retiredBundleID;
         /// Removes the old connection to that application.
         Duty retire;
@@ -88,17 +89,18 @@ struct MenuDuties {
     struct Models {
         /// At launch.
         Duty startIfNeeded;
-        /// At launch: gives the pipeline the place to publish its progress.
+        /// At launch: connects the progress of the download pipeline to `line`.
         std::function<void()> attachProgress;
         Line line;
         Question allDownloadsDone;
-        /// The distributed notification at which `cancel` is due, and then a quit.
+        /// When this distributed notification arrives, `cancel` is called, and then the application quits.
         std::string cancelNotification;
         Duty cancel;
     };
 
     struct Updates {
         // At launch, in this order, after the daemon's agent is registered and healed.
+        /// Restarts the daemon if its build is older than this application's, as after an update.
         Duty postSwapBounce;
         Duty migrateAtLaunch;
         /// False if no updater can run.

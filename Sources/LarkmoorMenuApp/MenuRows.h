@@ -1,4 +1,4 @@
-// The rows of the menu, by the names under which the application keeps them true.
+// The rows of the menu as named members, so that the application can update them.
 #pragma once
 
 #include <memory>
@@ -36,7 +36,7 @@ struct MenuRows {
     Row header, setupRow, statusLine, modelsLine;
     Row pause15, pause60, pauseIndef, resumeRow;
     Row migrateNowRow, postponedRow, updateRow;
-    /// Made with the others, and deliberately not placed in the menu.
+    /// Created with the others, but not shown: it is deliberately left out of `inOrder`.
     Row memory;
 
     /// The action of `updateRow` while a click on it installs the update.
@@ -50,7 +50,7 @@ class RecordingRows {
 
     const RecordingStatus& status() const { return status_; }
 
-    /// Keeps what follows from the answer, and shows it in the status line.
+    /// Updates the status from a health answer, and shows it in the status line.
     void apply(const MenuHealth& health, std::optional<DoorFault> fault, bool showsAlert);
     /// Keeps what the recorder last said of the front window.
     void setFront(FrontRecording front) { status_.lastFront = front; }

@@ -1,5 +1,5 @@
-// The rows that come and go with work under way: models, update, postponed update, migration. They appear and vanish
-// while the menu is closed; under the mouse they only change in place.
+// The rows for work under way: models, update, postponed update, migration. They are shown and hidden while the menu is
+// closed; the ticks of an open menu only change their content.
 #pragma once
 
 #include "LarkmoorMenuApp/MenuDuties.h"

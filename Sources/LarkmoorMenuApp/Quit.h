@@ -1,4 +1,4 @@
-// The quit of the whole family: settings, daemon, this application.
+// Quits the settings applications, the daemon and this application.
 #pragma once
 
 #include <chrono>
@@ -31,6 +31,7 @@ class Quit {
 
     /// Asks the user first. Does nothing while such an alert is up or the quit that follows is under way.
     Task<void> quitEverything();
+    /// Quits without asking the user.
     Task<void> quitAllOf();
 
   private:

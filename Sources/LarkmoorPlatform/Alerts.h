@@ -27,7 +27,7 @@ class Alerts {
   public:
     virtual ~Alerts() = default;
 
-    /// The index of the chosen button; nothing if the alert was closed without a choice or could not be shown. Alerts
+    /// The index of the chosen button; nullopt if the alert was closed without a choice or could not be shown. Alerts
     /// are shown one at a time, in the order of the calls.
     virtual Task<std::optional<int>> show(Alert alert) = 0;
 };

@@ -1,4 +1,4 @@
-// Registration of one login item: this application, or an agent whose property list lies in the bundle.
+// Registration of one login item: this application, or an agent whose property list is in the bundle.
 #pragma once
 
 #include <expected>

@@ -1,5 +1,4 @@
-// A menu as a model: a fixed list of rows, between a delegate that keeps them true and a platform that shows them. Main
-// thread only.
+// A menu as a model: a fixed list of rows; a delegate updates them, the platform shows them. Main thread only.
 #pragma once
 
 #include <functional>
@@ -10,7 +9,7 @@
 
 namespace larkmoor {
 
-// What stands in front of a row's title.
+// The image in front of a row's title.
 
 namespace RowImages {
 
@@ -34,7 +33,7 @@ struct PebbleIcon {
 };
 
 /// A system symbol, drawn half transparent in the colour of the menu's text: "chart.bar.xaxis", "gearshape.fill",
-/// "arrow.down.circle". A platform that has no drawing under the name shows none.
+/// "arrow.down.circle". A platform that has no image of this name shows none.
 struct Symbol {
     std::string name;
     bool operator==(const Symbol&) const = default;
@@ -69,8 +68,8 @@ using RowProgress = std::variant<RowProgresses::None, RowProgresses::Indetermina
 
 class Menu;
 
-/// One row: what it shows and what a click does. Every setter compares first: an equal value is no change, and the
-/// observer is not told. The row is shared by its maker and by the one menu that it stands in, if any.
+/// One row: what it shows and what a click does. Every setter compares first: an equal value is not a change, and the
+/// observer is not called. The row is shared by its creator and by the one menu that contains it, if any.
 class MenuRow {
   public:
     /// Runs on the main thread, after the click was answered and the menu closed.
@@ -109,7 +108,7 @@ class MenuRow {
     void setProgress(RowProgress progress);
     void setHidden(bool hidden);
     void setEnabled(bool enabled);
-    /// Functions cannot be compared: the observer is told only when a row gains or loses its action.
+    /// Functions cannot be compared: the observer is called only when a row gains or loses its action.
     void setAction(Action action);
 
   private:
@@ -126,17 +125,17 @@ class MenuRow {
     Menu* menu_ = nullptr;
 };
 
-/// Keeps a menu's rows true.
+/// Updates a menu's rows.
 class MenuDelegate {
   public:
     virtual ~MenuDelegate() = default;
 
-    /// Before the rows are shown: what is changed here is in the first picture.
+    /// Called before the rows are shown: changes made here are visible as soon as the menu appears.
     virtual void menuWillOpen() = 0;
     virtual void menuDidClose() = 0;
 
     /// Whether the row may be clicked. Asked for enabled rows with an action, before they are shown and again before a
-    /// click runs; answers from memory.
+    /// click runs; must return at once, without I/O.
     virtual bool validateMenuItem(const MenuRow& row) = 0;
 };
 
@@ -154,7 +153,7 @@ class Menu {
   public:
     using Rows = std::vector<std::shared_ptr<MenuRow>>;
 
-    /// Shares the rows with their maker. A row stands in one menu at most, and once.
+    /// Shares the rows with their creator. A row is in one menu at most, and only once.
     explicit Menu(Rows rows);
     ~Menu();
     Menu(const Menu&) = delete;
@@ -162,7 +161,7 @@ class Menu {
 
     const Rows& rows() const { return rows_; }
 
-    /// Not owned: the delegate outlives the menu, or sets null before it goes.
+    /// Not owned: the delegate must outlive the menu, or set null before it is destroyed.
     void setDelegate(MenuDelegate* delegate) { delegate_ = delegate; }
 
     // What the platform calls.
@@ -171,7 +170,7 @@ class Menu {
     void setObserver(MenuObserver* observer) { observer_ = observer; }
 
     bool isOpen() const { return isOpen_; }
-    /// Tells the delegate, unless the menu counts as open (or closed) already.
+    /// Calls the delegate, unless the menu counts as open (or closed) already.
     void open();
     void close();
 

@@ -9,12 +9,12 @@
 
 namespace larkmoor {
 
-/// $HOME if it is an absolute path, otherwise the home of the user database; without a final slash. Higher floors take
-/// the folder as a parameter, so that tests can give them another.
+/// $HOME if it is an absolute path, otherwise the home of the user database; without a final slash. The libraries above
+/// this one take the folder as a parameter, so that tests can pass another.
 std::string homeFolder();
 
-/// The absolute path of this process's executable as it was when the process started; nothing if the system does not
-/// tell.
+/// The absolute path of this process's executable as it was when the process started; nullopt if the system does not
+/// report it.
 std::optional<std::string> runningExecutable();
 
 /// Returns memory that was freed, and is kept by the allocator, to the system. Takes about a millisecond: for the end
@@ -26,7 +26,7 @@ void returnFreedMemory() noexcept;
 namespace larkmoor::ProcessTable {
 
 /// The start time of a process, in microseconds of the real-time clock; the same for every caller until the next boot,
-/// even if the clock is set meanwhile. Nothing for a process that does not exist.
+/// even if the clock is set meanwhile. nullopt for a process that does not exist.
 std::optional<std::chrono::system_clock::time_point> start(pid_t process);
 
 }  // namespace larkmoor::ProcessTable

@@ -71,7 +71,7 @@ struct ProcessRequest {
     ProcessInput input{};
     ProcessOutput output{};
     ProcessErrors errors{};
-    /// From the start until SIGKILL. Every run has one.
+    /// The time from the start until SIGKILL. Mandatory.
     std::chrono::milliseconds budget;
 };
 

@@ -36,17 +36,17 @@ namespace PropertyList {
 /// Whether the bytes are a property list whose root is a dictionary.
 bool isReadable(BytesView document);
 
-/// The whole list; nothing if it is no property list whose root is a dictionary, or nests deeper than 64 levels.
+/// The whole list; nullopt if it is not a property list with a dictionary as root, or nests deeper than 64 levels.
 std::optional<PropertyListValue::Dictionary> dictionary(BytesView document);
 
-/// The string under `key`; nothing if the root is no dictionary or there is no string under the key.
+/// The string under `key`; nullopt if the root is not a dictionary or there is no string under the key.
 std::optional<std::string> textUnder(BytesView document, std::string_view key);
 
 /// The same for a boolean; a number counts as one, and only 0 is false.
 std::optional<bool> flagUnder(BytesView document, std::string_view key);
 
 /// The document as XML with `value` under `key`; everything else keeps its type and value. An empty document counts as
-/// an empty dictionary. Nothing if the root is no dictionary, or if XML cannot hold the key or the value.
+/// an empty dictionary. nullopt if the root is not a dictionary, or if XML cannot hold the key or the value.
 std::optional<Bytes> setting(BytesView document, const std::string& key, const std::variant<std::string, bool>& value);
 
 }  // namespace PropertyList

@@ -14,16 +14,17 @@ enum class StatusIcon {
     attention,  ///< an exclamation mark in a circle
 };
 
-/// Made on the main thread, which alone may call it. The item is in the bar from its making to its end; a bar that is
-/// absent, late or restarted is no error and needs no word from the owner.
+/// Made on the main thread, which alone may call it. The item is shown from construction to destruction. If the bar is
+/// missing, starts later or restarts, that is not an error, and the item appears by itself as soon as it can.
 class StatusItem {
   public:
     virtual ~StatusItem() = default;
 
-    /// `label` tells the icon's meaning to who does not see it. The same icon and label again change nothing.
+    /// `label` describes the icon: for screen readers, and as title and tooltip. Setting the same icon and label again
+    /// does nothing.
     virtual void setIcon(StatusIcon icon, std::string label) = 0;
 
-    /// Shares the menu and becomes its observer, in the place of the menu before; null takes the menu away.
+    /// Shows this menu instead of the previous one, and observes it; null removes the menu.
     virtual void setMenu(std::shared_ptr<Menu> menu) = 0;
 };
 

@@ -15,9 +15,9 @@ class UserDefaults {
   public:
     virtual ~UserDefaults() = default;
 
-    /// The string under the key; nothing for a value of another type.
+    /// The string under the key; nullopt for a value of another type.
     virtual std::optional<std::string> string(const std::string& key) const = 0;
-    /// The boolean under the key. A number counts as one, and only 0 is false; nothing for any other type.
+    /// The boolean under the key. A number counts as one, and only 0 is false; nullopt for any other type.
     virtual std::optional<bool> flag(const std::string& key) const = 0;
 
     /// Replaces the value under the key, whatever its type; everything else in the suite stays.

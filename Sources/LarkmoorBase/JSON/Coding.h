@@ -52,7 +52,7 @@ struct [[nodiscard]] CodingFailure {
     bool operator==(const CodingFailure&) const = default;
 };
 
-// How the reader and the writer tell types apart. A type that is none of these, and no scalar, does not compile.
+// How the reader and the writer tell types apart. A type that is none of these, and not a scalar, does not compile.
 
 template <class T>
 inline constexpr bool isOptional = false;

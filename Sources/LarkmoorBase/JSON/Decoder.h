@@ -1,5 +1,5 @@
-// JSON reader: from a document to a value, as Coding.h maps types. Its templates make much code: include it only in the
-// .cpp file that reads.
+// JSON reader: from a document to a value, as Coding.h maps types. Its templates generate much code: include it only in
+// the .cpp file that reads.
 #pragma once
 
 #include <fmt/format.h>
@@ -18,7 +18,7 @@
 
 namespace larkmoor {
 
-/// One decoding. A failure's path is built while the calls return, so that a document that fits pays nothing for it.
+/// One decoding. The path of an error is put together while the calls return, so a valid document has no cost for it.
 class Decoder {
   public:
     /// The value of the whole document; any bytes are safe. Any thread.
@@ -36,7 +36,7 @@ class Decoder {
 
     using Kind = FlatNode::Kind;
 
-    /// False if the node does not fit: the reason is noted, and the value of `out` means nothing.
+    /// False if the node does not fit: the reason is noted, and the value of `out` is unspecified.
     template <class T>
     bool read(const FlatNode& node, T& out) {
         if constexpr (HasOwnJSONForm<T>) {
@@ -132,7 +132,8 @@ class Decoder {
         return fits && requireFields<R>(seen);
     }
 
-    /// Reads the field that the member names, if there is one, in place of what an earlier member of the name gave it.
+    /// Reads the field that the member names, if there is one; replaces the value of an earlier member with the same
+    /// name.
     template <DescribedRecord R>
     bool readMember(const FlatNode& member, R& out, std::uint64_t& seen) {
         bool fits = true;

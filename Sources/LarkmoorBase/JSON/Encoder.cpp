@@ -36,7 +36,7 @@ std::size_t plainRun(std::string_view text) {
     return run;
 }
 
-/// The escape of two characters where JSON has one, otherwise nothing.
+/// The escape of two characters if JSON has one, otherwise empty.
 std::string_view shortEscape(char byte) {
     switch (byte) {
         case '"':

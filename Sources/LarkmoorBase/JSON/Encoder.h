@@ -1,5 +1,5 @@
-// JSON writer: from a value to its document, as Coding.h maps types. Its templates make much code: include it only in
-// the .cpp file that writes.
+// JSON writer: from a value to its document, as Coding.h maps types. Its templates generate much code: include it only
+// in the .cpp file that writes.
 #pragma once
 
 #include <algorithm>
@@ -96,7 +96,7 @@ class Encoder {
         put("}");
     }
 
-    /// A field's name as it stands in the document, `,"name":`, put together at compile time.
+    /// A field's name as written in the document, `,"name":`, put together at compile time.
     template <class Field>
     static constexpr auto keyText = [] {
         constexpr std::string_view name = Field::name;

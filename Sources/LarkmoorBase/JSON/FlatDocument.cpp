@@ -82,7 +82,7 @@ class FlatDocument::Handler {
         return true;
     }
 
-    /// The text that ends with `part`: a view of the input where it stands there unescaped, otherwise of a copy.
+    /// The text that ends with `part`: a view of the input if it is unescaped there, otherwise of a copy.
     std::string_view whole(std::string_view part) {
         const std::less<const char*> before;
         const char* end = input_.data() + input_.size();

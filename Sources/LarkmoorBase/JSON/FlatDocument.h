@@ -38,8 +38,8 @@ class FlatDocument {
     FlatDocument(const FlatDocument&) = delete;
     FlatDocument& operator=(const FlatDocument&) = delete;
 
-    /// Reads JSON to the letter (RFC 8259) in UTF-8, nested 512 deep at most. `strictness` is about names that stand
-    /// twice in an object; a lenient parse keeps both.
+    /// Parses JSON strictly by RFC 8259, in UTF-8, nested 512 deep at most. `strictness` is about duplicate names in an
+    /// object; a lenient parse keeps both.
     std::expected<void, CodingFailure> parse(BytesView bytes, Strictness strictness = Strictness::lenient);
 
     /// The top-level value of what was parsed last.
@@ -57,11 +57,11 @@ class FlatDocument {
 
 namespace Numbers {
 
-/// The value of a JSON number that is whole and fits 64 bits: "5", "5.0" and "5e0" are 5; "0.5" and "1e30" are nothing.
-/// No locale is asked.
+/// The value of a JSON number that is whole and fits 64 bits: "5", "5.0" and "5e0" are 5; nullopt for "0.5" and "1e30".
+/// Independent of the locale.
 std::optional<std::int64_t> whole(std::string_view number);
 
-/// The nearest double, or nothing beyond the finite range; what is too small to tell from zero is zero.
+/// The nearest double; nullopt beyond the finite range. A number too small for a double is zero.
 std::optional<double> finite(std::string_view number);
 
 }  // namespace Numbers

@@ -1,5 +1,5 @@
-// Takes out of the Claude chat application's configuration what earlier builds wrote there, and adds nothing. Never run
-// while that application runs: it rewrites the file itself.
+// Removes the entries that earlier builds wrote into the Claude chat application's configuration. Must not run while
+// that application runs, because it rewrites the file itself.
 #pragma once
 
 #include <chrono>
@@ -30,8 +30,8 @@ struct ClaudeChatPaths {
     bool operator==(const ClaudeChatPaths&) const = default;
 };
 
-/// The entries that earlier builds put into that configuration, as pure functions over its document. There is no key
-/// that is ours by name: an entry is ours by what it runs.
+/// The entries that earlier builds put into that configuration, as pure functions over its document. Our entries are
+/// recognised by their command, not by their key.
 struct ClaudeChatConfig {
     Connectors::Profile profile = Connectors::Profile::production;
 
@@ -43,10 +43,10 @@ struct ClaudeChatConfig {
     /// The members of `mcpServers` that are ours and of this build family; valid as long as `root` is.
     std::vector<const JSONMember*> ours(const JSONNode& root) const;
 
-    /// Without those; an object that they leave empty stays.
+    /// Removes those; an object that becomes empty stays.
     std::expected<Retired, JSONEditFailure> retired(const JSONDocument& document) const;
 
-    /// A name that stands twice where an edit may land.
+    /// The reason if an object that an edit may change has duplicate keys; nullopt if there is none.
     std::optional<std::string> unreadableReason(const JSONNode& root) const;
 };
 

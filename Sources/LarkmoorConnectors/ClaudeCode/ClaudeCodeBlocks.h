@@ -1,5 +1,5 @@
-// The blocks in Claude Code's files, as pure functions over the files' documents: no file is touched, but that `find`
-// asks whether the executable is on the disk.
+// The blocks in Claude Code's files, as pure functions over the files' documents: no file is read or written, except
+// that `find` checks whether the executable exists.
 #pragma once
 
 #include <expected>
@@ -28,7 +28,7 @@ struct ClaudeCodeHook {
 
     BlockFinding find(const JSONDocument& document) const;
     std::vector<HookSite> sites(const JSONNode& root) const;
-    /// An up-to-date file comes back as it is.
+    /// An up-to-date file is returned unchanged.
     std::expected<BlockInstalled, JSONEditFailure> installed(const JSONDocument& document) const;
     std::expected<BlockRemoved, JSONEditFailure> removed(const JSONDocument& document,
                                                          const std::set<Created>& created) const;
@@ -40,7 +40,7 @@ struct ClaudeCodeHook {
     /// Whether the site is the entry of exactly the pre-tool group.
     bool isExactPreTool(const HookSite& site, const JSONDocument& document) const;
 
-    // The steps of `installed` on a file whose other entries of ours are gone.
+    // The steps of `installed`, for a file from which all our other entries were removed.
 
     JSONEdit::Result installedSlots(const JSONDocument& document, std::set<Created>& created) const;
     JSONEdit::Result installedPreTool(const JSONDocument& document, std::set<Created>& created) const;

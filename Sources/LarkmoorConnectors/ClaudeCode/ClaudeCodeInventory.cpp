@@ -12,8 +12,8 @@ namespace larkmoor::ClaudeCodeInventory {
 
 namespace {
 
-/// Goes on from `reached`, which ends in a slash, with a folder or file whose name begins with `pending`: what comes
-/// next is a name in that folder, or else belongs to this one.
+/// Continues from the folder `reached`, which ends in a slash, with a name that begins with `pending`. The next piece
+/// of `rest` is either a name inside that folder, or belongs to the same name after a "-".
 std::optional<std::string> resolve(const std::string& reached, const std::string& pending,
                                    std::span<const std::string_view> rest) {
     const std::string path = reached + pending;

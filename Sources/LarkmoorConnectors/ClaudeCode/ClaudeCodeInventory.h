@@ -1,5 +1,5 @@
-// What Claude Code knows on this machine: its projects, by folders named after their paths, and its memory files. Only
-// reads, and leaves out what does not read.
+// What Claude Code keeps on this machine: its projects, as folders named after their paths, and its memory files. Only
+// reads, and leaves out what cannot be read.
 #pragma once
 
 #include <string>
@@ -10,13 +10,13 @@
 
 namespace larkmoor::ClaudeCodeInventory {
 
-/// The newest activity first.
+/// Newest activity first.
 ProjectReport projects(const ClaudeCodePaths& paths);
 
 MemoryFileReport memoryFiles(const ClaudeCodePaths& paths);
 
-/// The path that the folder's name was made of, every "/" turned into "-". That is worked out against the disk, since a
-/// "-" of the path's own looks the same; a path that is not there says so.
+/// Decodes a folder's name, in which "-" replaces every "/" of a path. Since the path may contain "-" itself, the files
+/// on disk decide which reading is right; if no reading exists, the returned text says so.
 std::string decodeProjectPath(std::string_view name);
 
 }  // namespace larkmoor::ClaudeCodeInventory

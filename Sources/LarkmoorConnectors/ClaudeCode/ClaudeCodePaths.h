@@ -1,4 +1,4 @@
-// Where Claude Code keeps what we touch or read, and where our executables lie.
+// The paths of Claude Code's files that we read or edit, and of our executables.
 #pragma once
 
 #include <cstdint>
@@ -21,9 +21,9 @@ struct ClaudeCodePaths {
                                  std::int64_t hookTimeoutSeconds = 3);
 
     std::string hookCommand() const;
-    /// Those that run before a prompt, in their order.
+    /// The commands that run before a prompt, in order.
     std::vector<std::string> hookCommands() const;
-    /// The one that runs before a tool of ours.
+    /// The command that runs before a tool of ours.
     std::string preToolCommand() const;
 
     std::string projectsDirectory() const { return configDirectory + "/projects"; }

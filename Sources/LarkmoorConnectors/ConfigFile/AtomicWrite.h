@@ -16,8 +16,8 @@ namespace larkmoor {
 
 namespace AtomicWrite {
 
-/// Replaces the file by one rename: a reader, or a process that is killed, leaves the old bytes or the new ones.
-/// Nothing is flushed to the disk, and only the permission bits of the old file are kept.
+/// Replaces the file atomically (write, then rename): a reader sees the old or the new content, even if this process is
+/// killed meanwhile. Nothing is flushed to the disk, and only the permission bits of the old file are kept.
 ///
 /// `beforeRename`, if any, runs when the temporary file is complete and the target not yet replaced. A process that
 /// dies there leaves a file ".{name}.larkmoor-{UUID}.tmp" beside the target; an error leaves nothing. A new file gets
@@ -31,8 +31,8 @@ std::expected<void, ConfigFileError> write(BytesView bytes, const std::string& p
 /// The copies beside a file, named "{name}.larkmoor-backup-{stamp}".
 namespace Backup {
 
-/// Copies the file, with its permission bits, and reads the copy back; the copy's path, or nothing if the file cannot
-/// be read. The stamp is `at` in the current time zone; a second copy in that second gets "-02" and so on.
+/// Copies the file, with its permission bits, and reads the copy back; returns the copy's path, or nullopt if the file
+/// cannot be read. The stamp is `at` in the current time zone; a second copy in that second gets "-02" and so on.
 std::expected<std::optional<std::string>, ConfigFileError> make(const std::string& of,
                                                                 std::chrono::system_clock::time_point at);
 

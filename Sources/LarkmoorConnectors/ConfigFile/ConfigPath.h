@@ -44,11 +44,11 @@ class [[nodiscard]] ConfigFileError
     using ClosedVariant::ClosedVariant;
 
     static ConfigFileError writeFailed(std::string path, std::string reason);
-    /// `code` is an errno; its words are the reason.
+    /// `code` is an errno; the reason is its system message.
     static ConfigFileError writeFailed(std::string path, int code);
     static ConfigFileError notWritable(std::string path);
 
-    /// One sentence that names the path, for a person.
+    /// One sentence that names the path, for the user.
     std::string description() const;
 };
 

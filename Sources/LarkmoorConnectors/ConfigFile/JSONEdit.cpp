@@ -162,7 +162,7 @@ JSONEdit::Result edited(const JSONDocument& document, const Plan& plan) {
     return proven(larkmoor::apply(*plan, document.bytes()), document.dialect());
 }
 
-/// The error of the strict dialect, which has no comments; nothing where the document has none.
+/// The strict dialect's error for the document's first comment; nullopt if there are no comments.
 std::optional<JSONEditFailure> commentFailure(const JSONDocument& document) {
     if (document.comments().empty()) return std::nullopt;
     auto strict = JSONText::scanWithTrivia(document.bytes(), JSONDialect::strict);

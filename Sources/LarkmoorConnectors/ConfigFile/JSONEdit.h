@@ -37,14 +37,14 @@ struct JSONEditErrorCases {
     };
 };
 
-/// Why the document has no place for an edit. The first two are also the error of a path that leads nowhere.
+/// Why the edit is impossible in this document. The first two cases are also the errors for a path that does not exist.
 class [[nodiscard]] JSONEditError
     : public ClosedVariant<JSONEditErrorCases, JSONEditErrorCases::NotAnObject, JSONEditErrorCases::NotAnArray,
                            JSONEditErrorCases::NoSuchMember, JSONEditErrorCases::NoSuchElement> {
   public:
     using ClosedVariant::ClosedVariant;
 
-    /// For a person: what is missing, and where.
+    /// What is missing and where, for the user.
     std::string description() const;
 };
 
@@ -56,7 +56,7 @@ class [[nodiscard]] JSONEditFailure : public ClosedVariant<JSONEditFailureCases,
   public:
     using ClosedVariant::ClosedVariant;
 
-    /// That of the error held, for a person.
+    /// The description of the error, for the user.
     std::string description() const {
         return visit([](const JSONTextError& error) { return error.description(); },
                      [](const JSONEditError& error) { return error.description(); });
@@ -73,13 +73,13 @@ Result setMember(const JSONDocument& document, const JSONPath& at, std::string_v
 /// Removes the member from the object at the path; comments beside it and in it stay.
 Result removeMember(const JSONDocument& document, const JSONPath& at, std::string_view key);
 
-// The functions below edit documents without comments alone; a comment is an error like any that a scan in the strict
-// dialect finds.
+// The functions below work only on documents without comments; otherwise they fail with the error of the strict
+// dialect.
 
 /// Adds an element after the others of the array at the path.
 Result appendElement(const JSONDocument& document, const JSONPath& at, const JSONLiteral& literal);
 
-/// Adds an element after that of the index, which the array at the path has.
+/// Inserts an element after the one with this index, which must exist, in the array at the path.
 Result insertElement(const JSONDocument& document, const JSONPath& at, std::int64_t after, const JSONLiteral& literal);
 
 /// Replaces the element by the literal.
@@ -90,8 +90,8 @@ Result removeElement(const JSONDocument& document, const JSONPath& at, std::int6
 
 /// Removes members and elements in one edit with one scan. Each item is the path of one member or element in this
 /// document, in any order. The bytes are those that `removeMember` and `removeElement` leave when they remove the items
-/// one after the other in the order of the file: so an object or array all of whose items go becomes empty and stays.
-/// An item inside another one, or given twice, adds nothing. A path that leads to no item fails the whole edit.
+/// one after the other in the order of the file: so an object or array whose items are all removed becomes empty and
+/// stays. An item inside another one, or given twice, adds nothing. A path that leads to no item fails the whole edit.
 Result removeAll(const JSONDocument& document, std::span<const JSONPath> items);
 
 }  // namespace JSONEdit

@@ -1,4 +1,5 @@
-// The JSON values that the program writes into files. There is no null and no fraction, since it never writes either.
+// The JSON values that the program writes into files. There are no nulls and no fractions, because the program never
+// writes them.
 #pragma once
 
 #include <concepts>

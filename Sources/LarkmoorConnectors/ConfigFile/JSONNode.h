@@ -127,7 +127,7 @@ struct JSONNode {
     std::span<const Member> members() const;
     /// None on a node that is not an array.
     std::span<const JSONNode> elements() const;
-    /// The decoded text of a string, nothing on any other node.
+    /// The decoded text of a string; nullopt for any other node.
     std::optional<std::string_view> text() const;
 
     /// The first member of that name; null if there is none, or if this is not an object.
@@ -136,8 +136,8 @@ struct JSONNode {
     /// The node at the path from here; null where the path leads nowhere or to the wrong kind of value.
     const JSONNode* node(const JSONPath& at) const;
 
-    /// The content of this node of the document `in`. Of members with one name the last wins here, while `member` and
-    /// `node` take the first: callers refuse duplicates first.
+    /// The content of this node of the document `in`. Of members with the same name the last wins here, while `member`
+    /// and `node` take the first: callers refuse duplicates first.
     JSONValue value(BytesView in) const;
 };
 
@@ -153,7 +153,7 @@ struct JSONMember {
 namespace JSONDuplicates {
 
 /// Why the object must not be edited: it has two members with the same name, and readers differ in which one they take.
-/// For a person; nothing if all names differ. Objects inside it are not checked.
+/// A text for the user; nullopt if all names differ. Objects inside it are not checked.
 std::optional<std::string> reason(const JSONNode& object);
 
 }  // namespace JSONDuplicates

@@ -18,7 +18,7 @@ namespace larkmoor {
 
 enum class JSONDialect {
     strict,       ///< JSON and nothing else
-    withComments  ///< JSON with // and /* */ comments wherever white space may stand; no trailing commas either
+    withComments  ///< JSON with // and /* */ comments wherever white space is allowed; trailing commas are not allowed
 };
 
 struct [[nodiscard]] JSONTextError {
@@ -27,13 +27,13 @@ struct [[nodiscard]] JSONTextError {
 
     static JSONTextError unreadable(std::int64_t offset, std::string reason) { return {offset, std::move(reason)}; }
 
-    /// "{reason} (at byte {offset})", for a person.
+    /// "{reason} (at byte {offset})", for the user.
     std::string description() const { return reason + " (at byte " + std::to_string(offset) + ")"; }
 
     bool operator==(const JSONTextError&) const = default;
 };
 
-/// What nodes are views of, besides the document's bytes.
+/// Memory that nodes refer to in addition to the document's bytes.
 struct JSONStorage {
     std::vector<std::vector<JSONMember>> objects;
     std::vector<std::vector<JSONNode>> arrays;
@@ -57,7 +57,7 @@ inline constexpr int depthLimit = 64;
 std::expected<JSONScan, JSONTextError> scanWithTrivia(BytesView bytes, JSONDialect dialect);
 
 #ifdef LARKMOOR_COUNT_SCANS
-/// How many scans this thread has made; in benchmarks alone.
+/// How many scans this thread has made; counted in benchmarks only.
 inline thread_local std::size_t scanCount = 0;
 #endif
 

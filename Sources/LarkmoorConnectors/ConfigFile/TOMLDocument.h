@@ -1,5 +1,5 @@
 // A TOML document as far as an edit needs it: which bytes belong to which table and to which key. Offsets are in bytes
-// from the start of the file that was scanned; after an edit they mean nothing.
+// from the start of the file that was scanned; after an edit they are invalid.
 #pragma once
 
 #include <boost/container/small_vector.hpp>
@@ -35,7 +35,7 @@ struct TOMLEntry {
 
 /// A table's header and body.
 struct TOMLTable {
-    TOMLName name;                 ///< empty for the root table, which stands first in every document
+    TOMLName name;                 ///< empty for the root table, which is first in every document
     bool isArrayElement = false;   ///< a [[name]] header
     std::int64_t headerStart = 0;  ///< of the header's `[`; for the root just after any byte-order mark
     std::int64_t bodyStart = 0;    ///< just past the header's line; for the root the same as `headerStart`
@@ -44,7 +44,7 @@ struct TOMLTable {
     bool operator==(const TOMLTable&) const = default;
 };
 
-/// Owns all its text, and copies share it: the bytes that were scanned need not stay.
+/// Owns all its text, and copies share it: the bytes that were scanned may be freed.
 struct TOMLDocument {
     std::vector<TOMLTable> tables;          ///< in file order, the root first
     std::vector<TOMLEntry> allEntries;      ///< in file order
@@ -52,7 +52,7 @@ struct TOMLDocument {
 
     std::shared_ptr<const std::string> file;  ///< the text that the entries' values are views of
 
-    /// The first table of exactly this name that is no array element, or null; valid until the document changes.
+    /// The first table of exactly this name that is not an array element, or null; valid until the document changes.
     const TOMLTable* table(const TOMLName& named) const;
 
     /// The entries of one of this document's tables, in file order; valid until the document changes.

@@ -22,7 +22,7 @@ struct [[nodiscard]] TOMLEditError {
 
     static TOMLEditError noSuchTable(TOMLName name) { return {std::move(name)}; }
 
-    /// "[{name}] is not in this file", for a person.
+    /// "[{name}] is not in this file", for the user.
     std::string description() const;
 
     bool operator==(const TOMLEditError&) const = default;
@@ -36,7 +36,7 @@ class [[nodiscard]] TOMLEditFailure : public ClosedVariant<TOMLEditFailureCases,
   public:
     using ClosedVariant::ClosedVariant;
 
-    /// That of the error held, for a person.
+    /// The description of the error, for the user.
     std::string description() const {
         return visit([](const TOMLTextError& error) { return error.description(); },
                      [](const TOMLEditError& error) { return error.description(); });
@@ -45,7 +45,7 @@ class [[nodiscard]] TOMLEditFailure : public ClosedVariant<TOMLEditFailureCases,
 
 namespace TOMLEdit {
 
-/// One line of a table. Both are written as they stand, so `value` is TOML, with its quotes.
+/// One line of a table. Both are written unchanged, so `value` is TOML, including quotes.
 struct Line {
     std::string key;
     std::string value;
@@ -66,7 +66,7 @@ struct KeySet {
     bool operator==(const KeySet&) const = default;
 };
 
-/// Makes the table hold exactly these lines, without the comments that it held; a new table goes to the end of the
+/// Replaces the table's content, comments included, by exactly these lines; a new table is added at the end of the
 /// file.
 std::expected<TableSet, TOMLTextError> setTable(BytesView bytes, const TOMLName& name, std::span<const Line> lines);
 

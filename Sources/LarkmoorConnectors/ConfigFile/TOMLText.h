@@ -1,6 +1,5 @@
 // The TOML scanner: finds where tables, keys and values begin and end. A value is delimited, not interpreted; a
-// document whose parts cannot be told apart is one error with its place. Pure functions for any thread; offsets are in
-// bytes.
+// document that cannot be scanned gives one error with its place. Pure functions for any thread; offsets are in bytes.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +21,7 @@ struct [[nodiscard]] TOMLTextError {
 
     static TOMLTextError unreadable(std::int64_t offset, std::string reason) { return {offset, std::move(reason)}; }
 
-    /// "{reason} (at byte {offset})", for a person.
+    /// "{reason} (at byte {offset})", for the user.
     std::string description() const { return reason + " (at byte " + std::to_string(offset) + ")"; }
 
     bool operator==(const TOMLTextError&) const = default;
@@ -34,7 +33,8 @@ namespace TOMLText {
 std::expected<TOMLDocument, TOMLTextError> scan(BytesView bytes);
 
 /// Why the tables of these names cannot be edited, although the document scans: one is an array of tables, is declared
-/// twice, is defined by a key outside a table of its own, or holds a key twice. For a person; nothing if they can.
+/// twice, is defined by a key outside a table of its own, or holds a key twice. A text for the user; nullopt if they
+/// can be edited.
 std::optional<std::string> unreadableReason(const TOMLDocument& document, std::span<const TOMLName> owning);
 
 /// A basic string of the text, with its quotes.

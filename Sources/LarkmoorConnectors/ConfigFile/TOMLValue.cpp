@@ -36,7 +36,7 @@ bool hasForm(std::string_view text, std::string_view form) {
     return true;
 }
 
-/// The offset past the multi-line string that opens at `opening`; nothing if it never closes.
+/// The offset past the multi-line string that opens at `opening`; nullopt if it never closes.
 std::optional<std::size_t> pastMultiLineString(std::string_view file, std::size_t opening) {
     const char quote = file[opening];
     std::size_t at = opening + 3;

@@ -1,5 +1,5 @@
 // Changes several files of other applications all or nothing, with a copy beside each. It holds no lock: each file is
-// replaced by one rename, so that a reader finds the old bytes or the new ones.
+// replaced by one rename, so that a reader sees the old or the new content.
 #pragma once
 
 #include <chrono>
@@ -19,8 +19,8 @@ namespace larkmoor {
 struct FileChange {
     std::string path;             ///< where to write; canonical already, see ConfigPath
     std::string label;            ///< the path as the user knows it, before links are resolved
-    std::optional<Bytes> before;  ///< what the file held when it was read; nothing if it was not there
-    std::optional<Bytes> after;   ///< what it must hold; nothing if it must go
+    std::optional<Bytes> before;  ///< what the file held when it was read; nullopt if it did not exist
+    std::optional<Bytes> after;   ///< what it must hold; nullopt to remove it
 };
 
 struct TransactionResultCases {
@@ -30,9 +30,9 @@ struct TransactionResultCases {
         std::vector<Observation> observations;  ///< one for each copy
         bool operator==(const Committed&) const = default;
     };
-    /// No file was changed, or the observations say which was not put back and where its copy lies.
+    /// No file is changed, except one that could not be restored: the observations name it and its copy.
     struct Refused {
-        std::vector<Observation> observations;  ///< what went wrong first, then what came of it
+        std::vector<Observation> observations;  ///< what failed first, then the consequences
         bool operator==(const Refused&) const = default;
     };
     /// There was nothing to do, and no file was touched.
@@ -54,12 +54,12 @@ struct UnwritableReason {
     bool operator==(const UnwritableReason&) const = default;
 };
 
-/// Why the file cannot be written, or nothing if it can.
+/// Why the file cannot be written, or nullopt if it can.
 std::optional<UnwritableReason> unwritableReason(const std::string& path);
 
-/// Makes every check and every copy before the first write; if a write fails, puts back what was written. `at` is in
-/// the names of the copies; `beforeRename`, if any, runs before each file is replaced. Blocks for as long as the disk
-/// does.
+/// Makes every check and every copy before the first write; if a write fails, restores the files already written. `at`
+/// is in the names of the copies; `beforeRename`, if any, runs before each file is replaced. Blocks for as long as the
+/// disk does.
 TransactionResult commit(std::span<const FileChange> changes, std::chrono::system_clock::time_point at,
                          const std::function<void()>& beforeRename = {});
 

@@ -20,27 +20,27 @@ namespace larkmoor {
 
 namespace JSONShape {
 
-/// Why nothing along the path can be edited: a name stands twice in the root or in an object on the way, that at the
-/// end included. Nothing if none does.
+/// Looks for duplicate keys in the root and in every object along the path, the last one included. Returns the reason
+/// why they must not be edited, or nullopt if there is no duplicate.
 std::optional<std::string> duplicateAlong(const JSONNode& root, const JSONPath& path);
 
-/// Whether the value is an object or array that holds nothing.
+/// Whether the value is an empty object or array.
 bool isEmptyContainer(const JSONNode& value);
 
 }  // namespace JSONShape
 
 struct BlockFindingCases {
-    /// The file is there, and it did not read.
+    /// The file exists, but it cannot be parsed, or a duplicate key makes editing it unsafe.
     struct Unreadable {
         std::string reason;
         bool operator==(const Unreadable&) const = default;
     };
-    /// Our block is there, and it is not right.
+    /// Our block exists, but it is not what this build writes.
     struct Drifted {
         std::vector<std::string> reasons;
         bool operator==(const Drifted&) const = default;
     };
-    /// Something in the file leaves no place for the block.
+    /// Something else is where the block would have to be.
     struct Foreign {
         std::vector<std::string> reasons;
         bool operator==(const Foreign&) const = default;
@@ -48,7 +48,7 @@ struct BlockFindingCases {
     struct FileAbsent {
         bool operator==(const FileAbsent&) const = default;
     };
-    /// The file is there, without a block of ours.
+    /// The file exists, without a block of ours.
     struct Absent {
         bool operator==(const Absent&) const = default;
     };
@@ -58,12 +58,12 @@ struct BlockFindingCases {
     };
 };
 
-/// What was found of one block.
+/// The result of looking for one block.
 using BlockFinding = ClosedVariant<BlockFindingCases, BlockFindingCases::Unreadable, BlockFindingCases::Drifted,
                                    BlockFindingCases::Foreign, BlockFindingCases::FileAbsent, BlockFindingCases::Absent,
                                    BlockFindingCases::Connected>;
 
-/// How a file is written; `text` is a file that is ours as a whole.
+/// The syntax of a file; `text` is a file that is ours as a whole.
 enum class FileFormat { json, jsonWithComments, toml, text };
 
 struct TOMLFile {
@@ -73,15 +73,15 @@ struct TOMLFile {
     bool operator==(const TOMLFile& other) const { return bytes == other.bytes; }
 };
 
-/// A harness's file as its format reads it.
+/// A harness's file, parsed according to its format.
 using FileDocument = std::variant<JSONDocument, TOMLFile, Bytes>;
 
 namespace FileDocuments {
 
-/// As it stands in sentences: "this file did not read as {name}".
+/// As used in messages: "this file did not read as {name}".
 std::string_view name(FileFormat format);
 
-/// The error is for a person.
+/// The error is a text for the user.
 std::expected<FileDocument, std::string> read(Bytes bytes, FileFormat format);
 
 /// Valid as long as the document is.
@@ -95,22 +95,22 @@ bool isEmptyTopLevel(const FileDocument& document);
 /// The file with our block in it.
 struct BlockInstalled {
     FileDocument document;
-    ReceiptAddition made{};            ///< what this install had to make around the block
-    std::vector<std::string> notes{};  ///< what the user is to hear besides, of a file that changed
+    ReceiptAddition made{};            ///< what the installation had to create around the block
+    std::vector<std::string> notes{};  ///< additional messages for the user, if anything was changed
 };
 
 /// The file without our block.
 struct BlockRemoved {
-    std::optional<FileDocument> document;  ///< nothing if the file goes with the block
-    std::vector<std::string> leftovers{};  ///< what of its surroundings stays, and why
+    std::optional<FileDocument> document;  ///< nullopt if the file is removed with the block
+    std::vector<std::string> leftovers{};  ///< which empty containers stay, and why
 };
 
 struct Block {
     std::string_view noun;             ///< "hook entry"
-    std::string command;               ///< what the block should run
-    std::optional<Created> created{};  ///< the receipt's word for the block itself, if that has a say in whose it is
+    std::string command;               ///< command line that the block should run
+    std::optional<Created> created{};  ///< its mark in the receipt, if the receipt decides whose the block is
 
-    // `createdByUs`: the receipt holds `created`. A failure is a description, for a person.
+    // `createdByUs`: the receipt contains `created`. An error is a description for the user.
     std::function<BlockFinding(const FileDocument&, bool createdByUs)> find;
     std::function<std::expected<BlockInstalled, std::string>(const FileDocument&, bool createdByUs)> installed;
     std::function<std::expected<BlockRemoved, std::string>(const FileDocument&, const ConnectorReceipt&)> removed;
@@ -138,16 +138,17 @@ struct Block {
     }
 };
 
-/// A file that we write into, and its blocks in the order in which they are planned, each on what the one before left.
+/// A file with blocks of ours. They are planned in this order, each on the result of the one before.
 struct BlockFile {
     std::string path;  ///< as the user knows it
-    Created created;   ///< noted when an install makes the file
+    Created created;   ///< noted in the receipt when an installation creates the file
     FileFormat format = FileFormat::json;
-    std::string_view seed = "{}\n";   ///< what a file begins from that is not there
-    std::string_view what = "entry";  ///< the noun of all that is ours in it
+    std::string_view seed = "{}\n";   ///< initial content of a file that does not exist
+    std::string_view what = "entry";  ///< noun for our entries in it, in messages
     std::vector<Block> blocks;
 
-    /// Whether nothing is left that would keep a file of ours alive, and what is said if the file is not ours.
+    /// `isResidue`: nothing worth keeping is left in the file, so it is deleted if we created it. `residueStays`: the
+    /// message if somebody else created it.
     std::function<bool(const FileDocument&)> isResidue = FileDocuments::isEmptyTopLevel;
     std::string_view residueStays = "this file is now empty and remains, because Larkmoor did not create it";
 };

@@ -110,7 +110,7 @@ ConnectorOutcome BlockVerbs::install(const std::string& folder, const CommitOpti
         more.merge(std::move(installation->made));
         notes.insert(notes.end(), installation->notes.begin(), installation->notes.end());
     }
-    // A failure shows when the files are written.
+    // A failure becomes visible when the files are written.
     static_cast<void>(Files::makeFolders(folder, 0777).has_value());
     ConnectorOutcome outcome = Commitment::installed(plan, receipts_, more, options);
     if (outcome.result == ConnectorOutcome::Result::changed) {
@@ -119,7 +119,7 @@ ConnectorOutcome BlockVerbs::install(const std::string& folder, const CommitOpti
     return outcome;
 }
 
-/// What a file becomes without its blocks, and whether the file itself goes.
+/// Plans the file without our blocks, and decides whether the file itself is removed.
 std::expected<BlockVerbs::Removal, PlanFailure> BlockVerbs::planRemoval(const ReadFile& read,
                                                                         const ConnectorReceipt& receipt) {
     Removal removal{unplanned(read.rules, read.file)};

@@ -1,4 +1,5 @@
-// The verbs of a harness over its block files: read all, refuse together, plan all in memory, commit once.
+// Install, remove and scan for the files of one harness: read all files, refuse if any cannot be parsed, plan
+// everything in memory, commit once.
 #pragma once
 
 #include <optional>
@@ -16,19 +17,20 @@ class BlockVerbs {
     /// Reads the files, and the receipt if a block's finding asks for it.
     BlockVerbs(std::vector<BlockFile> files, ReceiptStore receipts);
 
-    /// The file's document, in the order of the files; null if it is not there or does not read.
+    /// The document of the file with this index; null if the file does not exist, or could not be read or parsed.
     const FileDocument* document(std::size_t file) const;
 
     ConnectorState state() const;
     std::vector<Observation> observations() const;
 
-    /// The refusal of a verb over files that do not read, all of them at once; nothing if they do.
+    /// The refusal if files could not be parsed, which names all of them; nullopt if there are none.
     std::optional<ConnectorOutcome> readingRefusal() const;
 
-    /// `more` goes into the receipt beyond what was made. `folder`, the harness's own, is made if it is missing.
+    /// `more` is added to the receipt, besides what was created. `folder` is the harness's configuration folder; it is
+    /// created if missing.
     ConnectorOutcome install(const std::string& folder, const CommitOptions& options, ReceiptAddition more = {}) const;
 
-    /// `leftoversLast`: what stays of the surroundings is said after the files' own words, and not before.
+    /// `leftoversLast`: messages about leftovers come after the messages about the files, not before them.
     ConnectorOutcome remove(const CommitOptions& options, bool leftoversLast = false) const;
 
   private:
@@ -36,7 +38,7 @@ class BlockVerbs {
         BlockFile rules;
         HarnessFile file;
         std::optional<FileDocument> document{};
-        /// One for each block, or a single one for a file that is not there or does not read.
+        /// One for each block, or a single one for a file that does not exist or could not be parsed.
         std::vector<BlockFinding> findings{};
     };
     struct Installation {

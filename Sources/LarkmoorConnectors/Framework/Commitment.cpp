@@ -25,8 +25,8 @@ void append(std::vector<Observation>& list, std::vector<Observation> more) {
     list.insert(list.end(), std::move_iterator{more.begin()}, std::move_iterator{more.end()});
 }
 
-/// Of each file that is there and still has what it had: a file that could not be read is no file that we may replace,
-/// though it could be written.
+/// Files that exist, could not be read, and would be replaced: we must not replace what we could not read, even if it
+/// can be written.
 std::vector<UnreadFile> replacedUnread(std::span<const PlannedFile> plan) {
     std::vector<UnreadFile> unread;
     for (const PlannedFile& planned : plan) {
@@ -45,7 +45,7 @@ TransactionResult commit(std::span<const PlannedFile> plan, const CommitOptions&
     return Transaction::commit(changes, options.at, options.beforeRename);
 }
 
-/// Of each file that did not change.
+/// One message for each file that did not change.
 std::vector<Observation> untouched(std::span<const PlannedFile> plan) {
     std::vector<Observation> said;
     for (const PlannedFile& planned : plan) {
@@ -54,7 +54,7 @@ std::vector<Observation> untouched(std::span<const PlannedFile> plan) {
     return said;
 }
 
-/// Of the files that changed and are still there, then of those that did not change.
+/// Messages about the files that changed and still exist, then about those that did not change.
 std::vector<Observation> ends(std::span<const PlannedFile> plan, std::string_view done) {
     std::vector<Observation> said;
     for (const PlannedFile& planned : plan) {
@@ -65,7 +65,7 @@ std::vector<Observation> ends(std::span<const PlannedFile> plan, std::string_vie
     return said;
 }
 
-/// The end of an install that has changed something; `outcome` says what the transaction did.
+/// Ends an installation that has changed something; `outcome` holds the result of the transaction.
 ConnectorOutcome recorded(ConnectorOutcome outcome, std::span<const PlannedFile> plan, const ReceiptStore& receipts,
                           const ConnectorReceipt& receipt) {
     if (const auto written = receipts.write(receipt); !written) {

@@ -1,4 +1,4 @@
-// From a plan to the disk: one transaction over the planned files, the receipt after it, and the words for both.
+// Carries out a plan: one transaction over the planned files, then the receipt, and the messages about both.
 #pragma once
 
 #include <chrono>
@@ -16,33 +16,33 @@
 
 namespace larkmoor {
 
-/// One of a harness's files as a verb read it. Bytes are held for the length of one verb.
+/// One of a harness's files as a verb read it. The bytes are kept until that verb ends.
 struct HarnessFile {
     std::string label;                 ///< the path as the user knows it
-    std::string path;                  ///< where it really lies, see ConfigPath
-    std::optional<Bytes> bytes{};      ///< nothing if the file is not there or cannot be read
-    std::optional<FileError> fault{};  ///< why what is there could not be read
+    std::string path;                  ///< the real path, see ConfigPath
+    std::optional<Bytes> bytes{};      ///< nullopt if the file does not exist or cannot be read
+    std::optional<FileError> fault{};  ///< why an existing file could not be read
 
     /// Links are followed.
     static HarnessFile read(const std::string& label);
 };
 
-/// What one file is to become. It is all decided in memory, before anything is touched.
+/// The planned content of one file. Everything is decided in memory, before anything is written.
 struct PlannedFile {
     HarnessFile file;
-    std::optional<Bytes> after;        ///< nothing if the file must go
-    std::string_view what = "entry";   ///< the noun of what is ours in it
-    std::string_view format = "JSON";  ///< of the file, in sentences
+    std::optional<Bytes> after;        ///< nullopt if the file is to be removed
+    std::string_view what = "entry";   ///< noun for our entries in it, in messages
+    std::string_view format = "JSON";  ///< of the file, in messages
 
     bool changes() const { return file.bytes != after; }
 };
 
-/// Why there is no plan for a file; `reason` is for a person.
+/// Why there is no plan for a file; `reason` is a text for the user.
 struct [[nodiscard]] PlanFailure {
     std::string file, reason;
 };
 
-/// A file that did not read, and why.
+/// A file that could not be read or parsed, and why.
 struct UnreadFile {
     std::string file;
     std::string_view format;
@@ -50,31 +50,31 @@ struct UnreadFile {
 };
 
 struct CommitOptions {
-    std::chrono::system_clock::time_point at;  ///< what the copies are stamped with
+    std::chrono::system_clock::time_point at;  ///< the time in the names of the copies
     std::function<void()> beforeRename{};      ///< see Transaction
 };
 
 namespace Commitment {
 
-/// After a commit `made` is added to the receipt. Where no file changes, the receipt is written alone if `made` has
-/// other trust slots than it, and the outcome is `changed` as well.
+/// After a successful commit, adds `made` to the receipt. If no file changes, but `made` has other trust slots than the
+/// receipt, only the receipt is written, and the result is still `changed`.
 ConnectorOutcome installed(std::span<const PlannedFile> plan, const ReceiptStore& receipts, const ReceiptAddition& made,
                            const CommitOptions& options);
 
-/// What the plan itself has to say, before or after the words of the files.
+/// Messages about the plan, placed before or after the messages about the files.
 struct Remarks {
     std::vector<Observation> said{};
     bool isAfterFiles = false;
 };
 
-/// After a commit the receipt goes.
+/// After a successful commit, deletes the receipt.
 ConnectorOutcome removed(std::span<const PlannedFile> plan, const ReceiptStore& receipts, Remarks remarks,
                          const CommitOptions& options);
 
 /// The refusal of a verb for which there is no plan.
 ConnectorOutcome refused(const PlanFailure& failure);
 
-/// The refusal that tells them all; `unread` is not empty.
+/// The refusal that names all these files; `unread` is not empty.
 ConnectorOutcome refused(std::span<const UnreadFile> unread);
 
 }  // namespace Commitment

@@ -1,6 +1,6 @@
-// Joins one harness to Larkmoor by editing that harness's own configuration files: the interface, and the records that
-// its verbs give back. Nothing here throws or reports an error of its own: a failure is a refused outcome that says
-// why.
+// Connects one harness with Larkmoor by editing that harness's own configuration files: the interface, and the records
+// that its verbs return. Nothing here throws, and there is no error type: a failure is a refused outcome that gives the
+// reason.
 #pragma once
 
 #include <boost/describe.hpp>
@@ -23,12 +23,12 @@ struct ConnectorIdentity {
     bool operator==(const ConnectorIdentity&) const = default;
 };
 
-/// How a harness stands to us, over all that we wire into it. Of `notFound` the configuration is not on this machine;
-/// `found` holds nothing of ours; in `connected` every block is exactly what this build writes; `drifted` is all
-/// between.
+/// The connection state of a harness, over all our blocks in its files. `notFound`: the harness has no configuration on
+/// this machine. `found`: none of our blocks was found. `connected`: every block is exactly what this build writes.
+/// `drifted`: anything between.
 BOOST_DEFINE_ENUM_CLASS(ConnectorState, notFound, found, connected, drifted)
 
-/// What a look at a harness's files found.
+/// The result of examining a harness's files.
 struct ScanReport {
     ConnectorIdentity identity;
     ConnectorState state = ConnectorState::notFound;
@@ -37,7 +37,7 @@ struct ScanReport {
     bool operator==(const ScanReport&) const = default;
 };
 
-/// What a verb that may write gives back. There is no other error: a refusal explains itself by its observations.
+/// The result of a verb that may write. There is no other error: the observations of a refusal give its reason.
 struct [[nodiscard]] ConnectorOutcome {
     enum class Result { changed, unchanged, refused };
     BOOST_DESCRIBE_NESTED_ENUM(Result, changed, unchanged, refused)
@@ -62,10 +62,10 @@ class Connector {
   public:
     virtual ~Connector() = default;
 
-    /// Always the same, without a look at the disk; a scan's report may carry another `detail`.
+    /// Constant, and known without reading the disk; a scan's report may carry another `detail`.
     virtual ConnectorIdentity identity() const = 0;
 
-    // These read only.
+    // These only read.
 
     virtual ScanReport scan() const = 0;
     virtual ProjectReport projects() const = 0;
@@ -74,7 +74,8 @@ class Connector {
     virtual ConnectorOutcome install() const = 0;
     virtual ConnectorOutcome remove() const = 0;
 
-    /// Whether what is there is ours, only out of date, and safe to rewrite without asking. Reads only.
+    /// Whether the harness has entries of ours that are merely out of date and safe to rewrite without asking. Only
+    /// reads.
     virtual bool staleOwnWiring() const { return false; }
 };
 

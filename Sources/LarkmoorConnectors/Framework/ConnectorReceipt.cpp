@@ -26,7 +26,7 @@ LARKMOOR_RECORD(ReceiptFile, (std::optional<AdoptedSet>, adopted), (std::optiona
 
 Bytes ConnectorReceipt::encoded() const {
     const ReceiptFile file{.adopted = adopted, .appVersion = appVersion, .created = created, .trustSlots = trustSlots};
-    // Only text that is not UTF-8 has no form: no bytes are no receipt, as such a file would be none.
+    // Encoding fails only for text that is not UTF-8. The result is then empty, which is not a valid receipt.
     return Encoder::encode(file, Layout::pretty).value_or(Bytes{});
 }
 

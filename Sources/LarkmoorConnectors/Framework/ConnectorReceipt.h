@@ -1,6 +1,6 @@
-// Receipt: the record of what a connector made around its entries, one small file for each harness in our own folder.
-// It decides nothing about the entries, which are proven by their shape; it decides who owns the empty shell that they
-// leave.
+// Receipt: the record of what a connector created around its entries, one small file for each harness in our own
+// folder. Our entries are recognised by their shape, not by the receipt. The receipt only decides whether we may remove
+// the containers that they leave empty.
 #pragma once
 
 #include <boost/describe.hpp>
@@ -16,8 +16,8 @@
 
 namespace larkmoor {
 
-/// What a connector made, and so may take away with its entries. The texts stand in receipts on people's disks, as
-/// those of `Adopted` do: a case may be added, and none renamed.
+/// What a connector created, and so may remove with its entries. The names of the cases, like those of `Adopted`, are
+/// stored in receipts on users' disks: cases may be added, but not renamed.
 // clang-format off
 BOOST_DEFINE_ENUM_CLASS(Created,
     settingsFile, hooksObject, eventArray, hookGroup, preToolEventArray, preToolGroup, mcpFile, mcpServersObject,
@@ -29,17 +29,17 @@ BOOST_DEFINE_ENUM_CLASS(Created,
     openCodeConfigFile, openCodeMCPObject, openCodeMCPEntry, openCodePluginsDirectory, openCodePluginFile)
 // clang-format on
 
-/// What was the user's before and became part of our wiring.
+/// What belonged to the user before and became part of our wiring.
 BOOST_DEFINE_ENUM_CLASS(Adopted, openCodeMCPEntryShell)
 
-/// What one install adds to a receipt; the rest of it stays as it was.
+/// What one installation adds to a receipt; everything else in the receipt stays.
 struct ReceiptAddition {
     std::set<Created> created{};
     std::set<Adopted> adopted{};
-    std::optional<std::set<std::string>> trustSlots{};  ///< in the place of those that it has
+    std::optional<std::set<std::string>> trustSlots{};  ///< replaces those in the receipt
     std::optional<std::string> appVersion{};
 
-    /// Takes over what `other` has.
+    /// Adds what is in `other`; its trust slots and version, if any, replace ours.
     void merge(ReceiptAddition other);
 
     bool operator==(const ReceiptAddition&) const = default;
@@ -56,7 +56,7 @@ struct ConnectorReceipt {
     /// The file's bytes, which depend on the content alone.
     Bytes encoded() const;
 
-    /// Nothing for what does not read, or holds a value that this build does not know.
+    /// nullopt if the bytes are not a valid receipt or contain a value that this build does not know.
     static std::optional<ConnectorReceipt> decoded(BytesView bytes);
 
     bool operator==(const ConnectorReceipt&) const = default;
@@ -69,13 +69,13 @@ struct ReceiptStore {
     /// The receipt of that name in the user's support folder.
     static std::string path(const std::string& home, std::string_view name);
 
-    /// The empty receipt where the file is not there or does not decode: then nothing counts as made by us.
+    /// The empty receipt if the file does not exist or cannot be decoded: then nothing counts as created by us.
     ConnectorReceipt read() const;
 
-    /// Private, as are the folders made for it.
+    /// Writes the file with mode 0600, and creates missing folders with mode 0700.
     std::expected<void, ConfigFileError> write(const ConnectorReceipt& receipt) const;
 
-    /// A failure is ignored: the file may not be there.
+    /// A failure is ignored: the file may not exist.
     void remove() const;
 };
 

@@ -1,5 +1,5 @@
-// Which hook commands in somebody's file are ours, however old the build that wrote them. Pure text; a path with a
-// blank in it is never taken for ours unless it is exactly what this build writes, since nothing here reads quoting.
+// Which hook commands in a harness's file are ours, however old the build that wrote them. Works on text alone and does
+// not parse quoting; a command whose path contains a blank is ours only if it is exactly what this build writes.
 #pragma once
 
 #include <boost/describe.hpp>
@@ -13,14 +13,14 @@
 
 namespace larkmoor {
 
-/// Whose a hook entry of ours is: this build's, or an earlier one's.
+/// Which build wrote a hook entry of ours: this one, or an earlier one.
 BOOST_DEFINE_ENUM_CLASS(HookOwnership, current, stale)
 
-/// A hook entry that is ours, and where it stands in the document that it was found in.
+/// A hook entry of ours, and its place in the document in which it was found.
 struct HookSite {
-    std::string event;       ///< the member of `hooks` that it stands under
-    std::int64_t group = 0;  ///< the index in that event's array; 0 where entries stand in it without groups
-    std::int64_t entry = 0;  ///< the index in the group's `hooks` array, or else in the event's
+    std::string event;       ///< the member of `hooks` that contains it
+    std::int64_t group = 0;  ///< the index in that event's array; 0 if the array holds entries without groups
+    std::int64_t entry = 0;  ///< the index in the group's `hooks` array, or in the event's array if there are no groups
     std::string command;
     HookOwnership tier = HookOwnership::stale;
 
@@ -32,13 +32,14 @@ struct HookSite {
 
 namespace HookCommand {
 
-/// Nothing for a command that is not ours. `currents` are those that this build writes for the harness.
+/// nullopt for a command that is not ours. `currents` are the commands that this build writes for the harness.
 std::optional<HookOwnership> tier(std::string_view of, std::span<const std::string> currents);
 
-/// The command with each of its flags behind a blank and behind "=", in every combination.
+/// All spellings of the command: the values of "--harness" and "--slot" after a blank and after "=", in every
+/// combination.
 std::vector<std::string> spellings(const std::string& of);
 
-/// Where the script lies that a command of the first builds runs; the view is of `command`.
+/// The path of the script that a hook command of the first builds runs; a view into `command`.
 std::optional<std::string_view> legacyScriptPath(std::string_view command);
 
 /// Whether the command runs the hook of some bundle of ours for the harness of `current`.
@@ -47,7 +48,7 @@ bool isLegacyBundle(std::string_view command, std::string_view current);
 /// The command up to its first blank.
 std::string_view program(std::string_view command);
 
-/// Whether it is the command that runs before a tool of ours, and not before a prompt.
+/// Whether this command runs before a tool of ours, not before a prompt.
 bool isPreTool(std::string_view command);
 
 }  // namespace HookCommand

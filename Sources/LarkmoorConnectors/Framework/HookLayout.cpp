@@ -19,7 +19,7 @@ const JSONNode* hooksOf(const JSONNode& node) {
 
 std::int64_t asIndex(std::size_t index) { return static_cast<std::int64_t>(index); }
 
-/// Calls `visit(event, group, list)` of every list of entries, whatever its event's name. `group` is null where there
+/// Calls `visit(event, group, list)` for every list of entries, whatever its event's name. `group` is null where there
 /// are no groups, and `list` is null in a group without one.
 template <class Visit>
 void eachList(const JSONNode& root, bool grouped, Visit visit) {
@@ -163,7 +163,7 @@ JSONEdit::Result HookLayout::append(const JSONLiteral& element, std::string_view
 
 namespace {
 
-/// The shells that stand around entries which go, planned on the tree that these still stand in.
+/// The containers (shells) around entries that are to be removed, planned on the tree before the removal.
 class Shells {
   public:
     Shells(const HookLayout& layout, const JSONNode& root, std::span<const HookSite> going)
@@ -177,7 +177,7 @@ class Shells {
         }
     }
 
-    /// Asks of each group that is left empty whether it goes.
+    /// Calls `goes` for each group that becomes empty: whether to remove it.
     void clearGroups(const std::function<bool(const std::string& event)>& goes) {
         if (!layout_.grouped) return;
         for (Event& event : events_) {
@@ -189,7 +189,7 @@ class Shells {
         }
     }
 
-    /// The same of each event, once its groups are settled.
+    /// The same for each event, after `clearGroups`.
     void clearEvents(const std::function<bool(const std::string& event)>& goes) {
         for (const Event& event : events_) {
             const std::size_t gone = layout_.grouped ? event.groups : event.entries.begin()->second;
@@ -199,21 +199,21 @@ class Shells {
         }
     }
 
-    /// The same of `hooks`, once its events are settled.
+    /// The same for `hooks`, after `clearEvents`.
     void clearHooks(const std::function<bool()>& goes) {
         const JSONNode* hooks = hooksOf(root_);
         if (hooks == nullptr || !hooks->isObject() || hooks->members().size() != eventsGone_ || !goes()) return;
         paths_.push_back({"hooks"});
     }
 
-    /// All that goes, the entries too.
+    /// Everything to remove, the entries included.
     const std::vector<JSONPath>& paths() const { return paths_; }
 
   private:
     struct Event {
         std::string name;
-        std::map<std::int64_t, std::size_t> entries{};  ///< for each group the number of its entries that go
-        std::size_t groups = 0;                         ///< how many groups go
+        std::map<std::int64_t, std::size_t> entries{};  ///< for each group the number of its entries to remove
+        std::size_t groups = 0;                         ///< how many groups to remove
     };
 
     Event& noted(const std::string& name) {
@@ -228,7 +228,7 @@ class Shells {
 
     const HookLayout& layout_;
     const JSONNode& root_;
-    std::vector<Event> events_{};  ///< in the order in which their first entries stand
+    std::vector<Event> events_{};  ///< in the order of their first entries
     std::size_t eventsGone_ = 0;
     std::vector<JSONPath> paths_{};
 };

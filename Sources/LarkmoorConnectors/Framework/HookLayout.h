@@ -1,6 +1,6 @@
 // How a harness lays out the hooks in its JSON file: a `hooks` object of events, each an array of groups with a `hooks`
-// array of entries, or of the entries themselves. What all such files have in common is here; what an entry looks like
-// and which ones there are, is the harness's own. Pure functions over documents of the strict dialect.
+// array of entries, or of the entries themselves. This is what all such files have in common; which entries there are
+// and what they look like is defined by each harness. Pure functions over documents of the strict dialect.
 #pragma once
 
 #include <expected>
@@ -18,7 +18,8 @@
 
 namespace larkmoor {
 
-/// An event that we stand under, and what an install notes when it makes its surroundings.
+/// A hook event that we add entries to, and what an installation notes in the receipt when it creates that event's
+/// array or a group in it.
 struct HookEvent {
     std::string name;
     Created array;
@@ -27,47 +28,49 @@ struct HookEvent {
 
 struct HookLayout {
     Created hooksObject;
-    std::vector<HookEvent> events;      ///< the prompts' first; behind it the tools', if the harness has one
-    bool grouped = true;                ///< entries stand in groups
+    std::vector<HookEvent> events;      ///< the prompt event, then the tool event if the harness has one
+    bool grouped = true;                ///< entries are in groups
     std::vector<std::string> currents;  ///< the commands that this build writes, in the order of the events
-    std::string binary;                 ///< the path of the program that they run
+    std::string binary;                 ///< path of the program that these commands run
 
     /// Entries of ours under any event whatever, in file order.
     std::vector<HookSite> sites(const JSONNode& root) const;
 
-    /// A name that stands twice where an edit may land: the file cannot be edited, though it scans.
+    /// The reason why the file cannot be edited although it scans: an object that an edit may change has duplicate
+    /// keys. nullopt if there is none.
     std::optional<std::string> unreadableReason(const JSONNode& root) const;
 
-    /// Why no entry of ours can be put into the file.
+    /// Why no entry of ours can be put into the file; nullopt if one can.
     std::optional<std::string> foreignReason(const JSONNode& root) const;
 
-    /// `driftReasons` is asked where there are sites, and nothing stands against an edit.
+    /// Calls `driftReasons` only if entries of ours were found and the file can be edited.
     BlockFinding find(const JSONNode& root,
                       const std::function<std::vector<std::string>(std::span<const HookSite>)>& driftReasons) const;
 
-    /// Their number ("four are expected"), then their events, then what the command of one of them says, which speaks
-    /// for all; the shape only where number and events are right.
+    /// Why the entries differ from those that this build writes: their number ("four are expected"), their events, then
+    /// the command of one of them as a sample for all. The shape is checked only if number and events are right.
     std::vector<std::string> driftReasons(std::span<const HookSite> sites, std::string_view expectedCount,
                                           const std::function<bool()>& shapeIsRight) const;
 
-    // Of a site in the tree that it was found in.
+    // `root` is the tree in which the site was found.
 
     /// The path of the array that the site is an element of.
     JSONPath listOf(const HookSite& site) const;
     const JSONNode& entryOf(const HookSite& site, const JSONNode& root) const;
-    /// The `matcher` of the group that it stands in.
+    /// The `matcher` of the site's group.
     static std::optional<std::string_view> matcherOf(const HookSite& site, const JSONNode& root);
 
-    /// Adds an element, which is a group where entries stand in groups, behind the others of one of `events`, and makes
-    /// what is missing around it.
+    /// Appends an element (a group if `grouped`) to the array of one of `events`, and creates the containers that are
+    /// missing. `created` receives what the receipt has to note.
     JSONEdit::Result append(const JSONLiteral& element, std::string_view to, const JSONDocument& document,
                             std::set<Created>& created) const;
 
-    /// Takes all entries of ours out but those of `kept`, with the groups and events that they leave empty, whoever
-    /// made those: an upgrade replaces them at once.
+    /// Removes all our entries except `kept`, and every group and event that becomes empty, whoever created it: the
+    /// caller adds the new entries next.
     JSONEdit::Result discardAllBut(std::span<const HookSite> kept, const JSONDocument& document) const;
 
-    /// Takes all entries out. Of the shells that they leave those go that are `created`; each other is a leftover.
+    /// Removes all our entries. A container that becomes empty is removed if it is in `created`; otherwise it stays and
+    /// is reported in `leftovers`.
     std::expected<BlockRemoved, JSONEditFailure> removed(const JSONDocument& document,
                                                          const std::set<Created>& created) const;
 

@@ -44,8 +44,7 @@ struct Flagged {
     std::string_view before, value;
 };
 
-/// The command parted at a flag that ends it with a value of one word; the flag and a blank count before the flag and
-/// "=".
+/// Splits the command at a flag that ends it with a value of one word. "--flag value" is tried before "--flag=value".
 std::optional<Flagged> flagAtEnd(std::string_view command, std::string_view flag) {
     for (const char sign : {' ', '='}) {
         const std::string separator = fmt::format(" --{}{}", flag, sign);

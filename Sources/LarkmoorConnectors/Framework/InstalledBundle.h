@@ -1,4 +1,4 @@
-// Application bundles of ours: which one a file belongs to, where its executables lie, and which commands run them.
+// Application bundles of ours: which one contains a file, where its executables are, and which commands run them.
 #pragma once
 
 #include <boost/describe.hpp>
@@ -11,11 +11,11 @@ namespace larkmoor {
 
 namespace InstalledBundle {
 
-/// The outermost application bundle that holds the location, or is it; nothing if there is none, or if the text is no
-/// absolute path.
+/// The outermost application bundle that contains the location or is the location itself; nullopt if there is none, or
+/// if the text is not an absolute path.
 std::optional<std::string> enclosing(const std::string& location);
 
-/// That of the running program.
+/// The bundle of the running program.
 std::optional<std::string> current();
 
 /// The path of one of the bundle's executables.
@@ -26,23 +26,23 @@ std::string executable(const std::string& bundle, std::string_view name);
 /// The parts of a command that runs an executable of some Larkmoor bundle. Views are of the command given.
 namespace BundleCommand {
 
-/// The command less a slot flag at its end.
+/// The command without a trailing "--slot" flag, which names the task of a hook ("rules", "pretool").
 std::string_view withoutSlot(std::string_view command);
 
-/// The value of the harness flag at its end, a slot behind it aside.
+/// The value of the trailing "--harness" flag; a "--slot" flag after it is ignored.
 std::optional<std::string_view> harness(std::string_view of);
 
-/// The path before that flag, if the flag is this harness's.
+/// The path before that flag, if the flag names this harness.
 std::optional<std::string_view> hookExecutable(std::string_view of, std::string_view harness);
 
-/// Whether the path is absolute and is this executable's in a Larkmoor.app, wherever that lies.
+/// Whether the path is absolute and ends with Larkmoor.app/Contents/MacOS/{binary}.
 bool names(std::string_view path, std::string_view binary);
 
 }  // namespace BundleCommand
 
 namespace Connectors {
 
-/// Which family of builds a retirement is for: the engineers' own, or everybody's.
+/// Development builds or release builds: whose old entries a retirement removes.
 BOOST_DEFINE_ENUM_CLASS(Profile, dev, production)
 
 }  // namespace Connectors

@@ -1,5 +1,5 @@
-// What a harness knows on this machine: the projects that it has worked in and the files in which it keeps what it
-// remembers. Everything here only reads, and leaves out what does not read.
+// What a harness keeps on this machine: the projects that it has worked in, and its memory files. All functions only
+// read, and leave out what cannot be read.
 #pragma once
 
 #include <chrono>
@@ -15,11 +15,11 @@ struct ConnectorMemoryFile {
     std::optional<std::int64_t> bytes;
     std::optional<std::chrono::system_clock::time_point> modified;
 
-    /// Of one file, or nothing if none is there.
+    /// The record of one file, or nullopt if it does not exist.
     static std::optional<ConnectorMemoryFile> stat(const std::string& path);
 
-    /// Of the files directly in the folder whose extension is "md", in plain order of their names; none where the
-    /// folder cannot be listed.
+    /// The records of the files directly in the folder whose extension is "md", sorted by name; empty if the folder
+    /// cannot be listed.
     static std::vector<ConnectorMemoryFile> markdown(const std::string& folder);
 
     bool operator==(const ConnectorMemoryFile&) const = default;
@@ -34,7 +34,7 @@ struct MemoryFileReport {
 struct ConnectorProject {
     std::string path;  ///< the project's folder
     std::chrono::system_clock::time_point lastActivity;
-    std::optional<ConnectorMemoryFile> memory;  ///< the project's own
+    std::optional<ConnectorMemoryFile> memory;  ///< of this project
 
     bool operator==(const ConnectorProject&) const = default;
 };
@@ -49,13 +49,13 @@ struct ProjectReport {
 
 namespace Inventory {
 
-/// The date of what has none.
+/// Used where no modification date is known.
 inline constexpr auto distantPast = std::chrono::system_clock::time_point::min();
 
 /// The newest modification date of the folder and the files directly in it; `distantPast` if it cannot be listed.
 std::chrono::system_clock::time_point lastActivity(const std::string& folder);
 
-/// The newest activity first, and projects of one date by their paths.
+/// Newest activity first; projects with the same date are sorted by path.
 void sortByActivity(std::vector<ConnectorProject>& projects);
 
 /// Whether it is a folder, or a link to one.

@@ -1,4 +1,4 @@
-// The sentences that every connector says alike, and the state that its findings add up to.
+// Messages that all connectors share, and the connection state that follows from their findings.
 #pragma once
 
 #include <span>
@@ -12,25 +12,25 @@ namespace larkmoor {
 
 namespace Observations {
 
-/// Each distinct observation once, in order of first appearance; what was there more often says how often.
+/// Removes duplicates, keeping the order of first appearance; a repeated observation gets a count: "(2 entries)".
 std::vector<Observation> folded(const std::vector<Observation>& list);
 
-/// What a scan says of the finding of a block in its file.
+/// What a scan reports about the finding of a block in its file.
 std::vector<Observation> of(const BlockFinding& finding, const BlockFile& file, const Block& block);
 
 }  // namespace Observations
 
 namespace Drift {
 
-/// Why a command that is ours is not right, for a person; none if it is. `found` and `expected` are command lines;
-/// `binary` is the path of the file that the expected one names, and is looked for on the disk.
+/// Why a command of ours is not the expected one, for the user; empty if it is. `found` and `expected` are command
+/// lines; `binary` is the path of the executable in the expected one, which must exist.
 std::vector<std::string> reasons(const std::string& found, const std::string& expected, const std::string& binary);
 
 }  // namespace Drift
 
 namespace ScanJoin {
 
-/// Never `notFound`: whether the harness is there at all is each connector's to know first.
+/// Never returns `notFound`: the connector checks first whether the harness has a configuration.
 ConnectorState state(std::span<const BlockFinding> findings);
 
 }  // namespace ScanJoin

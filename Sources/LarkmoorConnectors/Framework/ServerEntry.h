@@ -1,6 +1,6 @@
-// The MCP server entry in a JSON file whose `mcpServers` object goes from a server's name to how it is started. The key
-// is ours by its name, so no entry has to prove whose it is. Pure functions over documents of the strict dialect, but
-// that `find` asks whether the executable is on the disk.
+// The MCP server entry in a JSON file whose `mcpServers` object maps a server's name to how it is started. Any entry
+// under our key "larkmoor" counts as ours, whatever it contains. Pure functions over documents of the strict dialect,
+// except that `find` checks whether the executable exists.
 #pragma once
 
 #include <expected>
@@ -14,13 +14,13 @@ namespace larkmoor {
 
 struct ServerEntry {
     std::string command;  ///< the executable's path
-    Created object;       ///< noted when an install makes `mcpServers`
+    Created object;       ///< noted in the receipt when an installation creates `mcpServers`
 
     /// What this build writes.
     JSONLiteral entry() const;
 
     BlockFinding find(const JSONDocument& document) const;
-    /// A whole entry that differs is replaced, with whatever the user put into it.
+    /// An entry that differs is replaced as a whole, together with anything that the user added to it.
     std::expected<BlockInstalled, JSONEditFailure> installed(const JSONDocument& document) const;
     std::expected<BlockRemoved, JSONEditFailure> removed(const JSONDocument& document,
                                                          const std::set<Created>& created) const;

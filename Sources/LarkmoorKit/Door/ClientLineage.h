@@ -12,12 +12,12 @@
 namespace larkmoor {
 
 struct ClientLineageCases {
-    /// The executable was replaced after this process began, by a bundle of the family: a restart is the cure.
+    /// A bundle of ours replaced the executable after this process started: a restart of the process helps.
     struct Stale {
         std::optional<std::string> installedVersion;
         bool operator==(const Stale&) const = default;
     };
-    /// Everything else, and whatever cannot be told.
+    /// All other cases, and those that cannot be determined.
     struct Foreign {
         bool operator==(const Foreign&) const = default;
     };
@@ -29,7 +29,7 @@ class ClientLineage : public ClosedVariant<ClientLineageCases, ClientLineageCase
 
     static constexpr std::string_view family = ClientInstance::bundlePrefix;
 
-    /// The bundle that is installed around an executable's path now.
+    /// The bundle that now contains the executable's path.
     struct Occupant {
         std::optional<std::string> id;
         std::optional<std::string> version;

@@ -1,5 +1,4 @@
-// Why the daemon gave no answer that can be believed: the fault, the words for it, and how long the door tries before
-// it names one.
+// Why a request to the daemon failed: the kinds of failure, their messages, and the timeouts of the second attempt.
 #pragma once
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The client of the door: the one LarkmoorClient that crosses a process boundary.
+// Client of the daemon over a MessageConnection: the one LarkmoorClient that talks to another process.
 //
 // It survives the daemon's restart without its callers noticing, and tells an absent daemon from one that refuses this
 // process and from a silent one. It never throws: every failure is an answer with words for a person, and
@@ -22,7 +22,7 @@
 
 namespace larkmoor {
 
-/// Lets exactly one of several rivals win. Any thread.
+/// A flag that only the first caller can take. Any thread.
 class OneShot {
   public:
     /// True for the first caller, false for all others.

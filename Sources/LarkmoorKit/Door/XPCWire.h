@@ -1,4 +1,5 @@
-// The outer form of a message: which service takes it, the keys of its dictionary, and how they are read and written.
+// The envelope of a message: the name of the service, the keys of the dictionary, and functions that read and write
+// them.
 #pragma once
 
 #include <chrono>
@@ -41,8 +42,8 @@ std::optional<BytesView> data(std::string_view key, const MessageDictionary& fro
 void setWire(std::int64_t version, MessageDictionary& on);
 void setServed(std::int64_t milliseconds, MessageDictionary& on);
 
-/// The number of the sender's contract, nothing if it names none. A number above the signed range reads as the largest
-/// signed one, which is no contract of ours either.
+/// The sender's protocol version; nullopt if it sends none. A number above INT64_MAX is read as INT64_MAX, which never
+/// equals our version.
 std::optional<std::int64_t> wireVersion(const MessageDictionary& from);
 std::optional<std::chrono::milliseconds> servedDuration(const MessageDictionary& from);
 

@@ -26,7 +26,7 @@ struct Marker {
 
     /// "build={build} outcome={outcome} ms={milliseconds}" and a line feed.
     std::string line() const;
-    /// Nothing if a field is missing or malformed; unknown fields are ignored.
+    /// nullopt if a field is missing or malformed; unknown fields are ignored.
     static std::optional<Marker> parse(std::string_view text);
 
     bool operator==(const Marker&) const = default;
@@ -68,7 +68,7 @@ struct Seams {
     std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
 };
 
-/// Main thread. Ends two seconds after the leash at the latest. The runner outlives the task.
+/// Main thread. Ends two seconds after `leash`, the time limit, at the latest. The runner must outlive the task.
 Task<Result> run(std::string hook, std::string build, std::string marker, std::chrono::seconds leash, std::string home,
                  Seams seams);
 

@@ -1,4 +1,4 @@
-// Whether the user still owes steps of the first-run journey, and the receipts of the steps taken.
+// Whether the first-run journey still has steps to complete, and the marker files (receipts) of completed steps.
 #pragma once
 
 #include <array>
@@ -18,7 +18,7 @@ inline constexpr std::string_view microphoneKind = "microphone";
 inline constexpr std::string_view grantedState = "granted";
 inline constexpr std::string_view deniedState = "denied";
 inline constexpr std::array requiredKinds{screenRecordingKind, accessibilityKind, microphoneKind};
-/// Type and path of the card that the journey's last step leaves with the daemon.
+/// Type and path of the card that the journey's last step stores in the daemon.
 inline constexpr std::string_view helloKind = "onboarding";
 inline constexpr std::string_view helloScope = "/";
 
@@ -27,17 +27,17 @@ bool granted(std::string_view kind, const GrantsAnswer& grants);
 bool denied(std::string_view kind, const GrantsAnswer& grants);
 bool allGranted(const GrantsAnswer& grants);
 
-/// Whether the answer holds a card; nothing for an answer that is not a list of cards.
+/// Whether the answer holds a card; nullopt for an answer that is not a list of cards.
 std::optional<bool> helloReceived(const GatewayResponse& response);
 
-/// `grants` and `helloReceived` are nothing if the daemon did not say.
+/// `grants` and `helloReceived` are nullopt if the daemon gave no usable answer.
 bool shouldOpenJourney(bool storePresent, const std::optional<GrantsAnswer>& grants, std::optional<bool> helloReceived,
                        bool recoveryPassed, bool termsAgreed);
 
 }  // namespace OnboardingTrigger
 
-// Receipts are empty files in the support root. `support` is Application Support. A failure to write one is ignored,
-// and the step is asked for again.
+// Receipts are empty marker files in the support root. `support` is Application Support. A failure to write one is
+// ignored: the journey then asks for the step again.
 
 namespace TermsReceipt {
 

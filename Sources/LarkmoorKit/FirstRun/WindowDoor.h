@@ -1,5 +1,4 @@
-// What passes between this application and the settings application: the window that is asked for, and the choice of
-// automatic updates.
+// The protocol with the settings application: requests for a window, and the automatic-update setting.
 #pragma once
 
 #include <functional>
@@ -18,7 +17,7 @@ namespace larkmoor {
 
 namespace WindowDoor {
 
-/// Named by its word: the object of the notification, or part of the argument.
+/// The enumerator's name is the notification's object and the value in the argument.
 BOOST_DEFINE_ENUM_CLASS(Pane, settings, stats, editor, onboarding)
 
 /// The name of the distributed notification that asks a running settings application for a window.
@@ -28,14 +27,14 @@ using UserInfo = std::map<std::string, std::string>;
 
 /// "--window={pane}": what a settings application is started with.
 std::string argument(Pane pane);
-/// The first argument that names a pane; unknown words are passed over.
+/// The first argument that names a pane; other arguments are ignored.
 std::optional<Pane> requested(std::span<const std::string> arguments);
 
-/// The notification's dictionary; nothing if the window may stay behind others.
+/// The notification's dictionary; nullopt if the window may stay behind others.
 std::optional<UserInfo> userInfo(bool front);
 bool wantsFront(const UserInfo& userInfo);
 
-/// The window that a second start of this application asks for; nothing if the answer is not known.
+/// The window that a second start of this application asks for; nullopt if the answer is not known.
 constexpr std::optional<Pane> paneOnReopen(bool journeyVisible, std::optional<bool> journeyWarranted) {
     if (journeyVisible) return Pane::onboarding;
     if (!journeyWarranted) return std::nullopt;
@@ -48,7 +47,7 @@ BOOST_DEFINE_ENUM_CLASS(Action, build, refresh, front, nothing)
 
 }  // namespace Journey
 
-/// What the settings application does about its journey window when asked for it.
+/// What the settings application does when it is asked for its journey window.
 constexpr Journey::Action journeyDoor(bool exists, bool live, bool front) {
     if (!exists) return Journey::Action::build;
     if (!live) return Journey::Action::refresh;

@@ -21,7 +21,7 @@ std::optional<std::string> resumeTime(std::string_view text) {
 MenuHealth read(std::string_view word) {
     if (word == "healthy") return MenuHealth::Recording{};
     if (word.contains("stopped") || word.contains("paused")) return MenuHealth::Paused{resumeTime(word)};
-    // The daemon's own sentence is shown as it stands.
+    // The daemon's own sentence is shown unchanged.
     return MenuHealth::Attention{std::string{word}};
 }
 
@@ -46,7 +46,7 @@ RecordingStatus RecordingStatus::after(const MenuHealth& health, std::optional<D
             next.line = "Recording";
             next.hasRecordingDot = true;
         },
-        // The status line is hidden during a pause, and left alone.
+        // The status line is hidden during a pause, and stays as it was.
         [&next](const MenuHealth::Paused& pause) { next.resumesAt = pause.resumesAt; },
         [&next, fault](const MenuHealth::Attention& attention) {
             next.alertFault = fault;

@@ -1,5 +1,7 @@
-// What the menu makes of the daemon's answers: health, the state of the recording that follows from it, whether only
-// the setup's rows are shown, and when a run of refusals is logged. Pure.
+// Translates the daemon's answers for the menu: health, the recording status that follows from it, whether only the
+// setup's rows are shown, and when a series of refusals is logged. Pure. The daemon answers health with the plain
+// `Text` case: "healthy" is Recording, a text with "paused" or "stopped" is Paused (until the time after "resumes "),
+// any other text is shown as it is.
 #pragma once
 
 #include <chrono>
@@ -16,7 +18,7 @@ namespace larkmoor {
 
 struct MenuHealthCases {
     struct Paused {
-        std::optional<std::string> resumesAt;  ///< the time as the daemon words it
+        std::optional<std::string> resumesAt;  ///< the time as text of the daemon
         bool operator==(const Paused&) const = default;
     };
     struct Attention {
@@ -44,12 +46,12 @@ namespace MenuMode {
 /// The tag of the rows that stay in setup mode.
 inline constexpr int staysInSetup = 1;
 
-/// Setup mode: the journey's window is on the screen or, as far as was last known, the journey is owed.
+/// Setup mode: the journey's window is on the screen or, as far as was last known, the journey has steps left.
 constexpr bool wantsSetup(bool journeyVisible, std::optional<bool> lastWarranted) {
     return journeyVisible || lastWarranted.value_or(false);
 }
 
-/// A machine in the middle of its first setup has nothing to be alarmed about.
+/// No alert is shown during the first setup.
 constexpr bool showsAlert(bool journeyVisible, std::optional<bool> lastWarranted) {
     return !wantsSetup(journeyVisible, lastWarranted);
 }
@@ -59,9 +61,9 @@ constexpr bool showsAlert(bool journeyVisible, std::optional<bool> lastWarranted
 /// What the icon, the status line and the pause rows show.
 struct RecordingStatus {
     bool paused = false;
-    std::optional<std::string> resumesAt{};  ///< while paused, where the daemon says it
+    std::optional<std::string> resumesAt{};  ///< while paused, if the daemon sends it
     bool alert = false;
-    std::optional<DoorFault> alertFault{};  ///< names the icon while `alert`
+    std::optional<DoorFault> alertFault{};  ///< decides the icon's label while `alert`
     std::string line = "Recording";         ///< the status line's title
     bool hasRecordingDot = true;            ///< before the status line
     FrontRecording lastFront = FrontRecording::full;
@@ -70,7 +72,7 @@ struct RecordingStatus {
     RecordingStatus after(const MenuHealth& health, std::optional<DoorFault> fault, bool showsAlert) const;
 
     StatusIcon icon() const;
-    /// The icon's accessible name.
+    /// The icon's label, which a tray shows as its tooltip too.
     std::string iconLabel() const;
     /// The title of the row that ends a pause.
     std::string resumeTitle() const;
@@ -78,7 +80,8 @@ struct RecordingStatus {
     bool operator==(const RecordingStatus&) const = default;
 };
 
-/// A run of refusals by the daemon: none, counting, reported. Any other answer ends it.
+/// Measures how long the daemon has refused us without a break, so that this is logged once. Any other answer ends the
+/// run.
 struct RefusalRun {
     using Time = std::chrono::system_clock::time_point;
 

@@ -1,4 +1,4 @@
-// The words of the menu: its first row, the recording's labels, and the daemon's log line about a click.
+// Texts of the menu: its first row, the recording's labels, and the line for the daemon's log about a click.
 #pragma once
 
 #include <optional>
@@ -23,10 +23,10 @@ std::string title(std::string_view product, const std::optional<std::string>& ve
 
 namespace MenuLabels {
 
-/// The icon's accessible name while it asks for attention.
+/// The icon's label while it asks for attention.
 std::string attention(std::optional<DoorFault> fault);
 
-/// The icon's accessible name otherwise: what becomes of the front window.
+/// The icon's label in all other cases: how the front window is recorded.
 std::string trail(FrontRecording front);
 
 /// For every case but `full`: why the front window is not kept whole.
@@ -37,7 +37,7 @@ std::string resumeTitle(const std::optional<std::string>& resumesAt);
 
 }  // namespace MenuLabels
 
-/// The line for the daemon's log about the answer to the control request named `verb`; nothing for `ok`.
+/// The line for the daemon's log about the answer to the control request named `verb`; nullopt for `ok`.
 std::optional<std::string> outcomeNote(std::string_view verb, const GatewayResponse& answer);
 
 }  // namespace larkmoor

@@ -1,5 +1,5 @@
-// What one row of the menu says of something under way: the models' download, the update. A header of its own, since
-// the room that decides about updates makes such lines and the menu draws them.
+// The content of a row for work under way: the models' download, the update. A separate header, because the update code
+// creates these lines and the menu shows them.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 namespace larkmoor {
 
 struct MenuLine {
-    /// The row's own progress: it is drawn as it stands.
+    /// The row's own progress, shown unchanged.
     using Bar = RowProgress;
     /// What a click on the row does.
     enum class Click { none, installNow };

@@ -1,5 +1,5 @@
 // Supervision of the daemon: its launch agent is registered and repaired at launch, and started again after a quit.
-// Each failure is a line in the log; the menu shows the daemon's absence by itself.
+// Each failure is a line in the log; that the daemon is absent is shown by the menu's own refresh.
 #pragma once
 
 #include <sys/types.h>
@@ -30,7 +30,7 @@ struct QuitSentinel {
     void clear() const;
 };
 
-/// Main thread. Outlives its tasks; the references in `Seams` outlive it.
+/// Main thread. Must outlive its tasks; the references in `Seams` must outlive it.
 class DaemonAgent {
   public:
     /// User-defaults key of the digest of the property list that was last registered with success.
@@ -49,8 +49,11 @@ class DaemonAgent {
     explicit DaemonAgent(Seams seams) : seams_(std::move(seams)) {}
 
     Task<void> registerInBundleAgent();
+    /// Starts the loose agent, and loads it first if it is not loaded. A loose agent has its property list in
+    /// ~/Library/LaunchAgents, not in the bundle; a normal installation has none, and then nothing happens.
     Task<void> healLooseAgent();
-    /// Starts the daemon again after a quit, on a gesture of the user. Runs no process if the sentinel is not set.
+    /// Called when the user starts the application or opens the menu: if the sentinel is set, removes it and starts the
+    /// daemon. Otherwise does nothing.
     Task<void> releaseQuitIfHeld(QuitSentinel sentinel);
 
   private:

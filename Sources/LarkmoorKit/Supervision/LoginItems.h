@@ -1,4 +1,4 @@
-// Login items and the daemon's launch agent: their names, and what is to be done about each at launch.
+// Login items and the daemon's launch agent: their names, and the decisions about each at launch.
 #pragma once
 
 #include <sys/types.h>
@@ -22,7 +22,7 @@ inline constexpr std::string_view daemonAgentLabel = ClientInstance::gatewayID;
 inline constexpr std::string_view daemonAgentPlistName = "tools.fenwright.larkmoor.gateway.plist";
 static_assert(daemonAgentPlistName.starts_with(daemonAgentLabel));
 
-/// "{home}/Library/LaunchAgents/{plist}": the loose agent of a developer's install script.
+/// "{home}/Library/LaunchAgents/{plist}": the loose agent, as a developer's install script installs it.
 std::string looseAgentPlistPath(std::string_view home);
 /// "{bundle}/Contents/Library/LaunchAgents/{plist}"
 std::string inBundlePlistPath(std::string_view bundle);
@@ -46,7 +46,7 @@ constexpr LoginItemAction action(LoginItemStatus status) {
 
 using Log = std::function<void(std::string_view)>;
 
-// `name` is for the log. `service` outlives the tasks.
+// `name` is for the log. `service` must outlive the tasks.
 
 /// Registers the item unless it is registered already, or the user switched it off.
 Task<void> registerItem(std::string name, LoginItemService& service, Log log);
@@ -56,7 +56,8 @@ void sayNeedsApproval(std::string_view name, const Log& log);
 
 }  // namespace LoginItems
 
-/// The agent in the bundle: whether the service has this very definition on record.
+/// What to do about the agent in the bundle. That depends on whether it is registered with exactly the property list
+/// that is on disk now.
 enum class AgentDefinitionAction { registerItem, reregister, leaveEnabled, needsApproval };
 
 namespace AgentDefinition {
@@ -79,7 +80,7 @@ constexpr AgentDefinitionAction action(LoginItemStatus status, const std::option
 
 }  // namespace AgentDefinition
 
-/// The loose agent: its property list lies in the user's own LaunchAgents folder.
+/// The loose agent: its property list is in the user's own LaunchAgents folder, not in the bundle.
 namespace AgentRegistration {
 
 enum class Action { bootstrap, kickstart, doNothing };

@@ -1,4 +1,4 @@
-// Hands lines to the daemon, which keeps them in its own log under the name of the client that spoke.
+// Sends log lines to the daemon, which writes them to its own log with the sender's name.
 #pragma once
 
 #include <functional>
@@ -13,23 +13,23 @@
 
 namespace larkmoor {
 
-/// The word by which a client names itself in the daemon's log.
+/// The names by which clients identify themselves in the daemon's log.
 namespace DiagnosticSources {
 
-/// Trimmed, and in upper or lower case; nothing for a word that is no source.
+/// The source with this name; surrounding white space and letter case are ignored. nullopt for an unknown name.
 std::optional<DiagnosticSource> read(std::string_view text);
 
-/// The log's category: the source's own word, "client" for any other. Lives as long as the program.
+/// The log's category: the source's own name, "client" for any other. Static storage.
 std::string_view category(std::string_view text);
 
 }  // namespace DiagnosticSources
 
-/// Never stops its caller: a line said while the door is shut is lost. Main thread.
+/// Never blocks: a line is dropped if the daemon cannot be reached. Main thread.
 class DiagnosticRelay {
   public:
     using Ask = std::function<Task<GatewayResponse>(DiagnosticRequest)>;
 
-    /// Asks `client`, which the relay shares.
+    /// Sends through `client`, which the relay shares.
     DiagnosticRelay(MainLoop& loop, DiagnosticSource source, std::shared_ptr<LarkmoorClient> client);
     DiagnosticRelay(MainLoop& loop, DiagnosticSource source, Ask ask);
 

@@ -1,5 +1,5 @@
 // Log file of the first run and of the models' setup, which this program writes by itself, so that it can be read even
-// when the daemon is not running. Every failure is ignored: a log never stops its caller.
+// when the daemon is not running. Every failure is ignored: logging never makes its caller fail.
 #pragma once
 
 #include <chrono>

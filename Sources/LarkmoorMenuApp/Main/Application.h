@@ -1,5 +1,5 @@
-// The composition root: it makes the adapters that stand for the ports and owns them. Everything lives as long as this.
-// Each supplier of duties has a file of its own beside it.
+// The composition root: creates and owns the adapters that implement the ports. They live as long as this object. Each
+// supplier of duties has a file of its own beside it.
 #pragma once
 
 #include <boost/asio/signal_set.hpp>

@@ -1,5 +1,6 @@
-// Stands for a duty of the menu that is not built yet: it does nothing, and answers with nothing, false or "". The only
-// place for such duties is the composition root, so that a search for `notBuiltYet` lists what is missing.
+// Placeholder for a duty of the menu that is not built yet: does nothing and returns a default-constructed value. The
+// only place for such duties is the composition root, so that a search for `notBuiltYet` lists what is missing; only
+// the clicks on update rows answer with a sentence instead (UpdateDuties.cpp).
 #pragma once
 
 #include <functional>

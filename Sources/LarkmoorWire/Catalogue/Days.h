@@ -1,4 +1,4 @@
-// What days, hours and stretches of time were spent on. Every time is in seconds.
+// Reports on what days, hours and stretches of time were spent on. All times are in seconds.
 #pragma once
 
 #include "LarkmoorBase/Record.h"
@@ -12,7 +12,8 @@ struct DayPresence {
     LARKMOOR_FIELDS(DayPresence, (std::string, day), (std::vector<App>, apps), (Int, active))
 };
 
-// Outside of the report: an optional record must be a complete type, which a struct nested in its owner is not yet.
+// Outside of the report, because an optional record must be a complete type, and a struct nested in its owner is not
+// complete yet.
 struct DayStretchReportParts {
     LARKMOOR_RECORD(AppSlice, (std::string, app), (Int, seconds))
     LARKMOOR_RECORD(FocusRun, (double, start), (double, end), (Int, seconds), (std::vector<AppSlice>, apps))

@@ -14,7 +14,7 @@ namespace larkmoor {
 #define LARKMOOR_CASES "LarkmoorWire/Catalogue/ReadRequest.inc"
 #include "LarkmoorBase/DefineVariant.inc"
 
-/// A key that is only its text: what a reader takes the keys of an object as when it does not know them in advance.
+/// The key of an object as text, for a reader that does not know the keys in advance.
 struct WireKey {
     std::string_view stringValue;
 
@@ -31,13 +31,12 @@ struct JSONForm<ReadRequest> {
     static std::string wrongKeyCount(const FlatNode& object);
 };
 
-/// What a client tells the daemon to do.
+/// A command from a client to the daemon.
 #define LARKMOOR_VARIANT ControlRequest
 #define LARKMOOR_CASES "LarkmoorWire/Catalogue/ControlRequest.inc"
 #include "LarkmoorBase/DefineVariant.inc"
 
-/// The request's name in log lines and in `unimplemented`: the case's name in snake case. It lives as long as the
-/// program.
+/// The request's name in log lines and in `unimplemented`: the case's name in snake case. Static storage.
 std::string_view verb(const ControlRequest& request);
 
 /// What a client asks of the notes that agents keep.
@@ -50,7 +49,7 @@ std::string_view verb(const ControlRequest& request);
 #define LARKMOOR_CASE_LIST LARKMOOR_CASE(Log, log, (std::string, source), (std::string, line))
 #include "LarkmoorBase/DefineVariant.inc"
 
-/// One request, by the interface that serves it.
+/// One request; the case names the interface that serves it.
 #define LARKMOOR_VARIANT GatewayRequest
 #define LARKMOOR_CASE_LIST                                \
     LARKMOOR_CASE(Read, read, (ReadRequest, _0))          \

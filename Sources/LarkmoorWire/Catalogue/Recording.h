@@ -1,4 +1,4 @@
-// What is recorded: what the recorder does now, screens, meetings, what may not be recorded, and the room it all takes.
+// What is recorded: the recorder's state for the front window, screens, meetings, exclusions, and the disk space used.
 #pragma once
 
 #include "LarkmoorBase/Bytes.h"

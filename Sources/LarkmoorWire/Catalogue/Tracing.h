@@ -1,4 +1,4 @@
-// Who speaks in the log, what the icon shows, how long a request took on its way.
+// Log sources, icon states, and the timing of a request.
 #pragma once
 
 #include <chrono>

@@ -1,5 +1,5 @@
-// The interface through which every request reaches the daemon, the serving side that it stands for, and the client of
-// a gateway in the same process.
+// The interface through which every request reaches the daemon, the interface of the serving side, and a client that
+// calls a serving side in the same process.
 #pragma once
 
 #include <chrono>
@@ -13,19 +13,19 @@
 
 namespace larkmoor {
 
-/// An answer with the time that the daemon says it spent serving, when it says so.
+/// An answer, and how long the daemon worked on it, if the daemon reports that.
 struct TimedResponse {
     GatewayResponse response;
     std::optional<std::chrono::milliseconds> daemon;
 };
 
-/// No request fails but in its answer: every failure is a `GatewayResponse::Failure`. Main thread.
+/// Requests never throw: every failure is returned as a `GatewayResponse::Failure`. Main thread.
 class LarkmoorClient {
   public:
     virtual ~LarkmoorClient() = default;
 
     virtual Task<GatewayResponse> send(GatewayRequest request) = 0;
-    /// `send`, with no time told, unless a client knows better.
+    /// The default calls `send` and reports no serving time; a client that knows the time overrides it.
     virtual Task<TimedResponse> sendTimed(GatewayRequest request);
 };
 

@@ -23,7 +23,7 @@ std::expected<Bytes, CodingFailure> encode(const T& message);
 template <WireMessage T>
 std::expected<T, CodingFailure> decode(BytesView document);
 
-// Instantiated in Messages.cpp alone: each makes much code.
+// Instantiated only in Messages.cpp, because each instance is much code.
 template <>
 std::expected<Bytes, CodingFailure> encode(const GatewayRequest& message);
 template <>

@@ -17,7 +17,7 @@ std::string expandingTilde(std::string_view path) {
     return std::string{path};
 }
 
-/// Links resolved as far as the path exists, dots and doubled slashes gone, no slash at the end.
+/// The path with links resolved as far as it exists, and without dots, doubled slashes and a slash at the end.
 std::string standardised(const std::string& path) {
     namespace fs = std::filesystem;
     std::error_code failed;

@@ -1,5 +1,6 @@
-// What the family of executables is called on the machine, and which of its two profiles this build has. Every other
-// room takes a name from here and never spells it.
+// The names that our programs share on the machine: bundle identifiers, labels, notifications and folders; and which of
+// the two profiles this build has. Other code should use these constants instead of literals. Names that belong to one
+// file, such as a D-Bus interface, are not here.
 #pragma once
 
 #include <array>
@@ -38,13 +39,13 @@ inline constexpr std::string_view openWindowNotification = "tools.fenwright.lark
 inline constexpr std::string_view journeyVisibleNotification = "tools.fenwright.larkmoor.journey-visible";
 inline constexpr std::string_view logSubsystem = "tools.fenwright.larkmoor";
 
-/// The name in every sentence that names the product.
+/// The product's name in texts for the user.
 inline constexpr std::string_view productName = "Larkmoor";
 /// The folder under Application Support.
 inline constexpr std::string_view supportDirName = "Larkmoor";
 /// The folder in the home folder.
 inline constexpr std::string_view dotRootName = ".larkmoor";
-/// The same as people see it.
+/// The same, as shown to the user.
 inline constexpr std::string_view dotRoot = "~/.larkmoor";
 inline constexpr std::string_view runbooksRoot = "~/.larkmoor/runbooks";
 /// Marks a developer's build tree.

@@ -1,4 +1,4 @@
-// The permissions of private folders and files, and the one way of writing a private file.
+// The permissions of private folders and files, and a function that writes a private file.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace larkmoor::ClientStoreMode {
 
-/// What a call that creates a file or folder takes.
+/// Permissions, as passed to a call that creates a file or folder.
 struct PrivateAttributes {
     std::uint16_t posixPermissions;
 };
@@ -20,7 +20,7 @@ inline constexpr std::uint16_t file = 0600;
 inline constexpr PrivateAttributes privateFolder{folder};
 inline constexpr PrivateAttributes privateFile{file};
 
-/// Writes a file with mode 0600 atomically: a reader finds the old bytes or the new ones, whatever fails. The missing
+/// Writes a file with mode 0600 atomically: a reader sees the old or the new content, whatever fails. The missing
 /// folders above it are created with mode 0700. Blocks.
 std::expected<void, FileError> write(BytesView data, const std::string& toFile);
 

@@ -20,7 +20,7 @@ struct Seams {
     static Seams live();
 };
 
-/// The trimmed text if it is digits between full stops ("1.10", "007"), otherwise nothing.
+/// The trimmed text if it is digits between full stops ("1.10", "007"), otherwise nullopt.
 std::optional<std::string> shaped(const std::optional<std::string>& text);
 
 /// The property list of the application bundle that the executable lies in: "X.app/Contents/MacOS/program".

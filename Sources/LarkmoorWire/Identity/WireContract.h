@@ -1,4 +1,4 @@
-// The number of the contract that this build speaks, and the fixed words that stand beside its messages.
+// The protocol version of this build, and fixed texts used next to its messages.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ inline constexpr std::string_view mismatchMessage =
 
 enum class Verdict { admitted, mismatch };
 
-/// A daemon that says nothing of its number is admitted.
+/// A daemon that does not send its version is admitted.
 constexpr Verdict verdict(std::int64_t ours, std::optional<std::int64_t> daemon) {
     return !daemon || *daemon == ours ? Verdict::admitted : Verdict::mismatch;
 }

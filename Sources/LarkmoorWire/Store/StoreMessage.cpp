@@ -17,13 +17,13 @@ constexpr std::string_view files = "store file(s) Larkmoor checked.";
 constexpr std::string_view phraseHint =
     "If you kept a recovery phrase, you can enter it in the Settings › Recovery pane.";
 
-// The two ways in which a sentence goes on to name things; neither leaves its punctuation behind without names.
+// The two ways in which a sentence continues with a list of names; without names there are no brackets and no colon.
 std::string inBrackets(const Names& names) {
     return names.empty() ? std::string{} : fmt::format(" ({})", Message::nameList(names));
 }
 std::string listed(const Names& names) { return names.empty() ? "." : fmt::format(": {}.", Message::nameList(names)); }
 
-/// `format` with the number of names and their list, or nothing without names.
+/// `format` with the number of names and their list; empty if there are no names.
 std::string ifAny(const Names& names, fmt::format_string<std::size_t, std::string> format) {
     return names.empty() ? std::string{} : fmt::format(format, names.size(), listed(names));
 }
@@ -244,7 +244,7 @@ std::string_view sentence(const Message::PanePhraseFooter&) {
 std::string_view sentence(const Message::PaneRevealButton&) { return "Reveal Recovery Phrase"; }
 std::string_view sentence(const Message::PaneHideButton&) { return "Hide Recovery Phrase"; }
 std::string_view sentence(const Message::PaneCopyButton&) { return "Copy Recovery Phrase"; }
-// Twelve words of one length, so that the mask tells nothing of those it hides.
+// Twelve words of the same length, so that the mask reveals nothing about the hidden words.
 std::string_view sentence(const Message::PaneMaskedPhrase&) {
     return "•••••• •••••• •••••• •••••• •••••• •••••• •••••• •••••• •••••• •••••• •••••• ••••••";
 }

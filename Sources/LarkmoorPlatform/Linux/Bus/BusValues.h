@@ -14,7 +14,7 @@
 namespace larkmoor {
 
 /// Reads a message value by value. At the first value of an unexpected type it stops, and everything after that reads
-/// as empty. The message outlives the reader and all views that it returns, and is read once, from its beginning.
+/// as empty. The message must outlive the reader and all views that it returns; it is read once, from its beginning.
 class BusReader {
   public:
     explicit BusReader(const BusMessage& message) : BusReader(message.get()) {}
@@ -121,8 +121,8 @@ class BusReader {
     bool fits_;
 };
 
-/// Appends values to a message. After the first value that is refused it appends nothing more. The message outlives the
-/// writer. `contents` are D-Bus signatures: "(is)" for an array of structures, "is" for one structure.
+/// Appends values to a message. After the first value that is refused it appends nothing more. The message must outlive
+/// the writer. `contents` are D-Bus signatures: "(is)" for an array of structures, "is" for one structure.
 class BusWriter {
   public:
     explicit BusWriter(const BusMessage& message) : message_(message.get()), fits_(message_ != nullptr) {}

@@ -31,7 +31,7 @@ class SessionBus {
     static constexpr std::chrono::microseconds noTimeout = std::chrono::microseconds::max();
 
     /// Starts to connect and returns at once. The default address is $DBUS_SESSION_BUS_ADDRESS, otherwise
-    /// $XDG_RUNTIME_DIR/bus. Each object is a connection of its own; `loop` outlives it.
+    /// $XDG_RUNTIME_DIR/bus. Each object is a connection of its own; `loop` must outlive it.
     explicit SessionBus(MainLoop& loop, const std::optional<std::string>& address = std::nullopt);
     /// Closes. No callback follows; a pending `Task` ends with an error.
     ~SessionBus();
@@ -56,7 +56,7 @@ class SessionBus {
                                std::chrono::microseconds timeout = defaultTimeout);
     Task<BusResult> call(BusMessage message, std::chrono::microseconds timeout = defaultTimeout);
 
-    /// Exports an interface; the table and `userdata` outlive the slot. A method's handler may keep
+    /// Exports an interface; the table and `userdata` must outlive the slot. A method's handler may keep
     /// `BusMessage::retaining(call)`, return 1 and reply later.
     [[nodiscard]] BusSlot addObject(const std::string& path, const std::string& interface, const sd_bus_vtable* table,
                                     void* userdata);

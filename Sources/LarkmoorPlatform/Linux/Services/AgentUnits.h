@@ -12,9 +12,9 @@
 
 namespace larkmoor {
 
-/// The files of an agent's unit. The unit file lies in the user's data folder, so that `systemctl mask` can override
-/// it; a link in default.target.wants starts it at login, and `systemctl disable` removes that. Blocks for the disk;
-/// any thread.
+/// The files of an agent's unit. The unit file is in the user's data folder, so that `systemctl mask` can override it;
+/// a link in default.target.wants starts it at login, and `systemctl disable` removes that. Blocks for the disk; any
+/// thread.
 struct AgentUnitFiles {
     UserFolders folders;
 
@@ -25,19 +25,19 @@ struct AgentUnitFiles {
     }
 
     /// Creates the link before the unit, and removes a link that is no longer wanted after it: a link without its unit
-    /// means nothing, while a unit without its link would look as if the user had disabled it.
+    /// has no effect, while a unit without its link would look as if the user had disabled it.
     std::expected<void, FileError> write(const AgentUnit& unit) const;
-    /// Removes the unit before the link. Files that do not exist are no error.
+    /// Removes the unit before the link. Files that do not exist are not an error.
     std::expected<void, FileError> remove(const std::string& name) const;
 };
 
-/// Main thread; outlives its tasks.
+/// Main thread; must outlive its tasks.
 class AgentUnits {
   public:
     AgentUnits(UserManager& manager, UserFolders folders) : manager_(manager), files_{std::move(folders)} {}
 
     struct State {
-        std::optional<std::string> fileState;  ///< UnitFileState; nothing without a unit file
+        std::optional<std::string> fileState;  ///< UnitFileState; nullopt without a unit file
         std::optional<std::string> source;     ///< the property list that the unit was made from
         /// The user has masked the unit or removed its link.
         bool isDisabledByUser() const { return fileState == "masked" || fileState == "disabled"; }

@@ -11,7 +11,7 @@ namespace larkmoor {
 /// that was made from another list, as by a bundle that was moved, is not this item's.
 LoginItemStatus agentItemStatus(const AgentUnits::State& state, const std::string& listPath, bool listExists);
 
-/// An agent whose property list lies in the bundle, as an enabled unit of the same name. `units` outlives the tasks.
+/// An agent whose property list is in the bundle, as an enabled unit of the same name. `units` must outlive the tasks.
 class SystemdAgentItem final : public LoginItemService {
   public:
     SystemdAgentItem(AgentUnits& units, std::string listPath) : units_(units), listPath_(std::move(listPath)) {}
@@ -27,7 +27,7 @@ class SystemdAgentItem final : public LoginItemService {
     std::string listPath_;
 };
 
-/// `manager` and `units` outlive the tasks. Lists that cannot be loaded and jobs that fail are explained in the
+/// `manager` and `units` must outlive the tasks. Lists that cannot be loaded and jobs that fail are explained in the
 /// system's log.
 class SystemdLaunchAgents final : public LaunchAgents {
   public:

@@ -7,10 +7,10 @@
 
 namespace larkmoor::UnitText {
 
-/// One quoted word that systemd parses back to `text`; nothing for text with control characters or invalid UTF-8.
+/// One quoted word that systemd parses back to `text`; nullopt for text with control characters or invalid UTF-8.
 std::optional<std::string> quoted(std::string_view text);
 
-/// An absolute path as an unquoted value to the end of the line; nothing for a path that would be parsed differently.
+/// An absolute path as an unquoted value to the end of the line; nullopt for a path that would be parsed differently.
 std::optional<std::string> path(std::string_view path);
 /// The inverse of `path`.
 std::string unescapedPath(std::string_view text);

@@ -9,7 +9,7 @@ struct UserFolders {
     std::string config;  ///< $XDG_CONFIG_HOME, otherwise {home}/.config
     std::string data;    ///< $XDG_DATA_HOME, otherwise {home}/.local/share
 
-    /// Variables that are no absolute paths are ignored.
+    /// Variables that are not absolute paths are ignored.
     static UserFolders current();
 };
 

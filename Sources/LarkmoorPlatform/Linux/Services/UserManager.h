@@ -9,7 +9,7 @@
 
 namespace larkmoor {
 
-/// Main thread; outlives its tasks. Without a running service manager every call is an error.
+/// Main thread; must outlive its tasks. Without a running service manager every call is an error.
 class UserManager {
   public:
     using Result = std::expected<void, BusError>;

@@ -9,8 +9,8 @@
 
 namespace larkmoor {
 
-/// Each change replaces the whole file atomically and keeps all other values, whatever their types. A file that is no
-/// property list is left alone, and the error is EBADMSG. If two programs write at once, the later one wins.
+/// Each change replaces the whole file atomically and keeps all other values, whatever their types. A file that is not
+/// a property list is left alone, and the error is EBADMSG. If two programs write at once, the later one wins.
 class PropertyListDefaults final : public UserDefaults {
   public:
     PropertyListDefaults(const std::string& home, const std::string& suite);

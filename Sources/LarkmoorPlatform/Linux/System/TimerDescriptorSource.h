@@ -12,7 +12,7 @@ namespace larkmoor {
 /// does not fire.
 class TimerDescriptorSource final : public WallClockSource {
   public:
-    /// `loop` outlives it.
+    /// `loop` must outlive it.
     explicit TimerDescriptorSource(MainLoop& loop);
     ~TimerDescriptorSource() override;
 

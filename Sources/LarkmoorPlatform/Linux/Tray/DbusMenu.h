@@ -19,7 +19,8 @@
 
 namespace larkmoor {
 
-/// Main thread. Loop and bus outlive it. Row actions run in a later turn of the loop, after the host got its reply.
+/// Main thread. Loop and bus must outlive it. Row actions run in a later turn of the loop, after the host got its
+/// reply.
 class DbusMenu : private MenuObserver {
   public:
     /// Exports the object at once, so that it exists before the item is registered.

@@ -33,7 +33,7 @@ class MenuPresence {
     Step expire(Time now);
 
     bool isOpen() const { return opening_.has_value(); }
-    /// When `expire` closes the menu unless an event comes first; nothing while it is closed.
+    /// When `expire` closes the menu unless an event comes first; nullopt while it is closed.
     std::optional<Time> deadline() const;
 
   private:

@@ -40,7 +40,7 @@ struct MenuSnapshot {
     /// `phase` counts the animation steps of indeterminate progress bars.
     static MenuSnapshot of(const Menu& menu, std::int32_t firstId, unsigned phase);
 
-    /// The index of the row with this id; nothing for the root and for ids of other menus.
+    /// The index of the row with this id; nullopt for the root and for ids of other menus.
     std::optional<std::size_t> rowWith(std::int32_t id) const;
     bool knows(std::int32_t id) const { return id == rootId || rowWith(id).has_value(); }
     std::int32_t idOf(std::size_t row) const { return firstId + static_cast<std::int32_t>(row); }

@@ -32,8 +32,8 @@ std::string_view iconName(StatusIcon icon);
 /// hosts do not repaint for NewStatus alone.
 std::vector<std::string_view> signalsBetween(const StatusAppearance& before, const StatusAppearance& after);
 
-/// Main thread. Loop and bus outlive it. Registers with every watcher that appears on the bus; hosts remove it when its
-/// connection is gone.
+/// Main thread. Loop and bus must outlive it. Registers with every watcher that appears on the bus; hosts remove it
+/// when its connection is gone.
 class StatusNotifierItem : public StatusItem {
   public:
     struct Options {
