@@ -66,6 +66,8 @@ struct KeySet {
     bool operator==(const KeySet&) const = default;
 };
 
+// The comment lines directly above a header belong to that table: an edit of the table before leaves them there.
+
 /// Makes the table hold exactly these lines, without the comments that it held; a new table goes to the end of the
 /// file.
 std::expected<TableSet, TOMLTextError> setTable(BytesView bytes, const TOMLName& name, std::span<const Line> lines);
