@@ -263,6 +263,27 @@ TEST_P(HarnessTest, LinksIntoADotfilesFolderStayLinks) {
     EXPECT_EQ(home.files().at(first), "-> ../" + target);
 }
 
+TEST_P(HarnessTest, TwoLabelsOfOneFileArePlannedAsOne) {
+    const bool isOneFormat = harness().files[0].format == harness().files[1].format;
+    for (const std::string& before : {std::string{"{\n  \"mine\": 1\n}\n"}, std::string{}}) {
+        const ConnectorHome own;
+        own.makeFolder(harness().folder);
+        if (!before.empty()) own.write("both", before);
+        for (const std::string& label : {first, second})
+            std::filesystem::create_symlink(own.path("both"), own.path(label));
+        const auto joined = harness().connector(own);
+        const ConnectorOutcome installed = joined->install();
+        EXPECT_EQ(installed.result, isOneFormat ? Result::changed : Result::refused) << own.told(installed);
+        if (isOneFormat) {
+            EXPECT_EQ(installed.backups.size(), before.empty() ? 0U : 1U);
+            EXPECT_EQ(joined->scan().state, ConnectorState::connected);
+            EXPECT_EQ(joined->install().result, Result::unchanged);
+            EXPECT_EQ(joined->remove().result, Result::changed);
+        }
+        EXPECT_EQ(own.read("both"), before.empty() ? std::nullopt : std::optional{before});
+    }
+}
+
 TEST_P(HarnessTest, AFullDiskLeavesEverythingAsItWas) {
     const char* disk = std::getenv("LARKMOOR_SMALL_DISK");
     if (disk == nullptr) GTEST_SKIP() << "LARKMOOR_SMALL_DISK names no small disk; Scripts/lib/as-tester makes one";

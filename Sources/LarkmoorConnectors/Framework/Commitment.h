@@ -27,7 +27,8 @@ struct HarnessFile {
     static HarnessFile read(const std::string& label);
 };
 
-/// What one file is to become. It is all decided in memory, before anything is touched.
+/// What one file is to become. It is all decided in memory, before anything is touched. Two labels may lead to one
+/// file: the later of them in a plan is then planned on what the earlier leaves, and has the last word.
 struct PlannedFile {
     HarnessFile file;
     std::optional<Bytes> after;        ///< nothing if the file must go
