@@ -47,7 +47,10 @@ class Commit {
                                                               made.error().description())});
             }
         }
-        for (const FileChange* change : changes_) Backup::prune(change->path);
+        for (const FileChange* change : changes_) {
+            const auto copy = copyOf_.find(change->path);
+            Backup::prune(change->path, copy == copyOf_.end() ? std::nullopt : std::optional{copy->second});
+        }
         return TransactionResult::Committed{std::move(backups_), std::move(observations_)};
     }
 
