@@ -2,6 +2,7 @@
 // second one changes nothing, and a removal takes out ours and nothing else; where the disk, its owner or another
 // program is in the way, the files stay whole. As somebody who is not root.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -281,6 +282,44 @@ TEST_P(HarnessTest, TwoLabelsOfOneFileArePlannedAsOne) {
             EXPECT_EQ(joined->remove().result, Result::changed);
         }
         EXPECT_EQ(own.read("both"), before.empty() ? std::nullopt : std::optional{before});
+    }
+}
+
+TEST_P(HarnessTest, WhatIsNoRegularFileOfOrdinarySizeIsNeverRead) {
+    constexpr std::string_view irregular = "there is no regular file at this path, so nothing was written";
+    struct Case {
+        std::string_view name;
+        void (*make)(const std::string& path);
+        std::string_view told;
+    };
+    const Case table[] = {
+        {"a pipe", [](const std::string& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }, irregular},
+        {"a socket", [](const std::string& path) { ASSERT_EQ(::mknod(path.c_str(), S_IFSOCK | 0600, 0), 0); },
+         irregular},
+        {"a device", [](const std::string& path) { std::filesystem::create_symlink("/dev/zero", path); }, irregular},
+        {"a folder", [](const std::string& path) { std::filesystem::create_directory(path); },
+         "there is a directory at this path, so nothing was written"},
+        {"3 GB of nothing",
+         [](const std::string& path) {
+             std::ofstream{path}.flush();
+             std::filesystem::resize_file(path, 3'000'000'000);
+         },
+         "this file did not read as JSON, so nothing was written — it is larger than 64 MiB"},
+    };
+    for (const Case& row : table) {
+        SCOPED_TRACE(row.name);
+        const ConnectorHome own;
+        fill(own);
+        std::filesystem::remove(own.path(first));
+        row.make(own.path(first));
+        const auto status = std::filesystem::symlink_status(own.path(first));
+        const auto joined = harness().connector(own);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(joined->scan().state, ConnectorState::found);
+        EXPECT_EQ(own.told(joined->install()), fmt::format("refused\n~/{}: {}", first, row.told));
+        EXPECT_EQ(joined->remove().result, Result::unchanged);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{3});
+        EXPECT_EQ(std::filesystem::symlink_status(own.path(first)).type(), status.type());
     }
 }
 

@@ -120,6 +120,9 @@ std::optional<UnwritableReason> unwritableReason(const std::string& path) {
     if (isThere && S_ISDIR(status.st_mode)) {
         return UnwritableReason{"there is a directory at this path, so nothing was written", false};
     }
+    if (isThere && !S_ISREG(status.st_mode)) {
+        return UnwritableReason{"there is no regular file at this path, so nothing was written", false};
+    }
     if (isThere && ::access(path.c_str(), W_OK) != 0) {
         return UnwritableReason{"this file cannot be written by this user, so nothing was written", false};
     }
