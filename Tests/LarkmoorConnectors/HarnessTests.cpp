@@ -264,6 +264,26 @@ TEST_P(HarnessTest, LinksIntoADotfilesFolderStayLinks) {
     EXPECT_EQ(home.files().at(first), "-> ../" + target);
 }
 
+TEST_P(HarnessTest, ALinkToNoFileYetIsFollowed) {
+    home.makeFolder(harness().folder);
+    home.makeFolder("dotfiles");
+    std::filesystem::create_symlink("../dotfiles/hooks.json", home.path(first));
+    EXPECT_EQ(connector->install().result, Result::changed);
+    EXPECT_EQ(home.files().at(first), "-> ../dotfiles/hooks.json");
+    EXPECT_TRUE(home.read("dotfiles/hooks.json"));
+    EXPECT_EQ(connector->scan().state, ConnectorState::connected);
+    EXPECT_EQ(connector->remove().result, Result::changed);
+    EXPECT_EQ(home.files().at(first), "-> ../dotfiles/hooks.json");
+    EXPECT_FALSE(home.read("dotfiles/hooks.json"));
+
+    std::filesystem::remove_all(home.path("dotfiles"));
+    EXPECT_EQ(home.told(connector->install()),
+              fmt::format("refused\n~/{0}: this link leads to ~/{1}/../dotfiles/hooks.json, where there is no file\n"
+                          "~/{1}/../dotfiles: this folder is not there, so nothing was written",
+                          first, harness().folder));
+    EXPECT_EQ(home.files().at(first), "-> ../dotfiles/hooks.json");
+}
+
 TEST_P(HarnessTest, TwoLabelsOfOneFileArePlannedAsOne) {
     const bool isOneFormat = harness().files[0].format == harness().files[1].format;
     for (const std::string& before : {std::string{"{\n  \"mine\": 1\n}\n"}, std::string{}}) {

@@ -82,12 +82,21 @@ TEST(ConfigPath, FollowsLinksAsFarAsTheyLead) {
     folder.link("settings", "dotfiles/real");
     folder.link("harness", "dotfiles");
     folder.link("dangling", "dotfiles/none");
+    folder.link("twice", folder.path("harness/../dangling"));
+    folder.link("lost", "none/x");
+    folder.link("circle", "circle");
     struct Case {
         std::string_view given, want;
     };
-    const Case table[] = {
-        {"settings", "dotfiles/real"},   {"harness/real", "dotfiles/real"}, {"harness/./../settings", "dotfiles/real"},
-        {"harness/new", "dotfiles/new"}, {"dangling", "dangling"},          {"none/new", "none/new"}};
+    const Case table[] = {{"settings", "dotfiles/real"},
+                          {"harness/real", "dotfiles/real"},
+                          {"harness/./../settings", "dotfiles/real"},
+                          {"harness/new", "dotfiles/new"},
+                          {"dangling", "dotfiles/none"},
+                          {"none/new", "none/new"},
+                          {"twice", "dotfiles/none"},
+                          {"lost", "none/x"},
+                          {"circle", "circle"}};
     for (const Case& row : table)
         EXPECT_EQ(ConfigPath::canonical(folder.path(row.given)), folder.path(row.want)) << row.given;
     EXPECT_EQ(ConfigPath::canonical(folder.path("harness/../none/x")), folder.path("harness/../none/x"));

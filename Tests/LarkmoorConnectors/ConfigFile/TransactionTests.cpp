@@ -202,6 +202,10 @@ TEST_F(TransactionFaults, WhatIsInTheWayIsSeenBeforeAnythingIsTouched) {
     }
     EXPECT_EQ(folder.files(), before);
     EXPECT_EQ(Transaction::unwritableReason(folder.path("first")), std::nullopt);
+    folder.link("circle", "circle");
+    EXPECT_EQ(Transaction::commit({{{folder.path("circle"), "~/circle", {}, copyBytes("new")}}}, moment),
+              TransactionResult(
+                  TransactionResult::Refused{{{"~/circle", "this link leads to no file, so nothing was written"}}}));
     EXPECT_EQ(Transaction::unwritableReason(folder.path("new")), std::nullopt);
 }
 
@@ -250,16 +254,6 @@ TEST_F(TransactionFaults, WhatChangesBetweenTheFilesIsToldOf) {
         EXPECT_EQ(commit(folder, {"a", "one/made", "two/b", "never"}, row.number, happens), refused(folder, row.said));
         EXPECT_EQ(folder.files(), row.left);
     }
-}
-
-TEST_F(TransactionFaults, ALinkThatDanglesGivesPlaceToTheFile) {
-    const ConfigFolder folder;
-    folder.makeFolder("harness");
-    folder.link("harness/settings", "../nowhere");
-    FileChange change = folder.change("harness/settings", "new");
-    change.path = ConfigPath::canonical(change.path);
-    EXPECT_EQ(Transaction::commit({{change}}, moment), TransactionResult{Committed{}});
-    EXPECT_EQ(folder.files(), (Files{{"harness/settings", "new"}}));
 }
 
 /// Starts with the files a and b on the small disk.
