@@ -15,7 +15,7 @@
 
 namespace larkmoor {
 
-std::string FileError::reason() const { return std::generic_category().message(code); }
+std::string FileError::reason() const { return words ? std::string{*words} : std::generic_category().message(code); }
 
 std::string FileError::description() const { return fmt::format("{}: {}", path, reason()); }
 
@@ -25,17 +25,29 @@ namespace {
 
 std::unexpected<FileError> failure(const std::string& path, int code) { return std::unexpected(FileError{path, code}); }
 
+std::unexpected<FileError> tooLarge(const std::string& path) {
+    return std::unexpected(FileError{path, EFBIG, "it is larger than 64 MiB"});
+}
+
 }  // namespace
 
 std::expected<Bytes, FileError> read(const std::string& path) {
-    const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
-    if (!file) return failure(path, errno);
+    // Without O_NONBLOCK, opening a pipe would wait for its writer. A socket cannot be opened at all.
+    const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)};
+    if (!file && errno != ENXIO) return failure(path, errno);
+    struct stat status{};
+    if (file && ::fstat(file.get(), &status) != 0) return failure(path, errno);
+    if (file && S_ISDIR(status.st_mode)) return failure(path, EISDIR);
+    if (!file || !S_ISREG(status.st_mode)) {
+        return std::unexpected(FileError{path, EINVAL, "it is not a regular file"});
+    }
     return readAll(file.get(), path);
 }
 
 std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path) {
     struct stat status{};
     if (::fstat(descriptor, &status) != 0) return failure(path, errno);
+    if (S_ISREG(status.st_mode) && status.st_size > static_cast<off_t>(maxBytes)) return tooLarge(path);
     Bytes bytes;
     // The size is a hint only: files of /proc have none, and others may grow while we read.
     std::size_t room = static_cast<std::size_t>(status.st_size) + 1;
@@ -47,6 +59,7 @@ std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path)
         if (count < 0) return failure(path, errno);
         if (count == 0) break;
         held += static_cast<std::size_t>(count);
+        if (held > maxBytes) return tooLarge(path);
         room = bytes.size() > held ? bytes.size() - held : 65536;
     }
     bytes.resize(held);

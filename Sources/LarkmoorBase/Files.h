@@ -7,18 +7,20 @@
 #include <expected>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "LarkmoorBase/Bytes.h"
 
 namespace larkmoor {
 
-/// A failed system call and the path it was about.
+/// A failed system call, or a file that is not read at all, and its path.
 struct [[nodiscard]] FileError {
     std::string path;
-    int code = 0;  ///< errno
+    int code = 0;                             ///< errno
+    std::optional<std::string_view> words{};  ///< a string literal, where the system's words would not be understood
 
-    /// The system's message for `code`.
+    /// `words`, or the system's message for `code`.
     std::string reason() const;
     /// "{path}: {reason}"
     std::string description() const;
@@ -28,10 +30,15 @@ struct [[nodiscard]] FileError {
 
 namespace Files {
 
-/// The whole file. Blocks as long as the disk does.
+/// What `read` and `readAll` take at most.
+inline constexpr std::size_t maxBytes = std::size_t{64} << 20U;
+
+/// The whole regular file. Anything else (a pipe, a device, a socket) and a larger file are failures at once, unread.
+/// Blocks as long as the disk does.
 std::expected<Bytes, FileError> read(const std::string& path);
 
-/// Everything from the descriptor's position to its end; it stays open. `path` is what an error names.
+/// Everything from the descriptor's position to its end, at most `maxBytes`; it stays open. `path` is what an error
+/// names.
 std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path);
 
 /// Writes all the bytes, going on after short and interrupted writes.

@@ -1,10 +1,12 @@
 // Text, whole files and their digests.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <regex>
 
+#include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/SHA256.h"
 #include "LarkmoorBase/UTF8.h"
@@ -50,6 +52,8 @@ TEST(Files, ReadsWhatIsThereAndNamesWhatIsNot) {
     EXPECT_FALSE(Files::read("/proc/self/stat")->empty());
     EXPECT_EQ(Files::read(folder / "none").error().description(), folder / "none" + ": No such file or directory");
     EXPECT_EQ(Files::read(folder.path().string()).error().code, EISDIR);
+    const FileDescriptor endless{::open("/dev/zero", O_RDONLY | O_CLOEXEC)};
+    EXPECT_EQ(Files::readAll(endless.get(), "zeros").error().description(), "zeros: it is larger than 64 MiB");
 }
 
 TEST(Files, ReplacingBreaksNoReader) {

@@ -3,6 +3,7 @@
 // program is in the way, the files stay whole. As somebody who is not root.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -263,6 +264,85 @@ TEST_P(HarnessTest, LinksIntoADotfilesFolderStayLinks) {
     EXPECT_EQ(connector->remove().result, Result::changed);
     EXPECT_EQ(home.read(target), users);
     EXPECT_EQ(home.files().at(first), "-> ../" + target);
+}
+
+TEST_P(HarnessTest, ALinkToNoFileYetIsFollowed) {
+    home.makeFolder(harness().folder);
+    home.makeFolder("dotfiles");
+    std::filesystem::create_symlink("../dotfiles/hooks.json", home.path(first));
+    EXPECT_EQ(connector->install().result, Result::changed);
+    EXPECT_EQ(home.files().at(first), "-> ../dotfiles/hooks.json");
+    EXPECT_TRUE(home.read("dotfiles/hooks.json"));
+    EXPECT_EQ(connector->scan().state, ConnectorState::connected);
+    EXPECT_EQ(connector->remove().result, Result::changed);
+    EXPECT_EQ(home.files().at(first), "-> ../dotfiles/hooks.json");
+    EXPECT_FALSE(home.read("dotfiles/hooks.json"));
+
+    std::filesystem::remove_all(home.path("dotfiles"));
+    EXPECT_EQ(home.told(connector->install()),
+              fmt::format("refused\n~/{0}: this link leads to ~/{1}/../dotfiles/hooks.json, where there is no file\n"
+                          "~/{1}/../dotfiles: this folder is not there, so nothing was written",
+                          first, harness().folder));
+    EXPECT_EQ(home.files().at(first), "-> ../dotfiles/hooks.json");
+}
+
+TEST_P(HarnessTest, TwoLabelsOfOneFileArePlannedAsOne) {
+    const bool isOneFormat = harness().files[0].format == harness().files[1].format;
+    for (const std::string& before : {std::string{"{\n  \"mine\": 1\n}\n"}, std::string{}}) {
+        const ConnectorHome own;
+        own.makeFolder(harness().folder);
+        if (!before.empty()) own.write("both", before);
+        for (const std::string& label : {first, second})
+            std::filesystem::create_symlink(own.path("both"), own.path(label));
+        const auto joined = harness().connector(own);
+        const ConnectorOutcome installed = joined->install();
+        EXPECT_EQ(installed.result, isOneFormat ? Result::changed : Result::refused) << own.told(installed);
+        if (isOneFormat) {
+            EXPECT_EQ(installed.backups.size(), before.empty() ? 0U : 1U);
+            EXPECT_EQ(joined->scan().state, ConnectorState::connected);
+            EXPECT_EQ(joined->install().result, Result::unchanged);
+            EXPECT_EQ(joined->remove().result, Result::changed);
+        }
+        EXPECT_EQ(own.read("both"), before.empty() ? std::nullopt : std::optional{before});
+    }
+}
+
+TEST_P(HarnessTest, WhatIsNoRegularFileOfOrdinarySizeIsNeverRead) {
+    constexpr std::string_view irregular = "there is no regular file at this path, so nothing was written";
+    struct Case {
+        std::string_view name;
+        void (*make)(const std::string& path);
+        std::string_view told;
+    };
+    const Case table[] = {
+        {"a pipe", [](const std::string& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0); }, irregular},
+        {"a socket", [](const std::string& path) { ASSERT_EQ(::mknod(path.c_str(), S_IFSOCK | 0600, 0), 0); },
+         irregular},
+        {"a device", [](const std::string& path) { std::filesystem::create_symlink("/dev/zero", path); }, irregular},
+        {"a folder", [](const std::string& path) { std::filesystem::create_directory(path); },
+         "there is a directory at this path, so nothing was written"},
+        {"3 GB of nothing",
+         [](const std::string& path) {
+             std::ofstream{path}.flush();
+             std::filesystem::resize_file(path, 3'000'000'000);
+         },
+         "this file did not read as JSON, so nothing was written — it is larger than 64 MiB"},
+    };
+    for (const Case& row : table) {
+        SCOPED_TRACE(row.name);
+        const ConnectorHome own;
+        fill(own);
+        std::filesystem::remove(own.path(first));
+        row.make(own.path(first));
+        const auto status = std::filesystem::symlink_status(own.path(first));
+        const auto joined = harness().connector(own);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(joined->scan().state, ConnectorState::found);
+        EXPECT_EQ(own.told(joined->install()), fmt::format("refused\n~/{}: {}", first, row.told));
+        EXPECT_EQ(joined->remove().result, Result::unchanged);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{3});
+        EXPECT_EQ(std::filesystem::symlink_status(own.path(first)).type(), status.type());
+    }
 }
 
 TEST_P(HarnessTest, AFullDiskLeavesEverythingAsItWas) {

@@ -23,7 +23,7 @@ class TemporaryFolder {
         // A test may have taken the right to remove what lies in a folder.
         for (auto entry = fs::recursive_directory_iterator(path_, ignored); entry != fs::end(entry);
              entry.increment(ignored)) {
-            if (entry->is_directory() && !entry->is_symlink()) {
+            if (!entry->is_symlink() && entry->is_directory()) {
                 fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
             }
         }

@@ -1,12 +1,17 @@
 #include "LarkmoorConnectors/ConfigFile/AtomicWrite.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <functional>
+#include <tuple>
+#include <utility>
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/UUID.h"
@@ -67,6 +72,41 @@ std::string freePath(const std::string& base) {
     return path;
 }
 
+struct Copy {
+    std::pair<std::time_t, long> modified;  ///< seconds and nanoseconds
+    std::string path;
+
+    /// On a disk that stores coarse times, the names of one second are in order by their lengths first: -99, -100.
+    bool operator<(const Copy& other) const {
+        return std::tuple{modified, path.size(), std::string_view{path}} <
+               std::tuple{other.modified, other.path.size(), std::string_view{other.path}};
+    }
+};
+
+/// Oldest first. Only regular files are copies.
+std::vector<Copy> copies(const std::string& of) {
+    std::vector<Copy> copies;
+    for (const std::string& name : Files::names(ConfigPath::folder(of)).value_or(std::vector<std::string>{})) {
+        struct stat status{};
+        std::string path = ConfigPath::sibling(of, name);
+        if (!name.starts_with(prefix(of)) || ::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
+        copies.push_back({{status.st_mtim.tv_sec, status.st_mtim.tv_nsec}, std::move(path)});
+    }
+    std::ranges::sort(copies, std::less{});
+    return copies;
+}
+
+/// The file system's clock is coarse, and may have been set back.
+void makeNewest(const std::string& copy, const std::string& of) {
+    const std::vector<Copy> all = copies(of);
+    if (all.empty() || all.back().path == copy) return;
+    constexpr long nanosecondsPerSecond = 1'000'000'000;
+    auto [seconds, nanoseconds] = all.back().modified;
+    if (++nanoseconds == nanosecondsPerSecond) ++seconds, nanoseconds = 0;
+    const timespec times[] = {{0, UTIME_OMIT}, {seconds, nanoseconds}};
+    ::utimensat(AT_FDCWD, copy.c_str(), times, AT_SYMLINK_NOFOLLOW);
+}
+
 }  // namespace
 
 std::expected<std::optional<std::string>, ConfigFileError> make(const std::string& of,
@@ -81,19 +121,20 @@ std::expected<std::optional<std::string>, ConfigFileError> make(const std::strin
         ::unlink(copy.c_str());
         return std::unexpected{ConfigFileError::writeFailed(copy, "the copy did not match the original")};
     }
+    makeNewest(copy, of);
     return copy;
 }
 
 std::vector<std::string> all(const std::string& of) {
-    std::vector<std::string> copies = Files::names(ConfigPath::folder(of)).value_or(std::vector<std::string>{});
-    std::erase_if(copies, [start = prefix(of)](const std::string& name) { return !name.starts_with(start); });
-    for (std::string& copy : copies) copy = ConfigPath::sibling(of, copy);
-    return copies;
+    std::vector<std::string> paths;
+    for (Copy& copy : copies(of)) paths.push_back(std::move(copy.path));
+    return paths;
 }
 
-std::vector<std::string> prune(const std::string& of) {
+std::vector<std::string> prune(const std::string& of, const std::optional<std::string>& made) {
     std::vector<std::string> removed = all(of);
-    removed.resize(removed.size() - std::min(removed.size(), copiesKept));
+    const bool isMadeThere = made && std::erase(removed, *made) > 0;
+    removed.resize(removed.size() - std::min(removed.size(), copiesKept - (isMadeThere ? 1 : 0)));
     std::erase_if(removed, [](const std::string& copy) { return ::unlink(copy.c_str()) != 0; });
     return removed;
 }

@@ -32,15 +32,18 @@ std::expected<void, ConfigFileError> write(BytesView bytes, const std::string& p
 namespace Backup {
 
 /// Copies the file, with its permission bits, and reads the copy back; returns the copy's path, or nullopt if the file
-/// cannot be read. The stamp is `at` in the current time zone; a second copy in that second gets "-02" and so on.
+/// cannot be read. The stamp is `at` in the current time zone; a second copy in that second gets "-02" and so on. The
+/// copy is later than all others by its time of modification, even if the clock was set back.
 std::expected<std::optional<std::string>, ConfigFileError> make(const std::string& of,
                                                                 std::chrono::system_clock::time_point at);
 
-/// The paths of the file's copies, oldest first.
+/// The paths of the file's copies, oldest first by their times of modification: the stamps of their names run
+/// backwards where the time zone changes or summer ends.
 std::vector<std::string> all(const std::string& of);
 
-/// Removes all copies but the newest two, and returns the paths removed. A copy that cannot be removed is ignored.
-std::vector<std::string> prune(const std::string& of);
+/// Removes all copies but the newest two, and returns the paths removed. `made`, one of them, counts as the newest. A
+/// copy that cannot be removed is ignored.
+std::vector<std::string> prune(const std::string& of, const std::optional<std::string>& made = std::nullopt);
 
 }  // namespace Backup
 

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -35,9 +36,24 @@ std::string inFolder(std::string folder, std::string_view name) {
 }  // namespace
 
 std::string canonical(const std::string& path) {
-    if (auto file = resolved(path)) return *file;
-    if (auto above = resolved(folder(path))) return inFolder(std::move(*above), lastComponent(path));
+    constexpr int maxLinks = 40;  // as many as the system follows
+    std::string place = path;
+    for (int links = 0; links <= maxLinks; ++links) {
+        if (auto file = resolved(place)) return *file;
+        std::error_code noLink;
+        const std::string target = std::filesystem::read_symlink(place, noLink).string();
+        if (noLink) {
+            if (auto above = resolved(folder(place))) return inFolder(std::move(*above), lastComponent(place));
+            return place;
+        }
+        place = target.starts_with('/') ? target : sibling(place, target);
+    }
     return path;
+}
+
+bool isLink(const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::is_symlink(path, ignored);
 }
 
 std::string_view lastComponent(std::string_view path) {

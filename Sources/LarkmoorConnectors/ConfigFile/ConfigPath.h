@@ -11,8 +11,12 @@ namespace larkmoor {
 namespace ConfigPath {
 
 /// The path to read and write. Symbolic links are resolved, so that a link into a folder of dotfiles survives the
-/// rename. For a file that does not exist the folder is resolved; if that fails too, the result is `path`.
+/// rename; one that leads to no file yet is followed to where that file would be. For a file that does not exist the
+/// folder is resolved; if that fails too, the result is the path as it stands. Of links in a circle it is `path`.
 std::string canonical(const std::string& path);
+
+/// Whether the path itself is a symbolic link, wherever that leads.
+bool isLink(const std::string& path);
 
 /// The path's last component, without slashes.
 std::string_view lastComponent(std::string_view path);

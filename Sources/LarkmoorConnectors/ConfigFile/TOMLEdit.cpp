@@ -35,6 +35,21 @@ std::int64_t startOfLine(BytesView bytes, std::int64_t offset) {
     return offset;
 }
 
+/// Where the table's own bytes end: at the comments directly above the next header, or else at `bodyEnd`. `entries` are
+/// the table's.
+std::int64_t ownEnd(BytesView bytes, const TOMLTable& of, std::span<const TOMLEntry> entries) {
+    std::int64_t end = of.bodyEnd;
+    if (end == std::ssize(bytes)) return end;
+    const std::int64_t first = entries.empty() ? of.bodyStart : entries.back().lineEnd;
+    for (std::int64_t line = startOfLine(bytes, end); line > first;) {
+        line = startOfLine(bytes, line - 1);
+        const std::string_view text = asText(bytes).substr(static_cast<std::size_t>(line));
+        if (text[text.find_first_not_of(" \t")] != '#') break;
+        end = line;
+    }
+    return end;
+}
+
 }  // namespace
 
 std::expected<TableSet, TOMLTextError> setTable(BytesView bytes, const TOMLName& name, std::span<const Line> lines) {
@@ -52,7 +67,7 @@ std::expected<TableSet, TOMLTextError> setTable(BytesView bytes, const TOMLName&
         if (size > 0) splice.replacement += newline;
         splice.replacement += fmt::format("[{}]{}", TOMLText::joined(name), newline);
     } else {
-        splice.range = {table->bodyStart, table->bodyEnd};
+        splice.range = {table->bodyStart, ownEnd(bytes, *table, document->entries(*table))};
         const bool hasHeader = table->bodyStart > table->headerStart;
         appendedTrailingNewline = hasHeader && !lineEndsBefore(bytes, table->bodyStart);
         if (appendedTrailingNewline) splice.replacement += newline;
@@ -67,13 +82,14 @@ std::expected<TableSet, TOMLTextError> setTable(BytesView bytes, const TOMLName&
 std::expected<KeySet, TOMLTextError> setKey(BytesView bytes, const TOMLTable& in, std::span<const TOMLEntry> entries,
                                             const std::string& key, std::string_view value) {
     const TOMLName name{key};
-    Splice splice{{in.bodyEnd, in.bodyEnd}, fmt::format("{} = {}", TOMLText::joined(name), value)};
+    const std::int64_t end = ownEnd(bytes, in, entries);
+    Splice splice{{end, end}, fmt::format("{} = {}", TOMLText::joined(name), value)};
     bool appendedTrailingNewline = false;
     if (const auto entry = std::ranges::find(entries, name, &TOMLEntry::key); entry != entries.end()) {
         splice.range = {entry->keyStart, entry->valueEnd};
     } else {
         const std::string_view newline = TOMLText::lineEnding(bytes);
-        appendedTrailingNewline = in.bodyEnd > 0 && !lineEndsBefore(bytes, in.bodyEnd);
+        appendedTrailingNewline = end > 0 && !lineEndsBefore(bytes, end);
         if (appendedTrailingNewline) splice.replacement.insert(0, newline);
         splice.replacement += newline;
     }
@@ -92,7 +108,8 @@ std::expected<Bytes, TOMLEditFailure> removeTable(BytesView bytes, const TOMLNam
     const TOMLTable* table = document->table(name);
     if (table == nullptr) return std::unexpected{TOMLEditFailure{TOMLEditError::noSuchTable(name)}};
 
-    Splice splice{{startOfOneBlankLine(bytes, table->headerStart), table->bodyEnd}, ""};
+    const std::int64_t end = ownEnd(bytes, *table, document->entries(*table));
+    Splice splice{{startOfOneBlankLine(bytes, table->headerStart), end}, ""};
     if (splice.range.start == TOMLText::documentStart(bytes)) {
         splice.range.end = endOfOneBlankLine(bytes, splice.range.end);
     }

@@ -66,8 +66,10 @@ struct KeySet {
     bool operator==(const KeySet&) const = default;
 };
 
-/// Replaces the table's content, comments included, by exactly these lines; a new table is added at the end of the
-/// file.
+// The comment lines directly above a header belong to that table: an edit of the table before leaves them there.
+
+/// Replaces the table's content, its own comments included, by exactly these lines; a new table is added at the end of
+/// the file.
 std::expected<TableSet, TOMLTextError> setTable(BytesView bytes, const TOMLName& name, std::span<const Line> lines);
 
 /// Sets the key to `value`, which is TOML: in its place if it is there, otherwise at the end of the table. `in` and its

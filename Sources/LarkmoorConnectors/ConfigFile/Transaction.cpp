@@ -47,7 +47,10 @@ class Commit {
                                                               made.error().description())});
             }
         }
-        for (const FileChange* change : changes_) Backup::prune(change->path);
+        for (const FileChange* change : changes_) {
+            const auto copy = copyOf_.find(change->path);
+            Backup::prune(change->path, copy == copyOf_.end() ? std::nullopt : std::optional{copy->second});
+        }
         return TransactionResult::Committed{std::move(backups_), std::move(observations_)};
     }
 
@@ -111,11 +114,31 @@ class Commit {
 
 }  // namespace
 
+namespace {
+
+/// Where the label is a link to a file that is not there yet, the folder in the way is another than the label's.
+std::vector<Observation> refusal(const FileChange& change, const UnwritableReason& reason) {
+    if (!reason.liesInTheFolder) return {{change.label, reason.text}};
+    if (Files::exists(change.label) || !ConfigPath::isLink(change.label)) {
+        return {{ConfigPath::folder(change.label), reason.text}};
+    }
+    return {{change.label, fmt::format("this link leads to {}, where there is no file", change.path)},
+            {ConfigPath::folder(change.path), reason.text}};
+}
+
+}  // namespace
+
 std::optional<UnwritableReason> unwritableReason(const std::string& path) {
     struct stat status{};
     const bool isThere = ::stat(path.c_str(), &status) == 0;
     if (isThere && S_ISDIR(status.st_mode)) {
         return UnwritableReason{"there is a directory at this path, so nothing was written", false};
+    }
+    if (isThere && !S_ISREG(status.st_mode)) {
+        return UnwritableReason{"there is no regular file at this path, so nothing was written", false};
+    }
+    if (!isThere && ConfigPath::isLink(path)) {
+        return UnwritableReason{"this link leads to no file, so nothing was written", false};
     }
     if (isThere && ::access(path.c_str(), W_OK) != 0) {
         return UnwritableReason{"this file cannot be written by this user, so nothing was written", false};
@@ -139,9 +162,7 @@ TransactionResult commit(std::span<const FileChange> changes, std::chrono::syste
     if (kept.empty()) return TransactionResult::Unchanged{};
     for (const FileChange* change : kept) {
         const auto reason = unwritableReason(change->path);
-        if (!reason) continue;
-        return TransactionResult::Refused{
-            {{reason->liesInTheFolder ? ConfigPath::folder(change->label) : change->label, reason->text}}};
+        if (reason) return TransactionResult::Refused{refusal(*change, *reason)};
     }
     return Commit{std::move(kept), at, beforeRename}.run();
 }

@@ -1,6 +1,7 @@
 #include "LarkmoorConnectors/Framework/BlockVerbs.h"
 
 #include <algorithm>
+#include <ranges>
 
 #include "LarkmoorConnectors/Framework/Observations.h"
 
@@ -78,11 +79,26 @@ std::optional<ConnectorOutcome> BlockVerbs::readingRefusal() const {
     return Commitment::refused(unread);
 }
 
-std::expected<BlockVerbs::Installation, PlanFailure> BlockVerbs::planInstallation(const ReadFile& read) const {
+/// The document to plan on: as it was read, or as an earlier file of the plan leaves it that is the same one.
+std::expected<std::optional<FileDocument>, PlanFailure> BlockVerbs::planned(const ReadFile& read, const Plan& before) {
+    for (const PlannedFile& earlier : before | std::views::reverse) {
+        if (earlier.file.path != read.file.path) continue;
+        if (!earlier.after) return std::nullopt;
+        auto document = FileDocuments::read(*earlier.after, read.rules.format);
+        if (!document) return std::unexpected{PlanFailure{read.file.label, std::move(document.error())}};
+        return std::move(*document);
+    }
+    return read.document;
+}
+
+std::expected<BlockVerbs::Installation, PlanFailure> BlockVerbs::planInstallation(const ReadFile& read,
+                                                                                  const Plan& before) const {
     Installation plan{unplanned(read.rules, read.file)};
-    std::optional<FileDocument> planned = read.document;
+    auto start = planned(read, before);
+    if (!start) return std::unexpected{std::move(start.error())};
+    std::optional<FileDocument> planned = std::move(*start);
+    if (!read.document) plan.made.created.insert(read.rules.created);
     if (!planned) {
-        plan.made.created.insert(read.rules.created);
         auto seeded = FileDocuments::read(copyBytes(read.rules.seed), read.rules.format);
         if (!seeded) return std::unexpected{PlanFailure{read.file.label, std::move(seeded.error())}};
         planned = std::move(*seeded);
@@ -104,7 +120,7 @@ ConnectorOutcome BlockVerbs::install(const std::string& folder, const CommitOpti
     std::vector<PlannedFile> plan;
     std::vector<Observation> notes;
     for (const ReadFile& read : files_) {
-        auto installation = planInstallation(read);
+        auto installation = planInstallation(read, plan);
         if (!installation) return Commitment::refused(installation.error());
         plan.push_back(std::move(installation->planned));
         more.merge(std::move(installation->made));
@@ -120,11 +136,13 @@ ConnectorOutcome BlockVerbs::install(const std::string& folder, const CommitOpti
 }
 
 /// Plans the file without our blocks, and decides whether the file itself is removed.
-std::expected<BlockVerbs::Removal, PlanFailure> BlockVerbs::planRemoval(const ReadFile& read,
+std::expected<BlockVerbs::Removal, PlanFailure> BlockVerbs::planRemoval(const ReadFile& read, const Plan& before,
                                                                         const ConnectorReceipt& receipt) {
     Removal removal{unplanned(read.rules, read.file)};
     if (!read.document) return removal;
-    std::optional<FileDocument> planned = read.document;
+    auto start = planned(read, before);
+    if (!start) return std::unexpected{std::move(start.error())};
+    std::optional<FileDocument> planned = std::move(*start);
     for (const Block& block : read.rules.blocks) {
         if (!planned) break;
         auto removed = block.removed(*planned, receipt);
@@ -151,7 +169,7 @@ ConnectorOutcome BlockVerbs::remove(const CommitOptions& options, bool leftovers
     std::vector<PlannedFile> plan;
     Commitment::Remarks remarks{.isAfterFiles = leftoversLast};
     for (const ReadFile& read : files_) {
-        auto removal = planRemoval(read, receipt);
+        auto removal = planRemoval(read, plan, receipt);
         if (!removal) return Commitment::refused(removal.error());
         plan.push_back(std::move(removal->planned));
         remarks.said.insert(remarks.said.end(), removal->said.begin(), removal->said.end());

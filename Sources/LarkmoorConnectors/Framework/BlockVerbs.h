@@ -41,6 +41,7 @@ class BlockVerbs {
         /// One for each block, or a single one for a file that does not exist or could not be parsed.
         std::vector<BlockFinding> findings{};
     };
+    using Plan = std::vector<PlannedFile>;  ///< of the files before this one
     struct Installation {
         PlannedFile planned;
         ReceiptAddition made{};
@@ -53,8 +54,10 @@ class BlockVerbs {
 
     bool createdByUs(const Block& block) const { return block.created && receipt_.created.contains(*block.created); }
     std::vector<BlockFinding> findings(const ReadFile& read) const;
-    std::expected<Installation, PlanFailure> planInstallation(const ReadFile& read) const;
-    static std::expected<Removal, PlanFailure> planRemoval(const ReadFile& read, const ConnectorReceipt& receipt);
+    std::expected<Installation, PlanFailure> planInstallation(const ReadFile& read, const Plan& before) const;
+    static std::expected<Removal, PlanFailure> planRemoval(const ReadFile& read, const Plan& before,
+                                                           const ConnectorReceipt& receipt);
+    static std::expected<std::optional<FileDocument>, PlanFailure> planned(const ReadFile& read, const Plan& before);
 
     ReceiptStore receipts_;
     ConnectorReceipt receipt_{};  ///< read if a block's finding asks for it

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
 
@@ -40,6 +42,11 @@ std::vector<UnreadFile> replacedUnread(std::span<const PlannedFile> plan) {
 TransactionResult commit(std::span<const PlannedFile> plan, const CommitOptions& options) {
     std::vector<FileChange> changes;
     for (const PlannedFile& planned : plan) {
+        const auto same = std::ranges::find(changes, planned.file.path, &FileChange::path);
+        if (same != changes.end()) {
+            same->after = planned.after;
+            continue;
+        }
         changes.push_back({planned.file.path, planned.file.label, planned.file.bytes, planned.after});
     }
     return Transaction::commit(changes, options.at, options.beforeRename);

@@ -27,7 +27,9 @@ struct HarnessFile {
     static HarnessFile read(const std::string& label);
 };
 
-/// The planned content of one file. Everything is decided in memory, before anything is written.
+/// The planned content of one file. Everything is decided in memory, before anything is written. Two labels may lead to
+/// one file: the later of them in a plan is then planned on what the earlier leaves, and its content is what is
+/// written.
 struct PlannedFile {
     HarnessFile file;
     std::optional<Bytes> after;        ///< nullopt if the file is to be removed

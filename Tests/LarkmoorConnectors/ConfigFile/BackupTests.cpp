@@ -57,25 +57,22 @@ TEST(Backup, ACopyThatDoesNotReadBackIsNone) {
     EXPECT_EQ(folder.files(), (Files{{"a", "bytes"}}));
 }
 
-TEST(Backup, TheNewestTwoSurviveAndWhatCannotBeRemoved) {
+TEST(Backup, TheNewestTwoSurviveWhateverTheirNames) {
     const ConfigFolder folder;
-    folder.makeFolder("a.larkmoor-backup-20210101-000000");
-    folder.write("a.larkmoor-backup-20210101-000000/x", "");
-    for (const char* name : {"a", "a.larkmoor-backup-20240131-235959-02", "a.larkmoor-backup-20240131-235959",
-                             "a.larkmoor-backup-20231231-235959", "b.larkmoor-backup-20230101-000000",
-                             "aa.larkmoor-backup-20230101-000000", "a.backup"}) {
+    folder.makeFolder("a.larkmoor-backup-20250101-000000");  // no copy
+    folder.write("a", "");
+    for (const char* name : {"b.larkmoor-backup-20230101-000000", "aa.larkmoor-backup-20230101-000000", "a.backup"}) {
         folder.write(name, "");
     }
-    const std::string stuck = folder.path("a.larkmoor-backup-20210101-000000");
-    const std::string oldest = folder.path("a.larkmoor-backup-20231231-235959");
-    const std::string older = folder.path("a.larkmoor-backup-20240131-235959");
-    const std::string newest = folder.path("a.larkmoor-backup-20240131-235959-02");
-    EXPECT_THAT(Backup::all(folder.path("a")), ElementsAre(stuck, oldest, older, newest));
-    EXPECT_THAT(Backup::prune(folder.path("a")), ElementsAre(oldest));
+    std::vector<std::string> made;
+    for (int count = 0; count < 101; ++count) made.push_back(*Backup::make(folder.path("a"), moment).value());
+    EXPECT_EQ(made.back(), folder.path("a.larkmoor-backup-" MOMENT "-101"));
+    EXPECT_EQ(Backup::all(folder.path("a")), made);
+    EXPECT_EQ(Backup::prune(folder.path("a")).size(), 99U);
+    EXPECT_THAT(Backup::all(folder.path("a")), ElementsAre(made[99], made[100]));
     EXPECT_THAT(Backup::prune(folder.path("a")), IsEmpty());
-    EXPECT_THAT(Backup::all(folder.path("a")), ElementsAre(stuck, older, newest));
     EXPECT_THAT(Backup::all(folder.path("none/a")), IsEmpty());
-    EXPECT_EQ(folder.files().size(), 7U);
+    EXPECT_EQ(folder.files().size(), 6U);
 }
 
 TEST(ConfigPath, FollowsLinksAsFarAsTheyLead) {
@@ -85,12 +82,21 @@ TEST(ConfigPath, FollowsLinksAsFarAsTheyLead) {
     folder.link("settings", "dotfiles/real");
     folder.link("harness", "dotfiles");
     folder.link("dangling", "dotfiles/none");
+    folder.link("twice", folder.path("harness/../dangling"));
+    folder.link("lost", "none/x");
+    folder.link("circle", "circle");
     struct Case {
         std::string_view given, want;
     };
-    const Case table[] = {
-        {"settings", "dotfiles/real"},   {"harness/real", "dotfiles/real"}, {"harness/./../settings", "dotfiles/real"},
-        {"harness/new", "dotfiles/new"}, {"dangling", "dangling"},          {"none/new", "none/new"}};
+    const Case table[] = {{"settings", "dotfiles/real"},
+                          {"harness/real", "dotfiles/real"},
+                          {"harness/./../settings", "dotfiles/real"},
+                          {"harness/new", "dotfiles/new"},
+                          {"dangling", "dotfiles/none"},
+                          {"none/new", "none/new"},
+                          {"twice", "dotfiles/none"},
+                          {"lost", "none/x"},
+                          {"circle", "circle"}};
     for (const Case& row : table)
         EXPECT_EQ(ConfigPath::canonical(folder.path(row.given)), folder.path(row.want)) << row.given;
     EXPECT_EQ(ConfigPath::canonical(folder.path("harness/../none/x")), folder.path("harness/../none/x"));

@@ -68,6 +68,9 @@ TEST(LarkmoorEdit, SetsATOMLTableAndLeavesTheRest) {
         {words, "k = 1\r|j = 2", "k = 1\r|j = 2\r|\r|[m.x]\r|a = 1\r|"},
         {words, BOM "k=1|", BOM "k=1||[m.x]|a = 1|"},
         {words, "k=1|| [ m . 'x' ] # ours|# note|old = 1 # y||  [b]|z=1|", "k=1|| [ m . 'x' ] # ours|a = 1|[b]|z=1|"},
+        {words, "[m.x]|k=1||  # of b|\t# too|  [b]|", "[m.x]|a = 1|  # of b|\t# too|  [b]|"},
+        {words, "[m.x]|# of ours||# of b|[b]|", "[m.x]|a = 1|# of b|[b]|"},
+        {words, "[m.x]|k='''|# no comment'''|[b]|", "[m.x]|a = 1|[b]|"},
         {words, "[m.x]", "[m.x]|a = 1|"},
         {words, "k=1\r|[m.x] # c", "k=1\r|[m.x] # c\r|a = 1\r|"},
         {"toml set-table ['h','/u:\\'x\\''] a='=' b=[1] -", "", "[h.'/u:\\'x\\'']|a = '='|b = [1]|"},
@@ -84,6 +87,7 @@ TEST(LarkmoorEdit, SetsATOMLKeyAndLeavesTheRestOfItsLine) {
         {words, "[t]", "[t]|key = 'new'|"},
         {words, "[t]|a = 1||[u]|key = 2|", "[t]|a = 1||key = 'new'|[u]|key = 2|"},
         {words, "[t]|  [u]|", "[t]|  |key = 'new'|[u]|"},
+        {words, "[t]|a = 1||  # of u|  [[u]]|", "[t]|a = 1||key = 'new'|  # of u|  [[u]]|"},
         {"toml set-key [] a.b 2 -", "[[t]]|[[t]]|", "'a.b' = 2|[[t]]|[[t]]|"},
     };
     expectRuns(0, table);
@@ -99,6 +103,8 @@ TEST(LarkmoorEdit, RemovesATOMLTableWithOneBlankLineAbove) {
         {words, "a = 1|[t]|x = 1|", "a = 1|"},
         {words, "[t]|# x|x = 1|||[u]|", "[u]|"},
         {words, "[t]|x = 1", ""},
+        {words, "# of t|[t]|x = 1||  # of u|  [u]|", "# of t|  # of u|  [u]|"},
+        {words, "[u]||[t]|# of t|", "[u]|"},
         {words, "|[t]|x = 1||[u]|", "[u]|"},
         {words, BOM "|[t]|[u]|", BOM "[u]|"},
         {words, "a = 1||  [t]|  x = 1|  [u]|", "a = 1||  [u]|"},

@@ -84,7 +84,7 @@ class TOMLGuarantees {
     /// A table that was made can be taken out again without a trace, but for the line feed that the edit told of.
     Broken ofSettingTable(const TOMLName& name, std::span<const TOMLEdit::Line> lines) const {
         const TOMLTable* table = document_.table(name);
-        const ByteRange body = table == nullptr ? ByteRange{size_, size_} : ByteRange{table->bodyStart, table->bodyEnd};
+        const ByteRange body = table == nullptr ? ByteRange{size_, size_} : ByteRange{table->bodyStart, ownEnd(*table)};
         const auto result = TOMLEdit::setTable(bytes_, name, lines);
         if (!result) return onlyForCarriageReturn(body.start, result.error());
         const auto now = rescanned(body, result->bytes);
@@ -104,9 +104,9 @@ class TOMLGuarantees {
         const auto entries = document_.entries(in);
         const auto old = std::ranges::find(entries, TOMLName{key}, &TOMLEntry::key);
         const bool isNew = old == entries.end();
-        const ByteRange range = isNew ? ByteRange{in.bodyEnd, in.bodyEnd} : ByteRange{old->keyStart, old->valueEnd};
+        const ByteRange range = isNew ? ByteRange{ownEnd(in), ownEnd(in)} : ByteRange{old->keyStart, old->valueEnd};
         const auto result = TOMLEdit::setKey(bytes_, in, entries, key, value);
-        if (!result) return onlyForCarriageReturn(in.bodyEnd, result.error());
+        if (!result) return onlyForCarriageReturn(range.start, result.error());
         const auto now = rescanned(range, result->bytes);
         if (!now) return now.error();
         if (now->tables.size() != document_.tables.size()) return "another table changed";
@@ -117,7 +117,7 @@ class TOMLGuarantees {
         if (now->allEntries.size() - entriesNow.size() != document_.allEntries.size() - entries.size()) {
             return "another table's entries changed";
         }
-        return isNew ? ofTakingOut(*result, *set, in.bodyEnd) : std::nullopt;
+        return isNew ? ofTakingOut(*result, *set, range.start) : std::nullopt;
     }
 
     Broken ofRemovingKey(const TOMLEntry& entry) const {
@@ -139,14 +139,32 @@ class TOMLGuarantees {
         if (between(start, table.headerStart).find_first_not_of(" \t\r\n") != std::string_view::npos) {
             return "more than a blank line went";
         }
-        if (std::ssize(*result) != size_ - (table.bodyEnd - start)) return "not the table alone went";
-        const auto now = rescanned({start, table.bodyEnd}, *result);
+        const std::int64_t end = ownEnd(table);
+        if (std::ssize(*result) != size_ - (end - start)) return "not the table alone went";
+        const auto now = rescanned({start, end}, *result);
         if (!now) return now.error();
         if (now->allEntries.size() + document_.entries(table).size() != document_.allEntries.size()) {
             return "another table's entries changed";
         }
         const bool isRoot = &table == &document_.tables.front();
         return now->tables.size() + (isRoot ? 0 : 1) == document_.tables.size() ? Broken{} : "another table changed";
+    }
+
+    /// The comment lines directly above the next header belong to that one.
+    std::int64_t ownEnd(const TOMLTable& table) const {
+        if (table.bodyEnd == size_) return size_;
+        const auto entries = document_.entries(table);
+        std::int64_t line = entries.empty() ? table.bodyStart : entries.back().lineEnd, end = table.bodyEnd;
+        for (bool wasComment = false; line < table.bodyEnd;) {
+            const std::string_view rest = between(line, table.bodyEnd);
+            const std::size_t first = rest.find_first_not_of(" \t"), feed = rest.find('\n');
+            if (feed == std::string_view::npos) break;
+            const bool isComment = rest[first] == '#';
+            if (!isComment || !wasComment) end = isComment ? line : table.bodyEnd;
+            wasComment = isComment;
+            line += static_cast<std::int64_t>(feed) + 1;
+        }
+        return end;
     }
 
     char byteAt(std::int64_t offset) const { return file_[static_cast<std::size_t>(offset)]; }

@@ -108,16 +108,36 @@ TEST(Transaction, TheHookRunsWithTheNewBytesWholeAndTheOldInPlace) {
     EXPECT_EQ(folder.files(), (Files{{"a", "new"}, {"a" COPY, "old"}}));
 }
 
-TEST(Transaction, TwoCopiesSurviveOfCommitsInOneSecond) {
+TEST(Transaction, OfTheCopiesThisCommitsAndTheOneBeforeSurvive) {
+    using namespace std::chrono_literals;
+    const char* berlin = "CET-1CEST,M3.5.0,M10.5.0/3";
+    const auto summersEnd = std::chrono::sys_days{std::chrono::year{2024} / 10 / 27} + 1h;
+    struct Commit {
+        const char* zone;
+        std::chrono::system_clock::time_point at;
+        bool clockGoesBack = false;  ///< after this commit, by a day
+    };
+    const Commit commits[] = {{"UTC", moment},        {"UTC", moment},           {"UTC", moment},
+                              {"UTC", moment},        {"UTC", moment},           {berlin, summersEnd - 1s},
+                              {berlin, summersEnd},   {berlin, summersEnd + 1s}, {"XXX-10", moment, true},
+                              {"XXX-9", moment + 1s}, {"XXX+5", moment + 2s},    {"UTC", moment - 24h}};
     const ConfigFolder folder;
     folder.write("a", "0");
-    EXPECT_TRUE(Transaction::commit({{folder.change("a", "1")}}, moment).is<Committed>());
-    EXPECT_TRUE(Transaction::commit({{folder.change("a", "2")}}, moment).is<Committed>());
-    EXPECT_EQ(folder.files(), (Files{{"a", "2"}, {"a" COPY, "0"}, {"a" COPY "-02", "1"}}));
-    const std::string third = folder.path("a" COPY "-03");
-    EXPECT_EQ(Transaction::commit({{folder.change("a", "3")}}, moment),
-              TransactionResult(Committed{{third}, {{third, copied}}}));
-    EXPECT_EQ(folder.files(), (Files{{"a", "3"}, {"a" COPY "-02", "1"}, {"a" COPY "-03", "2"}}));
+    std::string before;
+    int count = 0;
+    for (const auto& [zone, at, clockGoesBack] : commits) {
+        ::setenv("TZ", zone, 1);
+        const auto result = Transaction::commit({{folder.change("a", std::to_string(++count))}}, at);
+        ASSERT_TRUE(result.is<Committed>());
+        const std::string copy = result.as<Committed>()->backups.at(0);
+        EXPECT_EQ(result, TransactionResult(Committed{{copy}, {{copy, copied}}}));
+        const std::string name{ConfigPath::lastComponent(copy)};
+        Files want{{"a", std::to_string(count)}, {name, std::to_string(count - 1)}};
+        if (!before.empty()) want[before] = std::to_string(count - 2);
+        EXPECT_EQ(folder.files(), want) << count;
+        if (clockGoesBack) std::filesystem::last_write_time(copy, std::filesystem::file_time_type::clock::now() + 24h);
+        before = name;
+    }
 }
 
 TEST(Transaction, IfOneFileFailsEveryFileIsPutBack) {
@@ -182,6 +202,10 @@ TEST_F(TransactionFaults, WhatIsInTheWayIsSeenBeforeAnythingIsTouched) {
     }
     EXPECT_EQ(folder.files(), before);
     EXPECT_EQ(Transaction::unwritableReason(folder.path("first")), std::nullopt);
+    folder.link("circle", "circle");
+    EXPECT_EQ(Transaction::commit({{{folder.path("circle"), "~/circle", {}, copyBytes("new")}}}, moment),
+              TransactionResult(
+                  TransactionResult::Refused{{{"~/circle", "this link leads to no file, so nothing was written"}}}));
     EXPECT_EQ(Transaction::unwritableReason(folder.path("new")), std::nullopt);
 }
 
@@ -230,16 +254,6 @@ TEST_F(TransactionFaults, WhatChangesBetweenTheFilesIsToldOf) {
         EXPECT_EQ(commit(folder, {"a", "one/made", "two/b", "never"}, row.number, happens), refused(folder, row.said));
         EXPECT_EQ(folder.files(), row.left);
     }
-}
-
-TEST_F(TransactionFaults, ALinkThatDanglesGivesPlaceToTheFile) {
-    const ConfigFolder folder;
-    folder.makeFolder("harness");
-    folder.link("harness/settings", "../nowhere");
-    FileChange change = folder.change("harness/settings", "new");
-    change.path = ConfigPath::canonical(change.path);
-    EXPECT_EQ(Transaction::commit({{change}}, moment), TransactionResult{Committed{}});
-    EXPECT_EQ(folder.files(), (Files{{"harness/settings", "new"}}));
 }
 
 /// Starts with the files a and b on the small disk.
