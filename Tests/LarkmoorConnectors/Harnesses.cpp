@@ -14,7 +14,6 @@ namespace {
 Harness claudeCode() {
     const std::vector<RoundTrip> settings{
         {"one carriage return among line feeds", "||{|  'model': 'x',\r|  'a': 1|}|||"},
-        {"on one line, with blanks", "{ 'model': 'x', 'env': { 'A': '1' } }|"},
         {"blanks behind", "{  |  'model': 'x',   |  'a': 1  |}  |"},
         {"commas first", "{ 'model': 'x'|, 'a': 1|, 'b': [1|  , 2]|}|"},
         {"braces on lines of their own", "{|  'env':|  {|    'A': '1'|  }|}|"},
@@ -29,8 +28,6 @@ Harness claudeCode() {
         {"groups of foreign shapes",
          "{'hooks': {'UserPromptSubmit': [7, null, {'hooks': 7}, {'hooks': [8, {'command': 7}, {}]}]}}"},
         // What the user had empty stays, and is said to.
-        {"an empty object", "{}", "{}", EMPTY_FILE},
-        {"an empty object of hooks", "{|  'hooks': {}|}|", asItWas, REMAINS("hooks object")},
         {"an empty list of prompts", "{|  'hooks': {|    'UserPromptSubmit': []|  }|}|", asItWas,
          REMAINS("UserPromptSubmit list")},
         {"an empty list of tools", "{'hooks':{'PreToolUse':[]}}", asItWas, REMAINS("PreToolUse list")},
@@ -76,35 +73,29 @@ constexpr std::string_view fifthSeed = "{\n  \"version\": 1\n}\n";
 struct FifthHook {
     HookLayout layout;
 
+    /// Whether each event has the entry that this build writes, and there is no other of ours.
+    bool isWhole(const JSONDocument& document) const {
+        const auto sites = layout.sites(document.root());
+        return sites.size() == 2 && sites[0].event != sites[1].event &&
+               std::ranges::all_of(sites, [&](const HookSite& site) {
+                   return site.command == layout.currents[site.event == layout.events[0].name ? 0 : 1];
+               });
+    }
     BlockFinding find(const JSONDocument& document) const {
         return layout.find(document.root(), [&](auto sites) {
-            return layout.driftReasons(sites, "two", [&] { return kept(document).size() == 2; });
+            return layout.driftReasons(sites, "two", [&] { return isWhole(document); });
         });
     }
-    /// The first entry of each event whose command is exactly what this build writes.
-    std::vector<HookSite> kept(const JSONDocument& document) const {
-        std::vector<HookSite> kept;
-        const auto sites = layout.sites(document.root());
-        for (std::size_t index = 0; index < 2; ++index) {
-            const auto found = std::ranges::find_if(sites, [&](const HookSite& site) {
-                return site.event == layout.events[index].name && site.command == layout.currents[index];
-            });
-            if (found != sites.end()) kept.push_back(*found);
-        }
-        return kept;
-    }
     std::expected<BlockInstalled, JSONEditFailure> installed(const JSONDocument& document) const {
-        BlockInstalled result{document};
-        auto edited = layout.discardAllBut(kept(document), document);
+        BlockInstalled result{document, {}, {"a note"}};
+        if (isWhole(document)) return result;
+        auto edited = layout.discardAllBut({}, document);
         for (std::size_t index = 0; edited && index < 2; ++index) {
-            const auto there = kept(*edited);
-            if (std::ranges::find(there, layout.currents[index], &HookSite::command) != there.end()) continue;
             edited = layout.append(JSONLiteral::object({{"command", layout.currents[index]}}),
                                    layout.events[index].name, *edited, result.made.created);
         }
         if (!edited) return std::unexpected{std::move(edited.error())};
         result.document = std::move(*edited);
-        result.notes = {"a note"};
         return result;
     }
     std::expected<BlockRemoved, JSONEditFailure> removed(const JSONDocument& document,
@@ -113,7 +104,7 @@ struct FifthHook {
     }
 };
 
-/// One line of a file. It is ours if the receipt says so; a line of another value under its name is the user's.
+/// One line of a file, which is ours if the receipt says so.
 Block line(const std::string& name, const std::string& value, ReceiptAddition made) {
     const std::string ours = name + " = " + value + "\n";
     const auto text = [](const FileDocument& file) { return std::string{asText(FileDocuments::bytes(file))}; };
@@ -122,12 +113,11 @@ Block line(const std::string& name, const std::string& value, ReceiptAddition ma
             .created = *made.created.begin(),
             .find = [=](const FileDocument& file, bool createdByUs) -> BlockFinding {
                 if (text(file).contains(ours)) return BlockFinding::Connected{};
-                if (!text(file).contains(name)) return BlockFinding::Absent{};
-                return BlockFinding::Drifted{{createdByUs ? "it was changed" : "it was written by hand"}};
+                if (!createdByUs) return BlockFinding::Absent{};
+                return BlockFinding::Drifted{{"it was taken out"}};
             },
             .installed = [=](const FileDocument& file, bool) -> std::expected<BlockInstalled, std::string> {
                 if (text(file).contains(ours)) return BlockInstalled{file, {.trustSlots = made.trustSlots}};
-                if (text(file).contains(name)) return std::unexpected{name + " was written by hand"};
                 return BlockInstalled{
                     *FileDocuments::read(copyBytes(ours + text(file)), FileFormat::toml), made, {"a note of " + name}};
             },
@@ -195,12 +185,10 @@ class FifthConnector final : public Connector {
 Harness fifth() {
     const std::vector<RoundTrip> hooks{
         {"its own seed", "{|  'version': 1|}|", asItWas, "it holds no hooks and stays"},
-        {"a user's entry", "{|\t'hooks': {|\t\t'before': [|\t\t\t{'command': 'mine'}|\t\t]|\t}|}|"},
         {"an empty event", "{'hooks':{'after':[]}}", asItWas, REMAINS("after list")},
         {"an empty object of hooks", "{'hooks':{},'a':1}", asItWas, REMAINS("hooks object")},
     };
     const std::vector<RoundTrip> config{
-        {"a table of the user's", "[a]|b = 1|"},
         {"carriage returns and a comment", "# mine\r|[a]\r|b = 1\r|"},
         {"an empty file", "", asItWas, EMPTY_FILE},
     };
