@@ -33,6 +33,8 @@ struct Harness {
     std::vector<std::string_view> events;
     bool grouped = true;
     std::vector<std::string_view> ours;  ///< commands of this build and of earlier ones
+
+    friend void PrintTo(const Harness& harness, std::ostream* out) { *out << harness.name; }
 };
 
 const std::vector<Harness>& harnesses();
