@@ -23,12 +23,16 @@ inline constexpr const char* serverFile = ".claude.json";
 inline constexpr const char* receiptFile = "Library/Application Support/Larkmoor/Connectors/claude-code.json";
 inline constexpr const char* chatFile = "Library/Application Support/Claude/claude_desktop_config.json";
 
+#define COPY ".larkmoor-backup-" MOMENT
+#define COPIED COPY ": a copy of the file was made here first"
+#define REMAINS(kind) "an empty " kind " remains here, which Larkmoor did not create"
+
 class ConnectorHome {
   public:
-    ConnectorHome() : ConnectorHome(std::filesystem::temp_directory_path()) {}
-    explicit ConnectorHome(const std::filesystem::path& in) : home_(in) {
-        for (const char* name : {"larkmoor-hook", "larkmoor-mcp"})
+    ConnectorHome() {
+        for (const char* name : {"larkmoor-hook", "larkmoor-mcp"}) {
             writeAt(InstalledBundle::executable(bundle(), name), "");
+        }
     }
 
     std::string path(std::string_view name = "") const {
@@ -66,7 +70,6 @@ class ConnectorHome {
         replaceAll(text, path(), "~");
         return text;
     }
-
     std::string filled(std::string_view text) const {
         std::string full = unfolded(text);
         replaceAll(full, "{hook}", hook());
@@ -74,18 +77,24 @@ class ConnectorHome {
         return full;
     }
 
-    /// A line for each observation: "{subject}: {text}", under the result.
-    std::string told(std::string_view result, const std::vector<Observation>& observations) const {
-        std::string text{result};
-        for (const auto& [subject, said] : observations) text += "\n" + shown(subject) + ": " + shown(said);
-        return text;
-    }
+    /// The result, and under it a line for each observation: "{subject}: {text}". Every copy that is told of is listed.
     std::string told(const ConnectorOutcome& outcome) const {
+        std::vector<std::string> copies;
+        for (const auto& [subject, said] : outcome.observations) {
+            if (said == "a copy of the file was made here first") copies.push_back(subject);
+        }
+        EXPECT_EQ(outcome.backups, copies);
         return told(rawText(outcome.result), outcome.observations);
     }
     std::string told(const ScanReport& report) const { return told(rawText(report.state), report.observations); }
 
   private:
+    std::string told(std::string_view result, const std::vector<Observation>& observations) const {
+        std::string text{result};
+        for (const auto& [subject, said] : observations) text += "\n" + shown(subject) + ": " + shown(said);
+        return text;
+    }
+
     static void replaceAll(std::string& text, std::string_view what, std::string_view by) {
         for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
             text.replace(at, what.size(), by);
@@ -98,8 +107,7 @@ class ConnectorHome {
         if (!Files::create(path, asBytes(text), 0644)) throw std::runtime_error("cannot make " + path);
     }
 
-    ConfigFolder home_;
-    ConfigFolder apps_;
+    ConfigFolder home_, apps_;
 };
 
 }  // namespace larkmoor::testing

@@ -62,30 +62,21 @@ TEST(ConvergeTest, WhatIsNotOursToRepairIsLeftAsItIs) {
 TEST(ConvergeTest, OurOwnStaleWiringIsRepairedOnce) {
     const ConnectorHome home;
     home.write(settingsFile, HOOKS("{hook}"));
-    home.write(serverFile, "{}");
-    const auto steps = launch(home);
-    ASSERT_EQ(steps.size(), 2U);
-    EXPECT_EQ(steps[0].name, "Claude Code");
-    EXPECT_EQ(steps[0].outcome.result, ConnectorOutcome::Result::changed);
+    EXPECT_TRUE(told(home, launch(home)).starts_with("Claude Code changed\n"));
     EXPECT_EQ(home.claudeCode().scan().state, ConnectorState::connected);
-    const auto after = home.files();
     EXPECT_EQ(told(home, launch(home)), NO_CHAT);
-    EXPECT_EQ(home.files(), after);
 }
 
 // The connectors' tool as people meet it: the real program over real homes.
 
 ToolRun connect(const ConnectorHome& home, std::vector<std::string> words) {
-    words.insert(words.begin(), LARKMOOR_CONNECT);
-    for (const std::string& word : {std::string{"--home"}, home.path() + "/", std::string{"--bundle"}, home.bundle()}) {
-        words.push_back(word);
-    }
+    words.insert(words.begin(), {LARKMOOR_CONNECT, "--home", home.path() + "/", "--bundle", home.bundle()});
     ToolRun run = runTool(words);
     run.out = home.shown(run.out);
     return run;
 }
 
-TEST(LarkmoorConnect, EveryVerbAsJSON) {
+TEST(LarkmoorConnect, EveryVerb) {
     const ConnectorHome home;
     home.write(settingsFile, "{ }");
     home.write(".claude/projects/-none/memory/MEMORY.md", "1234");
@@ -94,24 +85,21 @@ TEST(LarkmoorConnect, EveryVerbAsJSON) {
               "claude-code: found\n  ~/.claude/settings.json\n    this file holds no Larkmoor hook entry\n"
               "  ~/.claude.json\n    there is no file here\n");
     const std::pair<std::vector<std::string>, std::string_view> table[] = {
-        {{"install", "claude-code", "--json"}, "\"result\": \"changed\""},
-        {{"install", "--json"}, "\"text\": \"nothing in this file needed changing\""},
-        {{"scan", "--json"}, "\"state\": \"connected\""},
-        {{"stale", "--json"}, "\"stale\": false"},
-        {{"projects", "--json"},
-         "\"memory\": {\n          \"path\": \"~/.claude/projects/-none/memory/MEMORY.md\",\n          \"bytes\": 4,"},
-        {{"memory", "--json"}, "\"files\": []"},
-        {{"remove", "--json"}, "\"text\": \"this file was created when Larkmoor connected and was removed\""},
-        {{"retire", "--json"},
-         "\"backups\": [\n      \"~/Library/Application Support/Claude/claude_desktop_config.json.larkmoor-backup-"},
-        {{"converge", "--json"}, "\"id\": \"claude-chat\""},
-        {{"retire", "--json"}, "\"result\": \"unchanged\""},
+        {{"install", "claude-code"}, "\"result\": \"changed\""},
+        {{"scan"}, "\"state\": \"connected\""},
+        {{"stale"}, "\"stale\": false"},
+        {{"projects"}, "\"path\": \"~/.claude/projects/-none/memory/MEMORY.md\",\n          \"bytes\": 4,"},
+        {{"memory"}, "\"files\": []"},
+        {{"remove"}, "\"text\": \"this file was created when Larkmoor connected and was removed\""},
+        {{"retire"},
+         "\"backups\": [\n      \"~/Library/Application Support/Claude/claude_desktop_config.json.larkmoor-"},
+        {{"converge"}, "\"id\": \"claude-chat\""},
     };
-    for (const auto& [words, want] : table) {
+    for (auto [words, want] : table) {
+        words.emplace_back("--json");
         const ToolRun run = connect(home, words);
         EXPECT_EQ(run.status, 0) << words.front();
-        EXPECT_TRUE(run.out.starts_with("[\n") && run.out.ends_with("]\n")) << run.out;
-        EXPECT_TRUE(run.out.contains(want)) << run.out;
+        EXPECT_TRUE(run.out.starts_with("[\n") && run.out.ends_with("]\n") && run.out.contains(want)) << run.out;
     }
     EXPECT_EQ(home.read(settingsFile), "{}");
 }
@@ -119,8 +107,6 @@ TEST(LarkmoorConnect, EveryVerbAsJSON) {
 TEST(LarkmoorConnect, ARefusalIsOneAndAWrongWordTwo) {
     const ConnectorHome home;
     EXPECT_EQ(connect(home, {"install"}).status, 1);
-    home.write(serverFile, "{");
-    EXPECT_EQ(connect(home, {"remove", "--json"}).status, 1);
     const std::pair<std::vector<std::string>, std::string_view> table[] = {
         {{}, "there is no verb\n"},
         {{"wire"}, "there is no verb wire\n"},
@@ -131,8 +117,7 @@ TEST(LarkmoorConnect, ARefusalIsOneAndAWrongWordTwo) {
     for (const auto& [words, want] : table) {
         const ToolRun run = connect(home, words);
         EXPECT_EQ(run.status, 2) << want;
-        EXPECT_TRUE(run.err.starts_with(want)) << run.err;
-        EXPECT_TRUE(run.err.contains("usage: larkmoor-connect")) << run.err;
+        EXPECT_TRUE(run.err.starts_with(want) && run.err.contains("usage: larkmoor-connect")) << run.err;
         EXPECT_EQ(run.out, "");
     }
     EXPECT_EQ(runTool({LARKMOOR_CONNECT, "scan", "--home", home.path()}).status, 2);

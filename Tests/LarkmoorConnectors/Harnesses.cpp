@@ -1,7 +1,6 @@
 #include "LarkmoorConnectors/Harnesses.h"
 
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeBlocks.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLEdit.h"
 #include "LarkmoorConnectors/Framework/BlockVerbs.h"
 #include "LarkmoorConnectors/Framework/Observations.h"
 
@@ -9,75 +8,50 @@ namespace larkmoor::testing {
 
 namespace {
 
-#define EMPTY(kind) "an empty " kind " remains here, which Larkmoor did not create"
 #define EMPTY_FILE "this file is now empty and remains, because Larkmoor did not create it"
-#define MINE "{'type': 'command', 'command': 'mine'}"
-#define GROUP "{'hooks': [" MINE "]}"
+#define GROUP "{'hooks': [{'type': 'command', 'command': 'mine'}]}"
 
 Harness claudeCode() {
     const std::vector<RoundTrip> settings{
-        {"two spaces", "{|  'model': 'x',|  'env': {|    'A': '1'|  }|}|"},
-        {"four spaces", "{|    'model': 'x',|    'permissions': {|        'allow': []|    }|}|"},
-        {"tabs", "{|\t'model': 'x',|\t'env': {|\t\t'A': '1'|\t}|}|"},
-        {"carriage returns", "{\r|  'model': 'x'\r|}\r|"},
-        {"one carriage return among line feeds", "{|  'model': 'x',\r|  'a': 1|}|"},
-        {"on one line", "{'model':'x','env':{'A':'1'}}"},
-        {"on one line, with blanks", "{ 'model': 'x', 'env': { 'A': '1' } }|"},
-        {"many line feeds around", "||{|  'model': 'x'|}|||"},
+        {"one carriage return among line feeds", "||{|  'model': 'x',\r|  'a': 1|}|||"},
         {"blanks behind", "{  |  'model': 'x',   |  'a': 1  |}  |"},
         {"commas first", "{ 'model': 'x'|, 'a': 1|, 'b': [1|  , 2]|}|"},
         {"braces on lines of their own", "{|  'env':|  {|    'A': '1'|  }|}|"},
         {"escapes", "{|  'm\\u006fdel'   :   '\\/x\\u00e9\\n\\\\',|  '\\'': 'é😀'|}|"},
-        {"numbers of all spellings", "{|  'a': -0, 'b': 1E5, 'c': 1.50, 'd': 12345678901234567890|}|"},
-        {"twice elsewhere", "{|  'env': {'A': 1, 'A': 2}|}|"},
-        {"other events", "{|  'hooks': {|    'Stop': [|      " GROUP "|    ]|  }|}|"},
-        {"a prompt's group", "{|  'hooks': {|    'UserPromptSubmit': [|      {|        'hooks': [|          " MINE
-                             "|        ]|      }|    ]|  }|}|"},
+        {"numbers of all spellings, and twice elsewhere", "{'env': {'A': -0, 'A': 1E5}, 'c': 12345678901234567890}|"},
         {"prompt groups on one line", "{'hooks': {'UserPromptSubmit': [" GROUP ", {'hooks': []}]}}|"},
         {"a tool's group", "{|\t'hooks': {|\t\t'PreToolUse': [|\t\t\t{'matcher': 'Bash', 'hooks': []}|\t\t]|\t}|}|"},
-        {"both events",
-         "{|    'hooks': {|        'PreToolUse': [" GROUP "],|        'UserPromptSubmit': [" GROUP "]|    }|}|"},
-        {"both events, with carriage returns", "{\r|  'hooks': {\r|    'PreToolUse': [\r|      " MINE
-                                               "\r|    ],\r|    'UserPromptSubmit': [\r|      7\r|    ]\r|  }\r|}"},
+        {"carriage returns", "{\r|  'hooks': {\r|    'PreToolUse': [\r|      " GROUP
+                             "\r|    ],\r|    'UserPromptSubmit': [\r|      7\r|    ]\r|  }\r|}"},
         {"a stranger's hook that looks like ours",
          "{'hooks': {'UserPromptSubmit': [{'hooks': [{'command': '/opt/larkmoor-hook --harness claude-code'}]}]}}"},
-        {"groups of foreign shapes", "{'hooks': {'UserPromptSubmit': [7, null, {'hooks': 7}, {'hooks': [8]}]}}"},
+        {"groups of foreign shapes",
+         "{'hooks': {'UserPromptSubmit': [7, null, {'hooks': 7}, {'hooks': [8, {'command': 7}, {}]}]}}"},
         // What the user had empty stays, and is said to.
-        {"an empty object", "{}", "{}", EMPTY_FILE},
-        {"an empty object of hooks", "{|  'hooks': {}|}|", asItWas, EMPTY("hooks object")},
         {"an empty list of prompts", "{|  'hooks': {|    'UserPromptSubmit': []|  }|}|", asItWas,
-         EMPTY("UserPromptSubmit list")},
-        {"an empty list of tools", "{'hooks':{'PreToolUse':[]}}", asItWas, EMPTY("PreToolUse list")},
+         REMAINS("UserPromptSubmit list")},
+        {"an empty list of tools", "{'hooks':{'PreToolUse':[]}}", asItWas, REMAINS("PreToolUse list")},
         // Blanks alone between brackets are no content: they close up.
         {"an empty object, opened", "{|}|", "{}|", EMPTY_FILE},
-        {"an empty object of hooks, opened", "{|  'hooks': {|  }|}|", "{|  'hooks': {}|}|", EMPTY("hooks object")},
+        {"an empty object of hooks, opened", "{|  'hooks': {|  }|}|", "{|  'hooks': {}|}|", REMAINS("hooks object")},
         // What an older build of ours wrote goes, and of its surroundings what nobody remembers making stays.
         {"an old bundle's entry alone",
          "{'hooks':{'Stop':[],'UserPromptSubmit':[{'matcher':'','hooks':[{'command':"
          "'/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness claude-code'}]}]}}",
-         "{'hooks':{'Stop':[],'UserPromptSubmit':[{'matcher':'','hooks':[]}]}}", EMPTY("hook group")},
+         "{'hooks':{'Stop':[],'UserPromptSubmit':[{'matcher':'','hooks':[]}]}}", REMAINS("hook group")},
     };
     const std::vector<RoundTrip> servers{
         {"as the harness writes it",
          "{|  'numStartups': 7,|  'projects': {|    '/x': {|      'allowedTools': []|    }|  }|}"},
-        {"other servers", "{|  'mcpServers': {|    'a': {|      'command': 'a'|    }|  }|}|"},
         {"tabs and carriage returns", "{\r|\t'mcpServers': {\r|\t\t'a': 1\r|\t},\r|\t'b': 2\r|}\r|"},
-        {"servers first", "{'mcpServers':{'a':1},'b':2}"},
-        {"an empty object of servers", "{|  'mcpServers': {},|  'a': 1|}|", asItWas, EMPTY("mcpServers object")},
+        {"an empty object of servers", "{|  'mcpServers': {},|  'a': 1|}|", asItWas, REMAINS("mcpServers object")},
         {"an empty object", "{}", "{}", EMPTY_FILE},
     };
     return {.name = "ClaudeCode",
             .folder = ".claude",
             .receipt = receiptFile,
-            .files = {{settingsFile, "JSON", "{|  'model': 'x'|}|", settings},
-                      {serverFile, "JSON", "{|  'a': 1|}|", servers}},
-            .make =
-                [](const ConnectorHome& home, auto now, auto beforeRename) {
-                    auto connector = std::make_unique<ClaudeCodeConnector>(home.claudeCode());
-                    connector->now = std::move(now);
-                    connector->beforeRename = std::move(beforeRename);
-                    return connector;
-                },
+            .files = {{settingsFile, settings}, {serverFile, servers}},
+            .make = [](const ConnectorHome& home) { return std::make_unique<ClaudeCodeConnector>(home.claudeCode()); },
             .hooks =
                 [](const ConnectorHome& home) {
                     return Block::json("", "", ClaudeCodeHook{ClaudeCodePaths::under(home.path(), home.bundle())});
@@ -99,35 +73,29 @@ constexpr std::string_view fifthSeed = "{\n  \"version\": 1\n}\n";
 struct FifthHook {
     HookLayout layout;
 
+    /// Whether each event has the entry that this build writes, and there is no other of ours.
+    bool isWhole(const JSONDocument& document) const {
+        const auto sites = layout.sites(document.root());
+        return sites.size() == 2 && sites[0].event != sites[1].event &&
+               std::ranges::all_of(sites, [&](const HookSite& site) {
+                   return site.command == layout.currents[site.event == layout.events[0].name ? 0 : 1];
+               });
+    }
     BlockFinding find(const JSONDocument& document) const {
         return layout.find(document.root(), [&](auto sites) {
-            return layout.driftReasons(sites, "two", [&] { return kept(document).size() == 2; });
+            return layout.driftReasons(sites, "two", [&] { return isWhole(document); });
         });
     }
-    /// The first entry of each event whose command is exactly what this build writes.
-    std::vector<HookSite> kept(const JSONDocument& document) const {
-        std::vector<HookSite> kept;
-        const auto sites = layout.sites(document.root());
-        for (std::size_t index = 0; index < 2; ++index) {
-            const auto found = std::ranges::find_if(sites, [&](const HookSite& site) {
-                return site.event == layout.events[index].name && site.command == layout.currents[index];
-            });
-            if (found != sites.end()) kept.push_back(*found);
-        }
-        return kept;
-    }
     std::expected<BlockInstalled, JSONEditFailure> installed(const JSONDocument& document) const {
-        BlockInstalled result{document};
-        auto edited = layout.discardAllBut(kept(document), document);
+        BlockInstalled result{document, {}, {"a note"}};
+        if (isWhole(document)) return result;
+        auto edited = layout.discardAllBut({}, document);
         for (std::size_t index = 0; edited && index < 2; ++index) {
-            const auto there = kept(*edited);
-            if (std::ranges::find(there, layout.currents[index], &HookSite::command) != there.end()) continue;
             edited = layout.append(JSONLiteral::object({{"command", layout.currents[index]}}),
                                    layout.events[index].name, *edited, result.made.created);
         }
         if (!edited) return std::unexpected{std::move(edited.error())};
         result.document = std::move(*edited);
-        result.notes = {"a note"};
         return result;
     }
     std::expected<BlockRemoved, JSONEditFailure> removed(const JSONDocument& document,
@@ -136,56 +104,36 @@ struct FifthHook {
     }
 };
 
-std::expected<FileDocument, std::string> toml(Bytes bytes) {
-    return FileDocuments::read(std::move(bytes), FileFormat::toml);
-}
-
-/// A table with one line. It is ours if the receipt says so, or if it holds exactly that line.
-Block table(const std::string& name, const std::string& value, ReceiptAddition made) {
-    const auto lineIn = [name](const FileDocument& file) -> std::optional<std::string> {
-        const TOMLDocument& document = std::get<TOMLFile>(file).document;
-        const TOMLTable* found = document.table({name});
-        if (found == nullptr) return std::nullopt;
-        const auto entries = document.entries(*found);
-        return entries.empty() ? "" : std::string{entries.front().raw};
-    };
-    return {.noun = "table",
+/// One line of a file, which is ours if the receipt says so.
+Block line(const std::string& name, const std::string& value, ReceiptAddition made) {
+    const std::string ours = name + " = " + value + "\n";
+    const auto text = [](const FileDocument& file) { return std::string{asText(FileDocuments::bytes(file))}; };
+    return {.noun = "line",
             .command = value,
             .created = *made.created.begin(),
             .find = [=](const FileDocument& file, bool createdByUs) -> BlockFinding {
-                const auto line = lineIn(file);
-                if (!line) return BlockFinding::Absent{};
-                if (*line == value) return BlockFinding::Connected{};
-                return BlockFinding::Drifted{{createdByUs ? "it was changed" : "it was written by hand"}};
+                if (text(file).contains(ours)) return BlockFinding::Connected{};
+                if (!createdByUs) return BlockFinding::Absent{};
+                return BlockFinding::Drifted{{"it was taken out"}};
             },
-            .installed = [=](const FileDocument& file, bool createdByUs) -> std::expected<BlockInstalled, std::string> {
-                const auto line = lineIn(file);
-                if (line == value) return BlockInstalled{file, {.trustSlots = made.trustSlots}};
-                if (line && !createdByUs) return std::unexpected{"[" + name + "] was written by hand"};
-                const TOMLEdit::Line lines[] = {{"run", value}};
-                auto set = TOMLEdit::setTable(FileDocuments::bytes(file), {name}, lines);
-                if (!set) return std::unexpected{set.error().description()};
-                auto document = toml(std::move(set->bytes));
-                if (!document) return std::unexpected{std::move(document.error())};
-                return BlockInstalled{std::move(*document), made, {"a note of " + name}};
+            .installed = [=](const FileDocument& file, bool) -> std::expected<BlockInstalled, std::string> {
+                if (text(file).contains(ours)) return BlockInstalled{file, {.trustSlots = made.trustSlots}};
+                return BlockInstalled{
+                    *FileDocuments::read(copyBytes(ours + text(file)), FileFormat::toml), made, {"a note of " + name}};
             },
             .removed = [=](const FileDocument& file,
                            const ConnectorReceipt& receipt) -> std::expected<BlockRemoved, std::string> {
-                if (!lineIn(file)) return BlockRemoved{file};
+                std::string left = text(file);
+                const auto at = left.find(ours);
+                if (at == std::string::npos) return BlockRemoved{file};
                 if (!receipt.created.contains(*made.created.begin())) return BlockRemoved{file, {name + " remains"}};
-                auto removed = TOMLEdit::removeTable(FileDocuments::bytes(file), {name});
-                if (!removed) return std::unexpected{removed.error().description()};
-                auto document = toml(std::move(*removed));
-                if (!document) return std::unexpected{std::move(document.error())};
-                return BlockRemoved{std::move(*document)};
+                return BlockRemoved{*FileDocuments::read(copyBytes(left.erase(at, ours.size())), FileFormat::toml)};
             }};
 }
 
 class FifthConnector final : public Connector {
   public:
-    FifthConnector(const ConnectorHome& home, std::function<std::chrono::system_clock::time_point()> now,
-                   std::function<void()> beforeRename)
-        : home_(home), now_(std::move(now)), beforeRename_(std::move(beforeRename)) {}
+    explicit FifthConnector(const ConnectorHome& home) : home_(home) {}
 
     ConnectorIdentity identity() const override { return {"fifth", "Fifth", "", ""}; }
     ProjectReport projects() const override { return {}; }
@@ -195,9 +143,9 @@ class FifthConnector final : public Connector {
         return {identity(), read.state(), Observations::folded(read.observations())};
     }
     ConnectorOutcome install() const override {
-        return verbs().install(home_.path(".fifth"), {now_(), beforeRename_}, {.appVersion = "5.0"});
+        return verbs().install(home_.path(".fifth"), {moment, {}}, {.appVersion = "5.0"});
     }
-    ConnectorOutcome remove() const override { return verbs().remove({now_(), beforeRename_}, true); }
+    ConnectorOutcome remove() const override { return verbs().remove({moment, {}}, true); }
 
     static Block hooks(const ConnectorHome& home) {
         const std::vector<std::string> currents{home.hook() + " --harness fifth",
@@ -225,40 +173,30 @@ class FifthConnector final : public Connector {
               .created = Created::codexConfigFile,
               .format = FileFormat::toml,
               .seed = "",
-              .blocks = {table("server", "'mcp'", {.created = {Created::codexMCPTable}}),
-                         table("trust", "'hash'", {.created = {Created::codexTrustTable}, .trustSlots = {{"slot"}}})},
+              .blocks = {line("server", "'mcp'", {.created = {Created::codexMCPTable}}),
+                         line("trust", "'hash'", {.created = {Created::codexTrustTable}, .trustSlots = {{"slot"}}})},
               .isResidue = [](const FileDocument& file) { return FileDocuments::bytes(file).empty(); }}},
             {home_.path("Library/Application Support/Larkmoor/Connectors/fifth.json")}};
     }
 
     const ConnectorHome& home_;
-    std::function<std::chrono::system_clock::time_point()> now_;
-    std::function<void()> beforeRename_;
 };
 
 Harness fifth() {
     const std::vector<RoundTrip> hooks{
         {"its own seed", "{|  'version': 1|}|", asItWas, "it holds no hooks and stays"},
-        {"a user's entry", "{|\t'hooks': {|\t\t'before': [|\t\t\t{'command': 'mine'}|\t\t]|\t}|}|"},
-        {"an empty event", "{'hooks':{'after':[]}}", asItWas, EMPTY("after list")},
-        {"an empty object of hooks", "{'hooks':{},'a':1}", asItWas, EMPTY("hooks object")},
+        {"an empty event", "{'hooks':{'after':[]}}", asItWas, REMAINS("after list")},
+        {"an empty object of hooks", "{'hooks':{},'a':1}", asItWas, REMAINS("hooks object")},
     };
     const std::vector<RoundTrip> config{
-        {"a table of the user's", "[a]|b = 1|"},
         {"carriage returns and a comment", "# mine\r|[a]\r|b = 1\r|"},
         {"an empty file", "", asItWas, EMPTY_FILE},
     };
     return {.name = "Fifth",
             .folder = ".fifth",
             .receipt = "Library/Application Support/Larkmoor/Connectors/fifth.json",
-            .files = {{fifthHooks, "JSON", "{|  'a': 1|}|", hooks}, {fifthConfig, "TOML", "[a]|b = 1|", config}},
-            .notes =
-                "\n~/.fifth/hooks.json: a note\n~/.fifth/config.toml: a note of server\n~/.fifth/config.toml: a note "
-                "of trust",
-            .make =
-                [](const ConnectorHome& home, auto now, auto beforeRename) {
-                    return std::make_unique<FifthConnector>(home, std::move(now), std::move(beforeRename));
-                },
+            .files = {{fifthHooks, hooks}, {fifthConfig, config}},
+            .make = [](const ConnectorHome& home) { return std::make_unique<FifthConnector>(home); },
             .hooks = FifthConnector::hooks,
             .events = {"after", "x", "before"},
             .grouped = false,

@@ -22,23 +22,10 @@ struct RoundTrip {
     std::string_view leftover = "";    ///< the sentence for what stays
 };
 
-struct HarnessFileRows {
-    std::string_view path;    ///< in the home
-    std::string_view format;  ///< in sentences
-    std::string_view users;   ///< a content of the user's
-    std::vector<RoundTrip> rows;
-};
-
 struct Harness {
     std::string_view name, folder, receipt;
-    std::vector<HarnessFileRows> files;  ///< the first holds the hooks
-    std::string_view notes = "";         ///< what an install that has changed something says besides
-
-    /// `now` and `beforeRename` are the connector's own.
-    std::function<std::unique_ptr<Connector>(const ConnectorHome&,
-                                             std::function<std::chrono::system_clock::time_point()> now,
-                                             std::function<void()> beforeRename)>
-        make;
+    std::vector<std::pair<std::string_view, std::vector<RoundTrip>>> files;  ///< by their paths in the home
+    std::function<std::unique_ptr<Connector>(const ConnectorHome&)> make;
 
     // For hooks files that are made by chance.
 
@@ -47,9 +34,7 @@ struct Harness {
     bool grouped = true;
     std::vector<std::string_view> ours;  ///< commands of this build and of earlier ones
 
-    std::unique_ptr<Connector> connector(const ConnectorHome& home) const {
-        return make(home, [] { return moment; }, {});
-    }
+    friend void PrintTo(const Harness& harness, std::ostream* out) { *out << harness.name; }
 };
 
 const std::vector<Harness>& harnesses();

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
-#include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 
 namespace larkmoor {
@@ -10,22 +9,15 @@ namespace {
 
 using testing::ConfigFolder;
 using testing::text;
-using testing::unfolded;
 
-const std::string full = unfolded(
-    "{|  'adopted': [|    'openCodeMCPEntryShell'|  ],|  'appVersion': '1.2 \\'x\\'',|  'created': [|    'eventArray',|"
-    "    'hooksObject',|    'settingsFile'|  ],|  'trustSlots': [|    'a:0',|    'b:1'|  ]|}|");
-
-ConnectorReceipt fullReceipt() {
-    return {{Created::settingsFile, Created::hooksObject, Created::eventArray},
-            {Adopted::openCodeMCPEntryShell},
-            {"b:1", "a:0"},
-            "1.2 \"x\""};
-}
+const ConnectorReceipt full{{Created::settingsFile, Created::hooksObject, Created::eventArray},
+                            {Adopted::openCodeMCPEntryShell},
+                            {"b:1", "a:0"},
+                            "1.2 \"x\""};
 
 TEST(ConnectorReceiptTest, TheFileIsFrozen) {
-    EXPECT_EQ(text(fullReceipt().encoded()), full);
-    EXPECT_EQ(ConnectorReceipt::decoded(asBytes(full)), fullReceipt());
+    EXPECT_EQ(text(full.encoded()), testing::testData("connectors/receipt.json"));
+    EXPECT_EQ(ConnectorReceipt::decoded(full.encoded()), full);
     EXPECT_EQ(text(ConnectorReceipt{}.encoded()),
               "{\n  \"adopted\": [],\n  \"created\": [],\n  \"trustSlots\": []\n}\n");
 }
@@ -45,24 +37,16 @@ TEST(ConnectorReceiptTest, EveryCaseIsWrittenByItsName) {
 
 TEST(ConnectorReceiptTest, WhatDoesNotDecodeIsNoReceipt) {
     const ConnectorReceipt made{{Created::hookGroup}, {}, {}, {}};
-    struct Case {
-        std::string_view in;
-        std::optional<ConnectorReceipt> want;
-    };
-    const Case table[] = {
-        {R"({"created":["hookGroup"]})", made},
-        {R"({"created":["hookGroup"],"appVersion":null,"adopted":null,"later":7})", made},
-        {R"({})", std::nullopt},
-        {R"({"created":null})", std::nullopt},
-        {R"({"created":["hookGroup","later"]})", std::nullopt},
-        {R"({"created":["hookGroup"],"adopted":["later"]})", std::nullopt},
-        {R"({"created":["hookGroup"],"trustSlots":[1]})", std::nullopt},
-        {R"({"created":["hookGroup"],"appVersion":1})", std::nullopt},
-        {R"({"created":["hookGroup"],"created":[]})", std::nullopt},
-        {R"(["hookGroup"])", std::nullopt},
-        {"", std::nullopt},
-    };
-    for (const Case& row : table) EXPECT_EQ(ConnectorReceipt::decoded(asBytes(row.in)), row.want) << row.in;
+    EXPECT_EQ(
+        ConnectorReceipt::decoded(asBytes(R"({"created":["hookGroup"],"appVersion":null,"adopted":null,"later":7})")),
+        made);
+    for (const char* in :
+         {R"({})", R"({"created":null})", R"({"created":["hookGroup","later"]})",
+          R"({"created":["hookGroup"],"adopted":["later"]})", R"({"created":["hookGroup"],"trustSlots":[1]})",
+          R"({"created":["hookGroup"],"appVersion":1})", R"({"created":["hookGroup"],"created":[]})",
+          R"(["hookGroup"])", ""}) {
+        EXPECT_EQ(ConnectorReceipt::decoded(asBytes(in)), std::nullopt) << in;
+    }
 }
 
 TEST(ReceiptStoreTest, PrivateFromTheFirst) {
@@ -72,17 +56,16 @@ TEST(ReceiptStoreTest, PrivateFromTheFirst) {
     EXPECT_EQ(store.file, folder.path(file));
     store.remove();
     EXPECT_EQ(store.read(), ConnectorReceipt{});
-    ASSERT_TRUE(store.write(fullReceipt()));
+    ASSERT_TRUE(store.write(full));
     EXPECT_EQ(folder.mode(file), 0600U);
     EXPECT_EQ(folder.mode(connectors), 0700U);
     EXPECT_EQ(folder.mode("Library"), 0700U);
     folder.setMode(file, 0644);
-    ASSERT_TRUE(store.write(fullReceipt()));
+    ASSERT_TRUE(store.write(full));
     EXPECT_EQ(folder.mode(file), 0600U);
-    EXPECT_EQ(store.read(), fullReceipt());
-    EXPECT_EQ(folder.files().size(), 1U);
+    EXPECT_EQ(store.read(), full);
     store.remove();
-    EXPECT_FALSE(Files::exists(store.file));
+    EXPECT_EQ(folder.files().size(), 0U);
 }
 
 }  // namespace
