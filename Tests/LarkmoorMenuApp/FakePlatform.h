@@ -21,12 +21,12 @@ namespace larkmoor::testing {
 /// A user who answers every alert alike.
 class FakeAlerts final : public Alerts {
   public:
-    Task<std::optional<int>> show(Alert alert) override {
+    Task<AlertAnswer> show(Alert alert) override {
         shown.push_back(std::move(alert));
-        co_return choice;
+        co_return answer;
     }
 
-    std::optional<int> choice;
+    AlertAnswer answer = AlertAnswers::Dismissed{};
     std::vector<Alert> shown;
 };
 
