@@ -60,12 +60,12 @@ using ManualTimers = Registrations<RepeatingTimer, std::chrono::milliseconds, st
 
 /// A user who answers every alert alike.
 struct FakeAlerts final : Alerts {
-    Task<std::optional<int>> show(Alert alert) override {
+    Task<AlertAnswer> show(Alert alert) override {
         shown.push_back(std::move(alert));
-        co_return choice;
+        co_return answer;
     }
 
-    std::optional<int> choice;
+    AlertAnswer answer = AlertAnswers::Dismissed{};
     std::vector<Alert> shown;
 };
 

@@ -185,14 +185,14 @@ TEST_F(MenuBarTest, QuitEndsTheFamilyAndNobodyElse) {
         if (isOwn) own.push_back(applications.running.back().process);
     }
     asked.clear();
-    // Not chosen, and not answered: then nothing happens, and the row may be clicked again.
-    for (const auto& choice : {std::optional{1}, std::optional<int>{}}) {
-        alerts.choice = choice;
+    // Nothing happens, and the row may be clicked again.
+    for (const AlertAnswer& answer : {AlertAnswer{AlertAnswers::Chosen{1}}, AlertAnswer{AlertAnswers::Dismissed{}}}) {
+        alerts.answer = answer;
         EXPECT_TRUE(click("Quit"));
     }
     EXPECT_EQ(done.size() + asked.size() + applications.terminated.size(), 0U);
 
-    alerts.choice = 0;
+    alerts.answer = AlertAnswers::Chosen{0};
     EXPECT_TRUE(click("Quit"));
     EXPECT_EQ(applications.terminated, own);
     EXPECT_THAT(asked, ElementsAre("shutdown"));
@@ -217,7 +217,7 @@ TEST_F(MenuBarTest, AMenuThatIsGoneDoesNothing) {
     applications.running = {{9, "/x/old", "the.old.one"}};
     launch();
     tellJourney("1");
-    alerts.choice = 0;
+    alerts.answer = AlertAnswers::Chosen{0};
     daemon = Daemon::silent;
     open();
     daemon = Daemon::answers;
