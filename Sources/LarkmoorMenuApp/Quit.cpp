@@ -19,13 +19,13 @@ Task<void> requestShutdown(LarkmoorClient& client, std::shared_ptr<MainTimer> pa
 
 Task<void> Quit::quitEverything() {
     if (std::exchange(quitting_, true)) co_return;
-    const auto chosen = co_await seams_.alerts.show(
+    const AlertAnswer answer = co_await seams_.alerts.show(
         Alert{.style = Alert::Style::warning,
               .message = "Quit Larkmoor?",
               .text = "Recording stops. MCP stops. Settings closes. Icon leaves menu. Existing memories stay safe.",
               .buttons = {"Quit", "Cancel"},
               .showsApplicationIcon = true});
-    if (chosen == 0) co_await quitAllOf();
+    if (answer == AlertAnswer{AlertAnswers::Chosen{0}}) co_await quitAllOf();
     quitting_ = false;
 }
 

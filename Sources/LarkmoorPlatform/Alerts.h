@@ -1,8 +1,8 @@
 // Modal alerts: a message with buttons in a window of its own, and the button that the user chose.
 #pragma once
 
-#include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "LarkmoorBase/Task.h"
@@ -22,14 +22,32 @@ struct Alert {
     bool operator==(const Alert&) const = default;
 };
 
+namespace AlertAnswers {
+
+/// Nobody was asked: neither the window nor what stands in for it could be shown. The reason is in the system's log.
+struct NotShown {
+    bool operator==(const NotShown&) const = default;
+};
+/// The user closed the alert without a choice.
+struct Dismissed {
+    bool operator==(const Dismissed&) const = default;
+};
+struct Chosen {
+    int button = 0;  ///< index into the alert's buttons
+    bool operator==(const Chosen&) const = default;
+};
+
+}  // namespace AlertAnswers
+
+using AlertAnswer = std::variant<AlertAnswers::NotShown, AlertAnswers::Dismissed, AlertAnswers::Chosen>;
+
 /// Main thread, which keeps running while an alert is shown.
 class Alerts {
   public:
     virtual ~Alerts() = default;
 
-    /// The index of the chosen button; nullopt if the alert was closed without a choice or could not be shown. Alerts
-    /// are shown one at a time, in the order of the calls.
-    virtual Task<std::optional<int>> show(Alert alert) = 0;
+    /// Alerts are shown one at a time, in the order of the calls.
+    virtual Task<AlertAnswer> show(Alert alert) = 0;
 };
 
 }  // namespace larkmoor

@@ -77,11 +77,22 @@ class Session:
         lines = Path(f"/proc/{self.application.pid}/status").read_text().splitlines()
         return int(next(line for line in lines if line.startswith("VmRSS")).split()[1])
 
-    def close(self):
-        for process in (self.application, self.host, self.daemon, self.bus):
+    def expect(self, words, accessible=""):
+        """A row of the menu, and what the icon says."""
+        def shows():
+            self.refresh()
+            return words in self.labels() and accessible in json.dumps(self.shown(), ensure_ascii=False)
+        wait(f"row {words!r}", shows)
+
+    @staticmethod
+    def end(*processes):
+        for process in processes:
             if process is not None and process.poll() is None:
                 process.kill()
                 process.wait()
+
+    def close(self):
+        self.end(self.application, self.host, self.daemon, self.bus)
         self.bus.stdout.close()
         self.folder.cleanup()
 
@@ -90,5 +101,5 @@ def wait(what, condition, seconds=60):
     end = time.monotonic() + seconds
     while not condition():
         if time.monotonic() > end:
-            raise AssertionError(f"no {what} after {seconds} s")
+            raise AssertionError(f"no {what() if callable(what) else what} after {seconds} s")
         time.sleep(0.1)

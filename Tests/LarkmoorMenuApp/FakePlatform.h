@@ -18,28 +18,61 @@
 
 namespace larkmoor::testing {
 
-/// A user who answers every alert alike.
-class FakeAlerts final : public Alerts {
+/// Functions by a key, each registered for as long as its token lives.
+template <class Token, class Key, class Function>
+class Registrations {
   public:
-    Task<std::optional<int>> show(Alert alert) override {
-        shown.push_back(std::move(alert));
-        co_return choice;
+    std::unique_ptr<Token> add(Key key, Function function) {
+        auto entry = std::make_shared<Entry>(std::move(key), std::move(function));
+        entries_.push_back(entry);
+        return std::make_unique<Held>(std::move(entry));
+    }
+    /// Calls the functions of that key; false if there is none.
+    template <class... Arguments>
+    bool call(const Key& key, const Arguments&... arguments) const {
+        bool called = false;
+        for (const auto& weak : std::vector{entries_}) {
+            const auto entry = weak.lock();
+            if (!entry || entry->key != key) continue;
+            entry->function(arguments...);
+            called = true;
+        }
+        return called;
+    }
+    std::ptrdiff_t alive() const {
+        return std::ranges::count_if(entries_, [](const auto& weak) { return !weak.expired(); });
     }
 
-    std::optional<int> choice;
+  private:
+    struct Entry {
+        Key key;
+        Function function;
+    };
+    struct Held final : Token {
+        explicit Held(std::shared_ptr<Entry> kept) : entry(std::move(kept)) {}
+        std::shared_ptr<Entry> entry;
+    };
+    std::vector<std::weak_ptr<Entry>> entries_;
+};
+
+/// Repeating timers that a test fires by hand.
+using ManualTimers = Registrations<RepeatingTimer, std::chrono::milliseconds, std::function<void()>>;
+
+/// A user who answers every alert alike.
+struct FakeAlerts final : Alerts {
+    Task<AlertAnswer> show(Alert alert) override {
+        shown.push_back(std::move(alert));
+        co_return answer;
+    }
+
+    AlertAnswer answer = AlertAnswers::Dismissed{};
     std::vector<Alert> shown;
 };
 
-/// A status item that keeps what it was given.
-class FakeStatusItem : public StatusItem {
-  public:
-    struct Shown {
-        StatusIcon icon;
-        std::string label;
-        bool operator==(const Shown&) const = default;
-    };
+struct FakeStatusItem final : StatusItem {
+    using Shown = std::pair<StatusIcon, std::string>;
 
-    void setIcon(StatusIcon icon, std::string label) override { shown.push_back({icon, std::move(label)}); }
+    void setIcon(StatusIcon icon, std::string label) override { shown.emplace_back(icon, std::move(label)); }
     void setMenu(std::shared_ptr<Menu> given) override { menu = std::move(given); }
 
     std::vector<Shown> shown;
@@ -47,129 +80,53 @@ class FakeStatusItem : public StatusItem {
 };
 
 /// A notification centre within the process.
-class FakeNotifications final : public DistributedNotifications {
-  public:
+struct FakeNotifications final : DistributedNotifications {
     struct Posted {
         std::string name;
         std::optional<std::string> object;
         Info info;
-        bool operator==(const Posted&) const = default;
     };
 
-    explicit FakeNotifications(MainLoop& loop) : loop_(loop) {}
-
+    explicit FakeNotifications(MainLoop& mainLoop) : loop(mainLoop) {}
     void post(const std::string& name, const std::optional<std::string>& object, const Info& info) override {
-        posted.push_back({.name = name, .object = object, .info = info});
-        boost::asio::post(loop_, [listeners = listeners_, note = posted.back()] {
-            for (const auto& weak : listeners) {
-                const auto listener = weak.lock();
-                if (listener && listener->name == note.name) listener->handler(note.object, note.info);
-            }
-        });
+        posted.emplace_back(name, object, info);
+        boost::asio::post(loop, [this, note = posted.back()] { observers.call(note.name, note.object, note.info); });
     }
-
     std::unique_ptr<Token> observe(const std::string& name, Handler handler) override {
-        auto listener = std::make_shared<Listener>(name, std::move(handler));
-        listeners_.push_back(listener);
-        return std::make_unique<Observation>(std::move(listener));
+        return observers.add(name, std::move(handler));
     }
 
-    std::size_t listening() const {
-        return static_cast<std::size_t>(
-            std::ranges::count_if(listeners_, [](const auto& weak) { return !weak.expired(); }));
-    }
-
+    MainLoop& loop;
     std::vector<Posted> posted;
-
-  private:
-    struct Listener {
-        std::string name;
-        Handler handler;
-    };
-    struct Observation final : Token {
-        explicit Observation(std::shared_ptr<Listener> kept) : listener(std::move(kept)) {}
-        std::shared_ptr<Listener> listener;
-    };
-
-    MainLoop& loop_;
-    std::vector<std::weak_ptr<Listener>> listeners_;
+    Registrations<Token, std::string, Handler> observers;
 };
 
 /// Running applications; reports the end of those only that a refresh has seen.
-class FakeApplications final : public RunningApplications {
-  public:
-    explicit FakeApplications(MainLoop& loop) : loop_(loop) {}
-
+struct FakeApplications final : RunningApplications {
+    explicit FakeApplications(MainLoop& mainLoop) : loop(mainLoop) {}
     std::vector<RunningApplication> list() const override { return running; }
-    bool terminate(pid_t process) override {
-        terminated.push_back(process);
-        return true;
-    }
+    bool terminate(pid_t process) override { return terminated.push_back(process), true; }
     void onEnd(std::string bundleIdentifier, std::function<void()> ended) override {
-        handlers_.emplace_back(std::move(bundleIdentifier), std::move(ended));
+        tokens.push_back(handlers.add(std::move(bundleIdentifier), std::move(ended)));
     }
     void refresh() override {
-        for (const RunningApplication& application : running) seen_.insert(application.bundleIdentifier);
+        for (const RunningApplication& one : running) seen.insert(one.bundleIdentifier.value_or(""));
     }
-
     /// All processes of that identifier end.
-    void end(const std::string& bundleIdentifier) {
-        std::erase_if(running,
-                      [&](const auto& application) { return application.bundleIdentifier == bundleIdentifier; });
-        if (seen_.erase(bundleIdentifier) == 0) return;
-        for (const auto& [identifier, handler] : handlers_) {
-            if (identifier == bundleIdentifier) boost::asio::post(loop_, handler);
-        }
+    void end(const std::string& identifier) {
+        std::erase_if(running, [&](const auto& one) { return one.bundleIdentifier == identifier; });
+        if (seen.erase(identifier) != 0) boost::asio::post(loop, [this, identifier] { handlers.call(identifier); });
     }
 
+    struct Token {
+        virtual ~Token() = default;
+    };
+    MainLoop& loop;
     std::vector<RunningApplication> running;
     std::vector<pid_t> terminated;
-
-  private:
-    MainLoop& loop_;
-    std::set<std::optional<std::string>> seen_;
-    std::vector<std::pair<std::string, std::function<void()>>> handlers_;
-};
-
-/// Repeating timers that a test fires by hand.
-class ManualTimers {
-  public:
-    RepeatingTimer::Every every() {
-        return [this](std::chrono::milliseconds interval, std::function<void()> function) {
-            auto beat = std::make_shared<Beat>(interval, std::move(function));
-            beats_.push_back(beat);
-            return std::make_unique<Token>(std::move(beat));
-        };
-    }
-
-    /// One beat of every timer of that interval; false if there is none.
-    bool fire(std::chrono::milliseconds interval) {
-        bool fired = false;
-        for (const auto& weak : std::vector{beats_}) {
-            const auto beat = weak.lock();
-            if (!beat || beat->interval != interval) continue;
-            beat->function();
-            fired = true;
-        }
-        return fired;
-    }
-
-    std::size_t running() const {
-        return static_cast<std::size_t>(
-            std::ranges::count_if(beats_, [](const auto& weak) { return !weak.expired(); }));
-    }
-
-  private:
-    struct Beat {
-        std::chrono::milliseconds interval;
-        std::function<void()> function;
-    };
-    struct Token final : RepeatingTimer {
-        explicit Token(std::shared_ptr<Beat> kept) : beat(std::move(kept)) {}
-        std::shared_ptr<Beat> beat;
-    };
-
-    std::vector<std::weak_ptr<Beat>> beats_;
+    std::set<std::string> seen;
+    Registrations<Token, std::string, std::function<void()>> handlers;
+    std::vector<std::unique_ptr<Token>> tokens;
 };
 
 }  // namespace larkmoor::testing

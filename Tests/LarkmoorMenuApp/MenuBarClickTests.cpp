@@ -12,21 +12,20 @@ using enum MenuLine::Click;
 
 class MenuBarRowsTest : public MenuBarTest {
   protected:
-    struct Look {
-        std::string title;
-        bool hidden, hasAction;
-        RowProgress progress;
-        bool operator==(const Look&) const = default;
-    };
-    static Look look(const MenuRow& row) {
-        return {row.hidden() ? "" : row.title(), row.hidden(), row.hasAction(), row.progress()};
+    static std::string looks(const std::string& title, bool hasAction, const RowProgress& progress) {
+        const auto* fill = std::get_if<Fill>(&progress);
+        return fmt::format("{} {} {} {}", title, hasAction, progress.index(), fill == nullptr ? 0 : fill->value);
     }
-    static Look lookOf(const std::optional<MenuLine>& line) {
-        if (!line) return {"", true, false, {}};
-        return {line->title, false, line->click == installNow && line->bar == MenuLine::Bar{}, line->bar};
+    static std::string look(const MenuRow& row) {
+        return row.hidden() ? "hidden" : looks(row.title(), row.hasAction(), row.progress());
+    }
+    /// How a row shows the line; only the update's can have an action.
+    static std::string lookOf(const std::optional<MenuLine>& line, bool ofUpdate) {
+        if (!line) return "hidden";
+        return looks(line->title, ofUpdate && line->click == installNow && line->bar == MenuLine::Bar{}, line->bar);
     }
     void tickOpenMenu() {
-        EXPECT_TRUE(timers.fire(MenuBar::tickerInterval));
+        EXPECT_TRUE(timers.call(MenuBar::tickerInterval));
         settle();
     }
 
@@ -45,23 +44,23 @@ TEST_F(MenuBarRowsTest, LinesChangeInPlaceAndComeAndGoWithTheMenuClosed) {
     launch();
     const MenuRow& modelsLine = *menu->rows().modelsLine;
     const MenuRow& updateRow = *menu->rows().updateRow;
+    const auto expect = [&](const std::optional<MenuLine>& line) {
+        EXPECT_EQ(look(modelsLine), lookOf(line, false));
+        EXPECT_EQ(look(updateRow), lookOf(line, true));
+    };
     for (const auto& from : lines) {
         for (const auto& to : lines) {
             SCOPED_TRACE(fmt::format("{} -> {}", from ? from->title : "none", to ? to->title : "none"));
-            Look fromModels = lookOf(from), toModels = lookOf(to);
-            // The models' row has no action.
-            fromModels.hasAction = toModels.hasAction = false;
-            const Look before = look(updateRow);
+            const std::string before = look(updateRow);
             models = update = from;
             tick();
             EXPECT_EQ(look(updateRow), before) << "progress does not draw a closed menu";
             open();
-            EXPECT_EQ(look(modelsLine), fromModels);
-            EXPECT_EQ(look(updateRow), lookOf(from));
+            expect(from);
             models = update = to;
             tickOpenMenu();
-            EXPECT_EQ(look(modelsLine), from && to ? toModels : fromModels) << "under the mouse";
-            EXPECT_EQ(look(updateRow), lookOf(from && to ? to : from)) << "under the mouse";
+            // No row comes or goes under the mouse.
+            expect(from && to ? to : from);
             if (from && !to) {
                 allDone = true;
                 tickOpenMenu();
@@ -70,9 +69,8 @@ TEST_F(MenuBarRowsTest, LinesChangeInPlaceAndComeAndGoWithTheMenuClosed) {
                 allDone = false;
             }
             close();
-            EXPECT_EQ(look(modelsLine), toModels);
-            EXPECT_EQ(look(updateRow), lookOf(to));
-            EXPECT_FALSE(timers.fire(MenuBar::tickerInterval)) << "no ticker while it is closed";
+            expect(to);
+            EXPECT_FALSE(timers.call(MenuBar::tickerInterval)) << "no ticker while it is closed";
         }
     }
 }
@@ -85,14 +83,12 @@ TEST_F(MenuBarRowsTest, SetupKeepsTheModelsAndHidesTheRest) {
     for (int time = 0; time < 2; ++time) {
         tellJourney("1");
         EXPECT_FALSE(menu->rows().modelsLine->hidden()) << "the change of mode shows it at once";
-        close();
         open();
         EXPECT_FALSE(menu->rows().modelsLine->hidden());
         EXPECT_TRUE(menu->rows().updateRow->hidden());
         close();
         tellJourney("0");
-        EXPECT_FALSE(menu->rows().postponedRow->hidden());
-        EXPECT_FALSE(menu->rows().migrateNowRow->hidden());
+        EXPECT_FALSE(menu->rows().postponedRow->hidden() || menu->rows().migrateNowRow->hidden());
         open();
         EXPECT_FALSE(menu->rows().updateRow->hidden());
         close();
@@ -101,57 +97,44 @@ TEST_F(MenuBarRowsTest, SetupKeepsTheModelsAndHidesTheRest) {
     owed = false;
     tellJourney("1");
     tellJourney("0");
-    EXPECT_TRUE(menu->rows().postponedRow->hidden()) << "nothing comes up that is not owed";
-    EXPECT_TRUE(menu->rows().migrateNowRow->hidden());
-}
-
-TEST_F(MenuBarRowsTest, OwedRowsAreSetWhenTheMenuOpens) {
-    launch();
-    const MenuRow& row = *menu->rows().postponedRow;
+    EXPECT_TRUE(menu->rows().postponedRow->hidden() && menu->rows().migrateNowRow->hidden())
+        << "nothing comes up that is not owed";
     for (const char* sentence : {"Update 3 waits.", "Update 4 waits.", "", "Update 3 waits.", ""}) {
-        postponed = *sentence == '\0' ? std::nullopt : std::optional<std::string>{sentence};
-        owed = !postponed;
+        owed = *sentence != '\0';
+        postponed = owed ? std::optional<std::string>{sentence} : std::nullopt;
+        done.clear();
+        asked.clear();
         open();
-        EXPECT_EQ(look(row), (Look{sentence, !postponed, false, {}}));
+        EXPECT_EQ(look(*menu->rows().postponedRow), owed ? looks(sentence, false, {}) : "hidden");
         EXPECT_EQ(menu->rows().migrateNowRow->hidden(), !owed);
         close();
+        EXPECT_THAT(done, ElementsAre("release quit"));
+        EXPECT_THAT(asked, ElementsAre("health", "front state"));
     }
-}
-
-TEST_F(MenuBarTest, OpeningAsksTheDaemonAndReleasesAQuit) {
-    launch();
-    asked.clear();
-    open();
-    EXPECT_THAT(asked, ElementsAre("health", "front state"));
-    EXPECT_THAT(done, ElementsAre("release quit"));
-    close();
-    EXPECT_EQ(asked.size() + done.size(), 3U);
 }
 
 TEST_F(MenuBarTest, PauseRowsSendTheirRequestAndShowWhatIsTrue) {
     launch();
-    struct Case {
-        std::string_view title;
-        std::string order, verb;
-    };
-    for (const Case& row :
-         {Case{"• Pause 15 minutes", "pause_for 15", "pause_for"}, Case{"• Pause 1 hour", "pause_for 60", "pause_for"},
-          Case{"• Stop", "pause", "pause"}, Case{"Start Recording", "resume", "resume"}}) {
-        health = GatewayResponse::Text{row.order == "resume" ? "stopped" : "healthy"};
-        refresh();
-        const std::pair<GatewayResponse, std::string> notes[] = {
-            {GatewayResponse::Ok{}, ""},
-            {GatewayResponse::Failure{"no room"}, "menu: " + row.verb + " refused — no room"},
-            {GatewayResponse::Unimplemented{"it"}, "menu: " + row.verb + " refused — this daemon does not accept it"},
-            {GatewayResponse::Flag{true}, "menu: " + row.verb + " answered with an unexpected reply shape"},
-        };
-        for (const auto& [answer, note] : notes) {
+    const std::tuple<std::string_view, std::string, std::string> rows[] = {
+        {"• Pause 15 minutes", "pause_for 15", "pause_for"},
+        {"• Pause 1 hour", "pause_for 60", "pause_for"},
+        {"• Stop", "pause", "pause"},
+        {"Start Recording", "resume", "resume"}};
+    const std::pair<GatewayResponse, std::string> answers[] = {
+        {GatewayResponse::Ok{}, ""},
+        {GatewayResponse::Failure{"no room"}, "menu: {} refused — no room"},
+        {GatewayResponse::Unimplemented{"it"}, "menu: {} refused — this daemon does not accept it"},
+        {GatewayResponse::Flag{true}, "menu: {} answered with an unexpected reply shape"}};
+    for (const auto& [title, order, verb] : rows) {
+        health = GatewayResponse::Text{order == "resume" ? "stopped" : "healthy"};
+        tick();
+        for (const auto& [answer, note] : answers) {
             control = answer;
             asked.clear();
-            EXPECT_TRUE(click(row.title));
-            EXPECT_EQ(asked.front(), row.order);
-            Words all{row.order, "health", "front state"};
-            if (!note.empty()) all.push_back(note);
+            EXPECT_TRUE(click(title));
+            EXPECT_EQ(asked.front(), order);
+            Words all{order, "health", "front state"};
+            if (!note.empty()) all.push_back(fmt::format(fmt::runtime(note), verb));
             EXPECT_THAT(asked, ::testing::UnorderedElementsAreArray(all));
         }
     }
@@ -162,16 +145,15 @@ TEST_F(MenuBarTest, UpdateClicksAreAnsweredInWordsOrNotAtAll) {
     update = MenuLine{.title = "3 ready", .click = installNow};
     owed = true;
     launch();
+    EXPECT_TRUE(click("3 ready")) << "an update of the launch is there at once";
+    EXPECT_TRUE(click("Check for Update…"));
     open();
-    done.clear();
-    for (const char* title : {"Check for Update…", "3 ready", "Migrate now"}) EXPECT_TRUE(click(title));
-    EXPECT_THAT(done, ElementsAre("click: The newest one is there.", "click: no words", "click: All is up to date."));
-    ASSERT_EQ(alerts.shown.size(), 2U);
-    for (const Alert& alert : alerts.shown) {
-        EXPECT_EQ(alert.style, Alert::Style::informational);
-        EXPECT_EQ("click: " + alert.message, done[&alert == &alerts.shown[0] ? 0 : 2]);
-        EXPECT_THAT(alert.buttons, ElementsAre("OK"));
-    }
+    EXPECT_TRUE(click("Migrate now"));
+    EXPECT_THAT(done, ElementsAre("install", "check", "release quit", "migrate now"));
+    const auto words = [](const std::string& message) {
+        return Alert{.style = Alert::Style::informational, .message = message, .buttons = {"OK"}};
+    };
+    EXPECT_THAT(alerts.shown, ElementsAre(words(*checked), words(*migrated)));
     for (const bool is : {true, false}) {
         migrating = is;
         for (const auto& one : menu->rows().inOrder)
@@ -180,12 +162,7 @@ TEST_F(MenuBarTest, UpdateClicksAreAnsweredInWordsOrNotAtAll) {
 }
 
 TEST_F(MenuBarTest, QuitEndsTheFamilyAndNobodyElse) {
-    struct Case {
-        std::optional<std::string> id;
-        std::string executable;
-        bool isOwn;
-    };
-    const Case table[] = {
+    const std::tuple<std::optional<std::string>, std::string, bool> table[] = {
         {"tools.fenwright.larkmoor.settings", "/elsewhere/anything", true},
         {std::nullopt, "/tree/larkmoor-settings", true},
         {"com.example", "/tree/deeper/down/larkmoor-settings", true},
@@ -203,40 +180,36 @@ TEST_F(MenuBarTest, QuitEndsTheFamilyAndNobodyElse) {
     };
     std::vector<pid_t> own;
     launch();
-    for (const Case& row : table) {
-        applications.running.push_back({static_cast<pid_t>(applications.running.size() + 100), row.executable, row.id});
-        if (row.isOwn) own.push_back(applications.running.back().process);
+    for (const auto& [id, executable, isOwn] : table) {
+        applications.running.push_back({static_cast<pid_t>(applications.running.size() + 100), executable, id});
+        if (isOwn) own.push_back(applications.running.back().process);
     }
     asked.clear();
-    // Not chosen, and not answered: then nothing happens, and the row may be clicked again.
-    for (const auto& choice : {std::optional{1}, std::optional<int>{}}) {
-        alerts.choice = choice;
+    // Nothing happens, and the row may be clicked again.
+    for (const AlertAnswer& answer : {AlertAnswer{AlertAnswers::Chosen{1}}, AlertAnswer{AlertAnswers::Dismissed{}}}) {
+        alerts.answer = answer;
         EXPECT_TRUE(click("Quit"));
     }
-    EXPECT_THAT(done, IsEmpty());
-    EXPECT_THAT(asked, IsEmpty());
-    EXPECT_THAT(applications.terminated, IsEmpty());
+    EXPECT_EQ(done.size() + asked.size() + applications.terminated.size(), 0U);
 
-    alerts.choice = 0;
+    alerts.answer = AlertAnswers::Chosen{0};
     EXPECT_TRUE(click("Quit"));
     EXPECT_EQ(applications.terminated, own);
     EXPECT_THAT(asked, ElementsAre("shutdown"));
     EXPECT_THAT(done, ElementsAre("terminate"));
-    ASSERT_EQ(alerts.shown.size(), 3U);
-    const Alert& alert = alerts.shown.front();
-    EXPECT_EQ(alert.message, "Quit Larkmoor?");
-    EXPECT_EQ(alert.text,
-              "Recording stops. MCP stops. Settings closes. Icon leaves menu. Existing memories stay safe.");
-    EXPECT_THAT(alert.buttons, ElementsAre("Quit", "Cancel"));
-    EXPECT_TRUE(alert.showsApplicationIcon);
-}
+    EXPECT_EQ(alerts.shown.size(), 3U);
+    EXPECT_EQ(
+        alerts.shown.front(),
+        (Alert{.style = Alert::Style::warning,
+               .message = "Quit Larkmoor?",
+               .text = "Recording stops. MCP stops. Settings closes. Icon leaves menu. Existing memories stay safe.",
+               .buttons = {"Quit", "Cancel"},
+               .showsApplicationIcon = true}));
 
-TEST_F(MenuBarTest, AQuitUnderWayIsNotAskedForAgain) {
-    launch();
+    done.clear();
     daemon = Daemon::silent;
-    alerts.choice = 0;
     EXPECT_TRUE(click("Quit") && click("Quit"));
-    EXPECT_EQ(alerts.shown.size(), 1U);
+    EXPECT_EQ(alerts.shown.size(), 4U) << "a quit under way is not asked for again";
     EXPECT_THAT(done, IsEmpty()) << "the daemon has its time to answer";
 }
 
@@ -244,7 +217,7 @@ TEST_F(MenuBarTest, AMenuThatIsGoneDoesNothing) {
     applications.running = {{9, "/x/old", "the.old.one"}};
     launch();
     tellJourney("1");
-    alerts.choice = 0;
+    alerts.answer = AlertAnswers::Chosen{0};
     daemon = Daemon::silent;
     open();
     daemon = Daemon::answers;
@@ -257,8 +230,7 @@ TEST_F(MenuBarTest, AMenuThatIsGoneDoesNothing) {
     settle();
     ASSERT_TRUE(weak.expired());
     EXPECT_THAT(asked, ElementsAre("front state")) << "which came to its end";
-    EXPECT_EQ(timers.running(), 0U);
-    EXPECT_EQ(notifications.listening(), 0U);
+    EXPECT_EQ(timers.alive() + notifications.observers.alive(), 0);
 
     // The tray may hold the rows for a moment longer.
     asked.clear();
@@ -271,10 +243,7 @@ TEST_F(MenuBarTest, AMenuThatIsGoneDoesNothing) {
     }
     applications.end("the.old.one");
     settle();
-    EXPECT_THAT(asked, IsEmpty());
-    EXPECT_THAT(done, IsEmpty());
-    EXPECT_THAT(alerts.shown, IsEmpty());
-    EXPECT_EQ(door.kept(), 0U);
+    EXPECT_EQ(asked.size() + done.size() + alerts.shown.size() + door.kept(), 0U);
 }
 
 }  // namespace

@@ -48,11 +48,7 @@ class MenuBarTest : public ::testing::Test {
         }
     }
     void tick() {
-        EXPECT_TRUE(timers.fire(MenuBar::refreshInterval));
-        settle();
-    }
-    void refresh() {
-        spawn(loop, std::weak_ptr{menu}, &MenuBar::refresh);
+        EXPECT_TRUE(timers.call(MenuBar::refreshInterval));
         settle();
     }
     /// All connections of a daemon that ends.
@@ -86,11 +82,9 @@ class MenuBarTest : public ::testing::Test {
         return wanted;
     }
 
-    std::shared_ptr<MenuRow> row(std::string_view title) const {
-        const auto& rows = menu->rows().inOrder;
-        const auto found =
-            std::ranges::find(rows, title, [](const auto& one) { return std::string_view{one->title()}; });
-        return found == rows.end() ? nullptr : *found;
+    const std::shared_ptr<MenuRow>& row(std::string_view title) const {
+        const auto is = [title](const auto& one) { return one->title() == title; };
+        return *std::ranges::find_if(menu->rows().inOrder, is);
     }
     /// Clicks as the tray does; false if that does nothing.
     bool click(std::string_view title) {
@@ -107,7 +101,7 @@ class MenuBarTest : public ::testing::Test {
         return fmt::format("{}", fmt::join(titles, " | "));
     }
 
-    static Task<void> noted(Words& list, std::string word, OneShotEvent* until = nullptr) {
+    static Task<void> noted(Words& list, std::string word, OneShotEvent* until) {
         list.push_back(word);
         if (until == nullptr) co_return;
         co_await until->wait();
@@ -117,13 +111,13 @@ class MenuBarTest : public ::testing::Test {
         return [this, word = std::move(word), until] { return noted(done, word, until); };
     }
     template <class T>
-    static Task<T> notedAnswer(Words& list, std::string word, T value) {
-        list.push_back(std::move(word));
-        co_return value;
-    }
-    template <class T>
     static Task<T> given(T value) {
         co_return value;
+    }
+    /// A duty that notes the word and answers.
+    template <class T>
+    std::function<Task<T>()> answering(std::string word, T& answer) {
+        return [this, word = std::move(word), &answer] { return done.push_back(word), given(answer); };
     }
 
     MainLoop loop;
@@ -145,6 +139,8 @@ class MenuBarTest : public ::testing::Test {
     // What the rows are to show.
     std::optional<MenuLine> models, update;
     std::optional<std::string> postponed;
+    // What the clicks answer.
+    std::optional<std::string> checked = "The newest one is there.", installed, migrated = "All is up to date.";
     bool allDone = false, owed = false, migrating = false, hasUpdater = true;
 
     // What was done.
@@ -168,24 +164,20 @@ class MenuBarTest : public ::testing::Test {
                    .cancel = noting("cancel")},
         .updates = {.postSwapBounce = noting("bounce"),
                     .migrateAtLaunch = noting("migrate"),
-                    .buildUpdater = [this] { return notedAnswer(done, "updater", hasUpdater); },
+                    .buildUpdater = answering("updater", hasUpdater),
                     .armDailyClock = [this] { done.emplace_back("clock"); },
                     .line = [this] { return update; },
                     .postponedSentence = [this] { return postponed; },
                     .migrationOwed = [this] { return owed; },
                     .isMigrating = [this] { return migrating; },
-                    .checkForUpdate = answering("The newest one is there."),
-                    .installUpdate = answering(std::nullopt),
-                    .migrate = answering("All is up to date.")},
+                    .checkForUpdate = answering("check", checked),
+                    .installUpdate = answering("install", installed),
+                    .migrate = answering("migrate now", migrated)},
     };
     FakeStatusItem* item = nullptr;
     std::shared_ptr<MenuBar> menu;
 
   private:
-    MenuDuties::Click answering(std::optional<std::string> sentence) {
-        return [this, sentence] { return notedAnswer(done, "click: " + sentence.value_or("no words"), sentence); };
-    }
-
     MenuPlatform platform() {
         return {
             .loop = loop,
@@ -207,7 +199,7 @@ class MenuBarTest : public ::testing::Test {
             .now = [this] { return now; },
             .log = [this](std::string_view line) { log.emplace_back(line); },
             .setupLog = [this](std::string line) { done.push_back("setup log: " + line); },
-            .every = timers.every(),
+            .every = [this](auto interval, auto function) { return timers.add(interval, std::move(function)); },
             .open =
                 [this](const std::string& path, const Words& arguments) {
                     done.push_back(fmt::format("open {} {}", path, fmt::join(arguments, " ")));
@@ -221,20 +213,10 @@ class MenuBarTest : public ::testing::Test {
 
     std::optional<FakeDoor::Incoming> serve(const FakeDoor::Sent& sent) {
         const auto request = requestIn(sent.message);
-        if (!request && !isKnock(sent.message)) return std::nullopt;
         if (request) asked.push_back(name(*request));
-        switch (daemon) {
-            case Daemon::answers:
-                return replyOf(request ? answer(*request) : GatewayResponse::Ok{});
-            case Daemon::ofTwo:
-                return replyOf(request ? answer(*request) : GatewayResponse::Ok{}, 2);
-            case Daemon::gone:
-            case Daemon::refuses:
-                return broken();
-            case Daemon::silent:
-                break;
-        }
-        return std::nullopt;
+        if ((!request && !isKnock(sent.message)) || daemon == Daemon::silent) return std::nullopt;
+        if (daemon == Daemon::gone || daemon == Daemon::refuses) return broken();
+        return replyOf(request ? answer(*request) : GatewayResponse::Ok{}, daemon == Daemon::ofTwo ? 2 : 1);
     }
 
     GatewayResponse answer(const GatewayRequest& request) const {
@@ -244,20 +226,16 @@ class MenuBarTest : public ::testing::Test {
     }
 
     static std::string name(const GatewayRequest& request) {
-        if (const auto* order = request.as<GatewayRequest::Control>()) {
-            const auto* pause = order->_0.as<ControlRequest::PauseFor>();
-            return pause == nullptr ? std::string{verb(order->_0)} : fmt::format("pause_for {}", pause->minutes);
-        }
+        if (const auto* read = request.as<GatewayRequest::Read>())
+            return read->_0.is<ReadRequest::Health>() ? "health" : "front state";
         if (const auto* line = request.as<GatewayRequest::Diagnostic>()) {
             const auto& said = *line->_0.as<DiagnosticRequest::Log>();
             return fmt::format("{}: {}", said.source, said.line);
         }
-        return request.as<GatewayRequest::Read>()->_0.is<ReadRequest::Health>() ? "health" : "front state";
+        const ControlRequest& order = request.as<GatewayRequest::Control>()->_0;
+        const auto* pause = order.as<ControlRequest::PauseFor>();
+        return pause == nullptr ? std::string{verb(order)} : fmt::format("pause_for {}", pause->minutes);
     }
 };
-
-inline std::ostream& operator<<(std::ostream& out, const FakeStatusItem::Shown& shown) {
-    return out << static_cast<int>(shown.icon) << " " << shown.label;
-}
 
 }  // namespace larkmoor::testing

@@ -81,25 +81,26 @@ TEST_F(MenuBarTest, EveryStateShowsTheSameAfterEveryOther) {
         {"journey owed", answers, ok, state(blocked), setupWith("Recording"), guarded, false, true},
         {"journey owed, silent", silent, ok, whole, setupWith(silentLine), filled, false, true},
     };
+    struct Counter : MenuObserver {
+        void rowChanged(const MenuRow& row) override { changed.push_back(row.title()); }
+        Words changed;
+    } counter;
     launch();
     const State* before = &states[0];
-    int entered = 0;
+    const std::vector<std::optional<std::string>> notVisible{"0", "true", "1 ", std::nullopt};
+    std::size_t entered = 0;
     const auto enter = [&](const State& next) {
         SCOPED_TRACE(fmt::format("{}, then {}", std::exchange(before, &next)->name, next.name));
         daemon = next.daemon;
         health = next.health;
         front = next.front;
         warranted = next.warranted;
-        tellJourney(next.journeyVisible ? "1" : "0");
+        tellJourney(next.journeyVisible ? "1" : notVisible[++entered % 4]);
         endDaemon();
-        if (++entered % 2 == 0) {
-            open();
-            close();
-        }
         asked.clear();
         tick();
         EXPECT_LE(std::ranges::count(asked, "health"), 2) << "one pass, in two attempts at most";
-        EXPECT_EQ(std::ranges::count(asked, "front state"), daemon == answers && next.icon.icon != attention)
+        EXPECT_EQ(std::ranges::count(asked, "front state"), daemon == answers && next.icon.first != attention)
             << "the recorder is not asked during an alert";
         EXPECT_EQ(visible(), next.rows);
         EXPECT_EQ(item->shown.back(), next.icon);
@@ -111,6 +112,12 @@ TEST_F(MenuBarTest, EveryStateShowsTheSameAfterEveryOther) {
         if (daemon == answers) {
             EXPECT_EQ(door.kept(), 2U) << "requests and events, whatever went on";
         }
+        item->menu->setObserver(&counter);
+        open();
+        tick();
+        close();
+        EXPECT_THAT(counter.changed, IsEmpty()) << "a pass that finds nothing new";
+        item->menu->setObserver(nullptr);
     };
     for (const State& one : states) {
         for (const State* other = &one; other != std::end(states); ++other) {
@@ -119,22 +126,26 @@ TEST_F(MenuBarTest, EveryStateShowsTheSameAfterEveryOther) {
         }
         enter(one);
     }
-    EXPECT_EQ(timers.running(), 1U);
+    EXPECT_EQ(timers.alive(), 1);
     EXPECT_THAT(log, IsEmpty());
 }
 
-TEST_F(MenuBarTest, OnlyTheTextOneMeansThatTheJourneyIsVisible) {
+TEST_F(MenuBarTest, TheDaemonsWordIsAStateOrASentence) {
     launch();
-    for (const auto& object : {std::optional<std::string>{"0"}, std::optional<std::string>{"true"},
-                               std::optional<std::string>{"1 "}, std::optional<std::string>{}}) {
-        tellJourney("1");
-        EXPECT_TRUE(menu->setupMode());
-        tellJourney(object);
-        EXPECT_FALSE(menu->setupMode()) << object.value_or("none");
+    const std::string stopped = pausedMenu("Start Recording");
+    const std::pair<std::string, std::string> words[] = {
+        {"healthy ", recordingMenu("healthy ")},
+        {"", recordingMenu("")},
+        {"recording is stopped for now", stopped},
+        {"paused (resumes )", stopped},
+        {"stopped, resumes tomorrow", pausedMenu("Resume Recording (auto tomorrow)")},
+        {"paused (resumes 9:00) (resumes 10:00)", pausedMenu("Resume Recording (auto 9:00)")},
+        {"resumes 14:30", recordingMenu("resumes 14:30")}};
+    for (const auto& [word, rows] : words) {
+        health = text(word);
+        tick();
+        EXPECT_EQ(visible(), rows);
     }
-    asked.clear();
-    tellJourney("1");
-    EXPECT_THAT(asked, ElementsAre("health", "front state")) << "a pass follows";
 }
 
 TEST_F(MenuBarTest, AChangeOfModeDoesNotWaitForTheDaemon) {
@@ -149,7 +160,7 @@ TEST_F(MenuBarTest, AChangeOfModeDoesNotWaitForTheDaemon) {
             EXPECT_EQ(visible(), later);
         };
         health = text(word);
-        refresh();
+        tick();
         daemon = Daemon::silent;
         tellJourney("1");
         expect(setupMenu(""), word == std::string{"healthy"} ? setupWith("Recording") : setupMenu("Start Recording"));
@@ -171,15 +182,15 @@ TEST_F(MenuBarTest, EventsRedrawBetweenPasses) {
     EXPECT_EQ(push("full"), filled);
     EXPECT_THAT(asked, IsEmpty());
     health = text("the disk is full");
-    refresh();
+    tick();
     EXPECT_EQ(push("blocked"), alarmed) << "an alert stays";
 }
 
 TEST_F(MenuBarTest, PassesNeverOverlapAndAreNotQueued) {
     launch();
     asked.clear();
-    spawn(loop, std::weak_ptr{menu}, &MenuBar::refresh);
-    refresh();
+    EXPECT_TRUE(timers.call(MenuBar::refreshInterval));
+    tick();
     EXPECT_THAT(asked, ElementsAre("health", "front state"));
     asked.clear();
     daemon = Daemon::silent;
@@ -196,49 +207,24 @@ TEST_F(MenuBarTest, AnExceptionEndsOnePassOnly) {
     duties.firstRun.journeyWarranted = []() -> Task<std::optional<bool>> { throw std::runtime_error{"no memory"}; };
     launch();
     asked.clear();
-    refresh();
-    refresh();
+    tick();
+    tick();
     EXPECT_THAT(asked, ElementsAre("health", "health"));
-}
-
-TEST_F(MenuBarTest, APassThatFindsNothingNewTouchesNoRow) {
-    struct Counter : MenuObserver {
-        void rowChanged(const MenuRow& row) override { changed.push_back(row.title()); }
-        Words changed;
-    } counter;
-    models = MenuLine{.title = "Fetching models", .bar = RowProgresses::Indeterminate{}};
-    update = MenuLine{.title = "Loading, 50%", .bar = RowProgresses::Fill{0.5}};
-    for (const char* word : {"healthy", "stopped", "the disk is full"}) {
-        health = text(word);
-        launch();
-        open();
-        close();
-        item->menu->setObserver(&counter);
-        tick();
-        open();
-        EXPECT_TRUE(timers.fire(MenuBar::tickerInterval));
-        close();
-        EXPECT_THAT(counter.changed, IsEmpty()) << word;
-    }
 }
 
 TEST_F(MenuBarTest, ARefusalIsLoggedAfterFortyFiveSeconds) {
     launch();
-    struct Step {
-        int at;
-        Daemon daemon;
-        std::size_t lines;
-    };
     using enum Daemon;
+    const std::tuple<int, Daemon, std::size_t> steps[] = {
+        {0, refuses, 0},   {44, refuses, 0},  {45, refuses, 1},  {99, refuses, 1},  {100, silent, 1}, {110, refuses, 1},
+        {154, refuses, 1}, {155, refuses, 2}, {160, answers, 2}, {170, refuses, 2}, {300, refuses, 3}};
     endDaemon();
-    for (const Step& step : {Step{0, refuses, 0}, Step{44, refuses, 0}, Step{45, refuses, 1}, Step{99, refuses, 1},
-                             Step{100, silent, 1}, Step{110, refuses, 1}, Step{154, refuses, 1}, Step{155, refuses, 2},
-                             Step{160, answers, 2}, Step{170, refuses, 2}, Step{300, refuses, 3}}) {
-        daemon = step.daemon;
-        now = MenuPlatform::Time{seconds{step.at}};
+    for (const auto& [at, state, lines] : steps) {
+        daemon = state;
+        now = MenuPlatform::Time{seconds{at}};
         endDaemon();
-        refresh();
-        EXPECT_EQ(log.size(), step.lines) << step.at;
+        tick();
+        EXPECT_EQ(log.size(), lines) << at;
     }
     ASSERT_FALSE(log.empty());
     EXPECT_EQ(log.front(),

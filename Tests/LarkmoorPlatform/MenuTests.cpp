@@ -36,6 +36,7 @@ class MenuTest : public ::testing::Test, protected MenuDelegate, protected MenuO
 TEST_F(MenuTest, OnlyARealChangeIsTold) {
     using namespace RowImages;
     const std::pair<std::function<void()>, std::function<void()>> changes[] = {
+        {[&] { row->setTitle("Stop "); }, [&] { row->setTitle("Stop"); }},
         {[&] { row->setHidden(true); }, [&] { row->setHidden(false); }},
         {[&] { row->setEnabled(false); }, [&] { row->setEnabled(true); }},
         {[&] { row->setImage(Symbol{"gearshape.fill"}); }, [&] { row->setImage(Symbol{"chart.bar.xaxis"}); }},
@@ -46,12 +47,10 @@ TEST_F(MenuTest, OnlyARealChangeIsTold) {
     };
     for (const auto& [there, back] : changes) {
         for (const auto& change : {there, back}) {
-            EXPECT_THAT(heardOf(change), ElementsAre("changed Stop"));
+            EXPECT_EQ(heardOf(change).size(), 1U);
             EXPECT_THAT(heardOf(change), IsEmpty()) << "the same again";
         }
     }
-    EXPECT_THAT(heardOf([&] { row->setTitle("Go"); }), ElementsAre("changed Go"));
-    EXPECT_THAT(heardOf([&] { row->setTitle("Go"); }), IsEmpty());
 }
 
 TEST_F(MenuTest, ARowOutlivesItsMenuQuietly) {
@@ -63,34 +62,20 @@ TEST_F(MenuTest, ARowOutlivesItsMenuQuietly) {
     EXPECT_THAT(heardOf([&] { kept->setTitle("still here"); }), IsEmpty());
 }
 
-TEST_F(MenuTest, OpeningAndClosingAreToldOnce) {
-    for (int time = 0; time < 2; ++time) {
-        EXPECT_THAT(heardOf([&] { menu.open(), menu.open(); }), ElementsAre("will open"));
-        EXPECT_TRUE(menu.isOpen());
-        EXPECT_THAT(heardOf([&] { menu.close(), menu.close(); }), ElementsAre("did close"));
-        EXPECT_FALSE(menu.isOpen());
-    }
-}
-
 TEST_F(MenuTest, AClickClosesTheMenuAndRunsTheActionOfARowThatAllowsIt) {
-    struct Case {
-        std::string_view name;
-        std::function<void()> prepare;
-        std::function<void()> undo;
-    };
-    const Case table[] = {
+    const std::tuple<std::string_view, std::function<void()>, std::function<void()>> table[] = {
         {"disabled", [&] { row->setEnabled(false); }, [&] { row->setEnabled(true); }},
         {"hidden", [&] { row->setHidden(true); }, [&] { row->setHidden(false); }},
         {"no action", [&] { row->setAction({}); }, [&] { row->setAction(action); }},
         {"the delegate says no", [&] { forbidden = "Stop"; }, [&] { forbidden.clear(); }},
     };
-    for (const Case& test : table) {
-        test.prepare();
+    for (const auto& [name, prepare, undo] : table) {
+        prepare();
+        EXPECT_THAT(heardOf([&] { menu.open(), menu.open(); }), ElementsAre("will open"));
+        EXPECT_THAT(heardOf([&] { EXPECT_FALSE(menu.click(*row)); }), ElementsAre("did close")) << name;
+        undo();
         menu.open();
-        EXPECT_THAT(heardOf([&] { EXPECT_FALSE(menu.click(*row)); }), ElementsAre("did close")) << test.name;
-        test.undo();
-        menu.open();
-        EXPECT_THAT(heardOf([&] { EXPECT_TRUE(menu.click(*row)); }), ElementsAre("did close", "action")) << test.name;
+        EXPECT_THAT(heardOf([&] { EXPECT_TRUE(menu.click(*row)); }), ElementsAre("did close", "action")) << name;
     }
     EXPECT_FALSE(menu.click(*menu.rows()[1])) << "a separator";
     row->setAction([this] { row->setAction({}), heard.emplace_back("replaced"); });

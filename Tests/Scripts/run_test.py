@@ -30,14 +30,7 @@ class Terminal:
             for number in (signal.SIGINT, signal.SIGHUP, signal.SIGTERM):
                 signal.signal(number, signal.SIG_DFL)
             os.execve(SCRIPT, [SCRIPT, BUILD, *options], environment)
-        self.bytes, self.status = b"", None
-
-    def read(self, seconds):
-        if select.select([self.end], [], [], seconds)[0]:
-            try:
-                self.bytes += os.read(self.end, 65536)
-            except OSError:  # the other end is closed
-                time.sleep(seconds)
+        self.bytes = b""
 
     def screen(self):
         """The lines of the last picture, without their paint."""
@@ -49,7 +42,11 @@ class Terminal:
         while not reached():
             if time.monotonic() > end:
                 raise AssertionError(f"no {what} on the screen {self.screen()} or among {self.processes()}")
-            self.read(0.1)
+            if select.select([self.end], [], [], 0.1)[0]:
+                try:
+                    self.bytes += os.read(self.end, 65536)
+                except OSError:  # the other end is closed
+                    time.sleep(0.1)
 
     def expect(self, words, seconds=60):
         self.until(lambda: any(words in line for line in self.screen()), words, seconds)
@@ -77,14 +74,12 @@ class Terminal:
         line = next(line for line in self.screen() if row in line)
         self.press(re.search(r"\d", line)[0])
 
-    def has_ended(self):
-        process, status = os.waitpid(self.process, os.WNOHANG)
-        if process:
-            self.status = os.waitstatus_to_exitcode(status)
-        return process
-
     def wait(self):
-        self.until(self.has_ended, "end")
+        def has_ended():
+            process, status = os.waitpid(self.process, os.WNOHANG)
+            self.status = os.waitstatus_to_exitcode(status)
+            return process
+        self.until(has_ended, "end")
         return self.status
 
     def processes(self):
@@ -99,7 +94,7 @@ class Terminal:
         return sorted(found)
 
     def close(self):
-        if self.status is None:
+        if self.process:
             os.kill(self.process, signal.SIGTERM)
             self.wait()
         os.close(self.end)
@@ -114,9 +109,10 @@ class Run(unittest.TestCase):
         terminal.expect("Larkmoor — remembering")
         return terminal
 
-    def expect_nothing_left(self, terminal):
-        self.assertEqual(terminal.processes(), [])
-        self.assertEqual(os.listdir(terminal.folder.name), [])
+    def expect_end(self, terminal, status):
+        self.assertEqual(terminal.wait(), status)
+        self.assertEqual((terminal.processes(), os.listdir(terminal.folder.name)), ([], []))
+        terminal.process = None
 
     def test_a_click_pauses_and_quit_ends_everything(self):
         terminal = self.terminal()
@@ -126,30 +122,18 @@ class Run(unittest.TestCase):
         terminal.click("Settings")
         terminal.expect_process("larkmoor-settin")
         terminal.click("Quit")
-        self.assertEqual(terminal.wait(), 0)
-        self.expect_nothing_left(terminal)
+        self.expect_end(terminal, 0)
 
-    def test_the_first_run_begins_with_the_setup(self):
-        terminal = self.terminal("--first-run")
-        terminal.press("\r")
-        terminal.expect("Finish setting up Larkmoor…")
-        terminal.expect_process("larkmoor-settin")
-        terminal.press("q")
-        self.assertEqual(terminal.wait(), 0)
-        self.expect_nothing_left(terminal)
-
-    def test_ctrl_c_and_a_closed_terminal_end_everything(self):
-        for end in ("ctrl-c", "hang-up", "term"):
-            with self.subTest(end):
-                terminal = self.terminal()
-                terminal.click("Settings")
+    def test_the_first_run_begins_with_the_setup_and_every_end_ends_everything(self):
+        for number, keys, status in ((0, "q", 0), (0, "\x03", 130), (signal.SIGHUP, "", 143), (signal.SIGTERM, "", 143)):
+            with self.subTest(status=status, signal=number):
+                terminal = self.terminal("--first-run")
+                terminal.press("\r")
+                terminal.expect("Finish setting up Larkmoor…")
                 terminal.expect_process("larkmoor-settin")
-                if end == "ctrl-c":
-                    terminal.press("\x03")
-                else:
-                    os.kill(terminal.process, signal.SIGHUP if end == "hang-up" else signal.SIGTERM)
-                self.assertEqual(terminal.wait(), 130 if end == "ctrl-c" else 143)
-                self.expect_nothing_left(terminal)
+                os.kill(terminal.process, number)
+                terminal.press(keys)
+                self.expect_end(terminal, status)
 
 
 unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -41,14 +41,12 @@ class DaemonAgentTest : public ::testing::Test, protected LoginItemService, prot
         co_return status;
     }
 
-    static Task<bool> whole(Task<void> task) {
-        co_await std::move(task);
-        co_return true;
-    }
     /// What is called and said from the task's start to its end.
     Words storyOf(Task<void> task) {
         story.clear();
-        EXPECT_TRUE(testing::runTask(loop, whole(std::move(task))));
+        bool ended = false;
+        boost::asio::co_spawn(loop, std::move(task), [&](const std::exception_ptr& thrown) { ended = !thrown; });
+        EXPECT_TRUE(testing::runUntil(loop, [&] { return ended; }));
         return story;
     }
     LoginItems::Log log() {
@@ -93,27 +91,32 @@ TEST_F(DaemonAgentTest, TheBundlesAgentIsKeptAsTheListInTheBundleSays) {
         std::string stored;  ///< empty: nothing
         int loaded;
         Words story;
-        std::string storedAfter;
         bool registers = true, unregisters = true;
     };
-    const std::string off = "unregister", on = "register";
-    const std::string changed = "daemon agent definition changed — unregistered the stale registration";
-    const std::string missing = "daemon agent job missing from the gui domain — unregistered the stale registration";
+    const std::string stale = "daemon agent {} — unregistered the stale registration";
+    const std::string changed = fmt::format(fmt::runtime(stale), "definition changed");
+    const std::string missing = fmt::format(fmt::runtime(stale), "job missing from the gui domain");
     const std::string kept = "daemon agent unregister() failed, NOT re-registering: no way";
-    const std::string mute = "launchctl print could not run: nobody there";
+    const Words renewed{"unregister", changed, "register", registered};
+    const Words again{"unregister", missing, "register", registered};
     const Case cases[] = {
-        {"first launch", notRegistered, "", lost, {printed, on, registered}, digest},
-        {"taken out by others", notRegistered, digest, 0, {printed, on, registered}, digest},
-        {"second launch", enabled, digest, 0, {printed}, digest},
-        {"from before digests", enabled, "", 0, {printed, off, changed, on, registered}, digest},
-        {"changed list", enabled, "old", 0, {printed, off, changed, on, registered}, digest},
-        {"job gone", enabled, digest, lost, {printed, off, missing, on, registered}, digest},
-        {"changed list and job gone", enabled, "old", lost, {printed, off, missing, on, registered}, digest},
-        {"the person said no", requiresApproval, "old", lost, {printed, approval}, "old"},
-        {"not unregistered", enabled, "old", 0, {printed, off, kept}, "old", true, false},
-        {"not registered", notFound, "old", lost, {printed, on, notRegisteredNow}, "old", false},
-        {"not registered again", enabled, "old", 0, {printed, off, changed, on, notRegisteredNow}, "old", false},
-        {"no manager", notFound, "", nobody, {printed, mute, on, notRegisteredNow}, "", false},
+        {"first launch", notRegistered, "", lost, {"register", registered}},
+        {"taken out by others", notRegistered, digest, 0, {"register", registered}},
+        {"second launch", enabled, digest, 0, {}},
+        {"from before digests", enabled, "", 0, renewed},
+        {"changed list", enabled, "old", 0, renewed},
+        {"job gone", enabled, digest, lost, again},
+        {"changed list and job gone", enabled, "old", lost, again},
+        {"the person said no", requiresApproval, "old", lost, {approval}},
+        {"not unregistered", enabled, "old", 0, {"unregister", kept}, true, false},
+        {"not registered", notFound, "old", lost, {"register", notRegisteredNow}, false},
+        {"not registered again", enabled, "old", 0, {"unregister", changed, "register", notRegisteredNow}, false},
+        {"no manager",
+         notFound,
+         "",
+         nobody,
+         {"launchctl print could not run: nobody there", "register", notRegisteredNow},
+         false},
     };
     write(inBundle);
     for (const Case& test : cases) {
@@ -124,76 +127,66 @@ TEST_F(DaemonAgentTest, TheBundlesAgentIsKeptAsTheListInTheBundleSays) {
         loaded = test.loaded;
         defaults.values.clear();
         if (!test.stored.empty()) defaults.set(DaemonAgent::digestKey, test.stored).value();
-        EXPECT_EQ(storyOf(agent.registerInBundleAgent()), test.story);
-        EXPECT_EQ(defaults.string("daemonAgentPlistDigest").value_or(""), test.storedAfter);
+        Words want = test.story;
+        want.insert(want.begin(), printed);
+        EXPECT_EQ(storyOf(agent.registerInBundleAgent()), want);
+        const bool isNew = !want.empty() && want.back() == registered;
+        EXPECT_EQ(defaults.string("daemonAgentPlistDigest").value_or(""), isNew ? digest : test.stored);
     }
 }
 
 TEST_F(DaemonAgentTest, WithoutADigestTheStatusAloneDecides) {
-    struct Case {
-        LoginItemStatus status;
-        bool registers;
-        Words story;
-    };
-    const Case cases[] = {
-        {enabled, true, {}},
-        {requiresApproval, true, {approval}},
-        {notRegistered, true, {"register", registered}},
-        {notFound, false, {"register", notRegisteredNow}},
-    };
-    for (const Case& test : cases) {
-        is = test.status;
-        registers = test.registers;
-        EXPECT_EQ(storyOf(LoginItems::registerItem("daemon agent", *this, log())), test.story);
-        EXPECT_EQ(storyOf(agent.registerInBundleAgent()), test.story) << "a list that cannot be read";
+    const std::tuple<LoginItemStatus, bool, Words> cases[] = {{enabled, true, {}},
+                                                              {requiresApproval, true, {approval}},
+                                                              {notRegistered, true, {"register", registered}},
+                                                              {notFound, false, {"register", notRegisteredNow}}};
+    for (const auto& [status, works, want] : cases) {
+        is = status;
+        registers = works;
+        EXPECT_EQ(storyOf(LoginItems::registerItem("daemon agent", *this, log())), want);
+        EXPECT_EQ(storyOf(agent.registerInBundleAgent()), want) << "a list that cannot be read";
         EXPECT_TRUE(defaults.values.empty());
     }
 }
 
 TEST_F(DaemonAgentTest, ALooseAgentIsHealed) {
     EXPECT_EQ(storyOf(agent.healLooseAgent()), Words{}) << "a normal install has none";
-    struct Case {
-        int loaded, starts, loads;
-        Words story;
-    };
     const std::string gone = "daemon agent plist is on disk but its job is NOT in gui/501 — re-bootstrapping (m:505)";
     const std::string back = "daemon agent re-bootstrapped; recording is supervised again";
-    const std::string mute = "launchctl bootstrap could not run: nobody there";
-    const auto failed = [](int status) {
-        return fmt::format("daemon agent re-bootstrap FAILED (launchctl exit {}); run Scripts/install-agent.sh",
-                           status);
-    };
-    const Case cases[] = {
+    const std::string failed = "daemon agent re-bootstrap FAILED (launchctl exit {}); run Scripts/install-agent.sh";
+    const std::tuple<int, int, int, Words> cases[] = {
         {0, 0, 0, {printed, kickstarted}},
         {0, 3, 0, {printed, kickstarted, "daemon agent kickstart failed (launchctl exit 3)"}},
         {lost, 0, 0, {printed, gone, bootstrapped, back}},
-        {lost, 0, 5, {printed, gone, bootstrapped, failed(5)}},
-        {lost, 0, nobody, {printed, gone, bootstrapped, mute, failed(-1)}},
-    };
+        {lost, 0, 5, {printed, gone, bootstrapped, fmt::format(fmt::runtime(failed), 5)}},
+        {lost,
+         0,
+         nobody,
+         {printed, gone, bootstrapped, "launchctl bootstrap could not run: nobody there",
+          fmt::format(fmt::runtime(failed), -1)}}};
     write(loose);
-    for (const Case& test : cases) {
-        loaded = test.loaded;
-        starts = test.starts;
-        loads = test.loads;
-        EXPECT_EQ(storyOf(agent.healLooseAgent()), test.story);
+    for (const auto& [isLoaded, itStarts, itLoads, want] : cases) {
+        loaded = isLoaded;
+        starts = itStarts;
+        loads = itLoads;
+        EXPECT_EQ(storyOf(agent.healLooseAgent()), want);
     }
 }
 
 TEST_F(DaemonAgentTest, AQuitIsReleasedByAGestureOnly) {
     EXPECT_EQ(storyOf(agent.releaseQuitIfHeld(sentinel)), Words{}) << "nothing is held";
-    const std::string released = "quit released by a user gesture — kickstarting the daemon (m:505)";
-    sentinel.set();
-    EXPECT_TRUE(sentinel.isSet());
-    EXPECT_EQ(storyOf(agent.releaseQuitIfHeld(sentinel)), (Words{released, kickstarted}));
-    EXPECT_FALSE(sentinel.isSet());
-
-    sentinel.set();
+    Words want{"quit released by a user gesture — kickstarting the daemon (m:505)", kickstarted};
     write(loose);
-    starts = 3;
-    EXPECT_EQ(storyOf(agent.releaseQuitIfHeld(sentinel)),
-              (Words{released, kickstarted, "kickstart after quit-release failed (exit 3); running the full heal",
-                     printed, kickstarted, "daemon agent kickstart failed (launchctl exit 3)"}));
-    EXPECT_FALSE(sentinel.isSet());
+    for (const int exit : {0, 3}) {
+        starts = exit;
+        if (exit != 0)
+            want.insert(want.end(), {"kickstart after quit-release failed (exit 3); running the full heal", printed,
+                                     kickstarted, "daemon agent kickstart failed (launchctl exit 3)"});
+        sentinel.set();
+        EXPECT_TRUE(sentinel.isSet());
+        EXPECT_EQ(storyOf(agent.releaseQuitIfHeld(sentinel)), want);
+        EXPECT_FALSE(sentinel.isSet());
+    }
 }
 
 }  // namespace

@@ -18,7 +18,9 @@ namespace larkmoor {
 namespace {
 
 using namespace std::chrono_literals;
-using Choice = std::optional<int>;
+using AlertAnswers::Chosen;
+using AlertAnswers::Dismissed;
+using AlertAnswers::NotShown;
 
 Alert quit() {
     return {.style = Alert::Style::warning,
@@ -39,8 +41,8 @@ struct HelperAlertsTests : ::testing::Test {
         return path;
     }
 
-    /// What was chosen, and what the log has to say about it.
-    std::pair<Choice, std::string> show(HelperAlerts& alerts, Alert alert) {
+    /// The answer, and what the log has to say about it.
+    std::pair<AlertAnswer, std::string> show(HelperAlerts& alerts, Alert alert) {
         ::testing::internal::CaptureStderr();
         const auto chosen = testing::runTask(loop, alerts.show(std::move(alert)));
         std::string log = ::testing::internal::GetCapturedStderr();
@@ -59,7 +61,7 @@ TEST_F(HelperAlertsTests, SendsTheRequestAndTheActivationToken) {
     Alert alert = quit();
     using namespace std::string_literals;
     alert.text = "a\0button=Trap\0b = <c>"s;
-    EXPECT_EQ(show(alerts, alert).first, 1);
+    EXPECT_EQ(show(alerts, alert).first, AlertAnswer{Chosen{1}});
     std::string request = testing::text(*Files::read(folder / "request"));
     std::ranges::replace(request, '\0', '\n');
     EXPECT_EQ(request, "build=12\nasker=" + std::to_string(::getpid()) +
@@ -70,7 +72,7 @@ TEST_F(HelperAlertsTests, SendsTheRequestAndTheActivationToken) {
     EXPECT_EQ(first.find("DESKTOP_STARTUP_ID"), std::string::npos);
 
     ::setenv("XDG_ACTIVATION_TOKEN", "stale", 1);
-    EXPECT_EQ(show(alerts, quit()).first, 1);
+    EXPECT_EQ(show(alerts, quit()).first, AlertAnswer{Chosen{1}});
     const std::string second = testing::text(*Files::read(folder / "environment"));
     EXPECT_EQ(second.find("XDG_ACTIVATION_TOKEN"), std::string::npos);
 
@@ -88,11 +90,11 @@ TEST_F(HelperAlertsTests, SendsTheRequestAndTheActivationToken) {
 TEST_F(HelperAlertsTests, RejectsInvalidAnswersAndLogsWhyNothingWasShown) {
     struct Case {
         std::string_view script, build, display, log;  ///< no script: the real helper
-        Choice choice{};
+        AlertAnswer answer = NotShown{};
     };
     const Case table[] = {
-        {"echo chosen 0", "1", "", "", 0},
-        {"echo dismissed", "1", "", ""},
+        {"echo chosen 0", "1", "", "", Chosen{0}},
+        {"echo dismissed", "1", "", "", Dismissed{}},
         {"echo chosen 2", "1", "", "makes no sense"},
         {"echo chosen -1", "1", "", "makes no sense"},
         {"echo chosen", "1", "", "makes no sense"},
@@ -112,8 +114,8 @@ TEST_F(HelperAlertsTests, RejectsInvalidAnswersAndLogsWhyNothingWasShown) {
         row.display.empty() ? ::unsetenv("DISPLAY") : ::setenv("DISPLAY", row.display.data(), 1);
         const std::string helper = row.script.empty() ? LARKMOOR_ALERT_HELPER : helperScript(std::string{row.script});
         HelperAlerts alerts{runner, {.helper = helper, .build = std::string{row.build}}};
-        const auto [choice, log] = show(alerts, quit());
-        EXPECT_EQ(choice, row.choice);
+        const auto [answer, log] = show(alerts, quit());
+        EXPECT_EQ(answer.index(), row.answer.index());
         EXPECT_EQ(log.empty(), row.log.empty()) << log;
         if (row.log.empty()) continue;
         EXPECT_THAT(log, ::testing::StartsWith(notShown));
@@ -134,8 +136,8 @@ TEST_F(HelperAlertsTests, ShowsOneAtATime) {
          .build = "1"}};
     std::vector<int> ended;
     for (const int number : {1, 2, 3}) {
-        boost::asio::co_spawn(loop, alerts.show(quit()), [&ended, number](std::exception_ptr, Choice choice) {
-            EXPECT_EQ(choice, 0);
+        boost::asio::co_spawn(loop, alerts.show(quit()), [&ended, number](std::exception_ptr, AlertAnswer answer) {
+            EXPECT_EQ(answer, AlertAnswer{Chosen{0}});
             ended.push_back(number);
         });
     }

@@ -56,28 +56,28 @@ Bytes requestFor(const Alert& alert, std::string_view build) {
     return request;
 }
 
-/// The button's index; nothing for an alert that was closed. The error is for the log.
-std::expected<std::optional<int>, std::string> answerOf(const ProcessResult& result, std::size_t buttons) {
+/// The error says why the alert was not shown, for the log.
+std::expected<AlertAnswer, std::string> answerOf(const ProcessResult& result, std::size_t buttons) {
     if (result.status() != AlertProtocol::answered) {
         const std::string_view words = trimmed(asText(result.errors));
         return std::unexpected(result.description() + (words.empty() ? "" : "; ") + std::string{words});
     }
     std::string_view answer = trimmed(asText(result.output));
-    if (answer == AlertProtocol::dismissed) return std::nullopt;
+    if (answer == AlertProtocol::dismissed) return AlertAnswers::Dismissed{};
     std::size_t index = buttons;
     if (answer.starts_with(AlertProtocol::chosen)) {
         answer.remove_prefix(AlertProtocol::chosen.size());
         std::from_chars(answer.data(), answer.data() + answer.size(), index);
     }
     if (index >= buttons) return std::unexpected(std::string{"the helper's answer makes no sense"});
-    return static_cast<int>(index);
+    return AlertAnswers::Chosen{static_cast<int>(index)};
 }
 
 }  // namespace
 
 HelperAlerts::HelperAlerts(ProcessRunner& runner, Options options) : runner_(runner), options_(std::move(options)) {}
 
-Task<std::optional<int>> HelperAlerts::show(Alert alert) {
+Task<AlertAnswer> HelperAlerts::show(Alert alert) {
     // Taken before the wait: the token belongs to the click that asked for this alert.
     const std::string token = options_.activationToken ? options_.activationToken() : std::string{};
     if (std::exchange(isShowing_, true)) {
@@ -102,7 +102,7 @@ Task<std::optional<int>> HelperAlerts::show(Alert alert) {
     const auto answer = answerOf(result, alert.buttons.size());
     if (answer) co_return *answer;
     platformLog(fmt::format("[larkmoor-menu] the alert \"{}\" was not shown: {}", alert.message, answer.error()));
-    co_return std::nullopt;
+    co_return AlertAnswers::NotShown{};
 }
 
 }  // namespace larkmoor

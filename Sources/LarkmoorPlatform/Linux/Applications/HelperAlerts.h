@@ -25,7 +25,7 @@ class HelperAlerts final : public Alerts {
     /// `runner` outlives it.
     HelperAlerts(ProcessRunner& runner, Options options);
 
-    Task<std::optional<int>> show(Alert alert) override;
+    Task<AlertAnswer> show(Alert alert) override;
 
   private:
     ProcessRunner& runner_;
