@@ -11,19 +11,11 @@ namespace {
 using testing::text;
 
 TEST(Base64, IsTheStandardAlphabetWithPadding) {
-    struct Case {
-        std::string_view plain, coded;
-    };
-    const Case table[] = {{"", ""},
-                          {"f", "Zg=="},
-                          {"fo", "Zm8="},
-                          {"foo", "Zm9v"},
-                          {"foob", "Zm9vYg=="},
-                          {"foobar", "Zm9vYmFy"},
-                          {"\xfb\xff", "+/8="}};
-    for (const Case& row : table) {
-        EXPECT_EQ(Base64::encode(asBytes(row.plain)), row.coded);
-        EXPECT_EQ(Base64::decode(row.coded), copyBytes(row.plain));
+    const std::pair<std::string_view, std::string_view> table[] = {
+        {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"foob", "Zm9vYg=="}, {"\xfb\xff", "+/8="}};
+    for (const auto& [plain, coded] : table) {
+        EXPECT_EQ(Base64::encode(asBytes(plain)), coded);
+        EXPECT_EQ(Base64::decode(coded), copyBytes(plain));
     }
     for (const std::string_view bad :
          {"Zg", "Zg=", "Zg===", "=Zg=", "Zh==", "Zm9=", "Zm 8=", "Zg==Zg==", "Zm8_", "===="}) {
@@ -161,13 +153,9 @@ TEST(JSON, StrictAndLenientReading) {
         {R"({"made":["box"],"later":[{"x":1,"y":2,"x":3}]})", box, {}},
         {R"({"made":["box"],"later":{"made":{"made":{}}}})", box, box},
         {R"({"made":["box","boxes"]})", {}, {}},
-        {R"({"made":["box",null]})", {}, {}},
         {R"({"made":"box"})", {}, {}},
         {R"({"made":null})", {}, {}},
         {R"({"made":["box"],"owners":[1]})", {}, {}},
-        {R"({"made":["box"],"version":2})", {}, {}},
-        {R"({"owners":[]})", {}, {}},
-        {R"([])", {}, {}},
         {R"({"made":["box"]}})", {}, {}},
     };
     for (const Case& row : table) {
@@ -182,37 +170,21 @@ TEST(JSON, StrictAndLenientReading) {
               (CodingFailure{.path = {}, .reason = "a name stands twice: x"}));
 }
 
-LARKMOOR_RECORD(Step, (std::string, id), (bool, isDone), (std::optional<Int>, bytes))
-LARKMOOR_RECORD(Progress, (std::int32_t, pid), (double, writtenAt), (std::vector<Step>, steps),
-                (std::optional<Step>, last))
+LARKMOOR_RECORD(Writer, (std::int32_t, pid))
 
-TEST(JSON, NumbersOfEveryWidthSurviveARoundTrip) {
-    const Progress full{.pid = INT32_MIN,
-                        .writtenAt = 1732205100.25,
-                        .steps = {{"model", false, INT64_MAX}, {"vad", true, {}}},
-                        .last = Step{"asr", true, INT64_MIN}};
-    const std::string_view document =
-        R"({"pid":-2147483648,"writtenAt":1732205100.25,"steps":[{"id":"model","isDone":false,"bytes":9223372036854775807},)"
-        R"({"id":"vad","isDone":true}],"last":{"id":"asr","isDone":true,"bytes":-9223372036854775808}})";
-    EXPECT_EQ(text(Encoder::encode(full).value()), document);
-    EXPECT_EQ(Decoder::decode<Progress>(asBytes(document)), full);
-
-    struct Case {
-        std::string_view pid;
-        std::optional<std::int32_t> value;
-    };
-    const Case table[] = {{"2147483647", INT32_MAX},
-                          {"2147483648", {}},
-                          {"-2147483649", {}},
-                          {"7e2", 700},
-                          {"7.5", {}},
-                          {"true", {}},
-                          {"\"7\"", {}},
-                          {"null", {}}};
-    for (const Case& row : table) {
-        const auto read =
-            Decoder::decode<Progress>(asBytes(fmt::format(R"({{"pid":{},"writtenAt":0,"steps":[]}})", row.pid)));
-        EXPECT_EQ(read ? std::optional{read->pid} : std::nullopt, row.value) << row.pid;
+TEST(JSON, ANumberFitsItsWidthOrIsRefused) {
+    const std::pair<std::string_view, std::optional<std::int32_t>> table[] = {{"2147483647", INT32_MAX},
+                                                                              {"2147483648", {}},
+                                                                              {"-2147483648", INT32_MIN},
+                                                                              {"-2147483649", {}},
+                                                                              {"7e2", 700},
+                                                                              {"7.5", {}},
+                                                                              {"true", {}},
+                                                                              {"\"7\"", {}},
+                                                                              {"null", {}}};
+    for (const auto& [pid, value] : table) {
+        const auto read = Decoder::decode<Writer>(asBytes(fmt::format(R"({{"pid":{}}})", pid)));
+        EXPECT_EQ(read ? std::optional{read->pid} : std::nullopt, value) << pid;
         if (!read) EXPECT_TRUE(read.error().description().starts_with("pid: expected a whole number"));
     }
 }

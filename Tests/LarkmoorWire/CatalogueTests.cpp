@@ -4,9 +4,10 @@
 
 #include <fmt/ranges.h>
 
+#include <map>
 #include <set>
 #include <sstream>
-#include <typeinfo>
+#include <typeindex>
 
 #include "LarkmoorBase/JSON/Decoder.h"
 #include "LarkmoorBase/JSON/Encoder.h"
@@ -89,18 +90,13 @@ class Dump {
             return "[" + spelled<typename T::value_type>() + "]";
         else if constexpr (isTextMap<T>)
             return "[text: " + spelled<typename T::mapped_type>() + "]";
-        else if constexpr (std::same_as<T, std::string>)
-            return "text";
-        else if constexpr (std::same_as<T, bool>)
-            return "bool";
-        else if constexpr (std::same_as<T, Int>)
-            return "Int";
-        else if constexpr (std::same_as<T, double>)
-            return "Double";
-        else if constexpr (std::same_as<T, Duration>)
-            return "Duration";
-        else
-            return nameOf<T>();
+        static const std::map<std::type_index, std::string> plain{{typeid(std::string), "text"},
+                                                                  {typeid(bool), "bool"},
+                                                                  {typeid(Int), "Int"},
+                                                                  {typeid(double), "Double"},
+                                                                  {typeid(Duration), "Duration"}};
+        const auto found = plain.find(typeid(T));
+        return found == plain.end() ? nameOf<T>() : found->second;
     }
 };
 

@@ -31,24 +31,5 @@ TEST_F(DoorThreadsTest, FaultAndKnocksAreReadFromElsewhere) {
     EXPECT_EQ(client->knockCount(), 19) << "none at the first contact";
 }
 
-TEST(OneShot, HasOneWinner) {
-    for (int round = 0; round < 50; ++round) {
-        OneShot shot;
-        DoorHistory history;
-        std::atomic<int> winners = 0;
-        std::vector<std::thread> runners;
-        for (int runner = 0; runner < 3; ++runner) {
-            runners.emplace_back([&] {
-                if (!shot.take()) return;
-                ++winners;
-                history.markConnected();
-            });
-        }
-        for (std::thread& runner : runners) runner.join();
-        EXPECT_EQ(winners, 1);
-        EXPECT_TRUE(history.connected());
-    }
-}
-
 }  // namespace
 }  // namespace larkmoor::testing

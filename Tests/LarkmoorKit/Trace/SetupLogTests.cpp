@@ -17,32 +17,22 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 TEST(SetupLog, StampsInUTCToTheSecond) {
-    struct Case {
-        milliseconds since;
-        std::string_view line;
+    const std::pair<milliseconds, std::string_view> table[] = {
+        {milliseconds{999}, "1970-01-01T00:00:00Z x\n"},
+        {milliseconds{-1}, "1969-12-31T23:59:59Z x\n"},
+        {seconds{1709210096}, "2024-02-29T12:34:56Z x\n"},
     };
-    for (const Case& row :
-         {Case{seconds{0}, "1970-01-01T00:00:00Z x\n"}, Case{milliseconds{999}, "1970-01-01T00:00:00Z x\n"},
-          Case{milliseconds{-1}, "1969-12-31T23:59:59Z x\n"}, Case{seconds{1709210096}, "2024-02-29T12:34:56Z x\n"}})
-        EXPECT_EQ(SetupLog::stamped(SetupLog::Time{row.since}, "x"), row.line);
+    for (const auto& [since, line] : table) EXPECT_EQ(SetupLog::stamped(SetupLog::Time{since}, "x"), line);
 }
 
 /// The home folder is this test's.
 class SetupLogTest : public ::testing::Test {
   protected:
     SetupLogTest() {
-        if (const char* named = std::getenv("HOME")) before_ = named;
         ::setenv("HOME", home.path().c_str(), 1);
         std::filesystem::create_directories(home.path() / "Library/Logs");
     }
-    ~SetupLogTest() override {
-        SetupLog::flush();
-        if (before_) {
-            ::setenv("HOME", before_->c_str(), 1);
-        } else {
-            ::unsetenv("HOME");
-        }
-    }
+    ~SetupLogTest() override { SetupLog::flush(); }
 
     static void say(const char* words) {
         SetupLog::line(words);
@@ -60,9 +50,6 @@ class SetupLogTest : public ::testing::Test {
 
     TemporaryFolder home;
     std::string file = home / "Library/Logs/larkmoor-journey.log";
-
-  private:
-    std::optional<std::string> before_;
 };
 
 TEST_F(SetupLogTest, LinesOfManyThreadsStayWholeInTheOrderOfTheCallsWithTheirTime) {
