@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "LarkmoorConnectors/Harnesses.h"
+#include "Support/SmallDisk.h"
 
 namespace larkmoor {
 namespace {
@@ -344,9 +345,9 @@ TEST_P(HarnessTest, WhatIsNoRegularFileOfOrdinarySizeIsNeverRead) {
 }
 
 TEST_P(HarnessTest, AFullDiskLeavesEverythingAsItWas) {
-    const char* disk = std::getenv("LARKMOOR_SMALL_DISK");
-    if (disk == nullptr) GTEST_SKIP() << "LARKMOOR_SMALL_DISK names no small disk; Scripts/lib/as-tester makes one";
-    const ConnectorHome small{disk};
+    const testing::SmallDisk disk;
+    if (disk.path() == nullptr) GTEST_SKIP() << disk.absence;
+    const ConnectorHome small{disk.path()};
     fill(small);
     const auto before = small.files();
     {
