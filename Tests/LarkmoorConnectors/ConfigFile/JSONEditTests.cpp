@@ -145,7 +145,6 @@ TEST(JSONEdit, ElementsComeAndGoAsMembersDo) {
     const Case appended[] = {
         {"empty", "{|  'a': []|}", "a", "{|  'a': [|    [|      1|    ]|  ]|}", list},
         {"one line", "{'a':[1, 2]}", "a", "{'a':[1, 2, {'x':1}]}", one},
-        {"CRLF", "{\r|\t'a': [\r|\t\t1\r|\t]\r|}", "a", "{\r|\t'a': [\r|\t\t1,\r|\t\t2\r|\t]\r|}", 2},
         {"the first on the bracket's line", "[[1,| 2|]]", "0", "[[1,| 2,| [|   1| ]|]]", list},
     };
     expectEdits(appended, [](const JSONDocument& document, const Case& row) {
@@ -198,22 +197,17 @@ TEST(JSONEdit, RefusesInWords) {
     const JSONPath inside(63, 0);
     const std::pair<JSONEdit::Result, std::string_view> table[] = {
         {set({"hooks", "PreToolUse"}), "hooks.PreToolUse is not an object"},
-        {set({"hooks", "PreToolUse", 1}), "hooks.PreToolUse.[1] is not an object"},
         {set({"hooks", "PreToolUse", -1}), "hooks.PreToolUse.[-1] is not an object"},
         {set({"hooks", "PreToolUse", 0, "a"}), "hooks.PreToolUse.[0].a is not an object"},
         {remove({"missing"}), "missing is not an object"},
-        {remove({}), "b is not in the top-level value"},
         {remove({"hooks", "PreToolUse", 0}), "b is not in hooks.PreToolUse.[0]"},
         {append({}), "the top-level value is not an array"},
-        {append({"hooks", "missing"}), "hooks.missing is not an array"},
         {cut({"hooks"}, 0), "hooks is not an array"},
-        {cut({"hooks", "PreToolUse"}, 1), "hooks.PreToolUse has no element 1"},
         {cut({"hooks", "PreToolUse"}, -1), "hooks.PreToolUse has no element -1"},
         {JSONEdit::setMember(strict("[1]"), {}, "k", 1), "the top-level value is not an object"},
         {all({{"hooks", "n"}, {"hooks", "PreToolUse", 1}}), "hooks.PreToolUse has no element 1"},
         {all({{"hooks", "b"}}), "b is not in hooks"},
         {all({{"hooks", 0}}), "hooks is not an array"},
-        {all({{"hooks", "PreToolUse", "a"}}), "hooks.PreToolUse is not an object"},
         // What does not scan after the edit.
         {JSONEdit::setMember(strict(deep), inside, "k", JSONLiteral::array({})),
          "the document nests deeper than 64 levels (at byte 68)"},

@@ -32,8 +32,8 @@ class TOMLGuarantees {
                 index + 1 < document_.tables.size() ? document_.tables[index + 1].headerStart : size_;
             if (table.bodyEnd != next) return "a table does not end where the next one begins";
             if (table.headerStart > table.bodyStart || table.bodyStart > table.bodyEnd) return "a table runs backwards";
-            if (index > 0 && (byteAt(table.headerStart) != '[' || table.name.empty())) return "a table has no header";
-            if (index > 0 && !endsALine(table.bodyStart)) return "a header's line goes on";
+            const bool hasHeader = index == 0 || (byteAt(table.headerStart) == '[' && endsALine(table.bodyStart));
+            if (!hasHeader || (index > 0 && table.name.empty())) return "a table has no header's line";
             for (std::size_t left = document_.entries(table).size(); left > 0; --left) {
                 if (document_.tableOfEntry[entries++] != index) return "an entry is another table's";
             }
