@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "LarkmoorConnectors/Harnesses.h"
+#include "Support/SmallDisk.h"
 
 namespace larkmoor {
 namespace {

@@ -30,9 +30,8 @@ TEST(Backup, IsNamedByTheLocalTimeAndTakesNoNameThatIsTaken) {
     folder.write("a", "bytes");
     folder.makeFolder("a.larkmoor-backup-" MOMENT "-02");
     folder.link("a.larkmoor-backup-" MOMENT "-03", "nowhere");
-    std::vector<std::pair<const char*, std::string>> table{
-        {"UTC", "20240131-235959"}, {"EST5", "20240131-185959"}, {"XXX-5:30", "20240201-052959"}};
-    for (int counter = 4; counter <= 12; ++counter) table.emplace_back("UTC", fmt::format(MOMENT "-{:02}", counter));
+    const std::pair<const char*, std::string> table[] = {
+        {"UTC", MOMENT}, {"EST5", "20240131-185959"}, {"XXX-5:30", "20240201-052959"}, {"UTC", MOMENT "-04"}};
     for (const auto& [zone, stamp] : table) {
         ::setenv("TZ", zone, 1);
         EXPECT_EQ(Backup::make(folder.path("a"), moment + std::chrono::milliseconds{999}),

@@ -46,13 +46,12 @@ JSONDialect dialectOf(std::string_view document) {
     return document.contains("//") || document.contains("/*") ? JSONDialect::withComments : JSONDialect::strict;
 }
 
-/// Of the place, the container's path.
+/// Of the place, the container's path and the key.
 JSONPath above(std::string_view place) {
     JSONPath path = pathOf(place);
     path.pop_back();
     return path;
 }
-
 std::string last(std::string_view place) { return unfolded(place.substr(place.rfind('/') + 1)); }
 std::int64_t lastIndex(std::string_view place) { return std::stoi(last(place)); }
 
@@ -82,13 +81,10 @@ TEST(JSONEdit, SetsAMember) {
         {"empty containers stay closed", "{\r|\t'a': 1\r|}", "a",
          "{\r|\t'a': [\r|\t\t{},\r|\t\t{\r|\t\t\t'x\\n': []\r|\t\t}\r|\t]\r|}", nested},
         {"the least number", "{'a':1}", "a", "{'a':-9223372036854775808}", INT64_MIN},
-        {"found by its decoded name", "{'\\u0061\\'\\n':1}", "a'|", "{'\\u0061\\'\\n':2}", 2},
         {"behind a line comment", "{|  'a': // why|    1 // so|}", "a", "{|  'a': // why|    2 // so|}", 2},
-        {"tabs", "{|\t'o': {|\t\t'a': 1|\t}|}", "o/a", "{|\t'o': {|\t\t'a': [|\t\t\t1|\t\t]|\t}|}", list},
     };
     expectEdits(replaced, set);
     const Case added[] = {
-        {"one line with blanks", "{ 'a': 1 }", "b", "{ 'a': 1, 'b':{'x':1} }", one},
         {"two spaces", "{|  'a': 1|}|", "b", "{|  'a': 1,|  'b': {|    'x': 1|  }|}|", one},
         {"the first on the brace's line", "{ 'a': 1,|      'b': 2}", "c",
          "{ 'a': 1,|      'b': 2,|      'c': {|        'x': 1|      }}", one},
@@ -105,14 +101,12 @@ TEST(JSONEdit, SetsAMember) {
     };
     expectEdits(added, set);
     const Case filled[] = {
-        {"a file on one line", "{ \t }", "a", "{'a':{'x':1}}", one},
         {"a line feed at the end", "{}|", "a", "{|  'a': {|    'x': 1|  }|}|", one},
         {"a carriage return alone", "{\r}", "a", "{'a':1}", 1},
         {"CRLF elsewhere", "{}\r|", "a", "{\r|  'a': 1\r|}\r|", 1},
         {"in an element of one line", "{|\t'o': [ {}, {} ]|}", "o/1/a", "{|\t'o': [ {}, {|\t\t'a': 1|\t} ]|}", 1},
         {"a comment inside", "[|  {/* c */ }|]", "0/a", "[|  {/* c */ 'a':{'x':1}}|]", one},
         {"a line comment", "{ // c  |}", "a", "{ // c  |  'a': {|    'x': 1|  }|}", one},
-        {"two of them", "{|  // one||  /* two */||}", "a", "{|  // one||  /* two */|  'a': 1|}", 1},
         {"deeper, CRLF", "{\r|\t'o': {\r|\t\t// c\r|\t}\r|}", "o/a", "{\r|\t'o': {\r|\t\t// c\r|\t\t'a': 1\r|\t}\r|}",
          1},
         {"a line feed in a comment", "{/*|*/}", "a", "{/*|*/|  'a': 1|}", 1},
@@ -125,9 +119,6 @@ TEST(JSONEdit, TakesAMemberOutWithOneCommaAndNoComment) {
         return JSONEdit::removeMember(document, above(row.place), last(row.place));
     };
     const Case table[] = {
-        {"the middle", "{|  'a': 1,||  'b': 2,||  'c': 3|}", "b", "{|  'a': 1,||  'c': 3|}"},
-        {"the first", "{|  'a': 1,|  'b': 2|}|", "a", "{|  'b': 2|}|"},
-        {"the only one", "{|  'a': {|    'b': 1|  }|}|", "a/b", "{|  'a': {}|}|"},
         {"the only one, comments elsewhere", "// top|{ 'a': 1 } // end", "a", "// top|{} // end"},
         {"notes on both", "{|  'a': 1, // on a|  'b': 2 // on b|}", "b", "{|  'a': 1 // on a| // on b|}"},
         {"two comments above it", "{|  'a': 1,|  // one  |  // two|  'b': 2|}", "b",
@@ -145,7 +136,6 @@ TEST(JSONEdit, TakesAMemberOutWithOneCommaAndNoComment) {
         {"the only one, a line before, CRLF", "{\r|  // c\r|  'a': 1\r|}", "a", "{\r|  // c\r|}"},
         {"the only one, a line behind", "{|  'a': 1 // c|}", "a", "{ // c|}"},
         {"the only one, a line inside", "{|  'a': { // c|  }|}", "a", "{ // c|}"},
-        {"the only one, the brace on its line", "{ // c|  'a': /* d */ 1}", "a", "{ // c| /* d */}"},
         {"a comment's blanks are its own", "{ // c  |  'a': 1|}", "a", "{ // c  |}"},
     };
     expectEdits(table, remove);
@@ -155,7 +145,6 @@ TEST(JSONEdit, ElementsComeAndGoAsMembersDo) {
     const Case appended[] = {
         {"empty", "{|  'a': []|}", "a", "{|  'a': [|    [|      1|    ]|  ]|}", list},
         {"one line", "{'a':[1, 2]}", "a", "{'a':[1, 2, {'x':1}]}", one},
-        {"CRLF", "{\r|\t'a': [\r|\t\t1\r|\t]\r|}", "a", "{\r|\t'a': [\r|\t\t1,\r|\t\t2\r|\t]\r|}", 2},
         {"the first on the bracket's line", "[[1,| 2|]]", "0", "[[1,| 2,| [|   1| ]|]]", list},
     };
     expectEdits(appended, [](const JSONDocument& document, const Case& row) {
@@ -208,22 +197,17 @@ TEST(JSONEdit, RefusesInWords) {
     const JSONPath inside(63, 0);
     const std::pair<JSONEdit::Result, std::string_view> table[] = {
         {set({"hooks", "PreToolUse"}), "hooks.PreToolUse is not an object"},
-        {set({"hooks", "PreToolUse", 1}), "hooks.PreToolUse.[1] is not an object"},
         {set({"hooks", "PreToolUse", -1}), "hooks.PreToolUse.[-1] is not an object"},
         {set({"hooks", "PreToolUse", 0, "a"}), "hooks.PreToolUse.[0].a is not an object"},
         {remove({"missing"}), "missing is not an object"},
-        {remove({}), "b is not in the top-level value"},
         {remove({"hooks", "PreToolUse", 0}), "b is not in hooks.PreToolUse.[0]"},
         {append({}), "the top-level value is not an array"},
-        {append({"hooks", "missing"}), "hooks.missing is not an array"},
         {cut({"hooks"}, 0), "hooks is not an array"},
-        {cut({"hooks", "PreToolUse"}, 1), "hooks.PreToolUse has no element 1"},
         {cut({"hooks", "PreToolUse"}, -1), "hooks.PreToolUse has no element -1"},
         {JSONEdit::setMember(strict("[1]"), {}, "k", 1), "the top-level value is not an object"},
         {all({{"hooks", "n"}, {"hooks", "PreToolUse", 1}}), "hooks.PreToolUse has no element 1"},
         {all({{"hooks", "b"}}), "b is not in hooks"},
         {all({{"hooks", 0}}), "hooks is not an array"},
-        {all({{"hooks", "PreToolUse", "a"}}), "hooks.PreToolUse is not an object"},
         // What does not scan after the edit.
         {JSONEdit::setMember(strict(deep), inside, "k", JSONLiteral::array({})),
          "the document nests deeper than 64 levels (at byte 68)"},

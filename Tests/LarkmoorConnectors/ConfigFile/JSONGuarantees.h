@@ -31,9 +31,6 @@ class Tiling {
     }
 
     Broken broken() {
-        for (const ByteRange comment : document_.comments()) {
-            if (!isComment(comment)) return "this is no comment at byte " + std::to_string(comment.start);
-        }
         const JSONNode& root = document_.root();
         if (rebuilt(root) != compact({0, std::ssize(plain_)})) say(root.start, "the tree is not all");
         return broken_;
@@ -42,14 +39,6 @@ class Tiling {
   private:
     void say(std::int64_t at, const std::string& what) {
         if (!broken_) broken_ = what + " at byte " + std::to_string(at);
-    }
-
-    bool isComment(ByteRange range) const {
-        const std::string_view text = textOf(range, bytes_);
-        const std::string_view behind = asText(bytes_).substr(static_cast<std::size_t>(range.end));
-        const bool lineEnds = behind.empty() || behind.starts_with('\n') || behind.starts_with("\r\n");
-        if (text.starts_with("//")) return lineEnds && !text.contains('\n');
-        return text.size() >= 4 && text.starts_with("/*") && text.find("*/", 2) == text.size() - 2;
     }
 
     /// The range of the quoted text that begins there, without a look at its escapes.
@@ -120,8 +109,12 @@ class EditGuarantees {
     /// number `first` on. `name` is that of a member to add.
     Broken ofEveryPlace(std::string_view name, const JSONLiteral& literal, std::size_t most,
                         std::size_t first = 0) const {
-        std::vector<JSONPath> places;
+        std::vector<JSONPath> places(1);  // the root
         collect({}, places);
+        std::erase_if(places, [&](const JSONPath& path) {
+            const JSONNode& node = *document_.root().node(path);
+            return !node.isObject() && !(node.isArray() && document_.dialect() == JSONDialect::strict);
+        });
         for (std::size_t asked = 0; asked < places.size(); asked += strideOver(places.size(), most)) {
             if (auto broken = ofPlace(places[(first + asked) % places.size()], name, literal, most)) return broken;
         }
@@ -132,7 +125,7 @@ class EditGuarantees {
     /// the bytes of removing one after the other in the order of the file.
     Broken ofRemovingAll(const std::function<bool()>& chosen) const {
         std::vector<JSONPath> all, items;
-        collectItems({}, all);
+        collect({}, all);
         std::ranges::copy_if(all, std::back_inserter(items), [&](const JSONPath&) { return chosen(); });
         std::vector<JSONPath> given{items.rbegin(), items.rend()};
         given.insert(given.end(), items.begin(), items.end());
@@ -165,21 +158,8 @@ class EditGuarantees {
         return container.isObject() ? JSONStep{container.members()[place].key} : JSONStep{place};
     }
 
-    /// The paths of all objects and arrays that can be edited.
-    void collect(const JSONPath& path, std::vector<JSONPath>& into) const {
-        const JSONNode& node = *document_.root().node(path);
-        if (node.isObject() || (node.isArray() && document_.dialect() == JSONDialect::strict)) into.push_back(path);
-        for (std::size_t place = 0; place < children(node).size(); ++place) {
-            const JSONStep step = stepTo(place, node);
-            if (placeOf(step, node) != place) continue;
-            JSONPath longer = path;
-            longer.push_back(step);
-            collect(longer, into);
-        }
-    }
-
     /// The paths of all members and elements that a path leads to, in the order of the file.
-    void collectItems(const JSONPath& path, std::vector<JSONPath>& into) const {
+    void collect(const JSONPath& path, std::vector<JSONPath>& into) const {
         const JSONNode& node = *document_.root().node(path);
         for (std::size_t place = 0; place < children(node).size(); ++place) {
             const JSONStep step = stepTo(place, node);
@@ -187,33 +167,26 @@ class EditGuarantees {
             JSONPath longer = path;
             longer.push_back(step);
             into.push_back(longer);
-            collectItems(longer, into);
+            collect(longer, into);
         }
     }
 
-    static bool leadsInto(const JSONPath& outer, const JSONPath& path) {
-        return outer.size() <= path.size() && std::equal(outer.begin(), outer.end(), path.begin());
-    }
-
-    /// The document after the items were removed in their order, each by its path at that time.
-    JSONDocument oneByOne(std::span<const JSONPath> items) const {
+    /// The document after the items, which are in the order of the file, were removed one after the other.
+    JSONDocument oneByOne(std::vector<JSONPath> items) const {
         JSONDocument document = document_;
-        std::vector<JSONPath> gone;
-        for (const JSONPath& item : items) {
-            if (std::ranges::any_of(gone, [&](const JSONPath& outer) { return leadsInto(outer, item); })) continue;
-            JSONPath path;
-            for (std::size_t length = 0; length < item.size(); ++length) {
-                const auto* index = item[length].as<JSONStep::Index>();
-                const JSONPath above{item.begin(), item.begin() + static_cast<std::ptrdiff_t>(length)};
-                const auto moved = std::ranges::count_if(gone, [&](const JSONPath& earlier) {
-                    return index != nullptr && earlier.size() == length + 1 && leadsInto(above, earlier);
-                });
-                path.push_back(index == nullptr ? item[length] : JSONStep{index->value - moved});
+        while (!items.empty()) {
+            JSONPath above = items.front();
+            const JSONStep step = above.back();
+            above.pop_back();
+            document = removed(document, above, step).value();
+            const auto isBelow = [&](const JSONPath& path) {
+                return path.size() > above.size() && std::equal(above.begin(), above.end(), path.begin());
+            };
+            std::erase_if(items, [&](const JSONPath& path) { return isBelow(path) && path[above.size()] == step; });
+            for (JSONPath& path : items) {
+                const auto* index = isBelow(path) ? path[above.size()].as<JSONStep::Index>() : nullptr;
+                if (index != nullptr) path[above.size()] = JSONStep{index->value - 1};
             }
-            const JSONStep step = path.back();
-            path.pop_back();
-            document = removed(document, path, step).value();
-            gone.push_back(item);
         }
         return document;
     }
@@ -247,7 +220,12 @@ class EditGuarantees {
         const JSONNode& container = *document_.root().node(path);
         const JSONNode* old = container.node({step});
         const auto result = set(path, step, literal);
-        if (!result) return refusedOnlyForDepth(result.error(), path, literal);
+        if (!result) {
+            // Rightly only for a literal that would lie too deep, and ours has few levels.
+            const bool isDeep = path.size() + 4 > std::size_t{JSONText::depthLimit};
+            if (isDeep && result.error().description().starts_with("the document nests deeper")) return std::nullopt;
+            return "refused: " + result.error().description();
+        }
         const ByteRange range = old == nullptr ? rangeOfAdding(container) : old->range();
         const std::size_t place = placeOf(step, container);
         if (auto broken = ofTheRest(*result, path, range, place, old == nullptr ? ByteRange{} : range)) return broken;
@@ -308,23 +286,6 @@ class EditGuarantees {
             if (text.starts_with("//")) text = text.substr(0, text.find_last_not_of(" \t\r") + 1);
         }
         return result;
-    }
-
-    /// How many objects and arrays lie within each other.
-    static std::size_t levels(const JSONNode& node) {
-        std::size_t below = 0;
-        for (const JSONMember& member : node.members()) below = std::max(below, levels(member.value));
-        for (const JSONNode& element : node.elements()) below = std::max(below, levels(element));
-        return below + (node.isObject() || node.isArray() ? 1 : 0);
-    }
-
-    /// The one edit of a document that scans which is refused: its literal would lie too deep.
-    static Broken refusedOnlyForDepth(const JSONEditFailure& failure, const JSONPath& path,
-                                      const JSONLiteral& literal) {
-        const auto scan = JSONText::scanWithTrivia(asBytes(literal.render("", "", {})), JSONDialect::strict);
-        const bool tooDeep = scan && path.size() + 1 + levels(scan->root) > std::size_t{JSONText::depthLimit};
-        if (tooDeep && failure.description().starts_with("the document nests deeper than 64 levels")) return {};
-        return "refused: " + failure.description();
     }
 
     /// The end of the last comment between the two places, or the first of them.

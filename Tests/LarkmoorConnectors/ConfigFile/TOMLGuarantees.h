@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "LarkmoorConnectors/ConfigFile/Broken.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLEdit.h"
@@ -31,8 +32,8 @@ class TOMLGuarantees {
                 index + 1 < document_.tables.size() ? document_.tables[index + 1].headerStart : size_;
             if (table.bodyEnd != next) return "a table does not end where the next one begins";
             if (table.headerStart > table.bodyStart || table.bodyStart > table.bodyEnd) return "a table runs backwards";
-            if (index > 0 && (byteAt(table.headerStart) != '[' || table.name.empty())) return "a table has no header";
-            if (index > 0 && !endsALine(table.bodyStart)) return "a header's line goes on";
+            const bool hasHeader = index == 0 || (byteAt(table.headerStart) == '[' && endsALine(table.bodyStart));
+            if (!hasHeader || (index > 0 && table.name.empty())) return "a table has no header's line";
             for (std::size_t left = document_.entries(table).size(); left > 0; --left) {
                 if (document_.tableOfEntry[entries++] != index) return "an entry is another table's";
             }
@@ -52,22 +53,41 @@ class TOMLGuarantees {
         for (std::size_t index = 0; index < tables.size(); index += strideOver(tables.size(), most)) {
             if (auto broken = ofTable(tables[index], most)) return broken;
         }
-        const std::size_t entries = document_.allEntries.size();
-        for (std::size_t index = 0; index < entries; index += strideOver(entries, most)) {
-            if (auto broken = ofRemovingKey(document_.allEntries[index])) return broken;
-        }
         return std::nullopt;
     }
 
   private:
-    using Rescan = std::expected<TOMLDocument, std::string>;
+    using Said = std::vector<std::string>;
 
-    /// The scan of a result in which the range alone changed; otherwise what is broken.
-    Rescan rescanned(ByteRange range, BytesView result) const {
-        if (auto broken = changedOutside(range, bytes_, result)) return std::unexpected{*broken};
-        auto now = TOMLText::scan(result);
-        if (!now) return std::unexpected{"the result does not scan: " + now.error().description()};
-        return std::move(*now);
+    static std::string said(const TOMLEntry& entry) {
+        return TOMLText::joined(entry.key) + " = " + std::string{entry.raw};
+    }
+    static Said saidIn(const TOMLDocument& document, const TOMLTable& table) {
+        Said all;
+        for (const TOMLEntry& entry : document.entries(table)) all.push_back(said(entry));
+        return all;
+    }
+
+    /// All headers and entries in their order; of the table `changed` those of `now`, or without them no header either.
+    static Said said(const TOMLDocument& document, const TOMLTable* changed = nullptr,
+                     const std::optional<Said>& now = {}) {
+        Said all;
+        for (const TOMLTable& table : document.tables) {
+            const bool isChanged = &table == changed;
+            if (!isChanged || now || table.name.empty())
+                all.push_back((table.isArrayElement ? "[[" : "[") + TOMLText::joined(table.name) + "]");
+            const Said entries = isChanged ? now.value_or(Said{}) : saidIn(document, table);
+            all.insert(all.end(), entries.begin(), entries.end());
+        }
+        return all;
+    }
+
+    /// In the result the range alone changed, and this is what it says.
+    Broken ofResult(BytesView result, ByteRange range, const Said& want) const {
+        if (auto broken = changedOutside(range, bytes_, result)) return broken;
+        const auto now = TOMLText::scan(result);
+        if (!now) return "the result does not scan: " + now.error().description();
+        return said(*now) == want ? Broken{} : "the result says something else";
     }
 
     Broken ofTable(const TOMLTable& table, std::size_t most) const {
@@ -75,6 +95,7 @@ class TOMLGuarantees {
         if (auto broken = ofSettingKey(table, "a b", "[1, # x\n2]")) return broken;
         const auto entries = document_.entries(table);
         for (std::size_t index = 0; index < entries.size(); index += strideOver(entries.size(), most)) {
+            if (auto broken = ofRemovingKey(table, index)) return broken;
             if (entries[index].key.size() > 1) continue;
             if (auto broken = ofSettingKey(table, entries[index].key.front(), "'x'")) return broken;
         }
@@ -87,17 +108,21 @@ class TOMLGuarantees {
         const ByteRange body = table == nullptr ? ByteRange{size_, size_} : ByteRange{table->bodyStart, ownEnd(*table)};
         const auto result = TOMLEdit::setTable(bytes_, name, lines);
         if (!result) return onlyForCarriageReturn(body.start, result.error());
-        const auto now = rescanned(body, result->bytes);
-        if (!now) return now.error();
         if (result->created != (table == nullptr)) return "it is not said whether the table was made";
-        if (now->tables.size() != document_.tables.size() + (result->created ? 1 : 0)) return "another table changed";
-        const TOMLTable* set = now->table(name);
-        if (set == nullptr) return "the table is not there";
-        const bool holds = std::ranges::equal(now->entries(*set), lines, [](const TOMLEntry& entry, const auto& line) {
-            return TOMLText::joined(entry.key) == line.key && entry.raw == line.value;
-        });
-        if (!holds) return "the table holds other lines";
-        return result->created ? ofTakingOut(*result, name) : std::nullopt;
+        Said entries;
+        for (const TOMLEdit::Line& line : lines) entries.push_back(line.key + " = " + line.value);
+        Said want = said(document_, table, entries);
+        if (table == nullptr) {
+            want.push_back("[" + TOMLText::joined(name) + "]");
+            want.insert(want.end(), entries.begin(), entries.end());
+        }
+        if (auto broken = ofResult(result->bytes, body, want)) return broken;
+        if (!result->created) return std::nullopt;
+        if (result->appendedTrailingNewline == (file_.empty() || file_.ends_with('\n')))
+            return "the line feed is not told of";
+        const auto back = TOMLEdit::removeTable(result->bytes, name);
+        if (!back) return "what was made cannot be removed: " + back.error().description();
+        return comesBack(*back, result->appendedTrailingNewline, size_);
     }
 
     Broken ofSettingKey(const TOMLTable& in, const std::string& key, const std::string& value) const {
@@ -107,47 +132,44 @@ class TOMLGuarantees {
         const ByteRange range = isNew ? ByteRange{ownEnd(in), ownEnd(in)} : ByteRange{old->keyStart, old->valueEnd};
         const auto result = TOMLEdit::setKey(bytes_, in, entries, key, value);
         if (!result) return onlyForCarriageReturn(range.start, result.error());
-        const auto now = rescanned(range, result->bytes);
-        if (!now) return now.error();
-        if (now->tables.size() != document_.tables.size()) return "another table changed";
-        const auto entriesNow = now->entries(now->tables[static_cast<std::size_t>(&in - document_.tables.data())]);
-        if (entriesNow.size() != entries.size() + (isNew ? 1 : 0)) return "another entry changed";
-        const auto set = std::ranges::find(entriesNow, TOMLName{key}, &TOMLEntry::key);
-        if (set == entriesNow.end() || set->raw != value) return "the key reads as another value";
-        if (now->allEntries.size() - entriesNow.size() != document_.allEntries.size() - entries.size()) {
-            return "another table's entries changed";
-        }
-        return isNew ? ofTakingOut(*result, *set, range.start) : std::nullopt;
+        Said now = saidIn(document_, in);
+        const auto place = static_cast<std::size_t>(old - entries.begin());
+        if (isNew) now.emplace_back();
+        now[place] = TOMLText::joined(TOMLName{key}) + " = " + value;
+        if (auto broken = ofResult(result->bytes, range, said(document_, &in, now))) return broken;
+        if (!isNew) return std::nullopt;
+        const auto with = TOMLText::scan(result->bytes);
+        const TOMLTable& table = with->tables[static_cast<std::size_t>(&in - document_.tables.data())];
+        return comesBack(TOMLEdit::removeKey(result->bytes, with->entries(table).back()),
+                         result->appendedTrailingNewline, range.start);
     }
 
-    Broken ofRemovingKey(const TOMLEntry& entry) const {
+    Broken ofRemovingKey(const TOMLTable& in, std::size_t index) const {
+        const TOMLEntry& entry = document_.entries(in)[index];
         const Bytes result = TOMLEdit::removeKey(bytes_, entry);
         std::int64_t start = entry.keyStart;
         while (start > 0 && (byteAt(start - 1) == ' ' || byteAt(start - 1) == '\t')) --start;
         if (std::ssize(result) != size_ - (entry.lineEnd - start)) return "not the line alone went";
-        const auto now = rescanned({start, entry.lineEnd}, result);
-        if (!now) return now.error();
-        if (now->tables.size() != document_.tables.size()) return "a table changed";
-        if (now->allEntries.size() + 1 != document_.allEntries.size()) return "another entry changed";
-        return std::nullopt;
+        Said left = saidIn(document_, in);
+        left.erase(left.begin() + static_cast<std::ptrdiff_t>(index));
+        return ofResult(result, {start, entry.lineEnd}, said(document_, &in, left));
     }
 
     Broken ofRemovingTable(const TOMLTable& table) const {
         const auto result = TOMLEdit::removeTable(bytes_, table.name);
         if (!result) return "refused: " + result.error().description();
-        const std::int64_t start = TOMLEdit::startOfOneBlankLine(bytes_, table.headerStart);
+        const std::int64_t start = TOMLEdit::startOfOneBlankLine(bytes_, table.headerStart), end = ownEnd(table);
         if (between(start, table.headerStart).find_first_not_of(" \t\r\n") != std::string_view::npos) {
             return "more than a blank line went";
         }
-        const std::int64_t end = ownEnd(table);
         if (std::ssize(*result) != size_ - (end - start)) return "not the table alone went";
-        const auto now = rescanned({start, end}, *result);
-        if (!now) return now.error();
-        if (now->allEntries.size() + document_.entries(table).size() != document_.allEntries.size()) {
-            return "another table's entries changed";
-        }
-        const bool isRoot = &table == &document_.tables.front();
-        return now->tables.size() + (isRoot ? 0 : 1) == document_.tables.size() ? Broken{} : "another table changed";
+        return ofResult(*result, {start, end}, said(document_, &table));
+    }
+
+    Broken comesBack(BytesView result, bool withNewline, std::int64_t insertion) const {
+        std::string want{file_};
+        if (withNewline) want.insert(static_cast<std::size_t>(insertion), TOMLText::lineEnding(bytes_));
+        return asText(result) == want ? Broken{} : "taking out what was added does not give back the file";
     }
 
     /// The comment lines directly above the next header belong to that one.
@@ -210,26 +232,6 @@ class TOMLGuarantees {
     Broken onlyForCarriageReturn(std::int64_t insertion, const TOMLTextError& error) const {
         if (insertion == size_ && size_ > 0 && byteAt(size_ - 1) == '\r') return std::nullopt;
         return "refused: " + error.description();
-    }
-
-    Broken ofTakingOut(const TOMLEdit::KeySet& made, const TOMLEntry& entry, std::int64_t insertion) const {
-        std::string want{file_};
-        if (made.appendedTrailingNewline) {
-            want.insert(static_cast<std::size_t>(insertion), TOMLText::lineEnding(bytes_));
-        }
-        if (asText(TOMLEdit::removeKey(made.bytes, entry)) == want) return std::nullopt;
-        return "removing the key does not give back the file";
-    }
-
-    Broken ofTakingOut(const TOMLEdit::TableSet& made, const TOMLName& name) const {
-        const auto back = TOMLEdit::removeTable(made.bytes, name);
-        if (!back) return "what was made cannot be removed: " + back.error().description();
-        std::string want{file_};
-        if (made.appendedTrailingNewline) want += TOMLText::lineEnding(bytes_);
-        if (asText(*back) != want) return "removing the table does not give back the file";
-        if (made.appendedTrailingNewline == (file_.empty() || file_.ends_with('\n')))
-            return "the line feed is not told of";
-        return std::nullopt;
     }
 
     BytesView bytes_;

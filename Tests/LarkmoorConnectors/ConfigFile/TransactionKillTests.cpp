@@ -24,14 +24,6 @@ constexpr std::string_view older[] = {"20200101-000000", "20200102-000000", "202
 constexpr const char* copyOfFirst = "first.larkmoor-backup-" MOMENT;
 constexpr const char* copyOfSecond = "second.larkmoor-backup-" MOMENT;
 
-/// The child's life: it waits to be traced, commits, and says by its status how that went.
-[[noreturn]] void commitTraced(std::span<const FileChange> changes) {
-    if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) ::_exit(2);
-    ::raise(SIGSTOP);
-    const auto result = Transaction::commit(changes, moment);
-    ::_exit(result.is<TransactionResult::Committed>() ? 0 : 1);
-}
-
 /// Waits for the child's next stop or end.
 int nextStatus(pid_t child) {
     int status = 0;
@@ -40,28 +32,30 @@ int nextStatus(pid_t child) {
     return status;
 }
 
-/// Lets the child run to the entry of its system call of that number, counted from 1, and kills it there. False if it
-/// came to its end first, with a whole commit.
-bool killAtCall(pid_t child, int number) {
-    if (!WIFSTOPPED(nextStatus(child))) {
-        ADD_FAILURE() << "this system does not let a process trace its child";
+/// Commits in a child that is killed at the entry of its system call of that number, counted from 1. False if the
+/// child came to its end first, with a whole commit.
+bool commitKilledAtCall(int number, std::span<const FileChange> changes) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) ::_exit(2);
+        ::raise(SIGSTOP);
+        ::_exit(Transaction::commit(changes, moment).is<TransactionResult::Committed>() ? 0 : 1);
+    }
+    int status = nextStatus(child);
+    EXPECT_TRUE(WIFSTOPPED(status)) << "this system does not let a process trace its child";
+    ::ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    // Each call stops the child twice, at its entry and at its end.
+    for (int stops = 0; stops < 2 * number - 1 && WIFSTOPPED(status); ++stops) {
+        ::ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
+        status = nextStatus(child);
+        EXPECT_TRUE(!WIFSTOPPED(status) || WSTOPSIG(status) == (SIGTRAP | 0x80)) << status;
+    }
+    if (!WIFSTOPPED(status)) {
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
         return false;
     }
-    ::ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    bool entering = false;
-    for (int calls = 0; calls < number;) {
-        ::ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
-        const int status = nextStatus(child);
-        if (WIFEXITED(status)) {
-            EXPECT_EQ(WEXITSTATUS(status), 0);
-            return false;
-        }
-        EXPECT_TRUE(WIFSTOPPED(status) && WSTOPSIG(status) == (SIGTRAP | 0x80)) << status;
-        entering = !entering;
-        calls += entering ? 1 : 0;
-    }
     ::kill(child, SIGKILL);
-    const int status = nextStatus(child);
+    status = nextStatus(child);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
     return true;
 }
@@ -107,10 +101,7 @@ TEST(TransactionKill, LeavesEveryFileOldOrNewAtEverySystemCall) {
         }
         const FileChange changes[] = {folder.change("first", newFirst), folder.change("second", newSecond)};
 
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) commitTraced(changes);
-        killed = killAtCall(child, number);
+        killed = commitKilledAtCall(number, changes);
         expectWhole(folder);
         ASSERT_FALSE(HasFailure()) << "killed at call " << number;
         seen.emplace(folder.read("first") == newFirst, folder.read("second") == newSecond);
