@@ -27,7 +27,7 @@ inline constexpr const char* chatFile = "Library/Application Support/Claude/clau
 #define COPIED COPY ": a copy of the file was made here first"
 #define REMAINS(kind) "an empty " kind " remains here, which Larkmoor did not create"
 
-class ConnectorHome {
+class ConnectorHome : public ConfigFolder {
   public:
     ConnectorHome() {
         for (const char* name : {"larkmoor-hook", "larkmoor-mcp"}) {
@@ -35,9 +35,6 @@ class ConnectorHome {
         }
     }
 
-    std::string path(std::string_view name = "") const {
-        return name.empty() ? home_.path() : home_.path() + "/" + std::string{name};
-    }
     std::string bundle() const { return apps_.path("Larkmoor.app"); }
     std::string hook() const { return InstalledBundle::executable(bundle(), "larkmoor-hook"); }
     std::string mcp() const { return InstalledBundle::executable(bundle(), "larkmoor-mcp"); }
@@ -50,16 +47,14 @@ class ConnectorHome {
 
     void write(std::string_view name, std::string_view text) const { writeAt(path(name), filled(text)); }
     void makeFolder(std::string_view name) const { std::filesystem::create_directories(path(name)); }
-    void setMode(std::string_view name, mode_t mode) const { home_.setMode(name, mode); }
-    mode_t mode(std::string_view name) const { return home_.mode(name); }
     std::optional<std::string> read(std::string_view name) const {
-        const auto text = home_.read(name);
+        const auto text = ConfigFolder::read(name);
         return text ? std::optional{shown(*text)} : std::nullopt;
     }
 
     /// Every file of the home by its name, copies and stray files too; a link by what it points to.
     std::map<std::string, std::string> files() const {
-        auto files = home_.files();
+        auto files = ConfigFolder::files();
         for (auto& [name, text] : files) text = shown(std::move(text));
         return files;
     }
@@ -107,7 +102,7 @@ class ConnectorHome {
         if (!Files::create(path, asBytes(text), 0644)) throw std::runtime_error("cannot make " + path);
     }
 
-    ConfigFolder home_, apps_;
+    ConfigFolder apps_;
 };
 
 }  // namespace larkmoor::testing

@@ -59,14 +59,6 @@ TEST(ConvergeTest, WhatIsNotOursToRepairIsLeftAsItIs) {
     }
 }
 
-TEST(ConvergeTest, OurOwnStaleWiringIsRepairedOnce) {
-    const ConnectorHome home;
-    home.write(settingsFile, HOOKS("{hook}"));
-    EXPECT_TRUE(told(home, launch(home)).starts_with("Claude Code changed\n"));
-    EXPECT_EQ(home.claudeCode().scan().state, ConnectorState::connected);
-    EXPECT_EQ(told(home, launch(home)), NO_CHAT);
-}
-
 // The connectors' tool as people meet it: the real program over real homes.
 
 ToolRun connect(const ConnectorHome& home, std::vector<std::string> words) {

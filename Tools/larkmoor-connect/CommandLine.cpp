@@ -18,9 +18,11 @@ std::string usage() {
 
 namespace {
 
-std::unexpected<std::string> wrong(const std::string& words) { return std::unexpected{words + "\n" + usage()}; }
+std::unexpected<std::string> wrongUsage(const std::string& message) {
+    return std::unexpected{message + "\n" + usage()};
+}
 
-/// As the files are to name it: absolute, and without a slash at its end.
+/// Absolute, and without a slash at its end, as the files are to name it.
 std::string absolute(const std::string& folder) {
     std::string path = std::filesystem::absolute(folder).lexically_normal().string();
     while (path.size() > 1 && path.ends_with('/')) path.pop_back();
@@ -29,32 +31,33 @@ std::string absolute(const std::string& folder) {
 
 }  // namespace
 
-std::expected<CommandLine, std::string> commandLine(const std::vector<std::string>& words) {
+std::expected<CommandLine, std::string> commandLine(const std::vector<std::string>& arguments) {
     CommandLine line;
-    std::vector<std::string> others;
+    std::vector<std::string> positional;
     const std::map<std::string_view, std::string*> folders{
         {"--home", &line.home}, {"--bundle", &line.bundle}, {"--applications", &line.applications}};
-    for (auto word = words.begin(); word != words.end(); ++word) {
+    for (auto word = arguments.begin(); word != arguments.end(); ++word) {
         if (const auto folder = folders.find(*word); folder != folders.end()) {
             ++word;
-            if (word == words.end() || word->empty()) return wrong(fmt::format("{} wants a folder", folder->first));
+            if (word == arguments.end() || word->empty())
+                return wrongUsage(fmt::format("{} wants a folder", folder->first));
             *folder->second = absolute(*word);
         } else if (*word == "--json") {
             line.json = true;
         } else if (word->starts_with("--")) {
-            return wrong("there is no option " + *word);
+            return wrongUsage("there is no option " + *word);
         } else {
-            others.push_back(*word);
+            positional.push_back(*word);
         }
     }
-    if (others.empty()) return wrong("there is no verb");
-    const auto verb = fromRawText<Verb>(others.front());
-    if (!verb) return wrong("there is no verb " + others.front());
+    if (positional.empty()) return wrongUsage("there is no verb");
+    const auto verb = fromRawText<Verb>(positional.front());
+    if (!verb) return wrongUsage("there is no verb " + positional.front());
     line.verb = *verb;
-    line.harnesses.assign(others.begin() + 1, others.end());
-    if (line.home.empty() || line.bundle.empty()) return wrong("--home and --bundle are needed");
-    const bool isOfAll = line.verb == Verb::converge || line.verb == Verb::retire;
-    if (isOfAll && !line.harnesses.empty()) return wrong(others.front() + " takes no harness");
+    line.harnesses.assign(positional.begin() + 1, positional.end());
+    if (line.home.empty() || line.bundle.empty()) return wrongUsage("--home and --bundle are needed");
+    const bool isForAll = line.verb == Verb::converge || line.verb == Verb::retire;
+    if (isForAll && !line.harnesses.empty()) return wrongUsage(positional.front() + " takes no harness");
     return line;
 }
 

@@ -1,4 +1,4 @@
-// What the person asked for.
+// The command line of larkmoor-connect.
 #pragma once
 
 #include <boost/describe.hpp>
@@ -19,10 +19,10 @@ struct CommandLine {
     bool json = false;
 };
 
-/// How the tool is called, without a final line feed.
+/// The usage text, without a final line feed.
 std::string usage();
 
-/// `words` are those behind the program's name. The error is for a person.
-std::expected<CommandLine, std::string> commandLine(const std::vector<std::string>& words);
+/// `arguments` are those after the program's name. The error is a message, with the usage.
+std::expected<CommandLine, std::string> commandLine(const std::vector<std::string>& arguments);
 
 }  // namespace larkmoor::connect

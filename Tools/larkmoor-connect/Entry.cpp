@@ -9,16 +9,16 @@ namespace larkmoor::connect {
 
 namespace {
 
-using Moment = std::chrono::system_clock::time_point;
+using TimePoint = std::chrono::system_clock::time_point;
 using Members = std::vector<JSONLiteral::Member>;
 
-std::string shown(Moment moment) {
-    if (moment == Moment::min()) return "never";
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(moment);
+std::string timeText(TimePoint time) {
+    if (time == TimePoint::min()) return "never";
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
     return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)));
 }
 
-std::string counted(std::size_t count, std::string_view noun) {
+std::string countText(std::size_t count, std::string_view noun) {
     return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
@@ -33,16 +33,16 @@ JSONLiteral list(const std::vector<Observation>& observations) {
     return JSONLiteral::array(std::move(all));
 }
 
-JSONLiteral fileLiteral(const ConnectorMemoryFile& file) {
+JSONLiteral fileObject(const ConnectorMemoryFile& file) {
     Members members{{"path", file.path}};
     if (file.bytes) members.push_back({"bytes", *file.bytes});
-    if (file.modified) members.push_back({"modified", shown(*file.modified)});
+    if (file.modified) members.push_back({"modified", timeText(*file.modified)});
     return JSONLiteral::object(std::move(members));
 }
 
-std::string fileWords(const ConnectorMemoryFile& file) {
-    return fmt::format("{}{}", file.bytes ? counted(static_cast<std::size_t>(*file.bytes), "byte") : "unknown size",
-                       file.modified ? ", changed " + shown(*file.modified) : "");
+std::string fileText(const ConnectorMemoryFile& file) {
+    return fmt::format("{}{}", file.bytes ? countText(static_cast<std::size_t>(*file.bytes), "byte") : "unknown size",
+                       file.modified ? ", changed " + timeText(*file.modified) : "");
 }
 
 }  // namespace
@@ -50,7 +50,7 @@ std::string fileWords(const ConnectorMemoryFile& file) {
 Entry Entry::of(const ScanReport& report) {
     const std::string state{rawText(report.state)};
     return {.id = report.identity.id,
-            .standing = state,
+            .summary = state,
             .observations = report.observations,
             .fields = {{"state", state},
                        {"observations", list(report.observations)},
@@ -60,7 +60,7 @@ Entry Entry::of(const ScanReport& report) {
 Entry Entry::of(std::string id, const ConnectorOutcome& outcome) {
     const std::string result{rawText(outcome.result)};
     return {.id = std::move(id),
-            .standing = result,
+            .summary = result,
             .observations = outcome.observations,
             .refused = outcome.result == ConnectorOutcome::Result::refused,
             .fields = {
@@ -68,15 +68,15 @@ Entry Entry::of(std::string id, const ConnectorOutcome& outcome) {
 }
 
 Entry Entry::of(std::string id, const ProjectReport& report) {
-    Entry entry{.id = std::move(id), .standing = counted(report.projects.size(), "project")};
+    Entry entry{.id = std::move(id), .summary = countText(report.projects.size(), "project")};
     std::vector<JSONLiteral> projects;
     for (const ConnectorProject& project : report.projects) {
-        Members members{{"path", project.path}, {"lastActivity", shown(project.lastActivity)}};
-        entry.observations.push_back({project.path, "last activity " + shown(project.lastActivity)});
+        Members members{{"path", project.path}, {"lastActivity", timeText(project.lastActivity)}};
+        entry.observations.push_back({project.path, "last activity " + timeText(project.lastActivity)});
         if (project.memory) {
-            members.push_back({"memory", fileLiteral(*project.memory)});
+            members.push_back({"memory", fileObject(*project.memory)});
             entry.observations.push_back(
-                {project.path, "memory " + project.memory->path + ", " + fileWords(*project.memory)});
+                {project.path, "memory " + project.memory->path + ", " + fileText(*project.memory)});
         }
         projects.push_back(JSONLiteral::object(std::move(members)));
     }
@@ -90,29 +90,29 @@ Entry Entry::of(std::string id, const ProjectReport& report) {
 }
 
 Entry Entry::of(std::string id, const MemoryFileReport& report) {
-    Entry entry{.id = std::move(id), .standing = counted(report.files.size(), "memory file")};
+    Entry entry{.id = std::move(id), .summary = countText(report.files.size(), "memory file")};
     std::vector<JSONLiteral> files;
     for (const ConnectorMemoryFile& file : report.files) {
-        files.push_back(fileLiteral(file));
-        entry.observations.push_back({file.path, fileWords(file)});
+        files.push_back(fileObject(file));
+        entry.observations.push_back({file.path, fileText(file)});
     }
     entry.fields.push_back({"files", JSONLiteral::array(std::move(files))});
     return entry;
 }
 
-Entry Entry::ofStale(std::string id, bool isStale) {
-    return {.id = std::move(id), .standing = isStale ? "stale" : "not stale", .fields = {{"stale", isStale}}};
+Entry Entry::staleness(std::string id, bool isStale) {
+    return {.id = std::move(id), .summary = isStale ? "stale" : "not stale", .fields = {{"stale", isStale}}};
 }
 
-std::string plain(const std::vector<Entry>& entries) {
+std::string plainText(const std::vector<Entry>& entries) {
     std::string text;
     for (const Entry& entry : entries) {
-        text += fmt::format("{}: {}\n", entry.id, entry.standing);
-        std::string_view place;
-        for (const auto& [subject, said] : entry.observations) {
-            if (subject != place) text += fmt::format("  {}\n", subject);
-            place = subject;
-            text += fmt::format("    {}\n", said);
+        text += fmt::format("{}: {}\n", entry.id, entry.summary);
+        std::string_view current;
+        for (const auto& [subject, words] : entry.observations) {
+            if (subject != current) text += fmt::format("  {}\n", subject);
+            current = subject;
+            text += fmt::format("    {}\n", words);
         }
     }
     return text;

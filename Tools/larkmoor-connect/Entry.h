@@ -1,4 +1,4 @@
-// What one verb has to say of one harness, as a person reads it and as JSON.
+// The result of one verb on one harness, as plain text and as JSON.
 #pragma once
 
 #include <optional>
@@ -12,23 +12,23 @@ namespace larkmoor::connect {
 
 struct Entry {
     std::string id;
-    std::string standing;                     ///< one line's words: a state, a result, an answer
-    std::vector<Observation> observations{};  ///< also those of a person's eyes alone
+    std::string summary;                      ///< in the plain form: a state, a result, a count
+    std::vector<Observation> observations{};  ///< in the plain form
     bool refused = false;
-    /// The fields of the object, behind its `id`.
+    /// The members of the JSON object, after its `id`.
     std::vector<JSONLiteral::Member> fields{};
 
     static Entry of(const ScanReport& report);
     static Entry of(std::string id, const ConnectorOutcome& outcome);
     static Entry of(std::string id, const ProjectReport& report);
     static Entry of(std::string id, const MemoryFileReport& report);
-    static Entry ofStale(std::string id, bool isStale);
+    static Entry staleness(std::string id, bool isStale);
 };
 
-/// For a person: each harness, and under each place what is said of it.
-std::string plain(const std::vector<Entry>& entries);
+/// Each harness with its summary, and under each file what is said of it.
+std::string plainText(const std::vector<Entry>& entries);
 
-/// A JSON list with an object for each.
+/// A JSON array with an object for each.
 std::string json(const std::vector<Entry>& entries);
 
 }  // namespace larkmoor::connect

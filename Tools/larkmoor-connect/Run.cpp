@@ -12,11 +12,11 @@ namespace larkmoor::connect {
 
 namespace {
 
-using List = std::vector<std::unique_ptr<Connector>>;
+using ConnectorList = std::vector<std::unique_ptr<Connector>>;
 
 bool isClaudeRunning() { return ClaudeChatRetirement::isClaudeAmong(ProcessScan{}.scan()); }
 
-Entry told(const Connector& connector, Verb verb) {
+Entry runVerb(const Connector& connector, Verb verb) {
     const std::string id = connector.identity().id;
     switch (verb) {
         case Verb::install:
@@ -28,7 +28,7 @@ Entry told(const Connector& connector, Verb verb) {
         case Verb::memory:
             return Entry::of(id, connector.memoryFiles());
         case Verb::stale:
-            return Entry::ofStale(id, connector.staleOwnWiring());
+            return Entry::staleness(id, connector.staleOwnWiring());
         case Verb::scan:
         case Verb::converge:
         case Verb::retire:
@@ -37,7 +37,7 @@ Entry told(const Connector& connector, Verb verb) {
     return Entry::of(connector.scan());
 }
 
-std::vector<Entry> converged(const CommandLine& line, const List& connectors) {
+std::vector<Entry> runConverge(const CommandLine& line, const ConnectorList& connectors) {
     constexpr auto profile = Connectors::Profile::production;
     const auto steps = line.verb == Verb::retire
                            ? Converge::retire(line.home, line.bundle, profile, isClaudeRunning)
@@ -54,11 +54,11 @@ std::vector<Entry> converged(const CommandLine& line, const List& connectors) {
 
 }  // namespace
 
-Outcome run(const std::vector<std::string>& words) {
-    if (words == std::vector<std::string>{"--help"}) return {.output = usage() + "\n"};
-    const auto line = commandLine(words);
+Outcome run(const std::vector<std::string>& arguments) {
+    if (arguments == std::vector<std::string>{"--help"}) return {.output = usage() + "\n"};
+    const auto line = commandLine(arguments);
     if (!line) return {.status = Outcome::wrongUsage, .errors = line.error() + "\n"};
-    List connectors = Connectors::all(line->home, line->bundle, line->applications);
+    ConnectorList connectors = Connectors::all(line->home, line->bundle, line->applications);
     const auto isNamed = [&](const auto& connector) {
         const auto& named = line->harnesses;
         return named.empty() || std::ranges::find(named, connector->identity().id) != named.end();
@@ -70,14 +70,14 @@ Outcome run(const std::vector<std::string>& words) {
     }
     std::vector<Entry> entries;
     if (line->verb == Verb::converge || line->verb == Verb::retire) {
-        entries = converged(*line, connectors);
+        entries = runConverge(*line, connectors);
     } else {
         for (const auto& connector : connectors) {
-            if (isNamed(connector)) entries.push_back(told(*connector, line->verb));
+            if (isNamed(connector)) entries.push_back(runVerb(*connector, line->verb));
         }
     }
     const bool isRefused = std::ranges::any_of(entries, &Entry::refused);
-    return {.status = isRefused ? Outcome::refused : 0, .output = line->json ? json(entries) : plain(entries)};
+    return {.status = isRefused ? Outcome::refused : 0, .output = line->json ? json(entries) : plainText(entries)};
 }
 
 }  // namespace larkmoor::connect

@@ -1,4 +1,4 @@
-// The tool's work, from its words to what it says.
+// The tool as a function: from its arguments to its exit status and output.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ struct Outcome {
     std::string errors{};  ///< for standard error
 };
 
-/// `words` are those behind the program's name. Works on the files under the home that they name.
-Outcome run(const std::vector<std::string>& words);
+/// `arguments` are those after the program's name. Works on the files under the home that they name.
+Outcome run(const std::vector<std::string>& arguments);
 
 }  // namespace larkmoor::connect

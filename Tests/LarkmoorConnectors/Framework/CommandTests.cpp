@@ -1,11 +1,10 @@
-// Whose a command is by its text alone, the bundle that a program lies in, and what findings add up to.
+// Whose a command is by its text alone, and the bundle that a program lies in.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
 #include "LarkmoorConnectors/Framework/HookCommand.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
-#include "LarkmoorConnectors/Framework/Observations.h"
 #include "Support/TemporaryFolder.h"
 
 namespace larkmoor {
@@ -58,18 +57,6 @@ TEST(InstalledBundleTest, TheOutermostApplicationAboveAFile) {
         {deep + "/d", std::nullopt},
     };
     for (const auto& [in, want] : table) EXPECT_EQ(InstalledBundle::enclosing(in), want) << in;
-}
-
-TEST(ScanJoinTest, HalfAWiringIsADrift) {
-    const BlockFinding unreadable = BlockFinding::Unreadable{"why"}, drifted = BlockFinding::Drifted{{"why"}},
-                       foreign = BlockFinding::Foreign{{"why"}}, fileAbsent = BlockFinding::FileAbsent{},
-                       absent = BlockFinding::Absent{}, connected = BlockFinding::Connected{};
-    const std::pair<std::vector<BlockFinding>, ConnectorState> table[] = {
-        {{connected}, ConnectorState::connected},       {{connected, absent}, ConnectorState::drifted},
-        {{foreign, drifted}, ConnectorState::drifted},  {{absent, fileAbsent}, ConnectorState::found},
-        {{foreign, unreadable}, ConnectorState::found},
-    };
-    for (const auto& [in, want] : table) EXPECT_EQ(ScanJoin::state(in), want) << in.size();
 }
 
 }  // namespace
