@@ -49,13 +49,13 @@ TEST(TimerDescriptorSource, OnlyTheLastDateCounts) {
     ASSERT_TRUE(testing::runUntil(loop, [&] { return fired == "first from inside "; }));
     schedule(20ms, "cancelled ");
     source->cancel();
-    schedule(20ms, "after a cancellation ");
-    ASSERT_TRUE(testing::runUntil(loop, [&] { return fired.ends_with("cancellation "); }));
+    loop.restart();
+    loop.run_for(40ms);
     schedule(20ms, "destroyed ");
     source.reset();
     loop.restart();
-    loop.run_for(60ms);
-    EXPECT_EQ(fired, "first from inside after a cancellation ");
+    loop.run_for(40ms);
+    EXPECT_EQ(fired, "first from inside ");
 }
 
 /// With a clock that the test sets.
@@ -100,7 +100,7 @@ TEST(WallClockTimer, CountsFromEachFiring) {
     EXPECT_FALSE(source.fire);
 }
 
-TEST(WallClockTimer, MayBeStoppedAndDestroyedByItsTick) {
+TEST(WallClockTimer, MayBeDestroyedByItsTick) {
     MainLoop loop;
     std::unique_ptr<WallClockTimer> timer;
     int fired = 0;
@@ -108,36 +108,19 @@ TEST(WallClockTimer, MayBeStoppedAndDestroyedByItsTick) {
         if (++fired == 3) timer.reset();
     });
     ASSERT_TRUE(testing::runUntil(loop, [&] { return !timer; }));
-    timer = std::make_unique<WallClockTimer>(std::make_unique<TimerDescriptorSource>(loop), -5s, 10ms, 0s, [&] {
-        if (++fired == 5) timer->stop();
-    });
-    ASSERT_TRUE(testing::runUntil(loop, [&] { return fired == 5; }));
     loop.restart();
     loop.run_for(50ms);
-    EXPECT_EQ(fired, 5);
-}
-
-TEST(RepeatingTimer, BeatsUntilItIsDropped) {
-    MainLoop loop;
-    const auto every = RepeatingTimer::on(loop);
-    const auto began = Steady::now();
-    int beats = 0;
-    std::unique_ptr<RepeatingTimer> timer;
-    timer = every(20ms, [&] {
-        if (++beats == 4) timer.reset();
-    });
-    ASSERT_TRUE(testing::runUntil(loop, [&] { return beats == 4; }));
-    EXPECT_GE(Steady::now() - began, 80ms);
-    loop.restart();
-    loop.run_for(60ms);
-    EXPECT_EQ(beats, 4);
+    EXPECT_EQ(fired, 3);
 }
 
 TEST(RepeatingTimer, MissedBeatsAreOneAndTheRhythmStays) {
     MainLoop loop;
     std::vector<Steady::duration> beats;
     const auto began = Steady::now();
-    const auto timer = RepeatingTimer::on(loop)(300ms, [&] {
+    bool isOver = false;
+    int last = 0;
+    std::unique_ptr<RepeatingTimer> timer = RepeatingTimer::on(loop)(300ms, [&] {
+        if (isOver) return ++last, timer.reset();
         beats.push_back(Steady::now() - began);
         if (beats.size() == 1) std::this_thread::sleep_for(1050ms);
     });
@@ -147,6 +130,11 @@ TEST(RepeatingTimer, MissedBeatsAreOneAndTheRhythmStays) {
     EXPECT_GT(beats[2] / 300ms, beats[1] / 300ms);
     // A busy machine may be late for one beat; out of step it would be late for each.
     EXPECT_TRUE(testing::runUntil(loop, [&] { return beats.back() % 300ms < 100ms && beats.size() > 2; }));
+    isOver = true;
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return !timer; }));
+    loop.restart();
+    loop.run_for(400ms);
+    EXPECT_EQ(last, 1) << "nothing beats once it is dropped";
 }
 
 }  // namespace
