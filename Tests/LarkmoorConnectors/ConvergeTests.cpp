@@ -17,44 +17,31 @@ using testing::serverFile;
 using testing::settingsFile;
 using testing::ToolRun;
 
-std::string told(const ConnectorHome& home, const std::vector<Converge::Step>& steps) {
-    std::string text;
-    for (const auto& [name, outcome] : steps) text += name + " " + home.told(outcome) + "\n";
-    return text;
-}
-
-std::vector<Converge::Step> launch(const ConnectorHome& home, bool isClaudeRunning = false) {
-    return Converge::run(home.path(), home.bundle(), "/Applications", Connectors::Profile::production,
-                         [=] { return isClaudeRunning; });
-}
-
-#define CHAT "Claude Chat retirement unchanged\n~/Library/Application Support/Claude/claude_desktop_config.json: "
-#define NO_CHAT CHAT "there is no file here\n"
-#define HOOKS(command) "{'hooks':{'UserPromptSubmit':[{'hooks':[{'command':'" command " --harness claude-code'}]}]}}"
-
 TEST(ConvergeTest, WhatIsNotOursToRepairIsLeftAsItIs) {
-    struct Case {
-        std::string_view name, settings, servers, chat, told;
+    const std::pair<std::string_view, std::string_view> table[] = {
+        {"mine", ""},
+        {"/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook", ""},
+        {"{hook}",
+         "Claude Code refused\n~/.claude.json: this file did not read as JSON, so nothing was written — a member "
+         "name was expected (at byte 1)\n"},
     };
-    const Case table[] = {
-        {"nothing there", "", "", "", NO_CHAT},
-        {"never connected", HOOKS("mine"), "{}", "", NO_CHAT},
-        {"of another bundle", HOOKS("/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook"), "{}", "", NO_CHAT},
-        {"a repair refused", HOOKS("{hook}"), "{", "",
-         "Claude Code refused\n~/.claude.json: this file did not read as JSON, so nothing was written — a member name "
-         "was expected (at byte 1)\n" NO_CHAT},
-        {"while Claude runs", "", "", "{'mcpServers':{'a':{'command':'/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}}}",
-         CHAT "Claude is running, so this file was left as it is until Claude quits\n"},
-    };
-    for (const Case& row : table) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [program, refusal] : table) {
         const ConnectorHome home;
-        for (const auto& [file, text] :
-             {std::pair{settingsFile, row.settings}, {serverFile, row.servers}, {chatFile, row.chat}}) {
-            if (!text.empty()) home.write(file, text);
-        }
+        const std::string command = std::string{program} + " --harness claude-code";
+        home.write(settingsFile, "{'hooks':{'UserPromptSubmit':[{'hooks':[{'command':'" + command + "'}]}]}}");
+        home.write(serverFile, "{");
+        home.write(chatFile, "{'mcpServers':{'a':{'command':'/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}}}");
         const auto before = home.files();
-        EXPECT_EQ(told(home, launch(home, !row.chat.empty())), row.told);
+        std::string told;
+        for (const auto& [name, outcome] : Converge::run(home.path(), home.bundle(), "/Applications",
+                                                         Connectors::Profile::production, [] { return true; })) {
+            told += name + " " + home.told(outcome) + "\n";
+        }
+        EXPECT_EQ(told,
+                  std::string{refusal} +
+                      "Claude Chat retirement unchanged\n~/Library/Application Support/Claude/"
+                      "claude_desktop_config.json: Claude is running, so this file was left as it is until Claude "
+                      "quits\n");
         EXPECT_EQ(home.files(), before);
     }
 }

@@ -131,22 +131,19 @@ TEST_P(HarnessTest, WhateverTheHooksFileItInstallsAndComesBack) {
         const std::string before = HooksMaker{std::mt19937{seed}, home, harness(), withOurs}.make();
         SCOPED_TRACE(before);
         const auto text = [](const FileDocument& file) { return std::string{asText(FileDocuments::bytes(file))}; };
-        const auto document = FileDocuments::read(copyBytes(before), FileFormat::json);
-        ASSERT_TRUE(document) << document.error();
-        const auto installed = hooks.installed(*document, false);
-        ASSERT_TRUE(installed) << installed.error();
-        const std::string with = text(installed->document);
-        ASSERT_EQ(hooks.find(installed->document, false), BlockFinding{BlockFinding::Connected{}}) << with;
-        ASSERT_EQ(text(hooks.installed(installed->document, false)->document), with);
+        const auto document = FileDocuments::read(copyBytes(before), FileFormat::json).value();
+        const BlockInstalled installed = hooks.installed(document, false).value();
+        const std::string with = text(installed.document);
+        ASSERT_EQ(hooks.find(installed.document, false), BlockFinding{BlockFinding::Connected{}}) << with;
+        ASSERT_EQ(text(hooks.installed(installed.document, false)->document), with);
         ASSERT_EQ(usersCommands(with), usersCommands(before)) << with;
-        const auto removed = hooks.removed(installed->document, {installed->made.created, {}, {}, {}});
-        ASSERT_TRUE(removed) << removed.error();
-        const std::string after = text(*removed->document);
+        const BlockRemoved removed = hooks.removed(installed.document, {installed.made.created, {}, {}, {}}).value();
+        const std::string after = text(*removed.document);
         ASSERT_EQ(usersCommands(after), usersCommands(before)) << after;
-        ASSERT_EQ(hooks.find(*removed->document, false), BlockFinding{BlockFinding::Absent{}}) << after;
+        ASSERT_EQ(hooks.find(*removed.document, false), BlockFinding{BlockFinding::Absent{}}) << after;
         if (withOurs) continue;
         ASSERT_EQ(after, before);
-        ASSERT_TRUE(removed->leftovers.empty());
+        ASSERT_TRUE(removed.leftovers.empty());
     }
 }
 

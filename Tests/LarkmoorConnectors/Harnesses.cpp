@@ -70,37 +70,30 @@ constexpr const char* fifthHooks = ".fifth/hooks.json";
 constexpr const char* fifthConfig = ".fifth/config.toml";
 constexpr std::string_view fifthSeed = "{\n  \"version\": 1\n}\n";
 
-struct FifthHook {
-    HookLayout layout;
-
+struct FifthHook : HookLayout {
     /// Whether each event has the entry that this build writes, and there is no other of ours.
     bool isWhole(const JSONDocument& document) const {
-        const auto sites = layout.sites(document.root());
-        return sites.size() == 2 && sites[0].event != sites[1].event &&
-               std::ranges::all_of(sites, [&](const HookSite& site) {
-                   return site.command == layout.currents[site.event == layout.events[0].name ? 0 : 1];
+        const auto found = sites(document.root());
+        return found.size() == 2 && found[0].event != found[1].event &&
+               std::ranges::all_of(found, [&](const HookSite& site) {
+                   return site.command == currents[site.event == events[0].name ? 0 : 1];
                });
     }
     BlockFinding find(const JSONDocument& document) const {
-        return layout.find(document.root(), [&](auto sites) {
-            return layout.driftReasons(sites, "two", [&] { return isWhole(document); });
-        });
+        return HookLayout::find(
+            document.root(), [&](auto sites) { return driftReasons(sites, "two", [&] { return isWhole(document); }); });
     }
     std::expected<BlockInstalled, JSONEditFailure> installed(const JSONDocument& document) const {
         BlockInstalled result{document, {}, {"a note"}};
         if (isWhole(document)) return result;
-        auto edited = layout.discardAllBut({}, document);
+        auto edited = discardAllBut({}, document);
         for (std::size_t index = 0; edited && index < 2; ++index) {
-            edited = layout.append(JSONLiteral::object({{"command", layout.currents[index]}}),
-                                   layout.events[index].name, *edited, result.made.created);
+            edited = append(JSONLiteral::object({{"command", currents[index]}}), events[index].name, *edited,
+                            result.made.created);
         }
         if (!edited) return std::unexpected{std::move(edited.error())};
         result.document = std::move(*edited);
         return result;
-    }
-    std::expected<BlockRemoved, JSONEditFailure> removed(const JSONDocument& document,
-                                                         const std::set<Created>& created) const {
-        return layout.removed(document, created);
     }
 };
 
