@@ -81,7 +81,7 @@ std::shared_ptr<XPCClient> doorClient(MainLoop& loop) {
     return XPCClient::make(std::string{XPCEndpoint::machServiceName},
                            {.dial = sessionBusDial(loop),
                             .serviceRegistered = [](std::string) -> Task<bool> { co_return false; },
-                            .clientLineage = [] { return ClientLineage{}; }});
+                            .clientLineage = []() -> Task<ClientLineage> { co_return ClientLineage{}; }});
 }
 
 Task<void> askInTurn(std::shared_ptr<XPCClient> client, int calls, std::vector<double>* times) {

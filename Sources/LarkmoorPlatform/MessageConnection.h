@@ -1,6 +1,7 @@
 // A connection to a named service of this machine: requests with replies, one-way messages, and pushed events.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <expected>
 #include <functional>
@@ -34,25 +35,35 @@ struct MessageDictionary {
     void set(std::string_view key, MessageValue value) { values.insert_or_assign(std::string{key}, std::move(value)); }
 };
 
-/// The connection failed: nobody owns the name, its owner is gone or refuses us, or the transport broke. `reason` is
-/// for a log.
+/// Why no reply came. `reason` is for a log.
 struct [[nodiscard]] ConnectionFailure {
+    enum class Kind {
+        lost,          ///< the peer is gone or refuses us, or the transport broke; final, and told to all that wait
+        unowned,       ///< nobody owns the name, or came to own it in time; of this message alone
+        unsendable,    ///< the transport cannot carry the message; of this message alone
+        unanswerable,  ///< the transport cannot carry the peer's reply; of this message alone
+    };
     std::string reason;
+    Kind kind = Kind::lost;
 
     bool operator==(const ConnectionFailure&) const = default;
 };
 
 /// Main thread; callbacks come from the main loop, never from inside a member function. A connection is bound to the
-/// owner of the name at its first message. A failure is final and is reported to everything that waits; a later owner
-/// needs a new connection. Destroying it cancels it.
+/// owner of the name at its first message; while nobody owns the name, a message waits for at most `maxWaitForOwner`,
+/// and only if an owner is about to come. Once it is lost it stays so; a later owner needs a new connection. Destroying
+/// it cancels it.
 class MessageConnection {
   public:
     using Incoming = std::expected<MessageDictionary, ConnectionFailure>;
     using Handler = std::function<void(Incoming)>;
 
+    static constexpr std::chrono::seconds maxWaitForOwner{3};
+
     virtual ~MessageConnection() = default;
 
-    /// Receives each pushed event, and the failure once. Set before `resume`.
+    /// Receives each pushed event, the failure of each one-way message, and once that the connection is lost. Set
+    /// before `resume`.
     virtual void setEventHandler(Handler handler) = 0;
     /// Starts sending; messages sent before are queued until then.
     virtual void resume() = 0;

@@ -26,7 +26,11 @@ void returnFreedMemory() noexcept;
 namespace larkmoor::ProcessTable {
 
 /// The start time of a process, in microseconds of the real-time clock; the same for every caller until the next boot,
-/// even if the clock is set meanwhile. nullopt for a process that does not exist.
+/// even if the clock is set meanwhile. nullopt for a process that does not exist. For comparison with another's record
+/// of it; the first call in a boot waits for a lock and writes a file.
 std::optional<std::chrono::system_clock::time_point> start(pid_t process);
+
+/// The same by what the clock says now, for comparison with the dates of files. Waits for nothing.
+std::optional<std::chrono::system_clock::time_point> startByTodaysClock(pid_t process);
 
 }  // namespace larkmoor::ProcessTable

@@ -1,6 +1,8 @@
 // The JSON reader and writer with records of their own, in every form and reading that a caller may choose.
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "LarkmoorBase/JSON/Decoder.h"
 #include "LarkmoorBase/JSON/Encoder.h"
 #include "Support/Text.h"
@@ -186,6 +188,25 @@ TEST(JSON, ANumberFitsItsWidthOrIsRefused) {
         const auto read = Decoder::decode<Writer>(asBytes(fmt::format(R"({{"pid":{}}})", pid)));
         EXPECT_EQ(read ? std::optional{read->pid} : std::nullopt, value) << pid;
         if (!read) EXPECT_TRUE(read.error().description().starts_with("pid: expected a whole number"));
+    }
+}
+
+/// The most bytes of address space that this process ever had.
+std::size_t addressSpacePeak() {
+    std::ifstream status{"/proc/self/status"};
+    for (std::string line; std::getline(status, line);)
+        if (line.starts_with("VmPeak:")) return std::stoul(line.substr(7)) << 10U;
+    return 0;
+}
+
+TEST(JSON, CountsInForeignBytesReserveNothing) {
+    for (const std::string_view element : {",0", ",\"an owner\""}) {
+        std::string list = "[null";
+        while (list.size() < 8U << 20U) list += element;
+        list += ']';
+        const std::size_t before = addressSpacePeak();
+        EXPECT_FALSE(Decoder::decode<std::vector<Receipt>>(asBytes(list)));
+        EXPECT_LE(addressSpacePeak() - before, 6 * list.size()) << element;
     }
 }
 

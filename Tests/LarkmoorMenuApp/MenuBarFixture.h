@@ -185,7 +185,7 @@ class MenuBarTest : public ::testing::Test {
                 XPCClient::make("the.door",
                                 {.dial = door.dial(),
                                  .serviceRegistered = [this](std::string) { return given(daemon == Daemon::refuses); },
-                                 .clientLineage = [] { return ClientLineage{}; }},
+                                 .clientLineage = []() -> Task<ClientLineage> { co_return ClientLineage{}; }},
                                 {.budget = std::chrono::milliseconds{1}, .pause = std::chrono::milliseconds{0}}),
             .notifications = notifications,
             .applications = applications,

@@ -8,7 +8,21 @@
 namespace larkmoor::testing {
 
 /// What the daemon makes of one message.
-enum class Fate { good, unsaid, served, ofTwo, failure, fails, silent, noPayload, emptyPayload, noJSON, badOfTwo };
+enum class Fate {
+    good,
+    unsaid,
+    served,
+    ofTwo,
+    failure,
+    fails,   ///< its owner refuses it, or dies
+    nobody,  ///< it meets no owner
+    silent,
+    noPayload,
+    emptyPayload,
+    noJSON,
+    tooLarge,
+    badOfTwo
+};
 
 inline std::optional<FakeDoor::Incoming> incoming(Fate fate) {
     const GatewayResponse healthy = GatewayResponse::Text{"healthy"};
@@ -22,6 +36,8 @@ inline std::optional<FakeDoor::Incoming> incoming(Fate fate) {
         {Fate::ofTwo, replyOf(healthy, 2)},
         {Fate::failure, replyOf(GatewayResponse::Failure{"not now"})},
         {Fate::fails, broken()},
+        {Fate::nobody, broken(ConnectionFailure::Kind::unowned)},
+        {Fate::tooLarge, broken(ConnectionFailure::Kind::unanswerable)},
         {Fate::silent, std::nullopt},
         {Fate::noPayload, MessageDictionary{}},
         {Fate::emptyPayload, replyOf("")},
@@ -56,12 +72,12 @@ class XPCClientTest : public ::testing::Test {
                                       [this](std::string) {
                                           look();
                                           ++lookups;
-                                          return isRegisteredAnswer(registered);
+                                          return given(registered);
                                       },
                                   .clientLineage =
                                       [this] {
                                           look();
-                                          return lineage;
+                                          return given(lineage);
                                       }},
                                  {.budget = patience, .pause = pause});
     }
@@ -106,12 +122,17 @@ class XPCClientTest : public ::testing::Test {
     std::vector<std::chrono::steady_clock::time_point> times;  ///< when each message was sent
     bool registered = false;
     ClientLineage lineage = ClientLineage::Foreign{};
+    bool seamsThrow = false;
     int mismatches = 0;
     int lookups = 0;
     std::shared_ptr<XPCClient> client;
 
   private:
-    static Task<bool> isRegisteredAnswer(bool answer) { co_return answer; }
+    template <class T>
+    Task<T> given(T answer) {
+        if (seamsThrow) throw std::runtime_error{"no thread to be had"};
+        co_return answer;
+    }
 
     /// Nothing that the client calls may find its lock held.
     void look() const {

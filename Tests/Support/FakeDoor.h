@@ -17,8 +17,8 @@
 namespace larkmoor::testing {
 
 /// Keeps the promises of the port as the bus's adapter keeps them: every callback comes from the loop; a connection
-/// meets its peer at its first message, and before that no peer's end concerns it; a failure is for good and told to
-/// all that wait at once; what the bus cannot carry fails alone; nothing comes after a cancel.
+/// meets its peer at its first message, and before that no peer's end concerns it; a loss is for good and told to all
+/// that wait at once; what meets no owner or cannot be carried fails alone; nothing comes after a cancel.
 class FakeDoor {
   public:
     using Incoming = MessageConnection::Incoming;
@@ -52,7 +52,7 @@ class FakeDoor {
     void onMessage(Behaviour behaviour) { book_->behaviour = std::move(behaviour); }
     void onDial(std::function<void()> function) { book_->onDial = std::move(function); }
 
-    /// All that reached the peer, in order.
+    /// All that left, in order, whether it met an owner or not.
     const std::vector<Sent>& sent() const { return book_->sent; }
     std::size_t dialled() const { return book_->connections.size(); }
     /// Connections that are neither cancelled nor gone; one that failed counts.
@@ -113,12 +113,10 @@ class FakeDoor {
 
         void settleLater(std::size_t index, Incoming incoming) {
             later([index, incoming = std::move(incoming)](Connection& self) {
-                if (!incoming) return self.fail();
-                const auto found = self.waiting_.find(index);
-                if (found == self.waiting_.end()) return;
-                const Handler handler = std::move(found->second);
-                self.waiting_.erase(found);
-                handler(incoming);
+                if (!incoming && incoming.error().kind == ConnectionFailure::Kind::lost) return self.fail();
+                const auto found = self.waiting_.extract(index);
+                if (!found && incoming) return;
+                if (const Handler handler = found ? found.mapped() : self.onEvent_) handler(incoming);
             });
         }
         void failLater() {
@@ -133,8 +131,6 @@ class FakeDoor {
 
       private:
         enum class State { suspended, idle, bound, failed, cancelled };
-
-        static Incoming failure() { return std::unexpected(ConnectionFailure{"the peer is gone"}); }
 
         /// The bus's limits: bytes and keys of one message, and descriptors.
         static bool isCarried(const MessageDictionary& message) {
@@ -156,24 +152,28 @@ class FakeDoor {
         void submit(MessageDictionary message, Handler handler) {
             if (state_ == State::cancelled) return;
             if (state_ == State::suspended) return queue_.emplace_back(std::move(message), std::move(handler)), void();
-            if (state_ == State::failed) return refuse(std::move(handler));
-            state_ = State::bound;
-            if (!isCarried(message)) return handler ? refuse(std::move(handler)) : failLater();
+            if (state_ == State::failed) return refuse(std::move(handler), {"the peer is gone"});
+            if (!isCarried(message))
+                return refuse(handler ? handler : onEvent_, {"too much", ConnectionFailure::Kind::unsendable});
             const std::size_t index = book_->sent.size();
             book_->sent.push_back({.connection = number_, .message = std::move(message)});
             if (handler) waiting_.emplace(index, std::move(handler));
             const Sent sent = book_->sent.back();
-            if (auto incoming = book_->behaviour ? book_->behaviour(sent) : std::nullopt)
-                settleLater(index, *std::move(incoming));
+            auto incoming = book_->behaviour ? book_->behaviour(sent) : std::nullopt;
+            const bool isUnowned = incoming && !*incoming && incoming->error().kind == ConnectionFailure::Kind::unowned;
+            if (!isUnowned) state_ = State::bound;
+            if (incoming) settleLater(index, *std::move(incoming));
         }
-        void refuse(Handler handler) {
-            if (handler) later([handler = std::move(handler)](Connection&) { handler(failure()); });
+        void refuse(Handler handler, ConnectionFailure failure) {
+            if (!handler) return;
+            later([handler = std::move(handler), failure](Connection&) { handler(std::unexpected(failure)); });
         }
         void fail() {
             if (state_ != State::bound) return;
             state_ = State::failed;
-            for (const auto& [index, handler] : std::exchange(waiting_, {})) handler(failure());
-            if (onEvent_) std::exchange(onEvent_, nullptr)(failure());
+            const Incoming gone = std::unexpected(ConnectionFailure{"the peer is gone"});
+            for (const auto& [index, handler] : std::exchange(waiting_, {})) handler(gone);
+            if (onEvent_) std::exchange(onEvent_, nullptr)(gone);
         }
 
         const std::shared_ptr<Book> book_;
@@ -211,7 +211,9 @@ inline MessageDictionary eventOf(std::string_view document) {
     return event;
 }
 
-inline FakeDoor::Incoming broken() { return std::unexpected(ConnectionFailure{"nobody is there"}); }
+inline FakeDoor::Incoming broken(ConnectionFailure::Kind kind = ConnectionFailure::Kind::lost) {
+    return std::unexpected(ConnectionFailure{"broken", kind});
+}
 
 /// The request in a message; nothing for a knock or a subscription.
 inline std::optional<GatewayRequest> requestIn(const MessageDictionary& message) {

@@ -46,7 +46,7 @@ std::expected<Scenario, std::string> readScenario(BytesView bytes) {
     const FlatNode& root = document.root();
     if (root.kind != FlatNode::Kind::object) return std::unexpected("a scenario is an object");
     for (const FlatNode* member = root.begin(); member != root.end(); member = member->next()) {
-        if (!isField(member->key)) return std::unexpected(fmt::format("a scenario knows no \"{}\"", member->key));
+        if (!isField(member->key())) return std::unexpected(fmt::format("a scenario knows no \"{}\"", member->key()));
     }
     auto scenario = Decoder::decode<Scenario>(bytes);
     if (!scenario) return std::unexpected(scenario.error().description());

@@ -4,7 +4,7 @@ namespace larkmoor {
 
 bool Decoder::readScalar(const FlatNode& node, std::string& out) {
     if (node.kind != Kind::string) return fail("expected a string");
-    out = node.text;
+    out = node.text();
     return true;
 }
 
@@ -15,7 +15,7 @@ bool Decoder::readScalar(const FlatNode& node, bool& out) {
 }
 
 bool Decoder::readScalar(const FlatNode& node, Int& out) {
-    const auto value = node.kind == Kind::number ? Numbers::whole(node.text) : std::nullopt;
+    const auto value = node.kind == Kind::number ? Numbers::whole(node.text()) : std::nullopt;
     if (!value) return fail("expected a whole number");
     out = *value;
     return true;
@@ -30,14 +30,14 @@ bool Decoder::readScalar(const FlatNode& node, std::int32_t& out) {
 }
 
 bool Decoder::readScalar(const FlatNode& node, double& out) {
-    const auto value = node.kind == Kind::number ? Numbers::finite(node.text) : std::nullopt;
+    const auto value = node.kind == Kind::number ? Numbers::finite(node.text()) : std::nullopt;
     if (!value) return fail("expected a finite number");
     out = *value;
     return true;
 }
 
 bool Decoder::readScalar(const FlatNode& node, Bytes& out) {
-    auto value = node.kind == Kind::string ? Base64::decode(node.text) : std::nullopt;
+    auto value = node.kind == Kind::string ? Base64::decode(node.text()) : std::nullopt;
     if (!value) return fail("expected bytes in base64");
     out = *std::move(value);
     return true;

@@ -77,7 +77,7 @@ class Decoder {
     bool readList(const FlatNode& node, std::vector<T>& out) {
         if (node.kind != Kind::array) return fail("expected an array");
         out.clear();
-        out.reserve(node.count);
+        // A count in foreign bytes reserves nothing.
         for (const FlatNode* element = node.begin(); element != node.end(); element = element->next()) {
             if (!read(*element, out.emplace_back())) return under(out.size() - 1);
         }
@@ -97,7 +97,7 @@ class Decoder {
         if (node.kind != Kind::object) return fail("expected an object");
         out.clear();
         for (const FlatNode* member = node.begin(); member != node.end(); member = member->next()) {
-            if (!read(*member, out[std::string{member->key}])) return under(member->key);
+            if (!read(*member, out[std::string{member->key()}])) return under(member->key());
         }
         return true;
     }
@@ -105,8 +105,8 @@ class Decoder {
     template <RawText E>
     bool readRawText(const FlatNode& node, E& out) {
         if (node.kind != Kind::string) return fail("expected a string");
-        const auto value = fromRawText<E>(node.text);
-        if (!value) return fail(fmt::format("unknown case: {}", node.text));
+        const auto value = fromRawText<E>(node.text());
+        if (!value) return fail(fmt::format("unknown case: {}", node.text()));
         out = *value;
         return true;
     }
@@ -121,7 +121,7 @@ class Decoder {
         // Writers keep the declared order, so that one pass over the fields takes nearly every document whole.
         std::uint64_t bit = 1;
         boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
-            if (fits && member != end && member->key == std::string_view{field.name}) {
+            if (fits && member != end && member->key() == std::string_view{field.name}) {
                 seen |= bit;
                 fits = read(*member, out.*field.pointer) || under(field.name);
                 member = member->next();
@@ -141,7 +141,7 @@ class Decoder {
         std::uint64_t bit = 1;
         boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) {
             using Field = std::remove_cvref_t<decltype(std::declval<R&>().*field.pointer)>;
-            if (!found && member.key == std::string_view{field.name}) {
+            if (!found && member.key() == std::string_view{field.name}) {
                 found = true;
                 // All other kinds of value are overwritten whole.
                 if constexpr (DescribedRecord<Field>) {
@@ -172,7 +172,7 @@ class Decoder {
     template <DescribedVariant V>
     bool readVariant(const FlatNode& node, V& out) {
         if (node.kind != Kind::object) return fail("expected an object");
-        if (node.count != 1) {
+        if (node.size != 1) {
             if constexpr (HasWrongKeyCountReason<V>) {
                 return fail(JSONForm<V>::wrongKeyCount(node));
             } else {
@@ -180,7 +180,7 @@ class Decoder {
             }
         }
         const FlatNode& payload = *node.begin();
-        const std::string_view key = payload.key;
+        const std::string_view key = payload.key();
         bool found = false;
         bool fits = false;
         boost::mp11::mp_for_each<boost::mp11::mp_transform<boost::mp11::mp_identity, typename V::Alternatives>>(

@@ -18,6 +18,22 @@ namespace {
 constexpr std::size_t maxDepth = 512;
 // A typical document has this many bytes for each value: a guess that saves reallocations, and no limit.
 constexpr std::size_t bytesPerNode = 24;
+// Smaller documents cost nothing worth a count, whatever they hold.
+constexpr std::size_t smallDocument = 4096;
+constexpr std::size_t maxMemoryPerByte = 6;
+
+/// An upper bound of the values in the document: each is the first, or follows a comma or an opening bracket.
+std::size_t maxValues(std::string_view input) {
+    std::size_t values = 1;
+    bool isInString = false;
+    for (std::size_t at = 0; at < input.size(); ++at) {
+        const char letter = input[at];
+        if (letter == '"') isInString = !isInString;
+        if (isInString && letter == '\\') ++at;
+        if (!isInString && (letter == ',' || letter == '[' || letter == '{')) ++values;
+    }
+    return values;
+}
 
 }  // namespace
 
@@ -60,7 +76,12 @@ class FlatDocument::Handler {
 
   private:
     bool add(FlatNode::Kind kind, std::string_view text) {
-        document_.nodes_.push_back({.key = std::exchange(key_, {}), .text = text, .kind = kind});
+        document_.nodes_.push_back({.keyStart = key_.data(),
+                                    .textStart = text.data(),
+                                    .keySize = static_cast<std::uint32_t>(key_.size()),
+                                    .size = static_cast<std::uint32_t>(text.size()),
+                                    .kind = kind});
+        key_ = {};
         return true;
     }
 
@@ -73,7 +94,7 @@ class FlatDocument::Handler {
         const std::uint32_t index = open_[--depth_];
         FlatNode& node = document_.nodes_[index];
         node.span = static_cast<std::uint32_t>(document_.nodes_.size()) - index;
-        node.count = static_cast<std::uint32_t>(count);
+        node.size = static_cast<std::uint32_t>(count);
         return true;
     }
 
@@ -110,7 +131,13 @@ std::expected<void, CodingFailure> FlatDocument::parse(BytesView bytes, Strictne
         return std::unexpected(CodingFailure{.path = {}, .reason = "not JSON that we read: 4 GiB or more"});
     }
     nodes_.clear();
-    nodes_.reserve(input.size() / bytesPerNode + 8);
+    std::size_t room = input.size() / bytesPerNode + 8;
+    if (input.size() > smallDocument) {
+        room = maxValues(input);
+        if (room > input.size() / sizeof(FlatNode) * maxMemoryPerByte)
+            return std::unexpected(CodingFailure{.path = {}, .reason = "more values than we have room for"});
+    }
+    nodes_.reserve(room);
     boost::json::parse_options options;
     options.max_depth = maxDepth;
     boost::json::basic_parser<Handler> parser{options, *this, input};
@@ -134,7 +161,7 @@ std::optional<std::string_view> FlatDocument::repeatedName() const {
         if (node.kind != FlatNode::Kind::object) continue;
         names.clear();
         for (const FlatNode* member = node.begin(); member != node.end(); member = member->next())
-            names.push_back(member->key);
+            names.push_back(member->key());
         std::ranges::sort(names);
         if (const auto twice = std::ranges::adjacent_find(names); twice != names.end()) return *twice;
     }

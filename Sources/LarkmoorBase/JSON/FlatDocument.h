@@ -19,19 +19,25 @@ namespace larkmoor {
 struct FlatNode {
     enum class Kind : std::uint8_t { null, boolean, number, string, array, object };
 
-    std::string_view key;   ///< of a member of an object, decoded
-    std::string_view text;  ///< a string's characters, or a number as it was written
+    const char* keyStart = nullptr;
+    const char* textStart = nullptr;
+    std::uint32_t keySize = 0;
+    std::uint32_t size = 0;  ///< of a text; elements or members of an array or object, duplicates included
     std::uint32_t span = 1;
-    std::uint32_t count = 0;  ///< elements or members, duplicates included
     Kind kind = Kind::null;
     bool truth = false;
 
+    /// Of a member of an object, decoded.
+    std::string_view key() const { return {keyStart, keySize}; }
+    /// A string's characters, or a number as it was written.
+    std::string_view text() const { return {textStart, size}; }
     const FlatNode* begin() const { return this + 1; }
     const FlatNode* end() const { return this + span; }
     const FlatNode* next() const { return this + span; }
 };
 
-/// Refers to the bytes that it was read from, which must outlive it. Small documents allocate nothing.
+/// Refers to the bytes that it was read from, which must outlive it. Small documents allocate nothing; a larger one
+/// needs at most six times its size, and is refused if it holds more and shorter values than that has room for.
 class FlatDocument {
   public:
     FlatDocument() = default;

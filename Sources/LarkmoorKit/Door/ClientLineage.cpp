@@ -27,7 +27,7 @@ bool ClientLineage::executableReplaced(const std::string& path) {
 }
 
 std::optional<std::chrono::system_clock::time_point> ClientLineage::processStart() {
-    return ProcessTable::start(::getpid());
+    return ProcessTable::startByTodaysClock(::getpid());
 }
 
 std::optional<ClientLineage::Occupant> ClientLineage::occupantBundle(const std::string& besideExecutable) {

@@ -42,7 +42,7 @@ class ClientLineage : public ClosedVariant<ClientLineageCases, ClientLineageCase
     /// Whether the file was changed after this process began; false for what cannot be told.
     static bool executableReplaced(const std::string& path);
 
-    /// When this process began, to the microsecond as the system's process table has it.
+    /// When this process began, by today's clock, as the files' dates are.
     static std::optional<std::chrono::system_clock::time_point> processStart();
 
     /// Read from "Info.plist" beside the folder "MacOS" that holds the executable; nothing where there is none.

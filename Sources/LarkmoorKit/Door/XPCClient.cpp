@@ -29,6 +29,29 @@ MessageDictionary messageWithContract() {
     return message;
 }
 
+constexpr const char* encodeFailed = "encode failed";
+constexpr const char* badReply = "bad reply";
+
+/// Nothing for what JSON cannot say, or the memory does not hold.
+std::optional<Bytes> encoded(const GatewayRequest& request) {
+    try {
+        auto payload = encode(request);
+        return payload ? std::optional{*std::move(payload)} : std::nullopt;
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
+
+/// Nothing for what is no answer, or one that the memory does not hold.
+std::optional<GatewayResponse> decoded(BytesView payload) {
+    try {
+        auto response = decode<GatewayResponse>(payload);
+        return response ? std::optional{*std::move(response)} : std::nullopt;
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
+
 void discardEvents(MessageConnection& connection) {
     connection.setEventHandler([](const MessageConnection::Incoming&) {});
 }
@@ -62,19 +85,26 @@ Task<GatewayResponse> XPCClient::send(GatewayRequest request) {
 
 Task<TimedResponse> XPCClient::sendTimed(GatewayRequest request) {
     const auto self = shared_from_this();
-    const auto payload = encode(request);
-    if (!payload) co_return failure("encode failed");
+    const auto payload = encoded(request);
+    if (!payload) co_return failure(encodeFailed);
 
     const Connection first = currentConnection();
     // A live connection is trusted to answer or to report its failure, however long a request takes.
     Attempt attempt = co_await roundTrip(*payload, first, std::nullopt);
     if (auto* answered = std::get_if<Answered>(&attempt)) co_return finish(std::move(*answered));
 
+    if (isUnsendable(attempt)) co_return failure(encodeFailed);
+
     replace(first);
     if (history_.connected()) co_await knock(currentConnection());
     attempt = co_await roundTrip(*payload, currentConnection(), redial_.budget);
     if (auto* answered = std::get_if<Answered>(&attempt)) co_return finish(std::move(*answered));
     co_return co_await diagnose(std::move(attempt));
+}
+
+bool XPCClient::isUnsendable(const Attempt& attempt) {
+    const auto* failed = std::get_if<TransportError>(&attempt);
+    return failed != nullptr && failed->kind == ConnectionFailure::Kind::unsendable;
 }
 
 /// What the failure of both attempts means.
@@ -84,15 +114,31 @@ Task<TimedResponse> XPCClient::diagnose(Attempt failed) {
         setFault(DoorFault::silent);
         co_return failure(message(DoorFault::silent));
     }
-    const bool isRegistered = co_await seams_.serviceRegistered(machServiceName_);
-    const DoorFault fault = forDoubleFailure(isRegistered);
+    if (isUnsendable(failed)) co_return failure(encodeFailed);
+    const DoorFault fault = forDoubleFailure(co_await isRegistered());
     setFault(fault);
     if (fault == DoorFault::refused) {
-        const ClientLineage lineage = seams_.clientLineage();
-        if (const auto* stale = lineage.as<ClientLineage::Stale>())
+        const ClientLineage judged = co_await lineage();
+        if (const auto* stale = judged.as<ClientLineage::Stale>())
             co_return failure(staleRefusalMessage(stale->installedVersion));
     }
     co_return failure(message(fault));
+}
+
+Task<bool> XPCClient::isRegistered() const {
+    try {
+        co_return co_await seams_.serviceRegistered(machServiceName_);
+    } catch (const std::exception&) {
+        co_return false;
+    }
+}
+
+Task<ClientLineage> XPCClient::lineage() const {
+    try {
+        co_return co_await seams_.clientLineage();
+    } catch (const std::exception&) {
+        co_return ClientLineage::Foreign{};
+    }
 }
 
 TimedResponse XPCClient::finish(Answered answered) {
@@ -119,17 +165,17 @@ Task<XPCClient::Attempt> XPCClient::roundTrip(Bytes payload, Connection on, Dead
     MessageDictionary request = messageWithContract();
     XPCWire::set(payload, XPCEndpoint::payloadKey, request);
     Outcome outcome = co_await reply(std::move(request), std::move(on), deadline);
-    if (std::holds_alternative<TransportError>(outcome)) co_return TransportError{};
+    if (const auto* failed = std::get_if<TransportError>(&outcome)) co_return *failed;
     if (std::holds_alternative<Silence>(outcome)) co_return Silence{};
 
     // A bad reply is an answer: the request is not repeated, and the door counts as connected.
-    const Reply& answer = std::get<Reply>(outcome);
-    if (answer.payload) {
-        if (auto response = decode<GatewayResponse>(*answer.payload)) {
-            co_return Answered{.response = *std::move(response), .daemon = answer.served, .wire = answer.wire};
-        }
+    Reply& answer = std::get<Reply>(outcome);
+    Answered answered{.response = GatewayResponse::Failure{badReply}, .daemon = {}, .wire = answer.wire};
+    if (auto response = answer.payload ? decoded(*answer.payload) : std::nullopt) {
+        answered.response = *std::move(response);
+        answered.daemon = answer.served;
     }
-    co_return Answered{.response = GatewayResponse::Failure{"bad reply"}, .daemon = {}, .wire = answer.wire};
+    co_return answered;
 }
 
 Task<XPCClient::Outcome> XPCClient::reply(MessageDictionary message, Connection on, Deadline deadline) {
@@ -153,13 +199,15 @@ Task<XPCClient::Outcome> XPCClient::reply(MessageDictionary message, Connection 
                     if (!cancelled) settle(Silence{});
                 });
             }
-            on->sendWithReply(std::move(message), [settle](const MessageConnection::Incoming& incoming) {
-                if (!incoming) return settle(TransportError{});
+            on->sendWithReply(std::move(message), [settle](MessageConnection::Incoming incoming) {
+                // What the bus could not bring is an answer without a payload.
+                if (!incoming && incoming.error().kind == ConnectionFailure::Kind::unanswerable) return settle(Reply{});
+                if (!incoming) return settle(std::move(incoming.error()));
                 Reply answer{.payload = {},
                              .wire = XPCWire::wireVersion(*incoming),
                              .served = XPCWire::servedDuration(*incoming)};
-                if (const auto payload = XPCWire::data(XPCEndpoint::payloadKey, *incoming))
-                    answer.payload = copyBytes(*payload);
+                if (XPCWire::data(XPCEndpoint::payloadKey, *incoming))
+                    answer.payload = std::get<Bytes>(std::move(incoming->values.find(XPCEndpoint::payloadKey)->second));
                 settle(std::move(answer));
             });
         },

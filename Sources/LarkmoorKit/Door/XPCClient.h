@@ -67,7 +67,8 @@ class XPCClient final : public LarkmoorClient, public std::enable_shared_from_th
   public:
     using OnEvent = std::function<void(const GatewayEvent&)>;
 
-    /// Given by the composition root; main thread. None is called with the lock held.
+    /// Given by the composition root; main thread. None is called with the lock held. A look-up or a lineage that
+    /// throws counts as "no" and "foreign".
     struct Seams {
         Dial dial;
         /// Dials the request connection in place of `dial`, if it is set.
@@ -76,7 +77,7 @@ class XPCClient final : public LarkmoorClient, public std::enable_shared_from_th
         std::function<void()> onWireMismatch{};
         /// Whether the service's name is known to the system.
         std::function<Task<bool>(std::string serviceName)> serviceRegistered;
-        std::function<ClientLineage()> clientLineage;
+        std::function<Task<ClientLineage>()> clientLineage;
     };
 
     /// Makes the first connection, which costs nothing until a request goes out.
@@ -107,7 +108,7 @@ class XPCClient final : public LarkmoorClient, public std::enable_shared_from_th
         std::optional<std::int64_t> wire;
         std::optional<std::chrono::milliseconds> served;
     };
-    struct TransportError {};
+    using TransportError = ConnectionFailure;
     struct Silence {};
     using Outcome = std::variant<Reply, TransportError, Silence>;  ///< of one message
 
@@ -131,6 +132,9 @@ class XPCClient final : public LarkmoorClient, public std::enable_shared_from_th
     Task<void> knock(Connection on);
     TimedResponse finish(Answered answered);
     Task<TimedResponse> diagnose(Attempt failed);
+    static bool isUnsendable(const Attempt& attempt);
+    Task<bool> isRegistered() const;
+    Task<ClientLineage> lineage() const;
     void announceSkew();
     void setFault(std::optional<DoorFault> fault);
     void openSubscription();

@@ -88,15 +88,18 @@ void Application::becomeMenuBar() {
 }
 
 std::shared_ptr<XPCClient> Application::dialDoor() {
-    return XPCClient::make(
-        std::string{XPCEndpoint::machServiceName},
-        {.dial = sessionBusDial(loop_),
-         .serviceRegistered =
-             [](std::string name) {
-                 return BlockingWork::run(
-                     [name = std::move(name)] { return larkmoor_mach_service_registered(name.c_str()); });
-             },
-         .clientLineage = [executable = bundle_.executable] { return ClientLineage::probe(executable); }});
+    return XPCClient::make(std::string{XPCEndpoint::machServiceName},
+                           {.dial = sessionBusDial(loop_),
+                            .serviceRegistered =
+                                [](std::string name) {
+                                    return BlockingWork::run([name = std::move(name)] {
+                                        return larkmoor_mach_service_registered(name.c_str());
+                                    });
+                                },
+                            .clientLineage =
+                                [executable = bundle_.executable] {
+                                    return BlockingWork::run([executable] { return ClientLineage::probe(executable); });
+                                }});
 }
 
 MenuPlatform Application::platform() {

@@ -34,7 +34,7 @@ void JSONForm<FilterValue>::write(Encoder& encoder, const FilterValue& value) {
 std::string JSONForm<ReadRequest>::wrongKeyCount(const FlatNode& object) {
     std::vector<std::string> keys;
     for (const FlatNode* member = object.begin(); member != object.end(); member = member->next())
-        keys.push_back(fmt::format("\"{}\"", WireKey{member->key}.stringValue));
+        keys.push_back(fmt::format("\"{}\"", WireKey{member->key()}.stringValue));
     return fmt::format("ReadRequest expects exactly one case key, got [{}]", fmt::join(keys, ", "));
 }
 

@@ -1,5 +1,6 @@
 // The door's pieces: its words for each fault, the outer form of messages, and whether this process is an old copy.
 #include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorKit/Door/ClientLineage.h"
 #include "LarkmoorKit/Door/DoorFault.h"
 #include "LarkmoorKit/Door/XPCWire.h"
@@ -178,6 +179,11 @@ TEST_F(LineageOnDisk, ProbeTakesItAllTogether) {
     plist(
         "<dict><key>CFBundleIdentifier</key><string>tools.fenwright.larkmoor.menubar</string>"
         "<key>CFBundleShortVersionString</key><string>2.1</string></dict>");
+    // Where a clock that was wrong at the boot left its mark, today's clock counts.
+    ::setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
+    fs::create_directory(folder.path() / "larkmoor");
+    const auto boot = Files::read("/proc/sys/kernel/random/boot_id").value();
+    write(folder / "larkmoor/boot-base", fmt::format("{} 9000000000000000\n", trimmed(asText(boot))));
     ASSERT_TRUE(ClientLineage::processStart());
     for (const auto& [sinceNow, lineage] : {std::pair{std::chrono::hours{1}, ClientLineage{Stale{"2.1"}}},
                                             std::pair{std::chrono::hours{-1000}, ClientLineage{Foreign{}}}}) {

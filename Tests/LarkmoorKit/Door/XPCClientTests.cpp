@@ -46,11 +46,12 @@ TEST_F(XPCClientTest, TheFaultTable) {
         {"bad JSON", {}, {noJSON}, false, foreign, "bad reply", none, 0, 0},
         {"another contract", {}, {ofTwo}, false, foreign, skewWords, skew, 0, 0},
         {"another contract and bad JSON", {}, {badOfTwo}, false, foreign, skewWords, skew, 0, 0},
-        {"nobody there, first contact", {}, {fails, fails}, false, foreign, absentWords, absent, 0, 1},
+        {"too large a reply", {}, {tooLarge}, false, foreign, "bad reply", none, 0, 0},
+        {"nobody there, first contact", {}, {nobody, nobody}, false, foreign, absentWords, absent, 0, 1},
         {"refused", {}, {fails, fails}, true, foreign, refusedWords, refused, 0, 1},
         {"refused for being old", {}, {fails, fails}, true, stale, staleWords, refused, 0, 1},
         {"refused for being old, nobody knows how", {}, {fails, fails}, true, unsure, unsureWords, refused, 0, 1},
-        {"an old process finds nobody", {}, {fails, fails}, false, stale, absentWords, absent, 0, 1},
+        {"an old process finds nobody", {}, {nobody, nobody}, false, stale, absentWords, absent, 0, 1},
         {"second attempt answered", {}, {fails, good}, false, foreign, "healthy", none, 0, 0},
         {"second attempt unanswered", {}, {fails, silent}, true, foreign, silentWords, hushed, 0, 0},
         {"second attempt of another contract", {}, {fails, ofTwo}, true, foreign, skewWords, skew, 0, 0},
@@ -58,7 +59,9 @@ TEST_F(XPCClientTest, TheFaultTable) {
         {"restarted", good, {fails, noPayload, good}, true, foreign, "healthy", none, 1, 0},
         {"the knock is not answered", good, {fails, silent, good}, true, foreign, "healthy", none, 1, 0},
         {"neither knock nor request answered", good, {fails, silent, silent}, true, foreign, silentWords, hushed, 1, 0},
-        {"gone for good", good, {fails, fails}, false, foreign, absentWords, absent, 1, 1},
+        {"back after the knock", good, {fails, nobody, good}, true, foreign, "healthy", none, 1, 0},
+        {"gone for good", good, {fails, nobody, nobody}, false, foreign, absentWords, absent, 1, 1},
+        {"gone while nobody asked", good, {nobody, nobody, nobody}, false, foreign, absentWords, absent, 1, 1},
         {"another contract was contact too", ofTwo, {fails, good, good}, true, foreign, "healthy", none, 1, 0},
     };
     for (const Case& row : table) {
@@ -81,15 +84,13 @@ TEST_F(XPCClientTest, TheFaultTable) {
         EXPECT_EQ(client->lastDoorFault(), row.fault);
         EXPECT_EQ(client->knockCount(), row.knocks);
         EXPECT_EQ(lookups, row.lookups);
-        const bool isReplaced = row.fates.front() == fails;
+        const bool isReplaced = row.fates.front() == fails || row.fates.front() == nobody;
         EXPECT_EQ(door.dialled() - dialled, isReplaced ? 1U : 0U);
         EXPECT_EQ(door.kept(), 1U);
         const auto requests =
             std::ranges::count_if(door.sent().begin() + static_cast<std::ptrdiff_t>(sent), door.sent().end(),
                                   [](const FakeDoor::Sent& one) { return requestIn(one.message).has_value(); });
-        // After a failed knock the second attempt's connection is dead, and takes nothing to the daemon.
-        const bool isDead = row.before && row.fates.size() == 2 && row.fates.back() == fails;
-        EXPECT_EQ(requests, isReplaced && !isDead ? 2 : 1) << "two attempts and never a third";
+        EXPECT_EQ(requests, isReplaced ? 2 : 1) << "two attempts and never a third";
     }
 }
 
@@ -105,7 +106,7 @@ TEST_F(XPCClientTest, EveryFaultFollowsEveryOther) {
     const Outcome outcomes[] = {
         {"healthy", {good}, false, "healthy", std::nullopt},
         {"bad reply", {noJSON, noJSON}, false, "bad reply", std::nullopt},
-        {"absent", {fails, fails, fails}, false, absentWords, DoorFault::absent},
+        {"absent", {nobody, nobody, nobody}, false, absentWords, DoorFault::absent},
         {"refused", {fails, fails, fails}, true, refusedWords, DoorFault::refused},
         {"silent", {fails, silent, silent}, true, silentWords, DoorFault::silent},
         {"skew", {ofTwo, ofTwo}, true, skewWords, DoorFault::skew},
@@ -119,7 +120,7 @@ TEST_F(XPCClientTest, EveryFaultFollowsEveryOther) {
                 // On a connection that is dead already the first attempt fails by itself.
                 const bool failsItself = isDead && outcome->fates.front() == fails;
                 expectMessages({outcome->fates.begin() + (failsItself ? 1 : 0), outcome->fates.end()});
-                isDead = outcome->fault == DoorFault::absent || outcome->fault == DoorFault::refused;
+                isDead = outcome->fault == DoorFault::refused;
                 registered = outcome->isRegistered;
                 EXPECT_EQ(words(ask().response), outcome->words);
                 EXPECT_EQ(client->lastDoorFault(), outcome->fault);
@@ -148,11 +149,20 @@ TEST_F(XPCClientTest, AKnockWaitsForItsPauseAndTheRequestForTheKnock) {
     EXPECT_EQ(words(asked->answer->response), "healthy");
 }
 
-TEST_F(XPCClientTest, WhatTheBusCannotCarryNeverReachesTheDaemon) {
+TEST_F(XPCClientTest, WhatTheBusCannotCarryFailsAlone) {
     const GatewayRequest large = GatewayRequest::Control{ControlRequest::LogUpdate{std::string(65U << 20U, 'x')}};
-    EXPECT_EQ(words(ask(large).response), absentWords);
+    EXPECT_EQ(words(ask(large).response), "encode failed");
     EXPECT_THAT(door.sent(), IsEmpty());
+    EXPECT_EQ(client->lastDoorFault(), std::nullopt);
     EXPECT_EQ(words(ask().response), "healthy");
+    EXPECT_EQ(door.dialled(), 1U);
+}
+
+TEST_F(XPCClientTest, ASeamThatThrowsEndsInWords) {
+    seamsThrow = true;
+    registered = true;
+    expectMessages({fails, fails});
+    EXPECT_EQ(words(ask().response), absentWords);
 }
 
 TEST_F(XPCClientTest, MessagesCarryWhatTheyMustAndNoMore) {

@@ -17,6 +17,8 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 TEST(SetupLog, StampsInUTCToTheSecond) {
+    ::setenv("TZ", "JST-9", 1);
+    ::tzset();
     const std::pair<milliseconds, std::string_view> table[] = {
         {milliseconds{999}, "1970-01-01T00:00:00Z x\n"},
         {milliseconds{-1}, "1969-12-31T23:59:59Z x\n"},

@@ -70,8 +70,10 @@ std::optional<Microseconds> sharedBase(const std::string& file, const std::strin
     return base ? std::optional{Microseconds{*base}} : std::nullopt;
 }
 
+Microseconds todaysBase() { return now(CLOCK_REALTIME) - now(CLOCK_BOOTTIME); }
+
 Microseconds bootBase() {
-    const Microseconds own = now(CLOCK_REALTIME) - now(CLOCK_BOOTTIME);
+    const Microseconds own = todaysBase();
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
     if (runtime == nullptr || *runtime != '/') return own;
     const std::string boot = fileText("/proc/sys/kernel/random/boot_id");
@@ -88,8 +90,8 @@ Microseconds bootBase() {
     return sharedBase(file, boot).value_or(own);
 }
 
-/// Field 22 of /proc/PID/stat (proc(5)): clock ticks since the boot. Field 2, the name, may hold spaces.
-std::optional<std::int64_t> startTicks(pid_t process) {
+/// Field 22 of /proc/PID/stat (proc(5)), in clock ticks. Field 2, the name, may hold spaces.
+std::optional<Microseconds> startAfterBoot(pid_t process) {
     const std::string text = fileText(fmt::format("/proc/{}/stat", process));
     const auto nameEnd = text.rfind(')');
     if (nameEnd == std::string::npos) return std::nullopt;
@@ -99,17 +101,24 @@ std::optional<std::int64_t> startTicks(pid_t process) {
         if (blank == std::string_view::npos) return std::nullopt;
         rest.remove_prefix(blank + 1);
     }
-    return number(rest.substr(0, rest.find(' ')));
+    const auto ticks = number(rest.substr(0, rest.find(' ')));
+    return ticks ? std::optional{Microseconds{*ticks * (1'000'000 / ::sysconf(_SC_CLK_TCK))}} : std::nullopt;
 }
 
 }  // namespace
 
-std::optional<std::chrono::system_clock::time_point> start(pid_t process) {
-    const auto ticks = startTicks(process);
-    if (!ticks) return std::nullopt;
+using TimePoint = std::chrono::system_clock::time_point;
+
+std::optional<TimePoint> start(pid_t process) {
+    const auto afterBoot = startAfterBoot(process);
+    if (!afterBoot) return std::nullopt;
     static const Microseconds base = bootBase();
-    const Microseconds afterBoot{*ticks * (1'000'000 / ::sysconf(_SC_CLK_TCK))};
-    return std::chrono::system_clock::time_point{base + afterBoot};
+    return TimePoint{base + *afterBoot};
+}
+
+std::optional<TimePoint> startByTodaysClock(pid_t process) {
+    const auto afterBoot = startAfterBoot(process);
+    return afterBoot ? std::optional{TimePoint{todaysBase() + *afterBoot}} : std::nullopt;
 }
 
 }  // namespace larkmoor::ProcessTable
