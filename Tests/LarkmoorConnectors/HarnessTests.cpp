@@ -26,38 +26,33 @@ using testing::settingsFile;
 using testing::unfolded;
 using Result = ConnectorOutcome::Result;
 
-class HarnessTest : public ::testing::TestWithParam<Harness> {
-  protected:
-    const Harness& harness() const { return GetParam(); }
+class HarnessTest : public ::testing::TestWithParam<Harness> {};
 
-    ConnectorHome home;
-};
-
-/// Of the harness's other files none is there.
+// Each row's file is the only one of its harness.
 TEST_P(HarnessTest, ItConnectsOnceAndTheUsersBytesComeBack) {
-    for (const auto& [file, rows] : harness().files) {
+    for (const auto& [file, rows] : GetParam().files) {
         for (const testing::RoundTrip& row : rows) {
             SCOPED_TRACE(row.name);
-            const ConnectorHome own;
-            own.makeFolder(harness().folder);
-            own.write(file, row.in);
-            const auto connector = harness().make(own);
+            const ConnectorHome home;
+            home.makeFolder(GetParam().folder);
+            home.write(file, row.in);
+            const auto connector = GetParam().make(home);
             const ConnectorOutcome installed = connector->install();
-            ASSERT_EQ(installed.result, Result::changed) << own.told(installed);
+            ASSERT_EQ(installed.result, Result::changed) << home.told(installed);
             EXPECT_EQ(connector->scan().state, ConnectorState::connected);
-            const auto connected = own.files();
+            const auto connected = home.files();
             EXPECT_EQ(connector->install().result, Result::unchanged);
-            EXPECT_EQ(own.files(), connected);
+            EXPECT_EQ(home.files(), connected);
             const ConnectorOutcome removed = connector->remove();
             EXPECT_EQ(removed.result, Result::changed);
-            EXPECT_EQ(own.read(file),
-                      row.after == testing::asItWas ? own.shown(own.filled(row.in)) : unfolded(row.after));
+            EXPECT_EQ(home.read(file),
+                      row.after == testing::asItWas ? home.shown(home.filled(row.in)) : unfolded(row.after));
             std::string said;
             for (const auto& [subject, text] : removed.observations) {
                 if (text.contains(" remains") || text.contains(" stays")) said += text;
             }
             EXPECT_EQ(said, row.leftover);
-            EXPECT_EQ(own.read(harness().receipt), std::nullopt);
+            EXPECT_EQ(home.read(GetParam().receipt), std::nullopt);
             EXPECT_EQ(connector->scan().state, ConnectorState::found);
         }
     }
@@ -125,10 +120,11 @@ std::vector<std::string> usersCommands(const std::string& file) {
 }
 
 TEST_P(HarnessTest, WhateverTheHooksFileItInstallsAndComesBack) {
-    const Block hooks = harness().hooks(home);
+    const ConnectorHome home;
+    const Block hooks = GetParam().hooks(home);
     for (unsigned seed = 1; seed <= 600; ++seed) {
         const bool withOurs = seed % 2 == 0;
-        const std::string before = HooksMaker{std::mt19937{seed}, home, harness(), withOurs}.make();
+        const std::string before = HooksMaker{std::mt19937{seed}, home, GetParam(), withOurs}.make();
         SCOPED_TRACE(before);
         const auto text = [](const FileDocument& file) { return std::string{asText(FileDocuments::bytes(file))}; };
         const auto document = FileDocuments::read(copyBytes(before), FileFormat::json).value();
@@ -158,12 +154,11 @@ TEST(FifthHarness, SaysMoreAndOwesAReceipt) {
     home.makeFolder(fifth.folder);
     home.write(fifth.files[0].first, "{'hooks':{}}");
     const auto connector = fifth.make(home);
-    EXPECT_EQ(
-        home.told(connector->install()),
-        "changed\n~/.fifth/hooks.json" COPIED
-        "\n~/.fifth/hooks.json: the Larkmoor hook was written to this file\n~/.fifth/config.toml: the Larkmoor entry "
-        "was written to this file\n~/.fifth/hooks.json: a note\n~/.fifth/config.toml: a note of server"
-        "\n~/.fifth/config.toml: a note of trust");
+    EXPECT_EQ(home.told(connector->install()),
+              "changed\n~/.fifth/hooks.json" COPIED
+              "\n~/.fifth/hooks.json: the Larkmoor hook was written to this file"
+              "\n~/.fifth/config.toml: the Larkmoor entry was written to this file\n~/.fifth/hooks.json: a note"
+              "\n~/.fifth/config.toml: a note of server\n~/.fifth/config.toml: a note of trust");
     const ReceiptStore receipt{home.path(fifth.receipt)};
     receipt.remove();
     EXPECT_EQ(connector->install().result, Result::changed);
@@ -171,8 +166,9 @@ TEST(FifthHarness, SaysMoreAndOwesAReceipt) {
     EXPECT_EQ(connector->install().result, Result::unchanged);
     EXPECT_EQ(home.told(connector->remove()),
               "changed\n~/.fifth/hooks.json" COPY
-              "-02: a copy of the file was made here first\n~/.fifth/hooks.json: the "
-              "Larkmoor hook was removed from this file\n~/.fifth/config.toml: nothing in this file needed changing"
+              "-02: a copy of the file was made here first"
+              "\n~/.fifth/hooks.json: the Larkmoor hook was removed from this file"
+              "\n~/.fifth/config.toml: nothing in this file needed changing"
               "\n~/.fifth/hooks.json: an empty before list remains here, which Larkmoor did not create"
               "\n~/.fifth/hooks.json: an empty after list remains here, which Larkmoor did not create"
               "\n~/.fifth/config.toml: server remains\n~/.fifth/config.toml: trust remains");
@@ -195,9 +191,8 @@ class ClaudeCodeFaults : public ::testing::Test {
 
     static constexpr std::string_view users = "{}";
     static constexpr std::string_view written =
-        "\n~/.claude/settings.json: the Larkmoor entry was written to this file\n~/.claude.json: the Larkmoor entry "
-        "was "
-        "written to this file";
+        "\n~/.claude/settings.json: the Larkmoor entry was written to this file"
+        "\n~/.claude.json: the Larkmoor entry was written to this file";
     ConnectorHome home;
     ClaudeCodeConnector connector = home.claudeCode();
 };

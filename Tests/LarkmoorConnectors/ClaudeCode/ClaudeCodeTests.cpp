@@ -28,9 +28,11 @@ using Files = std::map<std::string, std::string>;
 #define PROMPT(groups) "{'hooks':{'UserPromptSubmit':[" groups "]}}"
 #define BOTH(prompts, tools) "{'hooks':{'UserPromptSubmit':[" prompts "],'PreToolUse':[" tools "]}}"
 #define STOP(groups) "{'hooks':{'Stop':[" groups "]}}"
+#define STOP_AND_PROMPT(stop, prompts) "{'hooks':{'Stop':[" stop "],'UserPromptSubmit':[" prompts "]}}"
 #define WHOLE BOTH(PROMPT_GROUP, TOOL_GROUP)
 #define COMMAND(text) "{'command':'" text "'}"
 #define USERS COMMAND("mine")
+#define EARLIER COMMAND("{hook} --harness=claude-code --slot=index")
 #define OLD_SCRIPT "python3 /me/fenwright/larkmoor/Scripts/rules-hook.py"
 #define OLD_BUNDLE COMMAND("/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness=claude-code")
 #define SERVER(value) "{'mcpServers':{'larkmoor':" value "}}"
@@ -127,13 +129,7 @@ TEST(ClaudeCodeVerbs, TheHooksAsTheyAreFoundAndInstalled) {
              UNDER("PreToolUse", "UserPromptSubmit") " (2 entries)"},
         // What is the user's keeps its place, and so do our prompt entries beside it.
         {"of earlier builds",
-         "{'hooks':{'Stop':[" GROUP(COMMAND(
-             "{hook} --harness=claude-code --slot=index")) "],'UserPromptSubmit':[" GROUP(USERS
-                                                                                          "," COMMAND(
-                                                                                              OLD_SCRIPT) "," OLD_BUNDLE
-                                                                                                          "," USERS) "]"
-                                                                                                                     "}"
-                                                                                                                     "}",
+         STOP_AND_PROMPT(GROUP(EARLIER), GROUP(USERS "," COMMAND(OLD_SCRIPT) "," OLD_BUNDLE "," USERS)),
          "drifted" HOLDS("3 Larkmoor entries") UNDER("Stop", "UserPromptSubmit") DRIFT OTHER
          "{hook} --harness=claude-code --slot=index",
          BOTH(GROUP(USERS "," PROMPTS "," USERS), TOOL_GROUP)},
