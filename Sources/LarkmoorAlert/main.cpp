@@ -64,6 +64,8 @@ void prepareEnvironment() {
 
 int main(int count, char** arguments) {
     using namespace larkmoor;
+    // Run through a descriptor, it would be listed by the descriptor's number.
+    ::prctl(PR_SET_NAME, "larkmoor-alert");
     const AlertRequest request = readRequest();
     if (request.build != QLatin1String{LARKMOOR_BUILD}) {
         leave(protocol::otherBuild,

@@ -66,6 +66,7 @@ struct ProcessEnvironment {
 
 struct ProcessRequest {
     std::string executable;                ///< a path; $PATH is not searched
+    std::optional<std::string> name{};     ///< argv[0]; without it, the executable's path
     std::vector<std::string> arguments{};  ///< without argv[0]
     ProcessEnvironment environment{};
     ProcessInput input{};

@@ -14,8 +14,8 @@ namespace larkmoor {
 struct RunningApplication {
     pid_t process = 0;
     std::string executable;  ///< absolute, as the system knows it
-    /// Of the bundle that holds the executable, or of the application that the desktop started; the same for all
-    /// processes of one application. Most processes have none.
+    /// Of the bundle that holds the executable, the same for all processes that run from it; or of the application that
+    /// the desktop started, for its first process alone. Most processes have none.
     std::optional<std::string> bundleIdentifier;
 
     bool operator==(const RunningApplication&) const = default;

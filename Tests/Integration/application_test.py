@@ -85,12 +85,22 @@ class Application(unittest.TestCase):
         # Freed memory may stay with the process in part; fifty megabytes may not.
         self.assertLess(session.resident_kib() - before, 40_000)
 
-    def test_a_second_start_activates_the_first_and_leaves(self):
+    def test_a_second_start_activates_the_first_or_tells_why_it_leaves(self):
         session = self.session
         session.expect("Quit")
         second = session.start(session.bundle / "Contents/MacOS/larkmoor-menubar")
         self.assertEqual(second.wait(timeout=60), 0)
         self.assertIsNone(session.application.poll())
+        session.application.send_signal(signal.SIGSTOP)
+        began = time.monotonic()
+        second = session.run(session.bundle / "Contents/MacOS/larkmoor-menubar")
+        self.assertEqual(second.returncode, 3)
+        self.assertIn("does not answer", second.stderr)
+        self.assertLess(time.monotonic() - began, 10)
+        second = session.run(session.bundle / "Contents/MacOS/larkmoor-menubar", DBUS_SESSION_BUS_ADDRESS="unix:path=/none")
+        self.assertEqual(second.returncode, 1)
+        self.assertIn("there is no session bus", second.stderr)
+        session.application.send_signal(signal.SIGCONT)
         session.application.send_signal(signal.SIGTERM)
         self.assertEqual(session.application.wait(timeout=60), 0)
 

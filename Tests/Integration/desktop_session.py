@@ -40,6 +40,10 @@ class Session:
         return subprocess.Popen([str(word) for word in command], env=self.environment, stdin=subprocess.DEVNULL,
                                 stdout=subprocess.DEVNULL)
 
+    def run(self, *command, **environment):
+        return subprocess.run([str(word) for word in command], env=dict(self.environment, **environment), capture_output=True,
+                              text=True, timeout=60)
+
     def start_daemon(self, **scenario):
         file = Path(self.folder.name, "scenario.json")
         file.write_text(json.dumps(scenario), encoding="utf-8")

@@ -1,6 +1,5 @@
 // The alert's window on an offscreen display: its text, its accessible text, and its keys.
 #include <gtest/gtest.h>
-#include <QAccessible>
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -95,21 +94,6 @@ TEST(AlertWindow, TextIsCentredWrapsAndIsNeverMarkup) {
     AlertWindow tall{longer};
     show(tall);
     EXPECT_LT(tall.height(), tall.screen()->availableSize().height()) << "the buttons stay on the screen";
-}
-
-TEST(AlertWindow, IsReadOut) {
-    AlertRequest request = quit();
-    request.buttons = {QStringLiteral("This & that"), QStringLiteral("Cancel")};
-    AlertWindow window{request};
-    const auto name = [](QObject* object, QAccessible::Text kind = QAccessible::Name) {
-        return QAccessible::queryAccessibleInterface(object)->text(kind);
-    };
-    EXPECT_EQ(name(&window), request.message);
-    EXPECT_EQ(name(&window, QAccessible::Description), request.text);
-    EXPECT_EQ(name(labelWith(window, request.message)), request.message);
-    QStringList buttons;
-    for (QPushButton* button : window.findChildren<QPushButton*>()) buttons.append(name(button));
-    EXPECT_EQ(buttons, request.buttons);
 }
 
 TEST(AlertRequest, IsReadWholeOrNotAtAll) {

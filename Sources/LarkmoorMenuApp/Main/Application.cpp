@@ -30,7 +30,8 @@ Application::Application()
     : applications_(loop_, bus_),
       alerts_(runner_, {.helper = bundle_.beside("larkmoor-alert"),
                         .build = bundle_.build.value_or(""),
-                        .activationToken = [this] { return takeActivationToken(); }}),
+                        .activationToken = [this] { return takeActivationToken(); },
+                        .fallback = &notificationAlerts_}),
       loginItem_(UserFolders::current(), {.identifier = std::string{ClientInstance::menubarID},
                                           .name = std::string{ClientInstance::productName},
                                           .icon = "larkmoor",
@@ -45,13 +46,29 @@ Application::Application()
       launcher_(runner_, [this] { return takeActivationToken(); }),
       instance_(bus_, std::string{ClientInstance::menubarID},
                 {.onOwned = [this] { becomeMenuBar(); },
-                 .onOther = [this] { end(0); },
+                 .onOther =
+                     [this](SingleInstance::Other other) {
+                         if (other == SingleInstance::Other::activated) return end(0);
+                         platformLog("[larkmoor-menu] Larkmoor is running already and does not answer — ending");
+                         end(3);
+                     },
+                 .onFailure =
+                     [this](const BusError& error) {
+                         // The end of the bus is told by itself.
+                         if (bus_.isLost()) return;
+                         platformLog("[larkmoor-menu] the session bus does not grant Larkmoor's name — ending: " +
+                                     error.description());
+                         end(1);
+                     },
                  .onActivated =
                      [this] {
                          if (menuBar_) menuBar_->applicationShouldHandleReopen();
                      }}) {
     bus_.onLost([this](const BusError& error) {
-        platformLog("[larkmoor-menu] the session bus is gone, and with it every way to be seen — ending: " +
+        platformLog((bus_.wasReady() ? "[larkmoor-menu] the session bus is gone, and with it every way to be seen — "
+                                       "ending: "
+                                     : "[larkmoor-menu] there is no session bus; start Larkmoor from within a desktop "
+                                       "session, or set DBUS_SESSION_BUS_ADDRESS — ending: ") +
                     error.description());
         end(1);
     });

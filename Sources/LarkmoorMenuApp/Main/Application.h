@@ -12,6 +12,7 @@
 #include "LarkmoorMenuApp/MenuBar.h"
 #include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"
+#include "LarkmoorPlatform/Linux/Applications/NotificationAlerts.h"
 #include "LarkmoorPlatform/Linux/Applications/ProcessApplications.h"
 #include "LarkmoorPlatform/Linux/Applications/SingleInstance.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
@@ -63,6 +64,7 @@ class Application {
     BusDistributedNotifications notifications_{bus_};
     SpawningProcessRunner runner_{loop_};
     ProcessApplications applications_;
+    NotificationAlerts notificationAlerts_{bus_};
     HelperAlerts alerts_;
     PropertyListDefaults defaults_{home_, std::string{ClientInstance::menubarID}};
     UserManager manager_{loop_, bus_};

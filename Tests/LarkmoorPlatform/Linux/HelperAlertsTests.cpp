@@ -8,8 +8,10 @@
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"
+#include "LarkmoorPlatform/Linux/Applications/NotificationAlerts.h"
 #include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "Support/ChildProcess.h"
+#include "Support/PrivateBus.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
@@ -96,8 +98,6 @@ TEST_F(HelperAlertsTests, RejectsInvalidAnswersAndLogsWhyNothingWasShown) {
         {"echo chosen 0", "1", "", "", Chosen{0}},
         {"echo dismissed", "1", "", "", Dismissed{}},
         {"echo chosen 2", "1", "", "makes no sense"},
-        {"echo chosen -1", "1", "", "makes no sense"},
-        {"echo chosen", "1", "", "makes no sense"},
         {"true", "1", "", "makes no sense"},
         {"echo chosen 0; exit 1", "1", "", "exit 1"},
         {"echo Oh >&2; exit 4", "1", "", "exit 4; Oh"},
@@ -125,6 +125,105 @@ TEST_F(HelperAlertsTests, RejectsInvalidAnswersAndLogsWhyNothingWasShown) {
     HelperAlerts none{runner, {.helper = "/none/larkmoor-alert", .build = "1"}};
     EXPECT_THAT(show(none, quit()).second,
                 ::testing::StartsWith(notShown + "not started: /none/larkmoor-alert: No such file"));
+}
+
+TEST_F(HelperAlertsTests, TheHelperOfOurBuildIsRunWhateverBecameOfTheBundle) {
+    HelperAlerts alerts{runner, {.helper = helperScript("cat >/dev/null; echo chosen 1"), .build = "1"}};
+    static_cast<void>(helperScript("exit 3"));
+    EXPECT_EQ(show(alerts, quit()).first, AlertAnswer{Chosen{1}}) << "replaced";
+    std::filesystem::remove(folder / "helper");
+    EXPECT_EQ(show(alerts, quit()).first, AlertAnswer{Chosen{1}}) << "removed";
+}
+
+/// The desktop's notifications, with a user who does the same with each.
+struct NotificationServer {
+    NotificationServer(MainLoop& loop, const std::string& address, std::vector<std::string> capabilities,
+                       std::function<void(NotificationServer&, std::uint32_t id)> react)
+        : bus(loop, address) {
+        calls = bus.filter([=, this](const BusMessage& call) {
+            const char* member = sd_bus_message_get_member(call.get());
+            if (sd_bus_message_is_method_call(call.get(), name, nullptr) <= 0) return false;
+            const BusMessage reply = BusMessage::methodReturn(call);
+            BusWriter writer{reply};
+            if (member == std::string_view{"GetCapabilities"}) {
+                writer.array(
+                    "s", [&] { std::ranges::for_each(capabilities, [&](const auto& each) { writer.text(each); }); });
+                return bus.send(reply);
+            }
+            if (member != std::string_view{"Notify"}) return true;
+            BusReader reader{call};
+            words = reader.text();
+            reader.uint32();
+            for (int text = 0; text < 3; ++text) words += fmt::format("|{}", reader.text());
+            reader.array("s", [&] { words += fmt::format("|{}", reader.text()); });
+            writer.uint32(7);
+            bus.send(reply);
+            react(*this, 7);
+            return true;
+        });
+        bool isOwned = false;
+        claim = bus.requestName(name, [&](const auto&) { isOwned = true; });
+        EXPECT_TRUE(testing::runUntil(loop, [&] { return isOwned; }));
+    }
+    void signal(const char* member, std::uint32_t id, auto write) {
+        const BusMessage message = bus.signal("/org/freedesktop/Notifications", name, member);
+        BusWriter writer{message};
+        writer.uint32(id);
+        write(writer);
+        bus.send(message);
+    }
+    void act(std::uint32_t id, const char* key) {
+        signal("ActionInvoked", id, [key](BusWriter& writer) { writer.text(key); });
+    }
+    void close(std::uint32_t id, std::uint32_t reason) {
+        signal("NotificationClosed", id, [reason](BusWriter& writer) { writer.uint32(reason); });
+    }
+
+    static constexpr const char* name = "org.freedesktop.Notifications";
+    SessionBus bus;
+    BusSlot calls, claim;
+    std::string words;
+};
+
+TEST_F(HelperAlertsTests, AQuestionWithoutAWindowGoesToTheDesktopsNotifications) {
+    using Server = NotificationServer;
+    struct Case {
+        std::string_view name;
+        std::vector<std::string> capabilities;
+        std::function<void(Server&, std::uint32_t)> react;
+        AlertAnswer want;
+    };
+    const std::vector<std::string> all{"actions", "body", "body-markup"};
+    const auto chooses = [](Server& server, std::uint32_t id) {
+        server.act(id + 1, "0");
+        server.act(id, "default");
+        server.act(id, "1");
+        server.close(id, 2);
+    };
+    const Case table[] = {
+        {"chosen", all, chooses, Chosen{1}},
+        {"dismissed", all, [](Server& server, std::uint32_t id) { server.close(id, 2); }, Dismissed{}},
+        {"expired", all, [](Server& server, std::uint32_t id) { server.close(id, 1); }, NotShown{}},
+        {"ended", all, [](Server& server, std::uint32_t) { server.bus.releaseName(Server::name); }, NotShown{}},
+        {"never answered", all, [](Server&, std::uint32_t) {}, NotShown{}},
+        {"without actions", {"body"}, chooses, NotShown{}},
+    };
+    const testing::PrivateBus privateBus;
+    SessionBus bus{loop, privateBus.address()};
+    NotificationAlerts notifications{bus, 3s};
+    HelperAlerts alerts{runner, {.helper = "/none", .build = "1", .fallback = &notifications}};
+    EXPECT_EQ(show(alerts, quit()).first, AlertAnswer{NotShown{}}) << "nobody there";
+    Alert alert = quit();
+    alert.text = "a < b";
+    for (const Case& row : table) {
+        SCOPED_TRACE(row.name);
+        const Server server{loop, privateBus.address(), row.capabilities, row.react};
+        const auto [answer, log] = show(alerts, alert);
+        EXPECT_EQ(answer, row.want) << log;
+        EXPECT_EQ(log.contains("no notification asks"), answer == AlertAnswer{NotShown{}}) << log;
+        if (row.capabilities == all)
+            EXPECT_EQ(server.words, "Larkmoor|larkmoor|Quit Larkmoor?|a &lt; b|0|Quit|1|Cancel");
+    }
 }
 
 TEST_F(HelperAlertsTests, ShowsOneAtATime) {

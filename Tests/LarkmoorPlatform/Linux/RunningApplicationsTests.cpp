@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "LarkmoorPlatform/Linux/Applications/ProcessApplications.h"
@@ -51,8 +52,16 @@ TEST(ApplicationUnit, IsTheInnermostOfTheGroups) {
         {"1:cpu:/app-org.example.App-1.scope\n0::/\n", ""},
         {"", ""},
     };
-    for (const auto& [groups, application] : table)
-        EXPECT_EQ(ApplicationUnit::applicationOfGroups(groups).value_or(""), application) << groups;
+    for (const auto& [groups, application] : table) {
+        const std::string_view unit = ApplicationUnit::name(ApplicationUnit::group(groups));
+        EXPECT_EQ(ApplicationUnit::application(unit).value_or(""), application) << groups;
+    }
+    const std::pair<std::string_view, pid_t> processes[] = {
+        {"app-gnome-a-1234.scope", 1234}, {"app-a-7d3a1b2c.scope", 0}, {"app-a-99999999.scope", 0},
+        {"app-a@1234.service", 0},        {"app-1.scope", 0},
+    };
+    for (const auto& [unit, process] : processes)
+        EXPECT_EQ(ApplicationUnit::process(unit).value_or(0), process) << unit;
 }
 
 struct RunningApplicationsTests : ::testing::Test {
@@ -113,6 +122,30 @@ TEST_F(RunningApplicationsTests, ListsThisUsersProcesses) {
     ::waitid(P_PID, static_cast<id_t>(bundled.pid()), &dead, WEXITED | WNOWAIT);
     EXPECT_EQ(find(bundled.pid()), std::nullopt) << "a process that is only waited for does not run";
     if (::getuid() != 0) EXPECT_EQ(find(1), std::nullopt) << "another's";
+}
+
+// As a desktop starts it: in a control group that all its children inherit, those too that lose their parent.
+TEST_F(RunningApplicationsTests, AUnitNamesItsFirstProgramAlone) {
+    const char* prepared = std::getenv("LARKMOOR_CGROUPS");
+    if (prepared == nullptr || *prepared == '\0') GTEST_SKIP() << "no control groups of the tester's own";
+    std::istringstream all{prepared};
+    std::string parent;
+    all >> parent;
+    const std::string group = parent + "/app-test-tools.example.first-x1y.scope";
+    std::filesystem::create_directory(group);
+    const std::string script = "echo $$ >" + group + "/cgroup.procs; (sleep 600 & echo $! >" + folder / "child" +
+                               "); : >" + folder / "done" + "; wait; while :; do sleep 600; done";
+    testing::ChildProcess first{{"/bin/sh", "-c", script}};
+    while (!std::filesystem::exists(folder / "done")) std::this_thread::sleep_for(1ms);
+    pid_t child = 0;
+    std::ifstream{folder / "child"} >> child;
+    EXPECT_EQ(find(first.pid())->bundleIdentifier, "tools.example.first");
+    EXPECT_EQ(find(child)->bundleIdentifier, std::nullopt);
+    first.kill();
+    EXPECT_EQ(find(child)->bundleIdentifier, std::nullopt) << "nor does it become the application";
+    for (pid_t left = 0; std::ifstream{group + "/cgroup.procs"} >> left; ::kill(left, SIGKILL)) {
+    }
+    while (::rmdir(group.c_str()) != 0 && errno == EBUSY) std::this_thread::sleep_for(1ms);
 }
 
 TEST_F(RunningApplicationsTests, TerminatesTheListedProcessAndNoOther) {

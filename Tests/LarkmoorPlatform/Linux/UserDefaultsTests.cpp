@@ -44,7 +44,6 @@ TEST_F(UserDefaultsTests, KeepsTheLastStringOrFlagOfEachKey) {
     }
     EXPECT_EQ(later.string("& <key>"), "text");
     EXPECT_EQ(Files::permissions(file), 0600);
-    EXPECT_EQ(PropertyListDefaults(home.path().string(), "another").string("& <key>"), std::nullopt);
 }
 
 TEST_F(UserDefaultsTests, ReadsValuesOfOtherProgramsAndKeepsThem) {

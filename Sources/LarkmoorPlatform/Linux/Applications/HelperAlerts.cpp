@@ -75,7 +75,8 @@ std::expected<AlertAnswer, std::string> answerOf(const ProcessResult& result, st
 
 }  // namespace
 
-HelperAlerts::HelperAlerts(ProcessRunner& runner, Options options) : runner_(runner), options_(std::move(options)) {}
+HelperAlerts::HelperAlerts(ProcessRunner& runner, Options options)
+    : runner_(runner), options_(std::move(options)), helper_(options_.helper) {}
 
 Task<AlertAnswer> HelperAlerts::show(Alert alert) {
     // Taken before the wait: the token belongs to the click that asked for this alert.
@@ -86,23 +87,40 @@ Task<AlertAnswer> HelperAlerts::show(Alert alert) {
         waiting_.push_back(&turn);
         co_await turn.wait();
     }
-    ProcessRequest request{.executable = options_.helper,
+    AlertAnswer answer;
+    try {
+        answer = co_await showNow(alert, token);
+    } catch (...) {
+        endTurn();
+        throw;
+    }
+    endTurn();
+    co_return answer;
+}
+
+/// Lets the next alert be shown.
+void HelperAlerts::endTurn() {
+    isShowing_ = !waiting_.empty();
+    if (!isShowing_) return;
+    waiting_.front()->set();
+    waiting_.pop_front();
+}
+
+/// `alert` and `token` live in the caller, which awaits this.
+Task<AlertAnswer> HelperAlerts::showNow(const Alert& alert, const std::string& token) {
+    ProcessRequest request{.executable = helper_.executable(),
+                           .name = helper_.path(),
                            .environment = environmentWithToken(token),
                            .input = ProcessInputs::FromBytes{requestFor(alert, options_.build)},
                            .output = ProcessOutputs::Captured{},
                            .errors = ProcessOutputs::Captured{},
                            .budget = maxDuration};
     const ProcessResult result = co_await runner_.run(std::move(request));
-    if (waiting_.empty()) {
-        isShowing_ = false;
-    } else {
-        waiting_.front()->set();
-        waiting_.pop_front();
-    }
     const auto answer = answerOf(result, alert.buttons.size());
     if (answer) co_return *answer;
     platformLog(fmt::format("[larkmoor-menu] the alert \"{}\" was not shown: {}", alert.message, answer.error()));
-    co_return AlertAnswers::NotShown{};
+    if (options_.fallback == nullptr) co_return AlertAnswers::NotShown{};
+    co_return co_await options_.fallback->show(alert);
 }
 
 }  // namespace larkmoor

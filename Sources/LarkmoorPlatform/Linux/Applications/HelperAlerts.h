@@ -7,6 +7,7 @@
 
 #include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorPlatform/Alerts.h"
+#include "LarkmoorPlatform/Linux/Processes/OpenedProgram.h"
 #include "LarkmoorPlatform/ProcessRunner.h"
 
 namespace larkmoor {
@@ -15,11 +16,13 @@ namespace larkmoor {
 class HelperAlerts final : public Alerts {
   public:
     struct Options {
-        std::string helper;  ///< path of larkmoor-alert
+        std::string helper;  ///< path of larkmoor-alert; opened by the constructor
         std::string build;   ///< ours; a helper of another build shows nothing
         /// Returns the activation token of the current click, which lets the window come to the front; empty for none.
         /// May be null.
         std::function<std::string()> activationToken{};
+        /// Asked when the helper cannot show an alert; may be null, and outlives this.
+        Alerts* fallback = nullptr;
     };
 
     /// `runner` outlives it.
@@ -28,8 +31,12 @@ class HelperAlerts final : public Alerts {
     Task<AlertAnswer> show(Alert alert) override;
 
   private:
+    Task<AlertAnswer> showNow(const Alert& alert, const std::string& token);
+    void endTurn();
+
     ProcessRunner& runner_;
     const Options options_;
+    const OpenedProgram helper_;
     bool isShowing_ = false;
     std::deque<OneShotEvent*> waiting_;  ///< one for each queued alert, set at its turn
 };

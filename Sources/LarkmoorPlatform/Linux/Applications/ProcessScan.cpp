@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <memory>
 #include <utility>
@@ -62,7 +63,21 @@ std::optional<std::string> application(std::string_view unit) {
     return named(lastPart(unit.substr(0, unit.find('@'))));
 }
 
-std::optional<std::string> applicationOfGroups(std::string_view groups) {
+std::optional<pid_t> process(std::string_view unit) {
+    constexpr pid_t greatest = 1 << 22;
+    if (!application(unit) || !unit.ends_with(scope)) return std::nullopt;
+    const std::string_view body = unit.substr(prefix.size(), unit.size() - prefix.size() - scope.size());
+    const std::string_view last = lastPart(body);
+    if (last.size() == body.size()) return std::nullopt;
+    pid_t number = 0;
+    const auto read = std::from_chars(last.data(), last.data() + last.size(), number);
+    const bool isProcess = read.ec == std::errc{} && read.ptr == last.data() + last.size() && last.front() != '0';
+    return isProcess && number > 0 && number <= greatest ? std::optional{number} : std::nullopt;
+}
+
+std::string_view name(std::string_view group) { return group.substr(group.rfind('/') + 1); }
+
+std::string_view group(std::string_view groups) {
     while (!groups.empty()) {
         const auto end = groups.find('\n');
         std::string_view line = groups.substr(0, end);
@@ -71,12 +86,12 @@ std::optional<std::string> applicationOfGroups(std::string_view groups) {
         const bool isUnified = line.starts_with("0::");
         if (!isUnified && line.find(":name=systemd:") == std::string_view::npos) continue;
         for (auto slash = line.rfind('/'); slash != std::string_view::npos; slash = line.rfind('/')) {
-            const std::string_view group = line.substr(slash + 1);
-            if (group.ends_with(scope) || group.ends_with(service)) return application(group);
+            if (line.ends_with(scope) || line.ends_with(service))
+                return application(name(line)) ? line : std::string_view{};
             line = line.substr(0, slash);
         }
     }
-    return std::nullopt;
+    return {};
 }
 
 }  // namespace larkmoor::ApplicationUnit
@@ -94,6 +109,11 @@ std::optional<pid_t> processNumber(std::string_view name) {
     const auto read = std::from_chars(name.data(), name.data() + name.size(), number);
     const bool isNumber = read.ec == std::errc{} && read.ptr == name.data() + name.size();
     return isNumber ? std::optional{number} : std::nullopt;
+}
+
+std::string unitGroup(const std::string& process) {
+    const auto groups = Files::read("/proc/" + process + "/cgroup");
+    return groups ? std::string{ApplicationUnit::group(asText(*groups))} : std::string{};
 }
 
 /// The folder "X.app" of "X.app/Contents/MacOS/program".
@@ -115,40 +135,69 @@ std::vector<RunningApplication> ProcessScan::scan() {
     executables_.clear();
     previousBundles_ = std::exchange(bundles_, {});
     const uid_t user = ::getuid();
+    std::vector<std::string> groups;  // of `found`
+    FirstPrograms firsts;
     while (const dirent* entry = ::readdir(processes.get())) {
         const auto process = processNumber(entry->d_name);
         struct stat status{};
         if (!process || ::fstatat(::dirfd(processes.get()), entry->d_name, &status, 0) != 0 || status.st_uid != user)
             continue;
+        std::string group = unitGroup(entry->d_name);
+        if (!group.empty()) add(*process, group, firsts);
         auto executable = processExecutable(entry->d_name);
         if (!executable) continue;
         executables_.emplace(*process, *executable);
-        auto owner = identifier(entry->d_name, *executable);
-        found.push_back(
-            {.process = *process, .executable = *std::move(executable), .bundleIdentifier = std::move(owner)});
+        found.push_back({.process = *process, .executable = *std::move(executable), .bundleIdentifier = {}});
+        groups.push_back(std::move(group));
+    }
+    for (auto& [group, first] : firsts) {
+        const auto known = firsts_.find(group);
+        if (known != firsts_.end()) first = known->second;
+    }
+    firsts_ = std::move(firsts);
+    for (std::size_t index = 0; index < found.size(); ++index) {
+        RunningApplication& each = found[index];
+        each.bundleIdentifier = bundleIdentifier(each.executable);
+        if (!each.bundleIdentifier) each.bundleIdentifier = unitApplication(each.process, groups[index]);
     }
     previousBundles_.clear();
     return found;
+}
+
+void ProcessScan::add(pid_t process, const std::string& group, FirstPrograms& firsts) {
+    const auto start = processStart(std::to_string(process));
+    if (!start) return;
+    const First one{.start = *start, .process = process};
+    const auto [place, isNew] = firsts.emplace(group, one);
+    if (!isNew) place->second = std::min(place->second, one);
+}
+
+/// The name of the unit decides, if it tells the process; otherwise the process that started first.
+std::optional<std::string> ProcessScan::unitApplication(pid_t process, const std::string& group) const {
+    const auto first = firsts_.find(group);
+    if (first == firsts_.end()) return std::nullopt;
+    const std::string_view unit = ApplicationUnit::name(group);
+    const auto named = ApplicationUnit::process(unit);
+    const bool isFirst =
+        named ? *named == process
+              : process == first->second.process && processStart(std::to_string(process)) == first->second.start;
+    return isFirst ? ApplicationUnit::application(unit) : std::nullopt;
 }
 
 std::optional<std::string> ProcessScan::identifier(pid_t process) {
     const std::string name = std::to_string(process);
     const auto executable = processExecutable(name);
     if (!executable) return std::nullopt;
+    const std::string group = unitGroup(name);
     const std::lock_guard lock{lock_};
-    return identifier(name, *executable);
+    auto identifier = bundleIdentifier(*executable);
+    return identifier ? identifier : unitApplication(process, group);
 }
 
 std::optional<std::string> ProcessScan::lastExecutable(pid_t process) {
     const std::lock_guard lock{lock_};
     const auto found = executables_.find(process);
     return found == executables_.end() ? std::nullopt : std::optional{found->second};
-}
-
-std::optional<std::string> ProcessScan::identifier(const std::string& process, const std::string& executable) {
-    if (auto identifier = bundleIdentifier(executable)) return identifier;
-    const auto groups = Files::read("/proc/" + process + "/cgroup");
-    return groups ? ApplicationUnit::applicationOfGroups(asText(*groups)) : std::nullopt;
 }
 
 std::optional<std::string> ProcessScan::bundleIdentifier(const std::string& executable) {

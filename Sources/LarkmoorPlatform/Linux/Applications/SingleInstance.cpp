@@ -28,9 +28,17 @@ SingleInstance::SingleInstance(SessionBus& bus, std::string name, Answers answer
         SD_BUS_VTABLE_END,
     };
     object_ = bus_.addObject(path_, interface, table, this);
-    claim_ = bus_.requestName(name_, [this](const std::expected<void, BusError>& granted) {
+    claim(std::nullopt);
+}
+
+/// `failure` is what came of the other instance's activation, after which the name may be free.
+void SingleInstance::claim(std::optional<BusError> failure) {
+    claim_ = bus_.requestName(name_, [this, failure](const std::expected<void, BusError>& granted) {
         if (granted) return answers_.onOwned();
-        activateOther();
+        if (granted.error().name != BusErrorName::nameTaken) return answers_.onFailure(granted.error());
+        if (!failure) return activateOther();
+        if (failure->name == BusErrorName::noReply) return answers_.onOther(Other::silent);
+        answers_.onFailure(*failure);
     });
 }
 
@@ -43,7 +51,11 @@ int SingleInstance::activate(sd_bus_message* call, void* self, sd_bus_error*) {
 void SingleInstance::activateOther() {
     const BusMessage call = bus_.methodCall(name_, path_, interface, "Activate");
     BusWriter{call}.array("{sv}", [] {});
-    activation_ = bus_.call(call, [this](const BusResult&) { answers_.onOther(); });
+    const auto onReply = [this](const BusResult& reply) {
+        if (reply) return answers_.onOther(Other::activated);
+        claim(reply.error());
+    };
+    activation_ = bus_.call(call, onReply, activationTimeout);
 }
 
 }  // namespace larkmoor

@@ -1,7 +1,9 @@
 // Single instance of an application: the owner of its name on the session bus. A second start activates the first.
 #pragma once
 
+#include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
@@ -12,11 +14,22 @@ namespace larkmoor {
 /// D-Bus) on the object path that corresponds to the name.
 class SingleInstance {
   public:
+    /// A second start ends within this, whatever the first one does.
+    static constexpr std::chrono::seconds activationTimeout{8};
+
+    enum class Other {
+        activated,  ///< runs, and has heard of this start
+        silent,     ///< owns the name and answers nothing
+    };
+
+    /// Of the first three, exactly one is called, once.
     struct Answers {
         /// We own the name: this process is the application.
         std::function<void()> onOwned;
-        /// Another process owns it and was asked to activate itself; this one may exit.
-        std::function<void()> onOther;
+        /// Another process is the application.
+        std::function<void(Other)> onOther;
+        /// The bus refused, or the name's owner is no application.
+        std::function<void(const BusError&)> onFailure;
         /// Another process tried to start the application.
         std::function<void()> onActivated;
     };
@@ -27,6 +40,7 @@ class SingleInstance {
 
   private:
     static int activate(sd_bus_message* call, void* self, sd_bus_error* error);
+    void claim(std::optional<BusError> failure);
     void activateOther();
 
     SessionBus& bus_;

@@ -29,6 +29,8 @@ inline constexpr std::string_view disconnected = "org.freedesktop.DBus.Error.Dis
 inline constexpr std::string_view failed = "org.freedesktop.DBus.Error.Failed";
 inline constexpr std::string_view limitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
 inline constexpr std::string_view nameHasNoOwner = "org.freedesktop.DBus.Error.NameHasNoOwner";
+/// Ours, for a name that another connection owns; what the bus library calls it.
+inline constexpr std::string_view nameTaken = "System.Error.EEXIST";
 inline constexpr std::string_view noReply = "org.freedesktop.DBus.Error.NoReply";
 inline constexpr std::string_view serviceUnknown = "org.freedesktop.DBus.Error.ServiceUnknown";
 

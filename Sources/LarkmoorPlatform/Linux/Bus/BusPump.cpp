@@ -96,6 +96,7 @@ void BusPump::process() {
         const int step = sd_bus_process(bus_, nullptr);
         if (step == -EBUSY) return schedule();
         if (step < 0) return disconnect(errorOf(-step));
+        wasReady_ = wasReady_ || sd_bus_is_ready(bus_) > 0;
         if (step == 0) return waitForEvents();
     }
     schedule();

@@ -41,6 +41,7 @@ class BusPump : public std::enable_shared_from_this<BusPump> {
     sd_bus* bus() const { return bus_; }
     MainLoop& loop() const { return loop_; }
     bool isLost() const { return isLost_; }
+    bool wasReady() const { return wasReady_; }
 
     std::function<void(const BusError&)> onLost;
 
@@ -70,6 +71,7 @@ class BusPump : public std::enable_shared_from_this<BusPump> {
     bool isWaitingToRead_ = false;
     bool isWaitingToWrite_ = false;
     bool isLost_ = false;
+    bool wasReady_ = false;
     bool isClosed_ = false;
 };
 

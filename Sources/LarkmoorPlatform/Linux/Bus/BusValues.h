@@ -139,6 +139,7 @@ class BusWriter {
         const int truth = value ? 1 : 0;
         return basic('b', &truth);
     }
+    BusWriter& byte(std::uint8_t value) { return basic('y', &value); }
     BusWriter& int32(std::int32_t value) { return basic('i', &value); }
     BusWriter& uint32(std::uint32_t value) { return basic('u', &value); }
     BusWriter& uint64(std::uint64_t value) { return basic('t', &value); }

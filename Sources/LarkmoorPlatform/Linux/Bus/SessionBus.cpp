@@ -80,6 +80,8 @@ void SessionBus::onLost(std::function<void(const BusError&)> handler) { pump_->o
 
 bool SessionBus::isLost() const { return pump_->isLost(); }
 
+bool SessionBus::wasReady() const { return pump_->wasReady(); }
+
 BusMessage SessionBus::methodCall(const std::string& destination, const std::string& path, const std::string& interface,
                                   const std::string& member) {
     sd_bus_message* message = nullptr;
@@ -144,7 +146,7 @@ BusSlot SessionBus::requestName(const std::string& name, std::function<void(std:
         const std::uint32_t answer = BusReader{*reply}.uint32();
         if (answer == primaryOwner || answer == alreadyOwner) return handler({});
         handler(std::unexpected(
-            BusError{.name = std::string{BusErrorName::failed}, .message = name + " belongs to somebody else"}));
+            BusError{.name = std::string{BusErrorName::nameTaken}, .message = name + " belongs to somebody else"}));
     });
 }
 

@@ -42,6 +42,8 @@ class SessionBus {
     /// before the loop runs on.
     void onLost(std::function<void(const BusError&)> handler);
     bool isLost() const;
+    /// Whether the connection ever stood; if it is lost and never did, there is no bus to be reached.
+    bool wasReady() const;
 
     /// A message without values, to be filled by a `BusWriter`. Names and paths must be valid.
     BusMessage methodCall(const std::string& destination, const std::string& path, const std::string& interface,
@@ -67,7 +69,8 @@ class SessionBus {
     /// to the bus, so only messages that are sent to us anyway are seen.
     [[nodiscard]] BusSlot filter(std::function<bool(const BusMessage&)> handler);
 
-    /// Requests the name without queueing for it; a name that another connection owns is an error.
+    /// Requests the name without queueing for it; a name that another connection owns is the error
+    /// `BusErrorName::nameTaken`.
     [[nodiscard]] BusSlot requestName(const std::string& name,
                                       std::function<void(std::expected<void, BusError>)> handler);
     void releaseName(const std::string& name);

@@ -73,13 +73,13 @@ class FileActions {
 
 }  // namespace
 
-std::expected<SpawnedProcess, FileError> SpawnedProcess::start(std::string executable,
+std::expected<SpawnedProcess, FileError> SpawnedProcess::start(const std::string& executable,
                                                                std::vector<std::string> arguments,
                                                                std::vector<std::string> environment,
                                                                SpawnDescriptors descriptors, LeaderOf leaderOf) {
-    const auto failure = [&executable](int code) { return std::unexpected(FileError{executable, code}); };
-    arguments.insert(arguments.begin(), executable);
-    if (std::ranges::any_of(arguments, holdsNul) || std::ranges::any_of(environment, holdsNul)) return failure(EINVAL);
+    const auto failure = [name = arguments.front()](int code) { return std::unexpected(FileError{name, code}); };
+    if (holdsNul(executable) || std::ranges::any_of(arguments, holdsNul) || std::ranges::any_of(environment, holdsNul))
+        return failure(EINVAL);
 
     pid_t id = 0;
     const int refused = posix_spawn(&id, executable.c_str(), FileActions{descriptors}.get(), Attributes{leaderOf}.get(),

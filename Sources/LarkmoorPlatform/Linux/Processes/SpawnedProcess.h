@@ -31,9 +31,10 @@ class SpawnedProcess {
         int number;  ///< the exit status, or the signal
     };
 
-    /// `environment` holds entries NAME=VALUE; nothing is inherited. The program runs when this returns; an error is
-    /// the executable's. Blocks until the system has loaded it.
-    static std::expected<SpawnedProcess, FileError> start(std::string executable, std::vector<std::string> arguments,
+    /// `arguments` begin with the program's name, which an error names too. `environment` holds entries NAME=VALUE;
+    /// nothing is inherited. The program runs when this returns. Blocks until the system has loaded it.
+    static std::expected<SpawnedProcess, FileError> start(const std::string& executable,
+                                                          std::vector<std::string> arguments,
                                                           std::vector<std::string> environment,
                                                           SpawnDescriptors descriptors,
                                                           LeaderOf leaderOf = LeaderOf::group);

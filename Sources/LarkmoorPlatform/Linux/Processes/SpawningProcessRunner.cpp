@@ -145,6 +145,7 @@ class Run : public std::enable_shared_from_this<Run> {
 std::expected<std::shared_ptr<Run>, FileError> start(MainLoop& loop, ProcessRequest request) {
     auto channels = ProcessChannels::open(request);
     if (!channels) return std::unexpected(channels.error());
+    request.arguments.insert(request.arguments.begin(), request.name.value_or(request.executable));
     auto process = SpawnedProcess::start(request.executable, std::move(request.arguments), lines(request.environment),
                                          channels->childEnds());
     if (!process) return std::unexpected(process.error());
@@ -200,8 +201,9 @@ std::expected<void, FileError> SpawningProcessRunner::launch(std::string executa
     ProcessRequest silent{.executable = {}, .budget = {}};
     const auto channels = ProcessChannels::open(silent);
     if (!channels) return std::unexpected(channels.error());
-    auto process = SpawnedProcess::start(std::move(executable), std::move(arguments), lines(environment),
-                                         channels->childEnds(), SpawnedProcess::LeaderOf::session);
+    arguments.insert(arguments.begin(), executable);
+    auto process = SpawnedProcess::start(executable, std::move(arguments), lines(environment), channels->childEnds(),
+                                         SpawnedProcess::LeaderOf::session);
     if (!process) return std::unexpected(process.error());
     reapWhenEnded(loop_, std::move(*process).detach());
     return {};

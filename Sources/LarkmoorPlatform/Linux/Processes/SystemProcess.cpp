@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -29,6 +30,19 @@ std::optional<std::string> processExecutable(const std::string& process) {
     constexpr std::string_view suffix = " (deleted)";
     if (path.ends_with(suffix)) path.resize(path.size() - suffix.size());
     return path;
+}
+
+std::optional<std::uint64_t> processStart(const std::string& process) {
+    const auto bytes = Files::read("/proc/" + process + "/stat");
+    if (!bytes) return std::nullopt;
+    // Field 22 of proc(5); field 2, the name, may hold spaces and parentheses.
+    const std::string_view text = asText(*bytes);
+    std::istringstream fields{std::string{text.substr(text.rfind(')') + 1)}};
+    std::string field;
+    for (int number = 3; number <= 22; ++number) fields >> field;
+    std::uint64_t ticks = 0;
+    const auto read = std::from_chars(field.data(), field.data() + field.size(), ticks);
+    return fields && read.ec == std::errc{} ? std::optional{ticks} : std::nullopt;
 }
 
 std::optional<std::string> runningExecutable() { return processExecutable("self"); }

@@ -8,6 +8,7 @@ extern "C" {
 #include <sys/pidfd.h>
 }
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -22,5 +23,9 @@ inline FileDescriptor processDescriptor(pid_t process) { return FileDescriptor{:
 /// The executable's path from /proc, even if the file was removed or replaced since. `process` is a process id or
 /// "self". Nothing for a process that is gone or that the system does not let us inspect.
 std::optional<std::string> processExecutable(const std::string& process);
+
+/// When the process started, in clock ticks since the boot; the same for as long as it lives. Nothing for a process
+/// that is gone.
+std::optional<std::uint64_t> processStart(const std::string& process);
 
 }  // namespace larkmoor

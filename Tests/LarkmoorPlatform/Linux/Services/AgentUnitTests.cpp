@@ -32,11 +32,6 @@ TEST(AgentUnit, DoesWhatTheListSays) {
         std::string in, want;
     };
     const Case cases[] = {
-        {"words with everything that a unit would read itself",
-         keyed("<key>ProgramArguments</key><array><string>/bin/x</string><string>$HOME %h \\ \"q\" 'a'</string>"
-               "<string></string><string>;</string></array>"),
-         R"(ExecStart=":/bin/x" "$HOME %%h \\ \"q\" 'a'" "" ";")"
-         "\n"},
         {"a name of its own",
          running("<key>ProgramArguments</key><array><string>y</string><string>-v</string></array>"),
          "ExecStart=\":@/x\" \"y\" \"-v\"\n"},
@@ -47,8 +42,6 @@ TEST(AgentUnit, DoesWhatTheListSays) {
          running("<key>KeepAlive</key><dict><key>SuccessfulExit</key><false/></dict>"
                  "<key>ThrottleInterval</key><integer>2</integer>"),
          x + "Restart=on-failure\nRestartSec=2\nRestartForceExitStatus=SIGHUP SIGINT SIGPIPE SIGTERM\n" + atLoad},
-        {"kept alive while it ends well", running("<key>KeepAlive</key><dict><key>SuccessfulExit</key><true/></dict>"),
-         x + "Restart=on-success\nRestartSec=10\nRestartPreventExitStatus=SIGHUP SIGINT SIGPIPE SIGTERM\n" + atLoad},
         {"started at load, and not kept alive", running("<key>RunAtLoad</key><true/><key>KeepAlive</key><false/>"),
          x + atLoad},
         {"surroundings",

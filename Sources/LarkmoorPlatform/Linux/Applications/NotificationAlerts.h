@@ -1,0 +1,33 @@
+// Alerts shown as desktop notifications, whose actions are the alert's buttons.
+#pragma once
+
+#include <chrono>
+
+#include "LarkmoorPlatform/Alerts.h"
+#include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
+
+namespace larkmoor {
+
+/// Main thread; the bus outlives it. Failures to show an alert are written to the system's log.
+class NotificationAlerts final : public Alerts {
+  public:
+    /// A question that nobody answers is withdrawn after this and counts as not shown: the desktop may keep it out of
+    /// sight.
+    static constexpr std::chrono::seconds patience{60};
+
+    explicit NotificationAlerts(SessionBus& bus, std::chrono::milliseconds limit = patience)
+        : bus_(bus), limit_(limit) {}
+
+    Task<AlertAnswer> show(Alert alert) override;
+
+  private:
+    struct Question;
+
+    BusMessage call(const std::string& member);
+    BusMessage notification(const Alert& alert, bool hasMarkup);
+
+    SessionBus& bus_;
+    const std::chrono::milliseconds limit_;
+};
+
+}  // namespace larkmoor
