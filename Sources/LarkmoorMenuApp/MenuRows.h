@@ -35,7 +35,7 @@ struct MenuRows {
 
     Row header, setupRow, statusLine, modelsLine;
     Row pause15, pause60, pauseIndef, resumeRow;
-    Row migrateNowRow, postponedRow, updateRow;
+    Row migrateNowRow, postponedRow, updateRow, quitRow;
     /// Made with the others, and deliberately not placed in the menu.
     Row memory;
 

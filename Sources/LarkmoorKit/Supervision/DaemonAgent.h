@@ -52,6 +52,8 @@ class DaemonAgent {
     Task<void> healLooseAgent();
     /// Starts the daemon again after a quit, on a gesture of the user. Runs no process if the sentinel is not set.
     Task<void> releaseQuitIfHeld(QuitSentinel sentinel);
+    /// At launch, which is a gesture too: the same, and then a loose agent is healed, unless that has been done.
+    Task<void> clearQuitAndHealLooseAgent(QuitSentinel sentinel);
 
   private:
     Task<bool> unregisterStale(bool jobLoaded);
@@ -61,6 +63,7 @@ class DaemonAgent {
     std::string serviceTarget() const { return LoginItems::guiServiceTarget(seams_.user); }
 
     Seams seams_;
+    bool healed_ = false;  ///< since the launch
 };
 
 }  // namespace larkmoor
