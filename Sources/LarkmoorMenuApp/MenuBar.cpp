@@ -19,11 +19,6 @@ class ScopedFlag {
     bool& flag_;
 };
 
-Task<void> runThenSet(MenuDuties::Duty duty, OneShotEvent* end) {
-    co_await duty();
-    if (end != nullptr) end->set();
-}
-
 }  // namespace
 
 std::shared_ptr<MenuBar> MenuBar::make(MenuPlatform platform, MenuDuties duties) {
@@ -42,10 +37,10 @@ MenuBar::MenuBar(MenuPlatform platform, MenuDuties duties)
       quit_({.loop = platform_.loop,
              .client = platform_.client,
              .alerts = platform_.alerts,
+             .now = platform_.now,
              .terminateSettings = [this] { windows_.terminateAll(); },
              .terminate = platform_.terminate}),
-      registered_(platform_.loop),
-      healed_(platform_.loop) {}
+      supervised_(platform_.loop) {}
 
 MenuBar::~MenuBar() {
     if (menu_) menu_->setDelegate(nullptr);
@@ -60,9 +55,8 @@ void MenuBar::applicationDidFinishLaunching() {
     buildMenu();
     item_->setMenu(menu_);
     observeJourney();
-    startDuty(duties_.supervision.registerLoginItems, &MenuBar::registered_);
+    start(&MenuBar::superviseInOrder);
     startDuty(duties_.firstRun.warmBundledBinaries);
-    startDuty(duties_.supervision.clearQuitAndHealLooseAgent, &MenuBar::healed_);
     start(&MenuBar::updatesInOrder);
     startDuty(duties_.connectors.converge);
     observeEndOfRetiredApplication();
@@ -78,10 +72,15 @@ void MenuBar::applicationDidFinishLaunching() {
                              }));
 }
 
-void MenuBar::startDuty(MenuDuties::Duty duty, OneShotEvent MenuBar::* end) {
-    start([duty = std::move(duty), end](MenuBar& self) {
-        return runThenSet(duty, end == nullptr ? nullptr : &(self.*end));
-    });
+void MenuBar::startDuty(MenuDuties::Duty duty) {
+    start([duty = std::move(duty)](MenuBar&) { return duty(); });
+}
+
+/// A start of the daemon that overtakes its registration could be undone by it.
+Task<void> MenuBar::superviseInOrder() {
+    co_await Spawning::toItsEnd(duties_.supervision.registerLoginItems);
+    co_await Spawning::toItsEnd(duties_.supervision.clearQuitAndHealLooseAgent);
+    supervised_.set();
 }
 
 void MenuBar::buildMenu() {
@@ -105,8 +104,7 @@ MenuRows::Actions MenuBar::actions() {
         .migrateNow = answering(&MenuDuties::Updates::migrate),
         .installUpdateNow = answering(&MenuDuties::Updates::installUpdate),
         .checkForUpdateNow = answering(&MenuDuties::Updates::checkForUpdate),
-        .quitEverything =
-            weakly([](MenuBar& self) { self.start([](MenuBar& menu) { return menu.quit_.quitEverything(); }); }),
+        .quitEverything = weakly([](MenuBar& self) { self.start(&MenuBar::quitEverything); }),
     };
 }
 
@@ -124,10 +122,9 @@ void MenuBar::observeJourney() {
 /// migration has been dealt with.
 Task<void> MenuBar::updatesInOrder() {
     const MenuDuties::Updates& updates = duties_.updates;
-    co_await registered_.wait();
-    co_await healed_.wait();
-    co_await updates.postSwapBounce();
-    co_await updates.migrateAtLaunch();
+    co_await supervised_.wait();
+    co_await Spawning::toItsEnd(updates.postSwapBounce);
+    co_await Spawning::toItsEnd(updates.migrateAtLaunch);
     if (co_await updates.buildUpdater()) updates.armDailyClock();
 }
 
@@ -137,7 +134,13 @@ void MenuBar::observeEndOfRetiredApplication() {
 }
 
 Task<void> MenuBar::openJourneyIfWarranted() {
-    if (co_await duties_.firstRun.journeyWarranted() == true) windows_.open(WindowDoor::Pane::onboarding, false);
+    if (co_await journeyWarranted() == true) windows_.open(WindowDoor::Pane::onboarding, false);
+}
+
+/// The daemon is asked only for what the disk does not tell: it may take requests and never answer.
+Task<std::optional<bool>> MenuBar::journeyWarranted() {
+    const auto unasked = duties_.firstRun.journeyWarrantedUnasked();
+    co_return unasked ? unasked : co_await duties_.firstRun.journeyWarranted();
 }
 
 void MenuBar::observeCancel() {
@@ -166,21 +169,30 @@ bool MenuBar::applicationShouldHandleReopen() {
 Task<void> MenuBar::answerReopen() {
     std::optional<bool> warranted;
     const bool visible = journeyVisible_;
-    if (!visible) warranted = co_await duties_.firstRun.journeyWarranted();
+    if (!visible) warranted = co_await journeyWarranted();
     if (const auto pane = WindowDoor::paneOnReopen(visible, warranted)) windows_.open(*pane, false);
 }
 
 // Refresh
 
 Task<void> MenuBar::refresh() {
+    refreshUnasked();
     // Passes never overlap, and one that is asked for meanwhile is not queued.
     if (refreshing_) co_return;
     const ScopedFlag underWay{refreshing_};
     co_await refreshOnce();
 }
 
-Task<void> MenuBar::refreshOnce() {
+/// What needs no daemon goes on beside a pass that hangs.
+void MenuBar::refreshUnasked() {
     platform_.applications.refresh();
+    const std::optional<bool> warranted = duties_.firstRun.journeyWarrantedUnasked();
+    if (std::exchange(warrantedUnasked_, warranted) == warranted) return;
+    lastWarranted_ = warranted;
+    applyMenuMode();
+}
+
+Task<void> MenuBar::refreshOnce() {
     const TimedResponse health = co_await platform_.client->sendTimed(GatewayRequest::Read{ReadRequest::Health{}});
     const std::optional<DoorFault> fault = platform_.client->lastDoorFault();
     // A door that has just failed would fail again, and a daemon that is silent would hold this pass for ever.
@@ -229,7 +241,11 @@ void MenuBar::menuWillOpen() {
     start(&MenuBar::refresh);
     modelsTicker_.reset();
     progress_.menuWillOpen(setupMode_);
-    modelsTicker_ = platform_.every(tickerInterval, weakly([](MenuBar& self) { self.progress_.tick(); }));
+    syncQuitRow();
+    modelsTicker_ = platform_.every(tickerInterval, weakly([](MenuBar& self) {
+                                        self.progress_.tick();
+                                        self.syncQuitRow();
+                                    }));
     startDuty(duties_.supervision.releaseQuitIfHeld);
 }
 
@@ -275,10 +291,18 @@ Task<void> MenuBar::answer(MenuDuties::Click click) {
         Alert{.style = Alert::Style::informational, .message = *std::move(sentence), .buttons = {"OK"}}));
 }
 
+Task<void> MenuBar::quitEverything() {
+    co_await quit_.quitEverything();
+    syncQuitRow();
+}
+
+void MenuBar::syncQuitRow() { rows_.quitRow->setTitle(quit_.isAskedInRow() ? Quit::rowQuestion : Quit::rowTitle); }
+
 Task<void> MenuBar::cancelLocalModelsAndQuit() {
-    platform_.setupLog("cancel-install: the journey asked — stopping the pipeline and undoing its receipts");
-    co_await duties_.models.cancel();
-    co_await quit_.quitAllOf();
+    co_await quit_.quitAllOf([this] {
+        platform_.setupLog("cancel-install: the journey asked — stopping the pipeline and undoing its receipts");
+        return duties_.models.cancel();
+    });
 }
 
 }  // namespace larkmoor

@@ -55,11 +55,14 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     void observeEndOfRetiredApplication();
     void observeCancel();
     void subscribe();
+    Task<void> superviseInOrder();
     Task<void> updatesInOrder();
     Task<void> openJourneyIfWarranted();
     Task<void> answerReopen();
+    Task<std::optional<bool>> journeyWarranted();
 
     // Refresh
+    void refreshUnasked();
     Task<void> refreshOnce();
     void applyMenuMode();
     Task<void> askFrontState();
@@ -71,6 +74,8 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     MenuRow::Action answering(MenuDuties::Click MenuDuties::Updates::* click);
     Task<void> control(ControlRequest request);
     Task<void> answer(MenuDuties::Click click);
+    Task<void> quitEverything();
+    void syncQuitRow();
     Task<void> cancelLocalModelsAndQuit();
 
     /// Runs `function(self)`, a Task<void>, by itself.
@@ -78,8 +83,8 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     void start(Function function) {
         spawn(platform_.loop, weak_from_this(), std::move(function));
     }
-    /// Runs the duty by itself, and then sets `end`.
-    void startDuty(MenuDuties::Duty duty, OneShotEvent MenuBar::* end = nullptr);
+    /// Runs the duty by itself.
+    void startDuty(MenuDuties::Duty duty);
     /// A closure that does nothing once the menu is gone.
     template <class Function>
     auto weakly(Function function) {
@@ -103,11 +108,10 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     bool journeyVisible_ = false;
     bool setupMode_ = false;
     bool refreshing_ = false;
-    std::optional<bool> lastWarranted_;
+    std::optional<bool> lastWarranted_, warrantedUnasked_;
     RefusalRun refusals_;
 
-    OneShotEvent registered_;  // the login items, at launch
-    OneShotEvent healed_;      // the loose agent, at launch
+    OneShotEvent supervised_;  // the login items are registered and the loose agent healed, at launch
     std::unique_ptr<RepeatingTimer> timer_;
     std::unique_ptr<RepeatingTimer> modelsTicker_;  // while the menu is open
     std::unique_ptr<DistributedNotifications::Token> journeyToken_;

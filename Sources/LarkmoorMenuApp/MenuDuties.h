@@ -62,7 +62,7 @@ struct MenuDuties {
     struct Supervision {
         /// At launch: the application's own login item, then the daemon's agent in the bundle.
         Duty registerLoginItems;
-        /// At launch: the quit sentinel is cleared, then a loose agent is healed.
+        /// At launch, after the registration: the quit sentinel is cleared, then a loose agent is healed.
         Duty clearQuitAndHealLooseAgent;
         /// At each opening of the menu and each reopening of the application.
         Duty releaseQuitIfHeld;

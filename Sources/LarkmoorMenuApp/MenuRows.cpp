@@ -40,7 +40,7 @@ MenuRows MenuRows::make(std::string headerTitle, Actions actions) {
     const auto checkForUpdate = MenuRow::make(Start{.title = "Check for Update…",
                                                     .action = std::move(actions.checkForUpdateNow),
                                                     .image = symbol("arrow.down.circle")});
-    const auto quit = MenuRow::make(Start{.title = "Quit", .action = std::move(actions.quitEverything), .tag = stays});
+    rows.quitRow = MenuRow::make(Start{.title = "Quit", .action = std::move(actions.quitEverything), .tag = stays});
     rows.inOrder = {
         rows.header,
         MenuRow::separator(),
@@ -61,7 +61,7 @@ MenuRows MenuRows::make(std::string headerTitle, Actions actions) {
         rows.updateRow,
         checkForUpdate,
         MenuRow::separator(),
-        quit,
+        rows.quitRow,
     };
     return rows;
 }

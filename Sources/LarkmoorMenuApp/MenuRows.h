@@ -35,7 +35,7 @@ struct MenuRows {
 
     Row header, setupRow, statusLine, modelsLine;
     Row pause15, pause60, pauseIndef, resumeRow;
-    Row migrateNowRow, postponedRow, updateRow;
+    Row migrateNowRow, postponedRow, updateRow, quitRow;
     /// Created with the others, but not shown: it is deliberately left out of `inOrder`.
     Row memory;
 

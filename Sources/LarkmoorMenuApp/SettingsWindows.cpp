@@ -1,6 +1,7 @@
 #include "LarkmoorMenuApp/SettingsWindows.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -14,6 +15,11 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view settingsExecutable = "larkmoor-settings";
+
+bool isExecutable(const std::string& path) {
+    std::error_code unreadable;
+    return fs::is_regular_file(path, unreadable) && ::access(path.c_str(), X_OK) == 0;
+}
 
 }  // namespace
 
@@ -39,9 +45,12 @@ void SettingsWindows::open(WindowDoor::Pane pane, bool front) const {
         return;
     }
     const fs::path bundle{seams_.bundle};
-    for (const fs::path& settings :
-         {bundle / "Contents/Library/Settings/Larkmoor.app", bundle.parent_path() / settingsExecutable}) {
-        if (Files::exists(settings.string())) return seams_.open(settings.string(), {WindowDoor::argument(pane)});
+    const std::string inside = (bundle / "Contents/Library/Settings/Larkmoor.app").string();
+    const std::string beside = (bundle.parent_path() / settingsExecutable).string();
+    if (Files::exists(inside)) {
+        seams_.open(inside, {WindowDoor::argument(pane)});
+    } else if (isExecutable(beside)) {
+        seams_.open(beside, {WindowDoor::argument(pane)});
     }
 }
 

@@ -15,4 +15,12 @@ void report(const std::exception_ptr& escaped) {
     }
 }
 
+Task<void> toItsEnd(std::function<Task<void>()> function) {
+    try {
+        co_await function();
+    } catch (...) {
+        report(std::current_exception());
+    }
+}
+
 }  // namespace larkmoor::Spawning

@@ -26,6 +26,9 @@ Task<void> held(std::shared_ptr<Owner> owner, Function function) {
 
 void report(const std::exception_ptr& escaped);
 
+/// Awaits `function()`. An escaped exception is an end like any other: it is written to the system's log.
+Task<void> toItsEnd(std::function<Task<void>()> function);
+
 }  // namespace Spawning
 
 /// Runs `function(owner)`, a Task<void>, starting in the loop's next turn; does nothing if the owner is gone. An

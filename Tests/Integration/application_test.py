@@ -5,6 +5,7 @@ usage: application_test.py LARKMOOR.APP UNDERSTUDY LARKMOOR-TRAY
 """
 import json
 import signal
+import subprocess
 import sys
 import time
 import unittest
@@ -103,6 +104,16 @@ class Application(unittest.TestCase):
         session.application.send_signal(signal.SIGCONT)
         session.application.send_signal(signal.SIGTERM)
         self.assertEqual(session.application.wait(timeout=60), 0)
+
+
+class CommandLine(unittest.TestCase):
+    def test_it_tells_what_it_is_without_a_bus(self):
+        for options, status, words in ((["--version"], 0, "Larkmoor (v"), (["--help"], 0, "usage: larkmoor-menubar "),
+                                       (["--later"], 2, "unknown option --later\nusage: "), (["--help", "file"], 2, "usage: ")):
+            with self.subTest(options):
+                told = subprocess.run([BUNDLE / "Contents/MacOS/larkmoor-menubar", *options], env={}, capture_output=True, text=True)
+                self.assertEqual(told.returncode, status)
+                self.assertIn(words, told.stderr if status else told.stdout)
 
 
 unittest.main(argv=sys.argv[:1], verbosity=2)

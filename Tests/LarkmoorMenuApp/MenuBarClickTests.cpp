@@ -206,11 +206,28 @@ TEST_F(MenuBarTest, QuitEndsTheFamilyAndNobodyElse) {
                .buttons = {"Quit", "Cancel"},
                .showsApplicationIcon = true}));
 
+    // Where no alert can be shown, the row asks.
+    alerts.answer = AlertAnswers::NotShown{};
+    for (const int pause : {10, 9}) {
+        done.clear();
+        EXPECT_TRUE(click("Quit"));
+        EXPECT_THAT(done, IsEmpty());
+        EXPECT_TRUE(row("Quit Larkmoor? Click again to quit")->hasAction());
+        now += std::chrono::seconds{pause};
+        open();
+        close();
+    }
+    EXPECT_TRUE(click("Quit Larkmoor? Click again to quit"));
+    EXPECT_THAT(done, ElementsAre("release quit", "terminate"));
+    EXPECT_EQ(alerts.shown.size(), 5U);
+
+    alerts.answer = AlertAnswers::Chosen{0};
     done.clear();
     daemon = Daemon::silent;
+    open();
     EXPECT_TRUE(click("Quit") && click("Quit"));
-    EXPECT_EQ(alerts.shown.size(), 4U) << "a quit under way is not asked for again";
-    EXPECT_THAT(done, IsEmpty()) << "the daemon has its time to answer";
+    EXPECT_EQ(alerts.shown.size(), 6U) << "a quit under way is not asked for again";
+    EXPECT_THAT(done, ElementsAre("release quit")) << "the daemon has its time to answer";
 }
 
 TEST_F(MenuBarTest, AMenuThatIsGoneDoesNothing) {

@@ -1,6 +1,8 @@
 // A menu between a scripted daemon, fake services of the platform, and duties that note their names.
 #pragma once
 
+#include <stdexcept>
+
 #include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorMenuApp/FakePlatform.h"
 #include "LarkmoorMenuApp/MenuBar.h"
@@ -101,14 +103,16 @@ class MenuBarTest : public ::testing::Test {
         return fmt::format("{}", fmt::join(titles, " | "));
     }
 
-    static Task<void> noted(Words& list, std::string word, OneShotEvent* until) {
+    static Task<void> noted(Words& list, std::string word, OneShotEvent* until, const bool& throws) {
         list.push_back(word);
-        if (until == nullptr) co_return;
-        co_await until->wait();
-        list.push_back(word + " done");
+        if (until != nullptr) {
+            co_await until->wait();
+            list.push_back(word + " done");
+        }
+        if (throws) throw std::runtime_error{"no memory"};
     }
     MenuDuties::Duty noting(std::string word, OneShotEvent* until = nullptr) {
-        return [this, word = std::move(word), until] { return noted(done, word, until); };
+        return [this, word = std::move(word), until] { return noted(done, word, until, dutiesThrow); };
     }
     template <class T>
     static Task<T> given(T value) {
@@ -141,7 +145,7 @@ class MenuBarTest : public ::testing::Test {
     std::optional<std::string> postponed;
     // What the clicks answer.
     std::optional<std::string> checked = "The newest one is there.", installed, migrated = "All is up to date.";
-    bool allDone = false, owed = false, migrating = false, hasUpdater = true;
+    bool dutiesThrow = false, allDone = false, owed = false, migrating = false, hasUpdater = true;
 
     // What was done.
     Words asked;  ///< of the daemon
@@ -154,7 +158,7 @@ class MenuBarTest : public ::testing::Test {
                         .releaseQuitIfHeld = noting("release quit")},
         .firstRun = {.warmBundledBinaries = noting("warm"),
                      .journeyWarranted = [this] { return given(warranted); },
-                     .journeyWarrantedUnasked = [this] { return warranted; }},
+                     .journeyWarrantedUnasked = [this] { return warranted == true ? warranted : std::nullopt; }},
         .connectors = {.converge = noting("converge"), .retiredBundleID = "the.old.one", .retire = noting("retire")},
         .models = {.startIfNeeded = noting("models"),
                    .attachProgress = [this] { done.emplace_back("attach"); },

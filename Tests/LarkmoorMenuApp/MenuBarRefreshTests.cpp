@@ -1,6 +1,4 @@
 // The menu follows the daemon: what every state shows, whatever state came before it.
-#include <stdexcept>
-
 #include "LarkmoorMenuApp/MenuBarFixture.h"
 
 namespace larkmoor::testing {
@@ -148,25 +146,40 @@ TEST_F(MenuBarTest, TheDaemonsWordIsAStateOrASentence) {
     }
 }
 
-TEST_F(MenuBarTest, AChangeOfModeDoesNotWaitForTheDaemon) {
+TEST_F(MenuBarTest, ADaemonThatNeverAnswersStopsNothingElse) {
+    using enum Daemon;
+    runSettings();
     launch();
-    for (const auto& [word, rows] :
-         {std::pair{"stopped", pausedMenu("Start Recording")}, std::pair{"healthy", recordingMenu("Recording")}}) {
-        const auto expect = [&](const std::string& atOnce, const std::string& later) {
-            EXPECT_EQ(visible(), atOnce);
-            daemon = Daemon::answers;
-            door.answer(door.sent().size() - 1, replyOf(health));
-            settle();
-            EXPECT_EQ(visible(), later);
-        };
-        health = text(word);
-        tick();
-        daemon = Daemon::silent;
-        tellJourney("1");
-        expect(setupMenu(""), word == std::string{"healthy"} ? setupWith("Recording") : setupMenu("Start Recording"));
-        daemon = Daemon::silent;
-        tellJourney("0");
-        expect(rows, rows);
+    for (const bool stopped : {false, true}) {
+        const std::string rows = stopped ? pausedMenu("Start Recording") : recordingMenu("Recording");
+        const std::string setup = stopped ? setupMenu("Start Recording") : setupWith("Recording");
+        health = text(stopped ? "stopped" : "healthy");
+        for (const Daemon state : {answers, silent, silent}) {
+            daemon = state;
+            if (state == answers) endDaemon();
+            tick();
+            // At once: by the journey's window, and by what the disk says of the journey.
+            for (const bool byWindow : {true, false}) {
+                for (const bool is : {true, false}) {
+                    if (byWindow) tellJourney(is ? "1" : "0");
+                    warranted = is && !byWindow;
+                    if (!byWindow) tick();
+                    EXPECT_EQ(visible(), !is ? rows : state == answers ? setup : setupMenu(""));
+                    panes();
+                    menu->applicationShouldHandleReopen();
+                    settle();
+                    EXPECT_EQ(panes(), Words{is ? "onboarding" : "settings"});
+                }
+            }
+            done.clear();
+            for (const std::string& old : {"com.example.other", "the.old.one"}) {
+                applications.running.push_back({9, "/x/old", old});
+                tick();
+                applications.end(old);
+                settle();
+            }
+            EXPECT_THAT(done, ElementsAre("retire"));
+        }
     }
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <map>
-#include <variant>
 
 #include "LarkmoorPlatform/UserDefaults.h"
 
@@ -10,27 +9,18 @@ namespace larkmoor::testing {
 
 class FakeDefaults final : public UserDefaults {
   public:
-    std::map<std::string, std::variant<std::string, bool>> values;
+    std::map<std::string, std::optional<std::string>> strings;
+    std::map<std::string, std::optional<bool>> flags;
 
-    using UserDefaults::set;
-    std::optional<std::string> string(const std::string& key) const override { return read<std::string>(key); }
-    std::optional<bool> flag(const std::string& key) const override { return read<bool>(key); }
-    std::expected<void, FileError> set(const std::string& key, const std::string& value) override {
-        values[key] = value;
-        return {};
+    using Stored = std::expected<void, FileError>;
+    std::optional<std::string> string(const std::string& key) const override {
+        return strings.contains(key) ? strings.at(key) : std::nullopt;
     }
-    std::expected<void, FileError> set(const std::string& key, bool value) override {
-        values[key] = value;
-        return {};
+    std::optional<bool> flag(const std::string& key) const override {
+        return flags.contains(key) ? flags.at(key) : std::nullopt;
     }
-
-  private:
-    template <class T>
-    std::optional<T> read(const std::string& key) const {
-        const auto found = values.find(key);
-        const T* value = found == values.end() ? nullptr : std::get_if<T>(&found->second);
-        return value == nullptr ? std::nullopt : std::optional{*value};
-    }
+    Stored set(const std::string& key, const std::string& value) override { return strings[key] = value, Stored{}; }
+    Stored set(const std::string& key, bool value) override { return flags[key] = value, Stored{}; }
 };
 
 }  // namespace larkmoor::testing

@@ -20,7 +20,7 @@ void flatten(const std::vector<RowView>& rows, bool all, int depth, std::vector<
     }
 }
 
-/// A label without mnemonic marks, and its indentation in levels.
+/// A label in one line, without mnemonic marks, and its indentation in levels.
 struct PlainLabel {
     std::string text;
     int indent = 0;
@@ -33,7 +33,7 @@ PlainLabel plainLabel(std::string_view label) {
     for (std::size_t at = 0; at < label.size(); ++at) {
         // A doubled underscore is literal, a single one marks a mnemonic.
         if (label[at] == '_') ++at;
-        if (at < label.size()) plain.text += label[at];
+        if (at < label.size()) plain.text += label[at] == '\n' ? ' ' : label[at];
     }
     return plain;
 }

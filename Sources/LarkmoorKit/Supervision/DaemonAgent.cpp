@@ -68,6 +68,7 @@ Task<bool> DaemonAgent::unregisterStale(bool jobLoaded) {
 }
 
 Task<void> DaemonAgent::healLooseAgent() {
+    healed_ = true;
     const bool plistExists = Files::exists(seams_.loosePlist);
     // A normal install has no loose agent: launchctl is not asked.
     const bool registered = plistExists && co_await status("print", seams_.launchctl.print(serviceTarget())) == 0;
@@ -107,6 +108,12 @@ Task<void> DaemonAgent::releaseQuitIfHeld(QuitSentinel sentinel) {
         fmt::format("[larkmoor-menu] kickstart after quit-release failed (exit {}); running the full heal", exit));
     sentinel.clear();
     co_await healLooseAgent();
+}
+
+/// A request to the daemon's bus name does not start it, so that a daemon that was quit has to be started here.
+Task<void> DaemonAgent::clearQuitAndHealLooseAgent(QuitSentinel sentinel) {
+    co_await releaseQuitIfHeld(std::move(sentinel));
+    if (!healed_) co_await healLooseAgent();
 }
 
 /// The exit status; -1, with a line in the log, if launchctl cannot be run at all.

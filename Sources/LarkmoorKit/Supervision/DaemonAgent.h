@@ -55,6 +55,8 @@ class DaemonAgent {
     /// Called when the user starts the application or opens the menu: if the sentinel is set, removes it and starts the
     /// daemon. Otherwise does nothing.
     Task<void> releaseQuitIfHeld(QuitSentinel sentinel);
+    /// At launch, which is a gesture too: the same, and then a loose agent is healed, unless that has been done.
+    Task<void> clearQuitAndHealLooseAgent(QuitSentinel sentinel);
 
   private:
     Task<bool> unregisterStale(bool jobLoaded);
@@ -64,6 +66,7 @@ class DaemonAgent {
     std::string serviceTarget() const { return LoginItems::guiServiceTarget(seams_.user); }
 
     Seams seams_;
+    bool healed_ = false;  ///< since the launch
 };
 
 }  // namespace larkmoor

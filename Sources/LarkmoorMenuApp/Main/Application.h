@@ -46,7 +46,6 @@ class Application {
     static MenuDuties::Updates updateDuties();
 
     Task<void> registerLoginItems();
-    Task<void> clearQuitAndHealLooseAgent();
     Task<void> warmBundledBinaries();
 
     /// The token with which a window that a click opened may come to the front; "" if the host gave none.

@@ -1,4 +1,38 @@
-// The menu-bar application. It has no command line of its own and no window but alerts.
-#include "LarkmoorMenuApp/Main/Application.h"
+// The menu-bar application. Its command line tells what it is and starts it, and nothing else.
+#include <cstdio>
+#include <string>
+#include <vector>
 
-int main() { return larkmoor::Application{}.run(); }
+#include "LarkmoorKit/Menu/MenuLabels.h"
+#include "LarkmoorMenuApp/Main/Application.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+
+namespace {
+
+constexpr const char* usage =
+    "usage: larkmoor-menubar [--version | --help]\n"
+    "Shows Larkmoor in the desktop's system tray. Needs a session bus; a second start brings up the first.\n";
+
+int print(std::FILE* stream, const std::string& text, int status) {
+    return std::fputs(text.c_str(), stream) >= 0 && std::fflush(stream) == 0 ? status : 1;
+}
+
+int tellVersion() {
+    const auto bundle = larkmoor::RunningBundle::current();
+    const auto title =
+        larkmoor::MenuHeaderTitle::title(larkmoor::ClientInstance::productName, bundle.version, bundle.build);
+    return print(stdout, title + "\n", 0);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    constexpr int wrongUsage = 2;
+    const std::vector<std::string> options(arguments + (count > 0 ? 1 : 0), arguments + count);
+    if (options.empty()) return larkmoor::Application{}.run();
+    if (options == std::vector<std::string>{"--version"}) return tellVersion();
+    if (options == std::vector<std::string>{"--help"}) return print(stdout, usage, 0);
+    const bool isKnown = options[0] == "--version" || options[0] == "--help";
+    print(stderr, "larkmoor-menubar: unknown option " + options[isKnown ? 1 : 0] + "\n", wrongUsage);
+    return print(stderr, usage, wrongUsage);
+}

@@ -46,15 +46,39 @@ bool isControl(std::string_view character) {
     return character == "\u2028" || character == "\u2029";
 }
 
-/// Hosts make the menu as wide as its longest row, and some titles are text of other programs.
-std::string shortened(std::string line) {
-    constexpr std::size_t maxCharacters = 240;
-    std::size_t end = 0;
-    for (std::size_t count = 1; count < maxCharacters && end < line.size(); ++count)
-        end += UTF8::characterLength(std::string_view{line}.substr(end));
-    if (end == line.size() || end + UTF8::characterLength(std::string_view{line}.substr(end)) == line.size())
-        return line;
-    return line.substr(0, end) + "…";
+/// Hosts make the menu as wide as its longest line, and cut what the screen cannot hold. Some titles are text of other
+/// programs: what is too long for any sentence ends in "…".
+std::string wrapped(std::string_view line) {
+    constexpr std::size_t lineLength = 120;
+    constexpr std::size_t maxCharacters = 4000;
+    constexpr std::size_t none = std::string::npos;
+    std::string text;
+    std::size_t column = 0, blank = none, columnOfBlank = 0;
+    for (std::size_t count = 1; !line.empty(); ++count) {
+        const std::string_view character = line.substr(0, UTF8::characterLength(line));
+        line.remove_prefix(character.size());
+        if (count == maxCharacters && !line.empty()) return text + "…";
+        if (column == lineLength && character != " ") {
+            // At the last blank of the line, and inside a word that fills it.
+            if (blank != none) text[blank] = '\n';
+            if (blank == none) text += '\n';
+            column = blank == none ? 0 : column - columnOfBlank - 1;
+            blank = none;
+        }
+        if (character == " ") {
+            if (column == lineLength) {
+                text += '\n';
+                column = 0;
+                blank = none;
+                continue;
+            }
+            blank = text.size();
+            columnOfBlank = column;
+        }
+        text += character;
+        ++column;
+    }
+    return text;
 }
 
 std::string joined(std::string_view title, std::string_view gap, const Bar& bar) {
@@ -119,7 +143,7 @@ std::string label(const MenuRow& row, unsigned phase) {
     std::string text;
     for (int level = 0; level < row.indent(); ++level) text += emSpace;
     std::string title;
-    for (const char character : shortened(cleaned(row.title()))) title.append(character == '_' ? 2 : 1, character);
+    for (const char character : wrapped(cleaned(row.title()))) title.append(character == '_' ? 2 : 1, character);
     return text + joined(title, "  ", bar(row.progress(), phase));
 }
 

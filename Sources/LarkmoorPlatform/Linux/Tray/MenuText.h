@@ -1,4 +1,4 @@
-// The text of menu rows for hosts, which show one line of text for each row.
+// The text of menu rows for hosts.
 #pragma once
 
 #include <string>
@@ -25,8 +25,8 @@ struct Bar {
 /// `phase` counts the animation steps of an indeterminate bar.
 Bar bar(const RowProgress& progress, unsigned phase);
 
-/// The row's label: indentation, the cleaned title of at most 240 characters with underscores doubled (a single one
-/// marks a mnemonic), and the progress bar.
+/// The row's label: indentation, the cleaned title in lines of at most 120 characters with underscores doubled (a
+/// single one marks a mnemonic), and the progress bar.
 std::string label(const MenuRow& row, unsigned phase);
 
 /// The row's text for screen readers, with the percentage instead of the bar; empty for a row without progress.

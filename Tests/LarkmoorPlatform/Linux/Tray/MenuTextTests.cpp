@@ -67,15 +67,22 @@ TEST(MenuText, LabelsOfRows) {
     }
 }
 
-TEST(MenuText, ALongTitleIsCutBetweenCharacters) {
-    const auto label = [](std::size_t characters) {
-        std::string title;
-        for (std::size_t count = 0; count < characters; ++count) title += "ü";
-        return MenuText::label(*MenuRow::make({.title = title}), 0);
+TEST(MenuText, ALongTitleIsShownWholeInLines) {
+    const auto label = [](std::string title) { return MenuText::label(*MenuRow::make({.title = title}), 0); };
+    const auto repeated = [](std::string_view text, std::size_t times) {
+        std::string all;
+        while (times-- > 0) all += text;
+        return all;
     };
-    EXPECT_EQ(label(240).size(), 480U);
-    EXPECT_EQ(label(241), label(240).substr(0, 478) + "…");
-    EXPECT_EQ(label(100000), label(241));
+    const std::string ten = repeated("ü", 10), full = repeated("ü", 120);
+    EXPECT_EQ(label(full), full);
+    EXPECT_EQ(label(full + "y"), full + "\ny") << "a word that fills the line";
+    EXPECT_EQ(label(full + " y"), full + "\ny");
+    const std::string line = repeated(ten + " ", 10) + ten;
+    EXPECT_EQ(label(line + " " + line + " " + ten), line + "\n" + line + "\n" + ten);
+    EXPECT_EQ(label("a" + line), "a" + repeated(ten + " ", 9) + ten + "\n" + ten) << "between words";
+    EXPECT_EQ(label(repeated("ü", 4000)).size(), 8033U);
+    EXPECT_EQ(label(repeated("ü", 100000)), label(repeated("ü", 4000)).substr(0, 8031) + "…");
 }
 
 TEST(MenuText, AMovingBarWalksToTheEndAndBack) {
