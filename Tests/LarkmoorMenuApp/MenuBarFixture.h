@@ -86,7 +86,8 @@ class MenuBarTest : public ::testing::Test {
 
     const std::shared_ptr<MenuRow>& row(std::string_view title) const {
         const auto is = [title](const auto& one) { return one->title() == title; };
-        return *std::ranges::find_if(menu->rows().inOrder, is);
+        const auto found = std::ranges::find_if(menu->rows().inOrder, is);
+        return found == menu->rows().inOrder.end() ? throw std::runtime_error{"no such row"} : *found;
     }
     /// Clicks as the tray does; false if that does nothing.
     bool click(std::string_view title) {

@@ -76,25 +76,6 @@ TEST_F(MenuBarTest, UpdatesWaitForTheAgentAndGoInOrder) {
     }
 }
 
-TEST_F(MenuBarTest, LaunchAndReopenLeadToTheRightWindow) {
-    const std::tuple<bool, std::optional<bool>, Words, Words> table[] = {{true, false, {}, {"onboarding"}},
-                                                                         {true, std::nullopt, {}, {"onboarding"}},
-                                                                         {false, true, {"onboarding"}, {"onboarding"}},
-                                                                         {false, false, {}, {"settings"}},
-                                                                         {false, std::nullopt, {}, {}}};
-    runSettings();
-    for (const auto& [visible, owed, atLaunch, atReopen] : table) {
-        warranted = owed;
-        launch();
-        EXPECT_EQ(panes(), atLaunch);
-        tellJourney(visible ? "1" : "0");
-        EXPECT_FALSE(menu->applicationShouldHandleReopen());
-        settle();
-        EXPECT_THAT(done, ElementsAre("release quit"));
-        EXPECT_EQ(panes(), atReopen);
-    }
-}
-
 TEST_F(MenuBarTest, WindowsAreAskedForOrOpened) {
     const TemporaryFolder folder;
     bundle = folder / "Larkmoor.app";

@@ -135,20 +135,6 @@ TEST_F(DaemonAgentTest, TheBundlesAgentIsKeptAsTheListInTheBundleSays) {
     }
 }
 
-TEST_F(DaemonAgentTest, WithoutADigestTheStatusAloneDecides) {
-    const std::tuple<LoginItemStatus, bool, Words> cases[] = {{enabled, true, {}},
-                                                              {requiresApproval, true, {approval}},
-                                                              {notRegistered, true, {"register", registered}},
-                                                              {notFound, false, {"register", notRegisteredNow}}};
-    for (const auto& [status, works, want] : cases) {
-        is = status;
-        registers = works;
-        EXPECT_EQ(storyOf(LoginItems::registerItem("daemon agent", *this, log())), want);
-        EXPECT_EQ(storyOf(agent.registerInBundleAgent()), want) << "a list that cannot be read";
-        EXPECT_TRUE(defaults.strings.empty());
-    }
-}
-
 TEST_F(DaemonAgentTest, ALooseAgentIsHealed) {
     EXPECT_EQ(storyOf(agent.healLooseAgent()), Words{}) << "a normal install has none";
     const std::string gone = "daemon agent plist is on disk but its job is NOT in gui/501 — re-bootstrapping (m:505)";
