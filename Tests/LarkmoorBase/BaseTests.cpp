@@ -4,13 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <regex>
-
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/SHA256.h"
 #include "LarkmoorBase/UTF8.h"
-#include "LarkmoorBase/UUID.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 
@@ -56,17 +53,6 @@ TEST(Files, ReadsWhatIsThereAndNamesWhatIsNot) {
     EXPECT_EQ(Files::readAll(endless.get(), "zeros").error().description(), "zeros: it is larger than 64 MiB");
 }
 
-TEST(Files, ReplacingBreaksNoReader) {
-    const TemporaryFolder folder;
-    ASSERT_TRUE(Files::replace(folder / "file", asBytes("old"), 0600));
-    std::filesystem::create_hard_link(folder / "file", folder / "reader");
-    ASSERT_TRUE(Files::replace(folder / "file", asBytes("new"), 0640));
-    EXPECT_EQ(testing::text(*Files::read(folder / "reader")), "old");
-    EXPECT_EQ(testing::text(*Files::read(folder / "file")), "new");
-    EXPECT_EQ(Files::permissions(folder / "file"), 0640);
-    EXPECT_EQ(Files::replace(folder / "none/file", asBytes("x"), 0600).error().code, ENOENT);
-}
-
 TEST(SHA256, OfBytesAndOfFiles) {
     const TemporaryFolder folder;
     const std::string file = folder / "file";
@@ -92,12 +78,6 @@ TEST(SHA256, OfBytesAndOfFiles) {
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
     for (const std::string& endless : {folder / "pipe", std::string{"/dev/zero"}})
         EXPECT_EQ(SHA256::ofFile(endless).error().code, EINVAL) << endless;
-}
-
-TEST(UUID, IsRandomAndOfVersionFour) {
-    const std::regex form{"[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"};
-    EXPECT_TRUE(std::regex_match(newUUID(), form));
-    EXPECT_NE(newUUID(), newUUID());
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The JSON reader and writer with records of their own, in every form and reading that a caller may choose.
+// The JSON reader and writer with records of their own, in each reading that a caller may choose.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -11,19 +11,6 @@ namespace larkmoor {
 namespace {
 
 using testing::text;
-
-TEST(Base64, IsTheStandardAlphabetWithPadding) {
-    const std::pair<std::string_view, std::string_view> table[] = {
-        {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"foob", "Zm9vYg=="}, {"\xfb\xff", "+/8="}};
-    for (const auto& [plain, coded] : table) {
-        EXPECT_EQ(Base64::encode(asBytes(plain)), coded);
-        EXPECT_EQ(Base64::decode(coded), copyBytes(plain));
-    }
-    for (const std::string_view bad :
-         {"Zg", "Zg=", "Zg===", "=Zg=", "Zh==", "Zm9=", "Zm 8=", "Zg==Zg==", "Zm8_", "===="}) {
-        EXPECT_FALSE(Base64::decode(bad)) << bad;
-    }
-}
 
 TEST(Numbers, FitOrAreNone) {
     const std::string tiny = "0." + std::string(400, '0') + "1";
@@ -102,44 +89,11 @@ TEST(Encoder, EscapesWhateverNeedsItWhereverItStands) {
     }
 }
 
-TEST(Date, IsSecondsSinceTheReference) {
-    using namespace std::chrono;
-    EXPECT_EQ(text(*Encoder::encode(Date{0.1})), "0.1");
-    EXPECT_EQ(text(*Encoder::encode(Date{768225600})), "768225600");
-    EXPECT_EQ(Decoder::decode<Date>(asBytes("0.1")), Date{0.1});
-    EXPECT_EQ(Date{86400.5}.timePoint(), sys_days{2001y / 1 / 2} + 500ms);
-    EXPECT_EQ(Date::from(sys_days{2001y / 1 / 2}), Date{86400});
-}
-
 BOOST_DEFINE_ENUM_CLASS(Made, shelf, box, crate)
 
 using MadeSet = std::set<Made>;
 using TextSet = std::set<std::string>;
 LARKMOOR_RECORD(Receipt, (std::optional<TextSet>, owners), (MadeSet, made), (std::optional<std::string>, version))
-
-TEST(JSON, AFileForPeopleIsLaidOutInLines) {
-    const Receipt full{
-        .owners = TextSet{"b", "a\"{,:["}, .made = {Made::shelf, Made::crate, Made::box}, .version = "2"};
-    const std::string_view lines = R"({
-  "owners": [
-    "a\"{,:[",
-    "b"
-  ],
-  "made": [
-    "box",
-    "crate",
-    "shelf"
-  ],
-  "version": "2"
-}
-)";
-    EXPECT_EQ(text(Encoder::encode(full, Layout::pretty).value()), lines) << "sets in the order of their texts";
-    EXPECT_EQ(Decoder::decode<Receipt>(asBytes(lines), Strictness::strict), full);
-    EXPECT_EQ(text(Encoder::encode(Receipt{}, Layout::pretty).value()), "{\n  \"made\": []\n}\n");
-    EXPECT_EQ(text(Encoder::encode(TextMap<Receipt>{{"r", {}}}, Layout::pretty).value()),
-              "{\n  \"r\": {\n    \"made\": []\n  }\n}\n");
-    EXPECT_EQ(text(Encoder::encode(TextMap<Receipt>{}, Layout::pretty).value()), "{}\n");
-}
 
 TEST(JSON, StrictAndLenientReading) {
     const Receipt box{.owners = {}, .made = {Made::box}, .version = {}};
@@ -155,9 +109,6 @@ TEST(JSON, StrictAndLenientReading) {
         {R"({"made":["box"],"later":[{"x":1,"y":2,"x":3}]})", box, {}},
         {R"({"made":["box"],"later":{"made":{"made":{}}}})", box, box},
         {R"({"made":["box","boxes"]})", {}, {}},
-        {R"({"made":"box"})", {}, {}},
-        {R"({"made":null})", {}, {}},
-        {R"({"made":["box"],"owners":[1]})", {}, {}},
         {R"({"made":["box"]}})", {}, {}},
     };
     for (const Case& row : table) {
@@ -170,25 +121,6 @@ TEST(JSON, StrictAndLenientReading) {
     }
     EXPECT_EQ(Decoder::decode<Receipt>(asBytes(R"({"made":[],"a":{"x":1,"x":1}})"), Strictness::strict).error(),
               (CodingFailure{.path = {}, .reason = "a name stands twice: x"}));
-}
-
-LARKMOOR_RECORD(Writer, (std::int32_t, pid))
-
-TEST(JSON, ANumberFitsItsWidthOrIsRefused) {
-    const std::pair<std::string_view, std::optional<std::int32_t>> table[] = {{"2147483647", INT32_MAX},
-                                                                              {"2147483648", {}},
-                                                                              {"-2147483648", INT32_MIN},
-                                                                              {"-2147483649", {}},
-                                                                              {"7e2", 700},
-                                                                              {"7.5", {}},
-                                                                              {"true", {}},
-                                                                              {"\"7\"", {}},
-                                                                              {"null", {}}};
-    for (const auto& [pid, value] : table) {
-        const auto read = Decoder::decode<Writer>(asBytes(fmt::format(R"({{"pid":{}}})", pid)));
-        EXPECT_EQ(read ? std::optional{read->pid} : std::nullopt, value) << pid;
-        if (!read) EXPECT_TRUE(read.error().description().starts_with("pid: expected a whole number"));
-    }
 }
 
 /// The most bytes of address space that this process ever had.

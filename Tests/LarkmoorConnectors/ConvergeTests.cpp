@@ -83,25 +83,5 @@ TEST(LarkmoorConnect, EveryVerb) {
     EXPECT_EQ(home.read(settingsFile), "{}");
 }
 
-TEST(LarkmoorConnect, ARefusalIsOneAndAWrongWordTwo) {
-    const ConnectorHome home;
-    EXPECT_EQ(connect(home, {"install"}).status, 1);
-    const std::pair<std::vector<std::string>, std::string_view> table[] = {
-        {{}, "there is no verb\n"},
-        {{"wire"}, "there is no verb wire\n"},
-        {{"scan", "vi"}, "there is no harness vi\n"},
-        {{"converge", "claude-code"}, "converge takes no harness\n"},
-        {{"scan", "--all"}, "there is no option --all\n"},
-    };
-    for (const auto& [words, want] : table) {
-        const ToolRun run = connect(home, words);
-        EXPECT_EQ(run.status, 2) << want;
-        EXPECT_TRUE(run.err.starts_with(want) && run.err.contains("usage: larkmoor-connect")) << run.err;
-        EXPECT_EQ(run.out, "");
-    }
-    EXPECT_EQ(runTool({LARKMOOR_CONNECT, "scan", "--home", home.path()}).status, 2);
-    EXPECT_EQ(runTool({LARKMOOR_CONNECT, "--help"}).status, 0);
-}
-
 }  // namespace
 }  // namespace larkmoor

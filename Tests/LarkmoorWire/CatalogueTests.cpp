@@ -150,16 +150,5 @@ TEST(Catalogue, EveryCaseAndRecordSurvivesTheRoundTrip) {
     }
 }
 
-TEST(ControlRequest, VerbsAreTheNamesInSnakeCase) {
-    std::vector<std::string_view> verbs;
-    for (std::size_t index = 0; index < std::variant_size_v<ControlRequest::Alternatives>; ++index)
-        verbs.push_back(verb(testing::WireGenerator{0}.makeCase<ControlRequest>(index)));
-    EXPECT_EQ(fmt::format("{}", fmt::join(verbs, " ")),
-              "add_rule remove_rule toggle_rule add_concept remove_concept forget delete_utterance connect_app "
-              "disconnect_app enter_phrase pause_for export set_diagnostic_logging set_frame_keep set_reel_keep "
-              "log_update request_grant store_key_for_migration delete_all reveal_phrase pause resume generate_phrase "
-              "shutdown");
-}
-
 }  // namespace
 }  // namespace larkmoor

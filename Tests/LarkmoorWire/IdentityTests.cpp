@@ -19,12 +19,6 @@ namespace {
 using testing::TemporaryFolder;
 namespace fs = std::filesystem;
 
-TEST(ClientInstance, DerivesItsPaths) {
-    EXPECT_EQ(ClientInstance::daemonLogPath("/h"), "/h/Library/Logs/larkmoor.log");
-    EXPECT_EQ(ClientInstance::supportRoot("/h/Library/Application Support"), "/h/Library/Application Support/Larkmoor");
-    EXPECT_EQ(ClientInstance::runbooksRootExpanded("/h"), "/h/.larkmoor/runbooks");
-}
-
 TEST(ClientInstance, KnowsTheSupportFoldersOfBothProfiles) {
     const TemporaryFolder folder;
     fs::create_directories(folder / "Application Support/Larkmoor");
@@ -35,17 +29,13 @@ TEST(ClientInstance, KnowsTheSupportFoldersOfBothProfiles) {
     };
     const Case table[] = {
         {"/x/Library/Application Support/Larkmoor", true},
-        {"/x/Library/Application Support/Larkmoor/", true},
         {"/x/Library/Application Support/Larkmoor Dev/a/b", true},
         {"/x/Library/Application Support/./Other/../Larkmoor/data.db", true},
         {"~/Library/Application Support/Larkmoor/data.db", true},
         {folder / "door", true},
         {folder / "door/not/there/yet", true},
-        {"/x/Library/Application Support/LarkmoorOther", false},
         {"/x/Library/Application Support/LarkmoorOther/Larkmoor", false},
-        {"/x/Library/Application Support", false},
         {"/x/Larkmoor", false},
-        {"", false},
     };
     for (const Case& row : table) EXPECT_EQ(ClientInstance::isUnderAnySupportRoot(row.path), row.isUnder) << row.path;
 }
@@ -97,22 +87,6 @@ TEST(ClientStoreMode, AFullDiskKeepsTheOldBytes) {
     expectFailure(folder / "file", Bytes(1 << 20), ENOSPC);
 }
 
-TEST(ClientVersion, IsDigitsBetweenFullStops) {
-    struct Case {
-        std::optional<std::string> text, version;
-    };
-    const Case table[] = {
-        {"1.2.3", "1.2.3"}, {" 1.10\r\n", "1.10"},
-        {"007", "007"},     {"1.2.3-beta", {}},
-        {"1..3", {}},       {".1", {}},
-        {"1.", {}},         {"", {}},
-        {" \n", {}},        {"1 .2", {}},
-        {"٣", {}},          {std::nullopt, {}},
-    };
-    for (const Case& row : table)
-        EXPECT_EQ(ClientVersion::shaped(row.text), row.version) << row.text.value_or("nothing");
-}
-
 /// A disk of texts: property lists hold their version, "VERSION" files their content.
 ClientVersion::Seams disk(const std::map<std::string, std::string>& files) {
     auto read = [files](const fs::path& path) -> std::optional<std::string> {
@@ -137,13 +111,12 @@ TEST(ClientVersion, PrefersTheBundleAndFallsBackOnTheTree) {
         {"nothing known", std::nullopt, {}, "0"},
         {"bundle", bundled, {{plist, "2.1"}, {own, "9"}}, "2.1"},
         {"bundle of no version", bundled, {{plist, "1.2.3-beta"}, {own, "9\n"}}, "9"},
-        {"no bundle: macos", "/t/L.app/Contents/macos/x", {{plist, "2.1"}, {own, "9"}}, "9"},
-        {"no bundle: .App", "/t/L.App/Contents/MacOS/x", {{"/t/L.App/Contents/Info.plist", "2.1"}, {own, "9"}}, "9"},
         {"beside the executable", "/a/b/x", {{"/a/b/VERSION", "1.2.3\n"}, {"/VERSION", "4"}}, "1.2.3"},
+        {"blanks and noughts", "/a/b/x", {{"/a/b/VERSION", " 007.10\r\n"}}, "007.10"},
+        {"a stop at the end", "/a/x", {{"/a/VERSION", "1."}}, "0"},
         {"the sixth folder", "/1/2/3/4/5/x", {{"/VERSION", "7"}}, "7"},
         {"the seventh folder", "/1/2/3/4/5/6/x", {{"/VERSION", "7"}}, "0"},
         {"a bad file ends the search", "/a/b/x", {{"/a/b/VERSION", "1..3"}, {"/a/VERSION", "4"}}, "0"},
-        {"at the root", "/x", {}, "0"},
     };
     for (const Case& row : table) {
         std::optional<fs::path> executable;

@@ -44,7 +44,6 @@ TEST(Messages, RequestsAreTheirGoldenDocuments) {
     const Golden<GatewayRequest> table[] = {
         {R"({"read":{"_0":{"health":{}}}})", reading(Read::Health{})},
         {R"({"control":{"_0":{"pauseFor":{"minutes":15}}}})", controlling(Control::PauseFor{15})},
-        {R"({"control":{"_0":{"addConcept":{"_0":"tax"}}}})", controlling(Control::AddConcept{"tax"})},
         {R"({"control":{"_0":{"deleteUtterance":{"meeting":"m","rowid":9007199254740993,"witness":"w"}}}})",
          controlling(Control::DeleteUtterance{"m", 9007199254740993, "w"})},
         {R"({"notes":{"_0":{"editFilters":{"id":"n","set":{"done":true,"rank":2.5,"who":"Ann"},"unset":[]}}}})",
@@ -66,21 +65,19 @@ TEST(Messages, RequestsAreTheirGoldenDocuments) {
 TEST(Messages, AnswersAndEventsAreTheirGoldenDocuments) {
     const Golden<GatewayResponse> answers[] = {
         {R"({"ok":{}})", Answer::Ok{}},
-        {R"({"flag":{"_0":true}})", Answer::Flag{true}},
-        {R"({"failure":{"message":"no"}})", Answer::Failure{"no"}},
         {R"({"frontState":{"_0":"titleOnly"}})", Answer::FrontState{FrontRecording::titleOnly}},
         {R"({"standingWalk":{}})", Answer::StandingWalk{}},
         {R"({"standingWalk":{"_0":{"path":"p","levels":[{"path":"/","rules":["r"]}],"overflow":0,"announce":false}}})",
          Answer::StandingWalk{RulesWalk{.path = "p", .levels = {{"/", {"r"}}}, .overflow = 0, .announce = false}}},
-        {R"({"icons":{"_0":{"a.example":"AAH/","b.example":""}}})",
-         Answer::Icons{{{"a.example", {std::byte{0}, std::byte{1}, std::byte{255}}}, {"b.example", {}}}}},
+        {R"({"icons":{"_0":{"a.example":"AAH/","b.example":"","c.example":"+/8="}}})",
+         Answer::Icons{{{"a.example", {std::byte{0}, std::byte{1}, std::byte{255}}},
+                        {"b.example", {}},
+                        {"c.example", {std::byte{251}, std::byte{255}}}}}},
         {R"({"primed":{"_0":[],"distilled":true,"shortcut":{"fired":{}}}})",
          Answer::Primed{{}, true, ShortcutInjection{ShortcutInjection::Fired{}}, std::nullopt}},
         {R"({"presence":{"_0":{"day":"d","apps":[{"app":"a","attended":1,"unattended":2,"active":3,"isBrowser":false,)"
          R"("intervals":[{"start":5,"end":5.25,"kind":"k"}]}],"active":4},"app":"a"}})",
          Answer::Presence{{"d", {{"a", 1, 2, 3, false, {{5, 5.25, "k"}}}}, 4}, "a"}},
-        {R"({"rules":{"_0":[{"id":"1","kind":"app","value":"v","tier":"usageOnly","origin":"shipped","enabled":true}]}})",
-         Answer::Rules{{{"1", RuleKind::app, "v", RuleTier::usageOnly, RuleOrigin::shipped, true}}}},
     };
     expectGolden<GatewayResponse>(answers);
 }
@@ -122,16 +119,12 @@ TEST(Messages, AFailureNamesItsPlaceAndAReadRequestTheKeysItFound) {
     const Case table[] = {
         {R"({})", "Invalid number of keys found, expected one."},
         {R"({"ok":{},"ok":{}})", "Invalid number of keys found, expected one."},
-        {R"([])", "expected an object"},
         {R"({"laterCase":{}})", "Unknown GatewayResponse case: laterCase"},
         {R"({"ok":null})", "ok: expected an object"},
-        {R"({"text":{}})", "text: missing"},
         {R"({"text":{"_0":7}})", "text: expected a string"},
-        {R"({"flag":{"_0":"true"}})", "flag: expected true or false"},
         {R"({"frontState":{"_0":"Full"}})", "frontState: unknown case: Full"},
         {R"({"cards":{"_0":[{"kind":"k","id":"a","why":"w"},{"kind":"k","id":7,"why":"w"}]}})",
          "cards[1].id: expected a string"},
-        {R"({"cards":{"_0":{}}})", "cards: expected an array"},
         {R"({"kindCards":{"scope":"s","cards":[{"kind":"k","id":"i","why":"w","filters":[{"key":"f","value":[]}]}]}})",
          "kindCards.cards[0].filters[0].value: expected a string, a number, true or false"},
         {R"({"icons":{"_0":{"a.example":"AAH"}}})", "icons.a.example: expected bytes in base64"},

@@ -110,19 +110,13 @@ TEST(ClaudeCodeVerbs, TheHooksAsTheyAreFoundAndInstalled) {
         {"no list of prompts", "{'hooks':{'PreToolUse':null,'UserPromptSubmit':''}}",
          "found" SETTINGS NOT_AN("UserPromptSubmit", "array"),
          "nothing was written — hooks.UserPromptSubmit is not an array"},
-        {"no list of tools", "{'hooks':{'PreToolUse':{}}}", "found" SETTINGS NOT_AN("PreToolUse", "array"),
-         "nothing was written — hooks.PreToolUse is not an array"},
         // Of an object with a name twice, an edit would change the one that nobody reads.
-        {"two hooks", "{'hooks':{},'hooks':{}}", "found" SETTINGS TWICE("hooks", "12"), ""},
         {"two events", "{'hooks':{'Stop':[],'Stop':[]}}", "found" SETTINGS TWICE("Stop", "20"), ""},
-        {"twice in a group", STOP("{'a':1,'a':1}"), "found" SETTINGS TWICE("a", "25"), ""},
         {"twice in an entry", STOP(GROUP("{'a':1,'a':1}")), "found" SETTINGS TWICE("a", "35"), ""},
         {"longer", BOTH(PROMPT_GROUP, "{'matcher':'mcp__larkmoor__.*','hooks':[" LONGER("pretool") "]}"),
          "drifted" DRIFT SHAPE},
-        {"a longer prompt", BOTH(GROUP(RULES "," INDEX "," LONGER("recall")), TOOL_GROUP), "drifted" DRIFT SHAPE},
         {"matcher", BOTH(PROMPT_GROUP, "{'matcher':'Bash','hooks':[" ENTRY("pretool") "]}"), "drifted" DRIFT SHAPE},
         {"two groups", BOTH(GROUP(RULES "," INDEX) "," GROUP(RECALL), TOOL_GROUP), "drifted" DRIFT SHAPE},
-        {"another order", BOTH(GROUP(RULES "," RECALL "," INDEX), TOOL_GROUP), "drifted" DRIFT SHAPE},
         {"three", PROMPT(PROMPT_GROUP), "drifted" HOLDS("3 Larkmoor entries")},
         {"under wrong events, one of them twice", BOTH(TOOL_GROUP, GROUP(RULES "," RULES)),
          "drifted" HOLDS("3 Larkmoor entries") UNDER("UserPromptSubmit", "PreToolUse")
@@ -159,7 +153,6 @@ TEST(ClaudeCodeVerbs, TheServerEntryAsItIsFoundAndInstalled) {
          "drifted" NO_SETTINGS SERVER_DRIFT SHAPE, SERVER(OURS)},
         {"no object", "{'mcpServers':null}", "found" NO_SETTINGS SERVERS NOT_AN("mcpServers", "object"),
          "nothing was written — mcpServers is not an object"},
-        {"two", "{'mcpServers':{'larkmoor':1,'larkmoor':2}}", "found" NO_SETTINGS SERVERS TWICE("larkmoor", "28"), ""},
         {"twice in the entry", SERVER("{'a':1,'a':1}"), "found" NO_SETTINGS SERVERS TWICE("a", "33"), ""},
         {"another's twice", "{'mcpServers':{'x':{'a':1,'a':1}}}",
          "found" NO_SETTINGS SERVERS "this file holds no Larkmoor MCP server entry",
@@ -250,7 +243,6 @@ TEST(ClaudeCodeVerbs, OverWhatStandsThere) {
         {"one that does not read starts again", "install", PROMPT(GROUP(RULES)), OLD_SERVER, "{",
          BOTH_COPIED SETTINGS WRITTEN SERVERS WRITTEN, WHOLE, begun},
         {"neither reads", "install", "{} // mine", "", "kept", unread},
-        {"neither reads, a removal", "remove", "{} // mine", "", "kept", unread},
     };
     for (const Case& row : table) {
         SCOPED_TRACE(row.name);

@@ -17,14 +17,6 @@ using testing::moment;
 
 using Files = std::map<std::string, std::string>;
 
-TEST(Backup, WhatCannotBeReadNeedsNoCopy) {
-    const ConfigFolder folder;
-    folder.makeFolder("b");
-    folder.link("c", "nowhere");
-    for (const char* name : {"a", "b", "c", "none/d"}) EXPECT_EQ(Backup::make(folder.path(name), moment), std::nullopt);
-    EXPECT_EQ(folder.files(), (Files{{"c", "-> nowhere"}}));
-}
-
 TEST(Backup, IsNamedByTheLocalTimeAndTakesNoNameThatIsTaken) {
     const ConfigFolder folder;
     folder.write("a", "bytes");
@@ -99,17 +91,6 @@ TEST(ConfigPath, FollowsLinksAsFarAsTheyLead) {
     for (const Case& row : table)
         EXPECT_EQ(ConfigPath::canonical(folder.path(row.given)), folder.path(row.want)) << row.given;
     EXPECT_EQ(ConfigPath::canonical(folder.path("harness/../none/x")), folder.path("harness/../none/x"));
-}
-
-TEST(ConfigPath, TakesAPathApart) {
-    // The path, its folder, its last component and the sibling "x".
-    const std::array<std::string_view, 4> table[] = {
-        {"/a/b/", "/a", "b", "/a/x"}, {"/a", "/", "a", "/x"}, {"a", ".", "a", "./x"}, {"a//b", "a", "b", "a/x"}};
-    for (const auto& [path, folder, last, sibling] : table) {
-        EXPECT_EQ(ConfigPath::folder(path), folder) << path;
-        EXPECT_EQ(ConfigPath::lastComponent(path), last) << path;
-        EXPECT_EQ(ConfigPath::sibling(path, "x"), sibling) << path;
-    }
 }
 
 }  // namespace

@@ -70,7 +70,6 @@ TEST(JSONEdit, SetsAMember) {
         return JSONEdit::setMember(document, above(row.place), last(row.place), row.to);
     };
     const Case replaced[] = {
-        {"blanks around the colon", "{'a'   :   1}", "a", "{'a'   :   2}", 2},
         {"one line in a spread object", "{|    'a': {'x':1},|    'b': 2|}|", "a",
          "{|    'a': {|        'type': 'command',|        'args': [|            '-q',|            10,|            true|"
          "        ]|    },|    'b': 2|}|",
@@ -80,7 +79,6 @@ TEST(JSONEdit, SetsAMember) {
         {"the old value spreads its object", "{'a': [|1]}", "a", "{'a': [|  1|]}", list},
         {"empty containers stay closed", "{\r|\t'a': 1\r|}", "a",
          "{\r|\t'a': [\r|\t\t{},\r|\t\t{\r|\t\t\t'x\\n': []\r|\t\t}\r|\t]\r|}", nested},
-        {"the least number", "{'a':1}", "a", "{'a':-9223372036854775808}", INT64_MIN},
         {"behind a line comment", "{|  'a': // why|    1 // so|}", "a", "{|  'a': // why|    2 // so|}", 2},
     };
     expectEdits(replaced, set);
@@ -88,7 +86,6 @@ TEST(JSONEdit, SetsAMember) {
         {"two spaces", "{|  'a': 1|}|", "b", "{|  'a': 1,|  'b': {|    'x': 1|  }|}|", one},
         {"the first on the brace's line", "{ 'a': 1,|      'b': 2}", "c",
          "{ 'a': 1,|      'b': 2,|      'c': {|        'x': 1|      }}", one},
-        {"a blank line before the last", "{|  'a': 1,||  'b': 2|}", "c", "{|  'a': 1,||  'b': 2,||  'c': 3|}", 3},
         {"an odd indent", "{|   'a': 1,| \t 'b': 2|}", "c", "{|   'a': 1,| \t 'b': 2,| \t 'c': [| \t    1| \t ]|}",
          list},
         {"one pair decides, the last line's end is copied", "{\r|  'a': 1,|  'b': 2|}", "c",
@@ -96,20 +93,16 @@ TEST(JSONEdit, SetsAMember) {
         {"in an element, at the file's unit", "[|    {|      'a': 1|    }|]", "0/b",
          "[|    {|      'a': 1,|      'b': {|          'x': 1|      }|    }|]", one},
         {"a note on the last", "{|  'a': 1 // note|}", "b", "{|  'a': 1,|  'b': 2 // note|}", 2},
-        {"a comment before the last", "{|  /* 1 */ 'a': 1 /* end */|}", "b", "{|  /* 1 */ 'a': 1, 'b':2 /* end */|}",
-         2},
     };
     expectEdits(added, set);
     const Case filled[] = {
         {"a line feed at the end", "{}|", "a", "{|  'a': {|    'x': 1|  }|}|", one},
         {"a carriage return alone", "{\r}", "a", "{'a':1}", 1},
-        {"CRLF elsewhere", "{}\r|", "a", "{\r|  'a': 1\r|}\r|", 1},
         {"in an element of one line", "{|\t'o': [ {}, {} ]|}", "o/1/a", "{|\t'o': [ {}, {|\t\t'a': 1|\t} ]|}", 1},
         {"a comment inside", "[|  {/* c */ }|]", "0/a", "[|  {/* c */ 'a':{'x':1}}|]", one},
         {"a line comment", "{ // c  |}", "a", "{ // c  |  'a': {|    'x': 1|  }|}", one},
         {"deeper, CRLF", "{\r|\t'o': {\r|\t\t// c\r|\t}\r|}", "o/a", "{\r|\t'o': {\r|\t\t// c\r|\t\t'a': 1\r|\t}\r|}",
          1},
-        {"a line feed in a comment", "{/*|*/}", "a", "{/*|*/|  'a': 1|}", 1},
     };
     expectEdits(filled, set);
 }
@@ -119,24 +112,14 @@ TEST(JSONEdit, TakesAMemberOutWithOneCommaAndNoComment) {
         return JSONEdit::removeMember(document, above(row.place), last(row.place));
     };
     const Case table[] = {
-        {"the only one, comments elsewhere", "// top|{ 'a': 1 } // end", "a", "// top|{} // end"},
         {"notes on both", "{|  'a': 1, // on a|  'b': 2 // on b|}", "b", "{|  'a': 1 // on a| // on b|}"},
-        {"two comments above it", "{|  'a': 1,|  // one  |  // two|  'b': 2|}", "b",
-         "{|  'a': 1|  // one  |  // two|}"},
-        {"the brace on its line", "{|  'a': 1, // note|  'b': 2}", "b", "{|  'a': 1 // note|}"},
-        {"a comma behind it", "{|  'a': 1, // n|  'b': 2, 'c': 3|}", "b", "{|  'a': 1 // n|, 'c': 3|}"},
         {"inside it", "{|  'a': 1,|  'b': [ // 1st|    1, /* 2nd */ 2|  ]|}", "b", "{|  'a': 1 // 1st| /* 2nd */|}"},
-        {"blocks", "{'a':1 /* x */ , /* y */ 'b' /* z */ : 2}", "b", "{'a':1 /* x */ /* y */ /* z */}"},
-        {"of the first", "{|  'a': 1, // note|  'b': 2|}", "a", "{|   // note|'b': 2|}"},
         {"notes, CRLF", "{\r|  'a': 1, // a\r|  'b': 2, // b\r|  'c': 3\r|}", "b",
          "{\r|  'a': 1 // a\r|, // b\r|  'c': 3\r|}"},
         {"a carriage return ends no line comment", "{|  'a': 1, // a|  'b': 2\r}", "b", "{|  'a': 1 // a|\r}"},
         {"nor before a block", "{|  'a': 1, // a|  'b': 2\r/* b */|}", "b", "{|  'a': 1 // a|\r/* b */|}"},
-        {"the only one, a block behind", "{ 'a': 1 /* c */ }", "a", "{  /* c */ }"},
         {"the only one, a line before, CRLF", "{\r|  // c\r|  'a': 1\r|}", "a", "{\r|  // c\r|}"},
-        {"the only one, a line behind", "{|  'a': 1 // c|}", "a", "{ // c|}"},
         {"the only one, a line inside", "{|  'a': { // c|  }|}", "a", "{ // c|}"},
-        {"a comment's blanks are its own", "{ // c  |  'a': 1|}", "a", "{ // c  |}"},
     };
     expectEdits(table, remove);
 }
@@ -197,25 +180,17 @@ TEST(JSONEdit, RefusesInWords) {
     const JSONPath inside(63, 0);
     const std::pair<JSONEdit::Result, std::string_view> table[] = {
         {set({"hooks", "PreToolUse"}), "hooks.PreToolUse is not an object"},
-        {set({"hooks", "PreToolUse", -1}), "hooks.PreToolUse.[-1] is not an object"},
-        {set({"hooks", "PreToolUse", 0, "a"}), "hooks.PreToolUse.[0].a is not an object"},
-        {remove({"missing"}), "missing is not an object"},
         {remove({"hooks", "PreToolUse", 0}), "b is not in hooks.PreToolUse.[0]"},
         {append({}), "the top-level value is not an array"},
-        {cut({"hooks"}, 0), "hooks is not an array"},
         {cut({"hooks", "PreToolUse"}, -1), "hooks.PreToolUse has no element -1"},
         {JSONEdit::setMember(strict("[1]"), {}, "k", 1), "the top-level value is not an object"},
         {all({{"hooks", "n"}, {"hooks", "PreToolUse", 1}}), "hooks.PreToolUse has no element 1"},
-        {all({{"hooks", "b"}}), "b is not in hooks"},
-        {all({{"hooks", 0}}), "hooks is not an array"},
         // What does not scan after the edit.
         {JSONEdit::setMember(strict(deep), inside, "k", JSONLiteral::array({})),
          "the document nests deeper than 64 levels (at byte 68)"},
         {JSONEdit::setMember(strict("{}"), {}, "k", "\xff"), "a string holds bytes that are not UTF-8 (at byte 5)"},
-        {JSONEdit::setMember(strict("{}"), {}, "\xff", 1), "a string holds bytes that are not UTF-8 (at byte 1)"},
         // Elements are edited in the strict dialect alone.
         {JSONEdit::appendElement(commented, {}, 1), "there are bytes after the top-level value (at byte 4)"},
-        {JSONEdit::removeAll(commented, {}), "there are bytes after the top-level value (at byte 4)"},
     };
     for (const auto& [result, want] : table) EXPECT_EQ(shown(result), "refused: " + std::string{want});
     EXPECT_TRUE(JSONEdit::setMember(strict(deep), inside, "k", 1));

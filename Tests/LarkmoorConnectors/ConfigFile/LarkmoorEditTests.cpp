@@ -1,16 +1,14 @@
-// The real tool over real files, and with it what each edit makes of a whole TOML file.
+// The real tool, and with it what each edit makes of a whole TOML file.
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "Support/RunTool.h"
 
 namespace larkmoor {
 namespace {
 
-using testing::ConfigFolder;
 using testing::runTool;
 using testing::ToolRun;
 using testing::unfolded;
@@ -86,39 +84,6 @@ TEST(LarkmoorEdit, RefusesInWords) {
         {"toml set-table ['t'] a=1 -", "[[t]]|", "the table [[t]] is an array of tables"},
     };
     expectRuns(1, failures);
-    const Case misuses[] = {
-        {"yaml scan -", "", "there is no verb yaml scan|"},
-        {"json set [] k -", "{}", "json set does not take 3 arguments|"},
-        {"json append --comments [] 1 -", "[]", "--comments does not go with append|"},
-        {"json set [] k 9223372036854775808 -", "{}", "9223372036854775808 is no value to be written"},
-    };
-    expectRuns(2, misuses);
-}
-
-TEST(LarkmoorEdit, CommitsInPlaceBesideACopyOrLeavesTheFileAlone) {
-    ASSERT_NE(::geteuid(), 0U) << "root may write everywhere: run the tests as an unprivileged user";
-    const ConfigFolder folder;
-    folder.makeFolder("dotfiles");
-    folder.write("dotfiles/a", "{ } // mine\n", 0600);
-    folder.link("a", "dotfiles/a");
-    const std::vector<std::string> words{"json", "set", "--comments", "--in-place", "[]", "b", "[]", folder.path("a")};
-    const ToolRun run = edit(words);
-    EXPECT_EQ(run.status, 0) << run.err;
-    const auto after = folder.files();
-    ASSERT_EQ(after.size(), 3U);
-    EXPECT_EQ(after.at("a"), "-> dotfiles/a");
-    EXPECT_EQ(after.at("dotfiles/a"), "{\n  \"b\": []\n} // mine\n");
-    const auto& [copy, copied] = *after.rbegin();
-    EXPECT_TRUE(copy.starts_with("dotfiles/a.larkmoor-backup-")) << copy;
-    EXPECT_EQ(copied, "{ } // mine\n");
-    EXPECT_EQ(run.out, folder.path(copy) + ": a copy of the file was made here first\n");
-
-    folder.setMode("dotfiles", 0500);
-    const ToolRun locked = edit({"json", "set", "--comments", "--in-place", "[]", "c", "1", folder.path("dotfiles/a")});
-    EXPECT_EQ(locked.status, 1);
-    EXPECT_EQ(locked.err,
-              folder.path("dotfiles") + ": this folder cannot be written by this user, so nothing was written\n");
-    EXPECT_EQ(folder.files(), after);
 }
 
 }  // namespace

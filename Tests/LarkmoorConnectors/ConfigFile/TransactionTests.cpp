@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "LarkmoorBase/FileDescriptor.h"
@@ -76,20 +75,6 @@ TEST(Transaction, CommitsEveryFileWithACopyAndItsPermissions) {
     const std::pair<std::string_view, mode_t> modes[] = {
         {"changed", 0600}, {"changed" COPY, 0600}, {"removed" COPY, 0754}, {"made", 0644}};
     for (const auto& [name, mode] : modes) EXPECT_EQ(folder.mode(name), mode) << name;
-}
-
-TEST(Transaction, TheHookRunsWithTheNewBytesWholeAndTheOldInPlace) {
-    const ConfigFolder folder;
-    folder.write("a", "old");
-    Files seen;
-    const auto look = [&] { seen = folder.files(); };
-    EXPECT_TRUE(Transaction::commit({{folder.change("a", "new")}}, moment, look).is<Committed>());
-    const auto temporary = seen.extract(seen.begin());
-    EXPECT_EQ(temporary.mapped(), "new");
-    EXPECT_THAT(temporary.key(),
-                ::testing::MatchesRegex(
-                    "\\.a\\.larkmoor-[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}\\.tmp"));
-    EXPECT_EQ(seen, (Files{{"a", "old"}, {"a" COPY, "old"}}));
 }
 
 TEST(Transaction, OfTheCopiesThisCommitsAndTheOneBeforeSurvive) {

@@ -1,4 +1,4 @@
-// The door's pieces: its words for each fault, the outer form of messages, and whether this process is an old copy.
+// The door's pieces: its words for each fault, and whether this process is an old copy.
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/Text.h"
 #include "LarkmoorKit/Door/ClientLineage.h"
@@ -41,13 +41,6 @@ TEST(DoorFault, SpeaksToTheLetter) {
     }
 }
 
-TEST(DoorRedial, CountsWholeSecondsAndOneAtLeast) {
-    EXPECT_EQ(DoorRedial::standard.budget, std::chrono::seconds{3});
-    EXPECT_EQ(DoorRedial::standard.pause, std::chrono::milliseconds{100});
-    for (const auto& [budget, seconds] : {std::pair{3999, 3}, {999, 1}, {-5000, 1}})
-        EXPECT_EQ((DoorRedial{std::chrono::milliseconds{budget}, {}}.budgetSeconds()), seconds);
-}
-
 TEST(RefusalNotice, ReportsOneThatLastsOnce) {
     using namespace std::chrono_literals;
     struct Case {
@@ -62,34 +55,6 @@ TEST(RefusalNotice, ReportsOneThatLastsOnce) {
                           {DoorFault::absent, 60s, false, wait},    {{}, 60s, false, wait}};
     for (const Case& row : table)
         EXPECT_EQ(RefusalNotice::decide(row.fault, row.refusedFor, row.alreadyReported), row.action);
-}
-
-TEST(XPCWire, WhatIsMissingEmptyOrOfAnotherTypeIsNothing) {
-    MessageDictionary missing, strange, empty;
-    for (const auto key : {XPCEndpoint::payloadKey, XPCEndpoint::servedKey}) strange.set(key, true);
-    strange.set(XPCEndpoint::wireKey, copyBytes("1"));
-    XPCWire::set({}, XPCEndpoint::payloadKey, empty);
-    EXPECT_NE(empty.find<Bytes>("payload"), nullptr);
-    for (const MessageDictionary& message : {missing, strange, empty}) {
-        EXPECT_FALSE(XPCWire::data(XPCEndpoint::payloadKey, message));
-        EXPECT_FALSE(XPCWire::wireVersion(message));
-        EXPECT_FALSE(XPCWire::servedDuration(message));
-    }
-}
-
-TEST(XPCWire, CountsAreUnsigned) {
-    for (const auto& [set, stored] : {std::pair<std::int64_t, std::uint64_t>{1, 1}, {-1, 0}, {INT64_MAX, INT64_MAX}}) {
-        MessageDictionary message;
-        XPCWire::setWire(set, message);
-        XPCWire::setServed(set, message);
-        EXPECT_EQ(*message.find<std::uint64_t>("wire"), stored);
-        EXPECT_EQ(*message.find<std::uint64_t>("served_ms"), stored);
-        EXPECT_EQ(XPCWire::wireVersion(message), static_cast<std::int64_t>(stored));
-        EXPECT_EQ(XPCWire::servedDuration(message), std::chrono::milliseconds{stored});
-    }
-    MessageDictionary strange;
-    strange.set(XPCEndpoint::wireKey, UINT64_MAX);
-    EXPECT_EQ(XPCWire::wireVersion(strange), INT64_MAX);
 }
 
 TEST(MCPGatewayName, BelievesOnlyATestService) {

@@ -5,24 +5,6 @@
 namespace larkmoor::testing {
 namespace {
 
-TEST(DiagnosticSources, ReadsAWordInAnyCase) {
-    struct Case {
-        std::string_view text;
-        std::optional<DiagnosticSource> source;
-        std::string_view category;
-    };
-    using enum DiagnosticSource;
-    const Case table[] = {{" MENU\n", menu, "menu"},
-                          {"Editor", editor, "editor"},
-                          {"\tmcp ", mcp, "mcp"},
-                          {"something", std::nullopt, "client"},
-                          {"me nu", std::nullopt, "client"}};
-    for (const Case& row : table) {
-        EXPECT_EQ(DiagnosticSources::read(row.text), row.source) << row.text;
-        EXPECT_EQ(DiagnosticSources::category(row.text), row.category) << row.text;
-    }
-}
-
 class DiagnosticRelayTest : public XPCClientTest {};
 
 TEST_F(DiagnosticRelayTest, NamesItsSourceAndLosesWhatIsSaidWhileTheDoorIsShut) {
