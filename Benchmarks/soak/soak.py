@@ -13,13 +13,10 @@ BUILD, MINUTES, SEED = Path(sys.argv[1]), float(sys.argv[2]), int(sys.argv[3])
 ALLOWED = {"KiB resident": 4096, "descriptors": 0, "threads": 0, "processes": 0, "files": 0}
 
 
-def found(name):
-    return next(path for path in sorted(BUILD.rglob(name)) if "CMakeFiles" not in path.parts)
-
-
 class Soak:
     def __init__(self):
-        self.session = Session(found("Larkmoor.app"), found("larkmoor-understudy-daemon"), found("larkmoor-tray"))
+        self.session = Session(BUILD / "Larkmoor.app", BUILD / "Tools/understudy-daemon/larkmoor",
+                               BUILD / "Tools/larkmoor-tray/larkmoor-tray")
         self.counts = {}
 
     def held(self):
