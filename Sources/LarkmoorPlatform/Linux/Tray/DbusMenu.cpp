@@ -226,16 +226,11 @@ BusMessage DbusMenu::aboutToShowGroup(const BusMessage& call) {
 
 bool DbusMenu::dispatchEvent(std::int32_t id, std::string_view event) {
     if (!snapshot_.knows(id)) return false;
-    const auto now = Clock::now();
     const auto row = snapshot_.rowWith(id);
     if (row && event == "clicked") {
         click(*row);
-    } else if (!row && event == "opened") {
-        applyPresence(presence_.opened(now));
-    } else if (!row && event == "closed") {
-        applyPresence(presence_.closed());
     } else {
-        presence_.keepAlive(now);
+        applyPresence(presence_.event(event, !row, Clock::now()));
     }
     armTimer();
     return true;

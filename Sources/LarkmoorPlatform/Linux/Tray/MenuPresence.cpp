@@ -8,6 +8,13 @@ MenuPresence::Step MenuPresence::aboutToShow(Time now) {
     return Step::openedAgain;
 }
 
+MenuPresence::Step MenuPresence::event(std::string_view name, bool ofWholeMenu, Time now) {
+    if (ofWholeMenu && name == "opened") return opened(now);
+    if (ofWholeMenu && name == "closed") return closed();
+    keepAlive(now);
+    return Step::nothing;
+}
+
 MenuPresence::Step MenuPresence::opened(Time now) {
     keepAlive(now);
     if (opening_) return Step::nothing;

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <optional>
+#include <string_view>
 
 namespace larkmoor {
 
@@ -24,11 +25,10 @@ class MenuPresence {
     };
 
     Step aboutToShow(Time now);
-    Step opened(Time now);
+    /// A dbusmenu event other than a click: the opening or closing of the whole menu, or a sign that it is still open.
+    Step event(std::string_view name, bool ofWholeMenu, Time now);
     /// Reported by the host, or implied by a click.
     Step closed();
-    /// Any other event of a row, which shows that the menu is still open.
-    void keepAlive(Time now);
     /// Closes the menu if its deadline has passed.
     Step expire(Time now);
 
@@ -37,6 +37,9 @@ class MenuPresence {
     std::optional<Time> deadline() const;
 
   private:
+    Step opened(Time now);
+    void keepAlive(Time now);
+
     struct Opening {
         Time began;
         Time lastEvent;

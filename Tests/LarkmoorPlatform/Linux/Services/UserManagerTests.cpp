@@ -250,6 +250,24 @@ TEST_F(UserManagerTest, WhatTheUserDisabledStaysDownUntilTheUserEnablesIt) {
     }
 }
 
+TEST_F(UserManagerTest, AJobThatEndsOtherwiseThanDoneIsAnError) {
+    const std::string folder = folders.data + "/systemd/user/";
+    std::filesystem::create_directories(folder);
+    std::ofstream{folder + "late.service"}
+        << "[Unit]\nJobRunningTimeoutSec=200ms\n[Service]\nType=oneshot\nExecStart=/bin/sleep 60\n";
+    std::ofstream{folder + "needy.service"}
+        << "[Unit]\nRequires=bad.service\nAfter=bad.service\n[Service]\nExecStart=/bin/true\n";
+    std::ofstream{folder + "bad.service"} << "[Service]\nType=oneshot\nExecStart=/bin/false\n";
+    ASSERT_TRUE(runTask(loop, manager->reload())->has_value());
+    const std::pair<const char*, const char*> table[] = {
+        {"late.service", "timeout"}, {"needy.service", "dependency"}, {"bad.service", "failed"}};
+    for (const auto& [name, result] : table) {
+        const auto started = *runTask(loop, manager->start(name));
+        ASSERT_FALSE(started) << name;
+        EXPECT_EQ(started.error().message, fmt::format("StartUnit of {} ended as {}", name, result));
+    }
+}
+
 TEST(WithoutAManager, NothingIsWrittenAndEverythingIsAnError) {
     MainLoop loop;
     const testing::PrivateBus privateBus;

@@ -17,7 +17,7 @@ constexpr std::string_view names[] = {".", "opened", "closed", "opened again"};
 TEST(MenuPresence, FollowsEachKindOfHost) {
     struct Event {
         std::chrono::milliseconds at;
-        char kind;  ///< 'a'bout to show, 'o'pened, 'c'losed or clicked, 'k'eep alive, 'e'xpire
+        char kind;  ///< 'a'bout to show, 'o'pened, 'c'losed or clicked, 'k'ept open by the mouse over a row, 'e'xpire
     };
     struct Case {
         std::string_view host;
@@ -49,10 +49,10 @@ TEST(MenuPresence, FollowsEachKindOfHost) {
         for (const Event& event : test.events) {
             const Time now = Time{} + 1h + event.at;
             const bool wasOpen = presence.isOpen();
-            if (event.kind == 'k') presence.keepAlive(now);
             const Step step = event.kind == 'a'   ? presence.aboutToShow(now)
-                              : event.kind == 'o' ? presence.opened(now)
-                              : event.kind == 'c' ? presence.closed()
+                              : event.kind == 'o' ? presence.event("opened", true, now)
+                              : event.kind == 'c' ? presence.event("closed", true, now)
+                              : event.kind == 'k' ? presence.event("hovered", false, now)
                               : event.kind == 'e' ? presence.expire(now)
                                                   : Step::nothing;
             steps.push_back(names[static_cast<std::size_t>(step)]);
