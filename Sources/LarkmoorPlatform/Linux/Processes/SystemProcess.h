@@ -3,7 +3,7 @@
 
 #include <sys/types.h>
 
-// The C library's header lacks the linkage specification.
+// The header of the C library does not declare its functions as C.
 extern "C" {
 #include <sys/pidfd.h>
 }
