@@ -22,15 +22,23 @@ constexpr std::size_t bytesPerNode = 24;
 constexpr std::size_t smallDocument = 4096;
 constexpr std::size_t maxMemoryPerByte = 6;
 
+/// The end of the string whose opening quote is at the offset: most of a document is text, and is not looked at.
+std::size_t endOfString(std::string_view input, std::size_t quote) {
+    for (std::size_t at = quote; (at = input.find('"', at + 1)) != std::string_view::npos;) {
+        std::size_t escapes = 0;
+        while (input[at - 1 - escapes] == '\\') ++escapes;
+        if (escapes % 2 == 0) return at + 1;
+    }
+    return input.size();
+}
+
 /// An upper bound of the values in the document: each is the first, or follows a comma or an opening bracket.
 std::size_t maxValues(std::string_view input) {
     std::size_t values = 1;
-    bool isInString = false;
-    for (std::size_t at = 0; at < input.size(); ++at) {
+    for (std::size_t at = 0; at < input.size();) {
         const char letter = input[at];
-        if (letter == '"') isInString = !isInString;
-        if (isInString && letter == '\\') ++at;
-        if (!isInString && (letter == ',' || letter == '[' || letter == '{')) ++values;
+        if (letter == ',' || letter == '[' || letter == '{') ++values;
+        at = letter == '"' ? endOfString(input, at) : at + 1;
     }
     return values;
 }
