@@ -274,6 +274,26 @@ TEST_F(ClaudeCodeFaults, TwoLabelsOfOneFileArePlannedAsOne) {
     }
 }
 
+TEST_F(ClaudeCodeFaults, ARemovalThatCannotReadAFileKeepsTheReceipt) {
+    std::filesystem::remove(home.path(settingsFile));
+    ASSERT_EQ(connector.install().result, Result::changed);
+    const auto installed = home.files();
+    home.setMode(settingsFile, 0);
+    EXPECT_EQ(connector.remove().result, Result::refused);
+    home.setMode(settingsFile, 0644);
+    EXPECT_EQ(home.files(), installed);
+
+    // A disk that is away, with a link to a file on it.
+    home.makeFolder("disk");
+    std::filesystem::rename(home.path(settingsFile), home.path("disk/settings.json"));
+    std::filesystem::create_symlink(home.path("disk/settings.json"), home.path(settingsFile));
+    std::filesystem::rename(home.path("disk"), home.path("away"));
+    EXPECT_EQ(connector.remove().result, Result::changed);
+    std::filesystem::rename(home.path("away"), home.path("disk"));
+    EXPECT_EQ(connector.remove().result, Result::changed);
+    EXPECT_FALSE(home.read("disk/settings.json"));
+}
+
 TEST_F(ClaudeCodeFaults, WhatIsNoRegularFileOfOrdinarySizeIsNeverRead) {
     constexpr std::string_view irregular = "there is no regular file at this path, so nothing was written";
     struct Case {
@@ -302,8 +322,9 @@ TEST_F(ClaudeCodeFaults, WhatIsNoRegularFileOfOrdinarySizeIsNeverRead) {
         const auto status = std::filesystem::symlink_status(home.path(settingsFile));
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(connector.scan().state, ConnectorState::found);
-        EXPECT_EQ(home.told(connector.install()), fmt::format("refused\n~/{}: {}", settingsFile, row.told));
-        EXPECT_EQ(connector.remove().result, Result::unchanged);
+        const std::string refused = fmt::format("refused\n~/{}: {}", settingsFile, row.told);
+        EXPECT_EQ(home.told(connector.install()), refused);
+        EXPECT_EQ(home.told(connector.remove()), refused);
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{3});
         EXPECT_EQ(std::filesystem::symlink_status(home.path(settingsFile)).type(), status.type());
     }

@@ -39,6 +39,27 @@ std::vector<UnreadFile> replacedUnread(std::span<const PlannedFile> plan) {
     return unread;
 }
 
+/// What is said of files that exist and cannot be read, in the words with which an installation refuses them.
+std::vector<Observation> unread(std::span<const PlannedFile> plan) {
+    std::vector<Observation> said;
+    for (const PlannedFile& planned : plan) {
+        const HarnessFile& file = planned.file;
+        if (!file.fault) continue;
+        if (auto reason = Transaction::unwritableReason(file.path)) {
+            said.push_back({file.label, std::move(reason->text)});
+        } else {
+            const UnreadFile failed{file.label, planned.format, file.fault->reason()};
+            append(said, refused(std::span{&failed, 1}).observations);
+        }
+    }
+    return said;
+}
+
+/// The target of a link may only be out of reach, with our entries in it.
+bool leadsToNothing(const PlannedFile& planned) {
+    return !planned.file.bytes && ConfigPath::isLink(planned.file.label);
+}
+
 TransactionResult commit(std::span<const PlannedFile> plan, const CommitOptions& options) {
     std::vector<FileChange> changes;
     for (const PlannedFile& planned : plan) {
@@ -111,6 +132,8 @@ ConnectorOutcome installed(std::span<const PlannedFile> plan, const ReceiptStore
 
 ConnectorOutcome removed(std::span<const PlannedFile> plan, const ReceiptStore& receipts, Remarks remarks,
                          const CommitOptions& options) {
+    // Our entries may be in what cannot be read, and the receipt will be needed to remove them.
+    if (auto said = unread(plan); !said.empty()) return ConnectorOutcome::refused(std::move(said));
     const auto withRemarks = [&](std::vector<Observation> files) {
         if (!remarks.isAfterFiles) std::swap(files, remarks.said);
         append(files, std::move(remarks.said));
@@ -119,7 +142,7 @@ ConnectorOutcome removed(std::span<const PlannedFile> plan, const ReceiptStore& 
     return commit(plan, options)
         .visit(
             [&](const TransactionResult::Committed& committed) {
-                receipts.remove();
+                if (std::ranges::none_of(plan, leadsToNothing)) receipts.remove();
                 ConnectorOutcome outcome = changed(committed);
                 append(outcome.observations, withRemarks(ends(plan, "removed from")));
                 return outcome;
