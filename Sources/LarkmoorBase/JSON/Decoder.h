@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <expected>
 #include <iterator>
@@ -77,7 +78,8 @@ class Decoder {
     bool readList(const FlatNode& node, std::vector<T>& out) {
         if (node.kind != Kind::array) return fail("expected an array");
         out.clear();
-        // A count in foreign bytes reserves nothing.
+        // A count in foreign bytes reserves no more than its parsed values take already.
+        out.reserve(std::min<std::size_t>(node.size, node.span * sizeof(FlatNode) / sizeof(T)));
         for (const FlatNode* element = node.begin(); element != node.end(); element = element->next()) {
             if (!read(*element, out.emplace_back())) return under(out.size() - 1);
         }
