@@ -13,6 +13,7 @@ packages_test="libgtest-dev libgmock-dev python3 desktop-file-utils util-linux s
 packages_run="dbus"
 packages_bench="libbenchmark-dev nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libayatana-appindicator3-dev libgtk-3-dev qt6-base-dev"
 packages_panels="procps xvfb xfce4-panel lxqt-panel openbox at-spi2-core imagemagick xdotool dbus adwaita-icon-theme"
+packages_order="valgrind binutils"
 packages_icons="librsvg2-bin imagemagick python3"
 packages_format="clang-format-19 clang-tidy-19 git"
 

@@ -232,7 +232,7 @@ panel_keys() {
 
 panel_stop() {
     local child
-    for ((child = ${#panel_children[@]} - 1; child >= 0; child--)); do kill "${panel_children[child]}" 2>/dev/null; done
-    wait 2>/dev/null
+    for ((child = ${#panel_children[@]} - 1; child >= 0; child--)); do kill "${panel_children[child]}" 2>/dev/null || true; done
+    wait 2>/dev/null || true
     [ -n "${LARKMOOR_PANEL_KEEP:-}" ] || rm -rf "$panel_work"
 }
