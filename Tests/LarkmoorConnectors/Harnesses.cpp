@@ -64,7 +64,6 @@ Harness cursor() {
          "'preToolUse':[{'command':'mine','matcher':'x'}],'stop':{},'x':'y'},'version':1}"},
         {"our own seed", "{|  'version': 1|}|", asItWas,
          "this file now holds no hooks and remains, because Larkmoor did not create it"},
-        {"an empty list", "{'version':1,'hooks':{'preToolUse':[]}}", asItWas, REMAINS("preToolUse list")},
     };
     return {.name = "Cursor",
             .folder = ".cursor",
