@@ -106,10 +106,10 @@ BlockFinding CursorHook::find(const JSONDocument& document) const {
 
 bool CursorHook::converged(std::span<const HookSite> sites, const JSONDocument& document) const {
     const HookLayout hooks = layout();
-    return sites.size() == 2 && std::ranges::all_of(own(), [&](const Own& own) {
+    return sites.size() == 2 && std::ranges::all_of(own(), [&](const Own& ours) {
                return std::ranges::any_of(sites, [&](const HookSite& site) {
-                   return site.event == own.event &&
-                          hooks.entryOf(site, document.root()).value(document.bytes()) == own.entry.value();
+                   return site.event == ours.event &&
+                          hooks.entryOf(site, document.root()).value(document.bytes()) == ours.entry.value();
                });
            });
 }
@@ -119,17 +119,17 @@ std::expected<BlockInstalled, CursorHookFailure> CursorHook::installed(const JSO
     const auto found = sites(document.root());
     if (converged(found, document)) return BlockInstalled{document};
     std::vector<HookSite> kept;
-    for (const Own& own : own()) {
+    for (const Own& ours : own()) {
         const auto right = std::ranges::find_if(found, [&](const HookSite& site) {
-            return site.event == own.event && HookCommand::isPreTool(site.command) == (own.event == preToolEvent);
+            return site.event == ours.event && HookCommand::isPreTool(site.command) == (ours.event == preToolEvent);
         });
         if (right != found.end()) kept.push_back(*right);
     }
     ReceiptAddition made;
     std::vector<std::string> replaced;
     auto edited = layout().discardAllBut(kept, document);
-    for (const Own& own : own()) {
-        if (edited) edited = installed(own, *edited, made.created, replaced);
+    for (const Own& ours : own()) {
+        if (edited) edited = installed(ours, *edited, made.created, replaced);
     }
     if (!edited) return std::unexpected{CursorHookFailure{std::move(edited.error())}};
     BlockInstalled result{std::move(*edited), std::move(made)};
@@ -140,16 +140,16 @@ std::expected<BlockInstalled, CursorHookFailure> CursorHook::installed(const JSO
     return result;
 }
 
-JSONEdit::Result CursorHook::installed(const Own& own, const JSONDocument& document, std::set<Created>& created,
+JSONEdit::Result CursorHook::installed(const Own& ours, const JSONDocument& document, std::set<Created>& created,
                                        std::vector<std::string>& replaced) const {
     const HookLayout hooks = layout();
     const auto found = sites(document.root());
-    const auto kept = std::ranges::find(found, own.event, &HookSite::event);
-    if (kept == found.end()) return hooks.append(own.entry, own.event, document, created);
+    const auto kept = std::ranges::find(found, ours.event, &HookSite::event);
+    if (kept == found.end()) return hooks.append(ours.entry, ours.event, document, created);
     const JSONNode& entry = hooks.entryOf(*kept, document.root());
-    if (entry.value(document.bytes()) == own.entry.value()) return document;
-    for (std::string& field : foreignFields(entry, document.bytes(), own.entry)) replaced.push_back(std::move(field));
-    return JSONEdit::replaceElement(document, hooks.listOf(*kept), kept->entry, own.entry);
+    if (entry.value(document.bytes()) == ours.entry.value()) return document;
+    for (std::string& field : foreignFields(entry, document.bytes(), ours.entry)) replaced.push_back(std::move(field));
+    return JSONEdit::replaceElement(document, hooks.listOf(*kept), kept->entry, ours.entry);
 }
 
 std::expected<BlockRemoved, JSONEditFailure> CursorHook::removed(const JSONDocument& document,

@@ -101,7 +101,7 @@ struct CursorHook {
     std::vector<Own> own() const;
     HookLayout layout() const;
     /// Replaces or adds one of our entries, in a file from which all our other entries for its event were removed.
-    JSONEdit::Result installed(const Own& own, const JSONDocument& document, std::set<Created>& created,
+    JSONEdit::Result installed(const Own& ours, const JSONDocument& document, std::set<Created>& created,
                                std::vector<std::string>& replaced) const;
 };
 

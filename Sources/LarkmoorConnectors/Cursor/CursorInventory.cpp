@@ -22,7 +22,7 @@ std::optional<std::string> folderPath(const std::string& in) {
 std::chrono::system_clock::time_point lastActivity(const std::string& in) {
     std::optional<std::chrono::system_clock::time_point> newest;
     for (const std::string& name : Files::names(in).value_or(std::vector<std::string>{})) {
-        newest = std::max(newest, Files::modified(in + "/" + name));
+        newest = std::max(newest, Files::modified(fmt::format("{}/{}", in, name)));
     }
     if (!newest) newest = Files::modified(in);
     return newest.value_or(Inventory::distantPast);
