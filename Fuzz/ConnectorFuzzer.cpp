@@ -1,8 +1,11 @@
 // Any bytes as a harness's file: a block that does not install says why; one that does is whole, installs again without
 // a change, and after its removal nothing of ours is left. A receipt that decodes comes back from its own bytes. Also
-// what the chat application's file becomes.
+// what the chat application's file becomes, and what a file: URL names.
+#include "LarkmoorBase/FileURL.h"
+#include "LarkmoorBase/UTF8.h"
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeBlocks.h"
+#include "LarkmoorConnectors/Cursor/CursorBlocks.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 #include "Require.h"
 
@@ -12,8 +15,8 @@ using namespace larkmoor;
 using fuzz::require;
 
 /// "/bin/sh" stands for the executables, which a finding wants on the disk.
-ClaudeCodePaths paths() {
-    ClaudeCodePaths paths = ClaudeCodePaths::under("/h", "/Larkmoor.app");
+template <class Paths>
+Paths withExecutables(Paths paths) {
     paths.hookBinary = paths.mcpBinary = "/bin/sh";
     return paths;
 }
@@ -50,9 +53,16 @@ void chatHolds(const JSONDocument& document) {
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     const BytesView bytes = std::as_bytes(std::span{data, size});
     if (const auto document = JSONDocument::read(bytes, JSONDialect::strict)) {
-        blockHolds(ClaudeCodeHook{paths()}, *document);
-        blockHolds(ClaudeCodeMCP{paths()}, *document);
+        const auto claude = withExecutables(ClaudeCodePaths::under("/h", "/Larkmoor.app"));
+        blockHolds(ClaudeCodeHook{claude}, *document);
+        blockHolds(ClaudeCodeMCP{claude}, *document);
+        const auto cursor = withExecutables(CursorPaths::under("/h", "/Larkmoor.app", "/a"));
+        blockHolds(CursorHook{cursor}, *document);
+        blockHolds(CursorMCP{cursor}, *document);
         chatHolds(*document);
+    }
+    if (const auto path = FileURL::path(asText(bytes))) {
+        require(path->starts_with('/') && !path->contains('\0') && UTF8::isValid(*path), "a URL's path is a path");
     }
     if (const auto receipt = ConnectorReceipt::decoded(bytes)) {
         require(ConnectorReceipt::decoded(receipt->encoded()) == receipt, "a receipt comes back from its own bytes");

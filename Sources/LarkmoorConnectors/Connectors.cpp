@@ -1,14 +1,16 @@
 #include "LarkmoorConnectors/Connectors.h"
 
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
+#include "LarkmoorConnectors/Cursor/CursorConnector.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
 
 namespace larkmoor::Connectors {
 
 std::vector<std::unique_ptr<Connector>> all(const std::string& home, const std::string& bundle,
-                                            const std::string& /*applications*/) {
+                                            const std::string& applications) {
     std::vector<std::unique_ptr<Connector>> connectors;
     connectors.push_back(std::make_unique<ClaudeCodeConnector>(home, bundle));
+    connectors.push_back(std::make_unique<CursorConnector>(home, bundle, applications));
     return connectors;
 }
 

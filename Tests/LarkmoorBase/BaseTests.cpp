@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorBase/FileURL.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/SHA256.h"
 #include "LarkmoorBase/UTF8.h"
@@ -37,6 +38,19 @@ TEST(UTF8, IsWellFormedOrNot) {
         {"after eight plain bytes", "12345678\xff", false},
     };
     for (const Case& row : table) EXPECT_EQ(UTF8::isValid(row.text), row.isValid) << row.name;
+}
+
+TEST(FileURL, NamesAPathOrNothing) {
+    for (const auto& [url, path] : {std::pair{"file:///a/b%20c/%C3%A9é/", "/a/b c/éé"},
+                                    {"FILE://LocalHost/a?b#c", "/a"},
+                                    {"file:/a%3Fb%2fc", "/a?b/c"},
+                                    {"file:///", "/"}}) {
+        EXPECT_EQ(FileURL::path(url), path) << url;
+    }
+    for (const char* url : {"file://host/a", "file://localhost", "file:a", "file", "ssh:///a", "file:///%",
+                            "file:///%4", "file:///%+4", "file:///%C3", "file:///%00"}) {
+        EXPECT_EQ(FileURL::path(url), std::nullopt) << url;
+    }
 }
 
 TEST(Files, ReadsWhatIsThereAndNamesWhatIsNot) {

@@ -1,5 +1,6 @@
 // A user's home and an application bundle on a real disk, and what a verb did to them, as text. In texts "~" stands for
-// the home, "{hook}" and "{mcp}" for our executables' paths; in texts to be written ' is a quote and | a line feed too.
+// the home, "{hook}" and "{mcp}" for our executables' paths, "{tools}" for Cursor's matcher of our tools; in texts to
+// be written ' is a quote and | a line feed too.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
+#include "LarkmoorConnectors/Cursor/CursorConnector.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
 
 namespace larkmoor::testing {
@@ -21,6 +23,9 @@ namespace larkmoor::testing {
 inline constexpr const char* settingsFile = ".claude/settings.json";
 inline constexpr const char* serverFile = ".claude.json";
 inline constexpr const char* receiptFile = "Library/Application Support/Larkmoor/Connectors/claude-code.json";
+inline constexpr const char* cursorHooks = ".cursor/hooks.json";
+inline constexpr const char* cursorServers = ".cursor/mcp.json";
+inline constexpr const char* cursorReceipt = "Library/Application Support/Larkmoor/Connectors/cursor.json";
 inline constexpr const char* chatFile = "Library/Application Support/Claude/claude_desktop_config.json";
 
 #define COPY ".larkmoor-backup-" MOMENT
@@ -45,6 +50,12 @@ class ConnectorHome : public ConfigFolder {
         return connector;
     }
 
+    CursorConnector cursor() const {
+        CursorConnector connector{path(), bundle(), path("Applications")};
+        connector.now = [] { return moment; };
+        return connector;
+    }
+
     void write(std::string_view name, std::string_view text) const { writeAt(path(name), filled(text)); }
     void makeFolder(std::string_view name) const { std::filesystem::create_directories(path(name)); }
     std::optional<std::string> read(std::string_view name) const {
@@ -63,12 +74,14 @@ class ConnectorHome : public ConfigFolder {
         replaceAll(text, hook(), "{hook}");
         replaceAll(text, mcp(), "{mcp}");
         replaceAll(text, path(), "~");
+        replaceAll(text, tools, "{tools}");
         return text;
     }
     std::string filled(std::string_view text) const {
         std::string full = unfolded(text);
         replaceAll(full, "{hook}", hook());
         replaceAll(full, "{mcp}", mcp());
+        replaceAll(full, "{tools}", tools);
         return full;
     }
 
@@ -84,6 +97,8 @@ class ConnectorHome : public ConfigFolder {
     std::string told(const ScanReport& report) const { return told(rawText(report.state), report.observations); }
 
   private:
+    static constexpr std::string_view tools = "^(Task|MCP:(grab|memory_add|meeting_get))$";
+
     std::string told(std::string_view result, const std::vector<Observation>& observations) const {
         std::string text{result};
         for (const auto& [subject, said] : observations) text += "\n" + shown(subject) + ": " + shown(said);

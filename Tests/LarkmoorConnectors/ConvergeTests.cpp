@@ -12,6 +12,7 @@ namespace {
 
 using testing::chatFile;
 using testing::ConnectorHome;
+using testing::cursorHooks;
 using testing::runTool;
 using testing::serverFile;
 using testing::settingsFile;
@@ -58,9 +59,10 @@ ToolRun connect(const ConnectorHome& home, std::vector<std::string> words) {
 TEST(LarkmoorConnect, EveryVerb) {
     const ConnectorHome home;
     home.write(settingsFile, "{ }");
+    home.write(cursorHooks, "{'hooks':{'stop':[{'command':'{hook} --harness=cursor'}]}}");
     home.write(".claude/projects/-none/memory/MEMORY.md", "1234");
     home.write(chatFile, "{'mcpServers':{'a':{'command':'/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}}}");
-    EXPECT_EQ(connect(home, {"scan"}).out,
+    EXPECT_EQ(connect(home, {"scan", "claude-code"}).out,
               "claude-code: found\n  ~/.claude/settings.json\n    this file holds no Larkmoor hook entry\n"
               "  ~/.claude.json\n    there is no file here\n");
     const std::pair<std::vector<std::string>, std::string_view> table[] = {
@@ -69,6 +71,7 @@ TEST(LarkmoorConnect, EveryVerb) {
         {{"stale"}, "\"stale\": false"},
         {{"projects"}, "\"path\": \"~/.claude/projects/-none/memory/MEMORY.md\",\n          \"bytes\": 4,"},
         {{"memory"}, "\"files\": []"},
+        {{"converge"}, "\"id\": \"cursor\",\n    \"result\": \"changed\""},
         {{"remove"}, "\"text\": \"this file was created when Larkmoor connected and was removed\""},
         // A test of the whole application may be running Claude at this moment.
         {{"retire"}, "\"id\": \"claude-chat\""},

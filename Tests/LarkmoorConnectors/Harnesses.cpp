@@ -1,6 +1,7 @@
 #include "LarkmoorConnectors/Harnesses.h"
 
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeBlocks.h"
+#include "LarkmoorConnectors/Cursor/CursorBlocks.h"
 #include "LarkmoorConnectors/Framework/BlockVerbs.h"
 #include "LarkmoorConnectors/Framework/Observations.h"
 
@@ -52,6 +53,28 @@ Harness claudeCode() {
                      "{hook} --harness claude-code --slot pretool",
                      "/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness claude-code",
                      "python3 /x/fenwright/larkmoor/Scripts/prime-hook.py"}};
+}
+
+Harness cursor() {
+    const std::vector<RoundTrip> hooks{
+        {"no version", "{\r|\t'a': 1,\r|\t'hooks': {\r|\t\t'stop': []\r|\t}\r|}"},
+        {"entries of every shape",
+         "{'hooks':{'beforeSubmitPrompt':[7,null,[],{},{'command':7},{'command':'/opt/larkmoor-hook --harness "
+         "cursor'}],"
+         "'preToolUse':[{'command':'mine','matcher':'x'}],'stop':{},'x':'y'},'version':1}"},
+        {"our own seed", "{|  'version': 1|}|", asItWas,
+         "this file now holds no hooks and remains, because Larkmoor did not create it"},
+    };
+    return {.name = "Cursor",
+            .folder = ".cursor",
+            .receipt = cursorReceipt,
+            .files = {{cursorHooks, hooks}, {cursorServers, {{"an empty object", "{}", "{}", EMPTY_FILE}}}},
+            .make = [](const ConnectorHome& home) { return std::make_unique<CursorConnector>(home.cursor()); },
+            .hooks = [](const ConnectorHome& home) { return Block::json("", "", CursorHook{home.cursor().paths}); },
+            .events = {"preToolUse", "stop", "beforeSubmitPrompt"},
+            .grouped = false,
+            .ours = {"{hook} --harness cursor", "{hook} --harness=cursor --slot=pretool",
+                     "/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness cursor --slot pretool"}};
 }
 
 // A harness that there is not, made of the framework's pieces alone: entries without groups, a file that begins from a
@@ -191,7 +214,7 @@ Harness fifth() {
 }  // namespace
 
 const std::vector<Harness>& harnesses() {
-    static const std::vector<Harness> all{claudeCode(), fifth()};
+    static const std::vector<Harness> all{claudeCode(), cursor(), fifth()};
     return all;
 }
 

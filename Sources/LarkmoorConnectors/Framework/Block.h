@@ -151,6 +151,7 @@ struct BlockFile {
     /// message if somebody else created it.
     std::function<bool(const FileDocument&)> isResidue = FileDocuments::isEmptyTopLevel;
     std::string_view residueStays = "this file is now empty and remains, because Larkmoor did not create it";
+    bool saysOldResidue = false;  ///< `residueStays` is said even if the removal leaves the file as it was
 };
 
 }  // namespace larkmoor

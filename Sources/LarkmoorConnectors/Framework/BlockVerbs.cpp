@@ -157,7 +157,7 @@ std::expected<BlockVerbs::Removal, PlanFailure> BlockVerbs::planRemoval(const Re
         return removal;
     }
     removal.planned.after = copyBytes(FileDocuments::bytes(*planned));
-    if (isResidue && removal.planned.changes()) {
+    if (isResidue && (read.rules.saysOldResidue || removal.planned.changes())) {
         removal.said.push_back({read.file.label, std::string{read.rules.residueStays}});
     }
     return removal;

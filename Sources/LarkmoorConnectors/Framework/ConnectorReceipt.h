@@ -37,7 +37,8 @@ struct ReceiptAddition {
     std::set<Created> created{};
     std::set<Adopted> adopted{};
     std::optional<std::set<std::string>> trustSlots{};  ///< replaces those in the receipt
-    std::optional<std::string> appVersion{};
+    /// Replaces that in the receipt, also by "unknown" (the inner nullopt).
+    std::optional<std::optional<std::string>> appVersion{};
 
     /// Adds what is in `other`; its trust slots and version, if any, replace ours.
     void merge(ReceiptAddition other);
