@@ -37,7 +37,8 @@ MenuBar::MenuBar(MenuPlatform platform, MenuDuties duties)
       quit_({.loop = platform_.loop,
              .client = platform_.client,
              .alerts = platform_.alerts,
-             .now = platform_.now,
+             .every = platform_.every,
+             .setRowTitle = [this](std::string title) { rows_.quitRow->setTitle(std::move(title)); },
              .terminateSettings = [this] { windows_.terminateAll(); },
              .terminate = platform_.terminate}),
       supervised_(platform_.loop) {}
@@ -104,7 +105,8 @@ MenuRows::Actions MenuBar::actions() {
         .migrateNow = answering(&MenuDuties::Updates::migrate),
         .installUpdateNow = answering(&MenuDuties::Updates::installUpdate),
         .checkForUpdateNow = answering(&MenuDuties::Updates::checkForUpdate),
-        .quitEverything = weakly([](MenuBar& self) { self.start(&MenuBar::quitEverything); }),
+        .quitEverything =
+            weakly([](MenuBar& self) { self.start([](MenuBar& menu) { return menu.quit_.quitEverything(); }); }),
     };
 }
 
@@ -241,11 +243,7 @@ void MenuBar::menuWillOpen() {
     start(&MenuBar::refresh);
     modelsTicker_.reset();
     progress_.menuWillOpen(setupMode_);
-    syncQuitRow();
-    modelsTicker_ = platform_.every(tickerInterval, weakly([](MenuBar& self) {
-                                        self.progress_.tick();
-                                        self.syncQuitRow();
-                                    }));
+    modelsTicker_ = platform_.every(tickerInterval, weakly([](MenuBar& self) { self.progress_.tick(); }));
     startDuty(duties_.supervision.releaseQuitIfHeld);
 }
 
@@ -288,15 +286,8 @@ Task<void> MenuBar::answer(MenuDuties::Click click) {
     auto sentence = co_await click();
     if (!sentence) co_return;
     static_cast<void>(co_await platform_.alerts.show(
-        Alert{.style = Alert::Style::informational, .message = *std::move(sentence), .buttons = {"OK"}}));
+        Alert{.style = Alert::Style::informational, .message = *std::move(sentence), .buttons = {"OK"}}, {}));
 }
-
-Task<void> MenuBar::quitEverything() {
-    co_await quit_.quitEverything();
-    syncQuitRow();
-}
-
-void MenuBar::syncQuitRow() { rows_.quitRow->setTitle(quit_.isAskedInRow() ? Quit::rowQuestion : Quit::rowTitle); }
 
 Task<void> MenuBar::cancelLocalModelsAndQuit() {
     co_await quit_.quitAllOf([this] {

@@ -74,8 +74,6 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     MenuRow::Action answering(MenuDuties::Click MenuDuties::Updates::* click);
     Task<void> control(ControlRequest request);
     Task<void> answer(MenuDuties::Click click);
-    Task<void> quitEverything();
-    void syncQuitRow();
     Task<void> cancelLocalModelsAndQuit();
 
     /// Runs `function(self)`, a Task<void>, by itself.
