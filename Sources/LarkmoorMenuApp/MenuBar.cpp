@@ -67,10 +67,7 @@ void MenuBar::applicationDidFinishLaunching() {
     duties_.models.attachProgress();
     observeCancel();
     subscribe();
-    timer_ = platform_.every(refreshInterval, weakly([](MenuBar& self) {
-                                 self.platform_.client->ensureSubscribed();
-                                 self.start(&MenuBar::refresh);
-                             }));
+    timer_ = platform_.every(refreshInterval, weakly([](MenuBar& self) { self.tick(); }));
 }
 
 void MenuBar::startDuty(MenuDuties::Duty duty) {
@@ -177,12 +174,28 @@ Task<void> MenuBar::answerReopen() {
 
 // Refresh
 
+void MenuBar::tick() {
+    platform_.client->ensureSubscribed();
+    start(&MenuBar::refresh);
+}
+
+void MenuBar::daemonArrived() {
+    arrivedMeanwhile_ = refreshing_;
+    tick();
+}
+
 Task<void> MenuBar::refresh() {
     refreshUnasked();
     // Passes never overlap, and one that is asked for meanwhile is not queued.
     if (refreshing_) co_return;
-    const ScopedFlag underWay{refreshing_};
-    co_await refreshOnce();
+    {
+        const ScopedFlag underWay{refreshing_};
+        co_await refreshOnce();
+    }
+    // This pass may have missed the daemon by a moment. One that is silent was not missed, and may hold the next pass.
+    const auto fault = platform_.client->lastDoorFault();
+    const bool isMissed = fault == DoorFault::absent || fault == DoorFault::refused;
+    if (std::exchange(arrivedMeanwhile_, false) && isMissed) co_await refresh();
 }
 
 /// What needs no daemon goes on beside a pass that hangs.
