@@ -14,6 +14,8 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
+#include <utility>
+
 #include "LarkmoorPlatform/AlertProtocol.h"
 
 namespace larkmoor {
@@ -103,7 +105,8 @@ std::optional<AlertRequest> AlertRequest::read(const QByteArray& request) {
     return alert.buttons.isEmpty() ? std::nullopt : std::optional{alert};
 }
 
-AlertWindow::AlertWindow(const AlertRequest& request) : last_(static_cast<int>(request.buttons.size()) - 1) {
+AlertWindow::AlertWindow(const AlertRequest& request, std::function<void()> onShown)
+    : last_(static_cast<int>(request.buttons.size()) - 1), onShown_(std::move(onShown)) {
     setWindowTitle(QStringLiteral("Larkmoor"));
     setWindowFlag(Qt::WindowStaysOnTopHint);
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
@@ -175,6 +178,13 @@ void AlertWindow::showEvent(QShowEvent* event) {
     // Makes screen readers read the message, and not only the focused button.
     QAccessibleEvent alert{this, QAccessible::Alert};
     QAccessible::updateAccessibility(&alert);
+}
+
+/// Comes only after the window system has exposed the window, which a display or a window manager that hangs never
+/// does.
+void AlertWindow::paintEvent(QPaintEvent* event) {
+    QDialog::paintEvent(event);
+    if (const auto onShown = std::exchange(onShown_, nullptr)) onShown();
 }
 
 void AlertWindow::closeEvent(QCloseEvent* event) {

@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 
 namespace larkmoor {
@@ -28,13 +29,15 @@ struct AlertRequest {
 
 class AlertWindow : public QDialog {
   public:
-    explicit AlertWindow(const AlertRequest& request);
+    /// `onShown` is called once, when the window system has the window on the screen and it is drawn; may be null.
+    explicit AlertWindow(const AlertRequest& request, std::function<void()> onShown = {});
 
     /// The index of the button that ended `exec`; nullopt if the window was closed without one.
     std::optional<int> choice() const { return choice_; }
 
   protected:
     void showEvent(QShowEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     /// What Escape does: the last button.
     void reject() override;
@@ -47,6 +50,7 @@ class AlertWindow : public QDialog {
     void choose(int index);
 
     const int last_;
+    std::function<void()> onShown_;  ///< null once it was called
     std::optional<int> choice_;
 };
 

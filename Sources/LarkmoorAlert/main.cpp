@@ -1,4 +1,5 @@
-// larkmoor-alert: shows one alert and prints which button was chosen. AlertProtocol.h is its only interface.
+// larkmoor-alert: shows one alert, prints that it is shown and then which button was chosen. AlertProtocol.h is its
+// only interface.
 #include <QApplication>
 #include <QFile>
 #include <QIcon>
@@ -9,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "LarkmoorAlert/AlertWindow.h"
 #include "LarkmoorPlatform/AlertProtocol.h"
@@ -22,7 +24,6 @@ namespace protocol = AlertProtocol;
 /// Skips the toolkit's slow destructors: the system frees everything.
 [[noreturn]] void leave(protocol::ExitStatus status, const QString& words = {}) {
     if (!words.isEmpty()) std::fprintf(stderr, "larkmoor-alert: %s\n", qPrintable(words));
-    std::fflush(stdout);
     std::_Exit(status);
 }
 
@@ -38,6 +39,12 @@ AlertRequest readRequest() {
 void endWith(qint64 asker) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != asker) leave(protocol::noAsker, QStringLiteral("whoever asked is gone"));
+}
+
+/// At once, since the asker waits for the word.
+void say(std::string_view word, const std::string& rest = {}) {
+    std::printf("%s%s\n", word.data(), rest.c_str());
+    std::fflush(stdout);
 }
 
 /// Without a display the toolkit aborts the program with a fatal message.
@@ -78,15 +85,12 @@ int main(int count, char** arguments) {
     const QApplication application{count, arguments};
     QApplication::setDesktopFileName(QStringLiteral("tools.fenwright.larkmoor.menubar"));
     QApplication::setWindowIcon(QIcon{QStringLiteral(":/larkmoor.png")});
-    AlertWindow window{request};
+    AlertWindow window{request, [] { say(protocol::shown); }};
     window.show();
     window.raise();
     window.activateWindow();
     window.exec();
-    if (const auto choice = window.choice()) {
-        std::printf("%s%d\n", protocol::chosen.data(), *choice);
-    } else {
-        std::printf("%s\n", protocol::dismissed.data());
-    }
+    const auto choice = window.choice();
+    choice ? say(protocol::chosen, std::to_string(*choice)) : say(protocol::dismissed);
     leave(protocol::answered);
 }

@@ -37,7 +37,8 @@ MenuBar::MenuBar(MenuPlatform platform, MenuDuties duties)
       quit_({.loop = platform_.loop,
              .client = platform_.client,
              .alerts = platform_.alerts,
-             .now = platform_.now,
+             .every = platform_.every,
+             .setRowTitle = [this](std::string title) { rows_.quitRow->setTitle(std::move(title)); },
              .terminateSettings = [this] { windows_.terminateAll(); },
              .terminate = platform_.terminate}),
       supervised_(platform_.loop) {}
@@ -66,10 +67,7 @@ void MenuBar::applicationDidFinishLaunching() {
     duties_.models.attachProgress();
     observeCancel();
     subscribe();
-    timer_ = platform_.every(refreshInterval, weakly([](MenuBar& self) {
-                                 self.platform_.client->ensureSubscribed();
-                                 self.start(&MenuBar::refresh);
-                             }));
+    timer_ = platform_.every(refreshInterval, weakly([](MenuBar& self) { self.tick(); }));
 }
 
 void MenuBar::startDuty(MenuDuties::Duty duty) {
@@ -104,7 +102,8 @@ MenuRows::Actions MenuBar::actions() {
         .migrateNow = answering(&MenuDuties::Updates::migrate),
         .installUpdateNow = answering(&MenuDuties::Updates::installUpdate),
         .checkForUpdateNow = answering(&MenuDuties::Updates::checkForUpdate),
-        .quitEverything = weakly([](MenuBar& self) { self.start(&MenuBar::quitEverything); }),
+        .quitEverything =
+            weakly([](MenuBar& self) { self.start([](MenuBar& menu) { return menu.quit_.quitEverything(); }); }),
     };
 }
 
@@ -175,12 +174,28 @@ Task<void> MenuBar::answerReopen() {
 
 // Refresh
 
+void MenuBar::tick() {
+    platform_.client->ensureSubscribed();
+    start(&MenuBar::refresh);
+}
+
+void MenuBar::daemonArrived() {
+    arrivedMeanwhile_ = refreshing_;
+    tick();
+}
+
 Task<void> MenuBar::refresh() {
     refreshUnasked();
     // Passes never overlap, and one that is asked for meanwhile is not queued.
     if (refreshing_) co_return;
-    const ScopedFlag underWay{refreshing_};
-    co_await refreshOnce();
+    {
+        const ScopedFlag underWay{refreshing_};
+        co_await refreshOnce();
+    }
+    // This pass may have missed the daemon by a moment. One that is silent was not missed, and may hold the next pass.
+    const auto fault = platform_.client->lastDoorFault();
+    const bool isMissed = fault == DoorFault::absent || fault == DoorFault::refused;
+    if (std::exchange(arrivedMeanwhile_, false) && isMissed) co_await refresh();
 }
 
 /// What needs no daemon goes on beside a pass that hangs.
@@ -241,11 +256,7 @@ void MenuBar::menuWillOpen() {
     start(&MenuBar::refresh);
     modelsTicker_.reset();
     progress_.menuWillOpen(setupMode_);
-    syncQuitRow();
-    modelsTicker_ = platform_.every(tickerInterval, weakly([](MenuBar& self) {
-                                        self.progress_.tick();
-                                        self.syncQuitRow();
-                                    }));
+    modelsTicker_ = platform_.every(tickerInterval, weakly([](MenuBar& self) { self.progress_.tick(); }));
     startDuty(duties_.supervision.releaseQuitIfHeld);
 }
 
@@ -288,15 +299,8 @@ Task<void> MenuBar::answer(MenuDuties::Click click) {
     auto sentence = co_await click();
     if (!sentence) co_return;
     static_cast<void>(co_await platform_.alerts.show(
-        Alert{.style = Alert::Style::informational, .message = *std::move(sentence), .buttons = {"OK"}}));
+        Alert{.style = Alert::Style::informational, .message = *std::move(sentence), .buttons = {"OK"}}, {}));
 }
-
-Task<void> MenuBar::quitEverything() {
-    co_await quit_.quitEverything();
-    syncQuitRow();
-}
-
-void MenuBar::syncQuitRow() { rows_.quitRow->setTitle(quit_.isAskedInRow() ? Quit::rowQuestion : Quit::rowTitle); }
 
 Task<void> MenuBar::cancelLocalModelsAndQuit() {
     co_await quit_.quitAllOf([this] {

@@ -38,6 +38,8 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     void menuDidClose() override;
     bool validateMenuItem(const MenuRow& row) override;
 
+    /// The daemon has come to the system: what was said of its absence is no longer true.
+    void daemonArrived();
     /// One pass over the daemon's state; returns at once while another is under way.
     Task<void> refresh();
 
@@ -62,6 +64,7 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     Task<std::optional<bool>> journeyWarranted();
 
     // Refresh
+    void tick();
     void refreshUnasked();
     Task<void> refreshOnce();
     void applyMenuMode();
@@ -74,8 +77,6 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     MenuRow::Action answering(MenuDuties::Click MenuDuties::Updates::* click);
     Task<void> control(ControlRequest request);
     Task<void> answer(MenuDuties::Click click);
-    Task<void> quitEverything();
-    void syncQuitRow();
     Task<void> cancelLocalModelsAndQuit();
 
     /// Runs `function(self)`, a Task<void>, by itself.
@@ -108,6 +109,7 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     bool journeyVisible_ = false;
     bool setupMode_ = false;
     bool refreshing_ = false;
+    bool arrivedMeanwhile_ = false;  // the daemon, during the pass under way
     std::optional<bool> lastWarranted_, warrantedUnasked_;
     RefusalRun refusals_;
 

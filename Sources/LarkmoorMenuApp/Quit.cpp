@@ -17,32 +17,46 @@ Task<void> requestShutdown(LarkmoorClient& client, std::shared_ptr<MainTimer> pa
 
 }  // namespace
 
-bool Quit::isAskedInRow() const {
-    if (!askedInRow_) return false;
-    const auto passed = seams_.now() - *askedInRow_;
-    // The clock may have been set back.
-    return passed >= passed.zero() && passed < rowPatience;
+void Quit::askInRow(bool asks) {
+    rowTimer_.reset();
+    rowAsks_ = asks;
+    seams_.setRowTitle(asks ? rowQuestion : rowTitle);
+}
+
+void Quit::askInRowForAWhile() {
+    askInRow(true);
+    rowTimer_ = seams_.every(rowPatience, [this] { askInRow(false); });
 }
 
 Task<void> Quit::quitEverything() {
-    if (ending_ || std::exchange(quitting_, true)) co_return;
-    AlertAnswer answer = AlertAnswers::Chosen{0};
-    if (!isAskedInRow()) {
-        answer = co_await seams_.alerts.show(
-            Alert{.style = Alert::Style::warning,
-                  .message = "Quit Larkmoor?",
-                  .text = "Recording stops. MCP stops. Settings closes. Icon leaves menu. Existing memories stay safe.",
-                  .buttons = {"Quit", "Cancel"},
-                  .showsApplicationIcon = true});
-    }
-    askedInRow_.reset();
-    if (std::holds_alternative<AlertAnswers::NotShown>(answer)) askedInRow_ = seams_.now();
+    if (rowAsks_) co_return co_await quitAllOf();
+    if (ending_) co_return;
+    // The window may be where nobody sees it: on another workspace, on a display that hangs by now, or behind another
+    // alert that has to be answered first.
+    if (std::exchange(isAlertUp_, true)) co_return askInRowForAWhile();
+    alert_ = {};
+    const AlertAnswer answer = co_await seams_.alerts.show(
+        Alert{.style = Alert::Style::warning,
+              .message = "Quit Larkmoor?",
+              .text = "Recording stops. MCP stops. Settings closes. Icon leaves menu. Existing memories stay safe.",
+              .buttons = {"Quit", "Cancel"},
+              .showsApplicationIcon = true},
+        {.onSight =
+             [this](bool isInSight) {
+                 if (!alert_.stop_requested()) askInRow(!isInSight);
+             },
+         .withdrawn = alert_.get_token()});
+    isAlertUp_ = false;
+    if (alert_.stop_requested()) co_return;
+    askInRow(false);
+    if (std::holds_alternative<AlertAnswers::NotShown>(answer)) askInRowForAWhile();
     if (answer == AlertAnswer{AlertAnswers::Chosen{0}}) co_await quitAllOf();
-    quitting_ = false;
 }
 
 Task<void> Quit::quitAllOf(std::function<Task<void>()> before) {
     if (std::exchange(ending_, true)) co_return;
+    askInRow(false);
+    alert_.request_stop();
     if (before) co_await Spawning::toItsEnd(std::move(before));
     seams_.terminateSettings();
     // The daemon's answer is not looked at: neither a dead daemon nor one that hangs stops the quit.

@@ -4,7 +4,8 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
+#include <stop_token>
+#include <string>
 
 #include "LarkmoorBase/Timers.h"
 #include "LarkmoorPlatform/Alerts.h"
@@ -17,7 +18,8 @@ class Quit {
   public:
     /// A daemon that does not answer delays the quit by no more than this.
     static constexpr std::chrono::seconds shutdownPatience{5};
-    /// Where no alert can be shown, the Quit row asks: a second click within this time is the answer.
+    /// The Quit row asks for as long as the alert is out of sight, and for this long when it could not be shown or when
+    /// the row is clicked beside it: a click on the row is the answer then.
     static constexpr std::chrono::seconds rowPatience{10};
     static constexpr const char* rowTitle = "Quit";
     static constexpr const char* rowQuestion = "Quit Larkmoor? Click again to quit";
@@ -26,7 +28,8 @@ class Quit {
         MainLoop& loop;
         std::shared_ptr<LarkmoorClient> client;
         Alerts& alerts;
-        std::function<std::chrono::system_clock::time_point()> now;
+        RepeatingTimer::Every every;
+        std::function<void(std::string)> setRowTitle;
         /// Asks every settings application of ours to end.
         std::function<void()> terminateSettings;
         /// Ends this application.
@@ -35,19 +38,23 @@ class Quit {
 
     explicit Quit(Seams seams) : seams_(std::move(seams)) {}
 
-    /// Asks the user first. Does nothing while such an alert is up or a quit is under way.
+    /// What a click on the row does: shows the alert, makes the row ask if the alert is up, or quits if the row asks.
+    /// Does nothing while a quit is under way.
     Task<void> quitEverything();
-    /// Whether the row is asking now.
-    bool isAskedInRow() const;
-    /// Quits without asking, after `before` has ended. Does nothing while a quit is under way; the answer to
-    /// an alert that is still up is ignored then.
+    /// Quits without asking, after `before` has ended; an alert that is still up is withdrawn. Does nothing while a
+    /// quit is under way.
     Task<void> quitAllOf(std::function<Task<void>()> before = {});
 
   private:
+    void askInRow(bool asks);
+    void askInRowForAWhile();
+
     Seams seams_;
-    std::optional<std::chrono::system_clock::time_point> askedInRow_;
-    bool quitting_ = false;  ///< an alert is up, or the quit that it led to is under way
-    bool ending_ = false;    ///< a quit is under way
+    bool rowAsks_ = false;
+    std::unique_ptr<RepeatingTimer> rowTimer_;  ///< ends the row's question; null while none stands, or the alert does
+    bool isAlertUp_ = false;
+    std::stop_source alert_;  ///< withdraws it
+    bool ending_ = false;     ///< a quit is under way
 };
 
 }  // namespace larkmoor

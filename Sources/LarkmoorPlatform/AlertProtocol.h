@@ -1,8 +1,8 @@
 // The protocol between the application and its alert helper.
 //
 // The request is written to the helper's standard input: fields NAME=VALUE in UTF-8, each ended by a NUL, `build`
-// first. The answer is one line on standard output. A helper that fails explains it on standard error and exits with
-// one of the statuses below.
+// first. The helper writes lines to standard output: `shown` once the user can see the window, and then the answer. A
+// helper that fails explains it on standard error and exits with one of the statuses below.
 #pragma once
 
 #include <string_view>
@@ -17,6 +17,7 @@ inline constexpr std::string_view text = "text";
 inline constexpr std::string_view button = "button";  ///< one field for each, in order
 inline constexpr std::string_view icon = "icon";      ///< "application", or the field is missing
 
+inline constexpr std::string_view shown = "shown";
 inline constexpr std::string_view chosen = "chosen ";  ///< followed by the button's index, from 0
 inline constexpr std::string_view dismissed = "dismissed";
 

@@ -1,6 +1,8 @@
 // Modal alerts: a message with buttons in a window of its own, and the button that the user chose.
 #pragma once
 
+#include <functional>
+#include <stop_token>
 #include <string>
 #include <variant>
 #include <vector>
@@ -24,7 +26,8 @@ struct Alert {
 
 namespace AlertAnswers {
 
-/// Nobody was asked: neither the window nor what stands in for it could be shown. The reason is in the system's log.
+/// Nobody was asked: neither the window nor what stands in for it could be shown, or was shown to the end; the reason
+/// is in the system's log. Or the caller has withdrawn the alert.
 struct NotShown {
     bool operator==(const NotShown&) const = default;
 };
@@ -41,13 +44,22 @@ struct Chosen {
 
 using AlertAnswer = std::variant<AlertAnswers::NotShown, AlertAnswers::Dismissed, AlertAnswers::Chosen>;
 
+/// How the caller of an alert follows it, and takes it back.
+struct AlertWatch {
+    /// Called with true once the window is on the screen, and with false when a desktop notification stands in for it,
+    /// of which the user may see nothing. May be null.
+    std::function<void(bool isInSight)> onSight{};
+    /// Takes the alert back; the answer is `NotShown` then.
+    std::stop_token withdrawn{};
+};
+
 /// Main thread, which keeps running while an alert is shown.
 class Alerts {
   public:
     virtual ~Alerts() = default;
 
-    /// Alerts are shown one at a time, in the order of the calls.
-    virtual Task<AlertAnswer> show(Alert alert) = 0;
+    /// Alerts are shown one at a time, in the order of the calls. Does not throw.
+    virtual Task<AlertAnswer> show(Alert alert, AlertWatch watch) = 0;
 };
 
 }  // namespace larkmoor

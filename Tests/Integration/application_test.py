@@ -45,6 +45,12 @@ class Application(unittest.TestCase):
                                             "in a moment." in session.labels())
         session.order("Silent", "boolean:false")
         session.expect("Recording")
+        # Away for a moment, in which the menu asks: its return is enough, without the next refresh.
+        session.kill_daemon()
+        session.refresh()
+        wait("absence", lambda: "Recording" not in session.labels())
+        session.start_daemon()
+        wait("return", lambda: "Recording" in session.labels(), 10)
 
     def test_a_silent_daemon_leaves_the_menu_usable_and_events_move_the_icon(self):
         session = self.session

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorBase/Task.h"
 #include "LarkmoorBase/Timers.h"
 #include "LarkmoorPlatform/Alerts.h"
@@ -58,14 +59,18 @@ class Registrations {
 /// Repeating timers that a test fires by hand.
 using ManualTimers = Registrations<RepeatingTimer, std::chrono::milliseconds, std::function<void()>>;
 
-/// A user who answers every alert alike.
+/// A user who answers every alert alike, at once or after an event.
 struct FakeAlerts final : Alerts {
-    Task<AlertAnswer> show(Alert alert) override {
+    Task<AlertAnswer> show(Alert alert, AlertWatch given) override {
         shown.push_back(std::move(alert));
-        co_return answer;
+        watch = std::move(given);
+        if (until != nullptr) co_await until->wait();
+        co_return watch.withdrawn.stop_requested() ? AlertAnswers::NotShown{} : answer;
     }
 
     AlertAnswer answer = AlertAnswers::Dismissed{};
+    OneShotEvent* until = nullptr;
+    AlertWatch watch;  ///< of the last one
     std::vector<Alert> shown;
 };
 

@@ -206,20 +206,17 @@ TEST_F(MenuBarTest, QuitEndsTheFamilyAndNobodyElse) {
                .buttons = {"Quit", "Cancel"},
                .showsApplicationIcon = true}));
 
-    // Where no alert can be shown, the row asks.
+    // Where no alert can be shown, the row asks, and nobody needs to open the menu for its end.
     alerts.answer = AlertAnswers::NotShown{};
-    for (const int pause : {10, 9}) {
-        done.clear();
-        EXPECT_TRUE(click("Quit"));
-        EXPECT_THAT(done, IsEmpty());
-        EXPECT_TRUE(row("Quit Larkmoor? Click again to quit")->hasAction());
-        now += std::chrono::seconds{pause};
-        open();
-        close();
-    }
+    done.clear();
+    EXPECT_TRUE(click("Quit"));
+    EXPECT_TRUE(timers.call(Quit::rowPatience));
+    EXPECT_TRUE(click("Quit"));
+    EXPECT_THAT(done, IsEmpty());
     EXPECT_TRUE(click("Quit Larkmoor? Click again to quit"));
-    EXPECT_THAT(done, ElementsAre("release quit", "terminate"));
+    EXPECT_THAT(done, ElementsAre("terminate"));
     EXPECT_EQ(alerts.shown.size(), 5U);
+    EXPECT_FALSE(timers.call(Quit::rowPatience)) << "no timer without a question";
 
     alerts.answer = AlertAnswers::Chosen{0};
     done.clear();
@@ -228,6 +225,31 @@ TEST_F(MenuBarTest, QuitEndsTheFamilyAndNobodyElse) {
     EXPECT_TRUE(click("Quit") && click("Quit"));
     EXPECT_EQ(alerts.shown.size(), 6U) << "a quit under way is not asked for again";
     EXPECT_THAT(done, ElementsAre("release quit")) << "the daemon has its time to answer";
+}
+
+TEST_F(MenuBarTest, TheRowAsksWhileTheQuitAlertIsOutOfSight) {
+    const std::string asking = "Quit Larkmoor? Click again to quit";
+    launch();
+    for (const bool inRow : {false, true}) {
+        OneShotEvent answered{loop};
+        alerts.until = &answered;
+        EXPECT_TRUE(click("Quit"));
+        alerts.watch.onSight(true);
+        EXPECT_TRUE(click("Quit")) << "where the window may be, nobody knows";
+        EXPECT_EQ(row(asking), menu->rows().quitRow);
+        EXPECT_TRUE(timers.call(Quit::rowPatience));
+        EXPECT_EQ(row("Quit"), menu->rows().quitRow);
+        alerts.watch.onSight(false);
+        EXPECT_FALSE(timers.call(Quit::rowPatience)) << "as long as it is out of sight";
+        if (inRow) EXPECT_TRUE(click(asking));
+        EXPECT_EQ(alerts.watch.withdrawn.stop_requested(), inRow);
+        EXPECT_EQ(row(inRow ? "Quit" : asking), menu->rows().quitRow);
+        answered.set();
+        settle();
+        EXPECT_EQ(row("Quit"), menu->rows().quitRow) << "the alert was dismissed, or its answer comes too late";
+        EXPECT_EQ(done, inRow ? Words{"terminate"} : Words{});
+    }
+    EXPECT_EQ(alerts.shown.size(), 2U);
 }
 
 TEST_F(MenuBarTest, AMenuThatIsGoneDoesNothing) {

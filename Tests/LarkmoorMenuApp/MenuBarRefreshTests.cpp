@@ -207,6 +207,32 @@ TEST_F(MenuBarTest, PassesNeverOverlapAndAreNotQueued) {
     EXPECT_THAT(asked, ElementsAre("health", "front state"));
 }
 
+TEST_F(MenuBarTest, ADaemonThatArrivesIsAskedAtOnce) {
+    daemon = Daemon::gone;
+    launch();
+    EXPECT_EQ(item->shown.back(), notRunning);
+    daemon = Daemon::answers;
+    menu->daemonArrived();
+    settle();
+    EXPECT_EQ(item->shown.back(), filled);
+    EXPECT_EQ(door.kept(), 2U) << "and subscribed to";
+    // During a pass: one that misses it is repeated, and one that finds it silent would hang.
+    const auto knocks = [&] {
+        return std::ranges::count_if(door.sent(), [](const FakeDoor::Sent& sent) { return isKnock(sent.message); });
+    };
+    for (const Daemon state : {Daemon::gone, Daemon::refuses, Daemon::silent}) {
+        for (const Daemon first : {Daemon::answers, Daemon::silent}) {
+            daemon = first;
+            tick();
+        }
+        menu->daemonArrived();
+        daemon = state;
+        const auto before = knocks();
+        endDaemon();
+        EXPECT_EQ(knocks() - before, state == Daemon::silent ? 1 : 2) << "one in each pass";
+    }
+}
+
 TEST_F(MenuBarTest, AnExceptionEndsOnePassOnly) {
     duties.firstRun.journeyWarranted = []() -> Task<std::optional<bool>> { throw std::runtime_error{"no memory"}; };
     launch();

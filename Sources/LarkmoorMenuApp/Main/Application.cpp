@@ -102,6 +102,9 @@ void Application::becomeMenuBar() {
                                           .models = modelDuties(),
                                           .updates = updateDuties()});
     menuBar_->applicationDidFinishLaunching();
+    daemonWatch_ = bus_.watchName(std::string{XPCEndpoint::machServiceName}, [this](const std::string& owner) {
+        if (!owner.empty() && menuBar_) menuBar_->daemonArrived();
+    });
 }
 
 std::shared_ptr<XPCClient> Application::dialDoor() {

@@ -76,6 +76,7 @@ class Application {
     ApplicationLauncher launcher_;
     std::shared_ptr<XPCClient> client_;
     std::shared_ptr<MenuBar> menuBar_;
+    BusNameWatch daemonWatch_;
     SingleInstance instance_;
 };
 

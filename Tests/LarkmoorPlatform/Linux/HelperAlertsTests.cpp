@@ -11,6 +11,7 @@
 #include "LarkmoorPlatform/Linux/Applications/NotificationAlerts.h"
 #include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "Support/ChildProcess.h"
+#include "Support/Linux/Settle.h"
 #include "Support/PrivateBus.h"
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
@@ -44,9 +45,9 @@ struct HelperAlertsTests : ::testing::Test {
     }
 
     /// The answer, and what the log has to say about it.
-    std::pair<AlertAnswer, std::string> show(HelperAlerts& alerts, Alert alert) {
+    std::pair<AlertAnswer, std::string> show(HelperAlerts& alerts, Alert alert, AlertWatch watch = {}) {
         ::testing::internal::CaptureStderr();
-        const auto chosen = testing::runTask(loop, alerts.show(std::move(alert)));
+        const auto chosen = testing::runTask(loop, alerts.show(std::move(alert), std::move(watch)));
         std::string log = ::testing::internal::GetCapturedStderr();
         if (!chosen) throw std::runtime_error("the alert did not end");
         return {*chosen, std::move(log)};
@@ -93,10 +94,15 @@ TEST_F(HelperAlertsTests, RejectsInvalidAnswersAndLogsWhyNothingWasShown) {
     struct Case {
         std::string_view script, build, display, log;  ///< no script: the real helper
         AlertAnswer answer = NotShown{};
+        std::chrono::milliseconds limit = HelperAlerts::patience;
     };
     const Case table[] = {
         {"echo chosen 0", "1", "", "", Chosen{0}},
         {"echo dismissed", "1", "", "", Dismissed{}},
+        {"echo shown; sleep 1.2; echo chosen 1", "1", "", "", Chosen{1}, 1s},
+        {"echo shown; kill -KILL $$", "1", "", "signal 9"},
+        {"echo shown", "1", "", "makes no sense"},
+        {"sleep 60 & echo show; wait", "1", "", "its window was not there after 200 ms", NotShown{}, 200ms},
         {"echo chosen 2", "1", "", "makes no sense"},
         {"true", "1", "", "makes no sense"},
         {"echo chosen 0; exit 1", "1", "", "exit 1"},
@@ -113,9 +119,11 @@ TEST_F(HelperAlertsTests, RejectsInvalidAnswersAndLogsWhyNothingWasShown) {
         SCOPED_TRACE(std::string{row.script} + row.display.data());
         row.display.empty() ? ::unsetenv("DISPLAY") : ::setenv("DISPLAY", row.display.data(), 1);
         const std::string helper = row.script.empty() ? LARKMOOR_ALERT_HELPER : helperScript(std::string{row.script});
-        HelperAlerts alerts{runner, {.helper = helper, .build = std::string{row.build}}};
-        const auto [answer, log] = show(alerts, quit());
-        EXPECT_EQ(answer.index(), row.answer.index());
+        HelperAlerts alerts{runner, {.helper = helper, .build = std::string{row.build}, .limit = row.limit}};
+        std::vector<bool> sights;
+        const auto [answer, log] = show(alerts, quit(), {.onSight = [&](bool isIn) { sights.push_back(isIn); }});
+        EXPECT_EQ(answer, row.answer);
+        EXPECT_EQ(sights, std::vector<bool>(row.script.starts_with("echo shown") ? 1 : 0, true));
         EXPECT_EQ(log.empty(), row.log.empty()) << log;
         if (row.log.empty()) continue;
         EXPECT_THAT(log, ::testing::StartsWith(notShown));
@@ -137,9 +145,11 @@ TEST_F(HelperAlertsTests, TheHelperOfOurBuildIsRunWhateverBecameOfTheBundle) {
 
 /// The desktop's notifications, with a user who does the same with each.
 struct NotificationServer {
+    using React = std::function<void(NotificationServer&, std::uint32_t id)>;
+
     NotificationServer(MainLoop& loop, const std::string& address, std::vector<std::string> capabilities,
-                       std::function<void(NotificationServer&, std::uint32_t id)> react)
-        : bus(loop, address) {
+                       React reaction)
+        : react(std::move(reaction)), bus(loop, address) {
         calls = bus.filter([=, this](const BusMessage& call) {
             const char* member = sd_bus_message_get_member(call.get());
             if (sd_bus_message_is_method_call(call.get(), name, nullptr) <= 0) return false;
@@ -150,13 +160,15 @@ struct NotificationServer {
                     "s", [&] { std::ranges::for_each(capabilities, [&](const auto& each) { writer.text(each); }); });
                 return bus.send(reply);
             }
-            if (member != std::string_view{"Notify"}) return true;
             BusReader reader{call};
+            if (member == std::string_view{"CloseNotification"}) withdrawn = reader.uint32();
+            if (member != std::string_view{"Notify"}) return true;
             words = reader.text();
             reader.uint32();
             for (int text = 0; text < 3; ++text) words += fmt::format("|{}", reader.text());
             reader.array("s", [&] { words += fmt::format("|{}", reader.text()); });
             writer.uint32(7);
+            if (late) return unsent = reply, true;
             bus.send(reply);
             react(*this, 7);
             return true;
@@ -180,9 +192,13 @@ struct NotificationServer {
     }
 
     static constexpr const char* name = "org.freedesktop.Notifications";
+    React react;
     SessionBus bus;
     BusSlot calls, claim;
     std::string words;
+    std::uint32_t withdrawn = 0;
+    bool late = false;  ///< `Notify` is not answered
+    BusMessage unsent;
 };
 
 TEST_F(HelperAlertsTests, AQuestionWithoutAWindowGoesToTheDesktopsNotifications) {
@@ -226,6 +242,39 @@ TEST_F(HelperAlertsTests, AQuestionWithoutAWindowGoesToTheDesktopsNotifications)
     }
 }
 
+TEST_F(HelperAlertsTests, NoQuestionOfOursStaysOnTheScreenInVain) {
+    const testing::PrivateBus privateBus;
+    SessionBus bus{loop, privateBus.address()};
+    NotificationServer server{loop, privateBus.address(), {"actions"}, [](auto&, std::uint32_t) {}};
+    const auto isWithdrawn = [&] {
+        return testing::runUntil(loop, [&] { return std::exchange(server.withdrawn, 0) == 7; }, 5s);
+    };
+    std::optional<NotificationAlerts> notifications{std::in_place, bus, 300ms};
+    HelperAlerts alerts{runner, {.helper = "/none", .build = "1", .fallback = &*notifications}};
+    server.late = true;
+    EXPECT_EQ(show(alerts, quit()).first, AlertAnswer{NotShown{}});
+    server.bus.send(server.unsent);
+    EXPECT_TRUE(isWithdrawn()) << "it came too late";
+
+    server.late = false;
+    notifications.emplace(bus);
+    std::stop_source caller;
+    server.react = [&](auto&, std::uint32_t) { caller.request_stop(); };
+    std::vector<bool> sights;
+    const AlertWatch watch{.onSight = [&](bool isIn) { sights.push_back(isIn); }, .withdrawn = caller.get_token()};
+    EXPECT_THAT(show(alerts, quit(), watch).second, ::testing::Not(::testing::HasSubstr("no notification asks")));
+    EXPECT_TRUE(isWithdrawn()) << "the caller took it back";
+    EXPECT_EQ(sights, std::vector{false});
+
+    bool stands = false;
+    server.react = [&](auto&, std::uint32_t) { stands = true; };
+    boost::asio::co_spawn(loop, alerts.show(quit(), {}), [](const std::exception_ptr&, const AlertAnswer&) {});
+    ASSERT_TRUE(testing::runUntil(loop, [&] { return stands; }));
+    testing::settle(loop, bus);
+    notifications.reset();
+    EXPECT_TRUE(isWithdrawn()) << "nobody is left to hear an answer";
+}
+
 TEST_F(HelperAlertsTests, ShowsOneAtATime) {
     // Another in its place at the same time makes it fail.
     HelperAlerts alerts{
@@ -235,7 +284,7 @@ TEST_F(HelperAlertsTests, ShowsOneAtATime) {
          .build = "1"}};
     std::vector<int> ended;
     for (const int number : {1, 2, 3}) {
-        boost::asio::co_spawn(loop, alerts.show(quit()), [&ended, number](std::exception_ptr, AlertAnswer answer) {
+        boost::asio::co_spawn(loop, alerts.show(quit(), {}), [&ended, number](std::exception_ptr, AlertAnswer answer) {
             EXPECT_EQ(answer, AlertAnswer{Chosen{0}});
             ended.push_back(number);
         });
@@ -251,14 +300,18 @@ TEST_F(HelperAlertsTests, EndsWithTheProcessThatAsked) {
     const FileDescriptor reading{ends[0]};
     FileDescriptor held{ends[1]};
     const std::string request = "printf 'build=1\\0asker=%s\\0style=warning\\0message=m\\0button=OK\\0' $$";
-    testing::ChildProcess asker{
-        {"/bin/sh", "-c",
-         request + " >" + folder / "request" + "; " LARKMOOR_ALERT_HELPER " <" + folder / "request" + " & wait"},
-        {{"QT_QPA_PLATFORM", "offscreen"}},
-        held.get()};
+    testing::ChildProcess asker{{"/bin/sh", "-c",
+                                 request + " >" + folder / "request" + "; " LARKMOOR_ALERT_HELPER " <" +
+                                     folder / "request" + " >&" + std::to_string(held.get()) + " & wait"},
+                                {{"QT_QPA_PLATFORM", "offscreen"}},
+                                held.get()};
     held.reset();
     pollfd end{.fd = reading.get(), .events = POLLIN, .revents = 0};
-    EXPECT_EQ(::poll(&end, 1, 1000), 0) << "it stands";
+    std::array<char, 16> word{};
+    ASSERT_EQ(::poll(&end, 1, 60'000), 1);
+    EXPECT_EQ(::read(reading.get(), word.data(), word.size()), 6);
+    EXPECT_STREQ(word.data(), "shown\n");
+    EXPECT_EQ(::poll(&end, 1, 100), 0) << "it stands";
     asker.kill();
     EXPECT_EQ(::poll(&end, 1, 60'000), 1) << "it is gone";
 }

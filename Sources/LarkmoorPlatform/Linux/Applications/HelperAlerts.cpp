@@ -6,6 +6,9 @@
 #include <boost/asio/this_coro.hpp>
 
 #include <charconv>
+#include <exception>
+#include <memory>
+#include <stop_token>
 #include <utility>
 
 #include "LarkmoorBase/Text.h"
@@ -56,13 +59,13 @@ Bytes requestFor(const Alert& alert, std::string_view build) {
     return request;
 }
 
-/// The error says why the alert was not shown, for the log.
-std::expected<AlertAnswer, std::string> answerOf(const ProcessResult& result, std::size_t buttons) {
+/// The error says why the alert was not answered, for the log.
+std::expected<AlertAnswer, std::string> answerOf(const ProcessResult& result, std::string_view answer,
+                                                 std::size_t buttons) {
     if (result.status() != AlertProtocol::answered) {
         const std::string_view words = trimmed(asText(result.errors));
         return std::unexpected(result.description() + (words.empty() ? "" : "; ") + std::string{words});
     }
-    std::string_view answer = trimmed(asText(result.output));
     if (answer == AlertProtocol::dismissed) return AlertAnswers::Dismissed{};
     std::size_t index = buttons;
     if (answer.starts_with(AlertProtocol::chosen)) {
@@ -75,10 +78,35 @@ std::expected<AlertAnswer, std::string> answerOf(const ProcessResult& result, st
 
 }  // namespace
 
+/// What the helper has said of its window. Shared, since a timer that is due may outlive the call.
+struct HelperAlerts::Window {
+    /// What is more is no answer.
+    static constexpr std::size_t maxSaid = 1024;
+
+    MainTimer patience;
+    std::stop_source end{};  ///< of the helper
+    std::string said{};
+    bool isShown = false;
+
+    /// The answer, without the word that came before it.
+    std::string_view answer() const {
+        std::string_view words{said};
+        if (isShown) words.remove_prefix(AlertProtocol::shown.size());
+        return trimmed(words);
+    }
+    /// True at the word that it is shown.
+    bool hear(BytesView piece) {
+        if (said.size() < maxSaid) said += asText(piece);
+        if (isShown || !said.starts_with(std::string{AlertProtocol::shown} + "\n")) return false;
+        patience.cancel();
+        return isShown = true;
+    }
+};
+
 HelperAlerts::HelperAlerts(ProcessRunner& runner, Options options)
     : runner_(runner), options_(std::move(options)), helper_(options_.helper) {}
 
-Task<AlertAnswer> HelperAlerts::show(Alert alert) {
+Task<AlertAnswer> HelperAlerts::show(Alert alert, AlertWatch watch) {
     // Taken before the wait: the token belongs to the click that asked for this alert.
     const std::string token = options_.activationToken ? options_.activationToken() : std::string{};
     if (std::exchange(isShowing_, true)) {
@@ -89,10 +117,9 @@ Task<AlertAnswer> HelperAlerts::show(Alert alert) {
     }
     AlertAnswer answer;
     try {
-        answer = co_await showNow(alert, token);
-    } catch (...) {
-        endTurn();
-        throw;
+        answer = co_await showNow(alert, watch, token);
+    } catch (const std::exception& thrown) {
+        platformLog(fmt::format("[larkmoor-menu] the alert \"{}\" was not shown: {}", alert.message, thrown.what()));
     }
     endTurn();
     co_return answer;
@@ -106,21 +133,39 @@ void HelperAlerts::endTurn() {
     waiting_.pop_front();
 }
 
-/// `alert` and `token` live in the caller, which awaits this.
-Task<AlertAnswer> HelperAlerts::showNow(const Alert& alert, const std::string& token) {
+/// The parameters live in the caller, which awaits this.
+Task<AlertAnswer> HelperAlerts::showNow(const Alert& alert, const AlertWatch& watch, const std::string& token) {
+    if (watch.withdrawn.stop_requested()) co_return AlertAnswers::NotShown{};
+    const auto answer = co_await showWindow(alert, watch, token);
+    if (answer) co_return *answer;
+    if (watch.withdrawn.stop_requested()) co_return AlertAnswers::NotShown{};
+    platformLog(fmt::format("[larkmoor-menu] the alert \"{}\" was not shown: {}", alert.message, answer.error()));
+    if (options_.fallback == nullptr) co_return AlertAnswers::NotShown{};
+    co_return co_await options_.fallback->show(alert, watch);
+}
+
+Task<std::expected<AlertAnswer, std::string>> HelperAlerts::showWindow(const Alert& alert, const AlertWatch& watch,
+                                                                       const std::string& token) {
+    const auto window = std::make_shared<Window>(MainTimer{co_await boost::asio::this_coro::executor, options_.limit});
+    window->patience.async_wait([window](boost::system::error_code cancelled) {
+        if (!cancelled && !window->isShown) window->end.request_stop();
+    });
+    const std::stop_callback onWithdrawal{watch.withdrawn, [window] { window->end.request_stop(); }};
+    const auto listen = [window, onSight = watch.onSight](BytesView piece) {
+        if (window->hear(piece) && onSight) onSight(true);
+    };
     ProcessRequest request{.executable = helper_.executable(),
                            .name = helper_.path(),
                            .environment = environmentWithToken(token),
                            .input = ProcessInputs::FromBytes{requestFor(alert, options_.build)},
-                           .output = ProcessOutputs::Captured{},
+                           .output = ProcessOutputs::Streamed{listen},
                            .errors = ProcessOutputs::Captured{},
                            .budget = maxDuration};
-    const ProcessResult result = co_await runner_.run(std::move(request));
-    const auto answer = answerOf(result, alert.buttons.size());
-    if (answer) co_return *answer;
-    platformLog(fmt::format("[larkmoor-menu] the alert \"{}\" was not shown: {}", alert.message, answer.error()));
-    if (options_.fallback == nullptr) co_return AlertAnswers::NotShown{};
-    co_return co_await options_.fallback->show(alert);
+    const ProcessResult result = co_await runner_.run(std::move(request), window->end.get_token());
+    window->patience.cancel();
+    if (std::holds_alternative<ProcessEnds::Stopped>(result.end))
+        co_return std::unexpected(fmt::format("its window was not there after {} ms", options_.limit.count()));
+    co_return answerOf(result, window->answer(), alert.buttons.size());
 }
 
 }  // namespace larkmoor

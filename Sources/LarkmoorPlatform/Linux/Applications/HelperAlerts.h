@@ -1,7 +1,9 @@
 // Alerts shown by the helper program larkmoor-alert, which keeps the window toolkit out of the resident process.
 #pragma once
 
+#include <chrono>
 #include <deque>
+#include <expected>
 #include <functional>
 #include <string>
 
@@ -15,6 +17,9 @@ namespace larkmoor {
 /// Failures to show an alert are written to the system's log. An alert that nobody answers closes after a day.
 class HelperAlerts final : public Alerts {
   public:
+    /// A helper whose window is not on the screen after this is ended: it hangs, or the display does.
+    static constexpr std::chrono::seconds patience{5};
+
     struct Options {
         std::string helper;  ///< path of larkmoor-alert; opened by the constructor
         std::string build;   ///< ours; a helper of another build shows nothing
@@ -23,15 +28,20 @@ class HelperAlerts final : public Alerts {
         std::function<std::string()> activationToken{};
         /// Asked when the helper cannot show an alert; may be null, and outlives this.
         Alerts* fallback = nullptr;
+        std::chrono::milliseconds limit = patience;
     };
 
     /// `runner` outlives it.
     HelperAlerts(ProcessRunner& runner, Options options);
 
-    Task<AlertAnswer> show(Alert alert) override;
+    Task<AlertAnswer> show(Alert alert, AlertWatch watch) override;
 
   private:
-    Task<AlertAnswer> showNow(const Alert& alert, const std::string& token);
+    struct Window;
+
+    Task<AlertAnswer> showNow(const Alert& alert, const AlertWatch& watch, const std::string& token);
+    Task<std::expected<AlertAnswer, std::string>> showWindow(const Alert& alert, const AlertWatch& watch,
+                                                             const std::string& token);
     void endTurn();
 
     ProcessRunner& runner_;

@@ -4,8 +4,11 @@
 
 #include <boost/asio/this_coro.hpp>
 
+#include <algorithm>
 #include <charconv>
+#include <functional>
 #include <set>
+#include <stop_token>
 
 #include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorPlatform/Linux/Bus/BusValues.h"
@@ -54,28 +57,54 @@ AlertAnswer notShown(const Alert& alert, std::string_view reason) {
 
 }  // namespace
 
-/// A notification that is shown, and what has become of it.
-struct NotificationAlerts::Question {
+/// A notification that is shown, and what has become of it. Shared with what may come after its end: a timer that is
+/// due, and the number under which a slow desktop shows it.
+struct NotificationAlerts::Question : std::enable_shared_from_this<Question> {
+    Question(SessionBus& sessionBus, const MainLoop::executor_type& executor, std::size_t buttonCount)
+        : bus(sessionBus), ended(executor.context()), patience(executor), buttons(buttonCount) {}
+
+    SessionBus& bus;
     OneShotEvent ended;
+    MainTimer patience;
+    const std::size_t buttons;
     AlertAnswer answer = AlertAnswers::NotShown{};
     std::string failure{};
-    std::string server{};  ///< its unique name
+    std::string server{};  ///< its unique name; empty until it has answered
     std::uint32_t id = 0;
 
     void end(AlertAnswer how, std::string_view why = {}) {
         if (ended.isSet()) return;
         answer = how;
         failure = why;
+        patience.cancel();
         ended.set();
     }
 
-    void onReply(const BusResult& reply) {
+    void endAfter(std::chrono::milliseconds limit, const char* why) {
+        patience.expires_after(limit);
+        patience.async_wait([self = weak_from_this(), why](boost::system::error_code cancelled) {
+            if (const auto alive = self.lock(); alive && !cancelled) alive->end(AlertAnswers::NotShown{}, why);
+        });
+    }
+
+    /// Takes a question from the screen, which would be asked in vain; what only informs stays.
+    void withdraw() const {
+        if (buttons < 2 || server.empty()) return;
+        const BusMessage close = bus.methodCall(server, path, interface, "CloseNotification");
+        BusWriter{close}.uint32(id);
+        if (close) sd_bus_message_set_expect_reply(close.get(), 0);
+        bus.send(close);
+    }
+
+    void onReply(const BusResult& reply, std::chrono::milliseconds limit) {
         if (!reply) return end(AlertAnswers::NotShown{}, reply.error().description());
         id = BusReader{*reply}.uint32();
         server = reply->sender();
+        if (ended.isSet()) return withdraw();
+        endAfter(limit, "nobody answered");
     }
 
-    void onAction(const BusMessage& signal, std::size_t buttons) {
+    void onAction(const BusMessage& signal) {
         BusReader reader{signal};
         const bool isOurs = reader.uint32() == id && signal.sender() == server;
         const std::string_view key = reader.text();
@@ -91,7 +120,15 @@ struct NotificationAlerts::Question {
         if (reader.uint32() == dismissed) return end(AlertAnswers::Dismissed{});
         end(AlertAnswers::NotShown{}, "it expired");
     }
+
+    void onServer(const std::string& owner) {
+        if (!server.empty() && owner != server) end(AlertAnswers::NotShown{}, "the desktop's notifications have ended");
+    }
 };
+
+NotificationAlerts::~NotificationAlerts() {
+    if (const auto question = last_.lock(); question && !question->ended.isSet()) question->withdraw();
+}
 
 BusMessage NotificationAlerts::call(const std::string& member) {
     return bus_.methodCall(service, path, interface, member);
@@ -117,47 +154,42 @@ BusMessage NotificationAlerts::notification(const Alert& alert, bool hasMarkup) 
     return notify;
 }
 
-Task<AlertAnswer> NotificationAlerts::show(Alert alert) {
+Task<AlertAnswer> NotificationAlerts::show(Alert alert, AlertWatch watch) {
+    // The desktop may keep notifications back, and does not tell.
+    if (watch.onSight) watch.onSight(false);
     const BusResult known = co_await bus_.call(call("GetCapabilities"), callTimeout);
+    if (watch.withdrawn.stop_requested()) co_return AlertAnswers::NotShown{};
     if (!known) co_return notShown(alert, known.error().description());
     const std::set<std::string> can = capabilities(*known);
-    const bool isQuestion = alert.buttons.size() > 1;
-    if (isQuestion && !can.contains("actions"))
+    if (alert.buttons.size() > 1 && !can.contains("actions"))
         co_return notShown(alert, "the desktop's notifications have no actions");
 
-    const auto executor = co_await boost::asio::this_coro::executor;
-    Question question{.ended = OneShotEvent{executor.context()}};
-    const auto onSignal = [this](const char* member, auto handler) {
-        return bus_.match(BusMatch{}.path(path).interface(interface).member(member).rule(), std::move(handler));
+    const auto question =
+        std::make_shared<Question>(bus_, co_await boost::asio::this_coro::executor, alert.buttons.size());
+    last_ = question;
+    const std::stop_callback onWithdrawal{watch.withdrawn, [question] { question->end(AlertAnswers::NotShown{}); }};
+    const auto onSignal = [this, question](const char* member, auto handler) {
+        return bus_.match(BusMatch{}.path(path).interface(interface).member(member).rule(),
+                          [question, handler](const BusMessage& signal) { std::invoke(handler, *question, signal); });
     };
-    const std::size_t buttons = alert.buttons.size();
-    const BusSlot action = onSignal(
-        "ActionInvoked", [&question, buttons](const BusMessage& signal) { question.onAction(signal, buttons); });
-    const BusSlot closed =
-        onSignal("NotificationClosed", [&question](const BusMessage& signal) { question.onClosed(signal); });
-    const BusNameWatch server = bus_.watchName(service, [&question](const std::string& owner) {
-        if (!question.server.empty() && owner != question.server)
-            question.end(AlertAnswers::NotShown{}, "the desktop's notifications have ended");
-    });
-    const BusSlot shown = bus_.call(
-        notification(alert, can.contains("body-markup")),
-        [&question](const BusResult& reply) { question.onReply(reply); }, callTimeout);
-    MainTimer timer{executor, limit_};
-    timer.async_wait([&question](boost::system::error_code cancelled) {
-        if (!cancelled) question.end(AlertAnswers::NotShown{}, "nobody answered");
-    });
-    co_await question.ended.wait();
+    const BusSlot action = onSignal("ActionInvoked", &Question::onAction);
+    const BusSlot closed = onSignal("NotificationClosed", &Question::onClosed);
+    const BusNameWatch server =
+        bus_.watchName(service, [question](const std::string& owner) { question->onServer(owner); });
+    question->endAfter(std::min<std::chrono::milliseconds>(callTimeout, limit_), "the desktop does not answer");
+    // Without a time-out, so that a question which comes to the screen too late is known.
+    bus_.call(
+            notification(alert, can.contains("body-markup")),
+            [question, limit = limit_](const BusResult& reply) { question->onReply(reply, limit); },
+            SessionBus::noTimeout)
+        .detach();
+    co_await question->ended.wait();
 
-    const bool isAnswered = !std::holds_alternative<AlertAnswers::NotShown>(question.answer);
-    if (isAnswered || question.server.empty() || !isQuestion) {
-        if (!isAnswered) notShown(alert, question.failure);
-        co_return question.answer;
+    if (std::holds_alternative<AlertAnswers::NotShown>(question->answer)) {
+        question->withdraw();
+        if (!watch.withdrawn.stop_requested()) co_return notShown(alert, question->failure);
     }
-    const BusMessage withdraw = call("CloseNotification");
-    BusWriter{withdraw}.uint32(question.id);
-    if (withdraw) sd_bus_message_set_expect_reply(withdraw.get(), 0);
-    bus_.send(withdraw);
-    co_return notShown(alert, question.failure);
+    co_return question->answer;
 }
 
 }  // namespace larkmoor

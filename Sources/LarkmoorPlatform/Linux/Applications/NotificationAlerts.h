@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 
 #include "LarkmoorPlatform/Alerts.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
@@ -18,7 +19,10 @@ class NotificationAlerts final : public Alerts {
     explicit NotificationAlerts(SessionBus& bus, std::chrono::milliseconds limit = patience)
         : bus_(bus), limit_(limit) {}
 
-    Task<AlertAnswer> show(Alert alert) override;
+    /// Withdraws the last question if it still stands, since nobody would hear the answer.
+    ~NotificationAlerts() override;
+
+    Task<AlertAnswer> show(Alert alert, AlertWatch watch) override;
 
   private:
     struct Question;
@@ -28,6 +32,7 @@ class NotificationAlerts final : public Alerts {
 
     SessionBus& bus_;
     const std::chrono::milliseconds limit_;
+    std::weak_ptr<Question> last_;
 };
 
 }  // namespace larkmoor

@@ -6,11 +6,11 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -36,13 +36,16 @@ std::optional<std::uint64_t> processStart(const std::string& process) {
     const auto bytes = Files::read("/proc/" + process + "/stat");
     if (!bytes) return std::nullopt;
     // Field 22 of proc(5); field 2, the name, may hold spaces and parentheses.
-    const std::string_view text = asText(*bytes);
-    std::istringstream fields{std::string{text.substr(text.rfind(')') + 1)}};
-    std::string field;
-    for (int number = 3; number <= 22; ++number) fields >> field;
+    std::string_view text = asText(*bytes);
+    text.remove_prefix(std::min(text.rfind(')'), text.size()));
+    for (int field = 2; field < 22; ++field) {
+        const auto blank = text.find(' ');
+        if (blank == std::string_view::npos) return std::nullopt;
+        text.remove_prefix(blank + 1);
+    }
     std::uint64_t ticks = 0;
-    const auto read = std::from_chars(field.data(), field.data() + field.size(), ticks);
-    return fields && read.ec == std::errc{} ? std::optional{ticks} : std::nullopt;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), ticks);
+    return read.ec == std::errc{} ? std::optional{ticks} : std::nullopt;
 }
 
 std::optional<std::string> runningExecutable() { return processExecutable("self"); }
@@ -104,19 +107,10 @@ Microseconds bootBase() {
     return sharedBase(file, boot).value_or(own);
 }
 
-/// Field 22 of /proc/PID/stat (proc(5)), in clock ticks. Field 2, the name, may hold spaces.
 std::optional<Microseconds> startAfterBoot(pid_t process) {
-    const std::string text = fileText(fmt::format("/proc/{}/stat", process));
-    const auto nameEnd = text.rfind(')');
-    if (nameEnd == std::string::npos) return std::nullopt;
-    std::string_view rest = std::string_view{text}.substr(nameEnd + 1);
-    for (int field = 2; field < 22; ++field) {
-        const auto blank = rest.find(' ');
-        if (blank == std::string_view::npos) return std::nullopt;
-        rest.remove_prefix(blank + 1);
-    }
-    const auto ticks = number(rest.substr(0, rest.find(' ')));
-    return ticks ? std::optional{Microseconds{*ticks * (1'000'000 / ::sysconf(_SC_CLK_TCK))}} : std::nullopt;
+    const auto ticks = processStart(std::to_string(process));
+    const auto microsecondsPerTick = 1'000'000 / ::sysconf(_SC_CLK_TCK);
+    return ticks ? std::optional{Microseconds{static_cast<std::int64_t>(*ticks) * microsecondsPerTick}} : std::nullopt;
 }
 
 }  // namespace
