@@ -114,10 +114,11 @@ std::expected<void, FileError> makeFolders(const std::string& path, mode_t mode)
 std::optional<std::chrono::system_clock::time_point> modified(const std::string& path) {
     struct stat status{};
     if (::stat(path.c_str(), &status) != 0) return std::nullopt;
-    const auto sinceEpoch =
-        std::chrono::seconds{status.st_mtim.tv_sec} + std::chrono::nanoseconds{status.st_mtim.tv_nsec};
-    return std::chrono::system_clock::time_point{
-        std::chrono::duration_cast<std::chrono::system_clock::duration>(sinceEpoch)};
+    using Clock = std::chrono::system_clock;
+    // A file's date may lie beyond the clock's range, which ends in 2262.
+    constexpr auto last = std::chrono::floor<std::chrono::seconds>(Clock::duration::max()) - std::chrono::seconds{1};
+    const auto seconds = std::clamp<std::chrono::seconds>(std::chrono::seconds{status.st_mtim.tv_sec}, -last, last);
+    return Clock::time_point{seconds + std::chrono::nanoseconds{status.st_mtim.tv_nsec}};
 }
 
 bool exists(const std::string& path) {

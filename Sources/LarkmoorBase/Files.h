@@ -56,7 +56,7 @@ std::expected<void, FileError> replace(const std::string& path, BytesView bytes,
 /// Creates the folder and the missing ones above it, with `mode`. An existing folder stays as it is.
 std::expected<void, FileError> makeFolders(const std::string& path, mode_t mode);
 
-/// When the file's bytes were last changed; nullopt if there is no file.
+/// When the bytes of the file were last changed, within what the clock can tell; nullopt if there is no file.
 std::optional<std::chrono::system_clock::time_point> modified(const std::string& path);
 
 /// Whether anything exists at the path, links followed; false for a dangling link.

@@ -74,8 +74,8 @@ struct CursorHook {
 
     BlockFinding find(const JSONDocument& document) const;
     std::vector<HookSite> sites(const JSONNode& root) const;
-    /// An up-to-date file is returned unchanged. A note names the fields of others that were on our entries and do not
-    /// survive.
+    /// An up-to-date file is returned unchanged. A note names the fields of others that were on the entries that
+    /// are kept and do not survive; of second copies it names none.
     std::expected<BlockInstalled, CursorHookFailure> installed(const JSONDocument& document) const;
     /// Whatever version the file states. Does not judge whether the file itself may go.
     std::expected<BlockRemoved, JSONEditFailure> removed(const JSONDocument& document,
@@ -90,7 +90,7 @@ struct CursorHook {
     /// Whether the file is what the seed becomes once our entries are removed.
     static bool isSeedResidue(const JSONDocument& document);
     /// The members of an entry in the document that `ours` does not have, as they stand in the file, but each on one
-    /// line and of 24 characters at most.
+    /// line and cut behind 24 characters. `ours` is an object.
     static std::vector<std::string> foreignFields(const JSONNode& of, BytesView in, const JSONLiteral& ours);
 
   private:

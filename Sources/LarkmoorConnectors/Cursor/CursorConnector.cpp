@@ -16,18 +16,21 @@ ConnectorIdentity CursorConnector::identity() const {
 }
 
 BlockVerbs CursorConnector::blocks() const {
-    return {
-        {{.path = paths.hooksFile,
-          .created = Created::cursorHooksFile,
-          .seed = CursorHook::seed,
-          .blocks = {Block::json("hook entry", paths.hookCommand(), CursorHook{paths})},
-          .isResidue = [](const FileDocument& file) { return CursorHook::isSeedResidue(std::get<JSONDocument>(file)); },
-          .residueStays = "this file now holds no hooks and remains, because Larkmoor did not create it",
-          .saysOldResidue = true},
-         {.path = paths.mcpFile,
-          .created = Created::cursorMCPFile,
-          .blocks = {Block::json("MCP server entry", paths.mcpBinary, CursorMCP{paths})}}},
-        {paths.receiptFile}};
+    return {{{.path = paths.hooksFile,
+              .created = Created::cursorHooksFile,
+              .seed = CursorHook::seed,
+              .blocks = {Block::json("hook entry", paths.hookCommand(), CursorHook{paths})},
+              .isResidue =
+                  [](const FileDocument& file) {
+                      return CursorHook::isSeedResidue(std::get<JSONDocument>(file)) ||
+                             FileDocuments::isEmptyTopLevel(file);
+                  },
+              .residueStays = "this file now holds no hooks and remains, because Larkmoor did not create it",
+              .saysOldResidue = true},
+             {.path = paths.mcpFile,
+              .created = Created::cursorMCPFile,
+              .blocks = {Block::json("MCP server entry", paths.mcpBinary, CursorMCP{paths})}}},
+            {paths.receiptFile}};
 }
 
 ScanReport CursorConnector::scan() const {
@@ -88,7 +91,8 @@ ConnectorOutcome CursorConnector::install() const {
 
 ConnectorOutcome CursorConnector::remove() const { return blocks().remove(commitOptions()); }
 
-/// What may be rewritten unasked is an entry of our own program, never one that runs a copy of it elsewhere.
+/// One entry of our own program makes the wiring ours to rewrite unasked; with it go entries that run a copy of it
+/// elsewhere. Where only such entries are, nothing is rewritten.
 bool CursorConnector::staleOwnWiring() const {
     if (!Files::exists(paths.configDirectory)) return false;
     const BlockVerbs read = blocks();

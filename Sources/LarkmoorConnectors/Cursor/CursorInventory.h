@@ -18,8 +18,8 @@ ProjectReport projects(const CursorPaths& paths);
 /// a remote folder.
 std::optional<std::string> folderPath(const std::string& in);
 
-/// The newest modification date of what is directly in the folder; the folder's own if there is nothing or it cannot be
-/// listed.
+/// The newest modification date of what is directly in the folder; the folder's own if nothing there has one
+/// or it cannot be listed.
 std::chrono::system_clock::time_point lastActivity(const std::string& in);
 
 }  // namespace larkmoor::CursorInventory

@@ -20,7 +20,8 @@ std::optional<std::string> read(const std::string& app);
 namespace CursorThirdParty {
 
 struct MappedCases {
-    /// Of this build or of another bundle: silent in Cursor, where Cursor's own entry answers.
+    /// Of this build, or of any application bundle that is called Larkmoor: silent in Cursor, where Cursor's own entry
+    /// answers.
     struct Current {
         std::string command;
         bool operator==(const Current&) const = default;

@@ -74,8 +74,8 @@ class Connector {
     virtual ConnectorOutcome install() const = 0;
     virtual ConnectorOutcome remove() const = 0;
 
-    /// Whether the harness has entries of ours that are merely out of date and safe to rewrite without asking. Only
-    /// reads.
+    /// Whether the harness has entries of ours that are merely out of date or incomplete and safe to rewrite without
+    /// asking. Only reads.
     virtual bool staleOwnWiring() const { return false; }
 };
 

@@ -42,7 +42,7 @@ struct ConnectorProject {
 struct ProjectReport {
     std::optional<std::string> source;  ///< where the list was read from
     std::vector<ConnectorProject> projects;
-    std::optional<std::string> note;  ///< why the list is empty
+    std::optional<std::string> note;  ///< why the list is empty, or what it leaves out
 
     bool operator==(const ProjectReport&) const = default;
 };
