@@ -171,7 +171,7 @@ struct BlockFile {
     FileFormat format = FileFormat::json;
     std::string_view seed = "{}\n";   ///< initial content of a file that does not exist
     std::string_view what = "entry";  ///< noun for our entries in it, in messages
-    std::vector<Block> blocks;
+    std::vector<Block> blocks{};
     /// Makes `blocks`, if they depend on the file before. Called for the scan and for each plan; the context is valid
     /// during the call only.
     std::function<std::vector<Block>(const BlockContext&)> blocksAfter{};
