@@ -1,6 +1,7 @@
 #include "LarkmoorConnectors/Connectors.h"
 
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
+#include "LarkmoorConnectors/Codex/CodexConnector.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
 
 namespace larkmoor::Connectors {
@@ -9,6 +10,7 @@ std::vector<std::unique_ptr<Connector>> all(const std::string& home, const std::
                                             const std::string& /*applications*/) {
     std::vector<std::unique_ptr<Connector>> connectors;
     connectors.push_back(std::make_unique<ClaudeCodeConnector>(home, bundle));
+    connectors.push_back(std::make_unique<CodexConnector>(home, bundle));
     return connectors;
 }
 

@@ -1,0 +1,142 @@
+#include "LarkmoorConnectors/Codex/CodexBlocks.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "LarkmoorConnectors/ConfigFile/Splice.h"
+
+namespace larkmoor {
+
+namespace {
+
+std::optional<JSONDocument> jsonOf(const FileDocument* document) {
+    return document == nullptr ? std::nullopt : std::optional{std::get<JSONDocument>(*document)};
+}
+
+/// An edit of ours failed in a way that its own plan should have ruled out.
+BlockFailure selfEditFailure() {
+    return BlockFailure::sentence("the planned edit did not read back as TOML, so nothing was written");
+}
+
+/// The bytes without the line feed at their end, and without a carriage return that was written with it.
+Bytes withoutFinalNewline(Bytes bytes) {
+    if (bytes.empty() || bytes.back() != std::byte{'\n'}) return bytes;
+    bytes.pop_back();
+    if (lineEnding(bytes) == "\r\n" && bytes.back() == std::byte{'\r'}) bytes.pop_back();
+    return bytes;
+}
+
+}  // namespace
+
+CodexConfigBlocks::CodexConfigBlocks(CodexPaths paths, const BlockContext& context)
+    : paths_(std::move(paths)),
+      hooks_(jsonOf(context.read)),
+      plannedHooks_(jsonOf(context.planned)),
+      receiptSlots_(context.receipt.trustSlots) {}
+
+std::vector<Block> CodexConfigBlocks::blocks() const {
+    const auto tomlOf = [](const FileDocument& file) -> const TOMLFile& { return std::get<TOMLFile>(file); };
+    const auto site = hooks_ ? hook_.located(*hooks_) : std::nullopt;
+    return {
+        {.noun = "MCP server entry",
+         .command = paths_.mcpBinary,
+         .created = Created::codexMCPTable,
+         .find = [=, rules = *this](const FileDocument& file, bool createdByUs) -> BlockFinding {
+             const TOMLDocument& document = tomlOf(file).document;
+             if (auto reason = rules.unreadableReason(document)) return BlockFinding::Unreadable{*reason};
+             return rules.server_.find(document, createdByUs);
+         },
+         .installed = [=, rules = *this](const FileDocument& file,
+                                         bool) { return rules.serverInstalled(tomlOf(file)); },
+         // The table goes with the trust record, since what was written last has to go first.
+         .removed = [](const FileDocument& file, const ConnectorReceipt&) -> Removed { return BlockRemoved{file}; }},
+        {.noun = "trust record",
+         .command = "",
+         .sentence = "the trusted hash recorded here matches the Larkmoor hook entry",
+         .find = [=, rules = *this](const FileDocument& file,
+                                    bool) { return rules.trust_.find(tomlOf(file).document, site); },
+         .installed = [=, rules = *this](const FileDocument& file, bool) { return rules.trustInstalled(tomlOf(file)); },
+         .removed = [=, rules = *this](
+                        const FileDocument& file,
+                        const ConnectorReceipt& receipt) { return rules.allRemoved(tomlOf(file), receipt); }}};
+}
+
+std::optional<std::string> CodexConfigBlocks::unreadableReason(const TOMLDocument& document) const {
+    std::vector<TOMLName> owning{CodexMCP::tableName()};
+    for (const std::string& slot : receiptSlots_) owning.push_back(CodexTrustSlot::table(slot));
+    const CodexHookPosition landing = hooks_ ? hook_.landing(*hooks_) : CodexHookPosition{};
+    owning.push_back(CodexTrustSlot::table(trust_.keyOf(landing)));
+    return TOMLText::unreadableReason(document, owning);
+}
+
+std::optional<BlockFailure> CodexConfigBlocks::movesEntries() const {
+    if (!hooks_ || !plannedHooks_) return std::nullopt;
+    const std::size_t moved = hook_.movedForeignEntries(*hooks_, *plannedHooks_);
+    if (moved == 0) return std::nullopt;
+    return BlockFailure::sentence(fmt::format(
+        "trusted hashes here are recorded by position, and {} hook entries in {} moved position, so nothing "
+        "was written",
+        moved, paths_.hooksFile));
+}
+
+CodexTrustJudgement CodexConfigBlocks::judge(const TOMLDocument& document, std::string_view occupied) const {
+    const auto sites = hooks_ ? hook_.sites(*hooks_) : std::vector<CodexHookSite>{};
+    return trust_.judge(document, occupied, receiptSlots_, CodexTrust::knownHashes(hook_.identity(), sites),
+                        [this](std::int64_t group, std::int64_t index) {
+                            return plannedHooks_ && CodexHook::liveIndex(plannedHooks_->root(), group, index);
+                        });
+}
+
+std::vector<std::string> CodexConfigBlocks::foreignSlots(const TOMLDocument& in) const {
+    const auto site = plannedHooks_ ? hook_.located(*plannedHooks_) : std::nullopt;
+    std::vector<std::string> said;
+    for (const std::string& key : judge(in, site ? trust_.keyOf({site->group, site->entry}) : "").foreign) {
+        said.push_back(CodexTrust::foreignSlot(key));
+    }
+    return said;
+}
+
+CodexConfigBlocks::Installed CodexConfigBlocks::serverInstalled(const TOMLFile& file) const {
+    auto installed = server_.installed(file);
+    if (!installed) return std::unexpected{selfEditFailure()};
+    return std::move(*installed);
+}
+
+CodexConfigBlocks::Installed CodexConfigBlocks::trustInstalled(const TOMLFile& file) const {
+    if (auto refusal = movesEntries()) return std::unexpected{std::move(*refusal)};
+    const auto site = plannedHooks_ ? hook_.located(*plannedHooks_) : std::nullopt;
+    const auto identity = site ? site->identity() : std::nullopt;
+    if (!identity) return std::unexpected{BlockFailure{trust_.noWholeTimeout()}};
+    const std::string key = trust_.keyOf({site->group, site->entry});
+    auto installed = CodexTrust::installed(file, key, identity->trustedHash());
+    if (!installed) return std::unexpected{selfEditFailure()};
+    const auto& recorded = std::get<TOMLFile>(installed->document);
+    auto cleaned = CodexTrust::removed(recorded, judge(recorded.document, key).stale);
+    if (!cleaned) return std::unexpected{selfEditFailure()};
+    installed->made.trustSlots = {key};
+    installed->notes = foreignSlots(cleaned->document);
+    if (CodexTrust::isSwitchedOff(key, cleaned->document)) installed->warnings = {trust_.switchedOff()};
+    installed->document = std::move(*cleaned);
+    return std::move(*installed);
+}
+
+CodexConfigBlocks::Removed CodexConfigBlocks::allRemoved(const TOMLFile& file, const ConnectorReceipt& receipt) const {
+    if (auto refusal = movesEntries()) return std::unexpected{std::move(*refusal)};
+    const auto site = hooks_ ? hook_.located(*hooks_) : std::nullopt;
+    const std::string occupied = site ? trust_.keyOf({site->group, site->entry}) : "";
+    std::vector<std::string> going = judge(file.document, occupied).stale;
+    if (site) going.push_back(occupied);
+    auto left = CodexTrust::removed(file, going);
+    if (left) left = CodexMCP::removed(std::move(*left));
+    if (!left) return std::unexpected{selfEditFailure()};
+    std::vector<std::string> foreign = foreignSlots(left->document);
+    // What is left is how the file began, so that its last line feed is the one before our tables.
+    const bool wasLast = left->bytes != file.bytes && asText(file.bytes).starts_with(asText(left->bytes));
+    if (wasLast && receipt.created.contains(Created::codexConfigTrailingNewline)) {
+        left = *TOMLFile::read(withoutFinalNewline(std::move(left->bytes)));
+    }
+    return BlockRemoved{std::move(*left), std::move(foreign)};
+}
+
+}  // namespace larkmoor
