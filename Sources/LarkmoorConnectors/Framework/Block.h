@@ -112,11 +112,13 @@ struct BlockRemoved {
 struct [[nodiscard]] BlockFailure {
     std::string reason;
     bool isSentence = false;  ///< said as it is
+    std::string file{};       ///< the file that it is about, if not the block's
 
     BlockFailure(std::string why) : reason(std::move(why)) {}
-    static BlockFailure sentence(std::string text) {
+    static BlockFailure sentence(std::string text, std::string file = {}) {
         BlockFailure failure{std::move(text)};
         failure.isSentence = true;
+        failure.file = std::move(file);
         return failure;
     }
 };
