@@ -27,7 +27,37 @@ Bytes withoutFinalNewline(Bytes bytes) {
     return bytes;
 }
 
+/// The refusal of a plan for the hooks file that moves entries of the user's.
+std::optional<BlockFailure> movesEntries(const CodexHook& hook, const FileDocument& from, const FileDocument& to) {
+    const std::size_t moved = hook.movedForeignEntries(std::get<JSONDocument>(from), std::get<JSONDocument>(to));
+    if (moved == 0) return std::nullopt;
+    return BlockFailure::sentence(
+        fmt::format(
+            "trusted hashes here are recorded by position, and {} hook entries in {} moved position, so nothing "
+            "was written",
+            moved, hook.paths.hooksFile),
+        hook.paths.configFile);
+}
+
 }  // namespace
+
+Block codexHookBlock(const CodexPaths& paths) {
+    const CodexHook hook{paths};
+    Block block = Block::json("hook entry", paths.hookCommand(), hook);
+    block.installed = [hook, plan = block.installed](const FileDocument& file, bool createdByUs) {
+        auto installed = plan(file, createdByUs);
+        if (!installed) return installed;
+        if (auto refusal = movesEntries(hook, file, installed->document)) installed = std::unexpected{*refusal};
+        return installed;
+    };
+    block.removed = [hook, plan = block.removed](const FileDocument& file, const ConnectorReceipt& receipt) {
+        auto removed = plan(file, receipt);
+        if (!removed) return removed;
+        if (auto refusal = movesEntries(hook, file, *removed->document)) removed = std::unexpected{*refusal};
+        return removed;
+    };
+    return block;
+}
 
 CodexConfigBlocks::CodexConfigBlocks(CodexPaths paths, const BlockContext& context)
     : paths_(std::move(paths)),
@@ -70,17 +100,7 @@ std::optional<std::string> CodexConfigBlocks::unreadableReason(const TOMLDocumen
     return TOMLText::unreadableReason(document, owning);
 }
 
-std::optional<BlockFailure> CodexConfigBlocks::movesEntries() const {
-    if (!hooks_ || !plannedHooks_) return std::nullopt;
-    const std::size_t moved = hook_.movedForeignEntries(*hooks_, *plannedHooks_);
-    if (moved == 0) return std::nullopt;
-    return BlockFailure::sentence(fmt::format(
-        "trusted hashes here are recorded by position, and {} hook entries in {} moved position, so nothing "
-        "was written",
-        moved, paths_.hooksFile));
-}
-
-CodexTrustJudgement CodexConfigBlocks::judge(const TOMLDocument& document, std::string_view occupied) const {
+CodexTrust::Judgement CodexConfigBlocks::judge(const TOMLDocument& document, std::string_view occupied) const {
     const auto sites = hooks_ ? hook_.sites(*hooks_) : std::vector<CodexHookSite>{};
     return trust_.judge(document, occupied, receiptSlots_, CodexTrust::knownHashes(hook_.identity(), sites),
                         [this](std::int64_t group, std::int64_t index) {
@@ -104,7 +124,6 @@ CodexConfigBlocks::Installed CodexConfigBlocks::serverInstalled(const TOMLFile& 
 }
 
 CodexConfigBlocks::Installed CodexConfigBlocks::trustInstalled(const TOMLFile& file) const {
-    if (auto refusal = movesEntries()) return std::unexpected{std::move(*refusal)};
     const auto site = plannedHooks_ ? hook_.located(*plannedHooks_) : std::nullopt;
     const auto identity = site ? site->identity() : std::nullopt;
     if (!identity) return std::unexpected{BlockFailure{trust_.noWholeTimeout()}};
@@ -122,7 +141,6 @@ CodexConfigBlocks::Installed CodexConfigBlocks::trustInstalled(const TOMLFile& f
 }
 
 CodexConfigBlocks::Removed CodexConfigBlocks::allRemoved(const TOMLFile& file, const ConnectorReceipt& receipt) const {
-    if (auto refusal = movesEntries()) return std::unexpected{std::move(*refusal)};
     const auto site = hooks_ ? hook_.located(*hooks_) : std::nullopt;
     const std::string occupied = site ? trust_.keyOf({site->group, site->entry}) : "";
     std::vector<std::string> going = judge(file.document, occupied).stale;

@@ -1,5 +1,5 @@
-// The blocks of Codex's configuration file as `BlockVerbs` runs them. They depend on the hooks file, as it was read and
-// as it is planned: a trust record holds the place and the hash of the entry there.
+// Codex's blocks as `BlockVerbs` runs them. Those of the configuration file depend on the hooks file, as it was read
+// and as it is planned: a trust record holds the place and the hash of the entry there.
 #pragma once
 
 #include <optional>
@@ -12,6 +12,9 @@
 #include "LarkmoorConnectors/Framework/Block.h"
 
 namespace larkmoor {
+
+/// The hook entry. Refuses every plan that would move an entry of the user's, because Codex would no longer run that.
+Block codexHookBlock(const CodexPaths& paths);
 
 class CodexConfigBlocks {
   public:
@@ -29,9 +32,7 @@ class CodexConfigBlocks {
 
     /// Why the tables that we write cannot be edited; nullopt if they can.
     std::optional<std::string> unreadableReason(const TOMLDocument& document) const;
-    /// The refusal if the plan for the hooks file moves entries of the user's.
-    std::optional<BlockFailure> movesEntries() const;
-    CodexTrustJudgement judge(const TOMLDocument& document, std::string_view occupied) const;
+    CodexTrust::Judgement judge(const TOMLDocument& document, std::string_view occupied) const;
 
     Installed serverInstalled(const TOMLFile& file) const;
     Installed trustInstalled(const TOMLFile& file) const;

@@ -13,9 +13,7 @@ ConnectorIdentity CodexConnector::identity() const {
 BlockVerbs CodexConnector::blocks() const {
     const auto isEmpty = [](const FileDocument& file) { return FileDocuments::bytes(file).empty(); };
     return {
-        {{.path = paths.hooksFile,
-          .created = Created::codexHooksFile,
-          .blocks = {Block::json("hook entry", paths.hookCommand(), CodexHook{paths})}},
+        {{.path = paths.hooksFile, .created = Created::codexHooksFile, .blocks = {codexHookBlock(paths)}},
          {.path = paths.configFile,
           .created = Created::codexConfigFile,
           .format = FileFormat::toml,

@@ -98,11 +98,11 @@ std::set<std::string> CodexTrust::knownHashes(const CodexHookIdentity& current, 
     return known;
 }
 
-CodexTrustJudgement CodexTrust::judge(
+CodexTrust::Judgement CodexTrust::judge(
     const TOMLDocument& document, std::string_view occupied, const std::set<std::string>& receiptSlots,
     const std::set<std::string>& known,
     const std::function<bool(std::int64_t group, std::int64_t index)>& liveIndex) const {
-    CodexTrustJudgement judgement;
+    CodexTrust::Judgement judgement;
     for (CodexTrustSlot& slot : slots(document)) {
         if (slot.key == occupied) continue;
         if (receiptSlots.contains(slot.key)) {

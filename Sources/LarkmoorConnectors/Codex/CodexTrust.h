@@ -35,14 +35,14 @@ struct CodexTrustSlot {
     bool operator==(const CodexTrustSlot&) const = default;
 };
 
-/// Those of our hooks file's records that deserve attention, by their keys.
-struct CodexTrustJudgement {
-    std::vector<std::string> stale;    ///< ours, and out of date
-    std::vector<std::string> foreign;  ///< somebody else's, although our hook once had such a hash
-};
-
 struct CodexTrust {
     CodexPaths paths;
+
+    /// Those of the records that deserve attention, by their keys.
+    struct Judgement {
+        std::vector<std::string> stale;    ///< ours, and out of date
+        std::vector<std::string> foreign;  ///< somebody else's, although our hook once had such a hash
+    };
 
     /// The records for prompt hooks of our hooks file.
     std::vector<CodexTrustSlot> slots(const TOMLDocument& in) const;
@@ -55,9 +55,9 @@ struct CodexTrust {
 
     /// `occupied` is the key of our entry's place, which is not judged; `liveIndex` tells whether there is a hook at a
     /// place.
-    CodexTrustJudgement judge(const TOMLDocument& document, std::string_view occupied,
-                              const std::set<std::string>& receiptSlots, const std::set<std::string>& known,
-                              const std::function<bool(std::int64_t group, std::int64_t index)>& liveIndex) const;
+    Judgement judge(const TOMLDocument& document, std::string_view occupied, const std::set<std::string>& receiptSlots,
+                    const std::set<std::string>& known,
+                    const std::function<bool(std::int64_t group, std::int64_t index)>& liveIndex) const;
 
     /// `site` is the entry of ours that Codex runs. Unlike other blocks' reasons these are whole sentences.
     BlockFinding find(const TOMLDocument& document, const std::optional<CodexHookSite>& site) const;
