@@ -12,6 +12,7 @@
 
 #include "LarkmoorBase/RawText.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
+#include "LarkmoorConnectors/Codex/CodexConnector.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
@@ -41,6 +42,11 @@ class ConnectorHome : public ConfigFolder {
 
     ClaudeCodeConnector claudeCode() const {
         ClaudeCodeConnector connector{path(), bundle()};
+        connector.now = [] { return moment; };
+        return connector;
+    }
+    CodexConnector codex() const {
+        CodexConnector connector{path(), bundle()};
         connector.now = [] { return moment; };
         return connector;
     }

@@ -60,7 +60,7 @@ TEST(LarkmoorConnect, EveryVerb) {
     home.write(settingsFile, "{ }");
     home.write(".claude/projects/-none/memory/MEMORY.md", "1234");
     home.write(chatFile, "{'mcpServers':{'a':{'command':'/A/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}}}");
-    EXPECT_EQ(connect(home, {"scan"}).out,
+    EXPECT_EQ(connect(home, {"scan", "claude-code"}).out,
               "claude-code: found\n  ~/.claude/settings.json\n    this file holds no Larkmoor hook entry\n"
               "  ~/.claude.json\n    there is no file here\n");
     const std::pair<std::vector<std::string>, std::string_view> table[] = {
