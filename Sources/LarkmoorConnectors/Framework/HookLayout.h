@@ -28,11 +28,12 @@ struct HookEvent {
 
 struct HookLayout {
     Created hooksObject;
-    std::vector<HookEvent> events;                 ///< the prompt event, then the tool event if the harness has one
-    bool grouped = true;                           ///< entries are in groups
-    std::vector<std::string> currents;             ///< the commands that this build writes, in the order of the events
-    std::string binary;                            ///< path of the program that these commands run
-    std::string_view ratherThan = " rather than";  ///< in a message, between the event of an entry and the expected one
+    std::vector<HookEvent> events;      ///< the prompt event, then the tool event if the harness has one
+    bool grouped = true;                ///< entries are in groups
+    std::vector<std::string> currents;  ///< the commands that this build writes, in the order of the events
+    std::string binary;                 ///< path of the program that these commands run
+    /// In a message, between the event of an entry and the expected one.
+    std::string_view ratherThan = " rather than";
 
     /// Entries of ours under any event whatever, in file order.
     std::vector<HookSite> sites(const JSONNode& root) const;

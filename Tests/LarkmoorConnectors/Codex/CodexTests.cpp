@@ -48,13 +48,14 @@ constexpr const char* receiptFile = "Library/Application Support/Larkmoor/Connec
     "refused" CONFIG                                                                           \
     "trusted hashes here are recorded by position, and 1 hook entries in ~/.codex/hooks.json " \
     "moved position, so nothing was written"
-#define FOREIGN(place)                                                             \
-    CONFIG                                                                         \
-        "a hash Larkmoor's hook has carried before is recorded here for the slot " \
-        "~/.codex/hooks.json:user_prompt_submit:" place ", which Larkmoor did not write"
-#define OFF                                                                                           \
-    CONFIG "the hook switch recorded here is off, so Codex does not call the Larkmoor hook entry in " \
-           "~/.codex/hooks.json"
+#define FOREIGN(place)                                                         \
+    CONFIG                                                                     \
+    "a hash Larkmoor's hook has carried before is recorded here for the slot " \
+    "~/.codex/hooks.json:user_prompt_submit:" place ", which Larkmoor did not write"
+#define OFF                                                                                        \
+    CONFIG                                                                                         \
+        "the hook switch recorded here is off, so Codex does not call the Larkmoor hook entry in " \
+        "~/.codex/hooks.json"
 
 class CodexHome : public testing::ConnectorHome {
   public:
