@@ -32,6 +32,9 @@ class BlockVerbs {
     /// of them run `program`, which exists. Another spelling or shape is rewritten so, never another program.
     bool isStaleOwnWiring(std::span<const HookSite> sites, const std::string& program) const;
 
+    /// The files that exist but could not be read; all else here takes them for absent.
+    std::vector<UnreadFile> unread() const;
+
     /// The refusal if files could not be parsed, which names all of them; nullopt if there are none.
     std::optional<ConnectorOutcome> readingRefusal() const;
 

@@ -52,10 +52,10 @@ constexpr const char* receiptFile = "Library/Application Support/Larkmoor/Connec
     CONFIG                                                                     \
     "a hash Larkmoor's hook has carried before is recorded here for the slot " \
     "~/.codex/hooks.json:user_prompt_submit:" place ", which Larkmoor did not write"
-#define OFF                                                                                        \
-    CONFIG                                                                                         \
-        "the hook switch recorded here is off, so Codex does not call the Larkmoor hook entry in " \
-        "~/.codex/hooks.json"
+#define OFF                                                                                    \
+    CONFIG                                                                                     \
+    "the hook switch recorded here is off, so Codex does not call the Larkmoor hook entry in " \
+    "~/.codex/hooks.json"
 
 class CodexHome : public testing::ConnectorHome {
   public:
@@ -223,6 +223,17 @@ TEST(CodexVerbs, OverWhatStandsThere) {
             EXPECT_EQ(home.connector.install().result, Result::unchanged);
         }
     }
+}
+
+TEST(CodexVerbs, ARemovalThatCannotReadOneFileLeavesBoth) {
+    const CodexHome home;
+    home.makeFolder(".codex");
+    ASSERT_EQ(home.connector.install().result, Result::changed);
+    home.setMode(configFile, 0200);
+    const auto before = home.files();
+    EXPECT_EQ(home.told("remove"),
+              "refused" CONFIG "this file did not read as TOML, so nothing was written — Permission denied");
+    EXPECT_EQ(home.files(), before);
 }
 
 TEST(CodexVerbs, AReceiptThatIsOwedIsWrittenAlone) {
