@@ -46,12 +46,7 @@ ConnectorOutcome ClaudeCodeConnector::install() const {
 ConnectorOutcome ClaudeCodeConnector::remove() const { return blocks().remove(commitOptions()); }
 
 bool ClaudeCodeConnector::staleOwnWiring() const {
-    if (!isThere()) return false;
-    const BlockVerbs read = blocks();
-    const FileDocument* settings = read.document(0);
-    if (settings == nullptr) return false;
-    return read.isStaleOwnWiring(ClaudeCodeHook{paths}.sites(std::get<JSONDocument>(*settings).root()),
-                                 paths.hookBinary);
+    return isThere() && blocks().isStaleOwnWiring(0, ClaudeCodeHook{paths}.layout());
 }
 
 ProjectReport ClaudeCodeConnector::projects() const { return ClaudeCodeInventory::projects(paths); }

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
+#include <memory>
 
 #include "LarkmoorConnectors/ConfigFile/Splice.h"
 
@@ -63,55 +63,59 @@ CodexConfigBlocks::CodexConfigBlocks(CodexPaths paths, const BlockContext& conte
     : paths_(std::move(paths)),
       hooks_(jsonOf(context.read)),
       plannedHooks_(jsonOf(context.planned)),
-      receiptSlots_(context.receipt.trustSlots) {}
+      sites_(hooks_ ? hook_.sites(*hooks_) : std::vector<CodexHookSite>{}),
+      site_(CodexHook::locatedAmong(sites_)),
+      receiptSlots_(context.receipt.trustSlots) {
+    if (context.planned == context.read) {
+        plannedSite_ = site_;
+    } else if (plannedHooks_) {
+        plannedSite_ = hook_.located(*plannedHooks_);
+    }
+}
 
 std::vector<Block> CodexConfigBlocks::blocks() const {
     const auto tomlOf = [](const FileDocument& file) -> const TOMLFile& { return std::get<TOMLFile>(file); };
-    const auto site = hooks_ ? hook_.located(*hooks_) : std::nullopt;
+    const auto rules = std::make_shared<const CodexConfigBlocks>(*this);
     return {
         {.noun = "MCP server entry",
          .command = paths_.mcpBinary,
          .created = Created::codexMCPTable,
-         .find = [=, rules = *this](const FileDocument& file, bool createdByUs) -> BlockFinding {
+         .find = [=](const FileDocument& file, bool createdByUs) -> BlockFinding {
              const TOMLDocument& document = tomlOf(file).document;
-             if (auto reason = rules.unreadableReason(document)) return BlockFinding::Unreadable{*reason};
-             return rules.server_.find(document, createdByUs);
+             if (auto reason = rules->unreadableReason(document)) return BlockFinding::Unreadable{*reason};
+             return rules->server_.find(document, createdByUs);
          },
-         .installed = [=, rules = *this](const FileDocument& file,
-                                         bool) { return rules.serverInstalled(tomlOf(file)); },
+         .installed = [=](const FileDocument& file, bool) { return rules->serverInstalled(tomlOf(file)); },
          // The table goes with the trust record, since what was written last has to go first.
          .removed = [](const FileDocument& file, const ConnectorReceipt&) -> Removed { return BlockRemoved{file}; }},
         {.noun = "trust record",
          .command = "",
          .sentence = "the trusted hash recorded here matches the Larkmoor hook entry",
-         .find = [=, rules = *this](const FileDocument& file,
-                                    bool) { return rules.trust_.find(tomlOf(file).document, site); },
-         .installed = [=, rules = *this](const FileDocument& file, bool) { return rules.trustInstalled(tomlOf(file)); },
-         .removed = [=, rules = *this](
-                        const FileDocument& file,
-                        const ConnectorReceipt& receipt) { return rules.allRemoved(tomlOf(file), receipt); }}};
+         .find = [=](const FileDocument& file,
+                     bool) { return rules->trust_.find(tomlOf(file).document, rules->site_); },
+         .installed = [=](const FileDocument& file, bool) { return rules->trustInstalled(tomlOf(file)); },
+         .removed = [=](const FileDocument& file,
+                        const ConnectorReceipt& receipt) { return rules->allRemoved(tomlOf(file), receipt); }}};
 }
 
 std::optional<std::string> CodexConfigBlocks::unreadableReason(const TOMLDocument& document) const {
     std::vector<TOMLName> owning{CodexMCP::tableName()};
     for (const std::string& slot : receiptSlots_) owning.push_back(CodexTrustSlot::table(slot));
-    const CodexHookPosition landing = hooks_ ? hook_.landing(*hooks_) : CodexHookPosition{};
-    owning.push_back(CodexTrustSlot::table(trust_.keyOf(landing)));
+    const CodexHookPosition appended = hooks_ ? CodexHook::appendedAt(hooks_->root()) : CodexHookPosition{};
+    owning.push_back(CodexTrustSlot::table(site_ ? trust_.keyOf(*site_) : trust_.keyOf(appended)));
     return TOMLText::unreadableReason(document, owning);
 }
 
 CodexTrust::Judgement CodexConfigBlocks::judge(const TOMLDocument& document, std::string_view occupied) const {
-    const auto sites = hooks_ ? hook_.sites(*hooks_) : std::vector<CodexHookSite>{};
-    return trust_.judge(document, occupied, receiptSlots_, CodexTrust::knownHashes(hook_.identity(), sites),
+    return trust_.judge(document, occupied, receiptSlots_, CodexTrust::knownHashes(hook_.identity(), sites_),
                         [this](std::int64_t group, std::int64_t index) {
                             return plannedHooks_ && CodexHook::liveIndex(plannedHooks_->root(), group, index);
                         });
 }
 
 std::vector<std::string> CodexConfigBlocks::foreignSlots(const TOMLDocument& in) const {
-    const auto site = plannedHooks_ ? hook_.located(*plannedHooks_) : std::nullopt;
     std::vector<std::string> said;
-    for (const std::string& key : judge(in, site ? trust_.keyOf({site->group, site->entry}) : "").foreign) {
+    for (const std::string& key : judge(in, plannedSite_ ? trust_.keyOf(*plannedSite_) : "").foreign) {
         said.push_back(CodexTrust::foreignSlot(key));
     }
     return said;
@@ -124,10 +128,9 @@ CodexConfigBlocks::Installed CodexConfigBlocks::serverInstalled(const TOMLFile& 
 }
 
 CodexConfigBlocks::Installed CodexConfigBlocks::trustInstalled(const TOMLFile& file) const {
-    const auto site = plannedHooks_ ? hook_.located(*plannedHooks_) : std::nullopt;
-    const auto identity = site ? site->identity() : std::nullopt;
+    const auto identity = plannedSite_ ? plannedSite_->identity() : std::nullopt;
     if (!identity) return std::unexpected{BlockFailure{trust_.noWholeTimeout()}};
-    const std::string key = trust_.keyOf({site->group, site->entry});
+    const std::string key = trust_.keyOf(*plannedSite_);
     auto installed = CodexTrust::installed(file, key, identity->trustedHash());
     if (!installed) return std::unexpected{selfEditFailure()};
     const auto& recorded = std::get<TOMLFile>(installed->document);
@@ -141,10 +144,9 @@ CodexConfigBlocks::Installed CodexConfigBlocks::trustInstalled(const TOMLFile& f
 }
 
 CodexConfigBlocks::Removed CodexConfigBlocks::allRemoved(const TOMLFile& file, const ConnectorReceipt& receipt) const {
-    const auto site = hooks_ ? hook_.located(*hooks_) : std::nullopt;
-    const std::string occupied = site ? trust_.keyOf({site->group, site->entry}) : "";
+    const std::string occupied = site_ ? trust_.keyOf(*site_) : "";
     std::vector<std::string> going = judge(file.document, occupied).stale;
-    if (site) going.push_back(occupied);
+    if (site_) going.push_back(occupied);
     auto left = CodexTrust::removed(file, going);
     if (left) left = CodexMCP::removed(std::move(*left));
     if (!left) return std::unexpected{selfEditFailure()};

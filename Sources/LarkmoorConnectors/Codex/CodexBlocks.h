@@ -44,6 +44,8 @@ class CodexConfigBlocks {
     CodexMCP server_{paths_};
     CodexTrust trust_{paths_};
     std::optional<JSONDocument> hooks_{}, plannedHooks_{};
+    std::vector<CodexHookSite> sites_{};                   ///< in the hooks file as it was read
+    std::optional<CodexHookSite> site_{}, plannedSite_{};  ///< the one that Codex runs
     std::set<std::string> receiptSlots_;
 };
 

@@ -73,12 +73,7 @@ ConnectorOutcome CodexConnector::remove() const {
 }
 
 bool CodexConnector::staleOwnWiring() const {
-    if (!Files::exists(paths.configDirectory)) return false;
-    const BlockVerbs read = blocks();
-    const FileDocument* hooks = read.document(0);
-    if (hooks == nullptr) return false;
-    const auto sites = CodexHook{paths}.sites(std::get<JSONDocument>(*hooks));
-    return read.isStaleOwnWiring(std::vector<HookSite>{sites.begin(), sites.end()}, paths.hookBinary);
+    return Files::exists(paths.configDirectory) && blocks().isStaleOwnWiring(0, CodexHook{paths}.layout());
 }
 
 ProjectReport CodexConnector::projects() const { return CodexInventory::projects(paths); }

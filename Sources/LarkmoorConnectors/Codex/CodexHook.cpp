@@ -93,8 +93,8 @@ BlockFinding CodexHook::find(const JSONDocument& document) const {
             return hooks.entryOf(found.front(), document.root()).value(document.bytes()) == entry().value();
         };
         std::vector<std::string> reasons = hooks.driftReasons(found, "one", isEntry);
-        for (const CodexHookSite& site : sites(document)) {
-            if (site.timeout) continue;
+        for (const HookSite& site : found) {
+            if (wholeNumber("timeout", hooks.entryOf(site, document.root()), document)) continue;
             reasons.emplace_back(
                 "the timeout on the Larkmoor entry here is not a whole number, so the identity Codex hashes cannot be "
                 "computed");
@@ -104,14 +104,16 @@ BlockFinding CodexHook::find(const JSONDocument& document) const {
 }
 
 std::optional<CodexHookSite> CodexHook::located(const JSONDocument& document) const {
-    auto found = sites(document);
-    const auto site = std::ranges::find(found, promptEvent, &CodexHookSite::event);
-    return site == found.end() ? std::nullopt : std::optional{std::move(*site)};
+    return locatedAmong(sites(document));
 }
 
-CodexHookPosition CodexHook::landing(const JSONDocument& document) const {
-    if (const auto site = located(document)) return {site->group, site->entry};
-    const JSONNode* groups = document.root().node({"hooks", promptEvent});
+std::optional<CodexHookSite> CodexHook::locatedAmong(std::span<const CodexHookSite> sites) {
+    const auto site = std::ranges::find(sites, promptEvent, &CodexHookSite::event);
+    return site == sites.end() ? std::nullopt : std::optional{*site};
+}
+
+CodexHookPosition CodexHook::appendedAt(const JSONNode& root) {
+    const JSONNode* groups = root.node({"hooks", promptEvent});
     return {groups == nullptr ? 0 : std::ssize(groups->elements()), 0};
 }
 

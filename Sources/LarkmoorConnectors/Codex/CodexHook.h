@@ -6,6 +6,7 @@
 #include <expected>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,7 @@ struct CodexHookPosition {
 struct CodexHook {
     CodexPaths paths;
 
+    HookLayout layout() const;
     JSONLiteral entry() const;
     JSONLiteral group() const;
     /// Of `entry`.
@@ -57,8 +59,9 @@ struct CodexHook {
 
     /// The site that Codex runs and an installation keeps: the first of ours under UserPromptSubmit.
     std::optional<CodexHookSite> located(const JSONDocument& document) const;
-    /// Where an installation puts our entry.
-    CodexHookPosition landing(const JSONDocument& document) const;
+    static std::optional<CodexHookSite> locatedAmong(std::span<const CodexHookSite> sites);
+    /// Where an installation puts our entry if there is no such site.
+    static CodexHookPosition appendedAt(const JSONNode& root);
 
     /// Whether UserPromptSubmit has an entry there, ours or not.
     static bool liveIndex(const JSONNode& root, std::int64_t group, std::int64_t index);
@@ -66,9 +69,6 @@ struct CodexHook {
     /// How many entries that are not ours are in both documents, but at another place. Codex trusts an entry by its
     /// event and place, so that it no longer runs one that was moved.
     std::size_t movedForeignEntries(const JSONDocument& from, const JSONDocument& to) const;
-
-  private:
-    HookLayout layout() const;
 };
 
 }  // namespace larkmoor

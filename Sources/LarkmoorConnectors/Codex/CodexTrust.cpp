@@ -121,7 +121,7 @@ BlockFinding CodexTrust::find(const TOMLDocument& document, const std::optional<
     if (!site) return BlockFinding::Absent{};
     const auto identity = site->identity();
     if (!identity) return BlockFinding::Drifted{{noWholeTimeout()}};
-    const std::string key = keyOf({site->group, site->entry});
+    const std::string key = keyOf(*site);
     const auto recorded = recordedHash(key, document);
     if (!recorded) {
         return BlockFinding::Drifted{

@@ -70,6 +70,7 @@ struct CodexTrust {
 
     /// The key of the record for that place in our hooks file.
     std::string keyOf(CodexHookPosition at) const;
+    std::string keyOf(const HookSite& site) const { return keyOf(CodexHookPosition{site.group, site.entry}); }
 
     // Messages for the user.
 

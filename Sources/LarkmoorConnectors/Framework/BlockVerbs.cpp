@@ -69,10 +69,12 @@ std::vector<Block> BlockVerbs::blocks(std::size_t file, const FileDocument* plan
     return rules.blocksAfter({file == 0 ? nullptr : document(file - 1), planned, receipt});
 }
 
-bool BlockVerbs::isStaleOwnWiring(std::span<const HookSite> sites, const std::string& program) const {
-    const auto runsProgram = [&](const HookSite& site) { return site.runs(program); };
-    return state() == ConnectorState::drifted && !sites.empty() && std::ranges::all_of(sites, runsProgram) &&
-           Files::exists(program);
+bool BlockVerbs::isStaleOwnWiring(std::size_t file, const HookLayout& hooks) const {
+    const FileDocument* read = document(file);
+    if (read == nullptr || state() != ConnectorState::drifted) return false;
+    const auto sites = hooks.sites(std::get<JSONDocument>(*read).root());
+    const auto runsBinary = [&](const HookSite& site) { return site.runs(hooks.binary); };
+    return !sites.empty() && std::ranges::all_of(sites, runsBinary) && Files::exists(hooks.binary);
 }
 
 ConnectorState BlockVerbs::state() const {

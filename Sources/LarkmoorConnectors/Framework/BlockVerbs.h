@@ -3,13 +3,12 @@
 #pragma once
 
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "LarkmoorConnectors/Framework/Block.h"
 #include "LarkmoorConnectors/Framework/Commitment.h"
-#include "LarkmoorConnectors/Framework/HookCommand.h"
+#include "LarkmoorConnectors/Framework/HookLayout.h"
 
 namespace larkmoor {
 
@@ -28,9 +27,9 @@ class BlockVerbs {
     ConnectorState state() const;
     std::vector<Observation> observations() const;
 
-    /// Whether our blocks are out of date and safe to rewrite without asking: there are such `sites` of ours, and all
-    /// of them run `program`, which exists. Another spelling or shape is rewritten so, never another program.
-    bool isStaleOwnWiring(std::span<const HookSite> sites, const std::string& program) const;
+    /// Whether our blocks are out of date and safe to rewrite without asking: our hooks in the file with this index all
+    /// run their `binary`, which exists. Another spelling or shape is rewritten so, never another program.
+    bool isStaleOwnWiring(std::size_t file, const HookLayout& hooks) const;
 
     /// The files that exist but could not be read; all else here takes them for absent.
     std::vector<UnreadFile> unread() const;
