@@ -89,17 +89,17 @@ class ConnectorHome : public ConfigFolder {
     }
     std::string told(const ScanReport& report) const { return told(rawText(report.state), report.observations); }
 
+    static void replaceAll(std::string& text, std::string_view what, std::string_view by) {
+        for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+            text.replace(at, what.size(), by);
+        }
+    }
+
   private:
     std::string told(std::string_view result, const std::vector<Observation>& observations) const {
         std::string text{result};
         for (const auto& [subject, said] : observations) text += "\n" + shown(subject) + ": " + shown(said);
         return text;
-    }
-
-    static void replaceAll(std::string& text, std::string_view what, std::string_view by) {
-        for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
-            text.replace(at, what.size(), by);
-        }
     }
 
     static void writeAt(const std::string& path, std::string_view text) {

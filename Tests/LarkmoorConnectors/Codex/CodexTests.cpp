@@ -31,7 +31,6 @@ constexpr const char* receiptFile = "Library/Application Support/Larkmoor/Connec
 #define PROMPT(groups) "{'hooks':{'UserPromptSubmit':[" groups "]}}"
 #define STOP(groups) "{'hooks':{'Stop':[" groups "]}}"
 #define SERVER "[mcp_servers.larkmoor]|command = '{mcp}'|args = []|"
-#define BY_HAND "[mcp_servers.larkmoor]|command = '/opt/mine'|"
 #define RECORD(place, hash) "[hooks.state.'" place "']|trusted_hash = '" hash "'|"
 #define TRUST(place, hash) RECORD("~/.codex/hooks.json:user_prompt_submit:" place, hash)
 #define CREATED(names, slots) "{'created':[" names "],'trustSlots':[" slots "]}"
@@ -62,24 +61,19 @@ class CodexHome : public testing::ConnectorHome {
     CodexConnector connector = codex();
     CodexHook hook{connector.paths};
 
-    void put(std::string_view file, std::string_view text) const {
-        if (!text.empty()) write(file, replaced(replaced(text, "~", path()), "{hash}", hook.identity().trustedHash()));
+    void put(std::string_view file, std::string text) const {
+        replaceAll(text, "~", path());
+        replaceAll(text, "{hash}", hook.identity().trustedHash());
+        if (!text.empty()) write(file, text);
     }
     std::string get(std::string_view file) const {
-        return replaced(read(file).value_or(""), hook.identity().trustedHash(), "{hash}");
+        std::string text = read(file).value_or("");
+        replaceAll(text, hook.identity().trustedHash(), "{hash}");
+        return text;
     }
     std::string told(std::string_view verb) const {
         if (verb == "scan") return ConnectorHome::told(connector.scan());
         return ConnectorHome::told(verb == "install" ? connector.install() : connector.remove());
-    }
-
-  private:
-    static std::string replaced(std::string_view text, std::string_view what, const std::string& by) {
-        std::string result{text};
-        for (std::size_t at = result.find(what); at != std::string::npos; at = result.find(what, at + by.size())) {
-            result.replace(at, what.size(), by);
-        }
-        return result;
     }
 };
 
@@ -178,7 +172,8 @@ TEST(CodexVerbs, OverWhatStandsThere) {
          "value (at byte 3)" CONFIG
          "this file did not read as TOML, so nothing was written — the key hooks.state states "
          "the Larkmoor block outside a table of its own, which is not a shape this build can edit"},
-        {"a server by hand, and no place for a hook", "install", "{'hooks':[]}", BY_HAND, "{",
+        {"a server by hand, and no place for a hook", "install", "{'hooks':[]}",
+         "[mcp_servers.larkmoor]|command = '/opt/mine'|", "{",
          REFUSED("the [mcp_servers.larkmoor] entry here was written by hand and is not one this build wrote")},
         {"a table below", "remove", "", SERVER "[mcp_servers.larkmoor.env]|A = '1'|", "",
          REFUSED("the table [mcp_servers.larkmoor.env] hangs under the Larkmoor MCP entry, and writing this file would "
@@ -210,9 +205,9 @@ TEST(CodexVerbs, OverWhatStandsThere) {
         SCOPED_TRACE(row.name);
         const CodexHome home;
         home.makeFolder(".codex");
-        home.put(hooksFile, row.hooks);
-        home.put(configFile, row.config);
-        home.put(receiptFile, row.receipt);
+        home.put(hooksFile, std::string{row.hooks});
+        home.put(configFile, std::string{row.config});
+        home.put(receiptFile, std::string{row.receipt});
         const auto before = home.files();
         EXPECT_EQ(home.told(row.verb), row.told);
         if (!row.told.starts_with("changed")) EXPECT_EQ(home.files(), before);
@@ -251,18 +246,17 @@ TEST(CodexVerbs, AReceiptThatIsOwedIsWrittenAlone) {
 }
 
 /// The places of the user's commands, which are all different.
-std::map<std::string, std::string> places(const JSONNode& root) {
-    std::map<std::string, std::string> places;
-    const JSONNode* hooks = root.node({"hooks"});
-    for (const JSONMember& event : hooks == nullptr ? std::span<const JSONMember>{} : hooks->members()) {
-        for (std::size_t group = 0; group < event.value.elements().size(); ++group) {
-            const auto entries = event.value.elements()[group].node({"hooks"})->elements();
-            for (std::size_t index = 0; index < entries.size(); ++index) {
-                const std::string command{*entries[index].node({"command"})->text()};
-                if (command.starts_with("user")) places[command] = fmt::format("{} {} {}", event.key, group, index);
-            }
-        }
+void place(const JSONNode& at, const std::string& path, std::map<std::string, std::string>& places) {
+    if (at.text() && at.text()->starts_with("user")) places[std::string{*at.text()}] = path;
+    for (const JSONMember& member : at.members()) place(member.value, fmt::format("{}.{}", path, member.key), places);
+    for (std::size_t index = 0; index < at.elements().size(); ++index) {
+        place(at.elements()[index], fmt::format("{}.{}", path, index), places);
     }
+}
+
+auto places(const FileDocument& file) {
+    std::map<std::string, std::string> places;
+    place(std::get<JSONDocument>(file).root(), "", places);
     return places;
 }
 
@@ -270,7 +264,7 @@ TEST(CodexPositions, AnEditThatWouldMoveAHookOfTheUsersIsRefusedNeverDone) {
     const CodexHome home;
     std::mt19937 chance{1};
     int refusals = 0;
-    for (int round = 0; round < 400; ++round) {
+    for (int round = 0; round < 800; ++round) {
         int users = 0;
         const auto list = [&](const auto& item) {
             std::string text = item();
@@ -282,27 +276,24 @@ TEST(CodexPositions, AnEditThatWouldMoveAHookOfTheUsersIsRefusedNeverDone) {
         };
         const auto groups = [&] { return list([&] { return fmt::format("{{'hooks':[{}]}}", list(entry)); }); };
         home.put(hooksFile, fmt::format("{{'hooks':{{'Stop':[{}],'UserPromptSubmit':[{}]}}}}", groups(), groups()));
+        const auto read = [&] { return *FileDocuments::read(*Files::read(home.path(hooksFile)), FileFormat::json); };
+        const auto before = read();
+        const auto& document = std::get<JSONDocument>(before);
+        std::set<Created> created;
+        if (chance() % 2 == 0) created = {Created::codexHookGroup};
+        const bool installs = chance() % 2 == 0;
         std::filesystem::remove(home.path(configFile));
-        for (const bool installs : {true, false}) {
-            const auto read = [&] {
-                return *JSONDocument::read(copyBytes(*home.ConfigFolder::read(hooksFile)), JSONDialect::strict);
-            };
-            const JSONDocument before = read();
-            const auto planned =
-                installs
-                    ? std::get<JSONDocument>(home.hook.installed(before)->document)
-                    : std::get<JSONDocument>(
-                          *home.hook.removed(before, ReceiptStore{home.path(receiptFile)}.read().created)->document);
-            const bool moves = places(planned.root()) != places(before.root());
-            const ConnectorOutcome outcome = installs ? home.connector.install() : home.connector.remove();
-            ASSERT_EQ(outcome.result == Result::refused, moves)
-                << home.ConnectorHome::told(outcome) << home.get(hooksFile);
-            ASSERT_EQ(places(read().root()), places(before.root()));
-            refusals += moves ? 1 : 0;
-        }
+        ASSERT_TRUE(ReceiptStore{home.path(receiptFile)}.write({created, {}, {}, {}}));
+        const auto planned =
+            installs ? home.hook.installed(document)->document : *home.hook.removed(document, created)->document;
+        const bool moves = places(planned) != places(before);
+        const ConnectorOutcome outcome = installs ? home.connector.install() : home.connector.remove();
+        ASSERT_EQ(outcome.result == Result::refused, moves) << home.get(hooksFile);
+        ASSERT_EQ(places(read()), places(before));
+        refusals += moves ? 1 : 0;
     }
-    EXPECT_GT(refusals, 100);
-    EXPECT_LT(refusals, 700);
+    EXPECT_GT(refusals, 200);
+    EXPECT_LT(refusals, 600);
 }
 
 }  // namespace
