@@ -56,12 +56,6 @@ Harness claudeCode() {
 }
 
 Harness codex() {
-    const std::vector<RoundTrip> hooks{
-        {"a group of the user's, and a matcher",
-         "{'hooks': {'UserPromptSubmit': [{'matcher': 'x', 'hooks': [{'command': 'mine'}]}]}}"},
-        {"an empty list of prompts", "{|  'hooks': {|    'UserPromptSubmit': []|  }|}|", asItWas,
-         REMAINS("UserPromptSubmit list")},
-    };
     const std::vector<RoundTrip> config{
         {"no final line feed", "a = 1"},
         {"no final line feed, carriage returns", "a = 1\r|[b]\r|c = 2"},
@@ -76,7 +70,7 @@ Harness codex() {
     return {.name = "Codex",
             .folder = ".codex",
             .receipt = "Library/Application Support/Larkmoor/Connectors/codex.json",
-            .files = {{".codex/hooks.json", hooks}, {".codex/config.toml", config}},
+            .files = {{".codex/config.toml", config}},
             .make = [](const ConnectorHome& home) { return std::make_unique<CodexConnector>(home.codex()); },
             .hooks =
                 [](const ConnectorHome& home) {

