@@ -11,6 +11,7 @@ namespace larkmoor {
 namespace {
 
 constexpr std::string_view promptEvent = "UserPromptSubmit";
+constexpr std::int64_t contextLimit = 7500;
 
 /// The member's number, if it is written as a whole one: 3.0 and 1e1 are not.
 std::optional<std::int64_t> wholeNumber(std::string_view member, const JSONNode& of, const JSONDocument& document) {
@@ -47,7 +48,6 @@ std::optional<CodexHookIdentity> CodexHookSite::identity() const {
 }
 
 CodexHookIdentity CodexHook::identity() const {
-    constexpr std::int64_t contextLimit = 7500;
     return {.command = paths.hookCommand(),
             .statusMessage = std::string{CodexPaths::hookStatusMessage},
             .timeout = paths.hookTimeoutSeconds,
@@ -55,12 +55,11 @@ CodexHookIdentity CodexHook::identity() const {
 }
 
 JSONLiteral CodexHook::entry() const {
-    const CodexHookIdentity written = identity();
     return JSONLiteral::object({{"type", "command"},
-                                {"command", written.command},
-                                {"statusMessage", *written.statusMessage},
-                                {"timeout", written.timeout},
-                                {"additionalContextLimit", *written.additionalContextLimit}});
+                                {"command", paths.hookCommand()},
+                                {"statusMessage", CodexPaths::hookStatusMessage},
+                                {"timeout", paths.hookTimeoutSeconds},
+                                {"additionalContextLimit", contextLimit}});
 }
 
 JSONLiteral CodexHook::group() const { return JSONLiteral::object({{"hooks", JSONLiteral::array({entry()})}}); }

@@ -64,8 +64,9 @@ std::optional<std::string> sessionCwd(const std::string& of) {
     if (!scan) return std::nullopt;
     const JSONNode* type = scan->root.node({"type"});
     const JSONNode* cwd = scan->root.node({"payload", "cwd"});
-    if (type == nullptr || type->text() != "session_meta" || cwd == nullptr || !cwd->text()) return std::nullopt;
-    return std::string{*cwd->text()};
+    const auto folder = cwd == nullptr ? std::nullopt : cwd->text();
+    if (type == nullptr || type->text() != "session_meta" || !folder) return std::nullopt;
+    return std::string{*folder};
 }
 
 ProjectReport projects(const CodexPaths& paths) {

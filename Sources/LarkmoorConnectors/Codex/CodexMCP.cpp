@@ -73,6 +73,7 @@ BlockFinding CodexMCP::find(const TOMLDocument& document, bool createdByUs) cons
                                                   TOMLText::joined(below.front().name))}};
     }
     std::vector<std::string> reasons;
+    reasons.reserve(below.size());
     for (const TOMLTable& each : below) {
         reasons.push_back(
             fmt::format("the table [{}] hangs under the Larkmoor MCP entry here, and this build did not write it",

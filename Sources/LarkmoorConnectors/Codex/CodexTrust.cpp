@@ -53,7 +53,7 @@ std::expected<BlockInstalled, TOMLEditFailure> installedAs(Bytes bytes, ReceiptA
 std::optional<CodexTrustSlot> CodexTrustSlot::parse(std::string_view key) {
     std::string_view path = key;
     const auto index = lastPart(path), group = lastPart(path), event = lastPart(path);
-    if (!event) return std::nullopt;
+    if (!index || !group || !event) return std::nullopt;
     const auto atIndex = asNumber(*index), atGroup = asNumber(*group);
     if (!atIndex || !atGroup) return std::nullopt;
     return CodexTrustSlot{std::string{key}, std::string{path}, std::string{*event}, *atGroup, *atIndex};

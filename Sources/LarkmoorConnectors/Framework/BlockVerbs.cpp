@@ -22,8 +22,8 @@ PlannedFile unplanned(const BlockFile& rules, const HarnessFile& file) {
 const FileDocument* pointerTo(const std::optional<FileDocument>& document) { return document ? &*document : nullptr; }
 
 std::unexpected<PlanFailure> failure(const HarnessFile& file, BlockFailure why) {
-    return std::unexpected{
-        PlanFailure{why.file.empty() ? file.label : std::move(why.file), std::move(why.reason), why.isSentence}};
+    if (why.file.empty()) why.file = file.label;
+    return std::unexpected{PlanFailure{std::move(why.file), std::move(why.reason), why.isSentence}};
 }
 
 void append(std::vector<Observation>& list, const std::string& subject, std::vector<std::string> texts) {
