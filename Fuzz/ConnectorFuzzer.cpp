@@ -1,10 +1,11 @@
 // Any bytes as a harness's file: a block that does not install says why; one that does is whole, installs again without
-// a change, and after its removal nothing of ours is left. A receipt that decodes comes back from its own bytes. Also
-// what the chat application's file becomes, and what a file: URL names.
+// a change, and after its removal nothing of ours is left; where nothing was, the user's bytes are. A receipt that
+// decodes comes back from its own bytes. Also what the chat application's file becomes, and what a file: URL names.
 #include "LarkmoorBase/FileURL.h"
 #include "LarkmoorBase/UTF8.h"
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeBlocks.h"
+#include "LarkmoorConnectors/Codex/CodexBlocks.h"
 #include "LarkmoorConnectors/Cursor/CursorBlocks.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 #include "Require.h"
@@ -20,6 +21,8 @@ Paths withExecutables(Paths paths) {
     paths.hookBinary = paths.mcpBinary = "/bin/sh";
     return paths;
 }
+
+CodexPaths codexPaths() { return withExecutables(CodexPaths::under("/h", "/Larkmoor.app")); }
 
 template <class Rules>
 void blockHolds(const Rules& rules, const JSONDocument& document) {
@@ -40,6 +43,34 @@ void blockHolds(const Rules& rules, const JSONDocument& document) {
     require(block.removed(*removed->document, {})->document == removed->document, "a second removal changes nothing");
 }
 
+/// Both blocks of Codex's configuration beside a whole hooks file.
+void configHolds(const FileDocument& file) {
+    const CodexHook hook{codexPaths()};
+    const auto seed = JSONDocument::read(copyBytes("{}"), JSONDialect::strict);
+    const FileDocument without = *seed, with = hook.installed(*seed)->document;
+    const ConnectorReceipt none;
+    const auto blocks = CodexConfigBlocks{codexPaths(), {&without, &with, none}}.blocks();
+    const bool wasThere = !blocks[0].find(file, false).is<BlockFinding::Absent>();
+    if (blocks[0].find(file, false).is<BlockFinding::Unreadable>()) return;
+    if (CodexMCP{codexPaths()}.refusalReason(std::get<TOMLFile>(file).document, false)) return;
+    auto server = blocks[0].installed(file, false);
+    auto trust = server ? blocks[1].installed(server->document, false) : std::move(server);
+    // Not where a lone carriage return is the last byte.
+    if (!trust) return;
+    const ConnectorReceipt receipt = none.with(server->made).with(trust->made);
+    const auto now = CodexConfigBlocks{codexPaths(), {&with, &with, receipt}}.blocks();
+    require(now[0].find(trust->document, true).is<BlockFinding::Connected>(), "the server table is whole");
+    require(now[1].find(trust->document, true).is<BlockFinding::Connected>() || !trust->warnings.empty(),
+            "the hook is trusted, or the user's switch is told of");
+    const auto again = now[1].installed(now[0].installed(trust->document, true)->document, true);
+    require(again->document == trust->document, "a second install changes nothing");
+    const auto after = CodexConfigBlocks{codexPaths(), {&with, &without, receipt}}.blocks();
+    const auto removed = after[1].removed(trust->document, receipt);
+    require(removed && after[0].find(*removed->document, false).is<BlockFinding::Absent>(), "nothing of ours is left");
+    const bool isNew = !wasThere && receipt.created.contains(Created::codexTrustTable);
+    require(!isNew || removed->document == file || !trust->notes.empty(), "the user's bytes come back");
+}
+
 void chatHolds(const JSONDocument& document) {
     const ClaudeChatConfig config;
     if (config.unreadableReason(document.root())) return;
@@ -56,6 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         const auto claude = withExecutables(ClaudeCodePaths::under("/h", "/Larkmoor.app"));
         blockHolds(ClaudeCodeHook{claude}, *document);
         blockHolds(ClaudeCodeMCP{claude}, *document);
+        blockHolds(CodexHook{codexPaths()}, *document);
         const auto cursor = withExecutables(CursorPaths::under("/h", "/Larkmoor.app", "/a"));
         blockHolds(CursorHook{cursor}, *document);
         blockHolds(CursorMCP{cursor}, *document);
@@ -64,6 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     if (const auto path = FileURL::path(asText(bytes))) {
         require(path->starts_with('/') && !path->contains('\0') && UTF8::isValid(*path), "a URL's path is a path");
     }
+    if (const auto file = FileDocuments::read(copyBytes(bytes), FileFormat::toml)) configHolds(*file);
     if (const auto receipt = ConnectorReceipt::decoded(bytes)) {
         require(ConnectorReceipt::decoded(receipt->encoded()) == receipt, "a receipt comes back from its own bytes");
     }

@@ -46,6 +46,8 @@ struct Home {
         for (const char* name : {"larkmoor-hook", "larkmoor-mcp"}) write(InstalledBundle::executable(bundle, name), "");
         write(home + "/.claude/settings.json", settingsJSON(fileSize));
         write(home + "/.claude.json", hooksJSON(fileSize));
+        write(home + "/.codex/hooks.json", hooksJSON(fileSize));
+        write(home + "/.codex/config.toml", hooksTOML(fileSize));
         write(home + "/.cursor/hooks.json", hooksJSON(fileSize));
         write(home + "/.cursor/mcp.json", hooksJSON(fileSize));
         write(home + "/Library/Application Support/Claude/claude_desktop_config.json", hooksJSON(fileSize));

@@ -1,6 +1,7 @@
 #include "LarkmoorConnectors/Connectors.h"
 
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
+#include "LarkmoorConnectors/Codex/CodexConnector.h"
 #include "LarkmoorConnectors/Cursor/CursorConnector.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
 
@@ -10,6 +11,7 @@ std::vector<std::unique_ptr<Connector>> all(const std::string& home, const std::
                                             const std::string& applications) {
     std::vector<std::unique_ptr<Connector>> connectors;
     connectors.push_back(std::make_unique<ClaudeCodeConnector>(home, bundle));
+    connectors.push_back(std::make_unique<CodexConnector>(home, bundle));
     connectors.push_back(std::make_unique<CursorConnector>(home, bundle, applications));
     return connectors;
 }

@@ -13,6 +13,7 @@
 
 #include "LarkmoorBase/RawText.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
+#include "LarkmoorConnectors/Codex/CodexConnector.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "LarkmoorConnectors/Cursor/CursorConnector.h"
@@ -46,6 +47,11 @@ class ConnectorHome : public ConfigFolder {
 
     ClaudeCodeConnector claudeCode() const {
         ClaudeCodeConnector connector{path(), bundle()};
+        connector.now = [] { return moment; };
+        return connector;
+    }
+    CodexConnector codex() const {
+        CodexConnector connector{path(), bundle()};
         connector.now = [] { return moment; };
         return connector;
     }
@@ -96,6 +102,12 @@ class ConnectorHome : public ConfigFolder {
     }
     std::string told(const ScanReport& report) const { return told(rawText(report.state), report.observations); }
 
+    static void replaceAll(std::string& text, std::string_view what, std::string_view by) {
+        for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+            text.replace(at, what.size(), by);
+        }
+    }
+
   private:
     static constexpr std::string_view tools = "^(Task|MCP:(grab|memory_add|meeting_get))$";
 
@@ -103,12 +115,6 @@ class ConnectorHome : public ConfigFolder {
         std::string text{result};
         for (const auto& [subject, said] : observations) text += "\n" + shown(subject) + ": " + shown(said);
         return text;
-    }
-
-    static void replaceAll(std::string& text, std::string_view what, std::string_view by) {
-        for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
-            text.replace(at, what.size(), by);
-        }
     }
 
     static void writeAt(const std::string& path, std::string_view text) {

@@ -1,6 +1,7 @@
 #include "LarkmoorConnectors/Harnesses.h"
 
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeBlocks.h"
+#include "LarkmoorConnectors/Codex/CodexHook.h"
 #include "LarkmoorConnectors/Cursor/CursorBlocks.h"
 #include "LarkmoorConnectors/Framework/BlockVerbs.h"
 #include "LarkmoorConnectors/Framework/Observations.h"
@@ -53,6 +54,33 @@ Harness claudeCode() {
                      "{hook} --harness claude-code --slot pretool",
                      "/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness claude-code",
                      "python3 /x/fenwright/larkmoor/Scripts/prime-hook.py"}};
+}
+
+Harness codex() {
+    const std::vector<RoundTrip> config{
+        {"no final line feed", "a = 1"},
+        {"no final line feed, carriage returns", "a = 1\r|[b]\r|c = 2"},
+        {"no final line feed behind a comment", "[b]|c = 2 # mine|# [mine"},
+        {"blank lines at the end", "a = 1|||"},
+        {"a byte-order mark", "\xEF\xBB\xBF[a]\r|b = 1\r|"},
+        {"a byte-order mark alone", "\xEF\xBB\xBF"},
+        {"an empty file", "", asItWas, EMPTY_FILE},
+        {"neighbours",
+         "[mcp_servers.larkmoor-2]|command = 'x'|[hooks.state.'/x:user_prompt_submit:0:0']|trusted_hash = ''|"},
+    };
+    return {.name = "Codex",
+            .folder = ".codex",
+            .receipt = "Library/Application Support/Larkmoor/Connectors/codex.json",
+            .files = {{".codex/config.toml", config}},
+            .make = [](const ConnectorHome& home) { return std::make_unique<CodexConnector>(home.codex()); },
+            .hooks =
+                [](const ConnectorHome& home) {
+                    return Block::json("", "", CodexHook{CodexPaths::under(home.path(), home.bundle())});
+                },
+            .events = {"UserPromptSubmit", "Stop"},
+            .ours = {"{hook} --harness codex", "{hook} --harness=codex",
+                     "/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness=codex",
+                     "python3 /x/fenwright/larkmoor/Scripts/larkmoor-hook.py"}};
 }
 
 Harness cursor() {
@@ -214,7 +242,7 @@ Harness fifth() {
 }  // namespace
 
 const std::vector<Harness>& harnesses() {
-    static const std::vector<Harness> all{claudeCode(), cursor(), fifth()};
+    static const std::vector<Harness> all{claudeCode(), codex(), cursor(), fifth()};
     return all;
 }
 

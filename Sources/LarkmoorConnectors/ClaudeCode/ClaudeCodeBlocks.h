@@ -21,6 +21,7 @@ namespace larkmoor {
 struct ClaudeCodeHook {
     ClaudeCodePaths paths;
 
+    HookLayout layout() const;
     JSONLiteral entry(const std::string& command) const;
     /// The three prompt entries.
     std::vector<JSONLiteral> entries() const;
@@ -46,7 +47,6 @@ struct ClaudeCodeHook {
     JSONEdit::Result installedPreTool(const JSONDocument& document, std::set<Created>& created) const;
 
   private:
-    HookLayout layout() const;
     std::optional<HookSite> exactPreTool(std::span<const HookSite> sites, const JSONDocument& document) const;
 };
 

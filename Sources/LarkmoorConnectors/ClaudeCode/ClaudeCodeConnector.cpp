@@ -45,15 +45,8 @@ ConnectorOutcome ClaudeCodeConnector::install() const {
 
 ConnectorOutcome ClaudeCodeConnector::remove() const { return blocks().remove(commitOptions()); }
 
-/// What may be rewritten unasked is a stale spelling or a wrong slot of our own program, never a wrong program.
 bool ClaudeCodeConnector::staleOwnWiring() const {
-    if (!isThere()) return false;
-    const BlockVerbs read = blocks();
-    const FileDocument* settings = read.document(0);
-    if (read.state() != ConnectorState::drifted || settings == nullptr) return false;
-    const auto sites = ClaudeCodeHook{paths}.sites(std::get<JSONDocument>(*settings).root());
-    const auto runsOurs = [this](const HookSite& site) { return site.runs(paths.hookBinary); };
-    return !sites.empty() && std::ranges::all_of(sites, runsOurs) && Files::exists(paths.hookBinary);
+    return isThere() && blocks().isStaleOwnWiring(0, ClaudeCodeHook{paths}.layout());
 }
 
 ProjectReport ClaudeCodeConnector::projects() const { return ClaudeCodeInventory::projects(paths); }

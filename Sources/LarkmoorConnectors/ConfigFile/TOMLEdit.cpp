@@ -35,8 +35,8 @@ std::int64_t startOfLine(BytesView bytes, std::int64_t offset) {
     return offset;
 }
 
-/// Where the table's own bytes end: at the comments directly above the next header, or else at `bodyEnd`. `entries` are
-/// the table's.
+}  // namespace
+
 std::int64_t ownEnd(BytesView bytes, const TOMLTable& of, std::span<const TOMLEntry> entries) {
     std::int64_t end = of.bodyEnd;
     if (end == std::ssize(bytes)) return end;
@@ -49,8 +49,6 @@ std::int64_t ownEnd(BytesView bytes, const TOMLTable& of, std::span<const TOMLEn
     }
     return end;
 }
-
-}  // namespace
 
 std::expected<TableSet, TOMLTextError> setTable(BytesView bytes, const TOMLName& name, std::span<const Line> lines) {
     const auto document = TOMLText::scan(bytes);

@@ -83,6 +83,10 @@ Bytes removeKey(BytesView bytes, const TOMLEntry& entry);
 /// Removes the table and one blank line above it.
 std::expected<Bytes, TOMLEditFailure> removeTable(BytesView bytes, const TOMLName& name);
 
+/// Where the bytes that such an edit may replace or remove end: at the comments directly above the next header, or else
+/// at the table's end. `of` and its `entries` are from a scan of the same bytes.
+std::int64_t ownEnd(BytesView bytes, const TOMLTable& of, std::span<const TOMLEntry> entries);
+
 /// The start of the line just before `before` if that line is blank, otherwise `before`.
 std::int64_t startOfOneBlankLine(BytesView bytes, std::int64_t before);
 

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "LarkmoorConnectors/ConfigFile/TOMLText.h"
-
 namespace larkmoor {
 
 namespace JSONShape {
@@ -25,6 +23,12 @@ bool isEmptyContainer(const JSONNode& value) {
 }
 
 }  // namespace JSONShape
+
+std::expected<TOMLFile, TOMLTextError> TOMLFile::read(Bytes bytes) {
+    auto document = TOMLText::scan(bytes);
+    if (!document) return std::unexpected{std::move(document.error())};
+    return TOMLFile{std::move(bytes), std::move(*document)};
+}
 
 namespace FileDocuments {
 
@@ -59,9 +63,9 @@ std::expected<FileDocument, std::string> read(Bytes bytes, FileFormat format) {
         case FileFormat::jsonWithComments:
             return readJSON(std::move(bytes), JSONDialect::withComments);
         case FileFormat::toml: {
-            auto document = TOMLText::scan(bytes);
-            if (!document) return std::unexpected{document.error().description()};
-            return TOMLFile{std::move(bytes), std::move(*document)};
+            auto file = TOMLFile::read(std::move(bytes));
+            if (!file) return std::unexpected{file.error().description()};
+            return std::move(*file);
         }
         case FileFormat::text:
             return bytes;

@@ -13,7 +13,7 @@
 #include "LarkmoorBase/Bytes.h"
 #include "LarkmoorBase/ClosedVariant.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
-#include "LarkmoorConnectors/ConfigFile/TOMLDocument.h"
+#include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 
 namespace larkmoor {
@@ -70,6 +70,8 @@ struct TOMLFile {
     Bytes bytes;
     TOMLDocument document;  ///< the scan of `bytes`
 
+    static std::expected<TOMLFile, TOMLTextError> read(Bytes bytes);
+
     bool operator==(const TOMLFile& other) const { return bytes == other.bytes; }
 };
 
@@ -95,8 +97,9 @@ bool isEmptyTopLevel(const FileDocument& document);
 /// The file with our block in it.
 struct BlockInstalled {
     FileDocument document;
-    ReceiptAddition made{};            ///< what the installation had to create around the block
-    std::vector<std::string> notes{};  ///< additional messages for the user, if anything was changed
+    ReceiptAddition made{};               ///< what the installation had to create around the block
+    std::vector<std::string> notes{};     ///< additional messages for the user, if anything was changed
+    std::vector<std::string> warnings{};  ///< the same, even if nothing was changed
 };
 
 /// The file without our block.
@@ -105,15 +108,33 @@ struct BlockRemoved {
     std::vector<std::string> leftovers{};  ///< which empty containers stay, and why
 };
 
+/// Why a block is not planned, a text for the user. A reason, which is said after "nothing was written — ", converts.
+struct [[nodiscard]] BlockFailure {
+    std::string reason;
+    bool isSentence = false;  ///< said as it is
+    std::string file{};       ///< the file that it is about, if not the block's
+
+    BlockFailure(std::string why) : reason(std::move(why)) {}
+    static BlockFailure sentence(std::string text, std::string file = {}) {
+        BlockFailure failure{std::move(text)};
+        failure.isSentence = true;
+        failure.file = std::move(file);
+        return failure;
+    }
+};
+
 struct Block {
     std::string_view noun;             ///< "hook entry"
     std::string command;               ///< command line that the block should run
     std::optional<Created> created{};  ///< its mark in the receipt, if the receipt decides whose the block is
+    /// What is said of the block when it is connected, instead of its noun and command. Its reasons are then whole
+    /// sentences, and an absent block is not mentioned.
+    std::string_view sentence{};
 
     // `createdByUs`: the receipt contains `created`. An error is a description for the user.
     std::function<BlockFinding(const FileDocument&, bool createdByUs)> find;
-    std::function<std::expected<BlockInstalled, std::string>(const FileDocument&, bool createdByUs)> installed;
-    std::function<std::expected<BlockRemoved, std::string>(const FileDocument&, const ConnectorReceipt&)> removed;
+    std::function<std::expected<BlockInstalled, BlockFailure>(const FileDocument&, bool createdByUs)> installed;
+    std::function<std::expected<BlockRemoved, BlockFailure>(const FileDocument&, const ConnectorReceipt&)> removed;
 
     /// The block of a JSON file. `rules` is copied; it has `find`, `installed` and `removed` over a JSONDocument, the
     /// last with the set of `Created`, whose failures have a `description()`.
@@ -138,6 +159,13 @@ struct Block {
     }
 };
 
+/// What the blocks of a file may depend on besides that file: the one before it in the list of the harness's files.
+struct BlockContext {
+    const FileDocument* read = nullptr;     ///< null if that file does not exist or could not be parsed
+    const FileDocument* planned = nullptr;  ///< as the verb leaves it, null if it removes it; in a scan as it was read
+    const ConnectorReceipt& receipt;
+};
+
 /// A file with blocks of ours. They are planned in this order, each on the result of the one before.
 struct BlockFile {
     std::string path;  ///< as the user knows it
@@ -145,7 +173,10 @@ struct BlockFile {
     FileFormat format = FileFormat::json;
     std::string_view seed = "{}\n";   ///< initial content of a file that does not exist
     std::string_view what = "entry";  ///< noun for our entries in it, in messages
-    std::vector<Block> blocks;
+    std::vector<Block> blocks{};
+    /// Makes `blocks`, if they depend on the file before. Called for the scan and for each plan; the context is valid
+    /// during the call only.
+    std::function<std::vector<Block>(const BlockContext&)> blocksAfter{};
 
     /// `isResidue`: nothing worth keeping is left in the file, so it is deleted if we created it. `residueStays`: the
     /// message if somebody else created it.

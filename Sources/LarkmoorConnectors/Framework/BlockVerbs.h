@@ -8,6 +8,7 @@
 
 #include "LarkmoorConnectors/Framework/Block.h"
 #include "LarkmoorConnectors/Framework/Commitment.h"
+#include "LarkmoorConnectors/Framework/HookLayout.h"
 
 namespace larkmoor {
 
@@ -20,8 +21,18 @@ class BlockVerbs {
     /// The document of the file with this index; null if the file does not exist, or could not be read or parsed.
     const FileDocument* document(std::size_t file) const;
 
+    /// Empty if no block asks for it.
+    const ConnectorReceipt& receipt() const { return receipt_; }
+
     ConnectorState state() const;
     std::vector<Observation> observations() const;
+
+    /// Whether our blocks are out of date and safe to rewrite without asking: our hooks in the file with this index all
+    /// run their `binary`, which exists. Another spelling or shape is rewritten so, never another program.
+    bool isStaleOwnWiring(std::size_t file, const HookLayout& hooks) const;
+
+    /// The files that exist but could not be read; all else here takes them for absent.
+    std::vector<UnreadFile> unread() const;
 
     /// The refusal if files could not be parsed, which names all of them; nullopt if there are none.
     std::optional<ConnectorOutcome> readingRefusal() const;
@@ -44,19 +55,25 @@ class BlockVerbs {
     using Plan = std::vector<PlannedFile>;  ///< of the files before this one
     struct Installation {
         PlannedFile planned;
+        std::optional<FileDocument> document{};  ///< what is planned, parsed
         ReceiptAddition made{};
-        std::vector<Observation> notes{};
+        std::vector<Observation> notes{}, warnings{};
     };
     struct Removal {
         PlannedFile planned;
+        std::optional<FileDocument> document{};  ///< what is planned, parsed
         std::vector<Observation> said{};
     };
 
     bool createdByUs(const Block& block) const { return block.created && receipt_.created.contains(*block.created); }
     std::vector<BlockFinding> findings(const ReadFile& read) const;
-    std::expected<Installation, PlanFailure> planInstallation(const ReadFile& read, const Plan& before) const;
-    static std::expected<Removal, PlanFailure> planRemoval(const ReadFile& read, const Plan& before,
-                                                           const ConnectorReceipt& receipt);
+    /// The blocks of the file with this index, if the file before is planned so.
+    std::vector<Block> blocks(std::size_t file, const FileDocument* planned, const ConnectorReceipt& receipt) const;
+    // `previous` is what is planned for the file before the one with this index.
+    std::expected<Installation, PlanFailure> planInstallation(std::size_t file, const Plan& before,
+                                                              const FileDocument* previous) const;
+    std::expected<Removal, PlanFailure> planRemoval(std::size_t file, const Plan& before, const FileDocument* previous,
+                                                    const ConnectorReceipt& receipt) const;
     static std::expected<std::optional<FileDocument>, PlanFailure> planned(const ReadFile& read, const Plan& before);
 
     ReceiptStore receipts_;

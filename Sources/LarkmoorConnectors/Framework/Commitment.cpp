@@ -154,7 +154,8 @@ ConnectorOutcome removed(std::span<const PlannedFile> plan, const ReceiptStore& 
 }
 
 ConnectorOutcome refused(const PlanFailure& failure) {
-    return ConnectorOutcome::refused({{failure.file, "nothing was written — " + failure.reason}});
+    return ConnectorOutcome::refused(
+        {{failure.file, failure.isSentence ? failure.reason : "nothing was written — " + failure.reason}});
 }
 
 ConnectorOutcome refused(std::span<const UnreadFile> unread) {

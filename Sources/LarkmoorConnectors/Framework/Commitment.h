@@ -42,6 +42,7 @@ struct PlannedFile {
 /// Why there is no plan for a file; `reason` is a text for the user.
 struct [[nodiscard]] PlanFailure {
     std::string file, reason;
+    bool isSentence = false;  ///< the reason is said as it is, not after "nothing was written — "
 };
 
 /// A file that could not be read or parsed, and why.

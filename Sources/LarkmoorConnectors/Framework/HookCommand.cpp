@@ -23,7 +23,9 @@ bool runsHookOfBundle(std::string_view command, std::string_view harness) {
 }  // namespace
 
 std::optional<HookOwnership> tier(std::string_view of, std::span<const std::string> currents) {
+    // Nearly every command of a file is somebody else's, and is passed over soon. All spellings have the same length.
     for (const std::string& current : currents) {
+        if (current.size() != of.size()) continue;
         const auto known = spellings(current);
         if (std::ranges::find(known, of) != known.end()) return HookOwnership::current;
     }
@@ -31,6 +33,7 @@ std::optional<HookOwnership> tier(std::string_view of, std::span<const std::stri
         const std::string_view name = ConfigPath::lastComponent(*script);
         if (std::ranges::find(legacyScripts, name) != std::end(legacyScripts)) return HookOwnership::stale;
     }
+    if (!of.contains("/larkmoor-hook")) return std::nullopt;
     for (const std::string& current : currents) {
         const auto harness = BundleCommand::harness(current);
         if (!harness) continue;

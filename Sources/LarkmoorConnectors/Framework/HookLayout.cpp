@@ -39,7 +39,11 @@ void eachList(const JSONNode& root, bool grouped, Visit visit) {
 
 }  // namespace
 
-std::vector<HookSite> HookLayout::sites(const JSONNode& root) const {
+std::vector<HookSite> HookLayout::sites(const JSONNode& root) const { return entries(root, true); }
+
+std::vector<HookSite> HookLayout::foreignSites(const JSONNode& root) const { return entries(root, false); }
+
+std::vector<HookSite> HookLayout::entries(const JSONNode& root, bool ours) const {
     std::vector<HookSite> sites;
     eachList(root, grouped, [&](const JSONMember& event, std::size_t group, const JSONNode*, const JSONNode* list) {
         if (list == nullptr) return;
@@ -48,8 +52,9 @@ std::vector<HookSite> HookLayout::sites(const JSONNode& root) const {
             const JSONMember* command = entries[index].member("command");
             const auto text = command == nullptr ? std::nullopt : command->value.text();
             const auto tier = text ? HookCommand::tier(*text, currents) : std::nullopt;
-            if (!tier) continue;
-            sites.push_back({std::string{event.key}, asIndex(group), asIndex(index), std::string{*text}, *tier});
+            if (tier.has_value() != ours) continue;
+            sites.push_back({std::string{event.key}, asIndex(group), asIndex(index), std::string{text.value_or("")},
+                             tier.value_or(HookOwnership::stale)});
         }
     });
     return sites;
@@ -123,14 +128,15 @@ std::vector<std::string> HookLayout::driftReasons(std::span<const HookSite> site
                                                   const std::function<bool()>& shapeIsRight) const {
     std::vector<std::string> reasons;
     if (sites.size() != currents.size()) {
-        reasons.push_back(fmt::format("this file holds {} Larkmoor {} where {} are expected", sites.size(),
-                                      sites.size() == 1 ? "entry" : "entries", expectedCount));
+        reasons.push_back(fmt::format("this file holds {} Larkmoor {} where {} {} expected", sites.size(),
+                                      sites.size() == 1 ? "entry" : "entries", expectedCount,
+                                      currents.size() == 1 ? "is" : "are"));
     }
     for (const HookSite& site : sites) {
         const std::string_view expected = expectedEvent(site.command);
         if (site.event == expected) continue;
         reasons.push_back(
-            fmt::format("a Larkmoor entry here is under the {} event rather than {}", site.event, expected));
+            fmt::format("a Larkmoor entry here is under the {} event{} {}", site.event, ratherThan, expected));
     }
     const bool isMisplaced = !reasons.empty();
     const auto prompt = std::ranges::find_if_not(sites, HookCommand::isPreTool, &HookSite::command);

@@ -32,9 +32,14 @@ struct HookLayout {
     bool grouped = true;                ///< entries are in groups
     std::vector<std::string> currents;  ///< the commands that this build writes, in the order of the events
     std::string binary;                 ///< path of the program that these commands run
+    /// In a message, between the event of an entry and the expected one.
+    std::string_view ratherThan = " rather than";
 
     /// Entries of ours under any event whatever, in file order.
     std::vector<HookSite> sites(const JSONNode& root) const;
+
+    /// All other entries, under any event whatever, in file order; `command` is empty where an entry has none.
+    std::vector<HookSite> foreignSites(const JSONNode& root) const;
 
     /// The reason why the file cannot be edited although it scans: an object that an edit may change has duplicate
     /// keys. nullopt if there is none.
@@ -47,8 +52,9 @@ struct HookLayout {
     BlockFinding find(const JSONNode& root,
                       const std::function<std::vector<std::string>(std::span<const HookSite>)>& driftReasons) const;
 
-    /// Why the entries differ from those that this build writes: their number ("four are expected"), their events, then
-    /// the command of one of them as a sample for all. The shape is checked only if number and events are right.
+    /// Why the entries differ from those that this build writes: their number ("four are expected", "one is"), their
+    /// events, then the command of one of them as a sample for all. The shape is checked only if number and events are
+    /// right.
     std::vector<std::string> driftReasons(std::span<const HookSite> sites, std::string_view expectedCount,
                                           const std::function<bool()>& shapeIsRight) const;
 
@@ -75,6 +81,7 @@ struct HookLayout {
                                                          const std::set<Created>& created) const;
 
   private:
+    std::vector<HookSite> entries(const JSONNode& root, bool ours) const;
     const HookEvent* known(std::string_view event) const;
     /// The event that a command of ours belongs under.
     std::string_view expectedEvent(std::string_view command) const;

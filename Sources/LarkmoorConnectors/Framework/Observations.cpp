@@ -31,16 +31,19 @@ std::vector<Observation> of(const BlockFinding& finding, const BlockFile& file, 
         },
         [&](const BlockFinding::Drifted& drifted) {
             for (const std::string& reason : drifted.reasons) {
-                say(fmt::format("the Larkmoor {} here — {}", block.noun, reason));
+                say(block.sentence.empty() ? fmt::format("the Larkmoor {} here — {}", block.noun, reason) : reason);
             }
         },
         [&](const BlockFinding::Foreign& foreign) {
             for (const std::string& reason : foreign.reasons) say(reason);
         },
         [&](const BlockFinding::FileAbsent&) { say("there is no file here"); },
-        [&](const BlockFinding::Absent&) { say(fmt::format("this file holds no Larkmoor {}", block.noun)); },
+        [&](const BlockFinding::Absent&) {
+            if (block.sentence.empty()) say(fmt::format("this file holds no Larkmoor {}", block.noun));
+        },
         [&](const BlockFinding::Connected&) {
-            say(fmt::format("the Larkmoor {} here runs {}", block.noun, block.command));
+            say(block.sentence.empty() ? fmt::format("the Larkmoor {} here runs {}", block.noun, block.command)
+                                       : std::string{block.sentence});
         });
     return said;
 }
