@@ -66,8 +66,6 @@ ConnectorOutcome CodexConnector::install() const {
 
 ConnectorOutcome CodexConnector::remove() const {
     const BlockVerbs read = blocks();
-    // With the receipt we would lose the places of the records in it.
-    if (const auto unread = read.unread(); !unread.empty()) return Commitment::refused(unread);
     if (auto refused = refusal(read)) return std::move(*refused);
     return read.remove(commitOptions(), true);
 }

@@ -95,15 +95,6 @@ std::vector<Observation> BlockVerbs::observations() const {
     return said;
 }
 
-std::vector<UnreadFile> BlockVerbs::unread() const {
-    std::vector<UnreadFile> unread;
-    for (const ReadFile& read : files_) {
-        if (!read.file.fault) continue;
-        unread.push_back({read.rules.path, FileDocuments::name(read.rules.format), read.file.fault->reason()});
-    }
-    return unread;
-}
-
 std::optional<ConnectorOutcome> BlockVerbs::readingRefusal() const {
     std::vector<UnreadFile> unread;
     for (const ReadFile& read : files_) {

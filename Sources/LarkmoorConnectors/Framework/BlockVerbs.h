@@ -31,9 +31,6 @@ class BlockVerbs {
     /// run their `binary`, which exists. Another spelling or shape is rewritten so, never another program.
     bool isStaleOwnWiring(std::size_t file, const HookLayout& hooks) const;
 
-    /// The files that exist but could not be read; all else here takes them for absent.
-    std::vector<UnreadFile> unread() const;
-
     /// The refusal if files could not be parsed, which names all of them; nullopt if there are none.
     std::optional<ConnectorOutcome> readingRefusal() const;
 
