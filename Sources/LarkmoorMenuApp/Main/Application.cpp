@@ -128,10 +128,12 @@ MenuPlatform Application::platform() {
         .alerts = alerts_,
         .makeStatusItem =
             [this] {
+                const char* desktop = std::getenv("XDG_CURRENT_DESKTOP");
                 auto item = std::make_unique<StatusNotifierItem>(
                     loop_, bus_,
                     StatusNotifierItem::Options{.title = std::string{ClientInstance::productName},
-                                                .iconThemePath = bundle_.resources() + "/icons"});
+                                                .iconThemePath = bundle_.resources() + "/icons",
+                                                .dialect = TrayDialect::of(desktop != nullptr ? desktop : "")});
                 item_ = item.get();
                 return item;
             },

@@ -1,5 +1,7 @@
 #include "LarkmoorPlatform/Linux/Tray/StatusNotifierItem.h"
 
+#include <fmt/format.h>
+
 #include <cerrno>
 #include <string_view>
 #include <utility>
@@ -9,20 +11,23 @@
 
 namespace larkmoor {
 
-std::string_view iconName(StatusIcon icon) {
+std::string iconName(StatusIcon icon, TrayDialect dialect) {
+    const auto named = [&](std::string_view name) {
+        return fmt::format("larkmoor-{}-{}", name, dialect.symbolicIcons ? "symbolic" : "plain");
+    };
     switch (icon) {
         case StatusIcon::trailFilled:
-            return "larkmoor-trail-filled-symbolic";
+            return named("trail-filled");
         case StatusIcon::trailHollow:
-            return "larkmoor-trail-hollow-symbolic";
+            return named("trail-hollow");
         case StatusIcon::attention:
-            return "larkmoor-attention-symbolic";
+            return named("attention");
     }
     return {};
 }
 
-StatusAppearance StatusAppearance::of(StatusIcon icon, std::string_view label) {
-    return {.iconName = std::string{larkmoor::iconName(icon)},
+StatusAppearance StatusAppearance::of(StatusIcon icon, std::string_view label, TrayDialect dialect) {
+    return {.iconName = larkmoor::iconName(icon, dialect),
             .status = icon == StatusIcon::attention ? "NeedsAttention" : "Active",
             .label = MenuText::cleaned(label),
             .headline = MenuText::withoutMarkup(label)};
@@ -44,7 +49,8 @@ std::vector<std::string_view> signalsBetween(const StatusAppearance& before, con
 namespace {
 
 constexpr const char* interface = "org.kde.StatusNotifierItem";
-constexpr const char* itemPath = "/StatusNotifierItem";
+/// Cinnamon opens the menu by a left click only for items below this path. The others take any.
+constexpr const char* itemPath = "/org/ayatana/NotificationItem/larkmoor";
 constexpr const char* menuPath = "/MenuBar";
 constexpr const char* watcherName = "org.kde.StatusNotifierWatcher";
 constexpr const char* watcherPath = "/StatusNotifierWatcher";
@@ -115,7 +121,8 @@ const sd_bus_vtable StatusNotifierItem::Table::rows[] = {
     changing("IconAccessibleDesc", "s", [](auto& item, auto& out) { out.text(item.appearance_.label); }),
     fixed("OverlayIconName", "s", [](auto&, auto& out) { out.text(""); }),
     fixed("OverlayIconPixmap", "a(iiay)", [](auto&, auto& out) { writePixmaps(out, {}); }),
-    fixed("AttentionIconName", "s", [](auto&, auto& out) { out.text(std::string{iconName(StatusIcon::attention)}); }),
+    fixed("AttentionIconName", "s",
+          [](auto& item, auto& out) { out.text(iconName(StatusIcon::attention, item.dialect_)); }),
     fixed("AttentionIconPixmap", "a(iiay)",
           [](auto&, auto& out) { writePixmaps(out, glyphPixmaps(StatusIcon::attention)); }),
     changing("AttentionAccessibleDesc", "s", [](auto& item, auto& out) { out.text(item.appearance_.label); }),
@@ -142,14 +149,15 @@ const sd_bus_vtable StatusNotifierItem::Table::rows[] = {
 StatusNotifierItem::StatusNotifierItem(MainLoop& loop, SessionBus& bus, Options options)
     : bus_(bus),
       iconThemePath_(std::move(options.iconThemePath)),
-      appearance_(StatusAppearance::of(icon_, options.title)),
-      menu_(loop, bus, menuPath),
+      dialect_(options.dialect),
+      appearance_(StatusAppearance::of(icon_, options.title, dialect_)),
+      menu_(loop, bus, menuPath, dialect_),
       object_(bus.addObject(itemPath, interface, Table::rows, this)),
       // After item and menu were exported: hosts read both as soon as the watcher announces the item.
       watcher_(bus.watchName(watcherName, [this](const std::string& owner) { registerWith(owner); })) {}
 
 void StatusNotifierItem::setIcon(StatusIcon icon, std::string label) {
-    const StatusAppearance before = std::exchange(appearance_, StatusAppearance::of(icon, label));
+    const StatusAppearance before = std::exchange(appearance_, StatusAppearance::of(icon, label, dialect_));
     icon_ = icon;
     for (const std::string_view signal : signalsBetween(before, appearance_)) emit(std::string{signal});
 }
@@ -162,7 +170,8 @@ std::string StatusNotifierItem::takeActivationToken() { return std::exchange(act
 void StatusNotifierItem::registerWith(const std::string& watcher) {
     if (watcher.empty()) return;
     const BusMessage call = bus_.methodCall(watcher, watcherPath, watcherName, "RegisterStatusNotifierItem");
-    BusWriter{call}.text(bus_.uniqueName());
+    // A path instead of a bus name stands for the sender's.
+    BusWriter{call}.text(itemPath);
     bus_.send(call);
 }
 

@@ -9,6 +9,7 @@
 #include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/Tray/DbusMenu.h"
+#include "LarkmoorPlatform/Linux/Tray/TrayDialect.h"
 #include "LarkmoorPlatform/StatusItem.h"
 
 namespace larkmoor {
@@ -20,13 +21,13 @@ struct StatusAppearance {
     std::string label;     ///< the accessible name
     std::string headline;  ///< the label without markup characters, for title and tooltip
 
-    static StatusAppearance of(StatusIcon icon, std::string_view label);
+    static StatusAppearance of(StatusIcon icon, std::string_view label, TrayDialect dialect = {});
 
     bool operator==(const StatusAppearance&) const = default;
 };
 
-/// The name in the icon theme, such as "larkmoor-trail-filled-symbolic".
-std::string_view iconName(StatusIcon icon);
+/// The name in the icon theme, "larkmoor-trail-filled-symbolic" or "larkmoor-trail-filled-plain".
+std::string iconName(StatusIcon icon, TrayDialect dialect = {});
 
 /// The signals for a change, to be sent after the properties have changed. Attention changes the icon too, since some
 /// hosts do not repaint for NewStatus alone.
@@ -38,7 +39,8 @@ class StatusNotifierItem : public StatusItem {
   public:
     struct Options {
         std::string title;          ///< the label until the first `setIcon`
-        std::string iconThemePath;  ///< the folder that holds "hicolor"; some hosts need it to find icons by name
+        std::string iconThemePath;  ///< the folder with the icons; some hosts need it to find them by name
+        TrayDialect dialect{};
     };
 
     StatusNotifierItem(MainLoop& loop, SessionBus& bus, Options options);
@@ -60,6 +62,7 @@ class StatusNotifierItem : public StatusItem {
 
     SessionBus& bus_;
     std::string iconThemePath_;
+    TrayDialect dialect_;
     StatusIcon icon_ = StatusIcon::trailFilled;
     StatusAppearance appearance_;
     std::string activationToken_;

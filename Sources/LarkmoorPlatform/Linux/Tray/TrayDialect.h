@@ -1,0 +1,21 @@
+// What tray hosts do differently with the same properties. Pure.
+#pragma once
+
+#include <string_view>
+
+namespace larkmoor {
+
+struct TrayDialect {
+    /// Symbolic icons take the colour of the panel's text.
+    bool symbolicIcons = true;
+    /// The side of the images of menu rows. Hosts scale them to 16 points, so 32 stay sharp on a dense screen.
+    int rowImagePixels = 32;
+    /// A row that loses its image gets a transparent one, where hosts keep showing an image that is removed. Others
+    /// would indent the row.
+    bool blankLostImages = false;
+
+    /// `desktop` is a list with colons, as $XDG_CURRENT_DESKTOP has it.
+    static TrayDialect of(std::string_view desktop);
+};
+
+}  // namespace larkmoor
