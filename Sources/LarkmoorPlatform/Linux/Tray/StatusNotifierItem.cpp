@@ -1,7 +1,5 @@
 #include "LarkmoorPlatform/Linux/Tray/StatusNotifierItem.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <string_view>
 #include <utility>
@@ -11,23 +9,20 @@
 
 namespace larkmoor {
 
-std::string iconName(StatusIcon icon, TrayDialect dialect) {
-    const auto named = [&](std::string_view name) {
-        return fmt::format("larkmoor-{}-{}", name, dialect.symbolicIcons ? "symbolic" : "plain");
-    };
+std::string_view iconName(StatusIcon icon) {
     switch (icon) {
         case StatusIcon::trailFilled:
-            return named("trail-filled");
+            return "larkmoor-trail-filled-symbolic";
         case StatusIcon::trailHollow:
-            return named("trail-hollow");
+            return "larkmoor-trail-hollow-symbolic";
         case StatusIcon::attention:
-            return named("attention");
+            return "larkmoor-attention-symbolic";
     }
     return {};
 }
 
-StatusAppearance StatusAppearance::of(StatusIcon icon, std::string_view label, TrayDialect dialect) {
-    return {.iconName = larkmoor::iconName(icon, dialect),
+StatusAppearance StatusAppearance::of(StatusIcon icon, std::string_view label) {
+    return {.iconName = std::string{larkmoor::iconName(icon)},
             .status = icon == StatusIcon::attention ? "NeedsAttention" : "Active",
             .label = MenuText::cleaned(label),
             .headline = MenuText::withoutMarkup(label)};
@@ -121,8 +116,7 @@ const sd_bus_vtable StatusNotifierItem::Table::rows[] = {
     changing("IconAccessibleDesc", "s", [](auto& item, auto& out) { out.text(item.appearance_.label); }),
     fixed("OverlayIconName", "s", [](auto&, auto& out) { out.text(""); }),
     fixed("OverlayIconPixmap", "a(iiay)", [](auto&, auto& out) { writePixmaps(out, {}); }),
-    fixed("AttentionIconName", "s",
-          [](auto& item, auto& out) { out.text(iconName(StatusIcon::attention, item.dialect_)); }),
+    fixed("AttentionIconName", "s", [](auto&, auto& out) { out.text(std::string{iconName(StatusIcon::attention)}); }),
     fixed("AttentionIconPixmap", "a(iiay)",
           [](auto&, auto& out) { writePixmaps(out, glyphPixmaps(StatusIcon::attention)); }),
     changing("AttentionAccessibleDesc", "s", [](auto& item, auto& out) { out.text(item.appearance_.label); }),
@@ -148,16 +142,15 @@ const sd_bus_vtable StatusNotifierItem::Table::rows[] = {
 
 StatusNotifierItem::StatusNotifierItem(MainLoop& loop, SessionBus& bus, Options options)
     : bus_(bus),
-      iconThemePath_(std::move(options.iconThemePath)),
-      dialect_(options.dialect),
-      appearance_(StatusAppearance::of(icon_, options.title, dialect_)),
-      menu_(loop, bus, menuPath, dialect_),
+      iconThemePath_(options.dialect.ownIcons ? std::move(options.iconThemePath) : ""),
+      appearance_(StatusAppearance::of(icon_, options.title)),
+      menu_(loop, bus, menuPath, options.dialect),
       object_(bus.addObject(itemPath, interface, Table::rows, this)),
       // After item and menu were exported: hosts read both as soon as the watcher announces the item.
       watcher_(bus.watchName(watcherName, [this](const std::string& owner) { registerWith(owner); })) {}
 
 void StatusNotifierItem::setIcon(StatusIcon icon, std::string label) {
-    const StatusAppearance before = std::exchange(appearance_, StatusAppearance::of(icon, label, dialect_));
+    const StatusAppearance before = std::exchange(appearance_, StatusAppearance::of(icon, label));
     icon_ = icon;
     for (const std::string_view signal : signalsBetween(before, appearance_)) emit(std::string{signal});
 }

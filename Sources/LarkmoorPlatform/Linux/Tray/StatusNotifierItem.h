@@ -21,13 +21,13 @@ struct StatusAppearance {
     std::string label;     ///< the accessible name
     std::string headline;  ///< the label without markup characters, for title and tooltip
 
-    static StatusAppearance of(StatusIcon icon, std::string_view label, TrayDialect dialect = {});
+    static StatusAppearance of(StatusIcon icon, std::string_view label);
 
     bool operator==(const StatusAppearance&) const = default;
 };
 
-/// The name in the icon theme, "larkmoor-trail-filled-symbolic" or "larkmoor-trail-filled-plain".
-std::string iconName(StatusIcon icon, TrayDialect dialect = {});
+/// The name in the icon theme, such as "larkmoor-trail-filled-symbolic".
+std::string_view iconName(StatusIcon icon);
 
 /// The signals for a change, to be sent after the properties have changed. Attention changes the icon too, since some
 /// hosts do not repaint for NewStatus alone.
@@ -62,7 +62,6 @@ class StatusNotifierItem : public StatusItem {
 
     SessionBus& bus_;
     std::string iconThemePath_;
-    TrayDialect dialect_;
     StatusIcon icon_ = StatusIcon::trailFilled;
     StatusAppearance appearance_;
     std::string activationToken_;

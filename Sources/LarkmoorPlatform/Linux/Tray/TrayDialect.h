@@ -6,8 +6,9 @@
 namespace larkmoor {
 
 struct TrayDialect {
-    /// Symbolic icons take the colour of the panel's text.
-    bool symbolicIcons = true;
+    /// The item names its own folder of icons. Where that shows nothing, hosts take the icon from the theme, or the
+    /// pixmap if the icons are not installed there.
+    bool ownIcons = true;
     /// The side of the images of menu rows. Hosts scale them to 16 points, so 32 stay sharp on a dense screen.
     int rowImagePixels = 32;
     /// A row that loses its image gets a transparent one, where hosts keep showing an image that is removed. Others
