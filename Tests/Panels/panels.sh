@@ -260,16 +260,18 @@ panel_close() {
     xdotool key Escape mousemove 700 500
     [ "$panel_keyboard" = yes ] || xdotool click 1
     panel_wait 20 "end of the menu" panel_menu_is_gone || return 1
-    # The icon looks as if pointed at until the pointer moves without the menu.
-    xdotool mousemove 690 510
+    # Until then the icon may look as if it were pointed at.
+    xdotool mousemove 690 510 click 1
     panel_settle
 }
 
-# A click on a row that is off does nothing and leaves the menu open: from the top down, the first row that is on is hit.
+# From the top down, the first row that is on is hit: a click on one that is off does nothing, and a menu that a click
+# between rows closed is opened again, unless the command just needs a moment.
 panel_click_first_row() {
     local width height x y down turn
     IFS='x+' read -r width height x y <<<"$panel_menu"
-    for ((down = panel_y + 22; down < y + height; down += 6)); do
+    for ((down = (y > panel_y ? y : panel_y + 12) + 10; down < y + height; down += 6)); do
+        panel_menu_shows || { panel_wait 2 "word" "$@" 2>/dev/null && return 0; } || panel_open || return 1
         xdotool mousemove $((x + width / 4)) "$down" sleep "$panel_hover" click 1
         for turn in 1 2 3; do
             "$@" && return 0
