@@ -15,8 +15,9 @@ struct TrayDialect {
     /// would indent the row.
     bool blankLostImages = false;
 
-    /// `desktop` is a list with colons, as $XDG_CURRENT_DESKTOP has it.
-    static TrayDialect of(std::string_view desktop);
+    /// `desktop` is a list with colons, as $XDG_CURRENT_DESKTOP has it, and `scale` the session's number of pixels for
+    /// a point, as $GDK_SCALE and $QT_SCALE_FACTOR have it; empty for 1.
+    static TrayDialect of(std::string_view desktop, std::string_view scale);
 };
 
 }  // namespace larkmoor

@@ -45,17 +45,16 @@ TEST(StatusAppearance, AHostThatReadsAgainWhatIsSignalledIsUpToDate) {
 
 TEST(TrayDialect, IsThatOfTheDesktop) {
     struct Case {
-        std::string_view desktop;
+        std::string_view desktop, scale;
         bool ownIcons;
         int rowImagePixels;
         bool blankLostImages;
     };
-    const Case table[] = {{"", true, 32, false},
-                          {"ubuntu:GNOME", true, 32, true},
-                          {"MATE", true, 16, false},
-                          {"X-Cinnamon", false, 32, false}};
+    const Case table[] = {{"", "", true, 32, false},      {"ubuntu:GNOME", "2", true, 32, true},
+                          {"MATE", "", true, 16, false},  {"MATE", "1.5", true, 16, false},
+                          {"MATE", "2", true, 32, false}, {"X-Cinnamon", "", false, 32, false}};
     for (const Case& test : table) {
-        const TrayDialect dialect = TrayDialect::of(test.desktop);
+        const TrayDialect dialect = TrayDialect::of(test.desktop, test.scale);
         EXPECT_EQ(dialect.rowImagePixels, test.rowImagePixels) << test.desktop;
         EXPECT_EQ(dialect.ownIcons, test.ownIcons) << test.desktop;
         EXPECT_EQ(dialect.blankLostImages, test.blankLostImages) << test.desktop;
