@@ -10,6 +10,9 @@ configure_file("${PROJECT_SOURCE_DIR}/Packaging/tools.fenwright.larkmoor.gateway
 add_custom_target(larkmoor-bundle ALL
   COMMAND ${CMAKE_COMMAND} -E copy_directory "${PROJECT_SOURCE_DIR}/Packaging/icons/hicolor"
           "${LARKMOOR_BUNDLE}/Contents/Resources/icons/hicolor"
+  # Outside of a theme, too: some panels look in a theme of this folder alone, which has no index.
+  COMMAND ${CMAKE_COMMAND} -E copy_directory "${PROJECT_SOURCE_DIR}/Packaging/icons/hicolor/scalable/status"
+          "${LARKMOOR_BUNDLE}/Contents/Resources/icons"
   COMMENT "Putting Larkmoor.app together" VERBATIM)
 
 # larkmoor_bundled(TARGET): the program is part of the bundle.

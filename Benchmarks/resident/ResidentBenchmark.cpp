@@ -39,7 +39,8 @@ sd_bus* bus = nullptr;
 
 struct Program {
     pid_t process = 0;
-    std::string item;         ///< its unique name on the bus
+    std::string item;  ///< its unique name on the bus
+    std::string path = "/StatusNotifierItem";
     double registeredMs = 0;  ///< from exec to the watcher's word
 };
 
@@ -77,7 +78,9 @@ Program start(const char* path) {
     }
     program.registeredMs = std::chrono::duration<double, std::milli>(Clock::now() - began).count();
     sd_bus_slot_unref(slot);
-    program.item = program.item.substr(0, program.item.find('/'));
+    const std::size_t slash = program.item.find('/');
+    if (slash != std::string::npos) program.path = program.item.substr(slash);
+    program.item.resize(std::min(slash, program.item.size()));
     if (const pid_t owner = processOf(program.item); owner != program.process)
         give(std::string{path} + ": another item registered");
     return program;
@@ -190,7 +193,7 @@ void call(const std::string& destination, const char* path, const char* interfac
 std::string menuPath(const Program& program) {
     char* path = nullptr;
     sd_bus_message* reply = nullptr;
-    if (sd_bus_get_property(bus, program.item.c_str(), "/StatusNotifierItem", "org.kde.StatusNotifierItem", "Menu",
+    if (sd_bus_get_property(bus, program.item.c_str(), program.path.c_str(), "org.kde.StatusNotifierItem", "Menu",
                             nullptr, &reply, "o") < 0) {
         give("the item has no menu");
     }

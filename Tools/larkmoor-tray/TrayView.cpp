@@ -52,9 +52,12 @@ std::string imageName(BytesView png) {
         {"arrow.down.circle", RowImages::Symbol{"arrow.down.circle"}},
     }};
     if (png.empty()) return {};
-    const auto found = std::ranges::find_if(
-        images, [&](const Known& known) { return std::ranges::equal(png, menuImagePng(known.image)); });
-    return found == images.end() ? "png" : std::string{found->name};
+    for (const int pixels : {16, 32}) {
+        if (std::ranges::equal(png, transparentPng(pixels))) return {};
+        for (const Known& known : images)
+            if (std::ranges::equal(png, menuImagePng(known.image, pixels))) return std::string{known.name};
+    }
+    return "png";
 }
 
 void readToolTip(BusReader& reader, std::string& into) {

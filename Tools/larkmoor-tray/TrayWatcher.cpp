@@ -11,7 +11,9 @@ namespace larkmoor::tray {
 ItemAddress ItemAddress::of(std::string_view registered, const std::string& sender) {
     constexpr std::string_view usualPath = "/StatusNotifierItem";
     const std::size_t slash = registered.find('/');
-    const std::string_view service = registered.substr(0, slash);
+    std::string_view service = registered.substr(0, slash);
+    // As the watcher of GNOME's extension lists an item that registered by its path.
+    if (service.ends_with('@')) service.remove_suffix(1);
     const std::string_view path = slash == std::string_view::npos ? usualPath : registered.substr(slash);
     return {.service = service.empty() ? sender : std::string{service}, .path = std::string{path}};
 }

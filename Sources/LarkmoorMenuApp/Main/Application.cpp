@@ -131,10 +131,18 @@ MenuPlatform Application::platform() {
         .alerts = alerts_,
         .makeStatusItem =
             [this] {
+                const auto environment = [](const char* name) {
+                    const char* value = std::getenv(name);
+                    return std::string_view{value != nullptr ? value : ""};
+                };
+                const std::string_view scale = environment("GDK_SCALE");
                 auto item = std::make_unique<StatusNotifierItem>(
                     loop_, bus_,
-                    StatusNotifierItem::Options{.title = std::string{ClientInstance::productName},
-                                                .iconThemePath = bundle_.resources() + "/icons"});
+                    StatusNotifierItem::Options{
+                        .title = std::string{ClientInstance::productName},
+                        .iconThemePath = bundle_.resources() + "/icons",
+                        .dialect = TrayDialect::of(environment("XDG_CURRENT_DESKTOP"),
+                                                   scale.empty() ? environment("QT_SCALE_FACTOR") : scale)});
                 item_ = item.get();
                 return item;
             },

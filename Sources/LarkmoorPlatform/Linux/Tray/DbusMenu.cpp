@@ -109,10 +109,11 @@ const sd_bus_vtable DbusMenu::Table::rows[] = {
     SD_BUS_PROPERTY("IconThemePath", "as", &Table::property, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_VTABLE_END};
 
-DbusMenu::DbusMenu(MainLoop& loop, SessionBus& bus, std::string path)
+DbusMenu::DbusMenu(MainLoop& loop, SessionBus& bus, std::string path, TrayDialect dialect)
     : loop_(loop),
       bus_(bus),
       path_(std::move(path)),
+      dialect_(dialect),
       timer_(loop),
       object_(bus.addObject(path_, interface, Table::rows, this)) {}
 
@@ -290,7 +291,10 @@ void DbusMenu::refresh() {
 
 MenuSnapshot DbusMenu::takeSnapshot() const {
     if (!menu_) return {.firstId = snapshot_.firstId, .rows = {}};
-    return MenuSnapshot::of(*menu_, snapshot_.firstId, phase_);
+    MenuSnapshot now =
+        MenuSnapshot::of(*menu_, snapshot_.firstId, {.phase = phase_, .imagePixels = dialect_.rowImagePixels});
+    if (dialect_.blankLostImages) now.blankLostImages(snapshot_, dialect_.rowImagePixels);
+    return now;
 }
 
 void DbusMenu::armTimer() {

@@ -15,6 +15,7 @@
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/Tray/MenuPresence.h"
 #include "LarkmoorPlatform/Linux/Tray/MenuSnapshot.h"
+#include "LarkmoorPlatform/Linux/Tray/TrayDialect.h"
 #include "LarkmoorPlatform/Menu.h"
 
 namespace larkmoor {
@@ -24,7 +25,7 @@ namespace larkmoor {
 class DbusMenu : private MenuObserver {
   public:
     /// Exports the object at once, so that it exists before the item is registered.
-    DbusMenu(MainLoop& loop, SessionBus& bus, std::string path);
+    DbusMenu(MainLoop& loop, SessionBus& bus, std::string path, TrayDialect dialect = {});
     ~DbusMenu() override;
     DbusMenu(const DbusMenu&) = delete;
     DbusMenu& operator=(const DbusMenu&) = delete;
@@ -60,6 +61,7 @@ class DbusMenu : private MenuObserver {
     MainLoop& loop_;
     SessionBus& bus_;
     std::string path_;
+    TrayDialect dialect_;
     std::shared_ptr<Menu> menu_;
     MenuSnapshot snapshot_;
     MenuPresence presence_;

@@ -11,17 +11,19 @@ namespace larkmoor {
 
 namespace {
 
+constexpr std::string_view imageProperty = "icon-data";
+
 const MenuProperty* find(const MenuProperties& properties, std::string_view name) {
     const auto found = std::ranges::find(properties, name, &MenuProperty::name);
     return found == properties.end() ? nullptr : &*found;
 }
 
-MenuProperties propertiesOfRow(const Menu& menu, const MenuRow& row, bool visible, unsigned phase) {
+MenuProperties propertiesOfRow(const Menu& menu, const MenuRow& row, bool visible, MenuSnapshot::Drawing drawing) {
     if (row.isSeparator()) return {{"type", std::string{"separator"}}, {"visible", visible}};
     MenuProperties properties{
-        {"label", MenuText::label(row, phase)}, {"enabled", menu.isClickable(row)}, {"visible", visible}};
-    if (const BytesView png = menuImagePng(row.image()); !png.empty())
-        properties.push_back({"icon-data", MenuPng{png}});
+        {"label", MenuText::label(row, drawing.phase)}, {"enabled", menu.isClickable(row)}, {"visible", visible}};
+    if (const BytesView png = menuImagePng(row.image(), drawing.imagePixels); !png.empty())
+        properties.push_back({imageProperty, MenuPng{png}});
     if (std::string words = MenuText::accessibleDescription(row); !words.empty())
         properties.push_back({"accessible-desc", std::move(words)});
     return properties;
@@ -29,13 +31,19 @@ MenuProperties propertiesOfRow(const Menu& menu, const MenuRow& row, bool visibl
 
 }  // namespace
 
-MenuSnapshot MenuSnapshot::of(const Menu& menu, std::int32_t firstId, unsigned phase) {
+MenuSnapshot MenuSnapshot::of(const Menu& menu, std::int32_t firstId, Drawing drawing) {
     const std::vector<bool> visible = visibleRows(menu.rows());
     MenuSnapshot snapshot{.firstId = firstId, .rows = {}};
     snapshot.rows.reserve(visible.size());
     for (std::size_t row = 0; row < visible.size(); ++row)
-        snapshot.rows.push_back(propertiesOfRow(menu, *menu.rows()[row], visible[row], phase));
+        snapshot.rows.push_back(propertiesOfRow(menu, *menu.rows()[row], visible[row], drawing));
     return snapshot;
+}
+
+void MenuSnapshot::blankLostImages(const MenuSnapshot& before, int imagePixels) {
+    for (std::size_t row = 0; row < std::min(rows.size(), before.rows.size()); ++row)
+        if (find(before.rows[row], imageProperty) != nullptr && find(rows[row], imageProperty) == nullptr)
+            rows[row].push_back({imageProperty, MenuPng{transparentPng(imagePixels)}});
 }
 
 std::optional<std::size_t> MenuSnapshot::rowWith(std::int32_t id) const {

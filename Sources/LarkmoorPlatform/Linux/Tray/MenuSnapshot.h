@@ -37,8 +37,15 @@ struct MenuSnapshot {
     std::int32_t firstId = 1;  ///< of the first row; the others follow
     std::vector<MenuProperties> rows;
 
-    /// `phase` counts the animation steps of indeterminate progress bars.
-    static MenuSnapshot of(const Menu& menu, std::int32_t firstId, unsigned phase);
+    struct Drawing {
+        unsigned phase = 0;    ///< counts the animation steps of indeterminate progress bars
+        int imagePixels = 32;  ///< the side of the rows' images
+    };
+
+    static MenuSnapshot of(const Menu& menu, std::int32_t firstId, Drawing drawing);
+
+    /// Gives each row that lost its image since `before`, a snapshot of the same rows, a transparent one.
+    void blankLostImages(const MenuSnapshot& before, int imagePixels);
 
     /// The index of the row with this id; nullopt for the root and for ids of other menus.
     std::optional<std::size_t> rowWith(std::int32_t id) const;

@@ -44,7 +44,8 @@ std::vector<std::string_view> signalsBetween(const StatusAppearance& before, con
 namespace {
 
 constexpr const char* interface = "org.kde.StatusNotifierItem";
-constexpr const char* itemPath = "/StatusNotifierItem";
+/// Cinnamon opens the menu by a left click only for items below this path. The others take any.
+constexpr const char* itemPath = "/org/ayatana/NotificationItem/larkmoor";
 constexpr const char* menuPath = "/MenuBar";
 constexpr const char* watcherName = "org.kde.StatusNotifierWatcher";
 constexpr const char* watcherPath = "/StatusNotifierWatcher";
@@ -141,9 +142,9 @@ const sd_bus_vtable StatusNotifierItem::Table::rows[] = {
 
 StatusNotifierItem::StatusNotifierItem(MainLoop& loop, SessionBus& bus, Options options)
     : bus_(bus),
-      iconThemePath_(std::move(options.iconThemePath)),
+      iconThemePath_(options.dialect.ownIcons ? std::move(options.iconThemePath) : ""),
       appearance_(StatusAppearance::of(icon_, options.title)),
-      menu_(loop, bus, menuPath),
+      menu_(loop, bus, menuPath, options.dialect),
       object_(bus.addObject(itemPath, interface, Table::rows, this)),
       // After item and menu were exported: hosts read both as soon as the watcher announces the item.
       watcher_(bus.watchName(watcherName, [this](const std::string& owner) { registerWith(owner); })) {}
@@ -162,7 +163,8 @@ std::string StatusNotifierItem::takeActivationToken() { return std::exchange(act
 void StatusNotifierItem::registerWith(const std::string& watcher) {
     if (watcher.empty()) return;
     const BusMessage call = bus_.methodCall(watcher, watcherPath, watcherName, "RegisterStatusNotifierItem");
-    BusWriter{call}.text(bus_.uniqueName());
+    // A path instead of a bus name stands for the sender's.
+    BusWriter{call}.text(itemPath);
     bus_.send(call);
 }
 

@@ -9,6 +9,7 @@
 #include "LarkmoorBase/Task.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/Tray/DbusMenu.h"
+#include "LarkmoorPlatform/Linux/Tray/TrayDialect.h"
 #include "LarkmoorPlatform/StatusItem.h"
 
 namespace larkmoor {
@@ -38,7 +39,8 @@ class StatusNotifierItem : public StatusItem {
   public:
     struct Options {
         std::string title;          ///< the label until the first `setIcon`
-        std::string iconThemePath;  ///< the folder that holds "hicolor"; some hosts need it to find icons by name
+        std::string iconThemePath;  ///< the folder with the icons; some hosts need it to find them by name
+        TrayDialect dialect{};
     };
 
     StatusNotifierItem(MainLoop& loop, SessionBus& bus, Options options);

@@ -9,12 +9,17 @@ namespace larkmoor {
 
 namespace {
 
+struct MenuImage {
+    std::span<const std::uint8_t> small, large;
+    BytesView of(int pixels) const { return std::as_bytes(pixels > 16 ? large : small); }
+};
+
 #include "LarkmoorPlatform/Linux/Tray/MenuImages.inc"
 
-BytesView symbol(std::string_view name) {
-    if (name == "chart.bar.xaxis") return std::as_bytes(std::span{chartBarXaxis});
-    if (name == "gearshape.fill") return std::as_bytes(std::span{gearshapeFill});
-    if (name == "arrow.down.circle") return std::as_bytes(std::span{arrowDownCircle});
+MenuImage symbol(std::string_view name) {
+    if (name == "chart.bar.xaxis") return chartBarXaxis;
+    if (name == "gearshape.fill") return gearshapeFill;
+    if (name == "arrow.down.circle") return arrowDownCircle;
     return {};
 }
 
@@ -47,13 +52,15 @@ unsigned alpha(char digit) {
 
 }  // namespace
 
-BytesView menuImagePng(const RowImage& image) {
-    if (std::holds_alternative<RowImages::RecordingDot>(image)) return std::as_bytes(std::span{recordingDot});
-    if (std::holds_alternative<RowImages::PausedRing>(image)) return std::as_bytes(std::span{pausedRing});
-    if (std::holds_alternative<RowImages::PebbleIcon>(image)) return std::as_bytes(std::span{pebbleIcon});
-    if (const auto* named = std::get_if<RowImages::Symbol>(&image)) return symbol(named->name);
+BytesView menuImagePng(const RowImage& image, int pixels) {
+    if (std::holds_alternative<RowImages::RecordingDot>(image)) return recordingDot.of(pixels);
+    if (std::holds_alternative<RowImages::PausedRing>(image)) return pausedRing.of(pixels);
+    if (std::holds_alternative<RowImages::PebbleIcon>(image)) return pebbleIcon.of(pixels);
+    if (const auto* named = std::get_if<RowImages::Symbol>(&image)) return symbol(named->name).of(pixels);
     return {};
 }
+
+BytesView transparentPng(int pixels) { return transparent.of(pixels); }
 
 std::vector<Pixmap> glyphPixmaps(StatusIcon icon) {
     std::vector<Pixmap> pixmaps;

@@ -9,9 +9,12 @@
 
 namespace larkmoor {
 
-/// A PNG of 32 by 32 pixels, drawn for 16 points, with static storage. Empty for no image and for an unknown symbol.
-/// Symbols are middle grey, which is visible on light and dark menus.
-BytesView menuImagePng(const RowImage& image);
+/// A PNG with static storage, drawn for 16 points: 16 by 16 pixels, or 32 by 32 where `pixels` is more than 16. Empty
+/// for no image and for an unknown symbol. Symbols are middle grey, which is visible on light and dark menus.
+BytesView menuImagePng(const RowImage& image, int pixels);
+
+/// One that shows nothing.
+BytesView transparentPng(int pixels);
 
 /// A square image in the format of IconPixmap: four bytes a pixel, alpha, red, green, blue, not premultiplied.
 struct Pixmap {

@@ -41,11 +41,12 @@ TEST(MenuSnapshot, SeparatorsStandBetweenRowsThatAreSeen) {
 
 class MenuSnapshotTest : public ::testing::Test {
   protected:
-    MenuSnapshot snapshot() const { return MenuSnapshot::of(menu, 5, 0); }
+    MenuSnapshot snapshot() const { return MenuSnapshot::of(menu, 5, {}); }
 
     /// "5: label visible" for what is set and "5: -icon-data" for what is gone.
     std::vector<std::string> heard() {
         MenuSnapshot now = snapshot();
+        now.blankLostImages(told, 32);
         std::vector<std::string> lines;
         for (const MenuChange& change : menuChanges(told, now)) {
             std::string line = std::to_string(change.id) + ":";
@@ -87,7 +88,7 @@ TEST_F(MenuSnapshotTest, EachChangeAndItsWayBackAreReported) {
         {"image", [&] { first->setImage(RowImages::PausedRing{}); }, [&] { first->setImage(dot); }, "5: icon-data",
          "5: icon-data"},
         {"no image", [&] { first->setImage(RowImages::Symbol{"no.such.drawing"}); }, [&] { first->setImage(dot); },
-         "5: -icon-data", "5: icon-data"},
+         "5: icon-data", "5: icon-data"},
         {"progress", [&] { first->setProgress(RowProgresses::Fill{0.5}); },
          [&] { first->setProgress(RowProgresses::None{}); }, "5: label accessible-desc", "5: label -accessible-desc"},
         {"no action", [&] { last->setAction({}); }, [&] { last->setAction([] {}); }, "7: enabled", "7: enabled"},
@@ -99,6 +100,7 @@ TEST_F(MenuSnapshotTest, EachChangeAndItsWayBackAreReported) {
         EXPECT_EQ(reported(), "") << test.name;
         test.change();
         EXPECT_EQ(reported(), test.changed) << test.name;
+        EXPECT_EQ(reported(), "") << test.name;
         test.back();
         EXPECT_EQ(reported(), test.restored) << test.name;
     }

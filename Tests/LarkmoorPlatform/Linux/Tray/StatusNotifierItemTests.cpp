@@ -43,6 +43,24 @@ TEST(StatusAppearance, AHostThatReadsAgainWhatIsSignalledIsUpToDate) {
     }
 }
 
+TEST(TrayDialect, IsThatOfTheDesktop) {
+    struct Case {
+        std::string_view desktop, scale;
+        bool ownIcons;
+        int rowImagePixels;
+        bool blankLostImages;
+    };
+    const Case table[] = {{"", "", true, 32, false},      {"ubuntu:GNOME", "2", true, 32, true},
+                          {"MATE", "", true, 16, false},  {"MATE", "1.5", true, 16, false},
+                          {"MATE", "2", true, 32, false}, {"X-Cinnamon", "", false, 32, false}};
+    for (const Case& test : table) {
+        const TrayDialect dialect = TrayDialect::of(test.desktop, test.scale);
+        EXPECT_EQ(dialect.rowImagePixels, test.rowImagePixels) << test.desktop;
+        EXPECT_EQ(dialect.ownIcons, test.ownIcons) << test.desktop;
+        EXPECT_EQ(dialect.blankLostImages, test.blankLostImages) << test.desktop;
+    }
+}
+
 TEST(TrayImages, EveryGlyphAndRowImageIsThere) {
     for (const StatusIcon icon : icons) {
         const auto file = std::filesystem::path{LARKMOOR_TEST_DATA} / "../../Packaging/icons/hicolor/scalable/status" /
@@ -66,16 +84,23 @@ TEST(TrayImages, EveryGlyphAndRowImageIsThere) {
                                RowImages::Symbol{"chart.bar.xaxis"},
                                RowImages::Symbol{"gearshape.fill"},
                                RowImages::Symbol{"arrow.down.circle"}};
-    std::vector<const std::byte*> seen;
-    for (const RowImage& image : images) {
-        const std::string_view png = asText(menuImagePng(image));
-        EXPECT_TRUE(png.starts_with("\x89PNG\r\n")) << image.index();
-        EXPECT_TRUE(png.substr(16).starts_with(std::string_view{"\0\0\0\x20\0\0\0\x20", 8})) << "32 by 32 pixels";
-        EXPECT_THAT(seen, Not(Contains(menuImagePng(image).data())));
-        seen.push_back(menuImagePng(image).data());
+    std::vector<BytesView> drawn;
+    for (const int pixels : {16, 32}) {
+        drawn.push_back(transparentPng(pixels));
+        for (const RowImage& image : images) drawn.push_back(menuImagePng(image, pixels));
     }
-    EXPECT_TRUE(menuImagePng(RowImages::None{}).empty());
-    EXPECT_TRUE(menuImagePng(RowImages::Symbol{"no.such.symbol"}).empty());
+    std::vector<const std::byte*> seen;
+    for (std::size_t nth = 0; nth < drawn.size(); ++nth) {
+        const BytesView image = drawn[nth];
+        const std::string_view png = asText(image);
+        ASSERT_TRUE(png.starts_with("\x89PNG\r\n")) << nth;
+        const char pixels = nth < drawn.size() / 2 ? 16 : 32;
+        EXPECT_EQ(png.substr(16, 8), (std::string{0, 0, 0, pixels, 0, 0, 0, pixels})) << nth;
+        EXPECT_THAT(seen, Not(Contains(image.data())));
+        seen.push_back(image.data());
+    }
+    EXPECT_TRUE(menuImagePng(RowImages::None{}, 32).empty());
+    EXPECT_TRUE(menuImagePng(RowImages::Symbol{"no.such.symbol"}, 32).empty());
 }
 
 /// Records the items that register. Owns the watcher's name as some panels do: replaceable, and replacing another.
@@ -119,7 +144,7 @@ class StatusNotifierItemTest : public TrayFixture {
     }
     template <class Fill>
     BusResult askItem(const char* interface, const std::string& member, Fill&& fill) {
-        return ask("/StatusNotifierItem", interface, member, std::forward<Fill>(fill));
+        return ask("/org/ayatana/NotificationItem/larkmoor", interface, member, std::forward<Fill>(fill));
     }
     tray::ItemView view() {
         tray::ItemView view;
@@ -136,12 +161,13 @@ TEST_F(StatusNotifierItemTest, RegistersWithEachWatcherOnceItCanAnswer) {
     std::string menuSeen = "not asked";
     BusSlot asking;
     first->onRegister = [&](const std::string& service) {
-        const BusMessage call = hostBus.methodCall(service, "/MenuBar", menuInterface, "GetLayout");
+        EXPECT_EQ(service.front(), '/') << "the sender's";
+        const BusMessage call = hostBus.methodCall(itemBus.uniqueName(), "/MenuBar", menuInterface, "GetLayout");
         BusWriter{call}.int32(0).int32(-1).array("s", [] {});
         asking = hostBus.call(call, [&](BusResult reply) { menuSeen = reply ? "there" : reply.error().name; });
     };
     ASSERT_TRUE(isRegistered(*first));
-    EXPECT_THAT(first->registered, ElementsAre(itemBus.uniqueName()));
+    EXPECT_THAT(first->registered, ElementsAre("/org/ayatana/NotificationItem/larkmoor"));
     ASSERT_TRUE(runUntil(loop, [&] { return menuSeen != "not asked"; }));
     EXPECT_EQ(menuSeen, "there");
     // It replaces the first, so that the name always has an owner.
