@@ -105,14 +105,19 @@ CodexTrust::Judgement CodexTrust::judge(
     CodexTrust::Judgement judgement;
     for (CodexTrustSlot& slot : slots(document)) {
         if (slot.key == occupied) continue;
+        const auto hash = recordedHash(slot.key, document);
+        const bool isKnown = hash && known.contains(*hash);
+        const bool isLive = liveIndex(slot.group, slot.index);
         if (receiptSlots.contains(slot.key)) {
-            judgement.stale.push_back(std::move(slot.key));
+            // A hook of the user's has taken our old place, and its trust is its own.
+            if (hash && !isKnown && isLive) continue;
+        } else if (!isKnown) {
+            continue;
+        } else if (isLive) {
+            judgement.foreign.push_back(std::move(slot.key));
             continue;
         }
-        const auto hash = recordedHash(slot.key, document);
-        if (!hash || !known.contains(*hash)) continue;
-        auto& list = liveIndex(slot.group, slot.index) ? judgement.foreign : judgement.stale;
-        list.push_back(std::move(slot.key));
+        judgement.stale.push_back(std::move(slot.key));
     }
     return judgement;
 }
@@ -144,7 +149,9 @@ std::expected<BlockInstalled, TOMLEditFailure> CodexTrust::installed(const TOMLF
     if (const TOMLTable* table = file.document.table(name)) {
         auto edited = TOMLEdit::setKey(file.bytes, *table, file.document.entries(*table), hashKey, value);
         if (!edited) return std::unexpected{TOMLEditFailure{std::move(edited.error())}};
-        return installedAs(std::move(edited->bytes), {});
+        ReceiptAddition made;
+        if (edited->appendedTrailingNewline) made.created.insert(Created::codexConfigTrailingNewline);
+        return installedAs(std::move(edited->bytes), std::move(made));
     }
     const TOMLEdit::Line line{hashKey, value};
     auto edited = TOMLEdit::setTable(file.bytes, name, {&line, 1});

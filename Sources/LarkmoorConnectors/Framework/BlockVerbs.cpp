@@ -72,6 +72,7 @@ std::vector<Block> BlockVerbs::blocks(std::size_t file, const FileDocument* plan
 bool BlockVerbs::isStaleOwnWiring(std::size_t file, const HookLayout& hooks) const {
     const FileDocument* read = document(file);
     if (read == nullptr || state() != ConnectorState::drifted) return false;
+    if (files_[file].findings.front().is<BlockFinding::Unreadable>()) return false;
     const auto sites = hooks.sites(std::get<JSONDocument>(*read).root());
     const auto runsBinary = [&](const HookSite& site) { return site.runs(hooks.binary); };
     return !sites.empty() && std::ranges::all_of(sites, runsBinary) && Files::exists(hooks.binary);

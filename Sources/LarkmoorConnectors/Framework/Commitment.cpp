@@ -97,6 +97,7 @@ std::vector<Observation> ends(std::span<const PlannedFile> plan, std::string_vie
 ConnectorOutcome recorded(ConnectorOutcome outcome, std::span<const PlannedFile> plan, const ReceiptStore& receipts,
                           const ConnectorReceipt& receipt) {
     if (const auto written = receipts.write(receipt); !written) {
+        if (std::ranges::none_of(plan, &PlannedFile::changes)) outcome.result = ConnectorOutcome::Result::unchanged;
         outcome.observations.push_back(
             {receipts.file, "the record of what was created was not written here — " + written.error().description()});
     }

@@ -179,7 +179,7 @@ TEST(CodexVerbs, OverWhatStandsThere) {
         {"stale, foreign and others' records", "install", PROMPT(GROUP(USERS "," OURS "," USERS)),
          SERVER TRUST("0:2", "{hash}") TRUST("0:0", "sha256:1") TRUST("5:0", "sha256:2") TRUST("6:0", "{hash}")
              TRUST("7:0", "sha256:3") ELSEWHERE,
-         CREATED("", SLOT("0:1") "," SLOT("5:0")),
+         CREATED("", SLOT("0:0") "," SLOT("0:1") "," SLOT("5:0")),
          "changed" CONFIG_COPIED CONFIG WRITTEN HOOKS UNCHANGED CONFIG
          "a hash Larkmoor's hook has carried before is recorded here for the slot "
          "~/.codex/hooks.json:user_prompt_submit:0:2, which Larkmoor did not write",
