@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <limits>
 #include <memory>
 
 #include "LarkmoorBase/UTF8.h"
+#include "LarkmoorPlatform/PropertyListLimits.h"
 
 namespace larkmoor::PropertyList {
 
@@ -20,10 +20,11 @@ struct FreePlist {
 using Node = std::unique_ptr<void, FreePlist>;
 
 Node parse(BytesView document) {
-    if (document.empty() || document.size() > std::numeric_limits<std::uint32_t>::max()) return nullptr;
+    if (document.empty() || !PropertyListLimits::allow(document)) return nullptr;
     plist_t root = nullptr;
     const std::string_view text = asText(document);
-    plist_from_memory(text.data(), static_cast<std::uint32_t>(text.size()), &root);
+    const auto read = PropertyListLimits::isBinary(document) ? plist_from_bin : plist_from_xml;
+    read(text.data(), static_cast<std::uint32_t>(text.size()), &root);
     return Node{root};
 }
 
@@ -33,17 +34,15 @@ Node parseDictionary(BytesView document) {
     return root;
 }
 
-constexpr int maxDepth = 64;
-
 std::string textOf(plist_t node) {
     std::uint64_t length = 0;
     const char* text = plist_get_string_ptr(node, &length);
     return {text, length};
 }
 
-std::optional<PropertyListValue> valueOf(plist_t node, int level);
+PropertyListValue valueOf(plist_t node);
 
-std::optional<PropertyListValue::Dictionary> dictionaryOf(plist_t node, int level) {
+PropertyListValue::Dictionary dictionaryOf(plist_t node) {
     plist_dict_iter cursor = nullptr;
     plist_dict_new_iter(node, &cursor);
     const std::unique_ptr<void, decltype(&std::free)> freed{cursor, &std::free};
@@ -54,24 +53,25 @@ std::optional<PropertyListValue::Dictionary> dictionaryOf(plist_t node, int leve
         plist_dict_next_item(node, cursor, &key, &item);
         if (item == nullptr) return dictionary;
         const std::unique_ptr<char, decltype(&std::free)> name{key, &std::free};
-        auto value = valueOf(item, level + 1);
-        if (!value) return std::nullopt;
-        dictionary.insert_or_assign(key, *std::move(value));
+        dictionary.insert_or_assign(key, valueOf(item));
     }
 }
 
-std::optional<PropertyListValue> arrayOf(plist_t node, int level) {
+PropertyListValue::Array arrayOf(plist_t node) {
+    // By index it would be quadratic.
+    plist_array_iter cursor = nullptr;
+    plist_array_new_iter(node, &cursor);
+    const std::unique_ptr<void, decltype(&std::free)> freed{cursor, &std::free};
     PropertyListValue::Array array;
-    for (std::uint32_t index = 0; index < plist_array_get_size(node); ++index) {
-        auto value = valueOf(plist_array_get_item(node, index), level + 1);
-        if (!value) return std::nullopt;
-        array.push_back(*std::move(value));
+    for (;;) {
+        plist_t item = nullptr;
+        plist_array_next_item(node, cursor, &item);
+        if (item == nullptr) return array;
+        array.push_back(valueOf(item));
     }
-    return PropertyListValue{std::move(array)};
 }
 
-std::optional<PropertyListValue> valueOf(plist_t node, int level) {
-    if (level > maxDepth) return std::nullopt;
+PropertyListValue valueOf(plist_t node) {
     switch (plist_get_node_type(node)) {
         case PLIST_BOOLEAN: {
             std::uint8_t flag = 0;
@@ -92,12 +92,9 @@ std::optional<PropertyListValue> valueOf(plist_t node, int level) {
         case PLIST_STRING:
             return PropertyListValue{textOf(node)};
         case PLIST_ARRAY:
-            return arrayOf(node, level);
-        case PLIST_DICT: {
-            auto dictionary = dictionaryOf(node, level);
-            if (!dictionary) return std::nullopt;
-            return PropertyListValue{*std::move(dictionary)};
-        }
+            return PropertyListValue{arrayOf(node)};
+        case PLIST_DICT:
+            return PropertyListValue{dictionaryOf(node)};
         default:
             return PropertyListValue{};
     }
@@ -106,7 +103,7 @@ std::optional<PropertyListValue> valueOf(plist_t node, int level) {
 std::optional<PropertyListValue> valueUnder(BytesView document, std::string_view key) {
     const Node root = parseDictionary(document);
     plist_t item = root ? plist_dict_get_item(root.get(), std::string{key}.c_str()) : nullptr;
-    return item != nullptr ? valueOf(item, 1) : std::nullopt;
+    return item != nullptr ? std::optional{valueOf(item)} : std::nullopt;
 }
 
 /// XML cannot express most control characters.
@@ -120,7 +117,7 @@ bool canStandInXML(std::string_view text) {
 
 std::optional<PropertyListValue::Dictionary> dictionary(BytesView document) {
     const Node root = parseDictionary(document);
-    return root ? dictionaryOf(root.get(), 0) : std::nullopt;
+    return root ? std::optional{dictionaryOf(root.get())} : std::nullopt;
 }
 
 bool isReadable(BytesView document) { return parseDictionary(document) != nullptr; }
@@ -153,6 +150,7 @@ std::optional<Bytes> setting(BytesView document, const std::string& key, const s
     if (xml == nullptr) return std::nullopt;
     Bytes written = copyBytes(std::string_view{xml, length});
     plist_to_xml_free(xml);
+    if (!PropertyListLimits::allow(written)) return std::nullopt;
     return written;
 }
 

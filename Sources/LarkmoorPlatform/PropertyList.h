@@ -1,4 +1,4 @@
-// Apple property lists, XML or binary.
+// Apple property lists, XML or binary. A list over the limits of PropertyListLimits counts as none.
 #pragma once
 
 #include <cstdint>
@@ -36,7 +36,7 @@ namespace PropertyList {
 /// Whether the bytes are a property list whose root is a dictionary.
 bool isReadable(BytesView document);
 
-/// The whole list; nullopt if it is not a property list with a dictionary as root, or nests deeper than 64 levels.
+/// The whole list; nullopt if it is not a property list with a dictionary as root.
 std::optional<PropertyListValue::Dictionary> dictionary(BytesView document);
 
 /// The string under `key`; nullopt if the root is not a dictionary or there is no string under the key.
@@ -46,7 +46,8 @@ std::optional<std::string> textUnder(BytesView document, std::string_view key);
 std::optional<bool> flagUnder(BytesView document, std::string_view key);
 
 /// The document as XML with `value` under `key`; everything else keeps its type and value. An empty document counts as
-/// an empty dictionary. nullopt if the root is not a dictionary, or if XML cannot hold the key or the value.
+/// an empty dictionary. nullopt if the root is not a dictionary, if XML cannot hold the key or the value, or if the
+/// result would be over the limits.
 std::optional<Bytes> setting(BytesView document, const std::string& key, const std::variant<std::string, bool>& value);
 
 }  // namespace PropertyList

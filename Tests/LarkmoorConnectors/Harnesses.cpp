@@ -178,7 +178,7 @@ class FifthConnector final : public Connector {
         return {identity(), read.state(), Observations::folded(read.observations())};
     }
     ConnectorOutcome install() const override {
-        return verbs().install(home_.path(".fifth"), {moment, {}}, {.appVersion = "5.0"});
+        return verbs().install(home_.path(".fifth"), {moment, {}}, {.appVersion = [] { return "5.0"; }});
     }
     ConnectorOutcome remove() const override { return verbs().remove({moment, {}}, true); }
 

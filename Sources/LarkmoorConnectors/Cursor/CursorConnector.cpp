@@ -86,7 +86,8 @@ ConnectorOutcome CursorConnector::install() const {
     const BlockVerbs read = blocks();
     if (auto refusal = read.readingRefusal()) return std::move(*refusal);
     if (auto refusal = versionRefusal(read.document(0))) return std::move(*refusal);
-    return read.install(paths.configDirectory, commitOptions(), {.appVersion = CursorVersion::read(paths.cursorApp)});
+    return read.install(paths.configDirectory, commitOptions(),
+                        {.appVersion = [this] { return CursorVersion::read(paths.cursorApp); }});
 }
 
 ConnectorOutcome CursorConnector::remove() const { return blocks().remove(commitOptions()); }

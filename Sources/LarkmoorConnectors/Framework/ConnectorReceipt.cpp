@@ -51,7 +51,7 @@ ConnectorReceipt ConnectorReceipt::with(ReceiptAddition made) const {
     receipt.created.merge(made.created);
     receipt.adopted.merge(made.adopted);
     if (made.trustSlots) receipt.trustSlots = std::move(*made.trustSlots);
-    if (made.appVersion) receipt.appVersion = std::move(*made.appVersion);
+    if (made.appVersion) receipt.appVersion = made.appVersion();
     return receipt;
 }
 

@@ -6,6 +6,7 @@
 #include <boost/describe.hpp>
 
 #include <expected>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -37,13 +38,12 @@ struct ReceiptAddition {
     std::set<Created> created{};
     std::set<Adopted> adopted{};
     std::optional<std::set<std::string>> trustSlots{};  ///< replaces those in the receipt
-    /// Replaces that in the receipt, also by "unknown" (the inner nullopt).
-    std::optional<std::optional<std::string>> appVersion{};
+    /// If set, its result replaces that in the receipt, also by "unknown" (nullopt). Called only for a receipt that is
+    /// to be written.
+    std::function<std::optional<std::string>()> appVersion{};
 
     /// Adds what is in `other`; its trust slots and version, if any, replace ours.
     void merge(ReceiptAddition other);
-
-    bool operator==(const ReceiptAddition&) const = default;
 };
 
 struct ConnectorReceipt {

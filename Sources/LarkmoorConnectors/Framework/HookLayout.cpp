@@ -223,8 +223,8 @@ class Shells {
     };
 
     Event& noted(const std::string& name) {
-        const auto found = std::ranges::find(events_, name, &Event::name);
-        return found == events_.end() ? events_.emplace_back(name) : *found;
+        const auto [place, isNew] = places_.try_emplace(name, events_.size());
+        return isNew ? events_.emplace_back(name) : events_[place->second];
     }
 
     std::optional<std::size_t> sizeAt(const JSONPath& path) const {
@@ -234,7 +234,8 @@ class Shells {
 
     const HookLayout& layout_;
     const JSONNode& root_;
-    std::vector<Event> events_{};  ///< in the order of their first entries
+    std::vector<Event> events_{};                  ///< in the order of their first entries
+    std::map<std::string, std::size_t> places_{};  ///< of the events in it, by name
     std::size_t eventsGone_ = 0;
     std::vector<JSONPath> paths_{};
 };

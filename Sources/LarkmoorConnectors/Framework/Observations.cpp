@@ -3,6 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
+#include <string_view>
+#include <utility>
 
 #include "LarkmoorBase/Files.h"
 
@@ -11,12 +14,13 @@ namespace larkmoor {
 namespace Observations {
 
 std::vector<Observation> folded(const std::vector<Observation>& list) {
+    std::map<std::pair<std::string_view, std::string_view>, std::size_t> counts;
     std::vector<Observation> distinct;
     for (const Observation& observation : list) {
-        if (std::ranges::find(distinct, observation) == distinct.end()) distinct.push_back(observation);
+        if (++counts[{observation.subject, observation.text}] == 1) distinct.push_back(observation);
     }
     for (Observation& observation : distinct) {
-        const auto count = std::ranges::count(list, observation);
+        const std::size_t count = counts.at({observation.subject, observation.text});
         if (count > 1) observation.text += fmt::format(" ({} entries)", count);
     }
     return distinct;
