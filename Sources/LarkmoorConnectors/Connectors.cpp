@@ -3,6 +3,7 @@
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
 #include "LarkmoorConnectors/Cursor/CursorConnector.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
+#include "LarkmoorConnectors/OpenCode/OpenCodeConnector.h"
 
 namespace larkmoor::Connectors {
 
@@ -11,6 +12,7 @@ std::vector<std::unique_ptr<Connector>> all(const std::string& home, const std::
     std::vector<std::unique_ptr<Connector>> connectors;
     connectors.push_back(std::make_unique<ClaudeCodeConnector>(home, bundle));
     connectors.push_back(std::make_unique<CursorConnector>(home, bundle, applications));
+    connectors.push_back(std::make_unique<OpenCodeConnector>(home, bundle));
     return connectors;
 }
 
