@@ -69,7 +69,8 @@ function ask(payload) {
         if (answer.length > MAX_ANSWER) stop("")
       })
       child.stdin.on("error", ignore)
-      timer = setTimeout(() => stop(answer), TIMEOUT_MS)
+      // What has come while others kept the server busy is read first.
+      timer = setTimeout(() => setImmediate(() => stop(answer)), TIMEOUT_MS)
       child.stdin.end(JSON.stringify(payload))
     } catch {
       stop("")
