@@ -52,7 +52,8 @@ function ask(payload) {
     // Not spawn's own time-out: that waits for a "close", which a process that the hook started, and
     // that holds the pipe, may never allow.
     const stop = (text) => {
-      child?.kill("SIGKILL")
+      // One that did not start has no number, or any.
+      if (child?.pid) child.kill("SIGKILL")
       settle(text)
       child?.stdout?.destroy()
       child?.stdin?.destroy()

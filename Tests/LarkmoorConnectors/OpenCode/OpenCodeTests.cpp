@@ -206,8 +206,8 @@ TEST(OpenCodePluginTest, UnderNode) {
     for (const auto& [name, path] : {std::pair{"plugin.mjs", hook}, {"orphan.mjs", home.path("none")}}) {
         std::ofstream{home.path(name)} << OpenCodePlugin::source(path);
     }
-    const ToolRun run =
-        runTool({"node", LARKMOOR_PLUGIN_DRIVER, home.path("plugin.mjs"), home.path("orphan.mjs"), home.path(folder)});
+    const ToolRun run = runTool({"/bin/sh", "-c", "ulimit -n 2048; exec node \"$@\"", "sh", LARKMOOR_PLUGIN_DRIVER,
+                                 home.path("plugin.mjs"), home.path("orphan.mjs"), home.path(folder)});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_TRUE(run.out.ends_with("held\n")) << run.out;
 }

@@ -1,7 +1,8 @@
 // Runs the generated plugin against a stand-in of the interface that it uses, and real hook processes.
 // usage: node plugin.mjs PLUGIN PLUGIN_OF_A_MISSING_HOOK FOLDER_OF_THE_HOOK
 import assert from "node:assert/strict"
-import { readFileSync } from "node:fs"
+import { ChildProcess } from "node:child_process"
+import { closeSync, openSync, readFileSync } from "node:fs"
 import { setTimeout as sleep } from "node:timers/promises"
 import { pathToFileURL } from "node:url"
 
@@ -74,6 +75,21 @@ console.log(`200 messages: ${all.cards.length} cards in ${Math.round(time)} ms`)
 // On a busy machine some take too long, and have no card.
 assert.ok(all.cards.length > 0 && all.cards.every((card) => card.sessionID === card.text))
 assert.equal(new Set(all.cards.map((card) => card.text)).size, all.cards.length)
+
+// With too few descriptors left no process starts, and none may be ended: its number would be any other's.
+const descriptors = []
+const { kill } = ChildProcess.prototype
+let strangers = 0
+ChildProcess.prototype.kill = function (signal) {
+  return this.pid ? kill.call(this, signal) : strangers++
+}
+try {
+  for (;;) descriptors.push(openSync("/dev/null"))
+} catch {
+  for (let left = 0; left < 12; left++, closeSync(descriptors.pop())) await all.prompt("deaf")
+}
+descriptors.forEach((each) => closeSync(each))
+assert.equal(strangers, 0)
 
 const missing = await server(orphan)
 assert.ok((await timed(() => missing.prompt("normal"))) < 1000)
