@@ -94,8 +94,10 @@ std::expected<Decoded, Refusal> read(const std::string& path) {
             }
         });
     if (!read) return std::unexpected{Refusal{read.error().text.value_or(std::string{words(read.error().step)})}};
-    for (const auto& [directory, time] : newest)
-        decoded.sightings.push_back({directory, timePoint(milliseconds{time})});
+    while (!newest.empty()) {
+        auto each = newest.extract(newest.begin());
+        decoded.sightings.push_back({std::move(each.key()), timePoint(milliseconds{each.mapped()})});
+    }
     std::ranges::sort(decoded.sightings, [](const Sighting& left, const Sighting& right) {
         return std::tie(right.lastActivity, left.directory) < std::tie(left.lastActivity, right.directory);
     });

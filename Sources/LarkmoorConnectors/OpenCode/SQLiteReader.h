@@ -26,10 +26,11 @@ struct [[nodiscard]] Failure {
 using Value = std::variant<std::monostate, std::string_view, std::int64_t>;
 
 /// Calls `each` for every row of the query, in order, with a function that reads the row's columns, counted from 0 and
-/// not beyond those that the query names. A lock of another process is waited for as long as `busy`.
+/// not beyond those that the query names. `path` is absolute. A lock of another process is waited for as long as
+/// `busy`.
 ///
-/// A database in WAL mode is read with the log of its writer; if that has left its files behind incompletely, opening
-/// fails. Not a regular file is a failure at once. Any thread.
+/// A database in WAL mode is read with its log; if the log is there without its index, opening fails. What is no
+/// regular file is a failure at once. Any thread.
 std::expected<void, Failure> rows(const std::string& path, const std::string& query, std::chrono::milliseconds busy,
                                   const std::function<void(const std::function<Value(int)>&)>& each);
 
