@@ -9,10 +9,12 @@
 
 #include <array>
 #include <cctype>
+#include <filesystem>
 #include <memory>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/Files.h"
+#include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 
 namespace larkmoor::SQLiteReader {
 
@@ -79,18 +81,24 @@ std::optional<bool> isInWALMode(const std::string& path) {
     return read == static_cast<ssize_t>(header.size()) && header[versionAt] == wal && header[versionAt + 1] == wal;
 }
 
-/// The file as a URI, which also tells how to open it. In WAL mode even a reader creates the files of the log, and
-/// leaves them: without a log there is nothing to create if the database is taken as it stands, and where its index is
-/// missing, opening fails if we may not write one.
+/// How to open a database in WAL mode. There even a reader creates the log and its index, and leaves them: without a
+/// log, the database is taken as it stands; where only the index is missing, opening fails, since we write none.
+std::string_view walParameter(const std::string& path) {
+    const std::string log = path + "-wal";
+    const bool hasIndex = Files::exists(path + "-shm");
+    if (hasIndex && Files::exists(log)) return "";
+    std::error_code isMissing;
+    const auto size = std::filesystem::file_size(log, isMissing);
+    return isMissing || size == 0 ? "?immutable=1" : "?readonly_shm=1";
+}
+
 std::string uri(const std::string& path, bool isWAL) {
     std::string uri = "file://";
     for (const char byte : path) {
         const auto code = static_cast<unsigned char>(byte);
         uri += std::isalnum(code) != 0 || byte == '/' ? std::string{byte} : fmt::format("%{:02X}", code);
     }
-    if (!isWAL) return uri;
-    if (!Files::exists(path + "-wal")) return uri + "?immutable=1";
-    return Files::exists(path + "-shm") ? uri : uri + "?readonly_shm=1";
+    return uri.append(isWAL ? walParameter(path) : "");
 }
 
 Value valueOf(const Library& library, sqlite3_stmt* statement, int column) {
@@ -111,13 +119,15 @@ Value valueOf(const Library& library, sqlite3_stmt* statement, int column) {
 
 std::expected<void, Failure> rows(const std::string& path, const std::string& query, std::chrono::milliseconds busy,
                                   const std::function<void(const std::function<Value(int)>&)>& each) {
-    const auto isWAL = isInWALMode(path);
+    // SQLite resolves links too, and looks for the log beside the real file.
+    const std::string file = ConfigPath::canonical(path);
+    const auto isWAL = isInWALMode(file);
     const auto library = isWAL ? Library::load() : std::nullopt;
     if (!library) return std::unexpected{Failure{}};
 
     sqlite3* opened = nullptr;
     const int result =
-        library->open(uri(path, *isWAL).c_str(), &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+        library->open(uri(file, *isWAL).c_str(), &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
     const std::unique_ptr<sqlite3, decltype(library->close)> database{opened, library->close};
     const auto failure = [&](Failure::Step step) {
         const char* text = database ? library->errorText(database.get()) : nullptr;
