@@ -1,9 +1,13 @@
-// What is OpenCode's alone: whose an entry is, its comments and its switch, the folder and the file of the plugin, and
-// the plugin itself, run under Node.
+// What is OpenCode's alone: whose an entry is, its comments and its switch, the folder and the file of the plugin, the
+// store of sessions, and the plugin itself, run under Node.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
 
 #include "LarkmoorConnectors/Harnesses.h"
 #include "LarkmoorConnectors/OpenCode/OpenCodePlugin.h"
+#include "LarkmoorConnectors/OpenCode/OpenCodeSessionStore.h"
 #include "Support/RunTool.h"
 
 namespace larkmoor {
@@ -34,11 +38,9 @@ TEST(OpenCodeVerbs, TheEntryAsItIsFoundAndInstalled) {
         {ENTRY("{'enabled':false,'command':'x'}"),
          DRIFT "the Larkmoor MCP entry here was written by hand and is not the one this build writes",
          REFUSED "was written by hand and is not one this build wrote"},
-        {ENTRY("{'z':1,'type':7,'command':['" OLD "','a'],'enabled':1,'a':2}"),
-         DRIFT
-         "the entry carries keys this build does not write: a, z; states a type this build does not write; states "
-         "an enabled that is neither true nor false; carries arguments this build does not write",
-         REFUSED "carries keys this build does not write: a, z; "},
+        {ENTRY("{'z':1,'type':7,'command':['" OLD "','a'],'enabled':1,'a':2}"), DRIFT "the entry carries keys",
+         REFUSED "carries keys this build does not write: a, z; states a type this build does not write; states an "
+                 "enabled that is neither true nor false; carries arguments this build does not write"},
         {ENTRY("{'command':[/* a */'" OLD "'/* b */]/* c */,'type':/* d */'local'}"),
          DRIFT "the command is not the one this build writes: " OLD,
          "2 comment lines inside the Larkmoor entry here were written over",
@@ -125,6 +127,117 @@ TEST(OpenCodeVerbs, WhichPluginsAreReplacedAndWhichUnasked) {
         EXPECT_EQ(home.openCode().staleOwnWiring(), isStale) << plugin << config;
         EXPECT_EQ(home.openCode().install().observations.back().text, last);
     }
+}
+
+// Real databases of SQLite.
+
+using OpenCodeSessionStore::Writer;
+
+#define TABLE_1 "CREATE TABLE session(id, time_updated);"
+#define TABLE_2 "CREATE TABLE session_v2(directory, time_updated);"
+#define WAL "PRAGMA journal_mode=WAL;"
+
+constexpr const char* data = ".local/share/opencode";
+
+/// A connection that writes the store of a home.
+struct Store {
+    explicit Store(const ConnectorHome& home, const std::string& sql) {
+        home.makeFolder(data);
+        sqlite3_open(home.path(openCodeStore).c_str(), &database);
+        run(sql);
+    }
+    ~Store() { sqlite3_close(database); }
+    void run(const std::string& sql) const {
+        EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(database);
+    }
+    sqlite3* database = nullptr;
+};
+
+TEST(OpenCodeStore, WhoWritesItAndNothingIsLeftBesideIt) {
+    const std::string odd = "a ?mode=rw#%41.db";  // of no meaning in a path
+    const std::pair<std::string, Writer> table[] = {{TABLE_1, Writer::openCode1},
+                                                    {TABLE_2, Writer::openCode2},
+                                                    {TABLE_1 TABLE_2, Writer::openCode2},
+                                                    {"", Writer::unknown}};
+    for (const auto& [sql, writer] : table) {
+        for (const char* mode : {"", WAL}) {
+            const ConnectorHome home;
+            EXPECT_EQ(OpenCodeSessionStore::writer(home.path(openCodeStore)), std::nullopt);
+            Store{home, mode + sql};
+            fs::rename(home.path(openCodeStore), home.path(data) + "/" + odd);
+            EXPECT_EQ(OpenCodeSessionStore::writer(home.path(data) + "/" + odd), writer) << mode << sql;
+            EXPECT_EQ(Files::names(home.path(data)), std::vector{odd});
+        }
+    }
+}
+
+TEST(OpenCodeStore, ALiveWritersLogCounts) {
+    const ConnectorHome home;
+    const Store store{home, WAL TABLE_1 "BEGIN;" TABLE_2};
+    EXPECT_EQ(OpenCodeSessionStore::writer(home.path(openCodeStore)), Writer::openCode1);
+    store.run("COMMIT;");
+    home.link("link.db", home.path(openCodeStore));
+    EXPECT_EQ(OpenCodeSessionStore::writer(home.path("link.db")), Writer::openCode2);
+    // A log without its index, as a backup may hold it: there is nobody to write one.
+    fs::copy(home.path(data), home.path("copy"));
+    fs::remove(home.path("copy/opencode.db-shm"));
+    EXPECT_EQ(OpenCodeSessionStore::writer(home.path("copy/opencode.db")), Writer::unknown);
+    EXPECT_FALSE(fs::exists(home.path("copy/opencode.db-shm")));
+}
+
+TEST(OpenCodeStore, WhatCannotBeReadIsRefusedInPlainWords) {
+    const std::tuple<const char*, void (*)(const std::string& path), const char*> table[] = {
+        {"text", [](auto& path) { std::ofstream{path} << std::string(4096, 'x'); }, "file is not a database"},
+        {"cut off", [](auto& path) { fs::resize_file(path, 5000); }, "database disk image is malformed"},
+        {"closed to us", [](auto& path) { fs::permissions(path, fs::perms::none); }, "it would not open"},
+        {"a pipe", [](auto& path) { fs::remove(path), ::mkfifo(path.c_str(), 0600); }, "it would not open"},
+    };
+    for (const auto& [name, make, text] : table) {
+        SCOPED_TRACE(name);
+        const ConnectorHome home;
+        Store{home, TABLE_2 "CREATE TABLE a(b); CREATE TABLE c(d);"};
+        make(home.path(openCodeStore));
+        EXPECT_TRUE(home.openCode().scan().identity.detail.starts_with("Update OpenCode and open it once"));
+        EXPECT_TRUE(home.told(home.openCode().install()).starts_with("refused\n~/.local/share/opencode/opencode.db"));
+        const auto note = home.shown(*home.openCode().projects().note);
+        EXPECT_TRUE(note.starts_with("session store present (~/.local/share/opencode/opencode.db, latest 20")) << note;
+        EXPECT_TRUE(note.ends_with(std::string{") — its database did not answer: "} + text)) << note;
+    }
+}
+
+TEST(OpenCodeStore, TheOldGenerationIsStillUsedWithinAWeek) {
+    const auto cutoff = std::chrono::floor<std::chrono::milliseconds>(moment.time_since_epoch()).count() - 604'800'000;
+    for (const auto& [session, isUsed] : {std::pair{cutoff, true}, {cutoff - 1, false}}) {
+        const ConnectorHome home;
+        Store{home,
+              fmt::format(TABLE_2 TABLE_1 "CREATE TABLE kv(key, time_updated); INSERT INTO session VALUES('', {});"
+                                          "INSERT INTO kv VALUES('migration.v1-v2', {});",
+                          session, cutoff - 2)};
+        EXPECT_EQ(home.openCode().shownIdentity().detail.starts_with("OpenCode 1 is still being used"), isUsed);
+    }
+}
+
+TEST(OpenCodeStore, ProjectsByTheirLastActivity) {
+    const ConnectorHome home;
+    const Store store{home, TABLE_2};
+    const auto note = [&] { return home.openCode().projects().note; };
+    EXPECT_EQ(note(), "the session store records no projects yet");
+    store.run(
+        "INSERT INTO session_v2 VALUES('/b', 1999), ('/a', 5), ('/é', 1999), ('/b', 2001), ('/b', 3), "
+        "('/late', 9223372036854775807);");
+    EXPECT_EQ(note(), std::nullopt);
+    store.run("INSERT INTO session_v2 VALUES(NULL, 1);");
+    EXPECT_EQ(note(), "1 session row recorded no decodable project directory");
+    store.run(
+        "INSERT INTO session_v2 VALUES('', 1), (7, 1), (x'2f61', 1), ('/c', 0), ('/c', 1.5), ('/c', NULL), "
+        "('/c', '1'), (CAST(x'2fff' AS TEXT), 1), (CAST(x'2f0061' AS TEXT), 1);");
+    EXPECT_EQ(note(), "10 session rows recorded no decodable project directory");
+    // In a process that does not link SQLite.
+    const ToolRun tool =
+        runTool({LARKMOOR_CONNECT, "--home", home.path(), "--bundle", home.bundle(), "projects", "opencode"});
+    EXPECT_TRUE(tool.out.starts_with("opencode: 4 projects\n  /late\n    last activity 2262-04-11T23:47:16Z\n  /b\n"))
+        << tool.out;
 }
 
 TEST(OpenCodePluginTest, UnderNode) {

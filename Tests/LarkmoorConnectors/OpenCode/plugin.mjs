@@ -33,8 +33,8 @@ async function server(file, { chats = {}, session = {}, tool = {} } = {}) {
 
 const all = await server(plugin)
 await all.prompt("normal", "s1")
-const card = { sessionID: "s1", text: "--harness opencode", description: "Larkmoor memory", metadata: { larkmoor: true } }
-assert.deepEqual(all.cards.pop(), { ...card, delivery: "steer", resume: false })
+assert.deepEqual(all.cards.pop(), { sessionID: "s1", text: "--harness opencode", description: "Larkmoor memory",
+  metadata: { larkmoor: true }, delivery: "steer", resume: false })
 assert.equal(inFolder("question"), '{"prompt":"normal","cwd":"/w","sessionID":"s1"}')
 for (const event of [null, {}, { sessionID: "", prompt: { text: "normal" } }]) await all.hooks.prompt(event)
 for (const nothing of ["deaf", "deaf" + "x".repeat(1e6), "silent", "flood"]) await all.prompt(nothing)
@@ -58,9 +58,7 @@ assert.ok(texts.length > 0 && new Set(texts).size === texts.length && texts.ever
 
 // With too few descriptors left no process starts, and none may be ended: its number would be any other's.
 const { kill } = ChildProcess.prototype
-ChildProcess.prototype.kill = function (signal) {
-  return this.pid ? kill.call(this, signal) : process.exit(1)
-}
+ChildProcess.prototype.kill = function (signal) { return this.pid ? kill.call(this, signal) : process.exit(1) }
 const descriptors = []
 try {
   for (;;) descriptors.push(openSync("/dev/null"))
