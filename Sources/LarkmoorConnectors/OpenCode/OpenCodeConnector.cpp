@@ -239,8 +239,8 @@ std::expected<OpenCodeConnector::Plan, PlanFailure> OpenCodeConnector::planRemov
         auto removed = OpenCodeMCP::removed(*read.document, read.receipt.created, read.receipt.adopted);
         if (!removed) return std::unexpected{PlanFailure{paths.configFile, removed.error().description()}};
         for (std::string& leftover : removed->leftovers) plan.notes.push_back({paths.configFile, std::move(leftover)});
-        plan.config.after = copyBytes(FileDocuments::bytes(*removed->document));
-        const bool isEmpty = FileDocuments::isEmptyTopLevel(*removed->document);
+        if (removed->document) plan.config.after = copyBytes(FileDocuments::bytes(*removed->document));
+        const bool isEmpty = removed->document && FileDocuments::isEmptyTopLevel(*removed->document);
         if (isEmpty && read.receipt.created.contains(Created::openCodeConfigFile)) {
             plan.config.after.reset();
             plan.notes.push_back({paths.configFile, fileCreatedByUs});
