@@ -239,8 +239,9 @@ std::expected<OpenCodeConnector::Plan, PlanFailure> OpenCodeConnector::planRemov
         auto removed = OpenCodeMCP::removed(*read.document, read.receipt.created, read.receipt.adopted);
         if (!removed) return std::unexpected{PlanFailure{paths.configFile, removed.error().description()}};
         for (std::string& leftover : removed->leftovers) plan.notes.push_back({paths.configFile, std::move(leftover)});
-        if (removed->document) plan.config.after = copyBytes(FileDocuments::bytes(*removed->document));
-        const bool isEmpty = removed->document && FileDocuments::isEmptyTopLevel(*removed->document);
+        const std::optional<FileDocument> left = std::move(removed->document);
+        if (left) plan.config.after = copyBytes(FileDocuments::bytes(*left));
+        const bool isEmpty = left && FileDocuments::isEmptyTopLevel(*left);
         if (isEmpty && read.receipt.created.contains(Created::openCodeConfigFile)) {
             plan.config.after.reset();
             plan.notes.push_back({paths.configFile, fileCreatedByUs});
