@@ -153,6 +153,7 @@ struct Store {
     }
     sqlite3* database = nullptr;
 };
+void makeStore(const ConnectorHome& home, const std::string& sql) { const Store made{home, sql}; }
 
 TEST(OpenCodeStore, WhoWritesItAndNothingIsLeftBesideIt) {
     const std::string odd = "a ?mode=rw#%41.db";  // of no meaning in a path
@@ -164,7 +165,7 @@ TEST(OpenCodeStore, WhoWritesItAndNothingIsLeftBesideIt) {
         for (const char* mode : {"", WAL}) {
             const ConnectorHome home;
             EXPECT_EQ(OpenCodeSessionStore::writer(home.path(openCodeStore)), std::nullopt);
-            Store{home, mode + sql};
+            makeStore(home, mode + sql);
             fs::rename(home.path(openCodeStore), home.path(data) + "/" + odd);
             EXPECT_EQ(OpenCodeSessionStore::writer(home.path(data) + "/" + odd), writer) << mode << sql;
             EXPECT_EQ(Files::names(home.path(data)), std::vector{odd});
@@ -196,7 +197,7 @@ TEST(OpenCodeStore, WhatCannotBeReadIsRefusedInPlainWords) {
     for (const auto& [name, make, text] : table) {
         SCOPED_TRACE(name);
         const ConnectorHome home;
-        Store{home, TABLE_2 "CREATE TABLE a(b); CREATE TABLE c(d);"};
+        makeStore(home, TABLE_2 "CREATE TABLE a(b); CREATE TABLE c(d);");
         make(home.path(openCodeStore));
         EXPECT_TRUE(home.openCode().scan().identity.detail.starts_with("Update OpenCode and open it once"));
         EXPECT_TRUE(home.told(home.openCode().install()).starts_with("refused\n~/.local/share/opencode/opencode.db"));
@@ -210,10 +211,10 @@ TEST(OpenCodeStore, TheOldGenerationIsStillUsedWithinAWeek) {
     const auto cutoff = std::chrono::floor<std::chrono::milliseconds>(moment.time_since_epoch()).count() - 604'800'000;
     for (const auto& [session, isUsed] : {std::pair{cutoff, true}, {cutoff - 1, false}}) {
         const ConnectorHome home;
-        Store{home,
-              fmt::format(TABLE_2 TABLE_1 "CREATE TABLE kv(key, time_updated); INSERT INTO session VALUES('', {});"
-                                          "INSERT INTO kv VALUES('migration.v1-v2', {});",
-                          session, cutoff - 2)};
+        makeStore(home,
+                  fmt::format(TABLE_2 TABLE_1 "CREATE TABLE kv(key, time_updated); INSERT INTO session VALUES('', {});"
+                                              "INSERT INTO kv VALUES('migration.v1-v2', {});",
+                              session, cutoff - 2));
         EXPECT_EQ(home.openCode().shownIdentity().detail.starts_with("OpenCode 1 is still being used"), isUsed);
     }
 }
