@@ -48,4 +48,5 @@ pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
 # The archive, since the programs need one digest of it: the shared library costs 200 KB more of resident memory.
 pkg_check_modules(nettle REQUIRED nettle)
 find_library(LARKMOOR_NETTLE libnettle.a HINTS ${nettle_LIBRARY_DIRS} REQUIRED)
+pkg_check_modules(sqlite3 REQUIRED sqlite3)
 pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd)

@@ -8,6 +8,8 @@
 #include "LarkmoorConnectors/Codex/CodexBlocks.h"
 #include "LarkmoorConnectors/Cursor/CursorBlocks.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
+#include "LarkmoorConnectors/OpenCode/OpenCodeMCP.h"
+#include "LarkmoorConnectors/OpenCode/OpenCodePlugin.h"
 #include "Require.h"
 
 namespace {
@@ -71,6 +73,29 @@ void configHolds(const FileDocument& file) {
     require(!isNew || removed->document == file || !trust->notes.empty(), "the user's bytes come back");
 }
 
+/// With a receipt, an entry is ours whatever it holds, so `enabled` and other members of the user's may stay as they
+/// are.
+void openCodeHolds(const OpenCodeMCP& rules, const JSONDocument& document, bool createdByUs) {
+    if (rules.unreadableReason(document) || rules.refusalReason(document, createdByUs)) return;
+    const bool isShell = rules.isAdoptableShell(document);
+    const auto installed = rules.installed(document);
+    if (!installed) return;
+    const auto again = rules.installed(installed->document);
+    require(again && again->document == installed->document, "a second install changes nothing");
+    const JSONNode* entry = rules.entryIn(installed->document);
+    require(entry != nullptr && rules.statedCommand(*entry) == rules.paths.mcpBinary, "an installed entry runs ours");
+    const bool isExpected = createdByUs || rules.shapeMatches(*entry);
+    require(isExpected && !rules.refusalReason(installed->document, createdByUs), "an installed entry is ours");
+    const auto removed = rules.removed(installed->document, installed->created,
+                                       isShell ? std::set{Adopted::openCodeMCPEntryShell} : std::set<Adopted>{});
+    require(removed && removed->document, "what was installed can be removed");
+    const auto& left = std::get<JSONDocument>(*removed->document);
+    require(isShell ? rules.isAdoptableShell(left) : rules.entryIn(left) == nullptr, "nothing of ours is left");
+    if (installed->commentsReplaced == 0) {
+        require(left.comments().size() == document.comments().size(), "no comment of the user's is lost");
+    }
+}
+
 void chatHolds(const JSONDocument& document) {
     const ClaudeChatConfig config;
     if (config.unreadableReason(document.root())) return;
@@ -93,6 +118,14 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         blockHolds(CursorMCP{cursor}, *document);
         chatHolds(*document);
     }
+    if (const auto document = JSONDocument::read(bytes, JSONDialect::withComments)) {
+        const OpenCodeMCP rules{withExecutables(OpenCodePaths::under("/h", "/Larkmoor.app"))};
+        for (const bool createdByUs : {false, true}) openCodeHolds(rules, *document, createdByUs);
+    }
+    const std::string source = OpenCodePlugin::source(std::string{asText(bytes)});
+    require(OpenCodePlugin::ownership(asBytes(source), std::string{asText(bytes)}) == PluginOwnership::current &&
+                OpenCodePlugin::runs(asBytes(source), std::string{asText(bytes)}),
+            "a plugin is known again whatever its hook is called");
     if (const auto path = FileURL::path(asText(bytes))) {
         require(path->starts_with('/') && !path->contains('\0') && UTF8::isValid(*path), "a URL's path is a path");
     }

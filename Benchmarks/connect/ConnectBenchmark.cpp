@@ -50,6 +50,7 @@ struct Home {
         write(home + "/.codex/config.toml", hooksTOML(fileSize));
         write(home + "/.cursor/hooks.json", hooksJSON(fileSize));
         write(home + "/.cursor/mcp.json", hooksJSON(fileSize));
+        write(home + "/.config/opencode/opencode.jsonc", "// mine\n" + hooksJSON(fileSize));
         write(home + "/Library/Application Support/Claude/claude_desktop_config.json", hooksJSON(fileSize));
         for (const auto& connector : Connectors::all(home, bundle, applications)) {
             for (const auto& [subject, text] : connector->install().observations)

@@ -4,6 +4,7 @@
 #include "LarkmoorConnectors/Codex/CodexConnector.h"
 #include "LarkmoorConnectors/Cursor/CursorConnector.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
+#include "LarkmoorConnectors/OpenCode/OpenCodeConnector.h"
 
 namespace larkmoor::Connectors {
 
@@ -13,6 +14,7 @@ std::vector<std::unique_ptr<Connector>> all(const std::string& home, const std::
     connectors.push_back(std::make_unique<ClaudeCodeConnector>(home, bundle));
     connectors.push_back(std::make_unique<CodexConnector>(home, bundle));
     connectors.push_back(std::make_unique<CursorConnector>(home, bundle, applications));
+    connectors.push_back(std::make_unique<OpenCodeConnector>(home, bundle));
     return connectors;
 }
 

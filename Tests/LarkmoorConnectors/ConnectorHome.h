@@ -18,6 +18,7 @@
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "LarkmoorConnectors/Cursor/CursorConnector.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
+#include "LarkmoorConnectors/OpenCode/OpenCodeConnector.h"
 
 namespace larkmoor::testing {
 
@@ -27,6 +28,10 @@ inline constexpr const char* receiptFile = "Library/Application Support/Larkmoor
 inline constexpr const char* cursorHooks = ".cursor/hooks.json";
 inline constexpr const char* cursorServers = ".cursor/mcp.json";
 inline constexpr const char* cursorReceipt = "Library/Application Support/Larkmoor/Connectors/cursor.json";
+inline constexpr const char* openCodeConfig = ".config/opencode/opencode.jsonc";
+inline constexpr const char* openCodePlugin = ".config/opencode/plugins/larkmoor.js";
+inline constexpr const char* openCodeReceipt = "Library/Application Support/Larkmoor/Connectors/opencode.json";
+inline constexpr const char* openCodeStore = ".local/share/opencode/opencode.db";
 inline constexpr const char* chatFile = "Library/Application Support/Claude/claude_desktop_config.json";
 
 #define COPY ".larkmoor-backup-" MOMENT
@@ -58,6 +63,12 @@ class ConnectorHome : public ConfigFolder {
 
     CursorConnector cursor() const {
         CursorConnector connector{path(), bundle(), path("Applications")};
+        connector.now = [] { return moment; };
+        return connector;
+    }
+
+    OpenCodeConnector openCode() const {
+        OpenCodeConnector connector{path(), bundle()};
         connector.now = [] { return moment; };
         return connector;
     }

@@ -105,6 +105,29 @@ Harness cursor() {
                      "/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness cursor --slot pretool"}};
 }
 
+Harness openCode() {
+    const std::vector<RoundTrip> config{
+        {"no server, and comments around",
+         "// a|{| // b|  'theme': 'x', // c|  /* d */ 'a': [1, /* e */ 2] // f|}|// g|"},
+        {"carriage returns", "{\r|\t// a\r|\t'mcp': {\r|\t\t'mine': {} // b\r|\t\t// c\r|\t}\r|}"},
+        {"an object of servers with comments alone", "{|  'mcp': {|    // a|    /* b */|  },|  'a': 1|}|", asItWas,
+         REMAINS("mcp object")},
+        {"an empty object of servers", "{'mcp':{},'a':1}", asItWas, REMAINS("mcp object")},
+        {"an empty file with a comment", "{}// mine|", asItWas, EMPTY_FILE},
+        // What an older build wrote goes; comments in and beside it stay.
+        {"an old entry with comments everywhere",
+         "{'mcp':{/*a*/'larkmoor'/*b*/:/*c*/{/*d*/'type'/*e*/:/*f*/'local'/*g*/,/*h*/'command'/*i*/:/*j*/["
+         "'/Old/Larkmoor.app/Contents/MacOS/larkmoor-mcp']/*k*/,/*l*/'enabled'/*m*/:/*n*/true/*o*/}/*p*/,'x':1}}",
+         "{'mcp':{/*a*//*b*//*c*//*d*//*e*//*f*//*g*//*h*//*i*//*j*//*k*//*l*//*m*//*n*//*o*//*p*/'x':1}}"},
+    };
+    return {.name = "OpenCode",
+            .folder = ".config/opencode",
+            .receipt = openCodeReceipt,
+            .files = {{openCodeConfig, config}},
+            .make = [](const ConnectorHome& home) { return std::make_unique<OpenCodeConnector>(home.openCode()); },
+            .alwaysLeft = "this folder holds the copy of the plugin that was made here first and remains"};
+}
+
 // A harness that there is not, made of the framework's pieces alone: entries without groups, a file that begins from a
 // seed of its own, two blocks in one TOML file, trust slots and a version in the receipt, notes, leftovers said last.
 
@@ -242,7 +265,7 @@ Harness fifth() {
 }  // namespace
 
 const std::vector<Harness>& harnesses() {
-    static const std::vector<Harness> all{claudeCode(), codex(), cursor(), fifth()};
+    static const std::vector<Harness> all{claudeCode(), codex(), cursor(), openCode(), fifth()};
     return all;
 }
 

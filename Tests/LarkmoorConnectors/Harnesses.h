@@ -26,13 +26,14 @@ struct Harness {
     std::string_view name, folder, receipt;
     std::vector<std::pair<std::string_view, std::vector<RoundTrip>>> files;  ///< by their paths in the home
     std::function<std::unique_ptr<Connector>(const ConnectorHome&)> make;
+    std::string_view alwaysLeft = "";  ///< the sentence for what every removal leaves beside the files
 
-    // For hooks files that are made by chance.
+    // For hooks files that are made by chance; a harness without such a file has no `hooks`.
 
-    std::function<Block(const ConnectorHome&)> hooks;
-    std::vector<std::string_view> events;
+    std::function<Block(const ConnectorHome&)> hooks{};
+    std::vector<std::string_view> events{};
     bool grouped = true;
-    std::vector<std::string_view> ours;  ///< commands of this build and of earlier ones
+    std::vector<std::string_view> ours{};  ///< commands of this build and of earlier ones
 
     friend void PrintTo(const Harness& harness, std::ostream* out) { *out << harness.name; }
 };

@@ -53,6 +53,7 @@ Entry Entry::of(const ScanReport& report) {
             .summary = state,
             .observations = report.observations,
             .fields = {{"state", state},
+                       {"detail", report.identity.detail},
                        {"observations", list(report.observations)},
                        {"backups", list(std::vector<std::string>{})}}};
 }

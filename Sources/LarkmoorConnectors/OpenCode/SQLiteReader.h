@@ -1,0 +1,38 @@
+// Reads a SQLite database that belongs to another program, and leaves no file beside it; only if the last writer in WAL
+// mode closes it during the query, SQLite makes its empty log anew. The library is loaded for the length of one query:
+// nearly every run of this program does without it.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <expected>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace larkmoor::SQLiteReader {
+
+/// The step that failed, and what SQLite says of it, if anything.
+struct [[nodiscard]] Failure {
+    enum class Step { open, prepare, row };
+
+    Step step = Step::open;
+    std::optional<std::string> text{};
+};
+
+/// A column of the current row: a text's bytes, a whole number, or a value of another type. A view is valid during the
+/// call only.
+using Value = std::variant<std::monostate, std::string_view, std::int64_t>;
+
+/// Calls `each` for every row of the query, in order, with a function that reads the row's columns, counted from 0 and
+/// not beyond those that the query names. `path` is absolute. A lock of another process is waited for as long as
+/// `busy`.
+///
+/// A database in WAL mode is read with its log; if the log is there without its index, opening fails. What is no
+/// regular file is a failure at once. Any thread.
+std::expected<void, Failure> rows(const std::string& path, const std::string& query, std::chrono::milliseconds busy,
+                                  const std::function<void(const std::function<Value(int)>&)>& each);
+
+}  // namespace larkmoor::SQLiteReader
