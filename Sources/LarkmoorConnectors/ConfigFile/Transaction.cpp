@@ -74,8 +74,6 @@ class Commit {
 
     Outcome restore(const FileChange& change) const {
         if (change.before) {
-            // On a full disk what was never replaced could not be written again.
-            if (const auto bytes = Files::read(change.path); bytes && *bytes == *change.before) return {};
             const auto mode = modeOfRemoved_.find(change.path);
             return AtomicWrite::write(*change.before, change.path, {},
                                       mode == modeOfRemoved_.end() ? std::nullopt : std::optional{mode->second});
