@@ -38,6 +38,8 @@ class MenuBar final : public MenuDelegate, public std::enable_shared_from_this<M
     void menuDidClose() override;
     bool validateMenuItem(const MenuRow& row) override;
 
+    /// A quit is under way, which nothing stops.
+    bool isQuitting() const { return quit_.isUnderWay(); }
     /// The daemon has come to the system: what was said of its absence is no longer true.
     void daemonArrived();
     /// One pass over the daemon's state; returns at once while another is under way.

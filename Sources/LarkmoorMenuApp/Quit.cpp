@@ -1,9 +1,13 @@
 #include "LarkmoorMenuApp/Quit.h"
 
+#include <fmt/format.h>
+
 #include <boost/asio/redirect_error.hpp>
 
+#include <exception>
 #include <utility>
 
+#include "LarkmoorPlatform/PlatformLog.h"
 #include "LarkmoorPlatform/Spawn.h"
 
 namespace larkmoor {
@@ -55,6 +59,16 @@ Task<void> Quit::quitEverything() {
 
 Task<void> Quit::quitAllOf(std::function<Task<void>()> before) {
     if (std::exchange(ending_, true)) co_return;
+    try {
+        co_await endOthers(std::move(before));
+    } catch (const std::exception& thrown) {
+        platformLog(fmt::format("[larkmoor-menu] the quit goes on after an error: {}", thrown.what()));
+    }
+    seams_.terminate();
+    ending_ = false;
+}
+
+Task<void> Quit::endOthers(std::function<Task<void>()> before) {
     askInRow(false);
     alert_.request_stop();
     if (before) co_await Spawning::toItsEnd(std::move(before));
@@ -65,8 +79,6 @@ Task<void> Quit::quitAllOf(std::function<Task<void>()> before) {
           [patience](LarkmoorClient& client) { return requestShutdown(client, patience); });
     boost::system::error_code answered;
     co_await patience->async_wait(boost::asio::redirect_error(awaiting, answered));
-    seams_.terminate();
-    ending_ = false;
 }
 
 }  // namespace larkmoor

@@ -44,8 +44,10 @@ class Quit {
     /// Quits without asking, after `before` has ended; an alert that is still up is withdrawn. Does nothing while a
     /// quit is under way.
     Task<void> quitAllOf(std::function<Task<void>()> before = {});
+    bool isUnderWay() const { return ending_; }
 
   private:
+    Task<void> endOthers(std::function<Task<void>()> before);
     void askInRow(bool asks);
     void askInRowForAWhile();
 

@@ -62,7 +62,8 @@ Application::Application()
                      },
                  .onActivated =
                      [this] {
-                         if (menuBar_) menuBar_->applicationShouldHandleReopen();
+                         isWantedAgain_ = menuBar_ && menuBar_->isQuitting();
+                         if (menuBar_ && !isWantedAgain_) menuBar_->applicationShouldHandleReopen();
                      }}) {
     bus_.onLost([this](const BusError& error) {
         platformLog((bus_.wasReady() ? "[larkmoor-menu] the session bus is gone, and with it every way to be seen — "
@@ -73,7 +74,9 @@ Application::Application()
         end(1);
     });
     signals_.async_wait([this](const boost::system::error_code& failed, int) {
-        if (!failed) end(0);
+        if (failed) return;
+        isWantedAgain_ = false;
+        end(0);
     });
 }
 

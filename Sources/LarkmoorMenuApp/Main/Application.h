@@ -32,6 +32,8 @@ class Application {
 
     /// Runs until the application ends; the process's exit status.
     int run();
+    /// Whether it was started again while it was quitting: then it is to be started anew after `run`.
+    bool isWantedAgain() const { return status_ == 0 && isWantedAgain_; }
 
   private:
     void becomeMenuBar();
@@ -54,6 +56,7 @@ class Application {
 
     MainLoop loop_{1};
     int status_ = 0;
+    bool isWantedAgain_ = false;
     RunningBundle bundle_ = RunningBundle::current();
     std::string home_ = homeFolder();
     std::string support_ = home_ + "/Library/Application Support";

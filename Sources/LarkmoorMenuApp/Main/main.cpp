@@ -1,5 +1,10 @@
 // The menu-bar application. Its command line tells what it is and starts it, and nothing else.
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,12 +29,25 @@ int tellVersion() {
     return print(stdout, title + "\n", 0);
 }
 
+/// Returns when the application ends, unless somebody has started it again meanwhile.
+int run(char** arguments) {
+    // Before an update can put another file in its place.
+    const std::string executable = larkmoor::RunningBundle::current().executable;
+    auto application = std::make_unique<larkmoor::Application>();
+    const int status = application->run();
+    const bool isWantedAgain = application->isWantedAgain();
+    application.reset();
+    if (!isWantedAgain) return status;
+    ::execv(executable.c_str(), arguments);
+    return print(stderr, "larkmoor-menubar: cannot start again: " + std::string{std::strerror(errno)} + "\n", 1);
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
     constexpr int wrongUsage = 2;
     const std::vector<std::string> options(arguments + (count > 0 ? 1 : 0), arguments + count);
-    if (options.empty()) return larkmoor::Application{}.run();
+    if (options.empty()) return run(arguments);
     if (options == std::vector<std::string>{"--version"}) return tellVersion();
     if (options == std::vector<std::string>{"--help"}) return print(stdout, usage, 0);
     const bool isKnown = options[0] == "--version" || options[0] == "--help";

@@ -113,6 +113,7 @@ Task<AlertAnswer> HelperAlerts::show(Alert alert, AlertWatch watch) {
         const auto executor = co_await boost::asio::this_coro::executor;
         OneShotEvent turn{executor.context()};
         waiting_.push_back(&turn);
+        if (watch.onSight) watch.onSight(false);
         co_await turn.wait();
     }
     AlertAnswer answer;
@@ -165,6 +166,8 @@ Task<std::expected<AlertAnswer, std::string>> HelperAlerts::showWindow(const Ale
     window->patience.cancel();
     if (std::holds_alternative<ProcessEnds::Stopped>(result.end))
         co_return std::unexpected(fmt::format("its window was not there after {} ms", options_.limit.count()));
+    // Nobody looked at it for a day.
+    if (std::holds_alternative<ProcessEnds::TimedOut>(result.end)) co_return AlertAnswers::Dismissed{};
     co_return answerOf(result, window->answer(), alert.buttons.size());
 }
 
