@@ -59,20 +59,27 @@ Task<void> Quit::quitEverything() {
 
 Task<void> Quit::quitAllOf(std::function<Task<void>()> before) {
     if (std::exchange(ending_, true)) co_return;
-    try {
-        co_await endOthers(std::move(before));
-    } catch (const std::exception& thrown) {
+    const auto goesOn = [](const std::exception& thrown) {
         platformLog(fmt::format("[larkmoor-menu] the quit goes on after an error: {}", thrown.what()));
+    };
+    try {
+        askInRow(false);
+        alert_.request_stop();
+        if (before) co_await Spawning::toItsEnd(std::move(before));
+        seams_.terminateSettings();
+    } catch (const std::exception& thrown) {
+        goesOn(thrown);
+    }
+    try {
+        co_await endDaemon();
+    } catch (const std::exception& thrown) {
+        goesOn(thrown);
     }
     seams_.terminate();
     ending_ = false;
 }
 
-Task<void> Quit::endOthers(std::function<Task<void>()> before) {
-    askInRow(false);
-    alert_.request_stop();
-    if (before) co_await Spawning::toItsEnd(std::move(before));
-    seams_.terminateSettings();
+Task<void> Quit::endDaemon() {
     // The daemon's answer is not looked at: neither a dead daemon nor one that hangs stops the quit.
     const auto patience = std::make_shared<MainTimer>(seams_.loop.get_executor(), shutdownPatience);
     spawn(seams_.loop, std::weak_ptr{seams_.client},

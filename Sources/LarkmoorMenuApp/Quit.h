@@ -47,7 +47,7 @@ class Quit {
     bool isUnderWay() const { return ending_; }
 
   private:
-    Task<void> endOthers(std::function<Task<void>()> before);
+    Task<void> endDaemon();
     void askInRow(bool asks);
     void askInRowForAWhile();
 

@@ -24,8 +24,10 @@ bool isExecutable(const std::string& path) {
 }  // namespace
 
 bool SettingsWindows::isOwnSettings(const RunningApplication& application, std::string_view bundle) {
-    if (application.bundleIdentifier == ClientInstance::settingsID) return true;
     const fs::path executable = fs::path{application.executable}.lexically_normal();
+    // A desktop may give our identifier to whatever program it started under our name.
+    const bool isInBundle = executable.string().contains(".app/Contents/MacOS/");
+    if (application.bundleIdentifier == ClientInstance::settingsID && isInBundle) return true;
     if (executable.filename() != settingsExecutable) return false;
     const std::string ownTreeRoot = fs::path{bundle}.parent_path().lexically_normal().string();
     const std::string place = executable.string();

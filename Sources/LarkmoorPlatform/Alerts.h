@@ -31,7 +31,7 @@ namespace AlertAnswers {
 struct NotShown {
     bool operator==(const NotShown&) const = default;
 };
-/// The user closed the alert without a choice.
+/// The user closed the alert without a choice, or left it for a day.
 struct Dismissed {
     bool operator==(const Dismissed&) const = default;
 };
@@ -46,8 +46,8 @@ using AlertAnswer = std::variant<AlertAnswers::NotShown, AlertAnswers::Dismissed
 
 /// How the caller of an alert follows it, and takes it back.
 struct AlertWatch {
-    /// Called with true once the window is on the screen, and with false when a desktop notification stands in for it,
-    /// of which the user may see nothing. May be null.
+    /// Called with true once the window is on the screen, and with false while it waits behind another alert or a
+    /// desktop notification stands in for it, of which the user may see nothing. May be null.
     std::function<void(bool isInSight)> onSight{};
     /// Takes the alert back; the answer is `NotShown` then.
     std::stop_token withdrawn{};

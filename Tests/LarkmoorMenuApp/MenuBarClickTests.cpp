@@ -163,7 +163,8 @@ TEST_F(MenuBarTest, UpdateClicksAreAnsweredInWordsOrNotAtAll) {
 
 TEST_F(MenuBarTest, QuitEndsTheFamilyAndNobodyElse) {
     const std::tuple<std::optional<std::string>, std::string, bool> table[] = {
-        {"tools.fenwright.larkmoor.settings", "/elsewhere/anything", true},
+        {"tools.fenwright.larkmoor.settings", "/elsewhere/X.app/Contents/MacOS/anything", true},
+        {"tools.fenwright.larkmoor.settings", "/usr/bin/sleep", false},
         {std::nullopt, "/tree/larkmoor-settings", true},
         {"com.example", "/tree/deeper/down/larkmoor-settings", true},
         {std::nullopt, "/other/../tree/./larkmoor-settings", true},

@@ -72,7 +72,9 @@ class MenuBarTest : public ::testing::Test {
     }
 
     /// The settings application runs, and is asked for its panes.
-    void runSettings() { applications.running = {{7, "/x/settings", std::string{ClientInstance::settingsID}}}; }
+    void runSettings() {
+        applications.running = {{7, "/x/S.app/Contents/MacOS/settings", std::string{ClientInstance::settingsID}}};
+    }
     /// Those that it was asked for since the last call, with "!" behind one that is to come to the front.
     Words panes() {
         Words wanted;

@@ -1,8 +1,8 @@
 // The menu-bar application. Its command line tells what it is and starts it, and nothing else.
 #include <malloc.h>
+#include <spawn.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -41,8 +41,11 @@ int run(char** arguments) {
     const bool isWantedAgain = application->isWantedAgain();
     application.reset();
     if (!isWantedAgain) return status;
-    ::execv(executable.c_str(), arguments);
-    return print(stderr, "larkmoor-menubar: cannot start again: " + std::string{std::strerror(errno)} + "\n", 1);
+    // A process of its own: this one's children and start time are not the next one's.
+    pid_t process = 0;
+    const int failed = ::posix_spawn(&process, executable.c_str(), nullptr, nullptr, arguments, environ);
+    if (failed == 0) return status;
+    return print(stderr, "larkmoor-menubar: cannot start again: " + std::string{std::strerror(failed)} + "\n", 1);
 }
 
 }  // namespace

@@ -112,8 +112,8 @@ Task<AlertAnswer> HelperAlerts::show(Alert alert, AlertWatch watch) {
     if (std::exchange(isShowing_, true)) {
         const auto executor = co_await boost::asio::this_coro::executor;
         OneShotEvent turn{executor.context()};
-        waiting_.push_back(&turn);
         if (watch.onSight) watch.onSight(false);
+        waiting_.push_back(&turn);
         co_await turn.wait();
     }
     AlertAnswer answer;

@@ -5,6 +5,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "LarkmoorBase/Timers.h"
@@ -227,7 +228,13 @@ void MessageServiceConnection::onReply(PendingReplies::iterator waiting, BusResu
     const Handler handler = std::move(*waiting);
     pendingReplies_.erase(waiting);
     if (isTooLarge) return failOne(handler, {reply.error().description(), Kind::unanswerable});
-    handler(MessageServiceCoding::read(*reply));
+    MessageDictionary answer;
+    try {
+        answer = MessageServiceCoding::read(*reply);
+    } catch (const std::bad_alloc&) {
+        return failOne(handler, {"there is no memory for the reply", Kind::unanswerable});
+    }
+    handler(std::move(answer));
 }
 
 bool MessageServiceConnection::onMessage(const BusMessage& message) {
@@ -236,7 +243,13 @@ bool MessageServiceConnection::onMessage(const BusMessage& message) {
     if (state_ == State::bound && eventHandler_) {
         // The handler may replace or clear itself while it runs.
         const Handler handler = eventHandler_;
-        handler(MessageServiceCoding::read(message));
+        MessageDictionary received;
+        try {
+            received = MessageServiceCoding::read(message);
+        } catch (const std::bad_alloc&) {
+            return true;
+        }
+        handler(std::move(received));
     }
     return true;
 }
