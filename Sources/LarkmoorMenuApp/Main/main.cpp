@@ -30,7 +30,7 @@ int tellVersion() {
     return print(stdout, title + "\n", 0);
 }
 
-/// Returns when the application ends, unless somebody has started it again meanwhile.
+/// The exit status. An application that was started again while it was quitting is started anew at its end.
 int run(char** arguments) {
     // Else the first large answer makes the allocator keep the memory of later ones: 40 MB after half an hour of them.
     ::mallopt(M_MMAP_THRESHOLD, 128 * 1024);
