@@ -1,0 +1,65 @@
+// larkmoor-models: what the application knows and does of local models, one verb at a time.
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+#include "Command.h"
+#include "LarkmoorBase/Files.h"
+
+namespace larkmoor::models {
+
+namespace {
+
+constexpr std::array commands{
+    Command{"digest", "FILE", 1, digest},
+};
+
+std::string usage() {
+    std::string text = "usage: larkmoor-models VERB [ARGUMENT...] [--json], VERB one of:";
+    for (const Command& command : commands) text += fmt::format("\n  {} {}", command.name, command.words);
+    return text;
+}
+
+Outcome wrongUsage(const std::string& message) {
+    return {.status = Outcome::wrongUsage, .errors = message + "\n" + usage()};
+}
+
+Outcome run(const std::vector<std::string>& words) {
+    if (words == std::vector<std::string>{"--help"}) return {.output = usage() + "\n"};
+    Arguments arguments;
+    for (const std::string& word : words) {
+        if (word == "--json") {
+            arguments.json = true;
+        } else if (word.starts_with("--")) {
+            return wrongUsage("there is no option " + word);
+        } else {
+            arguments.words.push_back(word);
+        }
+    }
+    if (arguments.words.empty()) return wrongUsage("there is no verb");
+    const std::string verb = arguments.words.front();
+    arguments.words.erase(arguments.words.begin());
+    const auto command = std::ranges::find(commands, verb, &Command::name);
+    if (command == commands.end()) return wrongUsage("there is no verb " + verb);
+    if (arguments.words.size() != command->count) {
+        return wrongUsage(fmt::format("{} wants {}", verb, command->count == 0 ? "no argument" : command->words));
+    }
+    return command->run(arguments);
+}
+
+}  // namespace
+
+}  // namespace larkmoor::models
+
+int main(int count, char** arguments) {
+    using namespace larkmoor;
+    const models::Outcome outcome = models::run({arguments + 1, arguments + count});
+    const auto printed = Files::writeAll(STDOUT_FILENO, asBytes(outcome.output), "standard output");
+    std::string errors = printed ? outcome.errors : printed.error().description();
+    if (!errors.empty()) errors += "\n";
+    // If standard error cannot be written either, the exit status still tells.
+    (void)Files::writeAll(STDERR_FILENO, asBytes(errors), "standard error");
+    return printed ? outcome.status : models::Outcome::failed;
+}
