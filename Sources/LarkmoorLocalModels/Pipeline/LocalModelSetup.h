@@ -1,0 +1,146 @@
+// The setup of the local models: one quiet pass from any state of the machine to the one in which they work. Each step
+// first looks whether its result is there already; a step that cannot finish is skipped, and the reason goes to the
+// setup log alone. The next launch is the retry.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "LarkmoorBase/OneShotEvent.h"
+#include "LarkmoorBase/Task.h"
+#include "LarkmoorKit/Models/LocalModelsProgress.h"
+#include "LarkmoorLocalModels/Migration/ModelLayoutMigration.h"
+#include "LarkmoorLocalModels/Migration/ModelMigration.h"
+#include "LarkmoorLocalModels/Pipeline/RowState.h"
+#include "LarkmoorLocalModels/Pipeline/SetupError.h"
+#include "LarkmoorLocalModels/Pipeline/Transfer.h"
+#include "LarkmoorLocalModels/Prefetch/PrefetchProgress.h"
+
+namespace larkmoor {
+
+/// Main thread. Held by a shared pointer: a pass keeps it alive, and what arrives after its end is dropped.
+class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
+  public:
+    using Receipts = LocalModelsProgress::Receipts;
+    using Time = std::chrono::system_clock::time_point;
+    using Ended = std::expected<void, SetupError>;
+
+    struct Row {
+        std::string id, label;
+        RowState state{};
+        bool download = false;  ///< bytes move over the network
+        std::optional<Int> bytes{}, totalBytes{};
+        bool expected = false;  ///< `totalBytes` is an estimate of ours
+        bool present = false;   ///< was on this machine before
+    };
+
+    /// What the first three steps do, and the migrations before them. A request to stop ends the work under way.
+    struct TrioWorkers {
+        using Stop = std::stop_token;
+
+        /// The receipts are those of the last pass.
+        std::function<Task<ModelMigration::Outcome>(std::optional<Receipts>, Stop)> migrate;
+        std::function<Task<ModelLayoutMigration::Outcome>(std::optional<Receipts>, Stop)> migrateLayout;
+        /// A runtime that may be run; nullopt if there is none.
+        std::function<Task<std::optional<std::string>>()> findRuntime;
+        /// Its path.
+        std::function<Task<std::expected<std::string, SetupError>>(TransferListener, Stop)> fetchRuntime;
+        std::function<Task<bool>(Stop)> hostAnswers;
+        std::function<Task<Ended>(std::string binary, Stop)> superviseHost;
+        std::function<Task<bool>(Stop)> waitForHost;
+        std::function<Task<bool>(Stop)> probeModel;
+        std::function<Task<Ended>(TransferListener, Stop)> pullModel;
+        std::function<Task<LocalModelsProgress::OllamaInventory>()> inventory;
+        /// What the progress file says was installed by the passes before.
+        std::function<Task<std::optional<Receipts>>()> snapshotReceipts;
+    };
+
+    struct Seams {
+        MainLoop& loop;
+        TrioWorkers workers;
+        /// The speech helper; nullopt if the bundle has none.
+        std::function<Task<std::optional<std::string>>()> prefetchHelper;
+        /// Runs it, and passes its lines on; its exit status, or nullopt if it did not start.
+        std::function<Task<std::optional<std::int32_t>>(std::string helper, std::function<void(std::string_view)> line,
+                                                        std::stop_token)>
+            prefetchRunner;
+        struct Seeding {
+            std::string summary;
+            bool seeded = false;
+        };
+        std::function<Task<Seeding>(std::string helper)> senkoSeeder;
+        std::string support;     ///< Application Support
+        std::string agentPlist;  ///< the path of the model host's property list
+        /// The runtimes that are ours, wherever an older build put them.
+        std::vector<std::string> ourBinaries;
+        std::function<Time()> now;
+        std::function<void(std::string)> log;  ///< the setup log
+        std::function<void(const LocalModelsProgress&)> progressSink;
+    };
+
+    explicit LocalModelSetup(Seams seams);
+
+    /// Begins a pass, unless one is under way.
+    void start();
+    /// Ends the pass, and returns when nothing of it moves any more.
+    Task<void> cancel();
+
+    bool running() const { return running_; }
+    /// Whether every step is done.
+    bool finished() const;
+    const Receipts& installed() const { return installed_; }
+    /// The state of this moment, without a sample.
+    LocalModelsProgress snapshot(Time now) const;
+
+  private:
+    class RunningPass;
+
+    Task<void> run();
+    Task<void> pass();
+    Task<void> layoutFirstRound();
+    Task<void> takeInventory();
+    Task<std::optional<std::string>> runtimeStep();
+    Task<void> hostStep(std::optional<std::string> binary);
+    Task<void> migrationStep();
+    Task<void> layoutSecondRound();
+    Task<void> modelStep();
+    Task<void> meetingModelsStep();
+    Task<void> runPrefetch(std::optional<std::string> helper);
+    void onPrefetchLine(std::string_view line);
+
+    bool isCancelled() const { return stop_.stop_requested(); }
+    bool isDone(std::string_view id) const;
+    bool isTrioDone() const;
+    Row* find(std::string_view id);
+    void set(std::string_view id, RowState state);
+    void quietSkip(std::string_view id, std::string_view why);
+    void markPresent(std::string_view id);
+    void transfer(std::string_view id, Transfer transfer);
+    TransferListener transfers(std::string id);
+    void publish(bool force);
+
+    Seams seams_;
+    std::vector<Row> rows_;
+    Receipts installed_;
+    std::optional<Receipts> snapshotReceipts_;
+    bool running_ = false;
+    bool migrating_ = false;
+    /// The folders could not be moved: nothing may be written into a store that may lie in the old one.
+    bool layoutHeld_ = false;
+    Time lastPublish_{};
+    std::vector<LocalModelsProgress::Sample> samples_;
+    PrefetchProgress prefetch_;
+    std::stop_source stop_;
+    /// Of the last pass; none before the first.
+    std::shared_ptr<OneShotEvent> ended_;
+};
+
+}  // namespace larkmoor

@@ -1,0 +1,108 @@
+#include "LarkmoorLocalModels/Runtime/HostAgent.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorLocalModels/Runtime/HostPlist.h"
+#include "LarkmoorLocalModels/Store/ModelStore.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+
+namespace larkmoor {
+
+namespace {
+
+// As of any other agent of the user's.
+constexpr mode_t folderMode = 0755, plistMode = 0644;
+constexpr int goneRounds = 50, bootstrapAttempts = 3;
+constexpr std::chrono::milliseconds pace{500};
+
+std::unexpected<SetupError> failed(std::string message) { return std::unexpected{SetupError{std::move(message)}}; }
+
+}  // namespace
+
+std::string HostAgent::plistPath() const {
+    return fmt::format("{}/Library/LaunchAgents/{}.plist", seams_.home, ClientInstance::ollamaAgentLabel);
+}
+
+std::string HostAgent::logPath() const {
+    return fmt::format("{}/Library/Logs/{}", seams_.home, ClientInstance::ollamaLogName);
+}
+
+std::string HostAgent::domain() const { return fmt::format("gui/{}", seams_.user); }
+
+std::string HostAgent::service() const { return fmt::format("{}/{}", domain(), ClientInstance::ollamaAgentLabel); }
+
+Task<std::optional<std::string>> HostAgent::plistText() const {
+    co_return co_await BlockingWork::run([path = plistPath()]() -> std::optional<std::string> {
+        const auto bytes = Files::read(path);
+        return bytes ? std::optional{std::string{asText(*bytes)}} : std::nullopt;
+    });
+}
+
+Task<HostAgent::Ended> HostAgent::superviseHost(std::string binary, std::stop_token stop) {
+    const auto current = co_await plistText();
+    auto written = co_await compose(std::move(binary), HostPlist::modelsDirForWrite(current, seams_.support));
+    if (!written) co_return written;
+    auto loaded = co_await loadAgent(stop);
+    if (!loaded && !current) co_await BlockingWork::run([path = plistPath()] { ::unlink(path.c_str()); });
+    co_return loaded;
+}
+
+Task<HostAgent::Ended> HostAgent::compose(std::string binary, std::optional<std::string> modelsDir) {
+    if (modelsDir) {
+        auto made = co_await BlockingWork::run([folder = *modelsDir] { return ModelStore::makeModelsDir(folder); });
+        if (!made) co_return failed(made.error().message);
+    }
+    co_return co_await replacePlist(HostPlist::agentPlist(binary, logPath(), modelsDir));
+}
+
+Task<HostAgent::Ended> HostAgent::replacePlist(std::string text) {
+    const auto written = co_await BlockingWork::run([path = plistPath(), log = logPath(), text = std::move(text)] {
+        for (const std::string& file : {path, log}) {
+            auto made = Files::makeFolders(std::filesystem::path{file}.parent_path().string(), folderMode);
+            if (!made) return made;
+        }
+        return Files::replace(path, asBytes(text), plistMode);
+    });
+    if (!written) co_return failed(written.error().description());
+    co_return Ended{};
+}
+
+Task<HostAgent::Ended> HostAgent::loadAgent(std::stop_token stop) {
+    static_cast<void>(co_await seams_.launchctl.bootout(service()));
+    for (int round = 0; round < goneRounds; ++round) {
+        const auto printed = co_await seams_.launchctl.print(service());
+        if (printed != 0) break;
+        co_await seams_.pacedPause(pace);
+    }
+    const int attempts = stop.stop_requested() ? 1 : bootstrapAttempts;
+    LaunchAgents::ExitStatus loaded;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        if (attempt > 0) co_await seams_.pacedPause(pace);
+        loaded = co_await seams_.launchctl.bootstrap(domain(), plistPath());
+        if (loaded == 0) co_return Ended{};
+    }
+    co_return failed(loaded ? fmt::format("launchd refused the model-host agent (exit {})", *loaded)
+                            : fmt::format("launchd refused the model-host agent ({})", loaded.error()));
+}
+
+Task<void> HostAgent::capHostIfUncapped() {
+    const auto current = co_await plistText();
+    if (!HostPlist::hostPlistLacksCap(current)) co_return;
+    const auto binary = HostPlist::supervisedBinary(current);
+    if (!binary) {
+        co_return seams_.log("model-setup: host cap not applied — the agent plist names no ProgramArguments");
+    }
+    const auto modelsDir = HostPlist::modelsDirForWrite(current, seams_.support);
+    auto capped = co_await replacePlist(HostPlist::agentPlist(*binary, logPath(), modelsDir));
+    if (capped) capped = co_await loadAgent({});
+    if (capped) co_return seams_.log("model-setup: host plist capped — prompt cache 256 MiB, host restarted");
+    static_cast<void>(co_await replacePlist(*current));
+    seams_.log("model-setup: host cap not applied — " + capped.error().message);
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,59 @@
+// The launch agent that keeps the model host running. The service manager supervises it: we write its property list and
+// load it, and do not watch the process. A host that somebody else runs is never touched from here.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <expected>
+#include <functional>
+#include <optional>
+#include <stop_token>
+#include <string>
+
+#include "LarkmoorBase/Task.h"
+#include "LarkmoorLocalModels/Pipeline/Transfer.h"
+#include "LarkmoorPlatform/LaunchAgents.h"
+
+namespace larkmoor {
+
+/// Main thread; its files are read and written off it. Must outlive its tasks.
+class HostAgent {
+  public:
+    using Ended = std::expected<void, SetupError>;
+
+    struct Seams {
+        LaunchAgents& launchctl;  ///< outlives this
+        std::string home, support;
+        uid_t user = 0;
+        std::function<void(std::string)> log;  ///< the setup log
+        /// A wait that no request to stop cuts short: stopping and loading keep their distance.
+        std::function<Task<void>(std::chrono::milliseconds)> pacedPause;
+    };
+
+    explicit HostAgent(Seams seams) : seams_(std::move(seams)) {}
+
+    std::string plistPath() const;
+    std::string logPath() const;
+    /// The property list as text; nullopt if there is none.
+    Task<std::optional<std::string>> plistText() const;
+
+    /// Writes the property list, keeping the store that an existing one names, and loads it. A first list that cannot
+    /// be loaded is removed again, since nothing would own it.
+    Task<Ended> superviseHost(std::string binary, std::stop_token stop);
+    /// Stops the host, if it runs, and starts it by its property list.
+    Task<Ended> loadAgent(std::stop_token stop);
+    /// Limits the memory of a host that was set up before there was a limit; a host that cannot be restarted so keeps
+    /// its old list.
+    Task<void> capHostIfUncapped();
+
+  private:
+    Task<Ended> compose(std::string binary, std::optional<std::string> modelsDir);
+    Task<Ended> replacePlist(std::string text);
+    std::string service() const;
+    std::string domain() const;
+
+    Seams seams_;
+};
+
+}  // namespace larkmoor
