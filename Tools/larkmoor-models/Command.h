@@ -29,6 +29,8 @@ struct Command {
     Outcome (*run)(const Arguments& arguments);
 };
 
+Outcome deleteModel(const Arguments& arguments);
 Outcome digest(const Arguments& arguments);
+Outcome move(const Arguments& arguments);
 
 }  // namespace larkmoor::models
