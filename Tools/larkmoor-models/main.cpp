@@ -13,8 +13,10 @@ namespace larkmoor::models {
 namespace {
 
 constexpr std::array commands{
+    Command{"delete", "NAME ROOT", 2, deleteModel},
     Command{"digest", "FILE", 1, digest},
     Command{"line", "FILE", 1, line},
+    Command{"move", "NAME FROM_ROOT TO_STORE", 3, move},
 };
 
 std::string usage() {

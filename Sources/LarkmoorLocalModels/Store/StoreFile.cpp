@@ -1,0 +1,112 @@
+#include "LarkmoorLocalModels/Store/StoreFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <initializer_list>
+
+#include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorBase/Files.h"
+
+namespace larkmoor::StoreFile {
+
+namespace {
+
+std::unexpected<ModelStoreError> failure(const FileError& error) {
+    return std::unexpected{ModelStoreError{error.description()}};
+}
+
+bool isOneOf(int code, std::initializer_list<int> codes) { return std::ranges::find(codes, code) != codes.end(); }
+
+bool areOne(const struct stat& first, const struct stat& second) {
+    return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+/// A new file with the bytes and the permissions of the other, on the disk.
+std::expected<void, FileError> write(const std::string& from, const std::string& to) {
+    constexpr std::size_t pieceSize = std::size_t{1} << 20U;
+    const FileDescriptor source{::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)};
+    struct stat status{};
+    if (!source || ::fstat(source.get(), &status) != 0) return std::unexpected{FileError{from, errno}};
+    if (!S_ISREG(status.st_mode)) return std::unexpected{FileError{from, EINVAL, "it is not a regular file"}};
+    FileDescriptor target{::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)};
+    if (!target) return std::unexpected{FileError{to, errno}};
+    Bytes piece(pieceSize);
+    for (;;) {
+        const ssize_t count = ::read(source.get(), piece.data(), piece.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return std::unexpected{FileError{from, errno}};
+        if (count == 0) break;
+        const BytesView read = BytesView{piece}.first(static_cast<std::size_t>(count));
+        if (auto written = Files::writeAll(target.get(), read, to); !written) return written;
+    }
+    // A file system without modes is not an error.
+    static_cast<void>(::fchmod(target.get(), status.st_mode & 0777));
+    if (::fsync(target.get()) != 0 || ::close(target.release()) != 0) return std::unexpected{FileError{to, errno}};
+    return {};
+}
+
+std::expected<bool, ModelStoreError> haveSameBytes(const std::string& first, const std::string& second) {
+    auto one = ModelStore::digest(first), other = ModelStore::digest(second);
+    if (!one) return std::unexpected{std::move(one.error())};
+    if (!other) return std::unexpected{std::move(other.error())};
+    return *one == *other;
+}
+
+}  // namespace
+
+std::expected<std::optional<struct stat>, ModelStoreError> status(const std::string& path) {
+    struct stat status{};
+    if (::stat(path.c_str(), &status) == 0) return status;
+    // What we are not allowed to see, or a disk does not tell, is not missing.
+    if (isOneOf(errno, {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG})) return std::nullopt;
+    return failure({path, errno});
+}
+
+bool areOne(const std::string& first, const std::string& second) {
+    struct stat one{}, other{};
+    return ::stat(first.c_str(), &one) == 0 && ::stat(second.c_str(), &other) == 0 && areOne(one, other);
+}
+
+std::expected<void, ModelStoreError> copy(const std::string& from, const std::string& to,
+                                          const std::string& temporary) {
+    ::unlink(temporary.c_str());
+    const auto attempt = [&]() -> std::expected<void, ModelStoreError> {
+        if (auto written = write(from, temporary); !written) return failure(written.error());
+        const auto isWhole = haveSameBytes(from, temporary);
+        if (!isWhole) return std::unexpected{isWhole.error()};
+        if (!*isWhole) return std::unexpected{ModelStoreError{"a model layer did not copy whole"}};
+        if (std::rename(temporary.c_str(), to.c_str()) != 0) return failure({to, errno});
+        return {};
+    };
+    auto copied = attempt();
+    if (!copied) ::unlink(temporary.c_str());
+    return copied;
+}
+
+std::expected<bool, ModelStoreError> isCopy(const std::string& from, const std::string& to) {
+    struct stat one{}, other{}, name{};
+    if (::stat(from.c_str(), &one) != 0) return failure({from, errno});
+    if (::stat(to.c_str(), &other) != 0 || ::lstat(to.c_str(), &name) != 0) return false;
+    // A symbolic link into the other store ends with what it points to.
+    if (areOne(one, other)) return !S_ISLNK(name.st_mode);
+    if (!S_ISREG(other.st_mode) || one.st_size != other.st_size) return false;
+    return one.st_dev == other.st_dev ? true : haveSameBytes(from, to);
+}
+
+std::expected<void, ModelStoreError> sync(const std::string& folder) {
+    for (std::filesystem::path path = std::filesystem::absolute(folder);; path = path.parent_path()) {
+        const FileDescriptor opened{::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+        // Folders above the user's own may be closed to us, and some file systems cannot do it for a folder.
+        if (opened && ::fsync(opened.get()) != 0 && !isOneOf(errno, {EINVAL, ENOTSUP, EROFS, EBADF})) {
+            return failure({path.string(), errno});
+        }
+        if (path == path.parent_path()) return {};
+    }
+}
+
+}  // namespace larkmoor::StoreFile

@@ -1,0 +1,34 @@
+// Files and folders of a model store: copies that are whole, and changes that outlast a loss of power.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <expected>
+#include <optional>
+#include <string>
+
+#include "LarkmoorLocalModels/Store/ModelStore.h"
+
+namespace larkmoor::StoreFile {
+
+/// The name of a copy in the making; a file that has it is a remnant.
+inline constexpr std::string_view temporaryName = ".larkmoor-copy";
+
+/// Links followed; nullopt if there is nothing, as at the end of a dangling link.
+std::expected<std::optional<struct stat>, ModelStoreError> status(const std::string& path);
+
+/// Whether both exist and are one file or folder, by whatever paths.
+bool areOne(const std::string& first, const std::string& second);
+
+/// Copies the regular file with its permissions by way of `temporary`, which is on the volume of `to`. The bytes are on
+/// the disk and compared before `to` is replaced; on failure `to` is as it was, and the temporary file is gone.
+std::expected<void, ModelStoreError> copy(const std::string& from, const std::string& to, const std::string& temporary);
+
+/// Whether a store that has `to` can do without `from`: `to` is another regular file of the same size, or another name
+/// of the same one. The bytes are compared only between volumes.
+std::expected<bool, ModelStoreError> isCopy(const std::string& from, const std::string& to);
+
+/// Waits until the names in the folder, and in all folders above it, are on the disk.
+std::expected<void, ModelStoreError> sync(const std::string& folder);
+
+}  // namespace larkmoor::StoreFile
