@@ -31,11 +31,8 @@ struct Command {
 
 Outcome deleteModel(const Arguments& arguments);
 Outcome digest(const Arguments& arguments);
-<<<<<<< HEAD
 /// What the menu would show of the progress file; nothing of one that cannot be read.
 Outcome line(const Arguments& arguments);
-=======
 Outcome move(const Arguments& arguments);
->>>>>>> 0da607eb2e40a9a5df2da18a9f7c58f3cde275e8
 
 }  // namespace larkmoor::models
