@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "LarkmoorBase/ClosedVariant.h"
+#include "LarkmoorKit/Models/LocalModelsProgress.h"
 
 namespace larkmoor::ModelMigration {
 
@@ -37,5 +39,16 @@ class Outcome : public ClosedVariant<OutcomeCases, OutcomeCases::Migrated, Outco
   public:
     using ClosedVariant::ClosedVariant;
 };
+
+/// What older builds named memories with.
+inline constexpr std::string_view oldModel = "gemma3:4b";
+
+enum class Decision { migrate, fresh, nothing };
+
+/// What the property list of the model host says; no text is no list.
+Decision decide(const std::optional<std::string>& plistText);
+
+/// Whether the old model was pulled by us.
+bool mayDeleteOldModel(const std::optional<LocalModelsProgress::Receipts>& receipts);
 
 }  // namespace larkmoor::ModelMigration

