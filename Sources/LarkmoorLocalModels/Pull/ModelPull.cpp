@@ -17,7 +17,8 @@ constexpr std::array<std::string_view, 9> networkPhrases{
     "dial tcp",         "tls handshake timeout", "offline",
 };
 
-Task<std::optional<std::string>> words(ModelHost host, std::string name, TransferListener progress, SetupLogger log) {
+Task<std::optional<std::string>> pullForWords(ModelHost host, std::string name, TransferListener progress,
+                                              SetupLogger log) {
     auto pulled = co_await pullOnce(std::move(host), std::move(name), std::move(progress), std::move(log));
     co_return pulled ? std::nullopt : std::optional{std::move(pulled.error().message)};
 }
@@ -25,7 +26,7 @@ Task<std::optional<std::string>> words(ModelHost host, std::string name, Transfe
 }  // namespace
 
 ModelPull::Seams ModelPull::live(ModelHost host, TransferListener progress, SetupLogger log) {
-    return {.pull = [=](std::string name) { return words(host, std::move(name), progress, log); },
+    return {.pull = [=](std::string name) { return pullForWords(host, std::move(name), progress, log); },
             .copy =
                 [=](std::string source, std::string destination) {
                     return post(host, "/api/copy",
@@ -45,6 +46,16 @@ PullFailure ModelPull::classify(std::string_view text) {
     const bool isNetwork =
         std::ranges::any_of(networkPhrases, [&lower](std::string_view phrase) { return lower.contains(phrase); });
     return isNetwork ? PullFailure::network : PullFailure::registry;
+}
+
+std::string_view ModelPull::words(PullFailure failure) {
+    switch (failure) {
+        case PullFailure::network:
+            return "the model download could not reach the network — retry";
+        case PullFailure::registry:
+            return "the model download failed at both the registry and the mirror — retry";
+    }
+    return {};
 }
 
 Task<ModelPull::Outcome> ModelPull::run() {
@@ -86,9 +97,7 @@ Task<std::expected<void, SetupError>> pullModel(ModelHost host, TransferListener
     const ModelPull::Outcome outcome = co_await pull.run();
     const auto* failed = outcome.as<ModelPull::Outcome::Failed>();
     if (failed == nullptr) co_return std::expected<void, SetupError>{};
-    co_return std::unexpected(SetupError{
-        failed->_0 == PullFailure::network ? "the model download could not reach the network — retry"
-                                           : "the model download failed at both the registry and the mirror — retry"});
+    co_return std::unexpected(SetupError{std::string{ModelPull::words(failed->_0)}});
 }
 
 }  // namespace larkmoor

@@ -51,6 +51,9 @@ class ModelPull {
     /// By the words of the host: whether this machine reaches nothing, in any letter case.
     static PullFailure classify(std::string_view text);
 
+    /// What the row of the model is skipped with.
+    static std::string_view words(PullFailure failure);
+
     /// Must not outlive this. When the host's requests are stopped, each further one fails at once.
     Task<Outcome> run();
 
