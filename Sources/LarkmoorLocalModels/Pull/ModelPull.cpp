@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <utility>
 
 namespace larkmoor {
@@ -23,9 +24,18 @@ Task<std::optional<std::string>> pullForWords(ModelHost host, std::string name, 
     co_return pulled ? std::nullopt : std::optional{std::move(pulled.error().message)};
 }
 
+/// The mirror's download begins anew: what was reported of the registry's is not taken back.
+TransferListener forwardOnly(TransferListener progress) {
+    return [progress = std::move(progress), highest = std::make_shared<double>(0)](Transfer transfer) {
+        const double fraction = transfer.fraction().value_or(0);
+        if (fraction > *highest) *highest = fraction, progress(transfer);
+    };
+}
+
 }  // namespace
 
 ModelPull::Seams ModelPull::live(ModelHost host, TransferListener progress, SetupLogger log) {
+    progress = forwardOnly(std::move(progress));
     return {.pull = [=](std::string name) { return pullForWords(host, std::move(name), progress, log); },
             .copy =
                 [=](std::string source, std::string destination) {

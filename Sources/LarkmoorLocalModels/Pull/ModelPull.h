@@ -45,7 +45,7 @@ class ModelPull {
 
     explicit ModelPull(Seams seams) : seams_(std::move(seams)) {}
 
-    /// The seams that ask the host.
+    /// The seams that ask the host. What `progress` is told never goes back, from the registry to the mirror neither.
     static Seams live(ModelHost host, TransferListener progress, SetupLogger log);
 
     /// By the words of the host: whether this machine reaches nothing, in any letter case.
