@@ -12,6 +12,7 @@ packages_build="clang-19 libclang-rt-19-dev lld-19 cmake ninja-build ccache pkg-
 packages_test="libgtest-dev libgmock-dev python3 desktop-file-utils util-linux strace dbus dbus-user-session systemd"
 packages_run="dbus"
 packages_bench="libbenchmark-dev nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libayatana-appindicator3-dev libgtk-3-dev qt6-base-dev"
+packages_models="curl openssl"
 packages_panels="procps xvfb xfce4-panel lxqt-panel mate-panel sway waybar openbox at-spi2-core imagemagick xdotool dbus adwaita-icon-theme"
 packages_plasma="plasma-workspace plasma-desktop kwin-x11 kactivitymanagerd breeze-icon-theme"
 packages_gnome="gnome-shell gnome-shell-extension-appindicator libgl1-mesa-dri"

@@ -11,6 +11,8 @@ namespace larkmoor::models {
 struct Arguments {
     std::vector<std::string> words;  ///< those of the verb, without options
     bool json = false;
+    bool verbose = false;  ///< what would be written to the setup log goes to standard error
+    std::string host{};    ///< HOST:PORT; empty for the model host's own
 };
 
 struct Outcome {
@@ -34,5 +36,9 @@ Outcome digest(const Arguments& arguments);
 /// What the menu would show of the progress file; nothing of one that cannot be read.
 Outcome line(const Arguments& arguments);
 Outcome move(const Arguments& arguments);
+
+Outcome ping(const Arguments& arguments);
+Outcome pull(const Arguments& arguments);
+Outcome tags(const Arguments& arguments);
 
 }  // namespace larkmoor::models

@@ -17,12 +17,17 @@ constexpr std::array commands{
     Command{"digest", "FILE", 1, digest},
     Command{"line", "FILE", 1, line},
     Command{"move", "NAME FROM_ROOT TO_STORE", 3, move},
+    Command{"ping", "NAME", 1, ping},
+    Command{"pull", "", 0, pull},
+    Command{"tags", "", 0, tags},
 };
 
 std::string usage() {
     std::string text = "usage: larkmoor-models VERB [ARGUMENT...] [--json], VERB one of:";
     for (const Command& command : commands) text += fmt::format("\n  {} {}", command.name, command.words);
-    return text;
+    return text +
+           "\nping, pull and tags take --host HOST:PORT for a model host in another place than 127.0.0.1:11434;"
+           "\npull --verbose shows on standard error what the application writes to its setup log.";
 }
 
 Outcome wrongUsage(const std::string& message) {
@@ -32,9 +37,14 @@ Outcome wrongUsage(const std::string& message) {
 Outcome run(const std::vector<std::string>& words) {
     if (words == std::vector<std::string>{"--help"}) return {.output = usage() + "\n"};
     Arguments arguments;
-    for (const std::string& word : words) {
+    for (std::size_t at = 0; at < words.size(); ++at) {
+        const std::string& word = words[at];
         if (word == "--json") {
             arguments.json = true;
+        } else if (word == "--verbose") {
+            arguments.verbose = true;
+        } else if (word == "--host" && at + 1 < words.size()) {
+            arguments.host = words[++at];
         } else if (word.starts_with("--")) {
             return wrongUsage("there is no option " + word);
         } else {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <utility>
 
 namespace larkmoor {
@@ -17,15 +18,25 @@ constexpr std::array<std::string_view, 9> networkPhrases{
     "dial tcp",         "tls handshake timeout", "offline",
 };
 
-Task<std::optional<std::string>> words(ModelHost host, std::string name, TransferListener progress, SetupLogger log) {
+Task<std::optional<std::string>> pullForWords(ModelHost host, std::string name, TransferListener progress,
+                                              SetupLogger log) {
     auto pulled = co_await pullOnce(std::move(host), std::move(name), std::move(progress), std::move(log));
     co_return pulled ? std::nullopt : std::optional{std::move(pulled.error().message)};
+}
+
+/// The mirror's download begins anew: what was reported of the registry's is not taken back.
+TransferListener forwardOnly(TransferListener progress) {
+    return [progress = std::move(progress), highest = std::make_shared<double>(0)](Transfer transfer) {
+        const double fraction = transfer.fraction().value_or(0);
+        if (fraction > *highest) *highest = fraction, progress(transfer);
+    };
 }
 
 }  // namespace
 
 ModelPull::Seams ModelPull::live(ModelHost host, TransferListener progress, SetupLogger log) {
-    return {.pull = [=](std::string name) { return words(host, std::move(name), progress, log); },
+    progress = forwardOnly(std::move(progress));
+    return {.pull = [=](std::string name) { return pullForWords(host, std::move(name), progress, log); },
             .copy =
                 [=](std::string source, std::string destination) {
                     return post(host, "/api/copy",
@@ -45,6 +56,16 @@ PullFailure ModelPull::classify(std::string_view text) {
     const bool isNetwork =
         std::ranges::any_of(networkPhrases, [&lower](std::string_view phrase) { return lower.contains(phrase); });
     return isNetwork ? PullFailure::network : PullFailure::registry;
+}
+
+std::string_view ModelPull::words(PullFailure failure) {
+    switch (failure) {
+        case PullFailure::network:
+            return "the model download could not reach the network — retry";
+        case PullFailure::registry:
+            return "the model download failed at both the registry and the mirror — retry";
+    }
+    return {};
 }
 
 Task<ModelPull::Outcome> ModelPull::run() {
@@ -86,9 +107,7 @@ Task<std::expected<void, SetupError>> pullModel(ModelHost host, TransferListener
     const ModelPull::Outcome outcome = co_await pull.run();
     const auto* failed = outcome.as<ModelPull::Outcome::Failed>();
     if (failed == nullptr) co_return std::expected<void, SetupError>{};
-    co_return std::unexpected(SetupError{
-        failed->_0 == PullFailure::network ? "the model download could not reach the network — retry"
-                                           : "the model download failed at both the registry and the mirror — retry"});
+    co_return std::unexpected(SetupError{std::string{ModelPull::words(failed->_0)}});
 }
 
 }  // namespace larkmoor

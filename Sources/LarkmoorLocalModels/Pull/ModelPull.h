@@ -45,11 +45,14 @@ class ModelPull {
 
     explicit ModelPull(Seams seams) : seams_(std::move(seams)) {}
 
-    /// The seams that ask the host.
+    /// The seams that ask the host. What `progress` is told never goes back, from the registry to the mirror neither.
     static Seams live(ModelHost host, TransferListener progress, SetupLogger log);
 
     /// By the words of the host: whether this machine reaches nothing, in any letter case.
     static PullFailure classify(std::string_view text);
+
+    /// What the row of the model is skipped with.
+    static std::string_view words(PullFailure failure);
 
     /// Must not outlive this. When the host's requests are stopped, each further one fails at once.
     Task<Outcome> run();

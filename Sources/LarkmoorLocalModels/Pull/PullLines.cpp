@@ -1,7 +1,6 @@
 #include "LarkmoorLocalModels/Pull/PullLines.h"
 
 #include <algorithm>
-#include <charconv>
 #include <functional>
 #include <limits>
 #include <utility>
@@ -28,11 +27,12 @@ std::optional<double> number(const FlatNode* member) {
 std::optional<double> plainInteger(std::string_view digits) {
     constexpr std::size_t maxDigits = 15;
     const bool isJSON = !digits.empty() && (digits.front() != '0' || digits.size() == 1);
-    std::uint64_t value = 0;
-    const char* const end = digits.data() + digits.size();
     if (!isJSON || digits.size() > maxDigits) return std::nullopt;
-    const auto [stop, failed] = std::from_chars(digits.data(), end, value);
-    if (failed != std::errc{} || stop != end) return std::nullopt;
+    std::int64_t value = 0;
+    for (const char digit : digits) {
+        if (digit < '0' || digit > '9') return std::nullopt;
+        value = value * 10 + (digit - '0');
+    }
     return static_cast<double>(value);
 }
 
