@@ -83,6 +83,13 @@ std::set<std::string> orphans(std::set<std::string> blobs, const fs::path& store
     return blobs;
 }
 
+/// The folder in which the topmost folder that a new store needs is made.
+std::string existingAbove(const fs::path& store) {
+    fs::path above = store.parent_path();
+    while (above != above.parent_path() && !Files::exists(above.string())) above = above.parent_path();
+    return above.string();
+}
+
 /// Puts a blob of the store `source` into the store `target`.
 std::expected<void, ModelStoreError> place(const std::string& blob, const fs::path& source, const fs::path& target) {
     const std::string from = (source / blobsFolder / blob).string(), to = (target / blobsFolder / blob).string();
@@ -148,14 +155,17 @@ std::expected<void, ModelStoreError> moveModel(std::string_view name, const std:
                                                const std::string& toModels) {
     const auto rel = manifestRelPath(name);
     if (!rel) return failure("a model with no name cannot be moved");
-    const fs::path source = fs::path{fromRoot} / modelsFolder, target{toModels};
+    const fs::path source = fs::path{fromRoot} / modelsFolder, target = fs::absolute(toModels);
     const std::string from = (source / *rel).string(), to = (target / *rel).string();
     const std::string sourceBlobs = (source / blobsFolder).string(), targetBlobs = (target / blobsFolder).string();
-    if (!Files::exists(from)) return failure(fmt::format("the host wrote no manifest for {}", name));
+    const auto status = StoreFile::status(from);
+    if (!status) return std::unexpected{status.error()};
+    if (!*status) return failure(fmt::format("the host wrote no manifest for {}", name));
     const auto manifest = Files::read(from);
     if (!manifest) return failure(manifest.error());
     const auto blobs = ModelManifest::blobNames(*manifest);
 
+    const std::string above = existingAbove(target);
     if (auto made = makeModelsDir(targetBlobs); !made) return made;
     for (const std::string& blob : blobs) {
         if (auto placed = place(blob, source, target); !placed) return placed;
@@ -167,8 +177,10 @@ std::expected<void, ModelStoreError> moveModel(std::string_view name, const std:
     // Not beside the manifest, where the host and we would take it for one.
     const std::string temporary = (target / manifestsFolder / StoreFile::temporaryName).string();
     if (auto copied = StoreFile::copy(from, to, temporary); !copied) return copied;
-    for (const std::string& folder : {targetBlobs, toFolder}) {
-        if (auto synced = StoreFile::sync(folder); !synced) return synced;
+    // One volume brings names to the disk in the order of their changes; two know nothing of each other.
+    if (!StoreFile::areOnOneVolume({fromFolder, toFolder, sourceBlobs, targetBlobs})) {
+        if (auto synced = StoreFile::sync(targetBlobs, target.string()); !synced) return synced;
+        if (auto synced = StoreFile::sync(toFolder, above); !synced) return synced;
     }
 
     if (::unlink(from.c_str()) != 0) return failure(FileError{from, errno});

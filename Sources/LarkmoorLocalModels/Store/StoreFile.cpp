@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <initializer_list>
+#include <set>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/Files.h"
@@ -72,6 +72,16 @@ bool areOne(const std::string& first, const std::string& second) {
     return ::stat(first.c_str(), &one) == 0 && ::stat(second.c_str(), &other) == 0 && areOne(one, other);
 }
 
+bool areOnOneVolume(std::initializer_list<std::string> paths) {
+    std::set<dev_t> volumes;
+    for (const std::string& path : paths) {
+        struct stat status{};
+        if (::stat(path.c_str(), &status) != 0) return false;
+        volumes.insert(status.st_dev);
+    }
+    return volumes.size() == 1;
+}
+
 std::expected<void, ModelStoreError> copy(const std::string& from, const std::string& to,
                                           const std::string& temporary) {
     ::unlink(temporary.c_str());
@@ -98,14 +108,14 @@ std::expected<bool, ModelStoreError> isCopy(const std::string& from, const std::
     return one.st_dev == other.st_dev ? true : haveSameBytes(from, to);
 }
 
-std::expected<void, ModelStoreError> sync(const std::string& folder) {
-    for (std::filesystem::path path = std::filesystem::absolute(folder);; path = path.parent_path()) {
+std::expected<void, ModelStoreError> sync(const std::string& folder, const std::string& last) {
+    for (std::filesystem::path path{folder};; path = path.parent_path()) {
         const FileDescriptor opened{::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-        // Folders above the user's own may be closed to us, and some file systems cannot do it for a folder.
+        // A folder above the store may be closed to us, and some file systems cannot do it for a folder.
         if (opened && ::fsync(opened.get()) != 0 && !isOneOf(errno, {EINVAL, ENOTSUP, EROFS, EBADF})) {
             return failure({path.string(), errno});
         }
-        if (path == path.parent_path()) return {};
+        if (path == last || path == path.parent_path()) return {};
     }
 }
 

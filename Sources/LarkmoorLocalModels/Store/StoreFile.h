@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <expected>
+#include <initializer_list>
 #include <optional>
 #include <string>
 
@@ -20,6 +21,9 @@ std::expected<std::optional<struct stat>, ModelStoreError> status(const std::str
 /// Whether both exist and are one file or folder, by whatever paths.
 bool areOne(const std::string& first, const std::string& second);
 
+/// Whether all exist, on one file system.
+bool areOnOneVolume(std::initializer_list<std::string> paths);
+
 /// Copies the regular file with its permissions by way of `temporary`, which is on the volume of `to`. The bytes are on
 /// the disk and compared before `to` is replaced; on failure `to` is as it was, and the temporary file is gone.
 std::expected<void, ModelStoreError> copy(const std::string& from, const std::string& to, const std::string& temporary);
@@ -28,7 +32,7 @@ std::expected<void, ModelStoreError> copy(const std::string& from, const std::st
 /// of the same one. The bytes are compared only between volumes.
 std::expected<bool, ModelStoreError> isCopy(const std::string& from, const std::string& to);
 
-/// Waits until the names in the folder, and in all folders above it, are on the disk.
-std::expected<void, ModelStoreError> sync(const std::string& folder);
+/// Waits until the names in the folder, and in those above it as far as `last`, are on the disk.
+std::expected<void, ModelStoreError> sync(const std::string& folder, const std::string& last);
 
 }  // namespace larkmoor::StoreFile

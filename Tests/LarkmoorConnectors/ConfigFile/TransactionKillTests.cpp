@@ -2,14 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <fmt/format.h>
-#include <sys/ptrace.h>
-#include <sys/wait.h>
 
-#include <csignal>
 #include <set>
 
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
+#include "Support/KilledAtCall.h"
 
 namespace larkmoor {
 namespace {
@@ -23,42 +21,6 @@ constexpr std::string_view oldSecond = "the second as it was", newSecond = "the 
 constexpr std::string_view older[] = {"20200101-000000", "20200102-000000", "20200103-000000"};
 constexpr const char* copyOfFirst = "first.larkmoor-backup-" MOMENT;
 constexpr const char* copyOfSecond = "second.larkmoor-backup-" MOMENT;
-
-/// Waits for the child's next stop or end.
-int nextStatus(pid_t child) {
-    int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return status;
-}
-
-/// Commits in a child that is killed at the entry of its system call of that number, counted from 1. False if the
-/// child came to its end first, with a whole commit.
-bool commitKilledAtCall(int number, std::span<const FileChange> changes) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) ::_exit(2);
-        ::raise(SIGSTOP);
-        ::_exit(Transaction::commit(changes, moment).is<TransactionResult::Committed>() ? 0 : 1);
-    }
-    int status = nextStatus(child);
-    EXPECT_TRUE(WIFSTOPPED(status)) << "this system does not let a process trace its child";
-    ::ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    // Each call stops the child twice, at its entry and at its end.
-    for (int stops = 0; stops < 2 * number - 1 && WIFSTOPPED(status); ++stops) {
-        ::ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
-        status = nextStatus(child);
-        EXPECT_TRUE(!WIFSTOPPED(status) || WSTOPSIG(status) == (SIGTRAP | 0x80)) << status;
-    }
-    if (!WIFSTOPPED(status)) {
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-        return false;
-    }
-    ::kill(child, SIGKILL);
-    status = nextStatus(child);
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
-    return true;
-}
 
 /// What the disk may look like when the commit dies. Each file has its old bytes or its new ones, whole, and its
 /// permissions. A copy is made by opening it and then filling it, so one may be cut short; but no file changes before
@@ -101,7 +63,8 @@ TEST(TransactionKill, LeavesEveryFileOldOrNewAtEverySystemCall) {
         }
         const FileChange changes[] = {folder.change("first", newFirst), folder.change("second", newSecond)};
 
-        killed = commitKilledAtCall(number, changes);
+        killed = testing::isKilledAtCall(
+            number, [&] { return Transaction::commit(changes, moment).is<TransactionResult::Committed>(); });
         expectWhole(folder);
         ASSERT_FALSE(HasFailure()) << "killed at call " << number;
         seen.emplace(folder.read("first") == newFirst, folder.read("second") == newSecond);
