@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <fstream>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "LarkmoorBase/FileDescriptor.h"
@@ -37,6 +39,21 @@ class UnderstudyOllama {
         std::ifstream file{folder_ / "log"};
         for (std::string line; std::getline(file, line);) lines.push_back(line);
         return lines;
+    }
+
+    /// When the last event of this kind happened, in seconds of the real-time clock; it may be about to be written.
+    /// Nothing if the log holds none after ten seconds.
+    std::optional<double> timeOf(const std::string& event) const {
+        for (int tries = 0; tries < 1000; ++tries) {
+            std::optional<double> time;
+            for (const std::string& line : events()) {
+                if (line.find("\"event\":\"" + event + "\"") != std::string::npos)
+                    time = std::stod(line.substr(line.find(':') + 1));
+            }
+            if (time) return time;
+            std::this_thread::sleep_for(std::chrono::milliseconds{10});
+        }
+        return std::nullopt;
     }
 
     pid_t pid() const { return process_->pid(); }

@@ -77,6 +77,7 @@ void Connection::begin(int status, std::string_view type, Framing framing, Int l
     hasBegun_ = true;
     status_ = status;
     framing_ = framing;
+    length_ = length;
     isLast_ = isLast_ || framing == Framing::close;
     std::string head = fmt::format("HTTP/1.1 {} {}\r\nContent-Type: {}\r\n", status,
                                    std::string_view{http::obsolete_reason(static_cast<http::status>(status))}, type);
@@ -101,8 +102,8 @@ void Connection::put(std::string_view piece) {
     if (!bytesPerSecond_) return putNow(piece);
     const std::chrono::milliseconds each{1000 / std::max<Int>(*bytesPerSecond_, 1)};
     for (; !piece.empty() && isGoing(); piece.remove_prefix(1)) {
-        putNow(piece.substr(0, 1));
         pause(each);
+        putNow(piece.substr(0, 1));
     }
 }
 
@@ -117,8 +118,12 @@ void Connection::putNow(std::string_view piece) {
 }
 
 void Connection::end() {
-    if (!isGoing()) return;
-    if (framing_ == Framing::chunked) send("0\r\n\r\n", {}, {});
+    if (framing_ == Framing::length) {
+        // A peer that has had the whole length may be gone by now.
+        isLast_ = isLast_ || sent_ != length_;
+    } else if (framing_ == Framing::chunked && isGoing()) {
+        send("0\r\n\r\n", {}, {});
+    }
     if (!hasEnded_) noteEnd("answered");
 }
 

@@ -67,6 +67,7 @@ class Connection {
     std::optional<Int> bytesPerSecond_;
     Framing framing_ = Framing::length;
     int status_ = 0;
+    Int length_ = 0;  ///< of the body, as the head told it
     Int sent_ = 0;
     bool hasBegun_ = false;
     bool hasEnded_ = true;  ///< the answer
