@@ -30,5 +30,7 @@ struct Command {
 };
 
 Outcome digest(const Arguments& arguments);
+/// What the menu would show of the progress file; nothing of one that cannot be read.
+Outcome line(const Arguments& arguments);
 
 }  // namespace larkmoor::models

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::array commands{
     Command{"digest", "FILE", 1, digest},
+    Command{"line", "FILE", 1, line},
 };
 
 std::string usage() {
