@@ -1,0 +1,52 @@
+#include "LarkmoorFetch/Order.h"
+
+#include <charconv>
+#include <string_view>
+
+#include "LarkmoorPlatform/FetchProtocol.h"
+
+namespace larkmoor {
+
+namespace {
+
+/// What follows the name, if the argument is of that name.
+bool take(std::string_view argument, std::string_view name, std::string& value) {
+    if (!argument.starts_with(name)) return false;
+    value = argument.substr(name.size());
+    return true;
+}
+
+/// A positive number; anything else leaves 0, which no order may hold.
+bool take(std::string_view argument, std::string_view name, std::int64_t& value) {
+    std::string digits;
+    if (!take(argument, name, digits)) return false;
+    const auto [last, failed] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    if (failed != std::errc{} || last != digits.data() + digits.size() || value < 0) value = 0;
+    return true;
+}
+
+}  // namespace
+
+std::expected<FetchOrder, std::string> FetchOrder::read(std::span<char* const> arguments) {
+    namespace protocol = FetchProtocol;
+    FetchOrder order;
+    std::int64_t asker = 0, silence = 0;
+    for (const std::string_view argument : arguments) {
+        const bool isKnown =
+            take(argument, protocol::build, order.build) || take(argument, protocol::asker, asker) ||
+            take(argument, protocol::url, order.url) || take(argument, protocol::output, order.output) ||
+            take(argument, protocol::maxBytes, order.maxBytes) || take(argument, protocol::maxSilence, silence) ||
+            take(argument, protocol::authorities, order.authorities) ||
+            (argument == protocol::allowHTTP && (order.allowsHTTP = true));
+        if (!isKnown) return std::unexpected("unknown argument " + std::string{argument});
+    }
+    order.asker = static_cast<pid_t>(asker);
+    order.maxSilence = std::chrono::milliseconds{silence};
+    if (order.asker <= 0 || order.url.empty() || order.maxBytes <= 0 || silence <= 0) {
+        return std::unexpected(
+            "the arguments --asker, --url, --max-bytes and --max-silence are needed, numbers above 0");
+    }
+    return order;
+}
+
+}  // namespace larkmoor

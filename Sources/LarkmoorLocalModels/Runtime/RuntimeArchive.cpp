@@ -1,0 +1,170 @@
+#include "LarkmoorLocalModels/Runtime/RuntimeArchive.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <system_error>
+
+#include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/SHA256.h"
+#include "LarkmoorBase/Text.h"
+#include "LarkmoorLocalModels/Runtime/ArchiveListing.h"
+#include "LarkmoorLocalModels/Runtime/RuntimeProof.h"
+#include "LarkmoorLocalModels/Runtime/RuntimeTools.h"
+#include "LarkmoorPlatform/Process.h"
+#include "LarkmoorWire/Identity/ClientStoreMode.h"
+
+namespace larkmoor {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Done = std::expected<void, SetupError>;
+
+constexpr std::string_view wouldNotUnpack = "the runtime archive would not unpack";
+constexpr const char* tar = "/usr/bin/tar";
+/// A hostile archive takes no longer than this to be refused.
+constexpr std::chrono::minutes listingBudget{10};
+
+std::unexpected<SetupError> refusal(std::string_view why) {
+    return std::unexpected(SetupError{fmt::format("{} ({})", wouldNotUnpack, why)});
+}
+
+std::string stagingIn(const fs::path& folder) { return (folder / ".unpacking").string(); }
+
+std::vector<std::string> tarArguments(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), std::begin(ArchiveListing::tarOptions), std::end(ArchiveListing::tarOptions));
+    return arguments;
+}
+
+/// tar's list of the archive, as long as it is of a bearable length; the rest is not waited for.
+struct Listed {
+    std::string text{};
+    std::size_t lines = 0;
+    std::stop_source enough{};
+
+    void hear(BytesView piece, const ArchiveListing::Limits& limits) {
+        if (enough.stop_requested()) return;
+        text += asText(piece);
+        lines += static_cast<std::size_t>(std::ranges::count(asText(piece), '\n'));
+        if (text.size() > limits.listingBytes || lines > limits.entries) enough.request_stop();
+    }
+};
+
+Task<Done> judge(ProcessRunner& runner, std::string archive, std::stop_token stop) {
+    const auto listed = std::make_shared<Listed>();
+    const ArchiveListing::Limits limits;
+    const std::stop_callback onStop{stop, [listed] { listed->enough.request_stop(); }};
+    const ProcessResult result = co_await runner.run(
+        {.executable = tar,
+         .arguments = tarArguments({"-tvzf", archive}),
+         .environment = toolEnvironment(),
+         .output = ProcessOutputs::Streamed{[listed, limits](BytesView piece) { listed->hear(piece, limits); }},
+         .errors = ProcessOutputs::Captured{},
+         .budget = listingBudget},
+        listed->enough.get_token());
+    if (stop.stop_requested()) co_return std::unexpected(SetupError{"cancelled"});
+    const auto objection =
+        co_await BlockingWork::run([listed, limits] { return ArchiveListing::objection(listed->text, limits); });
+    // What a broken archive begins with is not to be objected to: tar has the better words.
+    if (!(result.end == ProcessEnd{ProcessEnds::Exited{0}}) && !listed->enough.stop_requested()) {
+        const std::string_view words = trimmed(asText(result.errors));
+        co_return refusal(words.empty() ? result.description() : std::string{words});
+    }
+    if (objection) co_return refusal(*objection);
+    co_return Done{};
+}
+
+std::unexpected<SetupError> failure(const fs::path& path, const std::error_code& failed) {
+    return std::unexpected(SetupError{FileError{path.string(), failed.value()}.description()});
+}
+
+/// Moves what is in the staging folder into the one above it, over what is there.
+Done moveOut(const fs::path& staging, const fs::path& folder) {
+    std::error_code failed;
+    for (const std::string& name : Files::names(staging.string()).value_or(std::vector<std::string>{})) {
+        fs::remove_all(folder / name, failed);
+        if (!failed) fs::rename(staging / name, folder / name, failed);
+        if (failed) return failure(folder / name, failed);
+    }
+    return {};
+}
+
+/// Whether the file of that relative path came out of the archive, and its digest if so.
+std::optional<std::string> digestOf(const fs::path& file) {
+    std::error_code failed;
+    if (!fs::is_regular_file(file, failed)) return std::nullopt;
+    const auto digest = SHA256::ofFile(file.string());
+    return digest ? std::optional{*digest} : std::nullopt;
+}
+
+Done place(const std::string& binary, const RuntimeRelease& release) {
+    const fs::path folder = fs::path{binary}.parent_path();
+    const fs::path staging = stagingIn(folder);
+    const std::string proof = RuntimeProof::path(binary);
+    std::error_code failed;
+    if (fs::exists(staging / fs::path{proof}.filename(), failed)) return refusal("it brings its own proof");
+    const auto digest = digestOf(staging / release.executable);
+    fs::remove(proof, failed);
+    if (!failed && digest) fs::remove(binary, failed);
+    if (failed) return failure(binary, failed);
+    if (auto moved = moveOut(staging, folder); !moved) return moved;
+    if (!digest) return {};
+    if (folder / release.executable != fs::path{binary}) {
+        fs::create_symlink(release.executable, binary, failed);
+        if (failed) return failure(binary, failed);
+    }
+    if (auto written = RuntimeProof::write(binary, *digest); !written) {
+        return std::unexpected(SetupError{written.error().description()});
+    }
+    return {};
+}
+
+Done prepareStaging(const std::string& staging) {
+    std::error_code failed;
+    fs::remove_all(staging, failed);
+    if (failed) return failure(staging, failed);
+    const auto made = Files::makeFolders(staging, ClientStoreMode::folder);
+    if (!made) return std::unexpected(SetupError{made.error().description()});
+    return {};
+}
+
+/// The digest matches, or the archive is gone.
+Done prove(const std::string& archive, const std::string& pin) {
+    const std::string digest = SHA256::ofFile(archive).value_or("unreadable");
+    if (digest == pin) return {};
+    ::unlink(archive.c_str());
+    return std::unexpected(SetupError{
+        fmt::format("the downloaded runtime did not match its pinned fingerprint (expected {}, got {})", pin, digest)});
+}
+
+}  // namespace
+
+Task<std::expected<void, SetupError>> unpackPinned(ProcessRunner& runner, std::string archive, std::string binary,
+                                                   RuntimeRelease release, std::stop_token stop) {
+    auto done = co_await BlockingWork::run([archive, pin = release.fingerprint] { return prove(archive, pin); });
+    if (done) done = co_await judge(runner, archive, stop);
+    if (!done) co_return done;
+    const std::string staging = stagingIn(fs::path{binary}.parent_path());
+    done = co_await BlockingWork::run([staging] { return prepareStaging(staging); });
+    if (done) {
+        done = co_await runTool(
+            runner, tar, tarArguments({"-xzf", archive, "-C", staging, "--no-same-owner", "--no-same-permissions"}),
+            std::string{wouldNotUnpack}, stop);
+    }
+    if (done) done = co_await BlockingWork::run([binary, release] { return place(binary, release); });
+    co_await BlockingWork::run([staging] {
+        std::error_code ignored;
+        fs::remove_all(staging, ignored);
+        returnFreedMemory();
+    });
+    co_return done;
+}
+
+}  // namespace larkmoor

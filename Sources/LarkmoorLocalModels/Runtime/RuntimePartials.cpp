@@ -1,0 +1,50 @@
+#include "LarkmoorLocalModels/Runtime/RuntimePartials.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <charconv>
+
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorKit/Models/LocalModelsProgress.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+
+namespace larkmoor {
+
+namespace {
+
+constexpr std::string_view infix = "-ollama-";
+constexpr std::string_view ending = ".tgz";
+
+}  // namespace
+
+std::string partialName(std::int32_t pid) {
+    return fmt::format("{}{}{}{}", ClientInstance::logStem, infix, pid, ending);
+}
+
+std::optional<std::int32_t> partialPID(std::string_view name) {
+    for (const std::string_view beginning : {ClientInstance::logStem, infix}) {
+        if (!name.starts_with(beginning)) return std::nullopt;
+        name.remove_prefix(beginning.size());
+    }
+    if (!name.ends_with(ending)) return std::nullopt;
+    name.remove_suffix(ending.size());
+    std::int32_t pid = 0;
+    const auto [last, failed] = std::from_chars(name.data(), name.data() + name.size(), pid);
+    if (failed != std::errc{} || last != name.data() + name.size()) return std::nullopt;
+    return pid;
+}
+
+void sweepStrayTarballs(const std::string& folder, const std::function<void(std::string)>& log) {
+    for (const std::string& name : Files::names(folder).value_or(std::vector<std::string>{})) {
+        const auto pid = partialPID(name);
+        if (!pid || LocalModelsProgress::isAlive(*pid)) continue;
+        if (::unlink((folder + "/" + name).c_str()) != 0) continue;
+        log(
+            fmt::format("model-setup: swept a stray runtime partial ({}) — its process is gone and step 1 restarts, so "
+                        "nothing was ever going to resume it",
+                        name));
+    }
+}
+
+}  // namespace larkmoor
