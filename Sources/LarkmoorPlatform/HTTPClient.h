@@ -9,15 +9,28 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <string_view>
 
 #include "LarkmoorBase/Bytes.h"
 #include "LarkmoorBase/Task.h"
 
 namespace larkmoor {
 
+/// A URL of the form "http://{host}:{port}{path}", taken apart.
+struct HTTPAddress {
+    std::string host;  ///< without the brackets of an IPv6 address
+    std::uint16_t port = 0;
+    std::string path;  ///< "/" where the URL has none
+
+    /// nullopt for any other form: another scheme, no port, user information, a blank or a control character.
+    static std::optional<HTTPAddress> parse(std::string_view url);
+
+    bool operator==(const HTTPAddress&) const = default;
+};
+
 struct HTTPRequest {
     std::string method = "GET";
-    std::string url{};   ///< "http://{host}:{port}{path}"
+    std::string url{};   ///< see `HTTPAddress`
     std::string body{};  ///< sent as application/json; none if empty
     /// For `send` the time for the whole answer, for `stream` the longest silence. Mandatory.
     std::chrono::milliseconds timeout;
@@ -34,7 +47,8 @@ struct HTTPAnswer {
     Bytes body;
 };
 
-/// Why there is no answer, or not a whole one. `reason` is for a log: "connection refused", "timed out", "cancelled".
+/// Why there is no answer, or not a whole one. `reason` is for a log: "connection refused", "timed out"; "cancelled" if
+/// the caller stopped the request.
 struct [[nodiscard]] HTTPFailure {
     std::string reason;
 
