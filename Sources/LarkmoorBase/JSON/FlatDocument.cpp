@@ -45,6 +45,15 @@ std::size_t maxValues(std::string_view input) {
 
 }  // namespace
 
+const FlatNode* FlatNode::member(std::string_view name) const {
+    const FlatNode* found = nullptr;
+    if (kind != Kind::object) return found;
+    for (const FlatNode* each = begin(); each != end(); each = each->next()) {
+        if (each->key() == name) found = each;
+    }
+    return found;
+}
+
 class FlatDocument::Handler {
   public:
     // Names and limits as boost::json::basic_parser asks for them.

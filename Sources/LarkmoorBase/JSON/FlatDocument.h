@@ -34,6 +34,9 @@ struct FlatNode {
     const FlatNode* begin() const { return this + 1; }
     const FlatNode* end() const { return this + span; }
     const FlatNode* next() const { return this + span; }
+
+    /// An object's member of that name, the last of several; null if there is none or this is no object.
+    const FlatNode* member(std::string_view name) const;
 };
 
 /// Refers to the bytes that it was read from, which must outlive it. Small documents allocate nothing; a larger one
