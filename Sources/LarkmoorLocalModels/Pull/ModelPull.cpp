@@ -1,0 +1,94 @@
+#include "LarkmoorLocalModels/Pull/ModelPull.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace larkmoor {
+
+namespace {
+
+/// What the host says when it is the machine that reaches nothing, not the registry that refuses.
+constexpr std::array<std::string_view, 9> networkPhrases{
+    "no such host",     "connection refused",    "network is unreachable",
+    "no route to host", "i/o timeout",           "context deadline exceeded",
+    "dial tcp",         "tls handshake timeout", "offline",
+};
+
+Task<std::optional<std::string>> words(ModelHost host, std::string name, TransferListener progress, SetupLogger log) {
+    auto pulled = co_await pullOnce(std::move(host), std::move(name), std::move(progress), std::move(log));
+    co_return pulled ? std::nullopt : std::optional{std::move(pulled.error().message)};
+}
+
+}  // namespace
+
+ModelPull::Seams ModelPull::live(ModelHost host, TransferListener progress, SetupLogger log) {
+    return {.pull = [=](std::string name) { return words(host, std::move(name), progress, log); },
+            .copy =
+                [=](std::string source, std::string destination) {
+                    return post(host, "/api/copy",
+                                {{"source", std::move(source)}, {"destination", std::move(destination)}});
+                },
+            .ping = [=](std::string name) { return pingModel(host, std::move(name)); },
+            .remove = [=](std::string name) { return post(host, "/api/delete", {{"name", std::move(name)}}); },
+            .log = log};
+}
+
+PullFailure ModelPull::classify(std::string_view text) {
+    std::string lower{text};
+    // ASCII alone, whatever the locale: the phrases hold nothing else.
+    std::ranges::transform(lower, lower.begin(), [](char letter) {
+        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    });
+    const bool isNetwork =
+        std::ranges::any_of(networkPhrases, [&lower](std::string_view phrase) { return lower.contains(phrase); });
+    return isNetwork ? PullFailure::network : PullFailure::registry;
+}
+
+Task<ModelPull::Outcome> ModelPull::run() {
+    const auto error = co_await seams_.pull(std::string{LocalModel::titleModel});
+    if (!error) co_return Outcome::Pulled{};
+    if (classify(*error) == PullFailure::network) {
+        seams_.log(fmt::format(
+            "model-pull: this Mac has no network ({}) — no mirror can help; retrying at the next open", *error));
+        co_return Outcome::Failed{PullFailure::network};
+    }
+    seams_.log(fmt::format("model-pull: the registry refused ({}) — trying the Hugging Face mirror", *error));
+    co_return co_await pullFromMirror();
+}
+
+Task<ModelPull::Outcome> ModelPull::pullFromMirror() {
+    const std::string title{LocalModel::titleModel};
+    const std::string mirror{mirrorModel};
+    if (const auto error = co_await seams_.pull(mirror)) {
+        seams_.log(fmt::format("model-pull: the mirror refused too ({}) — retrying at the next open", *error));
+        co_return Outcome::Failed{PullFailure::registry};
+    }
+    if (!co_await seams_.copy(mirror, title)) {
+        seams_.log(fmt::format("model-pull: the mirror's model could not be renamed to {}", title));
+        co_return Outcome::Failed{PullFailure::registry};
+    }
+    // Until the copy is proven, the mirror's model stays.
+    if (!co_await seams_.ping(title)) {
+        seams_.log(fmt::format("model-pull: the copy did not answer — keeping {} as well", mirror));
+        co_return Outcome::Failed{PullFailure::registry};
+    }
+    // The two share their layers: if this fails, a name remains.
+    (void)co_await seams_.remove(mirror);
+    seams_.log(fmt::format("model-pull: pulled from the Hugging Face mirror and renamed to {}", title));
+    co_return Outcome::Mirrored{};
+}
+
+Task<std::expected<void, SetupError>> pullModel(ModelHost host, TransferListener progress, SetupLogger log) {
+    ModelPull pull{ModelPull::live(std::move(host), std::move(progress), std::move(log))};
+    const ModelPull::Outcome outcome = co_await pull.run();
+    const auto* failed = outcome.as<ModelPull::Outcome::Failed>();
+    if (failed == nullptr) co_return std::expected<void, SetupError>{};
+    co_return std::unexpected(SetupError{
+        failed->_0 == PullFailure::network ? "the model download could not reach the network — retry"
+                                           : "the model download failed at both the registry and the mirror — retry"});
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,142 @@
+#include "LarkmoorLocalModels/Pull/PullLines.h"
+
+#include <algorithm>
+#include <charconv>
+#include <functional>
+#include <limits>
+#include <utility>
+
+#include "LarkmoorBase/JSON/FlatDocument.h"
+
+namespace larkmoor {
+
+namespace {
+
+using Kind = FlatNode::Kind;
+
+std::optional<std::string_view> text(const FlatNode& object, std::string_view name) {
+    const FlatNode* member = object.member(name);
+    if (member == nullptr || member->kind != Kind::string) return std::nullopt;
+    return member->text();
+}
+
+std::optional<double> number(const FlatNode* member) {
+    return member == nullptr || member->kind != Kind::number ? std::nullopt : Numbers::finite(member->text());
+}
+
+/// The value of an integer as JSON writes it, without a sign, if a double holds it exactly.
+std::optional<double> plainInteger(std::string_view digits) {
+    constexpr std::size_t maxDigits = 15;
+    const bool isJSON = !digits.empty() && (digits.front() != '0' || digits.size() == 1);
+    std::uint64_t value = 0;
+    const char* const end = digits.data() + digits.size();
+    if (!isJSON || digits.size() > maxDigits) return std::nullopt;
+    const auto [stop, failed] = std::from_chars(digits.data(), end, value);
+    if (failed != std::errc{} || stop != end) return std::nullopt;
+    return static_cast<double>(value);
+}
+
+std::int64_t whole(double bytes) {
+    constexpr auto most = static_cast<double>(std::numeric_limits<std::int64_t>::max());
+    if (bytes >= most) return std::numeric_limits<std::int64_t>::max();
+    return bytes <= -most ? std::numeric_limits<std::int64_t>::min() : static_cast<std::int64_t>(bytes);
+}
+
+}  // namespace
+
+bool LineReader::read(BytesView piece, const Listener& listener) {
+    for (std::string_view rest = asText(piece); !rest.empty();) {
+        const std::size_t end = rest.find('\n');
+        const std::string_view part = rest.substr(0, end);
+        rest.remove_prefix(std::min(rest.size(), part.size() + 1));
+        if (held_.size() + part.size() > maxLine) {
+            isSkipping_ = true;
+            held_ = {};
+        }
+        if (end == std::string_view::npos) {
+            if (!isSkipping_) held_ += part;
+        } else if (std::exchange(isSkipping_, false)) {
+            continue;
+        } else if (held_.empty()) {
+            if (!listener(part)) return false;
+        } else {
+            held_ += part;
+            if (!listener(held_)) return false;
+            held_.clear();
+        }
+    }
+    return true;
+}
+
+bool LineReader::finish(const Listener& listener) {
+    const std::string last = std::exchange(held_, {});
+    return last.empty() || listener(last);
+}
+
+std::optional<Transfer> PullLines::read(std::string_view line) {
+    return readLikeTheLast(line) || parse(line) ? advance() : std::nullopt;
+}
+
+bool PullLines::readLikeTheLast(std::string_view line) {
+    if (!pattern_ || !line.starts_with(pattern_->before) || !line.ends_with(pattern_->after)) return false;
+    const std::size_t around = pattern_->before.size() + pattern_->after.size();
+    if (line.size() <= around) return false;
+    const auto completed = plainInteger(line.substr(pattern_->before.size(), line.size() - around));
+    if (completed) layers_[pattern_->layer].completed = *completed;
+    return completed.has_value();
+}
+
+bool PullLines::parse(std::string_view line) {
+    FlatDocument document;
+    if (!document.parse(asBytes(line)) || document.root().kind != Kind::object) return false;
+    const FlatNode& root = document.root();
+    if (const auto error = text(root, "error")) {
+        error_ = *error;
+        return false;
+    }
+    if (text(root, "status") == "success") isSuccess_ = true;
+    return update(root, line);
+}
+
+bool PullLines::update(const FlatNode& object, std::string_view line) {
+    const auto digest = text(object, "digest");
+    const double total = number(object.member("total")).value_or(0);
+    if (!digest || !(total > 0)) return false;
+    auto layer = std::ranges::find(layers_, *digest, &Layer::digest);
+    if (layer == layers_.end()) {
+        if (layers_.size() == maxLayers) return false;
+        layer = layers_.insert(layer, {.digest = std::string{*digest}});
+    }
+    const FlatNode* completed = object.member("completed");
+    layer->completed = number(completed).value_or(0);
+    layer->total = total;
+    pattern_.reset();
+    if (number(completed) && plainInteger(completed->text())) {
+        const auto at = static_cast<std::size_t>(completed->textStart - line.data());
+        pattern_ = {.before = std::string{line.substr(0, at)},
+                    .after = std::string{line.substr(at + completed->size)},
+                    .layer = static_cast<std::size_t>(layer - layers_.begin())};
+    }
+    return true;
+}
+
+PullLines::Sums PullLines::sum() const {
+    Sums sums;
+    for (const Layer& layer : layers_) sums.completed += layer.completed, sums.total += layer.total;
+    return sums;
+}
+
+std::optional<Transfer> PullLines::advance() {
+    const Sums sums = sum();
+    const double fraction = std::min(sums.completed / sums.total, 1.0);
+    if (!(fraction > highest_)) return std::nullopt;
+    highest_ = fraction;
+    return Transfer{.bytes = whole(sums.completed), .total = whole(sums.total)};
+}
+
+Transfer PullLines::sums() const {
+    const Sums sums = sum();
+    return {.bytes = whole(sums.completed), .total = whole(sums.total)};
+}
+
+}  // namespace larkmoor
