@@ -45,10 +45,8 @@ PrefetchSeams live(ProcessRunner& runner, std::optional<std::string> bundle, std
                     return run(runner, {.binary = std::move(binary), .home = home, .support = support},
                                std::move(onLine), std::move(stop));
                 },
-            .senkoSeeder =
-                [dest = senkoFolder(support)](std::string helper) {
-                    return seedOffTheMainThread(std::move(helper), dest);
-                }};
+            .senkoSeeder = [dest = senkoFolder(support)](
+                               std::string helper) { return seedOffTheMainThread(std::move(helper), dest); }};
 }
 
 std::optional<std::string> helper(const std::string& bundle) {
@@ -94,14 +92,16 @@ PrefetchSeams::Seeding seedSenko(const std::string& besideHelper, const std::str
                                true};
             },
             [](const Outcome::BundleMissing& missing) {
-                return Seeding{fmt::format("no staged models at {} — dir left as-is; the helper's check answers for "
-                                           "itself",
-                                           missing.path)};
+                return Seeding{
+                    fmt::format("no staged models at {} — dir left as-is; the helper's check answers for "
+                                "itself",
+                                missing.path)};
             },
             [](const Outcome::Failed& failed) {
-                return Seeding{fmt::format("seed did not land ({}) — dir left whole-or-absent; the helper's check "
-                                           "answers for itself",
-                                           failed.why)};
+                return Seeding{
+                    fmt::format("seed did not land ({}) — dir left whole-or-absent; the helper's check "
+                                "answers for itself",
+                                failed.why)};
             },
             [&](const Outcome::Present&) {
                 return Seeding{fmt::format("{} already has models — untouched (the refusal law)", dest)};

@@ -20,10 +20,9 @@ constexpr std::string_view asrRow = "asr", vadRow = "vad";
 /// A row that has not ended, at the helper's end.
 bool isOpen(const RowState& state) { return state.is<RowState::Active>() || state.is<RowState::Pending>(); }
 
-bool isBelow(const std::filesystem::path& path, const std::filesystem::path& folder) {
+bool isIn(const std::filesystem::path& folder, const std::filesystem::path& path) {
     const auto plain = path.lexically_normal();
-    const auto differs = std::ranges::mismatch(folder, plain);
-    return differs.in1 == folder.end() && differs.in2 != plain.end() && !differs.in2->empty();
+    return std::ranges::mismatch(folder, plain).in1 == folder.end();
 }
 
 /// For the log: control characters and what is not UTF-8 become U+FFFD.
@@ -64,7 +63,7 @@ class Reading {
     }
 
     void show(const PrefetchChange& change) {
-        if (change.asrDir && isBelow(*change.asrDir, speech_)) rows_.setAsrCacheDir(change.asrDir);
+        if (change.asrDir && isIn(speech_, *change.asrDir)) rows_.setAsrCacheDir(change.asrDir);
         if (change.isCached) {
             // What was there before us is not ours to remove.
             rows_.setAsrCacheDir(std::nullopt);

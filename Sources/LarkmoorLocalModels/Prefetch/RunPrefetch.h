@@ -17,10 +17,10 @@ namespace larkmoor {
 
 /// What one line changes.
 struct PrefetchChange {
-    std::optional<std::string> asrDir{};      ///< a new folder of the speech model
-    bool isCached = false;                    ///< the speech model was there before us
-    std::optional<std::int64_t> asrBytes{};   ///< a new count
-    std::optional<RowState> asr{};            ///< a new state; a fraction that moved is one
+    std::optional<std::string> asrDir{};     ///< a new folder of the speech model
+    bool isCached = false;                   ///< the speech model was there before us
+    std::optional<std::int64_t> asrBytes{};  ///< a new count
+    std::optional<RowState> asr{};           ///< a new state; a fraction that moved is one
     /// `asr` is another fraction of a row that was active already. The count shows it too.
     bool isMoveOnly = false;
 
@@ -48,8 +48,8 @@ struct PrefetchRows {
     std::function<void(std::string_view id, std::string_view why)> quietSkip;
     std::function<void(std::string_view id)> markPresent;
     std::function<void(std::string_view id, Transfer)> transfer;
-    /// Receipts of what an undo removes. Only a folder below {speech} is ever passed: the helper's word alone must not
-    /// name what is deleted.
+    /// Receipts of what an undo removes. Only {speech} or a folder below it is ever passed: the helper's word alone
+    /// must not name what is deleted.
     std::function<void(std::optional<std::string>)> setAsrCacheDir;
     std::function<void(std::string)> setSenkoDir;
     std::function<void(std::string)> log;
