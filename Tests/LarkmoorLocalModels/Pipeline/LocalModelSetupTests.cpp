@@ -55,26 +55,30 @@ struct Machine {
     LocalModelSetup::Seams seams() {
         return {.loop = loop,
                 .workers = workers(),
-                .prefetchHelper = [this]() -> Task<std::optional<std::string>> {
-                    co_await call("helper");
-                    if (!hasHelper) co_return std::nullopt;
-                    co_return "/helper";
-                },
-                .prefetchRunner = [this](std::string, std::function<void(std::string_view)> line,
-                                         std::stop_token) -> Task<std::optional<std::int32_t>> {
-                    co_await call("prefetch");
-                    for (const std::string& each : helperLines) line(each);
-                    co_return 0;
-                },
-                .senkoSeeder = [this](std::string) -> Task<LocalModelSetup::Seams::Seeding> {
-                    co_await call("seed");
-                    co_return LocalModelSetup::Seams::Seeding{"seeded", true};
-                },
+                .prefetch = prefetch(),
                 .support = "/support",
                 .agentPlist = "/agents/ollama.plist",
                 .ourBinaries = {ourBinary, "/support/Larkmoor/ollama/ollama"},
                 .now = [this] { return now; },
                 .log = [this](std::string line) { log.push_back(std::move(line)); }};
+    }
+
+    PrefetchSeams prefetch() {
+        return {.prefetchHelper = [this]() -> Task<std::optional<std::string>> {
+                    co_await call("helper");
+                    if (!hasHelper) co_return std::nullopt;
+                    co_return "/helper";
+                },
+                .prefetchRunner = [this](std::string, PrefetchSeams::Listener line,
+                                         std::stop_token) -> Task<std::optional<std::int32_t>> {
+                    co_await call("prefetch");
+                    for (const std::string& each : helperLines) line(each);
+                    co_return 0;
+                },
+                .senkoSeeder = [this](std::string) -> Task<PrefetchSeams::Seeding> {
+                    co_await call("seed");
+                    co_return PrefetchSeams::Seeding{"seeded", true};
+                }};
     }
 
     LocalModelSetup::TrioWorkers workers() {

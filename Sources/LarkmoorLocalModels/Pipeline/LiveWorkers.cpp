@@ -1,0 +1,95 @@
+#include "LarkmoorLocalModels/Pipeline/LiveWorkers.h"
+
+#include <cstdlib>
+
+#include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorLocalModels/Pipeline/Inventory.h"
+#include "LarkmoorLocalModels/Prefetch/ModelPrefetch.h"
+#include "LarkmoorLocalModels/Pull/ModelPull.h"
+#include "LarkmoorLocalModels/Runtime/HostPlist.h"
+#include "LarkmoorLocalModels/Runtime/ManagedRuntime.h"
+#include "LarkmoorLocalModels/Runtime/ModelHost.h"
+#include "LarkmoorWire/Models/LocalModel.h"
+
+namespace larkmoor {
+
+namespace {
+
+using Stop = std::stop_token;
+using Receipts = LocalModelsProgress::Receipts;
+
+constexpr int hostPatience = 20;  // seconds
+
+/// The store that a host which we start, or find, takes by its environment.
+std::optional<std::string> hostModelsFromEnvironment() {
+    const char* folder = std::getenv("OLLAMA_MODELS");
+    return folder != nullptr && *folder != '\0' ? std::optional<std::string>{folder} : std::nullopt;
+}
+
+/// The store that the setup is about to use. A host without a property list of ours is the user's, and so is its store.
+Task<LocalModelsProgress::OllamaInventory> takeInventory(LiveWorkers live) {
+    auto folder = hostModelsFromEnvironment();
+    if (!folder) {
+        const auto plist = co_await live.host.plistText();
+        const bool isTheirs = !plist && co_await hostAnswers({&live.http, live.endpoint});
+        folder = isTheirs ? live.home + "/.ollama/models" : HostPlist::ollamaStore(plist, live.support, live.home);
+    }
+    co_return co_await BlockingWork::run([folder = *folder] { return Inventory::take(folder); });
+}
+
+Task<std::optional<Receipts>> readReceipts(std::string support) {
+    co_return co_await BlockingWork::run([support]() -> std::optional<Receipts> {
+        auto progress = LocalModelsProgress::read(LocalModelsProgress::path(support));
+        return progress ? std::optional{std::move(progress->installed)} : std::nullopt;
+    });
+}
+
+Task<ModelMigration::Outcome> noMigration() { co_return ModelMigration::Outcome::NotNeeded{}; }
+Task<ModelLayoutMigration::Outcome> noLayoutMigration() { co_return ModelLayoutMigration::Outcome::NotNeeded{}; }
+
+}  // namespace
+
+LocalModelSetup::Seams LiveWorkers::seams() const {
+    const auto ours = RuntimePlaces::of(support).ourBinaries;
+    return {.loop = loop,
+            .workers = workers(),
+            .prefetch = ModelPrefetch::live(runner, bundle, home, support),
+            .support = support,
+            .agentPlist = host.plistPath(),
+            .ourBinaries = {ours.begin(), ours.end()},
+            .now = [] { return std::chrono::system_clock::now(); },
+            .log = log};
+}
+
+LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
+    const auto runtime = [live = *this](Stop stop) {
+        return RuntimeSetup{.runner = &live.runner,
+                            .fetch = &live.fetch,
+                            .places = RuntimePlaces::of(live.support),
+                            .log = live.log,
+                            .stop = std::move(stop)};
+    };
+    const auto asked = [live = *this](Stop stop) { return ModelHost{&live.http, live.endpoint, std::move(stop)}; };
+    return {
+        .migrate = [](const auto&, const Stop&) { return noMigration(); },
+        .migrateLayout = [](const auto&, const Stop&) { return noLayoutMigration(); },
+        .findRuntime = [runtime] { return findTrustedRuntime(runtime({})); },
+        .fetchRuntime =
+            [runtime](TransferListener progress, Stop stop) {
+                return larkmoor::fetchRuntime(runtime(std::move(stop)), std::move(progress));
+            },
+        .hostAnswers = [asked](Stop stop) { return larkmoor::hostAnswers(asked(std::move(stop))); },
+        .superviseHost = [&agent = host](std::string binary,
+                                         Stop stop) { return agent.superviseHost(std::move(binary), std::move(stop)); },
+        .waitForHost = [asked](Stop stop) { return larkmoor::waitForHost(asked(std::move(stop)), hostPatience); },
+        .probeModel = [live = *this](Stop stop) { return LocalModel::ready(live.http, live.endpoint, std::move(stop)); },
+        .pullModel =
+            [asked, log = log](TransferListener progress, Stop stop) {
+                return larkmoor::pullModel(asked(std::move(stop)), std::move(progress), log);
+            },
+        .inventory = [live = *this] { return takeInventory(live); },
+        .snapshotReceipts = [support = support] { return readReceipts(support); },
+    };
+}
+
+}  // namespace larkmoor
