@@ -8,21 +8,6 @@
 
 namespace larkmoor::LocalModel {
 
-namespace {
-
-using Kind = FlatNode::Kind;
-
-/// Of several members of that name, the last counts.
-const FlatNode* member(const FlatNode& object, std::string_view name) {
-    const FlatNode* found = nullptr;
-    for (const FlatNode* each = object.begin(); each != object.end(); each = each->next()) {
-        if (each->key() == name) found = each;
-    }
-    return found;
-}
-
-}  // namespace
-
 bool ready(std::span<const std::string> among) {
     constexpr std::string_view bare = titleModel.substr(0, titleModel.find(':'));
     return std::ranges::any_of(among, [bare](std::string_view name) {
@@ -31,14 +16,15 @@ bool ready(std::span<const std::string> among) {
 }
 
 std::optional<std::vector<std::string>> names(BytesView tagsAnswer) {
+    using Kind = FlatNode::Kind;
     FlatDocument document;
-    if (!document.parse(tagsAnswer) || document.root().kind != Kind::object) return std::nullopt;
-    const FlatNode* models = member(document.root(), "models");
+    if (!document.parse(tagsAnswer)) return std::nullopt;
+    const FlatNode* models = document.root().member("models");
     if (models == nullptr || models->kind != Kind::array) return std::nullopt;
     std::vector<std::string> names;
     for (const FlatNode* model = models->begin(); model != models->end(); model = model->next()) {
         if (model->kind != Kind::object) return std::nullopt;
-        const FlatNode* name = member(*model, "name");
+        const FlatNode* name = model->member("name");
         if (name != nullptr && name->kind == Kind::string) names.emplace_back(name->text());
     }
     return names;
