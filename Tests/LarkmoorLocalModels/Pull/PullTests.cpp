@@ -22,9 +22,13 @@ TEST(PullLines, ReportOnlyWhatIsFurther) {
         {lineOf("a", "10", "100"), "10/100"},
         {lineOf("a", "10", "100"), ""},
         {lineOf("a", "5", "100"), ""},
+        {lineOf("a", "050", "100"), ""},  // no JSON
         {lineOf("a", "11.5", "100"), "11/100"},
-        {lineOf("a", "012", "100"), ""},  // no JSON
         {lineOf("a", "\"99\"", "100"), ""},
+        {lineOf("a", "\"98\"", "100"), ""},
+        {lineOf("a", "12", "100"), "12/100"},
+        {R"({"digest":"a","total":50})", ""},
+        {lineOf("a", "13", "100"), "13/100"},
         {lineOf("a", "9e1", "100"), "90/100"},
         {lineOf("b", "0", "100"), ""},  // a new layer: 90 of 200
         {lineOf("b", "80", "100"), ""},
