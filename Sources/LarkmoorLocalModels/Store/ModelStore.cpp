@@ -137,8 +137,9 @@ std::expected<void, ModelStoreError> linkFile(const std::string& from, const std
     };
     const auto source = StoreFile::status(from);
     if (!source) return std::unexpected{source.error()};
-    if (!*source) return {};
-    if (!S_ISREG((*source)->st_mode)) return refused(EPERM);
+    const std::optional<struct stat>& file = *source;
+    if (!file) return {};
+    if (!S_ISREG(file->st_mode)) return refused(EPERM);
     // Of a symbolic link, the file that it leads to: the link itself may be relative to its folder.
     if (::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) == 0 || errno == EEXIST) return {};
     if (errno != EXDEV) return refused(errno);
@@ -198,7 +199,8 @@ std::expected<std::int64_t, ModelStoreError> deleteModel(std::string_view name, 
     const std::string path = (store / *rel).string();
     const auto status = StoreFile::status(path);
     if (!status) return std::unexpected{status.error()};
-    if (!*status || S_ISDIR((*status)->st_mode)) return 0;
+    const std::optional<struct stat>& file = *status;
+    if (!file || S_ISDIR(file->st_mode)) return 0;
     const auto manifest = Files::read(path);
     if (!manifest) return failure(manifest.error());
     const auto blobs = ModelManifest::blobNames(*manifest);
@@ -207,10 +209,10 @@ std::expected<std::int64_t, ModelStoreError> deleteModel(std::string_view name, 
     std::int64_t freed = 0;
     // Only now is it sure that this manifest, which may have several paths, is none of the others.
     for (const std::string& blob : orphans({blobs.begin(), blobs.end()}, store)) {
-        const std::string file = (store / blobsFolder / blob).string();
+        const std::string orphan = (store / blobsFolder / blob).string();
         struct stat size{};
-        const bool isFile = ::lstat(file.c_str(), &size) == 0 && S_ISREG(size.st_mode);
-        if (::unlink(file.c_str()) == 0 && isFile) freed += size.st_size;
+        const bool isFile = ::lstat(orphan.c_str(), &size) == 0 && S_ISREG(size.st_mode);
+        if (::unlink(orphan.c_str()) == 0 && isFile) freed += size.st_size;
     }
     return freed;
 }
