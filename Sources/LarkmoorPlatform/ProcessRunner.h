@@ -48,6 +48,8 @@ struct ToFile {
 /// Passed to the listener in pieces while the program runs; the last piece comes before the run ends. Main thread.
 struct Streamed {
     std::function<void(BytesView)> listener;
+    /// What the listener gets in one turn of the loop. The program waits while the pipe is full.
+    std::size_t maxBytesPerTurn = std::size_t{1} << 20U;
 };
 /// For standard error alone: joins standard output, in the order of writing.
 struct WithOutput {};

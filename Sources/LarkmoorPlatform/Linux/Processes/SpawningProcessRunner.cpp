@@ -8,6 +8,7 @@
 #include <boost/asio/posix/basic_stream_descriptor.hpp>
 #include <boost/asio/post.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -38,10 +39,10 @@ class Run : public std::enable_shared_from_this<Run> {
   public:
     using Ended = std::function<void(ProcessResult)>;
 
-    Run(MainLoop& loop, SpawnedProcess process, ProcessChannels channels, std::function<void(BytesView)> listener)
+    Run(MainLoop& loop, SpawnedProcess process, ProcessChannels channels, ProcessOutputs::Streamed streamed)
         : process_(std::move(process)),
           channels_(std::move(channels)),
-          listener_(std::move(listener)),
+          streamed_(std::move(streamed)),
           ended_(loop),
           stream_(loop),
           timer_(loop) {}
@@ -84,7 +85,7 @@ class Run : public std::enable_shared_from_this<Run> {
     }
 
   private:
-    static constexpr std::size_t maxBytesPerTurn = 1 << 20;
+    enum class Reading { ended, emptied, interrupted };
 
     static void assign(FileDescriptor file, Descriptor& place, boost::system::error_code& failed) {
         place.assign(file.get(), failed);
@@ -105,7 +106,14 @@ class Run : public std::enable_shared_from_this<Run> {
 
     void finish(ProcessEnd how) {
         if (!handler_) return;
-        if (stream_.is_open()) readOutput();
+        // What the pipe still holds, in as many turns as it takes; a process outside the group may go on filling it.
+        constexpr std::size_t maxPipe = std::size_t{1} << 20U;
+        if (stream_.is_open() && rest_ < maxPipe && readOutput() == Reading::interrupted) {
+            rest_ += streamed_.maxBytesPerTurn;
+            return boost::asio::post(
+                stream_.get_executor(),
+                [self = shared_from_this(), how = std::move(how)]() mutable { self->finish(std::move(how)); });
+        }
         stream_.close();
         const Ended handler = std::exchange(handler_, nullptr);
         handler({.end = std::move(how), .output = channels_.capturedOutput(), .errors = channels_.capturedErrors()});
@@ -114,30 +122,30 @@ class Run : public std::enable_shared_from_this<Run> {
     void awaitOutput() {
         stream_.async_wait(Descriptor::wait_read, [self = weak_from_this()](boost::system::error_code failed) {
             const auto alive = self.lock();
-            if (alive && !failed && alive->readOutput()) alive->awaitOutput();
+            if (alive && !failed && alive->readOutput() != Reading::ended) alive->awaitOutput();
         });
     }
 
-    /// Returns whether more may come.
-    bool readOutput() {
-        Bytes piece(65536);
-        for (std::size_t held = 0; held < maxBytesPerTurn;) {
+    Reading readOutput() {
+        Bytes piece(std::min<std::size_t>(65536, streamed_.maxBytesPerTurn));
+        for (std::size_t held = 0; held < streamed_.maxBytesPerTurn;) {
             const ssize_t count = ::read(stream_.native_handle(), piece.data(), piece.size());
             if (count < 0 && errno == EINTR) continue;
-            if (count < 0) return errno == EAGAIN;
-            if (count == 0) return false;
+            if (count < 0) return errno == EAGAIN ? Reading::emptied : Reading::ended;
+            if (count == 0) return Reading::ended;
             held += static_cast<std::size_t>(count);
-            listener_(BytesView{piece}.first(static_cast<std::size_t>(count)));
+            streamed_.listener(BytesView{piece}.first(static_cast<std::size_t>(count)));
         }
-        return true;
+        return Reading::interrupted;
     }
 
     SpawnedProcess process_;
     ProcessChannels channels_;
-    const std::function<void(BytesView)> listener_;
+    const ProcessOutputs::Streamed streamed_;
     Descriptor ended_;
     Descriptor stream_;
     MainTimer timer_;
+    std::size_t rest_ = 0;              ///< read from the pipe since the program ended
     Ended handler_;                     ///< null once it was called
     std::optional<ProcessEnd> reason_;  ///< why we killed it, if we did
 };
@@ -152,7 +160,7 @@ std::expected<std::shared_ptr<Run>, FileError> start(MainLoop& loop, ProcessRequ
     channels->closeChildEnds();
     auto* streamed = std::get_if<ProcessOutputs::Streamed>(&request.output);
     auto run = std::make_shared<Run>(loop, std::move(*process), std::move(*channels),
-                                     streamed == nullptr ? nullptr : std::move(streamed->listener));
+                                     streamed == nullptr ? ProcessOutputs::Streamed{} : std::move(*streamed));
     if (auto watched = run->watch(request.executable); !watched) return std::unexpected(watched.error());
     return run;
 }
