@@ -50,9 +50,10 @@ TEST_F(PrefetchHelperTests, EndsWithTheHelperWhoeverHoldsItsOutput) {
         EXPECT_EQ(run(), 3) << child;
         EXPECT_THAT(lines, ::testing::Contains("last")) << child;
     }
-    play(R"({"steps":[{"text":"half a line"}],"signal":11})");
+    // More than one turn of the loop reads, and no line feed.
+    play(R"({"steps":[{"fill":60000}],"signal":11})");
     EXPECT_EQ(run(), SIGSEGV);
-    EXPECT_EQ(lines, std::vector<std::string>{"half a line"});
+    EXPECT_EQ(lines, std::vector<std::string>{std::string(60'000, 'x')});
 }
 
 TEST_F(PrefetchHelperTests, HearsTheLastLineAfterLinesThatAreNone) {

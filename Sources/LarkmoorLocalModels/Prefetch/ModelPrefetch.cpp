@@ -22,9 +22,9 @@ namespace {
 /// a cancel does not wait for it.
 constexpr auto budget = std::chrono::hours{6};
 
-/// About ten of the helper's lines, each of which may write the progress file: the menu stays alive under a flood of
-/// them, and a helper that is faster waits.
-constexpr std::size_t maxBytesPerTurn = 1024;
+/// A few of the helper's lines, each of which may write the progress file: the menu stays alive under a flood of them,
+/// and a helper that is faster waits.
+constexpr std::size_t maxBytesPerTurn = 512;
 
 Task<std::optional<std::string>> found(std::optional<std::string> bundle) {
     co_return bundle ? helper(*bundle) : std::nullopt;

@@ -53,12 +53,15 @@ class Reading {
     }
 
   private:
-    /// Of one run: its few lines take a hundredth of that, and a helper gone mad does not fill the disk.
+    // Of one run. A helper needs a hundredth and a quarter of that; one gone mad fills no disk, and the end settles the
+    // row in any case.
     static constexpr std::size_t maxLogged = std::size_t{256} << 10U;
+    static constexpr int maxStates = 16;
+    static constexpr std::size_t stampAndPrefix = 37;
 
     void log(std::string_view line) {
         if (line.contains("\"bytes\"") || logged_ > maxLogged) return;
-        logged_ += line.size() + 1;
+        logged_ += stampAndPrefix + line.size();
         rows_.log("model-prefetch: " + (logged_ > maxLogged ? "the helper says too much to log" : printable(line)));
     }
 
@@ -73,13 +76,14 @@ class Reading {
             rows_.transfer(asrRow, {.bytes = *change.asrBytes, .total = MeetingModels::asrMeasuredBytes});
         }
         // Each `set` writes the progress file and a line of the log; `transfer` writes once a second.
-        if (change.asr && !change.isMoveOnly) rows_.set(asrRow, *change.asr);
+        if (change.asr && !change.isMoveOnly && states_++ < maxStates) rows_.set(asrRow, *change.asr);
     }
 
     PrefetchBox box_;
     PrefetchRows rows_;
     std::string speech_;
     std::size_t logged_ = 0;
+    std::int64_t states_ = 0;
 };
 
 }  // namespace

