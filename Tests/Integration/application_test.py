@@ -111,6 +111,21 @@ class Application(unittest.TestCase):
         session.application.send_signal(signal.SIGTERM)
         self.assertEqual(session.application.wait(timeout=60), 0)
 
+    def test_a_start_during_a_quit_is_a_new_application(self):
+        session = self.session
+        session.start_daemon()
+        session.expect("Recording")
+        session.daemon.send_signal(signal.SIGSTOP)  # the quit waits for it
+        session.tray("click", "Quit")
+        question = "Quit Larkmoor? Click again to quit"
+        wait("question", lambda: question in session.labels())
+        session.tray("click", question)
+        self.assertEqual(session.start(session.bundle / "Contents/MacOS/larkmoor-menubar").wait(timeout=60), 0)
+        self.assertEqual(session.application.wait(timeout=60), 0)
+        session.kill_daemon()
+        session.start_daemon()
+        session.expect("Recording")
+
 
 class CommandLine(unittest.TestCase):
     def test_it_tells_what_it_is_without_a_bus(self):
