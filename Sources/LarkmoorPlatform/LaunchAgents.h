@@ -1,7 +1,9 @@
 // Control of this user's launch agents: launchctl's verbs and exit statuses.
 #pragma once
 
+#include <cstdint>
 #include <expected>
+#include <optional>
 #include <string>
 
 #include "LarkmoorBase/Task.h"
@@ -23,6 +25,8 @@ class LaunchAgents {
 
     /// Whether the job is loaded; it need not run.
     virtual Task<ExitStatus> print(std::string serviceTarget) = 0;
+    /// The process of the job; nullopt if it has none, or if the service manager could not be asked.
+    virtual Task<std::optional<std::int32_t>> pid(std::string serviceTarget) = 0;
     /// Loads the agent's property list, for later logins too, and starts the job if the list says so.
     virtual Task<ExitStatus> bootstrap(std::string domainTarget, std::string listPath) = 0;
     /// Starts a loaded job. A running one is left alone, or restarted if `kill` is set.

@@ -1,11 +1,370 @@
 #include "LarkmoorLocalModels/Migration/ModelLayoutMigration.h"
 
-namespace larkmoor::ModelLayoutMigration {
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <unistd.h>
 
-bool Outcome::movedAnything() const {
+#include <algorithm>
+#include <filesystem>
+
+#include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorLocalModels/Migration/NewHost.h"
+#include "LarkmoorLocalModels/Migration/OldModelsLayout.h"
+#include "LarkmoorLocalModels/Runtime/HostPlist.h"
+#include "LarkmoorPlatform/Folders.h"
+#include "LarkmoorWire/Identity/ClientStoreMode.h"
+#include "LarkmoorWire/Models/LocalModel.h"
+#include "LarkmoorWire/Models/MeetingModels.h"
+#include "LarkmoorWire/Models/ModelsFolder.h"
+
+namespace larkmoor {
+
+namespace {
+
+using Done = ModelLayoutMigration::Done;
+
+bool holds(const std::vector<std::string>& names, std::string_view name) {
+    return std::ranges::find(names, name) != names.end();
+}
+
+std::string lastComponent(const std::string& path) { return std::filesystem::path{path}.filename().string(); }
+std::string parent(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
+
+/// The words of a failed step, with the file system's reason.
+Done saying(const Done& done, std::string_view what) {
+    if (done) return {};
+    return std::unexpected{fmt::format("{} ({})", what, done.error())};
+}
+
+std::string senkoFolder(const std::string& support) {
+    return fmt::format("{}/{}", ModelsFolder::voices(support), MeetingModels::senkoName);
+}
+
+}  // namespace
+
+bool ModelLayoutOutcome::movedAnything() const {
     if (const auto* pending = as<RuntimePending>()) return !pending->moved.empty();
     if (const auto* migrated = as<Migrated>()) return !migrated->moved.empty();
     return false;
 }
 
-}  // namespace larkmoor::ModelLayoutMigration
+ModelLayoutMigration::Decision ModelLayoutMigration::decide(const std::string& support, const Exists& exists,
+                                                            const Children& names,
+                                                            const std::optional<std::string>& asrCacheDir) {
+    const bool hasOldRuntime = exists(OldModelsLayout::runtime(support));
+    if (!hasOldRuntime && exists(ModelsFolder::naming(support))) return Decision::nothing;
+    // By name: on a volume that ignores case the old folder "exists" as soon as the new one does.
+    const auto entries = names(OldModelsLayout::instanceRoot(support));
+    const bool isOld = hasOldRuntime || holds(entries, OldModelsLayout::oldVoicesDirName) ||
+                       holds(entries, OldModelsLayout::parkedVoicesDirName);
+    return isOld || (asrCacheDir && exists(*asrCacheDir)) ? Decision::migrate : Decision::fresh;
+}
+
+bool ModelLayoutMigration::isDue(const std::string& support, const Receipts& receipts) {
+    const FolderSeams folders = FolderSeams::live(support);
+    return decide(support, folders.exists, folders.children, receipts.asrCacheDir) == Decision::migrate;
+}
+
+ModelLayoutMigration::FolderSeams ModelLayoutMigration::FolderSeams::live(const std::string& support) {
+    return {
+        .exists = Files::exists,
+        .children = [](const std::string& folder) {
+            return Files::names(folder).value_or(std::vector<std::string>{});
+        },
+        .makeDirectory = [](const std::string& path) -> Done {
+            const auto made = Files::makeFolders(path, ClientStoreMode::folder);
+            if (!made) return std::unexpected{made.error().reason()};
+            return {};
+        },
+        .move = Folders::move,
+        .copyTree = Folders::copyTree,
+        .removeIfEmpty = [](const std::string& path) { ::rmdir(path.c_str()); },
+        .removeTree = [root = OldModelsLayout::instanceRoot(support)](
+                          const std::string& path) { return Folders::removeTree(root, path); },
+    };
+}
+
+// The walk
+
+Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::run() {
+    moved_.clear();
+    asrCacheDir_.reset();
+    const auto receipts = seams_.receipts();
+    const Decision decision =
+        co_await BlockingWork::run([support = seams_.support, exists = seams_.folders.exists,
+                                    names = seams_.folders.children, asr = receipts ? receipts->asrCacheDir : std::nullopt] {
+            return decide(support, exists, names, asr);
+        });
+    if (decision != Decision::migrate) co_return Outcome::NotNeeded{};
+    auto outcome = co_await moveEverything();
+    if (const auto* failed = outcome.as<Outcome::MoveFailed>()) {
+        seams_.log(
+            fmt::format("model-layout: {} — nothing is repointed, the next open runs this again", failed->why));
+    }
+    co_return outcome;
+}
+
+Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::moveEverything() {
+    if (const auto done = co_await moveVoices(); !done) co_return Outcome::MoveFailed{done.error()};
+    if (const auto done = co_await moveSpeech(); !done) co_return Outcome::MoveFailed{done.error()};
+    if (HostPlist::hostPlistLacksModelsDir(co_await seams_.plistText())) {
+        seams_.log(
+            "model-layout: the model store is not ours yet — senko and parakeet are in the new folders and the naming "
+            "runtime follows once the model migration has run");
+        co_await settleReceipts();
+        summarize(" — the naming runtime follows");
+        co_return Outcome::RuntimePending{moved_};
+    }
+    const bool hasOldRuntime = co_await exists(OldModelsLayout::runtime(seams_.support));
+    const auto made =
+        saying(co_await makeDirectory(ModelsFolder::naming(seams_.support)), "models/naming could not be made");
+    if (!made) co_return Outcome::MoveFailed{made.error()};
+    if (hasOldRuntime) {
+        const auto plan = co_await moveRuntime();
+        if (!plan) co_return Outcome::MoveFailed{plan.error()};
+        if (!co_await repoint(*plan)) co_return co_await rollBack(*plan);
+    }
+    co_await settleReceipts();
+    summarize("");
+    co_return Outcome::Migrated{moved_};
+}
+
+void ModelLayoutMigration::summarize(std::string_view ending) {
+    const std::string list = moved_.empty() ? "" : fmt::format(" ({})", fmt::join(moved_, ", "));
+    seams_.log(fmt::format("models moved to one folder{}{}", list, ending));
+}
+
+// Voices
+
+Task<Done> ModelLayoutMigration::moveVoices() {
+    const std::string parked = OldModelsLayout::parkedVoices(seams_.support);
+    const auto entries = co_await children(OldModelsLayout::instanceRoot(seams_.support));
+    const bool hasOld = holds(entries, OldModelsLayout::oldVoicesDirName);
+    const bool isParked = holds(entries, OldModelsLayout::parkedVoicesDirName);
+    if (hasOld) {
+        auto aside = saying(co_await move(OldModelsLayout::voices(seams_.support), parked),
+                            "the old voices folder could not be moved aside");
+        if (!aside) co_return aside;
+    } else if (isParked) {
+        seams_.log("model-layout: a previous run left the old voices folder parked — picking it up");
+    }
+    const std::string voices = ModelsFolder::voices(seams_.support);
+    for (const std::string& folder : {ModelsFolder::speech(seams_.support), voices}) {
+        auto made = saying(co_await makeDirectory(folder), "the models folder could not be made");
+        if (!made) co_return made;
+    }
+    if (!hasOld && !isParked) co_return Done{};
+    for (const std::string& child : co_await children(parked)) {
+        auto done = saying(co_await move(fmt::format("{}/{}", parked, child), fmt::format("{}/{}", voices, child)),
+                           fmt::format("{} could not be moved into models/voices", child));
+        if (!done) co_return done;
+    }
+    co_await removeIfEmpty(parked);
+    moved_.emplace_back("voices");
+    seams_.log("model-layout: senko and the speaker models are under models/voices");
+    co_return Done{};
+}
+
+// Speech
+
+Task<Done> ModelLayoutMigration::moveSpeech() {
+    const auto receipts = seams_.receipts();
+    if (receipts && receipts->asrCacheDir && co_await exists(*receipts->asrCacheDir)) {
+        co_return co_await moveOurSpeech(*receipts->asrCacheDir);
+    }
+    co_return co_await copySharedSpeech();
+}
+
+Task<Done> ModelLayoutMigration::moveOurSpeech(std::string cache) {
+    asrCacheDir_ = fmt::format("{}/{}", ModelsFolder::speech(seams_.support), lastComponent(cache));
+    if (*asrCacheDir_ == cache) co_return Done{};
+    auto done =
+        saying(co_await move(cache, *asrCacheDir_), "the transcription cache could not be moved into models/speech");
+    if (!done) co_return done;
+    const std::string shared = OldModelsLayout::fluidAudio(seams_.support);
+    co_await removeIfEmpty(shared);
+    co_await removeIfEmpty(parent(shared));
+    moved_.emplace_back("speech");
+    seams_.log("model-layout: parakeet is under models/speech");
+    co_return Done{};
+}
+
+Task<Done> ModelLayoutMigration::copySharedSpeech() {
+    const std::string shared = OldModelsLayout::fluidAudio(seams_.support);
+    bool hasCopied = false;
+    for (const std::string& child : co_await children(shared)) {
+        if (!child.starts_with(MeetingModels::asrName)) continue;
+        const std::string target = fmt::format("{}/{}", ModelsFolder::speech(seams_.support), child);
+        asrCacheDir_ = target;
+        if (co_await exists(target)) continue;
+        auto done = saying(co_await BlockingWork::run([copy = seams_.folders.copyTree, from = shared + "/" + child,
+                                                       target] { return copy(from, target); }),
+                           "the transcription cache could not be copied into models/speech");
+        if (!done) co_return done;
+        hasCopied = true;
+    }
+    if (!hasCopied) co_return Done{};
+    moved_.emplace_back("speech");
+    seams_.log("model-layout: parakeet was not ours to move — copied into models/speech, theirs left untouched");
+    co_return Done{};
+}
+
+// The naming runtime, with its store
+
+Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayoutMigration::moveRuntime() {
+    const auto plist = co_await seams_.plistText();
+    RollbackPlan plan{
+        .binary = HostPlist::supervisedBinary(plist).value_or(
+            fmt::format("{}/ollama", OldModelsLayout::runtime(seams_.support))),
+        .modelsDir = HostPlist::modelsDirForWrite(plist, seams_.support),
+        .naming = ModelsFolder::naming(seams_.support),
+        .runtime = ModelsFolder::namingRuntime(seams_.support),
+        .store = ModelsFolder::namingStore(seams_.support),
+        .oldRuntimeDir = OldModelsLayout::runtime(seams_.support),
+    };
+    const std::string managed = ModelsFolder::namingBinary(seams_.support);
+    const bool isInPlace = co_await exists(managed) && co_await seams_.verifyBinary(managed);
+    const auto done = isInPlace ? co_await removeSecondRuntime(plan) : co_await moveOldRuntime(plan);
+    if (!done) co_return std::unexpected{done.error()};
+    moved_.emplace_back("naming");
+    co_return plan;
+}
+
+/// Its store, if it has one, is moved first.
+Task<Done> ModelLayoutMigration::removeSecondRuntime(RollbackPlan& plan) {
+    const std::string oldStore = fmt::format("{}/{}", plan.oldRuntimeDir, OldModelsLayout::oldRuntimeStoreName);
+    if (co_await exists(oldStore)) {
+        if (co_await exists(plan.store)) {
+            co_return std::unexpected{
+                "a model store stands in both models/naming/store and ollama/models — neither is flattened onto the "
+                "other and nothing is removed"};
+        }
+        auto done = saying(co_await move(oldStore, plan.store),
+                           "the model store could not be renamed to models/naming/store");
+        if (!done) co_return done;
+    }
+    seams_.log(
+        "model-layout: a verified runtime is already in models/naming/runtime — the second copy at ollama is ours and "
+        "is being removed");
+    if (!co_await removeOurs(plan.oldRuntimeDir)) {
+        co_return std::unexpected{"the old runtime folder could not be removed"};
+    }
+    co_return Done{};
+}
+
+Task<Done> ModelLayoutMigration::moveOldRuntime(RollbackPlan& plan) {
+    if (co_await exists(plan.runtime)) {
+        seams_.log("model-layout: models/naming/runtime holds no runtime that verifies — emptying it");
+        if (!co_await removeOurs(plan.runtime)) {
+            co_return std::unexpected{"models/naming/runtime could not be emptied"};
+        }
+    }
+    auto done = saying(co_await move(plan.oldRuntimeDir, plan.runtime),
+                       "the naming runtime could not be moved into models/naming/runtime");
+    if (!done) co_return done;
+    plan.putTheRuntimeBack = true;
+    const std::string movedStore = fmt::format("{}/{}", plan.runtime, OldModelsLayout::oldRuntimeStoreName);
+    if (!co_await exists(movedStore)) co_return Done{};
+    done =
+        saying(co_await move(movedStore, plan.store), "the model store could not be renamed to models/naming/store");
+    plan.storeWasThere = done.has_value();
+    co_return done;
+}
+
+// The host
+
+/// Whether a host has come back on the new folders that names.
+Task<bool> ModelLayoutMigration::repoint(RollbackPlan plan) {
+    const auto process = co_await seams_.readPid();
+    auto reloaded = co_await seams_.writePlist(ModelsFolder::namingBinary(seams_.support), plan.store);
+    if (reloaded) reloaded = co_await seams_.reload();
+    if (!reloaded) {
+        seams_.log(fmt::format("model-layout: the reload failed ({})", reloaded.error().message));
+        co_return false;
+    }
+    const bool isBack = co_await NewHost::wait({.tags = seams_.tags,
+                                                .readPid = seams_.readPid,
+                                                .pause = seams_.pause,
+                                                .log = seams_.log,
+                                                .topic = "model-layout",
+                                                .folder = "models/naming/store"},
+                                               process);
+    if (!isBack) co_return false;
+    if (co_await seams_.ping(std::string{LocalModel::titleModel})) co_return true;
+    seams_.log("model-layout: the host came back but did not answer");
+    co_return false;
+}
+
+/// Goes as far as it can: the next open sees what is left.
+Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::rollBack(RollbackPlan plan) {
+    seams_.log("model-layout: the host did not answer on models/naming/store — putting it back");
+    if (plan.putTheRuntimeBack) {
+        if (plan.storeWasThere) {
+            static_cast<void>(co_await move(
+                plan.store, fmt::format("{}/{}", plan.runtime, OldModelsLayout::oldRuntimeStoreName)));
+        }
+        static_cast<void>(co_await move(plan.runtime, plan.oldRuntimeDir));
+        co_await removeIfEmpty(plan.naming);
+    } else {
+        seams_.log(
+            "model-layout: the old folder was already gone, so the files stay where they are — only the plist is "
+            "settled, and the next open brings the host up");
+    }
+    static_cast<void>(co_await seams_.writePlist(plan.binary, plan.modelsDir));
+    static_cast<void>(co_await seams_.reload());
+    co_return Outcome::RolledBack{};
+}
+
+// What the folders and the receipts become
+
+Task<void> ModelLayoutMigration::settleReceipts() {
+    auto receipts = seams_.receipts();
+    if (!receipts) co_return;
+    if (receipts->senkoDir) receipts->senkoDir = senkoFolder(seams_.support);
+    if (asrCacheDir_) {
+        receipts->asrCacheDir = asrCacheDir_;
+    } else if (receipts->asrCacheDir) {
+        const std::string moved =
+            fmt::format("{}/{}", ModelsFolder::speech(seams_.support), lastComponent(*receipts->asrCacheDir));
+        if (co_await exists(moved)) receipts->asrCacheDir = moved;
+    }
+    seams_.writeReceipts(*std::move(receipts));
+}
+
+/// The guard of every recursive removal: false, and nothing removed, for what is not inside our own folder.
+Task<bool> ModelLayoutMigration::removeOurs(std::string path) {
+    const std::string ours = OldModelsLayout::instanceRoot(seams_.support) + "/";
+    const bool isPlain = std::filesystem::path{path}.lexically_normal() == std::filesystem::path{path};
+    if (!path.starts_with(ours) || path.size() == ours.size() || !isPlain) {
+        seams_.log(fmt::format("model-layout: refusing to remove {} — it is not inside our own support folder", path));
+        co_return false;
+    }
+    const auto removed =
+        co_await BlockingWork::run([remove = seams_.folders.removeTree, path] { return remove(path); });
+    if (!removed) seams_.log(fmt::format("model-layout: {} could not be removed ({})", path, removed.error()));
+    co_return removed.has_value();
+}
+
+Task<bool> ModelLayoutMigration::exists(std::string path) {
+    return BlockingWork::run([exists = seams_.folders.exists, path = std::move(path)] { return exists(path); });
+}
+
+Task<std::vector<std::string>> ModelLayoutMigration::children(std::string folder) {
+    return BlockingWork::run([list = seams_.folders.children, folder = std::move(folder)] { return list(folder); });
+}
+
+Task<Done> ModelLayoutMigration::makeDirectory(std::string path) {
+    return BlockingWork::run([make = seams_.folders.makeDirectory, path = std::move(path)] { return make(path); });
+}
+
+Task<Done> ModelLayoutMigration::move(std::string from, std::string to) {
+    return BlockingWork::run(
+        [move = seams_.folders.move, from = std::move(from), to = std::move(to)] { return move(from, to); });
+}
+
+Task<void> ModelLayoutMigration::removeIfEmpty(std::string path) {
+    return BlockingWork::run([remove = seams_.folders.removeIfEmpty, path = std::move(path)] { remove(path); });
+}
+
+}  // namespace larkmoor

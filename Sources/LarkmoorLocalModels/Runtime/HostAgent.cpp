@@ -45,14 +45,14 @@ Task<std::optional<std::string>> HostAgent::plistText() const {
 
 Task<HostAgent::Ended> HostAgent::superviseHost(std::string binary, std::stop_token stop) {
     const auto current = co_await plistText();
-    auto written = co_await compose(std::move(binary), HostPlist::modelsDirForWrite(current, seams_.support));
+    auto written = co_await writePlist(std::move(binary), HostPlist::modelsDirForWrite(current, seams_.support));
     if (!written) co_return written;
     auto loaded = co_await loadAgent(stop);
     if (!loaded && !current) co_await BlockingWork::run([path = plistPath()] { ::unlink(path.c_str()); });
     co_return loaded;
 }
 
-Task<HostAgent::Ended> HostAgent::compose(std::string binary, std::optional<std::string> modelsDir) {
+Task<HostAgent::Ended> HostAgent::writePlist(std::string binary, std::optional<std::string> modelsDir) {
     if (modelsDir) {
         auto made = co_await BlockingWork::run([folder = *modelsDir] { return ModelStore::makeModelsDir(folder); });
         if (!made) co_return failed(made.error().message);

@@ -43,12 +43,15 @@ class HostAgent {
     Task<Ended> superviseHost(std::string binary, std::stop_token stop);
     /// Stops the host, if it runs, and starts it by its property list.
     Task<Ended> loadAgent(std::stop_token stop);
+    /// The process of the host that we supervise.
+    Task<std::optional<std::int32_t>> agentPid() const { return seams_.launchctl.pid(service()); }
+    /// Replaces the property list by one with these values.
+    Task<Ended> writePlist(std::string binary, std::optional<std::string> modelsDir);
     /// Limits the memory of a host that was set up before there was a limit; a host that cannot be restarted so keeps
     /// its old list.
     Task<void> capHostIfUncapped();
 
   private:
-    Task<Ended> compose(std::string binary, std::optional<std::string> modelsDir);
     Task<Ended> replacePlist(std::string text);
     std::string service() const;
     std::string domain() const;

@@ -76,6 +76,10 @@ Task<ExitStatus> SystemdLaunchAgents::print(std::string serviceTarget) {
     co_return *state == "loaded" ? 0 : couldNotFind;
 }
 
+Task<std::optional<std::int32_t>> SystemdLaunchAgents::pid(std::string serviceTarget) {
+    return manager_.mainProcess(unitOf(serviceTarget));
+}
+
 Task<ExitStatus> SystemdLaunchAgents::bootstrap(std::string domainTarget, std::string listPath) {
     const auto list = Files::read(listPath);
     const auto unit = list ? AgentUnit::translate(*list, listPath) : std::unexpected(list.error().description());

@@ -34,6 +34,7 @@ class SystemdLaunchAgents final : public LaunchAgents {
     SystemdLaunchAgents(UserManager& manager, AgentUnits& units) : manager_(manager), units_(units) {}
 
     Task<ExitStatus> print(std::string serviceTarget) override;
+    Task<std::optional<std::int32_t>> pid(std::string serviceTarget) override;
     Task<ExitStatus> bootstrap(std::string domainTarget, std::string listPath) override;
     Task<ExitStatus> kickstart(std::string serviceTarget, bool kill) override;
     Task<ExitStatus> bootout(std::string serviceTarget) override;

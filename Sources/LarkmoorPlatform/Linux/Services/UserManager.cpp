@@ -58,23 +58,38 @@ Task<UserManager::Result> UserManager::sendForResult(BusMessage call) {
     co_return Result{};
 }
 
-Task<UserManager::Answer> UserManager::loadState(std::string unit) {
+/// A property of the unit, which is loaded if necessary.
+Task<BusResult> UserManager::property(std::string unit, const char* kind, const char* name) {
     const BusMessage load = managerCall("LoadUnit");
     BusWriter{load}.text(unit);
-    const BusResult loaded = co_await send(load);
-    if (!loaded) co_return std::unexpected(loaded.error());
+    BusResult loaded = co_await send(load);
+    if (!loaded) co_return loaded;
     BusReader reader{*loaded};
     const std::string path{reader.path()};
-    if (!reader.fits()) co_return unreadable("a unit's path");
+    if (!reader.fits()) co_return std::unexpected(unreadable("a unit's path").error());
     const BusMessage get = bus_.methodCall(service, path, "org.freedesktop.DBus.Properties", "Get");
-    BusWriter{get}.text("org.freedesktop.systemd1.Unit").text("LoadState");
-    const BusResult got = co_await send(get);
+    BusWriter{get}.text(kind).text(name);
+    co_return co_await send(get);
+}
+
+Task<UserManager::Answer> UserManager::loadState(std::string unit) {
+    const BusResult got = co_await property(std::move(unit), "org.freedesktop.systemd1.Unit", "LoadState");
     if (!got) co_return std::unexpected(got.error());
     std::string state;
-    BusReader property{*got};
-    property.variant([&](std::string_view) { state = property.text(); });
-    if (!property.fits()) co_return unreadable("a unit's load state");
+    BusReader reader{*got};
+    reader.variant([&](std::string_view) { state = reader.text(); });
+    if (!reader.fits()) co_return unreadable("a unit's load state");
     co_return state;
+}
+
+Task<std::optional<std::int32_t>> UserManager::mainProcess(std::string unit) {
+    const BusResult got = co_await property(std::move(unit), "org.freedesktop.systemd1.Service", "MainPID");
+    if (!got) co_return std::nullopt;
+    std::uint32_t process = 0;
+    BusReader reader{*got};
+    reader.variant([&](std::string_view) { process = reader.uint32(); });
+    if (!reader.fits() || process == 0) co_return std::nullopt;
+    co_return static_cast<std::int32_t>(process);
 }
 
 Task<UserManager::Answer> UserManager::fileState(std::string unit) {

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <expected>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 
@@ -27,6 +30,8 @@ class UserManager {
 
     /// LoadState: "loaded", "not-found", "masked", ... Loads the unit if necessary.
     Task<Answer> loadState(std::string unit);
+    /// The process that the unit runs now; nullopt if it runs none.
+    Task<std::optional<std::int32_t>> mainProcess(std::string unit);
     /// UnitFileState: "enabled", "disabled", "masked", "masked-runtime", "static", ...; `noSuchFile` without a file.
     Task<Answer> fileState(std::string unit);
 
@@ -48,6 +53,7 @@ class UserManager {
     struct Jobs;
 
     BusMessage managerCall(const char* member);
+    Task<BusResult> property(std::string unit, const char* kind, const char* name);
     Task<BusResult> send(BusMessage call);
     Task<Result> sendForResult(BusMessage call);
     Task<Result> runJob(const char* member, std::string unit);

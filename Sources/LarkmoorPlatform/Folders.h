@@ -1,0 +1,22 @@
+// Whole folders on the disk: moved, copied and removed, each so that a process killed meanwhile leaves nothing that has
+// the target's name and is not whole. Blocks; any thread. An error is the system's reason.
+#pragma once
+
+#include <expected>
+#include <string>
+
+namespace larkmoor::Folders {
+
+using Done = std::expected<void, std::string>;
+
+/// Moves a file or folder, to another volume as well. An existing target is a failure.
+Done move(const std::string& from, const std::string& to);
+
+/// Copies with permissions and links, by way of a hidden folder beside the target; one that a killed copy left there is
+/// removed first. An existing target is a failure.
+Done copyTree(const std::string& from, const std::string& to);
+
+/// Removes what stands at `path`, which lies below `root`. Whatever is reached from there by a link or a mount stays.
+Done removeTree(const std::string& root, const std::string& path);
+
+}  // namespace larkmoor::Folders

@@ -1,0 +1,103 @@
+#include "LarkmoorPlatform/Folders.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <linux/fs.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "LarkmoorBase/FileDescriptor.h"
+
+namespace larkmoor::Folders {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+Done failed(int code) { return std::unexpected{std::string{std::strerror(code)}}; }
+
+/// An existing target is a failure.
+Done renameExclusively(const std::string& from, const std::string& to) {
+    return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0 ? Done{} : failed(errno);
+}
+
+/// Opens a folder without ever leaving `folder`: by no link, no ".." and no mount.
+FileDescriptor openBeneath(int folder, const std::string& path) {
+    open_how how{};
+    how.flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
+    return FileDescriptor{static_cast<int>(::syscall(SYS_openat2, folder, path.c_str(), &how, sizeof how))};
+}
+
+Done removeEntry(int folder, const std::string& name);
+
+Done removeChildren(FileDescriptor folder) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing{::fdopendir(folder.get()), &::closedir};
+    if (!listing) return failed(errno);
+    const int descriptor = folder.release();  // the listing closes it
+    errno = 0;
+    while (const dirent* entry = ::readdir(listing.get())) {
+        const std::string name = entry->d_name;
+        if (name == "." || name == "..") continue;
+        if (Done done = removeEntry(descriptor, name); !done) return done;
+        errno = 0;
+    }
+    return errno == 0 ? Done{} : failed(errno);
+}
+
+Done removeEntry(int folder, const std::string& name) {
+    if (::unlinkat(folder, name.c_str(), 0) == 0 || errno == ENOENT) return {};
+    if (errno != EISDIR && errno != EPERM) return failed(errno);
+    FileDescriptor child = openBeneath(folder, name);
+    if (!child) return failed(errno);
+    if (Done done = removeChildren(std::move(child)); !done) return done;
+    return ::unlinkat(folder, name.c_str(), AT_REMOVEDIR) == 0 ? Done{} : failed(errno);
+}
+
+}  // namespace
+
+Done copyTree(const std::string& from, const std::string& to) {
+    const fs::path target{to};
+    const fs::path copy = target.parent_path() / fmt::format(".{}.copying", target.filename().string());
+    std::error_code error;
+    fs::remove_all(copy, error);
+    if (!error) fs::copy(from, copy, fs::copy_options::recursive | fs::copy_options::copy_symlinks, error);
+    Done done = error ? std::unexpected{error.message()} : renameExclusively(copy.string(), to);
+    if (!done) fs::remove_all(copy, error);
+    return done;
+}
+
+Done move(const std::string& from, const std::string& to) {
+    struct stat status{};
+    if (::lstat(from.c_str(), &status) != 0) return failed(errno);
+    Done done = renameExclusively(from, to);
+    if (done || done.error() != std::strerror(EXDEV)) return done;
+    done = copyTree(from, to);
+    if (!done) return done;
+    std::error_code error;
+    fs::remove_all(from, error);
+    return error ? Done{std::unexpected{error.message()}} : Done{};
+}
+
+Done removeTree(const std::string& root, const std::string& path) {
+    if (!path.starts_with(root + "/")) return failed(EXDEV);
+    const fs::path relative = path.substr(root.size() + 1);
+    const FileDescriptor top{::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
+    if (!top) return failed(errno);
+    const fs::path parent = relative.parent_path();
+    const FileDescriptor folder = openBeneath(top.get(), parent.empty() ? "." : parent.string());
+    if (!folder) return failed(errno);
+    return removeEntry(folder.get(), relative.filename().string());
+}
+
+}  // namespace larkmoor::Folders
