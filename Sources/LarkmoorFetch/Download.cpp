@@ -62,12 +62,13 @@ std::expected<std::int64_t, std::string> Download::run() {
     for (int redirects = 0; redirects <= maxRedirects; ++redirects) {
         auto next = ask(*address);
         if (!next) return std::unexpected(std::move(next.error()));
-        if (!*next) {
+        const std::optional<Address>& further = *next;
+        if (!further) {
             const auto whole = body_.finish();
             if (!whole) return std::unexpected(whole.error().description());
             return *whole;
         }
-        address = **std::move(next);
+        address = *further;
     }
     return std::unexpected(fmt::format("more than {} redirects", maxRedirects));
 }

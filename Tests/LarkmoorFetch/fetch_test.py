@@ -3,7 +3,6 @@
 usage: fetch_test.py HELPER BUILD
 """
 import contextlib
-import hashlib
 import os
 import signal
 import socket
@@ -81,12 +80,9 @@ class Server(BaseHTTPRequestHandler):
         self.head(301, Location="/loop", Content_Length=5)
         self.wfile.write(b"again")
 
-    def silent(self, _):
-        time.sleep(20)
-
-    def stalls(self, _):
-        self.head(Content_Length=len(BODY))
-        self.wfile.write(BODY[:70000])
+    def silent(self, after):
+        if after:
+            self.truncated(after)
         time.sleep(20)
 
     def dribble(self, _):
@@ -104,9 +100,6 @@ class Server(BaseHTTPRequestHandler):
         self.wfile.write(b"HTTP/1.1 200 OK\r\n")
         while True:
             self.wfile.write(b"X-Pad: " + b"x" * 1000 + b"\r\n")
-
-    def words(self, _):
-        self.wfile.write(b"HTTP/1.1 200 OK\r\nContent-Length: -7\r\n\r\n")
 
 
 def serve(context=None):
@@ -132,18 +125,12 @@ class Fetch(unittest.TestCase):
         cls.port, cls.plain = serve(context), serve()
         cls.https, cls.http = f"https://localhost:{cls.port}", f"http://localhost:{cls.plain}"
 
-    def start(self, url, *more, output="body", environment=None, **options):
+    def fetch(self, url, *more, environment=None, stdin=subprocess.DEVNULL):
         arguments = {"--build": BUILD, "--asker": os.getpid(), "--url": url, "--max-bytes": 1 << 21, "--max-silence": 1000,
-                     "--output": self.folder / output, "--ca-file": self.authority}
-        arguments = [f"{name}={value}" for name, value in arguments.items()]
-        options = {"stdin": subprocess.DEVNULL} | options
-        return subprocess.Popen([HELPER, *arguments, *more], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-                                env=os.environ | (environment or {}), **options)
-
-    def fetch(self, url, *more, **options):
-        process = self.start(url, *more, **options)
-        out, err = process.communicate(timeout=20)
-        return process.returncode, out.splitlines(), err
+                     "--output": self.folder / "body", "--ca-file": self.authority}
+        run = subprocess.run([HELPER, *(f"{name}={value}" for name, value in arguments.items()), *more], text=True,
+                             stdin=stdin, capture_output=True, env=os.environ | (environment or {}), timeout=20)
+        return run.returncode, run.stdout.splitlines(), run.stderr
 
     def test_bodies(self):
         plain = "--allow-http"
@@ -163,17 +150,17 @@ class Fetch(unittest.TestCase):
         with tempfile.TemporaryFile() as given:
             self.assertEqual(self.fetch(f"{self.https}/ok", "--output=", stdin=given)[0], 0)
             given.seek(0)
-            self.assertEqual(hashlib.file_digest(given, "sha256").digest(), hashlib.sha256(BODY).digest())
+            self.assertEqual(given.read(), BODY)
 
     def test_failures(self):
         refused = "localhost redirects elsewhere, which is refused: the scheme"
         for path, more, words in (
             ("/gone?404", (), "answers with status 404"), ("/gone?204", (), "answers with status 204"),
             ("/gone?304", (), "answers with status 304"), ("/truncated", (), "transfer closed with"),
-            ("/silent", (), "localhost was silent for 1 s"), ("/stalls", (), "localhost was silent for 1 s"),
+            ("/silent", (), "localhost was silent for 1 s"), ("/silent?a-part", (), "localhost was silent for 1 s"),
             ("/endless", (), "more than the 2097152 bytes allowed arrive"),
             ("/ok", ("--max-bytes=9",), "1048576 bytes are announced, more than the 9 allowed"),
-            ("/pads", (), "the head of the answer does not end"), ("/words", (), "Content-Length"),
+            ("/pads", (), "the head of the answer does not end"),
             ("/loop", (), "more than 10 redirects"), (f"/to?{self.http}/ok", (), f"{refused} http is not allowed"),
             (f"/to?{self.http}/ok", ("--allow-http",), f"{refused} http is not allowed"),
             ("/to?file:///etc/passwd", (), f"{refused} file is not allowed"),
@@ -184,7 +171,7 @@ class Fetch(unittest.TestCase):
             ("/ok", ("--url=https://localhost:1/",), "Failed to connect"),
             ("/ok", (f"--url={self.http}/ok",), "the scheme http is not allowed"),
             ("/ok", ("--url=file:///etc/passwd",), "the scheme file is not allowed"),
-            ("/ok", ("--output=/dev/full/x",), "Not a directory"), ("/ok", ("--output=",), "standard input: "),
+            ("/ok", ("--output=/dev/full/x",), "Not a directory"), ("/ok", ("--output=",), "standard input: No space left on device"),
         ):
             with self.subTest(path, more=more):
                 began = time.monotonic()
@@ -203,14 +190,6 @@ class Fetch(unittest.TestCase):
         self.assertEqual(Server.proxied, [f"localhost:{self.port}"])
         self.assertIn("certificate", self.fetch(f"{self.https}/ok", "--ca-file=", environment=environment)[1][-1])
 
-    def test_a_full_disk(self):
-        disk = os.environ.get("LARKMOOR_SMALL_DISK")
-        if not disk:
-            self.skipTest("LARKMOOR_SMALL_DISK names no small disk; Scripts/lib/as-tester makes one")
-        with tempfile.TemporaryDirectory(dir=disk) as folder:
-            status, lines, _ = self.fetch(f"{self.https}/ok", f"--output={folder}/body")
-            self.assertEqual((status, lines[-1]), (1, f"failure {folder}/body: No space left on device"))
-
     def test_it_ends_with_its_asker_and_serves_no_other(self):
         script = '"$0" --asker=$$ "$@" & echo $!; wait'
         asker = subprocess.Popen(["/bin/sh", "-c", script, HELPER, f"--build={BUILD}", f"--url={self.https}/silent",
@@ -223,8 +202,9 @@ class Fetch(unittest.TestCase):
         self.assertEqual(asker.communicate(timeout=5)[0], "")
         for more, status, words in ((["--asker=1"], 5, "gone"), (["--build=0"], 3, "this is build"), (["--quick"], 2, "--quick"),
                                     (["--max-bytes=-1"], 2, "above 0")):
-            self.assertEqual(self.fetch(f"{self.https}/ok", *more)[::2][0], status)
-            self.assertIn(words, self.fetch(f"{self.https}/ok", *more)[2])
+            run = self.fetch(f"{self.https}/ok", *more)
+            self.assertEqual(run[0], status)
+            self.assertIn(words, run[2])
 
 
 unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -43,7 +43,8 @@ struct RuntimeSetup {
 };
 
 /// An executable to run the model host with. One of the user's is taken as it is; one of ours that does not verify is
-/// deleted. nullopt: there is none, and it must be fetched. Main thread; its slow work runs elsewhere.
+/// deleted. One of ours that does lets the partials of killed fetches be swept. nullopt: there is none to be had. Main
+/// thread; its slow work runs elsewhere.
 Task<std::optional<std::string>> findTrustedRuntime(RuntimeSetup setup);
 
 /// Downloads, proves and unpacks the managed executable; returns its path. Whatever happens, no partial download is

@@ -43,6 +43,13 @@ std::vector<std::string> tarArguments(std::vector<std::string> arguments) {
     return arguments;
 }
 
+/// tar takes as much memory as an archive claims to need for one name: what claims more than 256 MiB is not listed.
+std::vector<std::string> listingArguments(const std::string& archive) {
+    std::vector<std::string> arguments = tarArguments({"-tvzf", archive});
+    arguments.insert(arguments.begin(), {"-c", "ulimit -v 262144 && exec \"$0\" \"$@\"", tar});
+    return arguments;
+}
+
 /// tar's list of the archive, as long as it is of a bearable length; the rest is not waited for.
 struct Listed {
     std::string text{};
@@ -62,8 +69,8 @@ Task<Done> judge(ProcessRunner& runner, std::string archive, std::stop_token sto
     const ArchiveListing::Limits limits;
     const std::stop_callback onStop{stop, [listed] { listed->enough.request_stop(); }};
     const ProcessResult result = co_await runner.run(
-        {.executable = tar,
-         .arguments = tarArguments({"-tvzf", archive}),
+        {.executable = "/bin/sh",
+         .arguments = listingArguments(archive),
          .environment = toolEnvironment(),
          .output = ProcessOutputs::Streamed{[listed, limits](BytesView piece) { listed->hear(piece, limits); }},
          .errors = ProcessOutputs::Captured{},
@@ -115,6 +122,8 @@ Done place(const std::string& binary, const RuntimeRelease& release) {
     if (!failed && digest) fs::remove(binary, failed);
     if (failed) return failure(binary, failed);
     if (auto moved = moveOut(staging, folder); !moved) return moved;
+    fs::remove(staging, failed);
+    if (failed) return failure(staging, failed);
     if (!digest) return {};
     if (folder / release.executable != fs::path{binary}) {
         fs::create_symlink(release.executable, binary, failed);
@@ -127,8 +136,13 @@ Done place(const std::string& binary, const RuntimeRelease& release) {
 }
 
 Done prepareStaging(const std::string& staging) {
+    // The tar of a process that was killed may still be unpacking into it.
+    constexpr int attempts = 50;
     std::error_code failed;
-    fs::remove_all(staging, failed);
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        fs::remove_all(staging, failed);
+        if (!failed) break;
+    }
     if (failed) return failure(staging, failed);
     const auto made = Files::makeFolders(staging, ClientStoreMode::folder);
     if (!made) return std::unexpected(SetupError{made.error().description()});

@@ -39,7 +39,7 @@ void sweepStrayTarballs(const std::string& folder, const std::function<void(std:
     for (const std::string& name : Files::names(folder).value_or(std::vector<std::string>{})) {
         const auto pid = partialPID(name);
         if (!pid || LocalModelsProgress::isAlive(*pid)) continue;
-        if (::unlink((folder + "/" + name).c_str()) != 0) continue;
+        if (::unlink(fmt::format("{}/{}", folder, name).c_str()) != 0) continue;
         log(
             fmt::format("model-setup: swept a stray runtime partial ({}) — its process is gone and step 1 restarts, so "
                         "nothing was ever going to resume it",

@@ -118,7 +118,8 @@ Task<std::expected<std::int64_t, FetchFailure>> HelperFetch::fetch(FetchRequest 
         process.input = ProcessInputs::FromDescriptor{std::move(given->file)};
     }
     const ProcessResult result = co_await runner_.run(std::move(process), stop);
-    if (result.end == ProcessEnd{ProcessEnds::Exited{protocol::fetched}} && report->whole) co_return *report->whole;
+    const std::optional<std::int64_t> whole = report->whole;
+    if (whole && result.end == ProcessEnd{ProcessEnds::Exited{protocol::fetched}}) co_return *whole;
     co_return std::unexpected(FetchFailure{reasonFor(result, *report, request.budget)});
 }
 
