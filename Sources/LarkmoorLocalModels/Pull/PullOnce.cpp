@@ -58,7 +58,7 @@ class Pull {
             log_(fmt::format("telemetry model first-byte elapsed={:.2f}s", elapsed().count()));
         }
         if (const auto transfer = lines_.read(line)) progress_(*transfer);
-        if (lines_.error()) failure_ = "the model download failed: " + *lines_.error();
+        if (const auto& error = lines_.error()) failure_ = "the model download failed: " + *error;
         return !failure_;
     }
 
