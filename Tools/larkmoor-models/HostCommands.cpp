@@ -7,7 +7,6 @@
 
 #include <csignal>
 #include <exception>
-#include <optional>
 #include <stop_token>
 #include <utility>
 
@@ -37,14 +36,14 @@ class Asking {
 
     template <class T>
     T run(Task<T> task) {
-        std::optional<T> result;
+        T result{};
         boost::asio::co_spawn(loop_, std::move(task), [&](const std::exception_ptr& escaped, T value) {
             if (escaped) std::rethrow_exception(escaped);
             result = std::move(value);
             loop_.stop();
         });
         loop_.run();
-        return *std::move(result);
+        return result;
     }
 
   private:

@@ -34,7 +34,7 @@ TransferListener forwardOnly(TransferListener progress) {
 
 }  // namespace
 
-ModelPull::Seams ModelPull::live(ModelHost host, TransferListener progress, SetupLogger log) {
+ModelPull::Seams ModelPull::live(const ModelHost& host, TransferListener progress, const SetupLogger& log) {
     progress = forwardOnly(std::move(progress));
     return {.pull = [=](std::string name) { return pullForWords(host, std::move(name), progress, log); },
             .copy =
@@ -103,7 +103,7 @@ Task<ModelPull::Outcome> ModelPull::pullFromMirror() {
 }
 
 Task<std::expected<void, SetupError>> pullModel(ModelHost host, TransferListener progress, SetupLogger log) {
-    ModelPull pull{ModelPull::live(std::move(host), std::move(progress), std::move(log))};
+    ModelPull pull{ModelPull::live(host, std::move(progress), log)};
     const ModelPull::Outcome outcome = co_await pull.run();
     const auto* failed = outcome.as<ModelPull::Outcome::Failed>();
     if (failed == nullptr) co_return std::expected<void, SetupError>{};

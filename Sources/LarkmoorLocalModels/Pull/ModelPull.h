@@ -46,7 +46,7 @@ class ModelPull {
     explicit ModelPull(Seams seams) : seams_(std::move(seams)) {}
 
     /// The seams that ask the host. What `progress` is told never goes back, from the registry to the mirror neither.
-    static Seams live(ModelHost host, TransferListener progress, SetupLogger log);
+    static Seams live(const ModelHost& host, TransferListener progress, const SetupLogger& log);
 
     /// By the words of the host: whether this machine reaches nothing, in any letter case.
     static PullFailure classify(std::string_view text);

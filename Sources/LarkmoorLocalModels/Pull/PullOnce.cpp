@@ -58,7 +58,7 @@ class Pull {
             log_(fmt::format("telemetry model first-byte elapsed={:.2f}s", elapsed().count()));
         }
         if (const auto transfer = lines_.read(line)) progress_(*transfer);
-        if (lines_.error()) failure_ = "the model download failed: " + *lines_.error();
+        if (const auto& error = lines_.error()) failure_ = "the model download failed: " + *error;
         return !failure_;
     }
 
@@ -86,6 +86,8 @@ Task<std::expected<void, SetupError>> pullOnce(ModelHost host, std::string name,
     const std::string url = host.endpoint + "/api/pull";
     const auto body = Encoder::encode(std::map<std::string, std::string>{{"name", std::move(name)}});
     if (!HTTPAddress::parse(url) || !body) co_return std::unexpected(SetupError{"bad pull endpoint"});
+    // No line for the log about a request that is never sent.
+    if (host.stop.stop_requested()) co_return std::unexpected(SetupError{"cancelled"});
     log("telemetry model request-start url=" + url);
     Pull pull{std::move(progress), std::move(log)};
     HTTPClient::Listener listener{.head = [&pull](const HTTPHead& head) { return pull.onHead(head); },

@@ -30,7 +30,7 @@ using Address = asio::ip::tcp::endpoint;
 using Error = boost::system::error_code;
 using Listener = HTTPClient::Listener;
 
-constexpr std::size_t pieceSize = 64 * 1024;
+constexpr std::size_t pieceSize = std::size_t{64} << 10U;
 
 /// The system's words, in the middle of a sentence.
 std::string words(const Error& failed) {
