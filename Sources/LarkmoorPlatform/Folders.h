@@ -12,6 +12,9 @@ using Done = std::expected<void, std::string>;
 /// Moves a file or folder, to another volume as well. An existing target is a failure.
 Done move(const std::string& from, const std::string& to);
 
+/// Each takes the name of the other, at one stroke. Both exist, on one volume.
+Done exchange(const std::string& one, const std::string& other);
+
 /// Copies with permissions and links, by way of a hidden folder beside the target; one that a killed copy left there is
 /// removed first. An existing target is a failure.
 Done copyTree(const std::string& from, const std::string& to);

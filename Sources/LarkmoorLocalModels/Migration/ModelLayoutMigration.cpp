@@ -69,15 +69,14 @@ bool ModelLayoutMigration::isDue(const std::string& support, const Receipts& rec
 ModelLayoutMigration::FolderSeams ModelLayoutMigration::FolderSeams::live(const std::string& support) {
     return {
         .exists = Files::exists,
-        .children = [](const std::string& folder) {
-            return Files::names(folder).value_or(std::vector<std::string>{});
-        },
+        .children = [](const std::string& folder) { return Files::names(folder).value_or(std::vector<std::string>{}); },
         .makeDirectory = [](const std::string& path) -> Done {
             const auto made = Files::makeFolders(path, ClientStoreMode::folder);
             if (!made) return std::unexpected{made.error().reason()};
             return {};
         },
         .move = Folders::move,
+        .exchange = Folders::exchange,
         .copyTree = Folders::copyTree,
         .removeIfEmpty = [](const std::string& path) { ::rmdir(path.c_str()); },
         .removeTree = [root = OldModelsLayout::instanceRoot(support)](
@@ -91,16 +90,13 @@ Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::run() {
     moved_.clear();
     asrCacheDir_.reset();
     const auto receipts = seams_.receipts();
-    const Decision decision =
-        co_await BlockingWork::run([support = seams_.support, exists = seams_.folders.exists,
-                                    names = seams_.folders.children, asr = receipts ? receipts->asrCacheDir : std::nullopt] {
-            return decide(support, exists, names, asr);
-        });
+    const Decision decision = co_await BlockingWork::run(
+        [support = seams_.support, exists = seams_.folders.exists, names = seams_.folders.children,
+         asr = receipts ? receipts->asrCacheDir : std::nullopt] { return decide(support, exists, names, asr); });
     if (decision != Decision::migrate) co_return Outcome::NotNeeded{};
     auto outcome = co_await moveEverything();
     if (const auto* failed = outcome.as<Outcome::MoveFailed>()) {
-        seams_.log(
-            fmt::format("model-layout: {} — nothing is repointed, the next open runs this again", failed->why));
+        seams_.log(fmt::format("model-layout: {} — nothing is repointed, the next open runs this again", failed->why));
     }
     co_return outcome;
 }
@@ -124,6 +120,7 @@ Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::moveEverything() {
         const auto plan = co_await moveRuntime();
         if (!plan) co_return Outcome::MoveFailed{plan.error()};
         if (!co_await repoint(*plan)) co_return co_await rollBack(*plan);
+        co_await removeIfEmpty(plan->oldRuntimeDir);
     }
     co_await settleReceipts();
     summarize("");
@@ -210,44 +207,62 @@ Task<Done> ModelLayoutMigration::copySharedSpeech() {
     co_return Done{};
 }
 
-// The naming runtime, with its store
+// The naming runtime, with its store. The old folder stands, empty in the end, until the host has come back: as long as
+// it is there a run that was killed is taken up by the next.
 
 Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayoutMigration::moveRuntime() {
-    const auto plist = co_await seams_.plistText();
-    RollbackPlan plan{
-        .binary = HostPlist::supervisedBinary(plist).value_or(
-            fmt::format("{}/ollama", OldModelsLayout::runtime(seams_.support))),
-        .modelsDir = HostPlist::modelsDirForWrite(plist, seams_.support),
-        .naming = ModelsFolder::naming(seams_.support),
-        .runtime = ModelsFolder::namingRuntime(seams_.support),
-        .store = ModelsFolder::namingStore(seams_.support),
-        .oldRuntimeDir = OldModelsLayout::runtime(seams_.support),
-    };
+    RollbackPlan plan = rollbackPlan(co_await seams_.plistText());
     const std::string managed = ModelsFolder::namingBinary(seams_.support);
-    const bool isInPlace = co_await exists(managed) && co_await seams_.verifyBinary(managed);
-    const auto done = isInPlace ? co_await removeSecondRuntime(plan) : co_await moveOldRuntime(plan);
-    if (!done) co_return std::unexpected{done.error()};
+    const bool hasManaged = co_await exists(managed);
+    const bool wasMoved = hasManaged && (co_await children(plan.oldRuntimeDir)).empty();
+    if (!wasMoved) {
+        if (const auto done = co_await moveStore(plan); !done) co_return std::unexpected{done.error()};
+        const bool isInPlace = hasManaged && co_await seams_.verifyBinary(managed);
+        const auto done = isInPlace ? co_await removeSecondRuntime(plan) : co_await moveOldRuntime(plan);
+        if (!done) {
+            co_await putStoreBack(plan);
+            co_return std::unexpected{done.error()};
+        }
+    }
     moved_.emplace_back("naming");
     co_return plan;
 }
 
-/// Its store, if it has one, is moved first.
-Task<Done> ModelLayoutMigration::removeSecondRuntime(RollbackPlan& plan) {
-    const std::string oldStore = fmt::format("{}/{}", plan.oldRuntimeDir, OldModelsLayout::oldRuntimeStoreName);
-    if (co_await exists(oldStore)) {
-        if (co_await exists(plan.store)) {
-            co_return std::unexpected{
-                "a model store stands in both models/naming/store and ollama/models — neither is flattened onto the "
-                "other and nothing is removed"};
-        }
-        auto done = saying(co_await move(oldStore, plan.store),
-                           "the model store could not be renamed to models/naming/store");
-        if (!done) co_return done;
+ModelLayoutMigration::RollbackPlan ModelLayoutMigration::rollbackPlan(const std::optional<std::string>& plist) const {
+    const std::string old = OldModelsLayout::runtime(seams_.support);
+    return {.binary = HostPlist::supervisedBinary(plist).value_or(old + "/ollama"),
+            .modelsDir = HostPlist::modelsDirForWrite(plist, seams_.support),
+            .naming = ModelsFolder::naming(seams_.support),
+            .runtime = ModelsFolder::namingRuntime(seams_.support),
+            .store = ModelsFolder::namingStore(seams_.support),
+            .oldRuntimeDir = old,
+            .oldStore = fmt::format("{}/{}", old, OldModelsLayout::oldRuntimeStoreName)};
+}
+
+Task<Done> ModelLayoutMigration::moveStore(RollbackPlan& plan) {
+    if (!co_await exists(plan.oldStore)) co_return Done{};
+    if (co_await exists(plan.store)) {
+        co_return std::unexpected{
+            "a model store stands in both models/naming/store and ollama/models — neither is flattened onto the other "
+            "and nothing is removed"};
     }
+    auto done =
+        saying(co_await move(plan.oldStore, plan.store), "the model store could not be renamed to models/naming/store");
+    plan.storeWasThere = done.has_value();
+    co_return done;
+}
+
+Task<void> ModelLayoutMigration::putStoreBack(RollbackPlan plan) {
+    if (plan.storeWasThere) static_cast<void>(co_await move(plan.store, plan.oldStore));
+}
+
+Task<Done> ModelLayoutMigration::removeSecondRuntime(const RollbackPlan& plan) {
     seams_.log(
         "model-layout: a verified runtime is already in models/naming/runtime — the second copy at ollama is ours and "
         "is being removed");
-    if (!co_await removeOurs(plan.oldRuntimeDir)) {
+    const std::string spare = plan.naming + "/.old-runtime";
+    const bool isAway = (co_await exchangeWithNew(plan.oldRuntimeDir, spare)).has_value();
+    if (!isAway || !co_await removeOurs(spare)) {
         co_return std::unexpected{"the old runtime folder could not be removed"};
     }
     co_return Done{};
@@ -260,16 +275,18 @@ Task<Done> ModelLayoutMigration::moveOldRuntime(RollbackPlan& plan) {
             co_return std::unexpected{"models/naming/runtime could not be emptied"};
         }
     }
-    auto done = saying(co_await move(plan.oldRuntimeDir, plan.runtime),
+    auto done = saying(co_await exchangeWithNew(plan.oldRuntimeDir, plan.runtime),
                        "the naming runtime could not be moved into models/naming/runtime");
-    if (!done) co_return done;
-    plan.putTheRuntimeBack = true;
-    const std::string movedStore = fmt::format("{}/{}", plan.runtime, OldModelsLayout::oldRuntimeStoreName);
-    if (!co_await exists(movedStore)) co_return Done{};
-    done =
-        saying(co_await move(movedStore, plan.store), "the model store could not be renamed to models/naming/store");
-    plan.storeWasThere = done.has_value();
+    plan.putTheRuntimeBack = done.has_value();
     co_return done;
+}
+
+/// Moves the folder, and leaves an empty one in its place, at one stroke.
+Task<Done> ModelLayoutMigration::exchangeWithNew(std::string folder, std::string target) {
+    auto made = co_await makeDirectory(target);
+    if (!made) co_return made;
+    co_return co_await BlockingWork::run(
+        [exchange = seams_.folders.exchange, folder, target] { return exchange(folder, target); });
 }
 
 // The host
@@ -300,16 +317,17 @@ Task<bool> ModelLayoutMigration::repoint(RollbackPlan plan) {
 Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::rollBack(RollbackPlan plan) {
     seams_.log("model-layout: the host did not answer on models/naming/store — putting it back");
     if (plan.putTheRuntimeBack) {
-        if (plan.storeWasThere) {
-            static_cast<void>(co_await move(
-                plan.store, fmt::format("{}/{}", plan.runtime, OldModelsLayout::oldRuntimeStoreName)));
-        }
-        static_cast<void>(co_await move(plan.runtime, plan.oldRuntimeDir));
+        static_cast<void>(co_await BlockingWork::run([exchange = seams_.folders.exchange, from = plan.runtime,
+                                                      to = plan.oldRuntimeDir] { return exchange(from, to); }));
+        co_await removeIfEmpty(plan.runtime);
+        co_await putStoreBack(plan);
         co_await removeIfEmpty(plan.naming);
     } else {
         seams_.log(
             "model-layout: the old folder was already gone, so the files stay where they are — only the plist is "
             "settled, and the next open brings the host up");
+        if (!co_await exists(plan.binary)) plan.binary = ModelsFolder::namingBinary(seams_.support);
+        if (plan.modelsDir == plan.oldStore && co_await exists(plan.store)) plan.modelsDir = plan.store;
     }
     static_cast<void>(co_await seams_.writePlist(plan.binary, plan.modelsDir));
     static_cast<void>(co_await seams_.reload());

@@ -71,6 +71,8 @@ class ModelLayoutMigration {
         Children children;
         std::function<Done(const std::string& path)> makeDirectory;
         std::function<Done(const std::string& from, const std::string& to)> move;
+        /// Two folders of one volume, at one stroke.
+        std::function<Done(const std::string& one, const std::string& other)> exchange;
         std::function<Done(const std::string& from, const std::string& to)> copyTree;
         /// A failure is ignored.
         std::function<void(const std::string& path)> removeIfEmpty;
@@ -113,7 +115,7 @@ class ModelLayoutMigration {
     struct RollbackPlan {
         std::string binary;
         std::optional<std::string> modelsDir;
-        std::string naming, runtime, store, oldRuntimeDir;
+        std::string naming, runtime, store, oldRuntimeDir, oldStore;
         bool storeWasThere = false;
         bool putTheRuntimeBack = false;
     };
@@ -124,8 +126,12 @@ class ModelLayoutMigration {
     Task<Done> moveOurSpeech(std::string cache);
     Task<Done> copySharedSpeech();
     Task<std::expected<RollbackPlan, std::string>> moveRuntime();
-    Task<Done> removeSecondRuntime(RollbackPlan& plan);
+    RollbackPlan rollbackPlan(const std::optional<std::string>& plist) const;
+    Task<Done> moveStore(RollbackPlan& plan);
+    Task<void> putStoreBack(RollbackPlan plan);
+    Task<Done> removeSecondRuntime(const RollbackPlan& plan);
     Task<Done> moveOldRuntime(RollbackPlan& plan);
+    Task<Done> exchangeWithNew(std::string folder, std::string target);
     Task<bool> repoint(RollbackPlan plan);
     Task<Outcome> rollBack(RollbackPlan plan);
     Task<void> settleReceipts();

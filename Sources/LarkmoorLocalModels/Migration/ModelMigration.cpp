@@ -34,8 +34,8 @@ Task<ModelMigration::Outcome> ModelMigration::run() {
     if (decide(co_await seams_.plistText()) != Decision::migrate) co_return Outcome::NotNeeded{};
     const auto tags = co_await seams_.tags();
     const bool oldModelIsThere = tags && std::ranges::any_of(*tags, [](const std::string& name) {
-        return name == old || name.starts_with(old + ":");
-    });
+                                     return name == old || name.starts_with(old + ":");
+                                 });
     seams_.log(fmt::format("model-migration: updating the naming model — pulling {}", title));
     if (!co_await seams_.pull(title)) {
         seams_.log(fmt::format("model-migration: the pull did not finish — nothing moved, {} is still naming", old));
@@ -93,9 +93,8 @@ Task<ModelMigration::Outcome> ModelMigration::rollBack() {
 Task<ModelMigration::Outcome> ModelMigration::finish(bool oldModelIsThere) {
     std::int64_t freed = 0;
     if (oldModelIsThere && mayDeleteOldModel(seams_.receipts())) {
-        freed = co_await BlockingWork::run([folder = oldFolder_] {
-            return ModelStore::deleteModel(oldModel, folder).value_or(0);
-        });
+        freed = co_await BlockingWork::run(
+            [folder = oldFolder_] { return ModelStore::deleteModel(oldModel, folder).value_or(0); });
     }
     seams_.log(fmt::format("model-migration: now naming with {}; {} disk given back", title,
                            freed > 0 ? ByteCount::label(freed) : "no"));

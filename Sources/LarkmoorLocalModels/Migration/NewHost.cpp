@@ -20,7 +20,8 @@ Task<bool> NewHost::wait(NewHost questions, std::optional<std::int32_t> old) {
             if (isReady && (!questions.proves || co_await questions.proves())) co_return true;
         }
         if (round == 0) {
-            questions.log(fmt::format("{}: waiting for the host to come back on {}", questions.topic, questions.folder));
+            questions.log(
+                fmt::format("{}: waiting for the host to come back on {}", questions.topic, questions.folder));
         }
     }
     questions.log(fmt::format("{}: no host came back on our folder within 30s{}", questions.topic,

@@ -77,6 +77,10 @@ Done copyTree(const std::string& from, const std::string& to) {
     return done;
 }
 
+Done exchange(const std::string& one, const std::string& other) {
+    return ::renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0 ? Done{} : failed(errno);
+}
+
 Done move(const std::string& from, const std::string& to) {
     struct stat status{};
     if (::lstat(from.c_str(), &status) != 0) return failed(errno);
