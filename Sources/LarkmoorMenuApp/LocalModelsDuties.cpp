@@ -42,7 +42,8 @@ MenuDuties::Models LocalModelsDuties::make() {
 
 Task<void> LocalModelsDuties::startIfNeeded() {
     co_await seams_.host.capHostIfUncapped();
-    const auto progress = co_await BlockingWork::run([path = progressPath_] { return LocalModelsProgress::read(path); });
+    const auto progress =
+        co_await BlockingWork::run([path = progressPath_] { return LocalModelsProgress::read(path); });
     const bool stepsDone = LocalModelsProgress::stepsDone(progress);
     const bool migrationDue =
         ModelMigration::decide(co_await seams_.host.plistText()) == ModelMigration::Decision::migrate ||
@@ -65,8 +66,8 @@ void LocalModelsDuties::attachProgress() {
 
 Task<void> LocalModelsDuties::cancel() {
     co_await seams_.setup->cancel();
-    const auto steps =
-        co_await BlockingWork::run([receipts = seams_.setup->installed()] { return LocalModelsUndo::planNow(receipts); });
+    const auto steps = co_await BlockingWork::run(
+        [receipts = seams_.setup->installed()] { return LocalModelsUndo::planNow(receipts); });
     co_await LocalModelsUndo::perform(steps, seams_.undo);
     // The receipts go after what they name: a process that is killed before still has them.
     co_await BlockingWork::run([file = file_, path = progressPath_, support = seams_.support] {

@@ -1,6 +1,8 @@
 #include "LarkmoorLocalModels/Pipeline/LiveWorkers.h"
 
+#include <chrono>
 #include <cstdlib>
+#include <filesystem>
 
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorLocalModels/Pipeline/Inventory.h"
@@ -9,7 +11,9 @@
 #include "LarkmoorLocalModels/Runtime/HostPlist.h"
 #include "LarkmoorLocalModels/Runtime/ManagedRuntime.h"
 #include "LarkmoorLocalModels/Runtime/ModelHost.h"
+#include "LarkmoorLocalModels/Runtime/RuntimeProof.h"
 #include "LarkmoorWire/Models/LocalModel.h"
+#include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor {
 
@@ -44,8 +48,70 @@ Task<std::optional<Receipts>> readReceipts(std::string support) {
     });
 }
 
-Task<ModelMigration::Outcome> noMigration() { co_return ModelMigration::Outcome::NotNeeded{}; }
-Task<ModelLayoutMigration::Outcome> noLayoutMigration() { co_return ModelLayoutMigration::Outcome::NotNeeded{}; }
+/// The folder whose "models" is the store that the host uses now.
+Task<std::string> hostFolder(LiveWorkers live) {
+    const auto plist = co_await live.host.plistText();
+    const auto store = hostModelsFromEnvironment();
+    co_return std::filesystem::path{store ? *store : HostPlist::ollamaStore(plist, live.support, live.home)}
+        .parent_path()
+        .string();
+}
+
+/// Keeps the executable that the host runs.
+Task<std::expected<void, SetupError>> repoint(LiveWorkers live, RuntimeSetup runtime,
+                                              std::optional<std::string> modelsDir) {
+    auto binary = HostPlist::supervisedBinary(co_await live.host.plistText());
+    if (!binary) binary = co_await findTrustedRuntime(runtime);
+    co_return co_await live.host.writePlist(binary.value_or(runtime.places.managed()), std::move(modelsDir));
+}
+
+Task<ModelMigration::Outcome> migrateModel(LiveWorkers live, RuntimeSetup runtime, std::optional<Receipts> receipts,
+                                           std::function<Task<bool>(std::string)> pull) {
+    const ModelHost asked{&live.http, live.endpoint};
+    ModelMigration migration{{
+        .plistText = [&live] { return live.host.plistText(); },
+        .ourModelsDir = [&live] { return ModelsFolder::namingStore(live.support); },
+        .hostFolder = [&live] { return hostFolder(live); },
+        .receipts = [&receipts] { return receipts; },
+        .tags = [&asked] { return hostTags(asked); },
+        .pull = std::move(pull),
+        .ping = [&asked](std::string name) { return pingModel(asked, std::move(name)); },
+        .readPid = [&live] { return live.host.agentPid(); },
+        .writePlist =
+            [&live, &runtime](std::optional<std::string> folder) { return repoint(live, runtime, std::move(folder)); },
+        .reload = [&live] { return live.host.loadAgent({}); },
+        .pause = [&live](std::chrono::milliseconds time) { return live.host.pacedPause(time); },
+        .log = live.log,
+    }};
+    co_return co_await migration.run();
+}
+
+Task<ModelLayoutMigration::Outcome> moveFolders(LiveWorkers live, std::optional<Receipts> receipts,
+                                                std::function<void(Receipts)> settle) {
+    const ModelHost asked{&live.http, live.endpoint};
+    ModelLayoutMigration migration{{
+        .support = live.support,
+        .folders = ModelLayoutMigration::FolderSeams::live(live.support),
+        .verifyBinary =
+            [](std::string binary) {
+                return BlockingWork::run([binary = std::move(binary)] { return binaryVerifies(binary); });
+            },
+        .plistText = [&live] { return live.host.plistText(); },
+        .writePlist =
+            [&live](std::string binary, std::optional<std::string> folder) {
+                return live.host.writePlist(std::move(binary), std::move(folder));
+            },
+        .receipts = [&receipts] { return receipts; },
+        .writeReceipts = std::move(settle),
+        .tags = [&asked] { return hostTags(asked); },
+        .ping = [&asked](std::string name) { return pingModel(asked, std::move(name)); },
+        .readPid = [&live] { return live.host.agentPid(); },
+        .reload = [&live] { return live.host.loadAgent({}); },
+        .pause = [&live](std::chrono::milliseconds time) { return live.host.pacedPause(time); },
+        .log = live.log,
+    }};
+    co_return co_await migration.run();
+}
 
 }  // namespace
 
@@ -71,8 +137,14 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
     };
     const auto asked = [live = *this](Stop stop) { return ModelHost{&live.http, live.endpoint, std::move(stop)}; };
     return {
-        .migrate = [](const auto&, const Stop&) { return noMigration(); },
-        .migrateLayout = [](const auto&, const Stop&) { return noLayoutMigration(); },
+        .migrate =
+            [live = *this, runtime](std::optional<Receipts> receipts, std::function<Task<bool>(std::string)> pull) {
+                return migrateModel(live, runtime({}), std::move(receipts), std::move(pull));
+            },
+        .migrateLayout =
+            [live = *this](std::optional<Receipts> receipts, std::function<void(Receipts)> settle) {
+                return moveFolders(live, std::move(receipts), std::move(settle));
+            },
         .findRuntime = [runtime] { return findTrustedRuntime(runtime({})); },
         .fetchRuntime =
             [runtime](TransferListener progress, Stop stop) {
@@ -82,11 +154,11 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
         .superviseHost = [&agent = host](std::string binary,
                                          Stop stop) { return agent.superviseHost(std::move(binary), std::move(stop)); },
         .waitForHost = [asked](Stop stop) { return larkmoor::waitForHost(asked(std::move(stop)), hostPatience); },
-        .probeModel = [live = *this](Stop stop) { return LocalModel::ready(live.http, live.endpoint, std::move(stop)); },
-        .pullModel =
-            [asked, log = log](TransferListener progress, Stop stop) {
-                return larkmoor::pullModel(asked(std::move(stop)), std::move(progress), log);
-            },
+        .probeModel = [live =
+                           *this](Stop stop) { return LocalModel::ready(live.http, live.endpoint, std::move(stop)); },
+        .pullModel = [asked, log = log](
+                         TransferListener progress,
+                         Stop stop) { return larkmoor::pullModel(asked(std::move(stop)), std::move(progress), log); },
         .inventory = [live = *this] { return takeInventory(live); },
         .snapshotReceipts = [support = support] { return readReceipts(support); },
     };

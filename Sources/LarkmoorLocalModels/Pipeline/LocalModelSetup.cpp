@@ -29,13 +29,22 @@ std::string parentFolder(const std::string& path) { return std::filesystem::path
 
 std::vector<LocalModelSetup::Row> newRows() {
     return {
-        {.id = std::string{runtimeRow}, .label = "Ollama runtime", .download = true,
-         .totalBytes = LocalModel::runtimeApproxBytes, .expected = true},
+        {.id = std::string{runtimeRow},
+         .label = "Ollama runtime",
+         .download = true,
+         .totalBytes = LocalModel::runtimeApproxBytes,
+         .expected = true},
         {.id = std::string{hostRow}, .label = "Model host"},
-        {.id = std::string{modelRow}, .label = std::string{LocalModel::titleModel}, .download = true,
-         .totalBytes = LocalModel::approxDownloadBytes, .expected = true},
-        {.id = std::string{asrRow}, .label = std::string{MeetingModels::asrName}, .download = true,
-         .totalBytes = MeetingModels::asrMeasuredBytes, .expected = true},
+        {.id = std::string{modelRow},
+         .label = std::string{LocalModel::titleModel},
+         .download = true,
+         .totalBytes = LocalModel::approxDownloadBytes,
+         .expected = true},
+        {.id = std::string{asrRow},
+         .label = std::string{MeetingModels::asrName},
+         .download = true,
+         .totalBytes = MeetingModels::asrMeasuredBytes,
+         .expected = true},
         {.id = std::string{vadRow}, .label = std::string{MeetingModels::senkoName}},
     };
 }
@@ -88,7 +97,8 @@ Task<void> LocalModelSetup::pass() {
     seams_.log(isTrioDone() ? "model-setup: trio done" : "model-setup: trio worked with quiet skips");
     co_await attempt(asrRow, meetingModelsStep());
     std::string states;
-    for (const Row& row : rows_) states += fmt::format("{}{}={}", states.empty() ? "" : " ", row.id, row.state.logged());
+    for (const Row& row : rows_)
+        states += fmt::format("{}{}={}", states.empty() ? "" : " ", row.id, row.state.logged());
     seams_.log(fmt::format("model-setup: pass finished — {} (all five: {})", states, finished()));
 }
 
@@ -112,7 +122,7 @@ Task<void> LocalModelSetup::layoutFirstRound() {
     layoutHeld_ = false;
     if (isCancelled()) co_return;
     layoutHeld_ = true;
-    const auto outcome = co_await seams_.workers.migrateLayout(snapshotReceipts_, stop_.get_token());
+    const auto outcome = co_await migrateLayout();
     layoutHeld_ = outcome.is<ModelLayoutMigration::Outcome::MoveFailed>();
     if (outcome.movedAnything()) publish(true);
 }
@@ -147,7 +157,8 @@ Task<void> LocalModelSetup::runtimeStep() {
 
 Task<void> LocalModelSetup::hostStep() {
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
-    if (co_await seams_.workers.hostAnswers(stop_.get_token())) co_return set(hostRow, RowState::Done{"already running"});
+    if (co_await seams_.workers.hostAnswers(stop_.get_token()))
+        co_return set(hostRow, RowState::Done{"already running"});
     // A question that is cut short is answered with no.
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
     if (!runtime_) co_return quietSkip(hostRow, "no runtime landed this run — nothing to supervise");
@@ -171,17 +182,33 @@ Task<void> LocalModelSetup::migrationStep() {
     publish(true);
     ModelMigration::Outcome outcome = ModelMigration::Outcome::NotNeeded{};
     co_await Spawning::toItsEnd([&]() -> Task<void> {
-        outcome = co_await seams_.workers.migrate(snapshotReceipts_, stop_.get_token());
+        outcome = co_await seams_.workers.migrate(snapshotReceipts_,
+                                                  [this](const std::string&) { return pullForMigration(); });
     });
     migrating_ = false;
     publish(true);
     if (outcome.is<ModelMigration::Outcome::Migrated>()) installed_.pulledModel = LocalModel::titleModel;
 }
 
+Task<bool> LocalModelSetup::pullForMigration() {
+    set(modelRow, RowState::Active{0.0});
+    co_return (co_await seams_.workers.pullModel(transfers(std::string{modelRow}), stop_.get_token())).has_value();
+}
+
+Task<ModelLayoutMigration::Outcome> LocalModelSetup::migrateLayout() {
+    co_return co_await seams_.workers.migrateLayout(snapshotReceipts_, [this](Receipts settled) {
+        // What the last pass made is found by this one's steps, but for the folders that they do not look into.
+        installed_.senkoDir = settled.senkoDir;
+        installed_.asrCacheDir = settled.asrCacheDir;
+        snapshotReceipts_ = std::move(settled);
+        publish(true);
+    });
+}
+
 /// The runtime moves once the naming model lives in our store.
 Task<void> LocalModelSetup::layoutSecondRound() {
     if (isCancelled() || !isDone(hostRow) || layoutHeld_) co_return;
-    const auto outcome = co_await seams_.workers.migrateLayout(snapshotReceipts_, stop_.get_token());
+    const auto outcome = co_await migrateLayout();
     if (outcome.movedAnything()) publish(true);
 }
 
@@ -254,9 +281,10 @@ void LocalModelSetup::set(std::string_view id, RowState state) {
 
 void LocalModelSetup::quietSkip(std::string_view id, std::string_view why) {
     set(id, RowState::Skipped{});
-    seams_.log(fmt::format("model-setup: {} skipped quietly — {} (no failure words anywhere; the lazy first-use path "
-                           "remains the fallback)",
-                           id, why));
+    seams_.log(
+        fmt::format("model-setup: {} skipped quietly — {} (no failure words anywhere; the lazy first-use path "
+                    "remains the fallback)",
+                    id, why));
 }
 
 void LocalModelSetup::markPresent(std::string_view id) {

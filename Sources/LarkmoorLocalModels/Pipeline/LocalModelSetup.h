@@ -44,9 +44,16 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     struct TrioWorkers {
         using Stop = std::stop_token;
 
-        /// The receipts are those of the last pass.
-        std::function<Task<ModelMigration::Outcome>(std::optional<Receipts>, Stop)> migrate;
-        std::function<Task<ModelLayoutMigration::Outcome>(std::optional<Receipts>, Stop)> migrateLayout;
+        // The receipts are those of the last pass.
+
+        /// `pull` downloads the model in the model's row. Only the download is stopped: what follows ends by itself.
+        std::function<Task<ModelMigration::Outcome>(std::optional<Receipts>,
+                                                    std::function<Task<bool>(std::string)> pull)>
+            migrate;
+        /// `settle` takes the receipts with the paths after the move.
+        std::function<Task<ModelLayoutMigration::Outcome>(std::optional<Receipts>,
+                                                          std::function<void(Receipts)> settle)>
+            migrateLayout;
         /// A runtime that may be run; nullopt if there is none.
         std::function<Task<std::optional<std::string>>()> findRuntime;
         /// Its path.
@@ -101,7 +108,9 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Task<void> takeInventory();
     Task<void> runtimeStep();
     Task<void> hostStep();
+    Task<ModelLayoutMigration::Outcome> migrateLayout();
     Task<void> migrationStep();
+    Task<bool> pullForMigration();
     Task<void> layoutSecondRound();
     Task<void> modelStep();
     Task<void> meetingModelsStep();

@@ -47,6 +47,7 @@ class HostAgent {
     Task<std::optional<std::int32_t>> agentPid() const { return seams_.launchctl.pid(service()); }
     /// Replaces the property list by one with these values.
     Task<Ended> writePlist(std::string binary, std::optional<std::string> modelsDir);
+    Task<void> pacedPause(std::chrono::milliseconds time) const { return seams_.pacedPause(time); }
     /// Limits the memory of a host that was set up before there was a limit; a host that cannot be restarted so keeps
     /// its old list.
     Task<void> capHostIfUncapped();

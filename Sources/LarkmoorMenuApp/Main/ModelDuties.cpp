@@ -17,8 +17,10 @@ Task<void> pacedPause(std::chrono::milliseconds time) {
     co_await timer.async_wait(awaiting);
 }
 
-/// The folders of older builds are not moved yet.
-Task<bool> layoutIsNeverDue() { co_return false; }
+Task<bool> layoutIsDue(std::string support, LocalModelsProgress::Receipts receipts) {
+    co_return co_await BlockingWork::run(
+        [support, receipts] { return ModelLayoutMigration::isDue(support, receipts); });
+}
 
 }  // namespace
 
@@ -42,17 +44,21 @@ LocalModelsDuties::Seams Application::localModelsSeams() {
                            .endpoint = std::string{LocalModel::endpoint},
                            .bundle = InstalledBundle::current(),
                            .log = SetupLog::line};
-    return {.setup = std::make_shared<LocalModelSetup>(live.seams()),
-            .host = hostAgent_,
-            .support = support_,
-            .layoutIsDue = [](const auto&) { return layoutIsNeverDue(); },
-            .undo = {.http = http_,
-                     .launchctl = launchAgents_,
-                     .host = live.endpoint,
-                     .removePlist = [this](std::string plist,
-                                           std::string label) { return removeAgent(std::move(plist), std::move(label)); },
-                     .log = SetupLog::line},
-            .log = SetupLog::line};
+    return {
+        .setup = std::make_shared<LocalModelSetup>(live.seams()),
+        .host = hostAgent_,
+        .support = support_,
+        .layoutIsDue =
+            [support = support_](LocalModelsProgress::Receipts receipts) {
+                return layoutIsDue(support, std::move(receipts));
+            },
+        .undo = {.http = http_,
+                 .launchctl = launchAgents_,
+                 .host = live.endpoint,
+                 .removePlist = [this](std::string plist,
+                                       std::string label) { return removeAgent(std::move(plist), std::move(label)); },
+                 .log = SetupLog::line},
+        .log = SetupLog::line};
 }
 
 MenuDuties::Models Application::modelDuties() { return localModels_.make(); }

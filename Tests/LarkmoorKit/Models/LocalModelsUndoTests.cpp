@@ -15,8 +15,12 @@ namespace {
 using Receipts = LocalModelsUndo::Receipts;
 using Inventory = LocalModelsProgress::OllamaInventory;
 
-const Receipts everything{.runtimeDir = "/runtime", .agentPlist = "/agent.plist", .pulledModel = "m",
-                          .asrCacheDir = "/asr",    .senkoDir = "/senko",         .ollama = Inventory{.folder = "/store"},
+const Receipts everything{.runtimeDir = "/runtime",
+                          .agentPlist = "/agent.plist",
+                          .pulledModel = "m",
+                          .asrCacheDir = "/asr",
+                          .senkoDir = "/senko",
+                          .ollama = Inventory{.folder = "/store"},
                           .pullBeganAt = 100};
 
 TEST(LocalModelsUndoTest, PlansWhatTheReceiptsNameInOrder) {
@@ -43,11 +47,20 @@ TEST(LocalModelsUndoTest, PlansWhatTheReceiptsNameInOrder) {
          "the model host Larkmoor started (tools.fenwright.larkmoor.ollama)|a partly downloaded model file "
          "(sha256-1-partial)|/runtime|/asr|/senko",
          "your existing Ollama model stays (m)", ""},
-        {"their folder", {.ollama = Inventory{"/store", true, {}, 0}}, "a partly downloaded model file (sha256-1-partial)",
-         "your Ollama folder stays; it was here before Larkmoor", ""},
-        {"their models", {.ollama = Inventory{"/store", true, {"a", "b"}, 0}},
-         "a partly downloaded model file (sha256-1-partial)", "your 2 existing Ollama models stay", ""},
-        {"no inventory", {.pulledModel = "m"}, "will ask Ollama to remove the naming model Larkmoor downloaded (m)", "",
+        {"their folder",
+         {.ollama = Inventory{"/store", true, {}, 0}},
+         "a partly downloaded model file (sha256-1-partial)",
+         "your Ollama folder stays; it was here before Larkmoor",
+         ""},
+        {"their models",
+         {.ollama = Inventory{"/store", true, {"a", "b"}, 0}},
+         "a partly downloaded model file (sha256-1-partial)",
+         "your 2 existing Ollama models stay",
+         ""},
+        {"no inventory",
+         {.pulledModel = "m"},
+         "will ask Ollama to remove the naming model Larkmoor downloaded (m)",
+         "",
          "partly downloaded model files in your Ollama folder may remain"},
     };
     for (const Case& each : cases) {
