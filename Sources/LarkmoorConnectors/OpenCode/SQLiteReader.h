@@ -14,13 +14,16 @@
 
 namespace larkmoor::SQLiteReader {
 
-/// The step that failed, and what SQLite says of it, if anything.
+/// The step that failed, and what SQLite, or the system for it, says of it, if anything.
 struct [[nodiscard]] Failure {
     enum class Step { open, prepare, row };
 
     Step step = Step::open;
     std::optional<std::string> text{};
 };
+
+/// Why SQLite cannot be loaded at all, as a sentence for the user; nullopt if it can. Any thread.
+std::optional<std::string> loadFault();
 
 /// A column of the current row: a text's bytes, a whole number, or a value of another type. A view is valid during the
 /// call only.

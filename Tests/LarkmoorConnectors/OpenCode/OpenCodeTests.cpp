@@ -241,6 +241,19 @@ TEST(OpenCodeStore, ProjectsByTheirLastActivity) {
         << tool.out;
 }
 
+TEST(OpenCodeStore, WhereSQLiteIsMissingThatIsSaid) {
+    const ConnectorHome home;
+    makeStore(home, TABLE_2);
+    home.makeFolder(".config/opencode");
+    home.write("lib/libsqlite3.so.0", "");
+    for (const auto& [verb, status] : {std::pair{"scan", 0}, {"install", 1}, {"projects", 0}}) {
+        const ToolRun run = runTool({"/usr/bin/env", "LD_LIBRARY_PATH=" + home.path("lib"), LARKMOOR_CONNECT, "--home",
+                                     home.path(), "--bundle", home.bundle(), "--json", verb, "opencode"});
+        EXPECT_EQ(run.status, status) << verb << run.err;
+        EXPECT_TRUE(run.out.contains("SQLite could not be loaded: ")) << verb << run.out;
+    }
+}
+
 TEST(OpenCodePluginTest, UnderNode) {
     if (runTool({"node", "--version"}).status != 0) GTEST_SKIP() << "there is no node";
     const ConnectorHome home;
