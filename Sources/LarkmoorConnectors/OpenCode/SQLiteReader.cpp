@@ -11,6 +11,7 @@
 #include <cctype>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/Files.h"
@@ -132,6 +133,9 @@ std::optional<std::string> loadFault() {
 
 std::expected<void, Failure> rows(const std::string& path, const std::string& query, std::chrono::milliseconds busy,
                                   const std::function<void(const std::function<Value(int)>&)>& each) {
+    // The system's locks are the process's: closing the file in one query would end those of another.
+    static std::mutex oneAtATime;
+    const std::scoped_lock turn{oneAtATime};
     // SQLite resolves links too, and looks for the log beside the real file.
     const std::string file = ConfigPath::canonical(path);
     const auto isWAL = isInWALMode(file);

@@ -34,7 +34,7 @@ using Value = std::variant<std::monostate, std::string_view, std::int64_t>;
 /// `busy`.
 ///
 /// A database in WAL mode is read with its log; if the log is there without its index, opening fails. What is no
-/// regular file is a failure at once. Any thread.
+/// regular file is a failure at once. Any thread; the queries of a process wait for each other, so `each` makes none.
 std::expected<void, Failure> rows(const std::string& path, const std::string& query, std::chrono::milliseconds busy,
                                   const std::function<void(const std::function<Value(int)>&)>& each);
 

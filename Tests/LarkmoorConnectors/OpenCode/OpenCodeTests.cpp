@@ -5,9 +5,12 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <future>
+
 #include "LarkmoorConnectors/Harnesses.h"
 #include "LarkmoorConnectors/OpenCode/OpenCodePlugin.h"
 #include "LarkmoorConnectors/OpenCode/OpenCodeSessionStore.h"
+#include "LarkmoorConnectors/OpenCode/SQLiteReader.h"
 #include "Support/RunTool.h"
 
 namespace larkmoor {
@@ -185,6 +188,28 @@ TEST(OpenCodeStore, ALiveWritersLogCounts) {
     fs::remove(home.path("copy/opencode.db-shm"));
     EXPECT_EQ(OpenCodeSessionStore::writer(home.path("copy/opencode.db")), Writer::unknown);
     EXPECT_FALSE(fs::exists(home.path("copy/opencode.db-shm")));
+}
+
+TEST(OpenCodeStore, ItsWriterWaitsForEveryQueryThatReads) {
+    const ConnectorHome home;
+    makeStore(home, TABLE_2 "INSERT INTO session_v2 VALUES('/a', 1);");
+    const auto rows = [store = home.path(openCodeStore)](const auto& each) {
+        return SQLiteReader::rows(store, "SELECT directory FROM session_v2", std::chrono::seconds{1}, each).has_value();
+    };
+    const auto write = [&] {
+        return runTool({"python3", "-c",
+                        "import sqlite3, sys; sqlite3.connect(sys.argv[1], 0, isolation_level=None)"
+                        ".execute('DELETE FROM session_v2')",
+                        home.path(openCodeStore)});
+    };
+    std::future<bool> other;
+    EXPECT_TRUE(rows([&](const auto&) {
+        other = std::async(std::launch::async, rows, [](const auto&) {});
+        other.wait_for(std::chrono::milliseconds{100});
+        EXPECT_TRUE(write().err.contains("database is locked"));
+    }));
+    EXPECT_TRUE(other.get());
+    EXPECT_EQ(write().status, 0);
 }
 
 TEST(OpenCodeStore, WhatCannotBeReadIsRefusedInPlainWords) {
