@@ -91,14 +91,12 @@ std::optional<bool> isInWALMode(const std::string& path) {
 }
 
 /// How to open a database in WAL mode. There even a reader creates the log and its index, and leaves them: without a
-/// log, the database is taken as it stands; where only the index is missing, opening fails, since we write none.
+/// log, the database is taken as it stands; else the index is only read, and where it is missing, opening fails.
 std::string_view walParameter(const std::string& path) {
-    const std::string log = path + "-wal";
-    const bool hasIndex = Files::exists(path + "-shm");
-    if (hasIndex && Files::exists(log)) return "";
     std::error_code isMissing;
-    const auto size = std::filesystem::file_size(log, isMissing);
-    return isMissing || size == 0 ? "?immutable=1" : "?readonly_shm=1";
+    const auto size = std::filesystem::file_size(path + "-wal", isMissing);
+    const bool hasLog = !isMissing && (size > 0 || Files::exists(path + "-shm"));
+    return hasLog ? "?readonly_shm=1" : "?immutable=1";
 }
 
 std::string uri(const std::string& path, bool isWAL) {

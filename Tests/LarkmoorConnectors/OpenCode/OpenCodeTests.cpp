@@ -183,8 +183,12 @@ TEST(OpenCodeStore, ALiveWritersLogCounts) {
     store.run("COMMIT;");
     home.link("link.db", home.path(openCodeStore));
     EXPECT_EQ(OpenCodeSessionStore::writer(home.path("link.db")), Writer::openCode2);
-    // A log without its index, as a backup may hold it: there is nobody to write one.
+    // Of a writer that was killed. Its index is not ours to mend.
     fs::copy(home.path(data), home.path("copy"));
+    home.write("copy/opencode.db-shm", "torn");
+    EXPECT_EQ(OpenCodeSessionStore::writer(home.path("copy/opencode.db")), Writer::openCode2);
+    EXPECT_EQ(home.read("copy/opencode.db-shm"), "torn");
+    // A log without its index, as a backup may hold it: there is nobody to write one.
     fs::remove(home.path("copy/opencode.db-shm"));
     EXPECT_EQ(OpenCodeSessionStore::writer(home.path("copy/opencode.db")), Writer::unknown);
     EXPECT_FALSE(fs::exists(home.path("copy/opencode.db-shm")));
