@@ -9,9 +9,11 @@
 
 #include <array>
 #include <cctype>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <system_error>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/Files.h"
@@ -77,14 +79,15 @@ class Library {
     Handle handle_;
 };
 
-/// Whether the database is in WAL mode; nullopt if it is no regular file that we may read.
-std::optional<bool> isInWALMode(const std::string& path) {
+/// Whether the database is in WAL mode, or why it is no regular file that we may read.
+std::expected<bool, std::string> isInWALMode(const std::string& path) {
     constexpr std::size_t versionAt = 18;
     constexpr unsigned char wal = 2;
     // Without O_NONBLOCK, opening a pipe would wait for its writer.
     const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)};
     struct stat status{};
-    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    if (!file || ::fstat(file.get(), &status) != 0) return std::unexpected{std::generic_category().message(errno)};
+    if (!S_ISREG(status.st_mode)) return std::unexpected{"it is not a regular file"};
     std::array<unsigned char, versionAt + 2> header{};
     const auto read = ::pread(file.get(), header.data(), header.size(), 0);
     return read == static_cast<ssize_t>(header.size()) && header[versionAt] == wal && header[versionAt + 1] == wal;
@@ -137,7 +140,7 @@ std::expected<void, Failure> rows(const std::string& path, const std::string& qu
     // SQLite resolves links too, and looks for the log beside the real file.
     const std::string file = ConfigPath::canonical(path);
     const auto isWAL = isInWALMode(file);
-    if (!isWAL) return std::unexpected{Failure{}};
+    if (!isWAL) return std::unexpected{Failure{Failure::Step::open, "it would not open: " + isWAL.error()}};
     const auto library = Library::load();
     if (!library) return std::unexpected{Failure{Failure::Step::open, library.error()}};
 

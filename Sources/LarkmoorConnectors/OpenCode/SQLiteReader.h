@@ -1,6 +1,6 @@
 // Reads a SQLite database that belongs to another program, and leaves no file beside it; only if the last writer in WAL
-// mode closes it while the query begins, SQLite makes its empty log anew, and the query may fail. The library is loaded for the length of one query:
-// nearly every run of this program does without it.
+// mode closes it while the query begins, SQLite makes its empty log anew, and the query may fail. The library is loaded
+// for the length of one query: nearly every run of this program does without it.
 #pragma once
 
 #include <chrono>

@@ -220,8 +220,10 @@ TEST(OpenCodeStore, WhatCannotBeReadIsRefusedInPlainWords) {
     const std::tuple<const char*, void (*)(const std::string& path), const char*> table[] = {
         {"text", [](auto& path) { std::ofstream{path} << std::string(4096, 'x'); }, "file is not a database"},
         {"cut off", [](auto& path) { fs::resize_file(path, 5000); }, "database disk image is malformed"},
-        {"closed to us", [](auto& path) { fs::permissions(path, fs::perms::none); }, "it would not open"},
-        {"a pipe", [](auto& path) { fs::remove(path), ::mkfifo(path.c_str(), 0600); }, "it would not open"},
+        {"closed to us", [](auto& path) { fs::permissions(path, fs::perms::none); },
+         "it would not open: Permission denied"},
+        {"a pipe", [](auto& path) { fs::remove(path), ::mkfifo(path.c_str(), 0600); },
+         "it would not open: it is not a regular file"},
     };
     for (const auto& [name, make, text] : table) {
         SCOPED_TRACE(name);
