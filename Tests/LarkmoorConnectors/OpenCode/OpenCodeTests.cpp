@@ -93,6 +93,10 @@ TEST(OpenCodeVerbs, TheFolderThatItMakesGoesAgainUnlessSomethingChanged) {
     home.setMode(".config/opencode", 0555);
     EXPECT_EQ(home.told(openCode.install()),
               "refused" ON_FOLDER "this folder was not made, so nothing was written — Permission denied");
+    home.setMode(".config/opencode", 0755);
+    home.link(".config/opencode/plugins", home.path("nowhere"));
+    EXPECT_EQ(home.told(openCode.install()),
+              "refused" ON_FOLDER "this folder was not made, so nothing was written — File exists");
 }
 
 TEST(OpenCodeVerbs, WhatARemovalSaysOfThePluginsFolder) {
