@@ -129,6 +129,11 @@ bool exists(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0;
 }
 
+bool isAbsent(const std::string& path) {
+    struct stat status{};
+    return ::stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP);
+}
+
 std::optional<mode_t> permissions(const std::string& path) {
     struct stat status{};
     if (::stat(path.c_str(), &status) != 0) return std::nullopt;

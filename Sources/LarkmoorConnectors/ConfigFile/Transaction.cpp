@@ -145,7 +145,7 @@ std::optional<UnwritableReason> unwritableReason(const std::string& path) {
         return UnwritableReason{"this file cannot be written by this user, so nothing was written", false};
     }
     const std::string folder = ConfigPath::folder(path);
-    if (::stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+    if (Files::isAbsent(folder) || (::stat(folder.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))) {
         return UnwritableReason{"this folder is not there, so nothing was written", true};
     }
     if (::access(folder.c_str(), W_OK | X_OK) != 0) {

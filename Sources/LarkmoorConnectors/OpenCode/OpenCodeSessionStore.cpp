@@ -54,7 +54,7 @@ std::optional<std::vector<std::string>> answers(const std::string& path, const s
 }
 
 std::optional<Writer> writer(const std::string& of) {
-    if (!Files::exists(of)) return std::nullopt;
+    if (Files::isAbsent(of)) return std::nullopt;
     const auto tables =
         answers(of, "SELECT name FROM sqlite_master WHERE type = 'table' AND name IN ('session', 'session_v2')");
     const auto has = [&](std::string_view table) {

@@ -242,6 +242,19 @@ TEST(OpenCodeStore, WhatCannotBeReadIsRefusedInPlainWords) {
     }
 }
 
+TEST(OpenCodeStore, WhereItMayNotLookThereMayBeSomething) {
+    const ConnectorHome home;
+    makeStore(home, TABLE_2);
+    home.write(openCodeConfig, "{}");
+    EXPECT_EQ(home.openCode().install().result, Result::changed);
+    for (const char* closed : {".config/opencode/plugins", data}) home.setMode(closed, 0);
+    EXPECT_EQ(home.told(home.openCode().remove()),
+              "refused" ON_FOLDER "this folder cannot be written by this user, so nothing was written");
+    EXPECT_EQ(OpenCodeSessionStore::writer(home.path(openCodeStore)), Writer::unknown);
+    EXPECT_TRUE(home.openCode().projects().note->ends_with("it would not open: Permission denied"));
+    for (const char* closed : {".config/opencode/plugins", data}) home.setMode(closed, 0755);
+}
+
 TEST(OpenCodeStore, TheOldGenerationIsStillUsedWithinAWeek) {
     const auto cutoff = std::chrono::floor<std::chrono::milliseconds>(moment.time_since_epoch()).count() - 604'800'000;
     for (const auto& [session, isUsed] : {std::pair{cutoff, true}, {cutoff - 1, false}}) {
