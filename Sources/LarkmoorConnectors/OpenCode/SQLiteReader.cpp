@@ -35,6 +35,7 @@ class Library {
         const bool isWhole =
             library.find(library.open, "sqlite3_open_v2") &&
             library.find(library.busyTimeout, "sqlite3_busy_timeout") &&
+            library.find(library.progressHandler, "sqlite3_progress_handler") &&
             library.find(library.prepare, "sqlite3_prepare_v2") && library.find(library.step, "sqlite3_step") &&
             library.find(library.columnType, "sqlite3_column_type") &&
             library.find(library.columnText, "sqlite3_column_text") &&
@@ -48,6 +49,7 @@ class Library {
 
     decltype(&sqlite3_open_v2) open = nullptr;
     decltype(&sqlite3_busy_timeout) busyTimeout = nullptr;
+    decltype(&sqlite3_progress_handler) progressHandler = nullptr;
     decltype(&sqlite3_prepare_v2) prepare = nullptr;
     decltype(&sqlite3_step) step = nullptr;
     decltype(&sqlite3_column_type) columnType = nullptr;
@@ -78,6 +80,17 @@ class Library {
 
     Handle handle_;
 };
+
+std::string tooLong(const Limits& limits) {
+    return fmt::format("it took longer than {} s", std::chrono::duration<double>{limits.total}.count());
+}
+
+using Clock = std::chrono::steady_clock;
+using Deadline = Clock::time_point;
+constexpr int stepsBetweenLooks = 10'000;  // of SQLite's machine; some 0.1 ms
+
+/// Asked by SQLite, with the query's deadline.
+int isOver(void* deadline) { return Clock::now() > *static_cast<const Deadline*>(deadline) ? 1 : 0; }
 
 /// Whether the database is in WAL mode, or why it is no regular file that we may read.
 std::expected<bool, std::string> isInWALMode(const std::string& path) {
@@ -132,8 +145,8 @@ std::optional<std::string> loadFault() {
     return library ? std::nullopt : std::optional{library.error()};
 }
 
-std::expected<void, Failure> rows(const std::string& path, const std::string& query, std::chrono::milliseconds busy,
-                                  const std::function<void(const std::function<Value(int)>&)>& each) {
+std::expected<void, Failure> rows(const std::string& path, const std::string& query, const Limits& limits,
+                                  const std::function<bool(const std::function<Value(int)>&)>& each) {
     // The system's locks are the process's: closing the file in one query would end those of another.
     static std::mutex oneAtATime;
     const std::scoped_lock turn{oneAtATime};
@@ -153,7 +166,9 @@ std::expected<void, Failure> rows(const std::string& path, const std::string& qu
         return std::unexpected{Failure{step, text == nullptr ? std::nullopt : std::optional<std::string>{text}}};
     };
     if (result != SQLITE_OK) return failure(Failure::Step::open);
-    library->busyTimeout(database.get(), static_cast<int>(busy.count()));
+    library->busyTimeout(database.get(), static_cast<int>(limits.busy.count()));
+    Deadline end = Clock::now() + limits.total;
+    library->progressHandler(database.get(), stepsBetweenLooks, &isOver, &end);
 
     sqlite3_stmt* prepared = nullptr;
     if (library->prepare(database.get(), query.c_str(), -1, &prepared, nullptr) != SQLITE_OK) {
@@ -162,7 +177,12 @@ std::expected<void, Failure> rows(const std::string& path, const std::string& qu
     const std::unique_ptr<sqlite3_stmt, decltype(library->finalize)> statement{prepared, library->finalize};
     int step = SQLITE_DONE;
     while ((step = library->step(statement.get())) == SQLITE_ROW) {
-        each([&](int column) { return valueOf(*library, statement.get(), column); });
+        if (!each([&](int column) { return valueOf(*library, statement.get(), column); })) {
+            return std::unexpected{Failure{Failure::Step::row, "it holds more than can be read"}};
+        }
+    }
+    if (step == SQLITE_INTERRUPT) {
+        return std::unexpected{Failure{Failure::Step::row, tooLong(limits)}};
     }
     if (step != SQLITE_DONE) return failure(Failure::Step::row);
     return {};

@@ -29,13 +29,17 @@ std::optional<std::string> loadFault();
 /// call only.
 using Value = std::variant<std::monostate, std::string_view, std::int64_t>;
 
+struct Limits {
+    std::chrono::milliseconds busy;   ///< for how long a lock of another process is waited for
+    std::chrono::milliseconds total;  ///< a query that takes longer fails: of a foreign view the rows may never end
+};
+
 /// Calls `each` for every row of the query, in order, with a function that reads the row's columns, counted from 0 and
-/// not beyond those that the query names. `path` is absolute. A lock of another process is waited for as long as
-/// `busy`.
+/// not beyond those that the query names; if it returns false, the query fails. `path` is absolute.
 ///
 /// A database in WAL mode is read with its log; if the log is there without its index, opening fails. What is no
 /// regular file is a failure at once. Any thread; the queries of a process wait for each other, so `each` makes none.
-std::expected<void, Failure> rows(const std::string& path, const std::string& query, std::chrono::milliseconds busy,
-                                  const std::function<void(const std::function<Value(int)>&)>& each);
+std::expected<void, Failure> rows(const std::string& path, const std::string& query, const Limits& limits,
+                                  const std::function<bool(const std::function<Value(int)>&)>& each);
 
 }  // namespace larkmoor::SQLiteReader

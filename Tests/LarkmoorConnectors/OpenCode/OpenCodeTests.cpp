@@ -145,12 +145,14 @@ using OpenCodeSessionStore::Writer;
 #define WAL "PRAGMA journal_mode=WAL;"
 
 constexpr const char* data = ".local/share/opencode";
+constexpr std::chrono::milliseconds second{1000};
 
 /// A connection that writes the store of a home.
 struct Store {
-    explicit Store(const ConnectorHome& home, const std::string& sql) {
-        home.makeFolder(data);
-        sqlite3_open(home.path(openCodeStore).c_str(), &database);
+    Store(const ConnectorHome& home, const std::string& sql)
+        : Store{(home.makeFolder(data), home.path(openCodeStore)), sql} {}
+    Store(const std::string& path, const std::string& sql) {
+        sqlite3_open(path.c_str(), &database);
         run(sql);
     }
     ~Store() { sqlite3_close(database); }
@@ -202,7 +204,7 @@ TEST(OpenCodeStore, ItsWriterWaitsForEveryQueryThatReads) {
     const ConnectorHome home;
     makeStore(home, TABLE_2 "INSERT INTO session_v2 VALUES('/a', 1);");
     const auto rows = [store = home.path(openCodeStore)](const auto& each) {
-        return SQLiteReader::rows(store, "SELECT directory FROM session_v2", std::chrono::seconds{1}, each).has_value();
+        return SQLiteReader::rows(store, "SELECT directory FROM session_v2", {second, second}, each).has_value();
     };
     const auto write = [&] {
         return runTool({"python3", "-c",
@@ -212,12 +214,18 @@ TEST(OpenCodeStore, ItsWriterWaitsForEveryQueryThatReads) {
     };
     std::future<bool> other;
     EXPECT_TRUE(rows([&](const auto&) {
-        other = std::async(std::launch::async, rows, [](const auto&) {});
+        other = std::async(std::launch::async, rows, [](const auto&) { return true; });
         other.wait_for(std::chrono::milliseconds{100});
         EXPECT_TRUE(write().err.contains("database is locked"));
+        return true;
     }));
     EXPECT_TRUE(other.get());
     EXPECT_EQ(write().status, 0);
+
+    constexpr auto forever =
+        "WITH RECURSIVE a(b) AS (SELECT 1 UNION ALL SELECT b + 1 FROM a) SELECT b FROM a WHERE b < 0";
+    const auto ended = SQLiteReader::rows(home.path(openCodeStore), forever, {second, second / 20}, {});
+    EXPECT_EQ(ended.error().text, "it took longer than 0.05 s");
 }
 
 TEST(OpenCodeStore, WhatCannotBeReadIsRefusedInPlainWords) {
@@ -228,6 +236,13 @@ TEST(OpenCodeStore, WhatCannotBeReadIsRefusedInPlainWords) {
          "it would not open: Permission denied"},
         {"a pipe", [](auto& path) { fs::remove(path), ::mkfifo(path.c_str(), 0600); },
          "it would not open: it is not a regular file"},
+        {"rows without end",
+         [](auto& path) {
+             Store{path,
+                   "DROP TABLE session_v2; CREATE VIEW session_v2 AS WITH RECURSIVE a(b) AS (SELECT 1 UNION ALL "
+                   "SELECT b + 1 FROM a) SELECT '/' || b AS directory, b AS time_updated FROM a;"};
+         },
+         "session_v2 is a view, not a table"},
     };
     for (const auto& [name, make, text] : table) {
         SCOPED_TRACE(name);
