@@ -107,8 +107,11 @@ std::expected<void, FileError> makeFolders(const std::string& path, mode_t mode)
         return failure(path, ENOTDIR);
     }
     if (auto above = makeFolders(std::filesystem::path{path}.parent_path().string(), mode); !above) return above;
-    if (::mkdir(path.c_str(), mode) == 0 || errno == EEXIST) return {};
-    return failure(path, errno);
+    if (::mkdir(path.c_str(), mode) == 0) return {};
+    const int code = errno;
+    // Somebody else may have made it meanwhile; a dangling link is no folder.
+    if (code == EEXIST && ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return {};
+    return failure(path, code);
 }
 
 std::optional<std::chrono::system_clock::time_point> modified(const std::string& path) {
@@ -124,6 +127,11 @@ std::optional<std::chrono::system_clock::time_point> modified(const std::string&
 bool exists(const std::string& path) {
     struct stat status{};
     return ::stat(path.c_str(), &status) == 0;
+}
+
+bool isAbsent(const std::string& path) {
+    struct stat status{};
+    return ::stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP);
 }
 
 std::optional<mode_t> permissions(const std::string& path) {

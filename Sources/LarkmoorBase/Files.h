@@ -59,8 +59,11 @@ std::expected<void, FileError> makeFolders(const std::string& path, mode_t mode)
 /// When the bytes of the file were last changed, within what the clock can tell; nullopt if there is no file.
 std::optional<std::chrono::system_clock::time_point> modified(const std::string& path);
 
-/// Whether anything exists at the path, links followed; false for a dangling link.
+/// Whether anything exists at the path, links followed; false for a dangling link, and where we may not look.
 bool exists(const std::string& path);
+
+/// Whether certainly nothing exists at the path, links followed; false where we may not look.
+bool isAbsent(const std::string& path);
 
 /// The permission bits of what is at the path, links followed; nullopt if they cannot be read.
 std::optional<mode_t> permissions(const std::string& path);

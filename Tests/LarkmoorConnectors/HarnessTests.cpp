@@ -59,6 +59,20 @@ TEST_P(HarnessTest, ItConnectsOnceAndTheUsersBytesComeBack) {
     }
 }
 
+TEST_P(HarnessTest, ARemovalThatMayNotLookForOursIsRefused) {
+    ASSERT_NE(::geteuid(), 0U) << "root is refused nothing";
+    const ConnectorHome home;
+    home.makeFolder(GetParam().folder);
+    const auto connector = GetParam().make(home);
+    ASSERT_EQ(connector->install().result, Result::changed);
+    const auto installed = home.files();
+    home.setMode(GetParam().folder, 0);
+    const std::string told = home.told(connector->remove());
+    home.setMode(GetParam().folder, 0755);
+    EXPECT_TRUE(told.starts_with("refused") && told.contains(": this folder cannot be written by this user")) << told;
+    EXPECT_EQ(home.files(), installed);
+}
+
 /// A hooks file with entries of the user's, numbered in file order, and as it falls out some of ours among them. No
 /// container is empty, so that all of them have to come back.
 struct HooksMaker {

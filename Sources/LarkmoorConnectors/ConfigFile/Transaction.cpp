@@ -21,8 +21,9 @@ namespace {
 
 using Outcome = std::expected<void, ConfigFileError>;
 
+/// A file that somebody else has removed meanwhile is as it shall be.
 Outcome removeFile(const std::string& path) {
-    if (::unlink(path.c_str()) == 0) return {};
+    if (::unlink(path.c_str()) == 0 || errno == ENOENT) return {};
     return std::unexpected{ConfigFileError::writeFailed(path, errno)};
 }
 
@@ -78,7 +79,7 @@ class Commit {
             return AtomicWrite::write(*change.before, change.path, {},
                                       mode == modeOfRemoved_.end() ? std::nullopt : std::optional{mode->second});
         }
-        return Files::exists(change.path) ? removeFile(change.path) : Outcome{};
+        return removeFile(change.path);
     }
 
     TransactionResult rolledBack(Observation cause) const {
@@ -144,7 +145,7 @@ std::optional<UnwritableReason> unwritableReason(const std::string& path) {
         return UnwritableReason{"this file cannot be written by this user, so nothing was written", false};
     }
     const std::string folder = ConfigPath::folder(path);
-    if (::stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+    if (Files::isAbsent(folder) || (::stat(folder.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))) {
         return UnwritableReason{"this folder is not there, so nothing was written", true};
     }
     if (::access(folder.c_str(), W_OK | X_OK) != 0) {

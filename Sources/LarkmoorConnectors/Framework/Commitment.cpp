@@ -13,7 +13,7 @@ HarnessFile HarnessFile::read(const std::string& label) {
     HarnessFile file{.label = label, .path = ConfigPath::canonical(label)};
     if (auto bytes = Files::read(file.path)) {
         file.bytes = std::move(*bytes);
-    } else if (Files::exists(file.path)) {
+    } else if (!Files::isAbsent(file.path)) {
         file.fault = std::move(bytes.error());
     }
     return file;
@@ -46,7 +46,8 @@ std::vector<Observation> unread(std::span<const PlannedFile> plan) {
         const HarnessFile& file = planned.file;
         if (!file.fault) continue;
         if (auto reason = Transaction::unwritableReason(file.path)) {
-            said.push_back({file.label, std::move(reason->text)});
+            const std::string& place = ConfigPath::isLink(file.label) ? file.path : file.label;
+            said.push_back({reason->liesInTheFolder ? ConfigPath::folder(place) : file.label, std::move(reason->text)});
         } else {
             const UnreadFile failed{file.label, planned.format, file.fault->reason()};
             append(said, refused(std::span{&failed, 1}).observations);

@@ -21,7 +21,7 @@ struct HarnessFile {
     std::string label;                 ///< the path as the user knows it
     std::string path;                  ///< the real path, see ConfigPath
     std::optional<Bytes> bytes{};      ///< nullopt if the file does not exist or cannot be read
-    std::optional<FileError> fault{};  ///< why an existing file could not be read
+    std::optional<FileError> fault{};  ///< why a file that exists, or may exist, could not be read
 
     /// Links are followed.
     static HarnessFile read(const std::string& label);

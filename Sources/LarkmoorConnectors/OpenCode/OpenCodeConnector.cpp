@@ -14,6 +14,7 @@
 #include "LarkmoorConnectors/OpenCode/OpenCodeMCP.h"
 #include "LarkmoorConnectors/OpenCode/OpenCodePlugin.h"
 #include "LarkmoorConnectors/OpenCode/OpenCodeSessionStore.h"
+#include "LarkmoorConnectors/OpenCode/SQLiteReader.h"
 
 namespace larkmoor {
 
@@ -30,6 +31,11 @@ constexpr const char* fileCreatedByUs = "this file was created when Larkmoor con
 
 /// A store that the plugin does not work with, or may not.
 bool isTooOld(std::optional<Writer> writer) { return writer == Writer::openCode1 || writer == Writer::unknown; }
+
+/// Why nobody can tell who writes the store: no update of OpenCode helps then.
+std::optional<std::string> missingReader(std::optional<Writer> writer) {
+    return writer == Writer::unknown ? SQLiteReader::loadFault() : std::nullopt;
+}
 
 /// A new folder, which goes again unless it is kept. What somebody put into it meanwhile keeps it, too.
 class NewFolder {
@@ -97,7 +103,9 @@ ConnectorIdentity OpenCodeConnector::shownIdentity() const {
     ConnectorIdentity shown = identity();
     const std::string store = paths.sessionDatabase();
     const auto writer = OpenCodeSessionStore::writer(store);
-    if (isTooOld(writer)) {
+    if (auto fault = missingReader(writer)) {
+        shown.detail = std::move(*fault);
+    } else if (isTooOld(writer)) {
         shown.detail = "Update OpenCode and open it once to use it with Larkmoor.";
     } else if (writer && OpenCodeSessionStore::isOpenCode1StillUsed(store, now())) {
         shown.detail = "OpenCode 1 is still being used on this Mac. Update it to use it with Larkmoor.";
@@ -144,7 +152,9 @@ ScanReport OpenCodeConnector::scan() const {
 
 std::optional<ConnectorOutcome> OpenCodeConnector::storeRefusal() const {
     const std::string store = paths.sessionDatabase();
-    if (!isTooOld(OpenCodeSessionStore::writer(store))) return std::nullopt;
+    const auto writer = OpenCodeSessionStore::writer(store);
+    if (!isTooOld(writer)) return std::nullopt;
+    if (auto fault = missingReader(writer)) return Commitment::refused(PlanFailure{store, std::move(*fault)});
     return ConnectorOutcome::refused(
         {{store,
           "this is OpenCode 1's session store; update OpenCode and open it once, then tick it again. Nothing was "

@@ -41,7 +41,7 @@ ProjectReport storedProjects(const OpenCodePaths& paths) {
 }  // namespace
 
 ProjectReport projects(const OpenCodePaths& paths) {
-    if (Files::exists(paths.sessionDatabase())) return storedProjects(paths);
+    if (!Files::isAbsent(paths.sessionDatabase())) return storedProjects(paths);
     const std::string legacy = paths.dataDirectory + "/storage";
     std::string note = "no session store found";
     if (Inventory::isFolder(legacy)) {

@@ -19,7 +19,10 @@ namespace {
 using TimePoint = std::chrono::system_clock::time_point;
 using std::chrono::milliseconds;
 
-constexpr milliseconds busy{1500};
+constexpr SQLiteReader::Limits limits{.busy = milliseconds{1500}, .total = std::chrono::seconds{10}};
+
+/// Of folders' names, and of what it takes to keep each.
+constexpr std::size_t maxHeld = std::size_t{256} << 20U, heldBeside = 64;
 
 /// Within what the clock can count.
 TimePoint timePoint(milliseconds since1970) {
@@ -45,16 +48,17 @@ bool isFolderName(std::string_view text) { return !text.empty() && !text.contain
 
 std::optional<std::vector<std::string>> answers(const std::string& path, const std::string& sql) {
     std::vector<std::string> answers;
-    const auto read = SQLiteReader::rows(path, sql, busy, [&](const auto& column) {
+    const auto read = SQLiteReader::rows(path, sql, limits, [&](const auto& column) {
         const auto value = column(0);
         const auto* text = std::get_if<std::string_view>(&value);
         answers.emplace_back(text == nullptr ? std::string_view{} : *text);
+        return true;
     });
     return read ? std::optional{std::move(answers)} : std::nullopt;
 }
 
 std::optional<Writer> writer(const std::string& of) {
-    if (!Files::exists(of)) return std::nullopt;
+    if (Files::isAbsent(of)) return std::nullopt;
     const auto tables =
         answers(of, "SELECT name FROM sqlite_master WHERE type = 'table' AND name IN ('session', 'session_v2')");
     const auto has = [&](std::string_view table) {
@@ -75,23 +79,29 @@ bool isOpenCode1StillUsed(const std::string& in, TimePoint now) {
 }
 
 std::expected<Decoded, Refusal> read(const std::string& path) {
+    // The rows of a view may never end.
+    const auto views = answers(path, "SELECT 1 FROM sqlite_master WHERE type = 'view' AND lower(name) = 'session_v2'");
+    if (views && !views->empty()) return std::unexpected{Refusal{"session_v2 is a view, not a table"}};
     std::map<std::string, std::int64_t, std::less<>> newest;
+    std::size_t held = 0;
     Decoded decoded;
     const auto read =
-        SQLiteReader::rows(path, "SELECT directory, time_updated FROM session_v2", busy, [&](const auto& column) {
+        SQLiteReader::rows(path, "SELECT directory, time_updated FROM session_v2", limits, [&](const auto& column) {
             const auto first = column(0), second = column(1);
             const auto* directory = std::get_if<std::string_view>(&first);
             const auto* time = std::get_if<std::int64_t>(&second);
             if (directory == nullptr || !isFolderName(*directory) || time == nullptr || *time < 1) {
                 ++decoded.skipped;
-                return;
+                return true;
             }
             const auto known = newest.find(*directory);
             if (known == newest.end()) {
                 newest.emplace(*directory, *time);
+                held += directory->size() + heldBeside;
             } else {
                 known->second = std::max(known->second, *time);
             }
+            return held <= maxHeld;
         });
     if (!read) return std::unexpected{Refusal{read.error().text.value_or(std::string{words(read.error().step)})}};
     while (!newest.empty()) {

@@ -1,5 +1,6 @@
 // OpenCode's database of sessions: which of its generations writes it, and which folders it has worked in. Only reads;
-// each function opens the database anew and blocks as long as the disk does, and for 1.5 s at most if it is locked.
+// each function opens the database anew and blocks as long as the disk does, but 10 s at most for a query; for a lock
+// each of them waits 1.5 s, and `read` twice that.
 #pragma once
 
 #include <boost/describe.hpp>
@@ -45,6 +46,7 @@ struct [[nodiscard]] Refusal {
     bool operator==(const Refusal&) const = default;
 };
 
+/// A view, which might never end, and more than 256 MiB of folders are refused.
 std::expected<Decoded, Refusal> read(const std::string& path);
 
 /// The first column of every row of the query as text, empty where it holds no text; nullopt on any failure.

@@ -5,9 +5,12 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <future>
+
 #include "LarkmoorConnectors/Harnesses.h"
 #include "LarkmoorConnectors/OpenCode/OpenCodePlugin.h"
 #include "LarkmoorConnectors/OpenCode/OpenCodeSessionStore.h"
+#include "LarkmoorConnectors/OpenCode/SQLiteReader.h"
 #include "Support/RunTool.h"
 
 namespace larkmoor {
@@ -90,6 +93,10 @@ TEST(OpenCodeVerbs, TheFolderThatItMakesGoesAgainUnlessSomethingChanged) {
     home.setMode(".config/opencode", 0555);
     EXPECT_EQ(home.told(openCode.install()),
               "refused" ON_FOLDER "this folder was not made, so nothing was written — Permission denied");
+    home.setMode(".config/opencode", 0755);
+    home.link(".config/opencode/plugins", home.path("nowhere"));
+    EXPECT_EQ(home.told(openCode.install()),
+              "refused" ON_FOLDER "this folder was not made, so nothing was written — File exists");
 }
 
 TEST(OpenCodeVerbs, WhatARemovalSaysOfThePluginsFolder) {
@@ -138,12 +145,14 @@ using OpenCodeSessionStore::Writer;
 #define WAL "PRAGMA journal_mode=WAL;"
 
 constexpr const char* data = ".local/share/opencode";
+constexpr std::chrono::milliseconds second{1000};
 
 /// A connection that writes the store of a home.
 struct Store {
-    explicit Store(const ConnectorHome& home, const std::string& sql) {
-        home.makeFolder(data);
-        sqlite3_open(home.path(openCodeStore).c_str(), &database);
+    Store(const ConnectorHome& home, const std::string& sql)
+        : Store{(home.makeFolder(data), home.path(openCodeStore)), sql} {}
+    Store(const std::string& path, const std::string& sql) {
+        sqlite3_open(path.c_str(), &database);
         run(sql);
     }
     ~Store() { sqlite3_close(database); }
@@ -180,19 +189,60 @@ TEST(OpenCodeStore, ALiveWritersLogCounts) {
     store.run("COMMIT;");
     home.link("link.db", home.path(openCodeStore));
     EXPECT_EQ(OpenCodeSessionStore::writer(home.path("link.db")), Writer::openCode2);
-    // A log without its index, as a backup may hold it: there is nobody to write one.
+    // Of a writer that was killed. Its index is not ours to mend.
     fs::copy(home.path(data), home.path("copy"));
+    home.write("copy/opencode.db-shm", "torn");
+    EXPECT_EQ(OpenCodeSessionStore::writer(home.path("copy/opencode.db")), Writer::openCode2);
+    EXPECT_EQ(home.read("copy/opencode.db-shm"), "torn");
+    // A log without its index, as a backup may hold it: there is nobody to write one.
     fs::remove(home.path("copy/opencode.db-shm"));
     EXPECT_EQ(OpenCodeSessionStore::writer(home.path("copy/opencode.db")), Writer::unknown);
     EXPECT_FALSE(fs::exists(home.path("copy/opencode.db-shm")));
+}
+
+TEST(OpenCodeStore, ItsWriterWaitsForEveryQueryThatReads) {
+    const ConnectorHome home;
+    makeStore(home, TABLE_2 "INSERT INTO session_v2 VALUES('/a', 1);");
+    const auto rows = [store = home.path(openCodeStore)](const auto& each) {
+        return SQLiteReader::rows(store, "SELECT directory FROM session_v2", {second, second}, each).has_value();
+    };
+    const auto write = [&] {
+        return runTool({"python3", "-c",
+                        "import sqlite3, sys; sqlite3.connect(sys.argv[1], 0, isolation_level=None)"
+                        ".execute('DELETE FROM session_v2')",
+                        home.path(openCodeStore)});
+    };
+    std::future<bool> other;
+    EXPECT_TRUE(rows([&](const auto&) {
+        other = std::async(std::launch::async, rows, [](const auto&) { return true; });
+        other.wait_for(std::chrono::milliseconds{100});
+        EXPECT_TRUE(write().err.contains("database is locked"));
+        return true;
+    }));
+    EXPECT_TRUE(other.get());
+    EXPECT_EQ(write().status, 0);
+
+    constexpr auto forever =
+        "WITH RECURSIVE a(b) AS (SELECT 1 UNION ALL SELECT b + 1 FROM a) SELECT b FROM a WHERE b < 0";
+    const auto ended = SQLiteReader::rows(home.path(openCodeStore), forever, {second, second / 20}, {});
+    EXPECT_EQ(ended.error().text, "it took longer than 0.05 s");
 }
 
 TEST(OpenCodeStore, WhatCannotBeReadIsRefusedInPlainWords) {
     const std::tuple<const char*, void (*)(const std::string& path), const char*> table[] = {
         {"text", [](auto& path) { std::ofstream{path} << std::string(4096, 'x'); }, "file is not a database"},
         {"cut off", [](auto& path) { fs::resize_file(path, 5000); }, "database disk image is malformed"},
-        {"closed to us", [](auto& path) { fs::permissions(path, fs::perms::none); }, "it would not open"},
-        {"a pipe", [](auto& path) { fs::remove(path), ::mkfifo(path.c_str(), 0600); }, "it would not open"},
+        {"closed to us", [](auto& path) { fs::permissions(path, fs::perms::none); },
+         "it would not open: Permission denied"},
+        {"a pipe", [](auto& path) { fs::remove(path), ::mkfifo(path.c_str(), 0600); },
+         "it would not open: it is not a regular file"},
+        {"rows without end",
+         [](auto& path) {
+             Store{path,
+                   "DROP TABLE session_v2; CREATE VIEW session_v2 AS WITH RECURSIVE a(b) AS (SELECT 1 UNION ALL "
+                   "SELECT b + 1 FROM a) SELECT '/' || b AS directory, b AS time_updated FROM a;"};
+         },
+         "session_v2 is a view, not a table"},
     };
     for (const auto& [name, make, text] : table) {
         SCOPED_TRACE(name);
@@ -205,6 +255,19 @@ TEST(OpenCodeStore, WhatCannotBeReadIsRefusedInPlainWords) {
         EXPECT_TRUE(note.starts_with("session store present (~/.local/share/opencode/opencode.db, latest 20")) << note;
         EXPECT_TRUE(note.ends_with(std::string{") — its database did not answer: "} + text)) << note;
     }
+}
+
+TEST(OpenCodeStore, WhereItMayNotLookThereMayBeSomething) {
+    const ConnectorHome home;
+    makeStore(home, TABLE_2);
+    home.write(openCodeConfig, "{}");
+    EXPECT_EQ(home.openCode().install().result, Result::changed);
+    for (const char* closed : {".config/opencode/plugins", data}) home.setMode(closed, 0);
+    EXPECT_EQ(home.told(home.openCode().remove()),
+              "refused" ON_FOLDER "this folder cannot be written by this user, so nothing was written");
+    EXPECT_EQ(OpenCodeSessionStore::writer(home.path(openCodeStore)), Writer::unknown);
+    EXPECT_TRUE(home.openCode().projects().note->ends_with("it would not open: Permission denied"));
+    for (const char* closed : {".config/opencode/plugins", data}) home.setMode(closed, 0755);
 }
 
 TEST(OpenCodeStore, TheOldGenerationIsStillUsedWithinAWeek) {
@@ -239,6 +302,19 @@ TEST(OpenCodeStore, ProjectsByTheirLastActivity) {
         runTool({LARKMOOR_CONNECT, "--home", home.path(), "--bundle", home.bundle(), "projects", "opencode"});
     EXPECT_TRUE(tool.out.starts_with("opencode: 4 projects\n  /late\n    last activity 2262-04-11T23:47:16Z\n  /b\n"))
         << tool.out;
+}
+
+TEST(OpenCodeStore, WhereSQLiteIsMissingThatIsSaid) {
+    const ConnectorHome home;
+    makeStore(home, TABLE_2);
+    home.makeFolder(".config/opencode");
+    home.write("lib/libsqlite3.so.0", "");
+    for (const auto& [verb, status] : {std::pair{"scan", 0}, {"install", 1}, {"projects", 0}}) {
+        const ToolRun run = runTool({"/usr/bin/env", "LD_LIBRARY_PATH=" + home.path("lib"), LARKMOOR_CONNECT, "--home",
+                                     home.path(), "--bundle", home.bundle(), "--json", verb, "opencode"});
+        EXPECT_EQ(run.status, status) << verb << run.err;
+        EXPECT_TRUE(run.out.contains("SQLite could not be loaded: ")) << verb << run.out;
+    }
 }
 
 TEST(OpenCodePluginTest, UnderNode) {
