@@ -70,7 +70,10 @@ struct LocalModelsProgress {
     LARKMOOR_FIELDS(LocalModelsProgress, (std::int32_t, pid), (double, writtenAt),
                     (bool, running),  // the writer is at work
                     (std::vector<Row>, rows), (std::vector<Sample>, samples), (Receipts, installed),
-                    (std::optional<bool>, migrating))  // from an older naming model
+                    (std::optional<bool>, migrating),  // from an older naming model
+                    // What an undo takes away besides `installed`: what the passes before this one made, and places of
+                    // ours that held nothing before a pass was about to fill them.
+                    (std::optional<Receipts>, claimed))
 
     struct Count {
         std::size_t done = 0;

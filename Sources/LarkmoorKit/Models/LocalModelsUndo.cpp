@@ -32,6 +32,26 @@ double secondsSince1970(const std::optional<std::chrono::system_clock::time_poin
     return time ? std::chrono::duration<double>(time->time_since_epoch()).count() : 0;
 }
 
+/// When a step has its turn: the host must live to delete a model, and be gone before its folders go.
+int turn(const Step& step) {
+    return step.visit([](const Step::DeleteModel&) { return 0; }, [](const Step::BootoutAgent&) { return 1; },
+                      [](const Step::RemoveFile&) { return 2; }, [](const Step::RemoveDirectory&) { return 3; },
+                      [](const Step::RemoveModelFolder&) { return 4; });
+}
+
+/// The claims that still have something to be taken away. A list may be gone and its job loaded all the same.
+Receipts standing(Receipts claims, const Receipts& installed) {
+    for (auto* folder : {&claims.runtimeDir, &claims.asrCacheDir, &claims.senkoDir}) {
+        if (*folder && !Files::exists(**folder)) folder->reset();
+    }
+    // The host asked now has another store than the one into which we pulled.
+    if (claims.ollama && installed.ollama && claims.ollama->folder != installed.ollama->folder) {
+        claims.pulledModel.reset();
+    }
+    if (claims.ollama && !claims.ollama->folderExisted && !Files::exists(claims.ollama->folder)) claims.ollama.reset();
+    return claims;
+}
+
 // The steps' effects.
 
 Task<void> deleteModel(std::string name, Seams seams) {
@@ -106,6 +126,33 @@ std::vector<Step> plan(const Receipts& receipts, const std::vector<std::string>&
 }
 
 std::vector<Step> planNow(const Receipts& receipts) { return plan(receipts, partialBlobs(receipts)); }
+
+std::vector<Step> planNow(const LocalModelsProgress& progress) {
+    std::vector<Step> steps = planNow(progress.installed);
+    const auto claims = progress.claimed ? standing(*progress.claimed, progress.installed) : Receipts{};
+    for (Step& step : planNow(claims)) {
+        if (std::ranges::find(steps, step) != steps.end()) continue;
+        const auto behind = std::ranges::upper_bound(steps, turn(step), {}, turn);
+        steps.insert(behind, std::move(step));
+    }
+    return steps;
+}
+
+Receipts merged(Receipts earlier, const Receipts& later) {
+    const auto take = [](auto& field, const auto& other) {
+        if (!field) field = other;
+    };
+    // A pull and its beginning are one fact.
+    if (!earlier.pulledModel) earlier.pullBeganAt = later.pullBeganAt;
+    take(earlier.pulledModel, later.pulledModel);
+    take(earlier.runtimeDir, later.runtimeDir);
+    take(earlier.agentPlist, later.agentPlist);
+    take(earlier.asrCacheDir, later.asrCacheDir);
+    take(earlier.senkoDir, later.senkoDir);
+    take(earlier.ollama, later.ollama);
+    take(earlier.oldModelWasOurs, later.oldModelWasOurs);
+    return earlier;
+}
 
 std::vector<std::string> describe(const std::vector<Step>& steps) {
     std::vector<std::string> lines;

@@ -69,6 +69,13 @@ std::vector<Step> plan(const Receipts& receipts, const std::vector<std::string>&
 
 /// `plan` with the `partialBlobs` of this moment.
 std::vector<Step> planNow(const Receipts& receipts);
+/// The steps of what is installed and of what is claimed, each once, in the order of `plan`. Of the claims only what is
+/// on the disk counts. Blocks as long as the disk does.
+std::vector<Step> planNow(const LocalModelsProgress& progress);
+
+/// What the later receipts add to the earlier ones, which stand where both say something: the first inventory is the
+/// one that knew what was there before us.
+Receipts merged(Receipts earlier, const Receipts& later);
 
 // For a screen that asks whether to cancel.
 

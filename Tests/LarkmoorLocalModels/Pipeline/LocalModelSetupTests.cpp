@@ -27,7 +27,8 @@ std::unexpected<SetupError> failed(std::string why) { return std::unexpected{Set
 struct Machine {
     // The machine.
     std::optional<std::string> runtime;
-    bool hostRuns = false, hostComesUp = true, modelIsThere = false, hasHelper = true, movesLayout = true;
+    bool hostRuns = false, hostComesUp = true, modelIsThere = false, hasHelper = true, movesLayout = true,
+         placesAreFilled = false;
     std::optional<std::string> fetchFails, pullFails;
     std::vector<std::string> helperLines{
         fmt::format(R"({{"component":"asr","event":"start","dir":"{}"}})", asrFolder),
@@ -135,6 +136,8 @@ struct Machine {
                 co_await call("receipts");
                 co_return lastReceipts;
             },
+            .claims = [this]() -> Task<Receipts> { co_return lastReceipts.value_or(Receipts{}); },
+            .exists = [this](std::string) -> Task<bool> { co_return placesAreFilled; },
         };
     }
 
