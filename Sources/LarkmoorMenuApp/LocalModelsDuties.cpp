@@ -143,7 +143,8 @@ Task<void> LocalModelsDuties::leaveNoTrace() {
     co_await BlockingWork::run([support = seams_.support, log = seams_.log] {
         sweepStrayTarballs(RuntimePlaces::of(support).temporaryFolder, log);
         for (const std::string& folder :
-             {ModelsFolder::naming(support), ModelsFolder::voices(support), ModelsFolder::root(support)}) {
+             {ModelsFolder::naming(support), ModelsFolder::speech(support), ModelsFolder::voices(support),
+              ModelsFolder::root(support)}) {
             ::rmdir(folder.c_str());
         }
     });

@@ -71,6 +71,7 @@ Task<void> LocalModelSetup::run() {
     co_await Spawning::toItsEnd([this] { return pass(); });
     running_ = migrating_ = false;
     publish(true);
+    co_await Spawning::toItsEnd([this] { return settle(); });
     ended_->set();
 }
 

@@ -115,7 +115,11 @@ Done prove(const std::string& binary) {
 std::optional<std::string> firstTrusted(const RuntimeSetup& setup) {
     for (const std::string& path : setup.places.ourBinaries) {
         if (!isExecutableFile(path)) continue;
-        if (binaryVerifies(path)) return path;
+        if (binaryVerifies(path)) {
+            // A fetch that was killed behind its last step leaves its archive, and no fetch will follow it.
+            sweepStrayTarballs(setup.places.temporaryFolder, setup.log);
+            return path;
+        }
         setup.log(
             fmt::format("model-setup: the managed runtime at {} did not verify (a killed fetch leaves one behind) — "
                         "deleting it and fetching again",
