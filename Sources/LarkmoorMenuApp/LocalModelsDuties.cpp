@@ -88,7 +88,10 @@ Task<void> LocalModelsDuties::startIfNeeded() {
 
 Task<void> LocalModelsDuties::decideAtLaunch() {
     co_await seams_.host.capHostIfUncapped();
-    const auto progress = co_await BlockingWork::run([path = progressPath_] { return LocalModelsProgress::read(path); });
+    const auto progress = co_await BlockingWork::run([path = progressPath_] {
+        LocalModelsProgress::sweepTemporaries(path);
+        return LocalModelsProgress::read(path);
+    });
     const bool stepsDone = LocalModelsProgress::stepsDone(progress);
     const bool migrationDue =
         ModelMigration::decide(co_await seams_.host.plistText()) == ModelMigration::Decision::migrate ||
@@ -141,6 +144,7 @@ Task<std::vector<LocalModelsUndo::Step>> LocalModelsDuties::undoPlan() {
 /// What no receipt names: the downloads of killed processes, and folders of ours that are empty now.
 Task<void> LocalModelsDuties::leaveNoTrace() {
     co_await BlockingWork::run([support = seams_.support, log = seams_.log] {
+        LocalModelsProgress::sweepTemporaries(LocalModelsProgress::path(support));
         sweepStrayTarballs(RuntimePlaces::of(support).temporaryFolder, log);
         for (const std::string& folder :
              {ModelsFolder::naming(support), ModelsFolder::speech(support), ModelsFolder::voices(support),

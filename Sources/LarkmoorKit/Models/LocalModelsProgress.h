@@ -120,6 +120,8 @@ struct LocalModelsProgress {
     /// Readers see the old or the new file, whole, even if this process is killed meanwhile. Failures are ignored: the
     /// next publish is the retry. In each process one thread at a time; blocks, but does not wait for the disk.
     void write(const std::string& path) const;
+    /// Removes what writers left that were killed amid `write`. Failures are ignored; blocks.
+    static void sweepTemporaries(const std::string& path);
 };
 
 }  // namespace larkmoor

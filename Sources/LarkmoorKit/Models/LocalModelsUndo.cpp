@@ -129,8 +129,8 @@ std::vector<Step> planNow(const Receipts& receipts) { return plan(receipts, part
 
 std::vector<Step> planNow(const LocalModelsProgress& progress) {
     std::vector<Step> steps = planNow(progress.installed);
-    const auto claims = progress.claimed ? standing(*progress.claimed, progress.installed) : Receipts{};
-    for (Step& step : planNow(claims)) {
+    const auto claimed = progress.claimed ? standing(*progress.claimed, progress.installed) : Receipts{};
+    for (Step& step : planNow(claimed)) {
         if (std::ranges::find(steps, step) != steps.end()) continue;
         const auto behind = std::ranges::upper_bound(steps, turn(step), {}, turn);
         steps.insert(behind, std::move(step));
@@ -138,20 +138,19 @@ std::vector<Step> planNow(const LocalModelsProgress& progress) {
     return steps;
 }
 
-Receipts merged(Receipts earlier, const Receipts& later) {
+Receipts claims(Receipts claimed, const Receipts& installed) {
     const auto take = [](auto& field, const auto& other) {
         if (!field) field = other;
     };
     // A pull and its beginning are one fact.
-    if (!earlier.pulledModel) earlier.pullBeganAt = later.pullBeganAt;
-    take(earlier.pulledModel, later.pulledModel);
-    take(earlier.runtimeDir, later.runtimeDir);
-    take(earlier.agentPlist, later.agentPlist);
-    take(earlier.asrCacheDir, later.asrCacheDir);
-    take(earlier.senkoDir, later.senkoDir);
-    take(earlier.ollama, later.ollama);
-    take(earlier.oldModelWasOurs, later.oldModelWasOurs);
-    return earlier;
+    if (!claimed.pulledModel) claimed.pullBeganAt = installed.pullBeganAt;
+    take(claimed.pulledModel, installed.pulledModel);
+    take(claimed.runtimeDir, installed.runtimeDir);
+    take(claimed.agentPlist, installed.agentPlist);
+    take(claimed.senkoDir, installed.senkoDir);
+    take(claimed.ollama, installed.ollama);
+    take(claimed.oldModelWasOurs, installed.oldModelWasOurs);
+    return claimed;
 }
 
 std::vector<std::string> describe(const std::vector<Step>& steps) {

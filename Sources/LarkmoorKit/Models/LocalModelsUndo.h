@@ -73,9 +73,10 @@ std::vector<Step> planNow(const Receipts& receipts);
 /// on the disk counts. Blocks as long as the disk does.
 std::vector<Step> planNow(const LocalModelsProgress& progress);
 
-/// What the later receipts add to the earlier ones, which stand where both say something: the first inventory is the
-/// one that knew what was there before us.
-Receipts merged(Receipts earlier, const Receipts& later);
+/// The claims with what a pass after them installed. Where both say something the claims stand: the first inventory is
+/// the one that knew what was there before us. The speech model's folder is not taken over: until the helper has ended,
+/// it may turn out to have been there.
+Receipts claims(Receipts claimed, const Receipts& installed);
 
 // For a screen that asks whether to cancel.
 

@@ -52,7 +52,7 @@ Task<std::optional<Receipts>> readReceipts(std::string support) {
 Task<Receipts> readClaims(std::string support) {
     const auto progress = co_await readProgress(std::move(support));
     if (!progress) co_return Receipts{};
-    co_return LocalModelsUndo::merged(progress->claimed.value_or(Receipts{}), progress->installed);
+    co_return LocalModelsUndo::claims(progress->claimed.value_or(Receipts{}), progress->installed);
 }
 
 Task<bool> isThere(std::string path) {

