@@ -58,9 +58,10 @@ LocalModelsDuties::Seams LocalModelsDuties::live(const LiveWorkers& workers, Lau
                      .launchctl = launchctl,
                      .host = workers.endpoint,
                      .removePlist =
-                         [removeUnit = std::move(removeUnit), log = workers.host.logPath()](
-                             std::string plist,
-                             std::string label) { return removeAgent(removeUnit, log, std::move(plist), std::move(label)); },
+                         [removeUnit = std::move(removeUnit), log = workers.host.logPath()](std::string plist,
+                                                                                            std::string label) {
+                             return removeAgent(removeUnit, log, std::move(plist), std::move(label));
+                         },
                      .log = workers.log},
             .log = workers.log};
 }
@@ -146,9 +147,8 @@ Task<void> LocalModelsDuties::leaveNoTrace() {
     co_await BlockingWork::run([support = seams_.support, log = seams_.log] {
         LocalModelsProgress::sweepTemporaries(LocalModelsProgress::path(support));
         sweepStrayTarballs(RuntimePlaces::of(support).temporaryFolder, log);
-        for (const std::string& folder :
-             {ModelsFolder::naming(support), ModelsFolder::speech(support), ModelsFolder::voices(support),
-              ModelsFolder::root(support)}) {
+        for (const std::string& folder : {ModelsFolder::naming(support), ModelsFolder::speech(support),
+                                          ModelsFolder::voices(support), ModelsFolder::root(support)}) {
             ::rmdir(folder.c_str());
         }
     });

@@ -8,8 +8,8 @@
 
 #include "LarkmoorBase/SerialQueue.h"
 #include "LarkmoorKit/Models/LocalModelsUndo.h"
-#include "LarkmoorLocalModels/Pipeline/LocalModelLaunch.h"
 #include "LarkmoorLocalModels/Pipeline/LiveWorkers.h"
+#include "LarkmoorLocalModels/Pipeline/LocalModelLaunch.h"
 #include "LarkmoorLocalModels/Pipeline/LocalModelSetup.h"
 #include "LarkmoorMenuApp/MenuDuties.h"
 
@@ -53,7 +53,7 @@ class LocalModelsDuties {
     std::string progressPath_;
     LocalModelLaunch launch_;
     bool isCancelled_ = false;
-    std::shared_ptr<OneShotEvent> decided_;  ///< at this launch; null before `startIfNeeded`
+    std::shared_ptr<OneShotEvent> decided_;        ///< at this launch; null before `startIfNeeded`
     std::optional<LocalModelsProgress> progress_;  ///< the last one published
     /// Writes the progress file; a slow disk must not stop the menu.
     std::shared_ptr<SerialQueue> file_ = std::make_shared<SerialQueue>("models-progress");

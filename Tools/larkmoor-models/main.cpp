@@ -27,7 +27,7 @@ constexpr std::array commands{
 
 struct Option {
     std::string_view name;
-    std::string Arguments::*value;
+    std::string Arguments::* value;
 };
 
 constexpr std::array options{

@@ -75,7 +75,8 @@ Task<void> bootout(std::string plist, std::string label, Seams seams) {
 Task<void> remove(std::string path, Seams seams) {
     const auto failure = co_await BlockingWork::run([path] {
         std::error_code error;
-        if (std::filesystem::remove_all(path, error) == 0 && !error) error = std::make_error_code(std::errc::no_such_file_or_directory);
+        if (std::filesystem::remove_all(path, error) == 0 && !error)
+            error = std::make_error_code(std::errc::no_such_file_or_directory);
         return error;
     });
     seams.log(failure ? fmt::format("cancel-install: {} not removed ({})", path, failure.message())
@@ -192,12 +193,11 @@ bool leavesNothingBehind(const std::optional<Receipts>& receipts) { return recei
 
 Task<void> perform(std::vector<Step> steps, Seams seams) {
     for (const Step& step : steps) {
-        co_await step.visit(
-            [&](const Step::DeleteModel& model) { return deleteModel(model.name, seams); },
-            [&](const Step::BootoutAgent& agent) { return bootout(agent.plist, agent.label, seams); },
-            [&](const Step::RemoveDirectory& folder) { return remove(folder.path, seams); },
-            [&](const Step::RemoveFile& file) { return remove(file.path, seams); },
-            [&](const Step::RemoveModelFolder& folder) { return remove(folder.path, seams); });
+        co_await step.visit([&](const Step::DeleteModel& model) { return deleteModel(model.name, seams); },
+                            [&](const Step::BootoutAgent& agent) { return bootout(agent.plist, agent.label, seams); },
+                            [&](const Step::RemoveDirectory& folder) { return remove(folder.path, seams); },
+                            [&](const Step::RemoveFile& file) { return remove(file.path, seams); },
+                            [&](const Step::RemoveModelFolder& folder) { return remove(folder.path, seams); });
     }
 }
 

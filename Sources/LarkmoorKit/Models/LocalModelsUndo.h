@@ -49,8 +49,8 @@ struct StepCases {
     };
 };
 
-class Step : public ClosedVariant<StepCases, StepCases::DeleteModel, StepCases::BootoutAgent, StepCases::RemoveDirectory,
-                                  StepCases::RemoveFile, StepCases::RemoveModelFolder> {
+class Step : public ClosedVariant<StepCases, StepCases::DeleteModel, StepCases::BootoutAgent,
+                                  StepCases::RemoveDirectory, StepCases::RemoveFile, StepCases::RemoveModelFolder> {
   public:
     using ClosedVariant::ClosedVariant;
 };

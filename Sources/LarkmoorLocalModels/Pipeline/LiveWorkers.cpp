@@ -98,11 +98,11 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
         .superviseHost = [&agent = host](std::string binary,
                                          Stop stop) { return agent.superviseHost(std::move(binary), std::move(stop)); },
         .waitForHost = [asked](Stop stop) { return larkmoor::waitForHost(asked(std::move(stop)), hostPatience); },
-        .probeModel = [live = *this](Stop stop) { return LocalModel::ready(live.http, live.endpoint, std::move(stop)); },
-        .pullModel =
-            [asked, log = log](TransferListener progress, Stop stop) {
-                return larkmoor::pullModel(asked(std::move(stop)), std::move(progress), log);
-            },
+        .probeModel = [live =
+                           *this](Stop stop) { return LocalModel::ready(live.http, live.endpoint, std::move(stop)); },
+        .pullModel = [asked, log = log](
+                         TransferListener progress,
+                         Stop stop) { return larkmoor::pullModel(asked(std::move(stop)), std::move(progress), log); },
         .inventory = [live = *this] { return takeInventory(live); },
         .snapshotReceipts = [support = support] { return readReceipts(support); },
         .claims = [support = support] { return readClaims(support); },

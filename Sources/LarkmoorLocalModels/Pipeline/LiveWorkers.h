@@ -21,9 +21,9 @@ struct LiveWorkers {
     HTTPClient& http;
     Fetch& fetch;
     HostAgent& host;
-    std::string home, support;          ///< `support` is Application Support
-    std::string endpoint;               ///< the model host's
-    std::optional<std::string> bundle;  ///< the application's, for the speech helper in it
+    std::string home, support;             ///< `support` is Application Support
+    std::string endpoint;                  ///< the model host's
+    std::optional<std::string> bundle;     ///< the application's, for the speech helper in it
     std::function<void(std::string)> log;  ///< the setup log
     RuntimeRelease release = RuntimeRelease::forThisSystem();
 

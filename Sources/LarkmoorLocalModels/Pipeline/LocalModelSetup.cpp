@@ -29,13 +29,22 @@ std::string parentFolder(const std::string& path) { return std::filesystem::path
 
 std::vector<LocalModelSetup::Row> newRows() {
     return {
-        {.id = std::string{runtimeRow}, .label = "Ollama runtime", .download = true,
-         .totalBytes = LocalModel::runtimeApproxBytes, .expected = true},
+        {.id = std::string{runtimeRow},
+         .label = "Ollama runtime",
+         .download = true,
+         .totalBytes = LocalModel::runtimeApproxBytes,
+         .expected = true},
         {.id = std::string{hostRow}, .label = "Model host"},
-        {.id = std::string{modelRow}, .label = std::string{LocalModel::titleModel}, .download = true,
-         .totalBytes = LocalModel::approxDownloadBytes, .expected = true},
-        {.id = std::string{asrRow}, .label = std::string{MeetingModels::asrName}, .download = true,
-         .totalBytes = MeetingModels::asrMeasuredBytes, .expected = true},
+        {.id = std::string{modelRow},
+         .label = std::string{LocalModel::titleModel},
+         .download = true,
+         .totalBytes = LocalModel::approxDownloadBytes,
+         .expected = true},
+        {.id = std::string{asrRow},
+         .label = std::string{MeetingModels::asrName},
+         .download = true,
+         .totalBytes = MeetingModels::asrMeasuredBytes,
+         .expected = true},
         {.id = std::string{vadRow}, .label = std::string{MeetingModels::senkoName}},
     };
 }
@@ -93,7 +102,8 @@ Task<void> LocalModelSetup::pass() {
     seams_.log(isTrioDone() ? "model-setup: trio done" : "model-setup: trio worked with quiet skips");
     co_await attempt(asrRow, meetingModelsStep());
     std::string states;
-    for (const Row& row : rows_) states += fmt::format("{}{}={}", states.empty() ? "" : " ", row.id, row.state.logged());
+    for (const Row& row : rows_)
+        states += fmt::format("{}{}={}", states.empty() ? "" : " ", row.id, row.state.logged());
     seams_.log(fmt::format("model-setup: pass finished — {} (all five: {})", states, finished()));
 }
 
@@ -115,7 +125,7 @@ Task<void> LocalModelSetup::readReceipts() {
 }
 
 /// Before a place is filled for the first time: a process that is killed amid that must not forget that it is ours.
-Task<void> LocalModelSetup::claim(std::optional<std::string> Receipts::*place, std::string path) {
+Task<void> LocalModelSetup::claim(std::optional<std::string> Receipts::* place, std::string path) {
     if (claimed_.*place || co_await seams_.workers.exists(path)) co_return;
     claimed_.*place = std::move(path);
     publish(true);
@@ -162,7 +172,8 @@ Task<void> LocalModelSetup::runtimeStep() {
 
 Task<void> LocalModelSetup::hostStep() {
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
-    if (co_await seams_.workers.hostAnswers(stop_.get_token())) co_return set(hostRow, RowState::Done{"already running"});
+    if (co_await seams_.workers.hostAnswers(stop_.get_token()))
+        co_return set(hostRow, RowState::Done{"already running"});
     // A question that is cut short is answered with no.
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
     if (!runtime_) co_return quietSkip(hostRow, "no runtime landed this run — nothing to supervise");
@@ -186,9 +197,8 @@ Task<void> LocalModelSetup::migrationStep() {
     migrating_ = true;
     publish(true);
     ModelMigration::Outcome outcome = ModelMigration::Outcome::NotNeeded{};
-    co_await Spawning::toItsEnd([&]() -> Task<void> {
-        outcome = co_await seams_.workers.migrate(snapshotReceipts_, stop_.get_token());
-    });
+    co_await Spawning::toItsEnd(
+        [&]() -> Task<void> { outcome = co_await seams_.workers.migrate(snapshotReceipts_, stop_.get_token()); });
     migrating_ = false;
     publish(true);
     if (outcome.is<ModelMigration::Outcome::Migrated>()) installed_.pulledModel = LocalModel::titleModel;
@@ -239,8 +249,7 @@ PrefetchRows LocalModelSetup::prefetchRows() {
             .quietSkip = [this](std::string_view id, std::string_view why) { quietSkip(id, why); },
             .markPresent = [this](std::string_view id) { markPresent(id); },
             .transfer = [this](std::string_view id, Transfer moved) { transfer(id, moved); },
-            .setAsrCacheDir =
-                [this](std::optional<std::string> folder) { installed_.asrCacheDir = std::move(folder); },
+            .setAsrCacheDir = [this](std::optional<std::string> folder) { installed_.asrCacheDir = std::move(folder); },
             .setSenkoDir = [this](std::string folder) { installed_.senkoDir = std::move(folder); },
             .log = seams_.log};
 }
@@ -276,9 +285,10 @@ void LocalModelSetup::set(std::string_view id, RowState state) {
 
 void LocalModelSetup::quietSkip(std::string_view id, std::string_view why) {
     set(id, RowState::Skipped{});
-    seams_.log(fmt::format("model-setup: {} skipped quietly — {} (no failure words anywhere; the lazy first-use path "
-                           "remains the fallback)",
-                           id, why));
+    seams_.log(
+        fmt::format("model-setup: {} skipped quietly — {} (no failure words anywhere; the lazy first-use path "
+                    "remains the fallback)",
+                    id, why));
 }
 
 void LocalModelSetup::markPresent(std::string_view id) {

@@ -107,7 +107,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Task<void> run();
     Task<void> pass();
     Task<void> attempt(std::string_view row, Task<void> step);
-    Task<void> claim(std::optional<std::string> Receipts::*place, std::string path);
+    Task<void> claim(std::optional<std::string> Receipts::* place, std::string path);
     Task<void> readReceipts();
     Task<void> layoutFirstRound();
     Task<void> takeInventory();

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "LarkmoorKit/Supervision/DaemonAgent.h"
-#include "LarkmoorMenuApp/Main/RunningBundle.h"
 #include "LarkmoorMenuApp/LocalModelsDuties.h"
+#include "LarkmoorMenuApp/Main/RunningBundle.h"
 #include "LarkmoorMenuApp/MenuBar.h"
 #include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"

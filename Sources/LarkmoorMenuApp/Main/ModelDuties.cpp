@@ -38,7 +38,8 @@ LocalModelsDuties::Seams Application::localModelsSeams() {
                            .endpoint = std::string{LocalModel::endpoint},
                            .bundle = InstalledBundle::current(),
                            .log = SetupLog::line};
-    return LocalModelsDuties::live(live, launchAgents_, [this](std::string unit) { return removeUnit(std::move(unit)); });
+    return LocalModelsDuties::live(live, launchAgents_,
+                                   [this](std::string unit) { return removeUnit(std::move(unit)); });
 }
 
 MenuDuties::Models Application::modelDuties() { return localModels_.make(); }

