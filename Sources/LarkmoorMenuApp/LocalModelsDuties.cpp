@@ -3,10 +3,16 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <boost/asio/this_coro.hpp>
+
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorKit/Models/LocalModelsDoor.h"
 #include "LarkmoorKit/Models/LocalModelsMenuLine.h"
 #include "LarkmoorLocalModels/Migration/ModelMigration.h"
+#include "LarkmoorLocalModels/Runtime/ManagedRuntime.h"
+#include "LarkmoorLocalModels/Runtime/RuntimePartials.h"
+#include "LarkmoorPlatform/Spawn.h"
+#include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor {
 
@@ -24,7 +30,46 @@ std::string summary(const std::optional<LocalModelsProgress>& progress) {
     return fmt::format("[{}] not done ({})", names, progress->writerAlive() ? "writer alive" : "writer gone");
 }
 
+Task<bool> layoutIsDue(std::string support, LocalModelsProgress::Receipts receipts) {
+    co_return co_await BlockingWork::run(
+        [support, receipts] { return ModelLayoutMigration::isDue(support, receipts); });
+}
+
+/// A receipt that stays from an earlier cancel would be taken for the answer to the next one.
+Task<void> removeReceipt(std::string support) {
+    co_await BlockingWork::run([path = LocalModelsDoor::receiptPath(support)] { ::unlink(path.c_str()); });
+}
+
+/// The unit that was made of the property list, and the log that it wrote, go with it.
+Task<void> removeAgent(LocalModelsDuties::RemoveUnit removeUnit, std::string hostLog, std::string plist,
+                       std::string label) {
+    co_await BlockingWork::run([plist] { ::unlink(plist.c_str()); });
+    co_await removeUnit(label + ".service");
+    co_await BlockingWork::run([hostLog] { ::unlink(hostLog.c_str()); });
+}
+
 }  // namespace
+
+LocalModelsDuties::Seams LocalModelsDuties::live(const LiveWorkers& workers, LaunchAgents& launchctl,
+                                                 RemoveUnit removeUnit) {
+    return {.setup = std::make_shared<LocalModelSetup>(workers.seams()),
+            .host = workers.host,
+            .support = workers.support,
+            .layoutIsDue =
+                [support = workers.support](LocalModelsProgress::Receipts receipts) {
+                    return layoutIsDue(support, std::move(receipts));
+                },
+            .undo = {.http = workers.http,
+                     .launchctl = launchctl,
+                     .host = workers.endpoint,
+                     .removePlist =
+                         [removeUnit = std::move(removeUnit), log = workers.host.logPath()](std::string plist,
+                                                                                            std::string label) {
+                             return removeAgent(removeUnit, log, std::move(plist), std::move(label));
+                         },
+                     .log = workers.log},
+            .log = workers.log};
+}
 
 LocalModelsDuties::LocalModelsDuties(Seams seams)
     : seams_(std::move(seams)), progressPath_(LocalModelsProgress::path(seams_.support)) {}
@@ -41,14 +86,25 @@ MenuDuties::Models LocalModelsDuties::make() {
 }
 
 Task<void> LocalModelsDuties::startIfNeeded() {
+    const auto executor = co_await boost::asio::this_coro::executor;
+    decided_ = std::make_shared<OneShotEvent>(executor.context());
+    co_await Spawning::toItsEnd([this] { return decideAtLaunch(); });
+    decided_->set();
+}
+
+Task<void> LocalModelsDuties::decideAtLaunch() {
     co_await seams_.host.capHostIfUncapped();
-    const auto progress =
-        co_await BlockingWork::run([path = progressPath_] { return LocalModelsProgress::read(path); });
+    const auto progress = co_await BlockingWork::run([path = progressPath_] {
+        LocalModelsProgress::sweepTemporaries(path);
+        return LocalModelsProgress::read(path);
+    });
     const bool stepsDone = LocalModelsProgress::stepsDone(progress);
     const bool migrationDue =
         ModelMigration::decide(co_await seams_.host.plistText()) == ModelMigration::Decision::migrate ||
         co_await seams_.layoutIsDue(progress ? progress->installed : LocalModelsProgress::Receipts{});
+    if (isCancelled_) co_return;
     if (launch_.claim(stepsDone, migrationDue)) {
+        co_await removeReceipt(seams_.support);
         seams_.log(fmt::format("models-at-open: the progress file says {} — starting the pipeline in the background",
                                summary(progress)));
         co_return seams_.setup->start();
@@ -58,22 +114,48 @@ Task<void> LocalModelsDuties::startIfNeeded() {
 }
 
 void LocalModelsDuties::attachProgress() {
-    seams_.setup->setProgressSink([this](const LocalModelsProgress& progress) {
-        file_->add([progress, path = progressPath_] { progress.write(path); });
-        progress_ = progress;
-    });
+    seams_.setup->setProgressSink(
+        [this](const LocalModelsProgress& progress) {
+            file_->add([progress, path = progressPath_] { progress.write(path); });
+            progress_ = progress;
+        },
+        [file = file_] { return BlockingWork::run([file] { file->drain(); }); });
 }
 
 Task<void> LocalModelsDuties::cancel() {
+    isCancelled_ = true;
+    co_await removeReceipt(seams_.support);
+    if (const auto decided = decided_) co_await decided->wait();
     co_await seams_.setup->cancel();
-    const auto steps = co_await BlockingWork::run(
-        [receipts = seams_.setup->installed()] { return LocalModelsUndo::planNow(receipts); });
-    co_await LocalModelsUndo::perform(steps, seams_.undo);
+    co_await LocalModelsUndo::perform(co_await undoPlan(), seams_.undo);
+    co_await leaveNoTrace();
     // The receipts go after what they name: a process that is killed before still has them.
-    co_await BlockingWork::run([file = file_, path = progressPath_, support = seams_.support] {
-        file->drain();
+    co_await BlockingWork::run([path = progressPath_, support = seams_.support] {
         ::unlink(path.c_str());
         LocalModelsDoor::writeReceipt(LocalModelsDoor::receiptPath(support));
+    });
+}
+
+/// A launch at which no pass ran undoes what the file tells of the passes before.
+Task<std::vector<LocalModelsUndo::Step>> LocalModelsDuties::undoPlan() {
+    std::optional<LocalModelsProgress> here;
+    if (launch_.hasStarted()) here = seams_.setup->snapshot(std::chrono::system_clock::now());
+    co_return co_await BlockingWork::run([here = std::move(here), file = file_, path = progressPath_] {
+        file->drain();
+        const auto progress = here ? here : LocalModelsProgress::read(path);
+        return progress ? LocalModelsUndo::planNow(*progress) : std::vector<LocalModelsUndo::Step>{};
+    });
+}
+
+/// What no receipt names: the downloads of killed processes, and folders of ours that are empty now.
+Task<void> LocalModelsDuties::leaveNoTrace() {
+    co_await BlockingWork::run([support = seams_.support, log = seams_.log] {
+        LocalModelsProgress::sweepTemporaries(LocalModelsProgress::path(support));
+        sweepStrayTarballs(RuntimePlaces::of(support).temporaryFolder, log);
+        for (const std::string& folder : {ModelsFolder::naming(support), ModelsFolder::speech(support),
+                                          ModelsFolder::voices(support), ModelsFolder::root(support)}) {
+            ::rmdir(folder.c_str());
+        }
     });
 }
 

@@ -15,6 +15,7 @@ import unittest
 from pathlib import Path
 
 from desktop_session import GATEWAY, Session, finish_first_run, wait
+from user_manager import UserManager
 
 BUNDLE, UNDERSTUDY, SETTINGS, TRAY = (Path(argument) for argument in sys.argv[1:5])
 UNIT = f"{GATEWAY}.service"
@@ -28,20 +29,12 @@ class ManagedSession(Session):
         self.folder = tempfile.TemporaryDirectory(prefix="larkmoor.")
         self.home = Path(self.folder.name)
         self.tray_tool = TRAY
-        for folder in ("run", "Library/Logs", "Library/LaunchAgents"):
+        for folder in ("Library/Logs", "Library/LaunchAgents"):
             (self.home / folder).mkdir(parents=True, mode=0o700)
         self.support = finish_first_run(self.home)
         self.make_bundle()
-        self.environment = {key: value for key, value in os.environ.items() if not key.startswith("XDG_")}
-        self.environment.update(HOME=str(self.home), XDG_RUNTIME_DIR=f"{self.home}/run", SYSTEMD_LOG_LEVEL="err",
-                                DBUS_SESSION_BUS_ADDRESS=f"unix:path={self.home}/run/bus")
-        join = 'for group; do mkdir "$group"; echo $$ >"$group/cgroup.procs"; done; exec /lib/systemd/systemd --user'
-        groups = [f"{group}/{self.home.name}" for group in os.environ["LARKMOOR_CGROUPS"].split()]
-        self.manager = subprocess.Popen(["/bin/sh", "-c", join, "sh", *groups], env=self.environment, stdin=subprocess.DEVNULL)
-        # On the bus, where the application looks for it, it comes later than on its own socket.
-        wait("user manager", lambda: self.call("org.freedesktop.systemd1", "/org/freedesktop/systemd1",
-                                               "org.freedesktop.systemd1.Manager", "GetDefaultTarget") is not None)
-        wait("default target", lambda: self.systemctl("is-active", "--quiet", "default.target").returncode == 0)
+        self.manager = UserManager(self.home)
+        self.environment, self.systemctl, self.call = self.manager.environment, self.manager.systemctl, self.manager.call
         self.host = self.start(TRAY, "host")
         self.application = None
         self.log_file = self.home / "application.log"
@@ -64,9 +57,6 @@ class ManagedSession(Session):
 
     def change_list(self, **changes):
         self.list.write_bytes(plistlib.dumps(plistlib.loads(self.list.read_bytes()) | changes))
-
-    def systemctl(self, *words):
-        return subprocess.run(["systemctl", "--user", *words], env=self.environment, capture_output=True, text=True)
 
     def daemon_pid(self):
         """0 while it is down."""
@@ -94,19 +84,12 @@ class ManagedSession(Session):
         self.application.send_signal(signal.SIGTERM)
         assert self.application.wait(timeout=30) == 0
 
-    def call(self, *call):
-        """The texts in the answer; nothing if there is none."""
-        answer = subprocess.run(["busctl", "--user", "call", "--auto-start=false", *call], env=self.environment, capture_output=True,
-                                text=True)
-        return answer.stdout.split('"')[1::2] if answer.returncode == 0 else None
-
     def settings(self, name):
         return self.call(SETTINGS_ID, "/tools/fenwright/larkmoor/understudy", "tools.fenwright.larkmoor.Understudy", name)
 
     def close(self):
         self.end(self.application, self.host)
-        self.manager.terminate()
-        self.manager.wait()
+        self.manager.close()
         self.folder.cleanup()
 
 

@@ -1,11 +1,46 @@
-// The verb on the file of the setup's progress.
+// The verbs on the file of the setup's progress.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "Command.h"
 #include "LarkmoorBase/JSON/Encoder.h"
 #include "LarkmoorKit/Models/LocalModelsMenuLine.h"
+#include "LarkmoorKit/Models/LocalModelsUndo.h"
 
 namespace larkmoor::models {
+
+namespace {
+
+std::string json(std::string_view kind, const std::string& subject) {
+    const auto text = Encoder::encode(subject);
+    return fmt::format(R"({{"{}":{}}})", kind, text ? std::string{asText(*text)} : "null");
+}
+
+std::string json(const LocalModelsUndo::Step& step) {
+    using Step = LocalModelsUndo::Step;
+    return step.visit([](const Step::DeleteModel& model) { return json("deleteModel", model.name); },
+                      [](const Step::BootoutAgent& agent) { return json("bootoutAgent", agent.plist); },
+                      [](const Step::RemoveDirectory& folder) { return json("removeDirectory", folder.path); },
+                      [](const Step::RemoveFile& file) { return json("removeFile", file.path); },
+                      [](const Step::RemoveModelFolder& folder) { return json("removeModelFolder", folder.path); });
+}
+
+}  // namespace
+
+Outcome undo(const Arguments& arguments) {
+    if (arguments.plan.empty()) return {.status = Outcome::wrongUsage, .errors = "undo wants --plan FILE"};
+    const auto progress = LocalModelsProgress::read(arguments.plan);
+    if (!progress) return {.status = Outcome::failed, .errors = arguments.plan + " is no progress file"};
+    const auto steps = LocalModelsUndo::planNow(*progress);
+    std::vector<std::string> lines = LocalModelsUndo::describe(steps);
+    if (!arguments.json) {
+        for (std::string& line : lines) line += '\n';
+        return {.output = fmt::format("{}", fmt::join(lines, ""))};
+    }
+    lines.clear();
+    for (const auto& step : steps) lines.push_back(json(step));
+    return {.output = fmt::format("[{}]\n", fmt::join(lines, ","))};
+}
 
 Outcome line(const Arguments& arguments) {
     const auto line = LocalModelsMenuLine::line(LocalModelsProgress::read(arguments.words[0]));

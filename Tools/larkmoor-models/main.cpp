@@ -13,21 +13,42 @@ namespace larkmoor::models {
 namespace {
 
 constexpr std::array commands{
+    Command{"cancel", "", 0, cancel},
     Command{"delete", "NAME ROOT", 2, deleteModel},
     Command{"digest", "FILE", 1, digest},
     Command{"line", "FILE", 1, line},
     Command{"move", "NAME FROM_ROOT TO_STORE", 3, move},
+    Command{"pass", "", 0, pass},
     Command{"ping", "NAME", 1, ping},
     Command{"pull", "", 0, pull},
     Command{"tags", "", 0, tags},
+    Command{"undo", "--plan FILE", 0, undo},
+};
+
+struct Option {
+    std::string_view name;
+    std::string Arguments::* value;
+};
+
+constexpr std::array options{
+    Option{"--authorities", &Arguments::authorities},
+    Option{"--bundle", &Arguments::bundle},
+    Option{"--host", &Arguments::host},
+    Option{"--plan", &Arguments::plan},
+    Option{"--runtime-executable", &Arguments::runtimeExecutable},
+    Option{"--runtime-sha256", &Arguments::runtimeSHA256},
+    Option{"--runtime-url", &Arguments::runtimeURL},
 };
 
 std::string usage() {
     std::string text = "usage: larkmoor-models VERB [ARGUMENT...] [--json], VERB one of:";
     for (const Command& command : commands) text += fmt::format("\n  {} {}", command.name, command.words);
     return text +
-           "\nping, pull and tags take --host HOST:PORT for a model host in another place than 127.0.0.1:11434;"
-           "\npull --verbose shows on standard error what the application writes to its setup log.";
+           "\npass, ping, pull and tags take --host HOST:PORT for a model host in another place than 127.0.0.1:11434;"
+           "\npass and pull --verbose show on standard error what the application writes to its setup log."
+           "\npass and cancel work on the home folder, or on --home DIR, which the user manager must have too. pass"
+           "\ntakes --bundle LARKMOOR.APP, --authorities FILE, and --runtime-url, --runtime-sha256 and"
+           "\n--runtime-executable in place of the release that the build was configured for.";
 }
 
 Outcome wrongUsage(const std::string& message) {
@@ -43,8 +64,12 @@ Outcome run(const std::vector<std::string>& words) {
             arguments.json = true;
         } else if (word == "--verbose") {
             arguments.verbose = true;
-        } else if (word == "--host" && at + 1 < words.size()) {
-            arguments.host = words[++at];
+        } else if (word == "--home" && at + 1 < words.size()) {
+            // Before anything asks for it: logs and units follow the variable too.
+            ::setenv("HOME", words[++at].c_str(), 1);
+        } else if (const auto option = std::ranges::find(options, word, &Option::name);
+                   option != options.end() && at + 1 < words.size()) {
+            arguments.*option->value = words[++at];
         } else if (word.starts_with("--")) {
             return wrongUsage("there is no option " + word);
         } else {

@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <limits>
 
 #include "LarkmoorBase/Files.h"
@@ -113,6 +115,19 @@ void LocalModelsProgress::write(const std::string& path) const {
         created = Files::create(temporary, *bytes, ClientStoreMode::file);
     }
     if (created && std::rename(temporary.c_str(), path.c_str()) != 0) ::unlink(temporary.c_str());
+}
+
+void LocalModelsProgress::sweepTemporaries(const std::string& path) {
+    const std::filesystem::path file{path};
+    const std::string beginning = file.filename().string() + ".";
+    for (const std::string& name : Files::names(file.parent_path().string()).value_or(std::vector<std::string>{})) {
+        if (!name.starts_with(beginning)) continue;
+        std::int32_t pid = 0;
+        const char* end = name.data() + name.size();
+        const auto [last, failed] = std::from_chars(name.data() + beginning.size(), end, pid);
+        if (failed != std::errc{} || std::string_view{last, end} != ".tmp" || isAlive(pid)) continue;
+        ::unlink((file.parent_path() / name).c_str());
+    }
 }
 
 }  // namespace larkmoor

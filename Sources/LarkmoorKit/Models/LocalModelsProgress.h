@@ -70,7 +70,10 @@ struct LocalModelsProgress {
     LARKMOOR_FIELDS(LocalModelsProgress, (std::int32_t, pid), (double, writtenAt),
                     (bool, running),  // the writer is at work
                     (std::vector<Row>, rows), (std::vector<Sample>, samples), (Receipts, installed),
-                    (std::optional<bool>, migrating))  // from an older naming model
+                    (std::optional<bool>, migrating),  // from an older naming model
+                    // What an undo takes away besides `installed`: what the passes before this one made, and places of
+                    // ours that held nothing before a pass was about to fill them.
+                    (std::optional<Receipts>, claimed))
 
     struct Count {
         std::size_t done = 0;
@@ -117,6 +120,8 @@ struct LocalModelsProgress {
     /// Readers see the old or the new file, whole, even if this process is killed meanwhile. Failures are ignored: the
     /// next publish is the retry. In each process one thread at a time; blocks, but does not wait for the disk.
     void write(const std::string& path) const;
+    /// Removes what writers left that were killed amid `write`. Failures are ignored; blocks.
+    static void sweepTemporaries(const std::string& path);
 };
 
 }  // namespace larkmoor

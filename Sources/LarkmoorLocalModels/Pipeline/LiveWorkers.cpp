@@ -5,6 +5,8 @@
 #include <filesystem>
 
 #include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorKit/Models/LocalModelsUndo.h"
 #include "LarkmoorLocalModels/Pipeline/Inventory.h"
 #include "LarkmoorLocalModels/Prefetch/ModelPrefetch.h"
 #include "LarkmoorLocalModels/Pull/ModelPull.h"
@@ -41,11 +43,24 @@ Task<LocalModelsProgress::OllamaInventory> takeInventory(LiveWorkers live) {
     co_return co_await BlockingWork::run([folder = *folder] { return Inventory::take(folder); });
 }
 
+Task<std::optional<LocalModelsProgress>> readProgress(std::string support) {
+    co_return co_await BlockingWork::run(
+        [path = LocalModelsProgress::path(support)] { return LocalModelsProgress::read(path); });
+}
+
 Task<std::optional<Receipts>> readReceipts(std::string support) {
-    co_return co_await BlockingWork::run([support]() -> std::optional<Receipts> {
-        auto progress = LocalModelsProgress::read(LocalModelsProgress::path(support));
-        return progress ? std::optional{std::move(progress->installed)} : std::nullopt;
-    });
+    const auto progress = co_await readProgress(std::move(support));
+    co_return progress ? std::optional{progress->installed} : std::nullopt;
+}
+
+Task<Receipts> readClaims(std::string support) {
+    const auto progress = co_await readProgress(std::move(support));
+    if (!progress) co_return Receipts{};
+    co_return LocalModelsUndo::claims(progress->claimed.value_or(Receipts{}), progress->installed);
+}
+
+Task<bool> isThere(std::string path) {
+    co_return co_await BlockingWork::run([path = std::move(path)] { return Files::exists(path); });
 }
 
 /// The folder whose "models" is the store that the host uses now.
@@ -132,6 +147,7 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
         return RuntimeSetup{.runner = &live.runner,
                             .fetch = &live.fetch,
                             .places = RuntimePlaces::of(live.support),
+                            .release = live.release,
                             .log = live.log,
                             .stop = std::move(stop)};
     };
@@ -161,6 +177,8 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
                          Stop stop) { return larkmoor::pullModel(asked(std::move(stop)), std::move(progress), log); },
         .inventory = [live = *this] { return takeInventory(live); },
         .snapshotReceipts = [support = support] { return readReceipts(support); },
+        .claims = [support = support] { return readClaims(support); },
+        .exists = isThere,
     };
 }
 

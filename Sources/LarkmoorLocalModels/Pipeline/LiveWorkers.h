@@ -7,6 +7,7 @@
 
 #include "LarkmoorLocalModels/Pipeline/LocalModelSetup.h"
 #include "LarkmoorLocalModels/Runtime/HostAgent.h"
+#include "LarkmoorLocalModels/Runtime/RuntimeRelease.h"
 #include "LarkmoorPlatform/Fetch.h"
 #include "LarkmoorPlatform/HTTPClient.h"
 #include "LarkmoorPlatform/ProcessRunner.h"
@@ -24,6 +25,7 @@ struct LiveWorkers {
     std::string endpoint;                  ///< the model host's
     std::optional<std::string> bundle;     ///< the application's, for the speech helper in it
     std::function<void(std::string)> log;  ///< the setup log
+    RuntimeRelease release = RuntimeRelease::forThisSystem();
 
     LocalModelSetup::Seams seams() const;
 

@@ -71,11 +71,16 @@ Task<void> LocalModelSetup::cancel() {
     co_await ended->wait();
 }
 
+Task<void> LocalModelSetup::waitForEnd() {
+    if (const auto ended = ended_) co_await ended->wait();
+}
+
 /// However the pass ends, those who wait for its end go on.
 Task<void> LocalModelSetup::run() {
     co_await Spawning::toItsEnd([this] { return pass(); });
     running_ = migrating_ = false;
     publish(true);
+    co_await Spawning::toItsEnd([this] { return settle(); });
     ended_->set();
 }
 
@@ -116,6 +121,15 @@ Task<void> LocalModelSetup::attempt(std::string_view row, Task<void> step) {
 Task<void> LocalModelSetup::readReceipts() {
     snapshotReceipts_ = co_await seams_.workers.snapshotReceipts();
     if (snapshotReceipts_) installed_.oldModelWasOurs = ModelMigration::mayDeleteOldModel(snapshotReceipts_);
+    claimed_ = co_await seams_.workers.claims();
+}
+
+/// Before a place is filled for the first time: a process that is killed amid that must not forget that it is ours.
+Task<void> LocalModelSetup::claim(std::optional<std::string> Receipts::* place, std::string path) {
+    if (claimed_.*place || co_await seams_.workers.exists(path)) co_return;
+    claimed_.*place = std::move(path);
+    publish(true);
+    co_await settle();
 }
 
 Task<void> LocalModelSetup::layoutFirstRound() {
@@ -147,6 +161,7 @@ Task<void> LocalModelSetup::runtimeStep() {
         co_return set(runtimeRow, RowState::Done{"already on this Mac"});
     }
     if (isCancelled()) co_return quietSkip(runtimeRow, wasCancelled);
+    co_await claim(&Receipts::runtimeDir, parentFolder(ModelsFolder::namingBinary(seams_.support)));
     set(runtimeRow, RowState::Active{});
     const auto fetched = co_await seams_.workers.fetchRuntime(transfers(std::string{runtimeRow}), stop_.get_token());
     if (!fetched) co_return quietSkip(runtimeRow, fetched.error().message);
@@ -162,6 +177,7 @@ Task<void> LocalModelSetup::hostStep() {
     // A question that is cut short is answered with no.
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
     if (!runtime_) co_return quietSkip(hostRow, "no runtime landed this run — nothing to supervise");
+    co_await claim(&Receipts::agentPlist, seams_.agentPlist);
     set(hostRow, RowState::Active{});
     const auto supervised = co_await seams_.workers.superviseHost(*runtime_, stop_.get_token());
     if (!supervised) co_return quietSkip(hostRow, supervised.error().message);
@@ -224,6 +240,7 @@ Task<void> LocalModelSetup::modelStep() {
     installed_.pulledModel = LocalModel::titleModel;
     installed_.pullBeganAt = secondsSince1970(seams_.now());
     set(modelRow, RowState::Active{0.0});
+    co_await settle();
     const auto pulled = co_await seams_.workers.pullModel(transfers(std::string{modelRow}), stop_.get_token());
     if (!pulled) co_return quietSkip(modelRow, pulled.error().message);
     set(modelRow, RowState::Done{"downloaded"});
@@ -236,6 +253,10 @@ Task<void> LocalModelSetup::meetingModelsStep() {
         quietSkip(asrRow, wasCancelled);
         quietSkip(vadRow, wasCancelled);
         co_return;
+    }
+    if (helper) {
+        co_await claim(&Receipts::senkoDir, ModelPrefetch::senkoFolder(seams_.support));
+        co_await claim(&Receipts::asrCacheDir, ModelsFolder::speech(seams_.support));
     }
     co_await runPrefetch(seams_.prefetch, prefetchRows(), std::move(helper), seams_.support, stop_.get_token());
 }
@@ -332,12 +353,17 @@ void LocalModelSetup::publish(bool force) {
     progressSink_(progress);
 }
 
+Task<void> LocalModelSetup::settle() {
+    if (settled_) co_await settled_();
+}
+
 LocalModelsProgress LocalModelSetup::snapshot(Time now) const {
     LocalModelsProgress progress{.pid = ::getpid(),
                                  .writtenAt = secondsSince1970(now),
                                  .running = running_,
                                  .installed = installed_,
-                                 .migrating = migrating_};
+                                 .migrating = migrating_,
+                                 .claimed = claimed_ == Receipts{} ? std::nullopt : std::optional{claimed_}};
     for (const Row& row : rows_) {
         progress.rows.push_back({.id = row.id,
                                  .label = row.label,

@@ -66,6 +66,10 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
         std::function<Task<LocalModelsProgress::OllamaInventory>()> inventory;
         /// What the progress file says was installed by the passes before.
         std::function<Task<std::optional<Receipts>>()> snapshotReceipts;
+        /// What the passes before may have left on this machine.
+        std::function<Task<Receipts>()> claims;
+        /// Whether there is anything at that path.
+        std::function<Task<bool>(std::string path)> exists;
     };
 
     struct Seams {
@@ -82,15 +86,22 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
 
     /// Where publishes go: each change of a state, and at most once a second what moved.
     using ProgressSink = std::function<void(const LocalModelsProgress&)>;
+    /// Ends when what was published is where the next launch will find it.
+    using Settled = std::function<Task<void>()>;
 
     explicit LocalModelSetup(Seams seams);
 
-    void setProgressSink(ProgressSink sink) { progressSink_ = std::move(sink); }
+    void setProgressSink(ProgressSink sink, Settled settled = {}) {
+        progressSink_ = std::move(sink);
+        settled_ = std::move(settled);
+    }
 
     /// Begins a pass, unless one is under way.
     void start();
     /// Ends the pass, and returns when nothing of it moves any more.
     Task<void> cancel();
+    /// Returns when no pass is under way.
+    Task<void> waitForEnd();
 
     bool running() const { return running_; }
     /// Whether every step is done.
@@ -103,6 +114,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Task<void> run();
     Task<void> pass();
     Task<void> attempt(std::string_view row, Task<void> step);
+    Task<void> claim(std::optional<std::string> Receipts::* place, std::string path);
     Task<void> readReceipts();
     Task<void> layoutFirstRound();
     Task<void> takeInventory();
@@ -126,11 +138,14 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     void transfer(std::string_view id, Transfer transfer);
     TransferListener transfers(std::string id);
     void publish(bool force);
+    Task<void> settle();
 
     Seams seams_;
     ProgressSink progressSink_;
+    Settled settled_;
     std::vector<Row> rows_;
     Receipts installed_;
+    Receipts claimed_;
     std::optional<Receipts> snapshotReceipts_;
     std::optional<std::string> runtime_;  ///< of this pass
     bool running_ = false;

@@ -73,9 +73,16 @@ Application::Application()
                     error.description());
         end(1);
     });
+    watchSignals();
+}
+
+void Application::watchSignals() {
     signals_.async_wait([this](const boost::system::error_code& failed, int) {
         if (failed) return;
+        // A quit that is under way ends by itself, once the undo before it is done; a second signal ends it now.
+        const bool isEnding = menuBar_ && menuBar_->isQuitting() && !std::exchange(wasSignalled_, true);
         isWantedAgain_ = false;
+        if (isEnding) return watchSignals();
         end(0);
     });
 }

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "LarkmoorKit/Supervision/DaemonAgent.h"
-#include "LarkmoorMenuApp/Main/RunningBundle.h"
 #include "LarkmoorMenuApp/LocalModelsDuties.h"
+#include "LarkmoorMenuApp/Main/RunningBundle.h"
 #include "LarkmoorMenuApp/MenuBar.h"
 #include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"
@@ -54,15 +54,17 @@ class Application {
     Task<void> warmBundledBinaries();
     HostAgent::Seams hostAgentSeams();
     LocalModelsDuties::Seams localModelsSeams();
-    Task<void> removeAgent(std::string plist, std::string label);
+    Task<void> removeUnit(std::string unit);
 
     /// The token with which a window that a click opened may come to the front; "" if the host gave none.
     std::string takeActivationToken();
+    void watchSignals();
     void end(int status);
 
     MainLoop loop_{1};
     int status_ = 0;
     bool isWantedAgain_ = false;
+    bool wasSignalled_ = false;  // during a quit
     RunningBundle bundle_ = RunningBundle::current();
     std::string home_ = homeFolder();
     std::string support_ = home_ + "/Library/Application Support";

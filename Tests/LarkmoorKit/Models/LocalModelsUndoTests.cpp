@@ -73,6 +73,31 @@ TEST(LocalModelsUndoTest, PlansWhatTheReceiptsNameInOrder) {
     }
 }
 
+TEST(LocalModelsUndoTest, UndoesWhatKilledPassesMade) {
+    const testing::TemporaryFolder folder;
+    for (const char* each : {"runtime", "senko", "store"}) std::filesystem::create_directories(folder / each);
+    const Inventory before{.folder = folder / "store"};
+    const Receipts first{.agentPlist = "/agent.plist",
+                         .pulledModel = "m",
+                         .asrCacheDir = folder / "was there",
+                         .senkoDir = folder / "senko",
+                         .ollama = before,
+                         .pullBeganAt = 100};
+    LocalModelsProgress progress{
+        .installed = {.runtimeDir = folder / "runtime", .ollama = Inventory{before.folder, true, {"m"}, 0}},
+        .claimed = LocalModelsUndo::claims({.runtimeDir = folder / "runtime"}, first)};
+    using Step = LocalModelsUndo::Step;
+    const std::vector<Step> all{Step::DeleteModel{"m"},
+                                Step::BootoutAgent{"/agent.plist", "tools.fenwright.larkmoor.ollama"},
+                                Step::RemoveDirectory{folder / "runtime"}, Step::RemoveDirectory{folder / "senko"},
+                                Step::RemoveModelFolder{folder / "store"}};
+    EXPECT_EQ(LocalModelsUndo::planNow(progress), all);
+    // By now another host answers, with the model in a store of its own, and nothing of ours is left but the job.
+    progress.installed = {.ollama = Inventory{"/theirs", true, {"m"}, 0}};
+    for (const char* each : {"runtime", "senko", "store"}) std::filesystem::remove(folder / each);
+    EXPECT_EQ(LocalModelsUndo::planNow(progress), std::vector<Step>{all[1]});
+}
+
 TEST(LocalModelsUndoTest, FindsThePartialBlobsOfItsOwnPull) {
     const testing::TemporaryFolder store;
     std::filesystem::create_directories(store / "blobs");

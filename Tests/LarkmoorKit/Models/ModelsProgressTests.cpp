@@ -49,6 +49,13 @@ TEST(LocalModelsProgress, IsReplacedWholeWhateverAKilledWriterLeft) {
     EXPECT_EQ(LocalModelsProgress::read(path), progress);
     EXPECT_EQ(testing::text(Files::readAll(reader.get(), path).value()), stored);
 
+    const std::string alive = fmt::format("{}.{}.tmp", path, ::getppid());
+    for (const std::string& left : {fmt::format("{}.{}.tmp", path, INT32_MAX), alive}) {
+        ASSERT_TRUE(Files::create(left, asBytes(stored), 0600));
+    }
+    LocalModelsProgress::sweepTemporaries(path);
+    ASSERT_EQ(::unlink(alive.c_str()), 0);
+
     progress.write(support / "Larkmoor");  // no file can have the name of a folder
     EXPECT_EQ(Files::names(support.path()), std::vector<std::string>{"Larkmoor"});
     EXPECT_EQ(Files::names(support / "Larkmoor"), std::vector<std::string>{"local-models-progress.json"});

