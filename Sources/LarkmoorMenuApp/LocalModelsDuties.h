@@ -37,7 +37,7 @@ class LocalModelsDuties {
     Task<void> cancel();
 
   private:
-    void attachProgress();
+    void attachProgress(std::function<void()> changed);
 
     Seams seams_;
     std::string progressPath_;
