@@ -77,7 +77,7 @@ LocalModelsDuties::LocalModelsDuties(Seams seams)
 MenuDuties::Models LocalModelsDuties::make() {
     return {
         .startIfNeeded = [this] { return startIfNeeded(); },
-        .attachProgress = [this] { attachProgress(); },
+        .attachProgress = [this](std::function<void()> changed) { attachProgress(std::move(changed)); },
         .line = [this] { return LocalModelsMenuLine::line(progress_); },
         .allDownloadsDone = [this] { return progress_ && progress_->allDownloadsDone(); },
         .cancelNotification = LocalModelsDoor::cancelNotification,
@@ -113,11 +113,12 @@ Task<void> LocalModelsDuties::decideAtLaunch() {
                            stepsDone, migrationDue, launch_.hasStarted()));
 }
 
-void LocalModelsDuties::attachProgress() {
+void LocalModelsDuties::attachProgress(std::function<void()> changed) {
     seams_.setup->setProgressSink(
-        [this](const LocalModelsProgress& progress) {
+        [this, changed = std::move(changed)](const LocalModelsProgress& progress) {
             file_->add([progress, path = progressPath_] { progress.write(path); });
             progress_ = progress;
+            changed();
         },
         [file = file_] { return BlockingWork::run([file] { file->drain(); }); });
 }

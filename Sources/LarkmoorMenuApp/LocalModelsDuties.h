@@ -44,7 +44,7 @@ class LocalModelsDuties {
     Task<void> cancel();
 
   private:
-    void attachProgress();
+    void attachProgress(std::function<void()> changed);
     Task<void> decideAtLaunch();
     Task<std::vector<LocalModelsUndo::Step>> undoPlan();
     Task<void> leaveNoTrace();

@@ -64,7 +64,7 @@ void MenuBar::applicationDidFinishLaunching() {
     start(&MenuBar::refresh);
     start(&MenuBar::openJourneyIfWarranted);
     startDuty(duties_.models.startIfNeeded);
-    duties_.models.attachProgress();
+    duties_.models.attachProgress(weakly([](MenuBar& self) { self.progress_.modelsChanged(); }));
     observeCancel();
     subscribe();
     timer_ = platform_.every(refreshInterval, weakly([](MenuBar& self) { self.tick(); }));

@@ -89,8 +89,8 @@ struct MenuDuties {
     struct Models {
         /// At launch.
         Duty startIfNeeded;
-        /// At launch: connects the progress of the download pipeline to `line`.
-        std::function<void()> attachProgress;
+        /// At launch: connects the progress of the download pipeline to `line`; `changed` is called after each change.
+        std::function<void(std::function<void()> changed)> attachProgress;
         Line line;
         Question allDownloadsDone;
         /// When this distributed notification arrives, `cancel` is called, and then the application quits.

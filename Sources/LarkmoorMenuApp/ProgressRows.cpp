@@ -37,6 +37,11 @@ void ProgressRows::tick() {
     paintUpdateRow();
 }
 
+void ProgressRows::modelsChanged() {
+    const bool isShown = !rows_.modelsLine->hidden();
+    if (!menuIsOpen_ && isShown != models_.line().has_value()) syncModelsLine();
+}
+
 void ProgressRows::syncModelsLine() {
     if (menuIsOpen_ && rows_.modelsLine->hidden()) return;
     const auto line = models_.line();

@@ -36,6 +36,10 @@ class ProgressRows {
     /// Paints the visible rows again, in an open menu.
     void tick();
 
+    /// The models' row comes and goes while the menu is closed, since hosts give an open menu no more room. It is drawn
+    /// only then: not with each step of the progress.
+    void modelsChanged();
+
     void syncModelsLine();
     void syncPostponedRow();
     void syncMigrateNowRow();

@@ -26,6 +26,9 @@ class Application(unittest.TestCase):
         session.expect("Larkmoor isn't running — start it to access your memory.", "Larkmoor — not running")
         session.start_daemon()
         session.expect("Recording", "Larkmoor — remembering this screen")
+        # No test starts the setup of the models: it would ask this machine's own host, and the internet.
+        log = Path(session.folder.name, "Library/Logs/larkmoor-journey.log")
+        wait("word of the models", lambda: log.exists() and "models-at-open: nothing to start (steps-done=true" in log.read_text())
         session.order("Refuse", "boolean:true")
         session.expect("Larkmoor is running but this menu needs a restart to reconnect.", "Larkmoor — attention")
         session.order("Refuse", "boolean:false")

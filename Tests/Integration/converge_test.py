@@ -12,7 +12,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from desktop_session import wait
+from desktop_session import leave_out_models, wait
 
 BUNDLE = Path(sys.argv[1])
 INFO = """<?xml version="1.0" encoding="UTF-8"?>
@@ -28,6 +28,7 @@ class Launches(unittest.TestCase):
         for name in ("larkmoor-hook", "larkmoor-mcp"):
             (self.bundle / "Contents/MacOS" / name).touch()
         (self.home / "Library/Logs").mkdir(parents=True)
+        leave_out_models(self.home)
         self.hook = f"{self.bundle}/Contents/MacOS/larkmoor-hook --harness claude-code"
         self.settings = self.write(".claude/settings.json", {"hooks": {"UserPromptSubmit": [{"hooks": [{"command": self.hook}]}]}})
         bus = self.start("dbus-daemon", "--session", "--nofork", f"--address=unix:path={self.home}/bus", "--print-address=1",

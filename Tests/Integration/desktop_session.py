@@ -1,12 +1,14 @@
 """The application on a session bus of its own, in a home of its own, read through the terminal's tray host."""
 import json
 import os
+import shutil
 import subprocess
 import tempfile
 import time
 from pathlib import Path
 
 GATEWAY = "tools.fenwright.larkmoor.gateway"
+MODELS_SET_UP = Path(__file__).parents[1] / "Data/local-models-set-up.json"
 
 
 def finish_first_run(home):
@@ -15,7 +17,15 @@ def finish_first_run(home):
     support.mkdir(parents=True, exist_ok=True)
     for name in ("terms-agreed", "recovery-key-passed", "data.db"):
         (support / name).touch()
+    leave_out_models(home)
     return support
+
+
+def leave_out_models(home):
+    """The models' setup was finished in that home before: a launch asks neither a model host nor the internet."""
+    support = home / "Library/Application Support/Larkmoor"
+    support.mkdir(parents=True, exist_ok=True)
+    shutil.copy(MODELS_SET_UP, support / "local-models-progress.json")
 
 
 class Session:

@@ -52,13 +52,19 @@ TEST_F(MenuBarRowsTest, LinesChangeInPlaceAndComeAndGoWithTheMenuClosed) {
         for (const auto& to : lines) {
             SCOPED_TRACE(fmt::format("{} -> {}", from ? from->title : "none", to ? to->title : "none"));
             const std::string before = look(updateRow);
+            const bool hadRow = !modelsLine.hidden();
             models = update = from;
             tick();
             EXPECT_EQ(look(updateRow), before) << "progress does not draw a closed menu";
+            const std::string drawn = look(modelsLine);
+            modelsChanged();
+            EXPECT_EQ(modelsLine.hidden(), !from) << "a host sizes the menu before it opens";
+            if (from && hadRow) EXPECT_EQ(look(modelsLine), drawn) << "progress does not draw a closed menu";
             open();
             expect(from);
             models = update = to;
             tickOpenMenu();
+            modelsChanged();
             // No row comes or goes under the mouse.
             expect(from && to ? to : from);
             if (from && !to) {

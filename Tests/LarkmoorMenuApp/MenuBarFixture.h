@@ -145,6 +145,7 @@ class MenuBarTest : public ::testing::Test {
 
     // What the rows are to show.
     std::optional<MenuLine> models, update;
+    std::function<void()> modelsChanged;
     std::optional<std::string> postponed;
     // What the clicks answer.
     std::optional<std::string> checked = "The newest one is there.", installed, migrated = "All is up to date.";
@@ -164,7 +165,11 @@ class MenuBarTest : public ::testing::Test {
                      .journeyWarrantedUnasked = [this] { return warranted == true ? warranted : std::nullopt; }},
         .connectors = {.converge = noting("converge"), .retiredBundleID = "the.old.one", .retire = noting("retire")},
         .models = {.startIfNeeded = noting("models"),
-                   .attachProgress = [this] { done.emplace_back("attach"); },
+                   .attachProgress =
+                       [this](std::function<void()> changed) {
+                           modelsChanged = std::move(changed);
+                           done.emplace_back("attach");
+                       },
                    .line = [this] { return models; },
                    .allDownloadsDone = [this] { return allDone; },
                    .cancelNotification = "cancel.the.models",

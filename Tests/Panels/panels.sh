@@ -3,8 +3,8 @@
 #
 #   panel_start HOST [light|dark]          screen, bus, panel; returns once the panel takes items. Sets $DISPLAY and
 #                                          $DBUS_SESSION_BUS_ADDRESS for what is started after it.
-#   panel_daemon UNDERSTUDY [ARGUMENT...]  a home that is set up ($panel_support), and the daemon's understudy in it;
-#                                          returns once that serves
+#   panel_daemon UNDERSTUDY [ARGUMENT...]  a home that is set up ($panel_support), its models too, and the daemon's
+#                                          understudy in it; returns once that serves
 #   panel_order NAME [ARGUMENT...]         what the understudy is to do, as dbus-send spells it
 #   panel_told TEXT                        whether the understudy was sent it
 #   panel_refreshed COMMAND...             asks the application for a refresh, then runs the command; a refresh that is
@@ -21,6 +21,8 @@
 #   panel_differs A.png B.png              the box of what differs, "WxH+X+Y"; false if nothing does
 #   panel_settle                           waits until the screen stands still
 #   panel_again                            ends the panel, hard, and starts it again
+
+. "$(dirname "${BASH_SOURCE[0]}")/../../Scripts/lib/models.sh"
 
 panel_needs=(Xvfb dbus-daemon dbus-send xdotool import convert)
 panel_children=()
@@ -169,6 +171,7 @@ panel_daemon() {
     panel_support="$HOME/Library/Application Support/Larkmoor"
     mkdir -p "$panel_support" "$HOME/Library/Logs"
     touch "$panel_support"/{terms-agreed,recovery-key-passed,data.db}
+    models_leave_out "$panel_support"
     "$@" >"$panel_work/daemon.log" 2>&1 &
     panel_daemon_pid=$!
     panel_children+=("$panel_daemon_pid")

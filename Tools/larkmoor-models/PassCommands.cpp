@@ -74,7 +74,7 @@ class Machine {
     /// The last state; nullopt if the bus is gone.
     std::optional<LocalModelsProgress> pass() {
         const MenuDuties::Models duties = duties_.make();
-        duties.attachProgress();
+        duties.attachProgress([] {});
         const auto door = notifications_.observe(duties.cancelNotification, [this](const auto&, const auto&) {
             if (std::exchange(isCancelled_, true)) return;
             log_("cancel-install: the journey asked — stopping the pipeline and undoing its receipts");

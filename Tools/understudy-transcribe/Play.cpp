@@ -89,9 +89,12 @@ bool hasEntries(const std::string& folder) {
 
 }  // namespace
 
-std::vector<Step> honestSteps(const Folders& folders) {
+std::vector<Step> honestSteps(const Folders& folders, std::optional<Int> pauseMilliseconds) {
+    constexpr Int usualPause = 50;
     std::vector<Step> steps;
-    const auto say = [&](std::string line) { steps.push_back({.line = std::move(line), .pauseMilliseconds = 50}); };
+    const auto say = [&](std::string line) {
+        steps.push_back({.line = std::move(line), .pauseMilliseconds = pauseMilliseconds.value_or(usualPause)});
+    };
     const std::string asr = fmt::format("{{asr-models}}/{}", MeetingModels::asrName);
     if (hasEntries(placed(asr, folders))) {
         say(R"({"component":"asr","event":"done","op":1,"cached":true,"ok":true})");

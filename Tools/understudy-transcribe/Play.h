@@ -22,14 +22,16 @@ LARKMOOR_RECORD(Step, (std::optional<std::string>, file), (std::optional<Int>, s
                 (std::optional<Int>, fill), (std::optional<Int>, times), (std::optional<Int>, pauseMilliseconds),
                 (std::optional<std::string>, child), (std::optional<bool>, hang))
 
-LARKMOOR_RECORD(Scenario, (std::vector<Step>, steps), (std::optional<Int>, exit), (std::optional<Int>, signal))
+// Without steps, the honest download, with a pause of `pauseMilliseconds` after each line.
+LARKMOOR_RECORD(Scenario, (std::optional<std::vector<Step>>, steps), (std::optional<Int>, pauseMilliseconds),
+                (std::optional<Int>, exit), (std::optional<Int>, signal))
 
 struct Folders {
     std::string models, asrModels;
 };
 
 /// The models that are missing are made and told; one that is there is told to be.
-std::vector<Step> honestSteps(const Folders& folders);
+std::vector<Step> honestSteps(const Folders& folders, std::optional<Int> pauseMilliseconds);
 
 /// False if standard output or a file cannot be written.
 bool play(const std::vector<Step>& steps, const Folders& folders);

@@ -35,6 +35,7 @@ Where $HOME/{} is, it plays that instead, a JSON object:
     child                    a child process that holds standard output for a minute: "waits" or "floods" it, or does so
                              after it left the group: "leaves" or "leaves, floods"
     hang                     true: goes on no more
+  pauseMilliseconds  without steps: the download above, with this pause after each of its lines
   exit    the exit status
   signal  or the signal by which it ends
 "{{models}}" and "{{asr-models}}" in file, line and text stand for the folders.
@@ -44,10 +45,10 @@ Where $HOME/{} is, it plays that instead, a JSON object:
                scenarioName);
 }
 
-std::expected<Scenario, std::string> scenario(const Folders& folders) {
+std::expected<Scenario, std::string> scenario() {
     const char* home = std::getenv("HOME");
     const std::string path = fmt::format("{}/{}", home == nullptr ? "" : home, scenarioName);
-    if (!Files::exists(path)) return Scenario{.steps = honestSteps(folders)};
+    if (!Files::exists(path)) return Scenario{};
     const auto bytes = Files::read(path);
     if (!bytes) return std::unexpected(bytes.error().description());
     auto read = Decoder::decode<Scenario>(*bytes, Strictness::strict);
@@ -56,12 +57,13 @@ std::expected<Scenario, std::string> scenario(const Folders& folders) {
 }
 
 int prefetch(const Folders& folders) {
-    const auto played = scenario(folders);
+    const auto played = scenario();
     if (!played) {
         fmt::print(stderr, "larkmoor-transcribe: {}\n", played.error());
         return 2;
     }
-    if (!play(played->steps, folders)) return EXIT_FAILURE;
+    const auto steps = played->steps ? *played->steps : honestSteps(folders, played->pauseMilliseconds);
+    if (!play(steps, folders)) return EXIT_FAILURE;
     if (played->signal) {
         // Sanitizers would turn a crash into an exit.
         ::signal(static_cast<int>(*played->signal), SIG_DFL);
