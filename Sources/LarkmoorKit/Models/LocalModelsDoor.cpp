@@ -17,13 +17,12 @@ std::string receiptPath(std::string_view support) {
     return ClientInstance::supportRoot(support) + "/local-models-cancelled";
 }
 
-void postCancel(DistributedNotifications& notifications) {
-    notifications.post(cancelNotification, std::nullopt, {});
-}
+void postCancel(DistributedNotifications& notifications) { notifications.post(cancelNotification, std::nullopt, {}); }
 
 void writeReceipt(const std::string& path) {
     const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-    static_cast<void>(ClientStoreMode::write(asBytes(fmt::format("cancelled at {:%Y-%m-%d %H:%M:%S} +0000\n", now)), path));
+    static_cast<void>(
+        ClientStoreMode::write(asBytes(fmt::format("cancelled at {:%Y-%m-%d %H:%M:%S} +0000\n", now)), path));
 }
 
 Task<bool> awaitReceipt(std::string path, std::chrono::milliseconds timeout, std::chrono::milliseconds every) {

@@ -30,9 +30,8 @@ struct OutcomeCases {
     };
 };
 
-class Outcome
-    : public ClosedVariant<OutcomeCases, OutcomeCases::MoveFailed, OutcomeCases::RuntimePending, OutcomeCases::Migrated,
-                           OutcomeCases::NotNeeded, OutcomeCases::RolledBack> {
+class Outcome : public ClosedVariant<OutcomeCases, OutcomeCases::MoveFailed, OutcomeCases::RuntimePending,
+                                     OutcomeCases::Migrated, OutcomeCases::NotNeeded, OutcomeCases::RolledBack> {
   public:
     using ClosedVariant::ClosedVariant;
 

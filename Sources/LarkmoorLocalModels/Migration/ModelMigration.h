@@ -33,9 +33,9 @@ struct OutcomeCases {
     };
 };
 
-class Outcome : public ClosedVariant<OutcomeCases, OutcomeCases::Migrated, OutcomeCases::NotNeeded,
-                                     OutcomeCases::PullFailed, OutcomeCases::PingFailed, OutcomeCases::RolledBack,
-                                     OutcomeCases::MoveFailed> {
+class Outcome
+    : public ClosedVariant<OutcomeCases, OutcomeCases::Migrated, OutcomeCases::NotNeeded, OutcomeCases::PullFailed,
+                           OutcomeCases::PingFailed, OutcomeCases::RolledBack, OutcomeCases::MoveFailed> {
   public:
     using ClosedVariant::ClosedVariant;
 };
