@@ -86,6 +86,7 @@ MenuDuties::Models LocalModelsDuties::make() {
 }
 
 Task<void> LocalModelsDuties::startIfNeeded() {
+    if (isCancelled_) co_return;
     const auto executor = co_await boost::asio::this_coro::executor;
     decided_ = std::make_shared<OneShotEvent>(executor.context());
     co_await Spawning::toItsEnd([this] { return decideAtLaunch(); });

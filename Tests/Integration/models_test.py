@@ -121,6 +121,8 @@ class Home:
 @unittest.skipUnless(os.environ.get("LARKMOOR_OWN_NETWORK") and os.environ.get("LARKMOOR_CGROUPS"),
                      "the model host's port and a user manager are had under Scripts/lib/as-tester alone")
 class LocalModels(unittest.TestCase):
+    maxDiff = None
+
     def setUp(self):
         self.release = Release(Path(self.enterContext(tempfile.TemporaryDirectory())))
         self.addCleanup(self.release.server_close)

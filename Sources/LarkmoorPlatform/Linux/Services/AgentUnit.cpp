@@ -226,8 +226,10 @@ class Translation {
         std::string lines;
         if (const auto nice = readNumber("Nice")) lines += fmt::format("Nice={:.0f}\n", *nice);
         if (const auto* mask = read<std::int64_t>("Umask", "number")) lines += fmt::format("UMask={:04o}\n", *mask);
-        if (const auto timeout = readNumber("ExitTimeOut"))
-            lines += *timeout <= 0 ? "TimeoutStopSec=infinity\n" : fmt::format("TimeoutStopSec={:g}\n", *timeout);
+        // launchd's; the service manager's own, 90 s, is longer than somebody waits who cancels or quits.
+        constexpr double exitTimeOut = 20;
+        const double timeout = readNumber("ExitTimeOut").value_or(exitTimeOut);
+        lines += timeout <= 0 ? "TimeoutStopSec=infinity\n" : fmt::format("TimeoutStopSec={:g}\n", timeout);
         return lines;
     }
 
