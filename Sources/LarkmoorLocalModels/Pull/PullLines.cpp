@@ -82,13 +82,15 @@ bool PullLines::readLikeTheLast(std::string_view line) {
     const std::size_t around = pattern_->before.size() + pattern_->after.size();
     if (line.size() <= around) return false;
     const auto completed = plainInteger(line.substr(pattern_->before.size(), line.size() - around));
-    if (completed) layers_[pattern_->layer].completed = *completed;
-    return completed.has_value();
+    if (!completed) return false;
+    layers_[pattern_->layer].completed = *completed;
+    return isUnderstood_ = true;
 }
 
 bool PullLines::parse(std::string_view line) {
     FlatDocument document;
-    if (!document.parse(asBytes(line)) || document.root().kind != Kind::object) return false;
+    isUnderstood_ = document.parse(asBytes(line)) && document.root().kind == Kind::object;
+    if (!isUnderstood_) return false;
     const FlatNode& root = document.root();
     if (const auto error = text(root, "error")) {
         error_ = *error;

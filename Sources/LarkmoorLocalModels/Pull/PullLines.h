@@ -47,6 +47,8 @@ class PullLines {
     const std::optional<std::string>& error() const { return error_; }
     /// Whether a line told the success.
     bool isSuccess() const { return isSuccess_; }
+    /// Whether the last line was a JSON object.
+    bool isUnderstood() const { return isUnderstood_; }
     /// Of all layers known so far.
     Transfer sums() const;
 
@@ -83,6 +85,7 @@ class PullLines {
     double highest_ = 0;  ///< the largest fraction that was reported
     std::optional<std::string> error_;
     bool isSuccess_ = false;
+    bool isUnderstood_ = false;
 };
 
 }  // namespace larkmoor

@@ -35,6 +35,8 @@ class Pull {
     }
 
     bool onPiece(BytesView piece) {
+        // For all its lines: asking the clock takes as long as reading one.
+        heard_ = Clock::now();
         return reader_.read(piece, [this](std::string_view line) { return onLine(line); });
     }
 
@@ -59,6 +61,9 @@ class Pull {
         }
         if (const auto transfer = lines_.read(line)) progress_(*transfer);
         if (const auto& error = lines_.error()) failure_ = "the model download failed: " + *error;
+        if (!failure_ && throughput_.isDue(heard_) && lines_.isUnderstood()) {
+            log_(throughput_.line("model", lines_.sums(), heard_));
+        }
         return !failure_;
     }
 
@@ -72,6 +77,8 @@ class Pull {
     const TransferListener progress_;
     const SetupLogger log_;
     const Clock::time_point start_ = Clock::now();
+    Clock::time_point heard_ = start_;  ///< when the last piece came
+    SetupTelemetry::Throughput throughput_{start_};
     LineReader reader_;
     PullLines lines_;
     std::optional<std::string> failure_;
