@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <utility>
 
 namespace larkmoor {
@@ -24,18 +23,9 @@ Task<std::optional<std::string>> pullForWords(ModelHost host, std::string name, 
     co_return pulled ? std::nullopt : std::optional{std::move(pulled.error().message)};
 }
 
-/// The mirror's download begins anew: what was reported of the registry's is not taken back.
-TransferListener forwardOnly(TransferListener progress) {
-    return [progress = std::move(progress), highest = std::make_shared<double>(0)](Transfer transfer) {
-        const double fraction = transfer.fraction().value_or(0);
-        if (fraction > *highest) *highest = fraction, progress(transfer);
-    };
-}
-
 }  // namespace
 
-ModelPull::Seams ModelPull::live(const ModelHost& host, TransferListener progress, const SetupLogger& log) {
-    progress = forwardOnly(std::move(progress));
+ModelPull::Seams ModelPull::live(const ModelHost& host, const TransferListener& progress, const SetupLogger& log) {
     return {.pull = [=](std::string name) { return pullForWords(host, std::move(name), progress, log); },
             .copy =
                 [=](std::string source, std::string destination) {
@@ -103,7 +93,7 @@ Task<ModelPull::Outcome> ModelPull::pullFromMirror() {
 }
 
 Task<std::expected<void, SetupError>> pullModel(ModelHost host, TransferListener progress, SetupLogger log) {
-    ModelPull pull{ModelPull::live(host, std::move(progress), log)};
+    ModelPull pull{ModelPull::live(host, progress, log)};
     const ModelPull::Outcome outcome = co_await pull.run();
     const auto* failed = outcome.as<ModelPull::Outcome::Failed>();
     if (failed == nullptr) co_return std::expected<void, SetupError>{};

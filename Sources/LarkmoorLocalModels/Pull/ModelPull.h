@@ -45,8 +45,10 @@ class ModelPull {
 
     explicit ModelPull(Seams seams) : seams_(std::move(seams)) {}
 
-    /// The seams that ask the host. What `progress` is told never goes back, from the registry to the mirror neither.
-    static Seams live(const ModelHost& host, TransferListener progress, const SetupLogger& log);
+    /// The seams that ask the host. `progress` is told of the registry's download, as `pullOnce` says, and then of the
+    /// mirror's: where the host has none of the mirror's layers yet, that begins at nothing, and so does what is told,
+    /// since a bar at the end with the whole download still to come would be a lie.
+    static Seams live(const ModelHost& host, const TransferListener& progress, const SetupLogger& log);
 
     /// By the words of the host: whether this machine reaches nothing, in any letter case.
     static PullFailure classify(std::string_view text);
