@@ -67,9 +67,10 @@ class Pull {
         return !failure_;
     }
 
-    /// Between us and a host on this machine: neither the network nor the registry is to blame, and the words say so.
+    /// Of a connection on this machine. A mirror is pulled by the same host, so it cannot help against one that does not
+    /// answer at all: "offline" is a word by which `ModelPull` knows that.
     std::string ofHost(const HTTPFailure& failure) const {
-        return (hasBegun_ ? "the model host broke off: " : "the model host did not answer: ") + failure.reason;
+        return (hasBegun_ ? "the model host broke off: " : "the model host seems to be offline: ") + failure.reason;
     }
 
     Seconds elapsed() const { return Clock::now() - start_; }
