@@ -33,8 +33,15 @@ ModelPull::Seams ModelPull::live(const ModelHost& host, const TransferListener& 
                                 {{"source", std::move(source)}, {"destination", std::move(destination)}});
                 },
             .ping = [=](std::string name) { return pingModel(host, std::move(name)); },
-            .remove = [=](std::string name) { return post(host, "/api/delete", {{"name", std::move(name)}}); },
-            .log = log};
+            .remove =
+                [=](std::string name) {
+                    ModelHost asked = host;
+                    // Whoever removes after a stop clears up behind it.
+                    if (asked.stop.stop_requested()) asked.stop = {};
+                    return post(std::move(asked), "/api/delete", {{"name", std::move(name)}});
+                },
+            .log = log,
+            .stop = host.stop};
 }
 
 PullFailure ModelPull::classify(std::string_view text) {
@@ -71,25 +78,34 @@ Task<ModelPull::Outcome> ModelPull::run() {
 }
 
 Task<ModelPull::Outcome> ModelPull::pullFromMirror() {
-    const std::string title{LocalModel::titleModel};
     const std::string mirror{mirrorModel};
     if (const auto error = co_await seams_.pull(mirror)) {
         seams_.log(fmt::format("model-pull: the mirror refused too ({}) — retrying at the next open", *error));
         co_return Outcome::Failed{PullFailure::registry};
     }
+    const bool isRenamed = co_await renameMirrored();
+    // The two share their layers: if this fails, a name remains.
+    const bool isRemoved = isRenamed && co_await seams_.remove(mirror);
+    // What undoes a cancelled setup knows the model by its own name alone.
+    if (!isRemoved && seams_.stop.stop_requested()) (void)co_await seams_.remove(mirror);
+    if (!isRenamed) co_return Outcome::Failed{PullFailure::registry};
+    seams_.log(
+        fmt::format("model-pull: pulled from the Hugging Face mirror and renamed to {}", LocalModel::titleModel));
+    co_return Outcome::Mirrored{};
+}
+
+/// False where the copy is not proven: then the mirror's model stays.
+Task<bool> ModelPull::renameMirrored() {
+    const std::string title{LocalModel::titleModel}, mirror{mirrorModel};
     if (!co_await seams_.copy(mirror, title)) {
         seams_.log(fmt::format("model-pull: the mirror's model could not be renamed to {}", title));
-        co_return Outcome::Failed{PullFailure::registry};
+        co_return false;
     }
-    // Until the copy is proven, the mirror's model stays.
     if (!co_await seams_.ping(title)) {
         seams_.log(fmt::format("model-pull: the copy did not answer — keeping {} as well", mirror));
-        co_return Outcome::Failed{PullFailure::registry};
+        co_return false;
     }
-    // The two share their layers: if this fails, a name remains.
-    (void)co_await seams_.remove(mirror);
-    seams_.log(fmt::format("model-pull: pulled from the Hugging Face mirror and renamed to {}", title));
-    co_return Outcome::Mirrored{};
+    co_return true;
 }
 
 Task<std::expected<void, SetupError>> pullModel(ModelHost host, TransferListener progress, SetupLogger log) {

@@ -5,6 +5,7 @@
 #include <expected>
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -41,6 +42,7 @@ class ModelPull {
         std::function<Task<bool>(std::string name)> ping;
         std::function<Task<bool>(std::string name)> remove;
         SetupLogger log;
+        std::stop_token stop{};
     };
 
     explicit ModelPull(Seams seams) : seams_(std::move(seams)) {}
@@ -56,11 +58,13 @@ class ModelPull {
     /// What the row of the model is skipped with.
     static std::string_view words(PullFailure failure);
 
-    /// Must not outlive this. When the host's requests are stopped, each further one fails at once.
+    /// Must not outlive this. When it is stopped, each further request fails at once, but for one: a model that came
+    /// from the mirror is removed under the mirror's name.
     Task<Outcome> run();
 
   private:
     Task<Outcome> pullFromMirror();
+    Task<bool> renameMirrored();
 
     Seams seams_;
 };

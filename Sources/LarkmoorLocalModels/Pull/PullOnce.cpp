@@ -67,8 +67,8 @@ class Pull {
         return !failure_;
     }
 
-    /// Of a connection on this machine. A mirror is pulled by the same host, so it cannot help against one that does not
-    /// answer at all: "offline" is a word by which `ModelPull` knows that.
+    /// Of a connection on this machine. A mirror is pulled by the same host, so it cannot help against one that does
+    /// not answer at all: "offline" is a word by which `ModelPull` knows that.
     std::string ofHost(const HTTPFailure& failure) const {
         return (hasBegun_ ? "the model host broke off: " : "the model host seems to be offline: ") + failure.reason;
     }
