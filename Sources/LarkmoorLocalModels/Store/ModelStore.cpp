@@ -97,13 +97,17 @@ std::expected<void, ModelStoreError> place(const std::string& blob, const fs::pa
     const auto there = StoreFile::status(from);
     if (!there) return std::unexpected{there.error()};
     if (!*there) return {};
-    const auto isThere = StoreFile::isCopy(from, to);
-    if (!isThere) return std::unexpected{isThere.error()};
-    if (*isThere) return {};
-    // Something else has the blob's name in the target. Only a file that is what the name says may replace it.
+    const bool isOne = StoreFile::areOne(from, to);
+    // A symbolic link into the other store ends with what it points to.
+    if (isOne && !StoreFile::isLink(to)) return {};
+    const auto isNamed = [&blob](const auto& digest) { return digest && blob == "sha256-" + *digest; };
+    const auto others = isOne ? failure("") : digest(to);
+    if (isNamed(others)) return {};
     const auto own = digest(from);
     if (!own) return std::unexpected{own.error()};
-    if (blob != "sha256-" + *own) return failure("a model layer did not copy whole");
+    if (others == own) return {};
+    // Something else has the blob's name in the target. Only a file that is what the name says may replace it.
+    if (!isNamed(own)) return failure("a model layer did not copy whole");
     return StoreFile::copy(from, to, (target / blobsFolder / StoreFile::temporaryName).string());
 }
 

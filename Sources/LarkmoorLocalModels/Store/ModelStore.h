@@ -49,7 +49,8 @@ std::expected<void, ModelStoreError> linkFile(const std::string& from, const std
 std::vector<std::string> manifestFiles(const std::string& inModels);
 
 /// Moves the model from the root to the store. However it ends, even if the process is killed or the power is lost, the
-/// model is whole in one of the two stores at least, and no blob goes that a manifest still names. Blobs that a failed
+/// model is whole in one of the two stores at least, as far as `blobNames` knows it (of a manifest that is no JSON
+/// object, the manifest moves and the blobs stay), and no blob goes that a manifest still names. Blobs that a failed
 /// move left in the target are taken by the next. Where both are one store, nothing changes.
 std::expected<void, ModelStoreError> moveModel(std::string_view name, const std::string& fromRoot,
                                                const std::string& toModels);

@@ -92,6 +92,7 @@ TEST(ModelStore, IsWholeInOneStoreWhereverItIsKilled) {
 TEST(ModelStore, TakesWhatIsThereForABlobOnlyIfItIs) {
     const std::pair<const char*, void (*)(const Stores&)> cases[] = {
         {"half of it", [](const Stores& stores) { write(stores.placed, own.substr(9)); }},
+        {"as many other bytes", [](const Stores& stores) { write(stores.placed, std::string(own.size(), 'x')); }},
         {"a link to the source", [](const Stores& stores) { fs::create_symlink(stores.source, stores.placed); }},
         {"a link to nothing", [](const Stores& stores) { fs::create_symlink("nothing", stores.placed); }},
         {"the source's folder",
