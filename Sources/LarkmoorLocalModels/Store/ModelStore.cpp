@@ -49,21 +49,22 @@ bool isComponent(std::string_view name) {
 }
 
 /// Adds the manifests below the folder, `depth` components under `manifests`. False if anything was in the way of
-/// seeing all: what a host may still read.
+/// seeing all: a folder, or a file, that a host may be allowed to read. A dangling link and a pipe are read by none.
 bool gather(const std::string& folder, int depth, std::vector<std::string>& manifests) {
     const auto names = Files::names(folder);
     if (!names) return false;
     bool sawAll = true;
     for (const std::string& name : *names) {
         const std::string path = (fs::path{folder} / name).string();
-        struct stat status{};
-        const bool isSeen = ::stat(path.c_str(), &status) == 0;
-        if (isSeen && S_ISDIR(status.st_mode)) {
-            if (depth + 1 < manifestDepth) sawAll = gather(path, depth + 1, manifests) && sawAll;
-        } else if (depth + 1 == manifestDepth && isSeen && S_ISREG(status.st_mode)) {
-            manifests.push_back(path);
-        } else if (!isSeen || depth + 1 == manifestDepth) {
+        const auto status = StoreFile::status(path);
+        if (!status) {
             sawAll = false;
+        } else if (!*status) {
+            continue;
+        } else if (S_ISDIR((*status)->st_mode)) {
+            if (depth + 1 < manifestDepth) sawAll = gather(path, depth + 1, manifests) && sawAll;
+        } else if (depth + 1 == manifestDepth && S_ISREG((*status)->st_mode)) {
+            manifests.push_back(path);
         }
     }
     return sawAll;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <set>
 
@@ -123,6 +124,10 @@ TEST(ModelStore, KeepsTheBlobsOfEveryManifestThatMayBeAModel) {
     for (const auto& [path, text, isKept] : cases) {
         const Stores stores;
         write(stores.store / "manifests" / path, text);
+        // What no host reads, and so keeps nothing.
+        fs::create_symlink("nothing", stores.store / "manifests/old");
+        fs::create_directories(stores.store / "manifests/p/i/p");
+        ASSERT_EQ(::mkfifo((stores.store / "manifests/p/i/p/e").c_str(), 0600), 0);
         const std::int64_t freed = ModelStore::deleteModel(gone, stores.root.path()).value_or(-1);
         EXPECT_EQ(freed, isKept ? 0 : std::ssize(own)) << path << " " << text.substr(0, 99);
         EXPECT_EQ(fs::exists(stores.source), isKept);
