@@ -206,9 +206,7 @@ std::expected<std::int64_t, ModelStoreError> deleteModel(std::string_view name, 
     if (!status) return std::unexpected{status.error()};
     const std::optional<struct stat>& file = *status;
     if (!file || S_ISDIR(file->st_mode)) return 0;
-    const auto manifest = Files::read(path);
-    if (!manifest) return failure(manifest.error());
-    const auto blobs = ModelManifest::blobNames(*manifest);
+    const auto blobs = blobNames(path);
 
     if (::unlink(path.c_str()) != 0) return failure(FileError{path, errno});
     std::int64_t freed = 0;

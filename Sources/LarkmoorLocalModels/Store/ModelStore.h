@@ -56,7 +56,8 @@ std::expected<void, ModelStoreError> moveModel(std::string_view name, const std:
                                                const std::string& toModels);
 
 /// Deletes the model, with the blobs that no other manifest names, and returns the size of these; 0 if there is no such
-/// model.
+/// model. Where a manifest cannot be read, the model's or one that may be another's, the blobs stay, and no later
+/// deletion knows them.
 std::expected<std::int64_t, ModelStoreError> deleteModel(std::string_view name, const std::string& in);
 
 /// The path in front of the last component "models", unless that is the first: "/a/models/b" of "/a/models/b/models/c".

@@ -135,6 +135,13 @@ TEST(ModelStore, KeepsTheBlobsOfEveryManifestThatMayBeAModel) {
     }
 }
 
+TEST(ModelStore, DeletesAManifestThatItCannotRead) {
+    const Stores stores;
+    write(manifest(stores.store, gone), std::string(Files::maxBytes + 1, ' '));
+    EXPECT_EQ(ModelStore::deleteModel(gone, stores.root.path()), 0);
+    EXPECT_FALSE(fs::exists(manifest(stores.store, gone)));
+}
+
 TEST(ModelStore, ReachesNothingThroughADigest) {
     const Stores stores;
     write(stores.store / "victim", "untouched");
