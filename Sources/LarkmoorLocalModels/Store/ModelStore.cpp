@@ -42,6 +42,12 @@ std::vector<std::string_view> pieces(std::string_view text, char separator) {
     return pieces;
 }
 
+/// Of the model's name, all that is in front of the tag, at its slashes; empty where there is no model.
+std::vector<std::string_view> modelPath(std::string_view name) {
+    const auto parts = pieces(name, ':');
+    return pieces(parts.size() >= 2 ? parts[0] : name, '/');
+}
+
 /// A name that stays where it is put.
 bool isComponent(std::string_view name) {
     return !name.empty() && name != "." && name != ".." &&
@@ -116,10 +122,9 @@ std::expected<void, ModelStoreError> place(const std::string& blob, const fs::pa
 
 std::optional<std::string> manifestRelPath(std::string_view name, std::string_view registry) {
     const auto parts = pieces(name, ':');
-    const bool hasTag = parts.size() >= 2;
-    const auto path = pieces(hasTag ? parts[0] : name, '/');
+    const auto path = modelPath(name);
     if (path.empty()) return std::nullopt;
-    const std::string_view model = path.back(), tag = hasTag ? parts[1] : "latest";
+    const std::string_view model = path.back(), tag = parts.size() >= 2 ? parts[1] : "latest";
     const std::string_view space = path.size() > 1 ? path[path.size() - 2] : "library";
     if (!std::ranges::all_of(std::array{registry, space, model, tag}, isComponent)) return std::nullopt;
     return fmt::format("{}/{}/{}/{}/{}", manifestsFolder, registry, space, model, tag);
@@ -160,7 +165,10 @@ std::vector<std::string> manifestFiles(const std::string& inModels) {
 std::expected<void, ModelStoreError> moveModel(std::string_view name, const std::string& fromRoot,
                                                const std::string& toModels) {
     const auto rel = manifestRelPath(name);
-    if (!rel) return failure("a model with no name cannot be moved");
+    if (!rel) {
+        return failure(modelPath(name).empty() ? "a model with no name cannot be moved"
+                                               : fmt::format("no store can have a model named {}", name));
+    }
     const fs::path source = fs::path{fromRoot} / modelsFolder, target = fs::absolute(toModels);
     const std::string from = (source / *rel).string(), to = (target / *rel).string();
     const std::string sourceBlobs = (source / blobsFolder).string(), targetBlobs = (target / blobsFolder).string();

@@ -33,7 +33,7 @@ inline constexpr std::string_view defaultRegistry = "registry.ollama.ai";
 std::optional<std::string> manifestRelPath(std::string_view name, std::string_view registry = defaultRegistry);
 
 /// The file names of the blobs that the manifest names: the configuration, then the layers. A digest that is no plain
-/// file name is left out. Empty if the manifest cannot be read or is no JSON object.
+/// file name is left out. Empty if the manifest cannot be read, is no JSON object or is too dense for a `FlatDocument`.
 std::vector<std::string> blobNames(const std::string& manifestAt);
 
 /// The SHA-256 of a regular file, in lower-case hexadecimal.
