@@ -97,6 +97,12 @@ std::string existingAbove(const fs::path& store) {
     return above.string();
 }
 
+/// Whether the store has the blobs of a model, and there are any.
+bool hasAll(const std::vector<std::string>& blobs, const fs::path& store) {
+    const auto has = [&store](const std::string& blob) { return Files::exists((store / blobsFolder / blob).string()); };
+    return !blobs.empty() && std::ranges::all_of(blobs, has);
+}
+
 /// Puts a blob of the store `source` into the store `target`.
 std::expected<void, ModelStoreError> place(const std::string& blob, const fs::path& source, const fs::path& target) {
     const std::string from = (source / blobsFolder / blob).string(), to = (target / blobsFolder / blob).string();
@@ -148,6 +154,7 @@ std::expected<void, ModelStoreError> linkFile(const std::string& from, const std
     const auto source = StoreFile::status(from);
     if (!source) return std::unexpected{source.error()};
     const std::optional<struct stat>& file = *source;
+    if (!file && StoreFile::isDangling(from)) return refused(ENOENT);
     if (!file) return {};
     if (!S_ISREG(file->st_mode)) return refused(EPERM);
     // Of a symbolic link, the file that it leads to: the link itself may be relative to its folder.
@@ -169,7 +176,9 @@ std::expected<void, ModelStoreError> moveModel(std::string_view name, const std:
         return failure(modelPath(name).empty() ? "a model with no name cannot be moved"
                                                : fmt::format("no store can have a model named {}", name));
     }
-    const fs::path source = fs::path{fromRoot} / modelsFolder, target = fs::absolute(toModels);
+    std::error_code failed;
+    const fs::path source = fs::path{fromRoot} / modelsFolder, target = fs::absolute(toModels, failed);
+    if (failed) return failure(FileError{toModels, failed.value()});
     const std::string from = (source / *rel).string(), to = (target / *rel).string();
     const std::string sourceBlobs = (source / blobsFolder).string(), targetBlobs = (target / blobsFolder).string();
     const auto status = StoreFile::status(from);
@@ -178,11 +187,15 @@ std::expected<void, ModelStoreError> moveModel(std::string_view name, const std:
     const auto manifest = Files::read(from);
     if (!manifest) return failure(manifest.error());
     const auto blobs = ModelManifest::blobNames(*manifest);
+    if (StoreFile::isDangling(sourceBlobs)) return failure(FileError{sourceBlobs, ENOENT});
 
     const std::string above = existingAbove(target);
     if (auto made = makeModelsDir(targetBlobs); !made) return made;
     for (const std::string& blob : blobs) {
         if (auto placed = place(blob, source, target); !placed) return placed;
+    }
+    if (!hasAll(blobs, target) && hasAll(blobNames(to), target)) {
+        return failure(fmt::format("{} is whole in the target, and the one that was to replace it is not", name));
     }
     const std::string fromFolder = fs::path{from}.parent_path().string(),
                       toFolder = fs::path{to}.parent_path().string();

@@ -41,8 +41,8 @@ std::expected<std::string, ModelStoreError> digest(const std::string& of);
 
 /// Makes the file `from` available as `to`, too: by a hard link, or on another volume by a copy that is compared, is on
 /// the disk before it has its name, and replaces what is there. An existing `to` stays as it is otherwise; a missing
-/// `from` is no failure. A process that is killed while it copies leaves ".larkmoor-copy" beside `to`, which the next
-/// copy removes.
+/// `from` is no failure, but a link to nothing is one. A process that is killed while it copies leaves ".larkmoor-copy"
+/// beside `to`, which the next copy removes.
 std::expected<void, ModelStoreError> linkFile(const std::string& from, const std::string& to);
 
 /// The paths of the store's manifests, sorted; links are followed.
@@ -51,7 +51,8 @@ std::vector<std::string> manifestFiles(const std::string& inModels);
 /// Moves the model from the root to the store. However it ends, even if the process is killed or the power is lost, the
 /// model is whole in one of the two stores at least, as far as `blobNames` knows it (of a manifest that is no JSON
 /// object, the manifest moves and the blobs stay), and no blob goes that a manifest still names. Blobs that a failed
-/// move left in the target are taken by the next. Where both are one store, nothing changes.
+/// move left in the target are taken by the next. A model that is whole in the target is not replaced by one that is
+/// not. Where both are one store, nothing changes.
 std::expected<void, ModelStoreError> moveModel(std::string_view name, const std::string& fromRoot,
                                                const std::string& toModels);
 

@@ -77,6 +77,8 @@ bool isLink(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
+bool isDangling(const std::string& path) { return isLink(path) && !Files::exists(path); }
+
 bool areOnOneVolume(std::initializer_list<std::string> paths) {
     std::set<dev_t> volumes;
     for (const std::string& path : paths) {

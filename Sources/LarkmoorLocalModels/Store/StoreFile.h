@@ -24,6 +24,9 @@ bool areOne(const std::string& first, const std::string& second);
 /// Whether it is a symbolic link.
 bool isLink(const std::string& path);
 
+/// Whether it is a symbolic link to nothing, as to a volume that is not mounted.
+bool isDangling(const std::string& path);
+
 /// Whether all exist, on one file system.
 bool areOnOneVolume(std::initializer_list<std::string> paths);
 

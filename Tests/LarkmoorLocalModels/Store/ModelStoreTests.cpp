@@ -135,6 +135,30 @@ TEST(ModelStore, KeepsTheBlobsOfEveryManifestThatMayBeAModel) {
     }
 }
 
+TEST(ModelStore, RefusesToLoseAModelByMovingIt) {
+    const std::pair<const char*, void (*)(const Stores&)> cases[] = {
+        {"half a manifest", [](const Stores& stores) { write(manifest(stores.store, gone), R"({"layers":[)"); }},
+        {"a blob is missing",
+         [](const Stores& stores) {
+             writeModel(stores.store, gone, {own, "new"}), fs::remove(stores.store / "blobs" / blob("new"));
+         }},
+        {"a blob's volume is missing",
+         [](const Stores& stores) { fs::remove(stores.source), fs::create_symlink("nothing", stores.source); }},
+        {"the blobs' volume is missing",
+         [](const Stores& stores) {
+             fs::remove_all(stores.store / "blobs"), fs::create_symlink("nothing", stores.store / "blobs");
+         }},
+    };
+    for (const auto& [what, prepare] : cases) {
+        const Stores stores;
+        writeModel(stores.target, gone, {own, shared});
+        prepare(stores);
+        EXPECT_FALSE(stores.move()) << what;
+        EXPECT_TRUE(isUsable(stores.target, gone) && fs::exists(manifest(stores.store, gone))) << what;
+        EXPECT_FALSE(ModelStore::moveModel(stays, stores.root.path(), "")) << "to nowhere";
+    }
+}
+
 TEST(ModelStore, DeletesAManifestThatItCannotRead) {
     const Stores stores;
     write(manifest(stores.store, gone), std::string(Files::maxBytes + 1, ' '));
