@@ -85,7 +85,7 @@ std::set<std::string> orphans(std::set<std::string> blobs, const fs::path& store
         if (blobs.empty()) break;
         const auto manifest = Files::read(path);
         if (!manifest) return {};
-        std::erase_if(blobs, [&](const std::string& blob) { return ModelManifest::mentions(*manifest, blob); });
+        ModelManifest::eraseMentioned(*manifest, blobs);
     }
     return blobs;
 }
