@@ -33,6 +33,7 @@ class Asking {
     }
 
     const ModelHost& host() const { return host_; }
+    bool isStopped() const { return stop_.stop_requested(); }
 
     template <class T>
     T run(Task<T> task) {
@@ -106,7 +107,7 @@ Outcome pull(const Arguments& arguments) {
                        arguments.json ? fmt::format("{{\"outcome\":\"{}\"}}\n", word) : fmt::format("{}\n", word)};
     if (const auto* failed = outcome.as<ModelPull::Outcome::Failed>()) {
         result.status = Outcome::failed;
-        result.errors = ModelPull::words(failed->_0);
+        result.errors = asking.isStopped() ? "cancelled" : ModelPull::words(failed->_0);
     }
     return result;
 }

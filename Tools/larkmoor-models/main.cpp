@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 
 #include "Command.h"
 #include "LarkmoorBase/Files.h"
+#include "LarkmoorPlatform/HTTPClient.h"
 
 namespace larkmoor::models {
 
@@ -55,6 +57,10 @@ Outcome wrongUsage(const std::string& message) {
     return {.status = Outcome::wrongUsage, .errors = message + "\n" + usage()};
 }
 
+bool isHost(const std::string& text) {
+    return text.find_first_of("/?#") == text.npos && HTTPAddress::parse("http://" + text).has_value();
+}
+
 Outcome run(const std::vector<std::string>& words) {
     if (words == std::vector<std::string>{"--help"}) return {.output = usage() + "\n"};
     Arguments arguments;
@@ -70,6 +76,9 @@ Outcome run(const std::vector<std::string>& words) {
         } else if (const auto option = std::ranges::find(options, word, &Option::name);
                    option != options.end() && at + 1 < words.size()) {
             arguments.*option->value = words[++at];
+            if (word == "--host" && !isHost(arguments.host)) {
+                return wrongUsage("--host wants HOST:PORT, not " + arguments.host);
+            }
         } else if (word.starts_with("--")) {
             return wrongUsage("there is no option " + word);
         } else {
@@ -93,6 +102,8 @@ Outcome run(const std::vector<std::string>& words) {
 
 int main(int count, char** arguments) {
     using namespace larkmoor;
+    // A reader of our output that is gone ends no download: writing to it fails, which is told at the end.
+    std::signal(SIGPIPE, SIG_IGN);
     const models::Outcome outcome = models::run({arguments + 1, arguments + count});
     const auto printed = Files::writeAll(STDOUT_FILENO, asBytes(outcome.output), "standard output");
     std::string errors = printed ? outcome.errors : printed.error().description();

@@ -18,4 +18,9 @@ std::string SetupTelemetry::throughput(std::string_view component, std::int64_t 
                        totalBytes ? fmt::format(" total={}", *totalBytes) : "", elapsed.count(), rate(bytes, elapsed));
 }
 
+std::string SetupTelemetry::Throughput::line(std::string_view component, const Transfer& transfer, Time now) {
+    last_ = now;
+    return throughput(component, transfer.bytes, transfer.total, now - start_);
+}
+
 }  // namespace larkmoor

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <utility>
 
 namespace larkmoor {
@@ -24,18 +23,9 @@ Task<std::optional<std::string>> pullForWords(ModelHost host, std::string name, 
     co_return pulled ? std::nullopt : std::optional{std::move(pulled.error().message)};
 }
 
-/// The mirror's download begins anew: what was reported of the registry's is not taken back.
-TransferListener forwardOnly(TransferListener progress) {
-    return [progress = std::move(progress), highest = std::make_shared<double>(0)](Transfer transfer) {
-        const double fraction = transfer.fraction().value_or(0);
-        if (fraction > *highest) *highest = fraction, progress(transfer);
-    };
-}
-
 }  // namespace
 
-ModelPull::Seams ModelPull::live(const ModelHost& host, TransferListener progress, const SetupLogger& log) {
-    progress = forwardOnly(std::move(progress));
+ModelPull::Seams ModelPull::live(const ModelHost& host, const TransferListener& progress, const SetupLogger& log) {
     return {.pull = [=](std::string name) { return pullForWords(host, std::move(name), progress, log); },
             .copy =
                 [=](std::string source, std::string destination) {
@@ -43,8 +33,15 @@ ModelPull::Seams ModelPull::live(const ModelHost& host, TransferListener progres
                                 {{"source", std::move(source)}, {"destination", std::move(destination)}});
                 },
             .ping = [=](std::string name) { return pingModel(host, std::move(name)); },
-            .remove = [=](std::string name) { return post(host, "/api/delete", {{"name", std::move(name)}}); },
-            .log = log};
+            .remove =
+                [=](std::string name) {
+                    ModelHost asked = host;
+                    // Whoever removes after a stop clears up behind it.
+                    if (asked.stop.stop_requested()) asked.stop = {};
+                    return post(std::move(asked), "/api/delete", {{"name", std::move(name)}});
+                },
+            .log = log,
+            .stop = host.stop};
 }
 
 PullFailure ModelPull::classify(std::string_view text) {
@@ -81,29 +78,38 @@ Task<ModelPull::Outcome> ModelPull::run() {
 }
 
 Task<ModelPull::Outcome> ModelPull::pullFromMirror() {
-    const std::string title{LocalModel::titleModel};
     const std::string mirror{mirrorModel};
     if (const auto error = co_await seams_.pull(mirror)) {
         seams_.log(fmt::format("model-pull: the mirror refused too ({}) — retrying at the next open", *error));
         co_return Outcome::Failed{PullFailure::registry};
     }
-    if (!co_await seams_.copy(mirror, title)) {
-        seams_.log(fmt::format("model-pull: the mirror's model could not be renamed to {}", title));
-        co_return Outcome::Failed{PullFailure::registry};
-    }
-    // Until the copy is proven, the mirror's model stays.
-    if (!co_await seams_.ping(title)) {
-        seams_.log(fmt::format("model-pull: the copy did not answer — keeping {} as well", mirror));
-        co_return Outcome::Failed{PullFailure::registry};
-    }
+    const bool isRenamed = co_await renameMirrored();
     // The two share their layers: if this fails, a name remains.
-    (void)co_await seams_.remove(mirror);
-    seams_.log(fmt::format("model-pull: pulled from the Hugging Face mirror and renamed to {}", title));
+    const bool isRemoved = isRenamed && co_await seams_.remove(mirror);
+    // What undoes a cancelled setup knows the model by its own name alone.
+    if (!isRemoved && seams_.stop.stop_requested()) (void)co_await seams_.remove(mirror);
+    if (!isRenamed) co_return Outcome::Failed{PullFailure::registry};
+    seams_.log(
+        fmt::format("model-pull: pulled from the Hugging Face mirror and renamed to {}", LocalModel::titleModel));
     co_return Outcome::Mirrored{};
 }
 
+/// False where the copy is not proven: then the mirror's model stays.
+Task<bool> ModelPull::renameMirrored() {
+    const std::string title{LocalModel::titleModel}, mirror{mirrorModel};
+    if (!co_await seams_.copy(mirror, title)) {
+        seams_.log(fmt::format("model-pull: the mirror's model could not be renamed to {}", title));
+        co_return false;
+    }
+    if (!co_await seams_.ping(title)) {
+        seams_.log(fmt::format("model-pull: the copy did not answer — keeping {} as well", mirror));
+        co_return false;
+    }
+    co_return true;
+}
+
 Task<std::expected<void, SetupError>> pullModel(ModelHost host, TransferListener progress, SetupLogger log) {
-    ModelPull pull{ModelPull::live(host, std::move(progress), log)};
+    ModelPull pull{ModelPull::live(host, progress, log)};
     const ModelPull::Outcome outcome = co_await pull.run();
     const auto* failed = outcome.as<ModelPull::Outcome::Failed>();
     if (failed == nullptr) co_return std::expected<void, SetupError>{};

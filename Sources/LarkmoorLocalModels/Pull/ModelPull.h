@@ -5,6 +5,7 @@
 #include <expected>
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -41,12 +42,15 @@ class ModelPull {
         std::function<Task<bool>(std::string name)> ping;
         std::function<Task<bool>(std::string name)> remove;
         SetupLogger log;
+        std::stop_token stop{};
     };
 
     explicit ModelPull(Seams seams) : seams_(std::move(seams)) {}
 
-    /// The seams that ask the host. What `progress` is told never goes back, from the registry to the mirror neither.
-    static Seams live(const ModelHost& host, TransferListener progress, const SetupLogger& log);
+    /// The seams that ask the host. `progress` is told of the registry's download, as `pullOnce` says, and then of the
+    /// mirror's: where the host has none of the mirror's layers yet, that begins at nothing, and so does what is told,
+    /// since a bar at the end with the whole download still to come would be a lie.
+    static Seams live(const ModelHost& host, const TransferListener& progress, const SetupLogger& log);
 
     /// By the words of the host: whether this machine reaches nothing, in any letter case.
     static PullFailure classify(std::string_view text);
@@ -54,11 +58,13 @@ class ModelPull {
     /// What the row of the model is skipped with.
     static std::string_view words(PullFailure failure);
 
-    /// Must not outlive this. When the host's requests are stopped, each further one fails at once.
+    /// Must not outlive this. When it is stopped, each further request fails at once, but for one: a model that came
+    /// from the mirror is removed under the mirror's name.
     Task<Outcome> run();
 
   private:
     Task<Outcome> pullFromMirror();
+    Task<bool> renameMirrored();
 
     Seams seams_;
 };

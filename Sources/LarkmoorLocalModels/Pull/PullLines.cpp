@@ -82,13 +82,19 @@ bool PullLines::readLikeTheLast(std::string_view line) {
     const std::size_t around = pattern_->before.size() + pattern_->after.size();
     if (line.size() <= around) return false;
     const auto completed = plainInteger(line.substr(pattern_->before.size(), line.size() - around));
-    if (completed) layers_[pattern_->layer].completed = *completed;
-    return completed.has_value();
+    if (!completed) return false;
+    layers_[current_].bytes.completed = *completed;
+    return isUnderstood_ = true;
 }
 
 bool PullLines::parse(std::string_view line) {
+    isUnderstood_ = false;
+    // A flood of what is no object, empty lines among it, must not take a turn of the main loop for long.
+    const std::size_t start = line.find_first_not_of(" \t\r");
+    if (start == line.npos || line[start] != '{') return false;
     FlatDocument document;
-    if (!document.parse(asBytes(line)) || document.root().kind != Kind::object) return false;
+    isUnderstood_ = document.parse(asBytes(line)).has_value();
+    if (!isUnderstood_) return false;
     const FlatNode& root = document.root();
     if (const auto error = text(root, "error")) {
         error_ = *error;
@@ -108,21 +114,29 @@ bool PullLines::update(const FlatNode& object, std::string_view line) {
         layer = layers_.insert(layer, {.digest = std::string{*digest}});
     }
     const FlatNode* completed = object.member("completed");
-    layer->completed = number(completed).value_or(0);
-    layer->total = total;
+    layer->bytes.completed = number(completed).value_or(0);
+    layer->bytes.total = total;
+    setCurrent(static_cast<std::size_t>(layer - layers_.begin()));
     pattern_.reset();
     if (number(completed) && plainInteger(completed->text())) {
         const auto at = static_cast<std::size_t>(completed->textStart - line.data());
-        pattern_ = {.before = std::string{line.substr(0, at)},
-                    .after = std::string{line.substr(at + completed->size)},
-                    .layer = static_cast<std::size_t>(layer - layers_.begin())};
+        pattern_ = {.before = std::string{line.substr(0, at)}, .after = std::string{line.substr(at + completed->size)}};
     }
     return true;
 }
 
+void PullLines::setCurrent(std::size_t layer) {
+    if (layer == current_) return;
+    current_ = layer;
+    others_ = {};
+    for (std::size_t at = 0; at < layers_.size(); ++at) {
+        if (at != current_) others_ += layers_[at].bytes;
+    }
+}
+
 PullLines::Sums PullLines::sum() const {
-    Sums sums;
-    for (const Layer& layer : layers_) sums.completed += layer.completed, sums.total += layer.total;
+    Sums sums = others_;
+    if (!layers_.empty()) sums += layers_[current_].bytes;
     return sums;
 }
 

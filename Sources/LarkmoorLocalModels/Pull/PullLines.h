@@ -47,6 +47,8 @@ class PullLines {
     const std::optional<std::string>& error() const { return error_; }
     /// Whether a line told the success.
     bool isSuccess() const { return isSuccess_; }
+    /// Whether the last line was a JSON object.
+    bool isUnderstood() const { return isUnderstood_; }
     /// Of all layers known so far.
     Transfer sums() const;
 
@@ -54,20 +56,20 @@ class PullLines {
     /// No model has as many layers: others are left out, so that the host cannot fill our memory.
     static constexpr std::size_t maxLayers = 256;
 
-    struct Layer {
-        std::string digest;
-        double completed = 0;
-        double total = 0;
-    };
     struct Sums {
         double completed = 0;
         double total = 0;
+
+        Sums& operator+=(const Sums& more) { return completed += more.completed, total += more.total, *this; }
     };
-    /// The last line about a layer, around the number of the bytes completed. What differs from it in that number alone
-    /// needs no parsing, so that the main thread keeps up with what the loopback interface carries.
+    struct Layer {
+        std::string digest;
+        Sums bytes{};
+    };
+    /// The last line about the current layer, around the number of the bytes completed. What differs from it in that
+    /// number alone needs no parsing, so that the main thread keeps up with what the loopback interface carries.
     struct Pattern {
         std::string before, after;
-        std::size_t layer = 0;
     };
 
     // Return whether a layer changed.
@@ -75,14 +77,18 @@ class PullLines {
     bool parse(std::string_view line);
     bool update(const FlatNode& object, std::string_view line);
 
+    void setCurrent(std::size_t layer);
     Sums sum() const;
     std::optional<Transfer> advance();
 
     std::vector<Layer> layers_;
+    std::size_t current_ = 0;  ///< the layer of which a line spoke last
+    Sums others_;              ///< of all but that one: summing up all for each line would take as long as reading it
     std::optional<Pattern> pattern_;
     double highest_ = 0;  ///< the largest fraction that was reported
     std::optional<std::string> error_;
     bool isSuccess_ = false;
+    bool isUnderstood_ = false;
 };
 
 }  // namespace larkmoor

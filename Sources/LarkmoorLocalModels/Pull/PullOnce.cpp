@@ -35,6 +35,8 @@ class Pull {
     }
 
     bool onPiece(BytesView piece) {
+        // For all its lines: asking the clock takes as long as reading one.
+        heard_ = Clock::now();
         return reader_.read(piece, [this](std::string_view line) { return onLine(line); });
     }
 
@@ -59,12 +61,16 @@ class Pull {
         }
         if (const auto transfer = lines_.read(line)) progress_(*transfer);
         if (const auto& error = lines_.error()) failure_ = "the model download failed: " + *error;
+        if (!failure_ && throughput_.isDue(heard_) && lines_.isUnderstood()) {
+            log_(throughput_.line("model", lines_.sums(), heard_));
+        }
         return !failure_;
     }
 
-    /// Between us and a host on this machine: neither the network nor the registry is to blame, and the words say so.
+    /// Of a connection on this machine. A mirror is pulled by the same host, so it cannot help against one that does
+    /// not answer at all: "offline" is a word by which `ModelPull` knows that.
     std::string ofHost(const HTTPFailure& failure) const {
-        return (hasBegun_ ? "the model host broke off: " : "the model host did not answer: ") + failure.reason;
+        return (hasBegun_ ? "the model host broke off: " : "the model host seems to be offline: ") + failure.reason;
     }
 
     Seconds elapsed() const { return Clock::now() - start_; }
@@ -72,6 +78,8 @@ class Pull {
     const TransferListener progress_;
     const SetupLogger log_;
     const Clock::time_point start_ = Clock::now();
+    Clock::time_point heard_ = start_;  ///< when the last piece came
+    SetupTelemetry::Throughput throughput_{start_};
     LineReader reader_;
     PullLines lines_;
     std::optional<std::string> failure_;

@@ -15,8 +15,9 @@ namespace larkmoor {
 using SetupLogger = std::function<void(std::string)>;
 
 /// Asks the host to download the model and waits for the end; an hour of silence ends it, too. `progress` is told of
-/// each step forward, never of one back. When it is stopped, the host sees the connection close within a second, and
-/// keeps what it has for the next time; the error is "cancelled". Main thread.
+/// each step by which the fraction grows, never of one back; the bytes alone may shrink, with the total. When it is
+/// stopped, the host sees the connection close within a second, and keeps what it has for the next time; the error is
+/// "cancelled". Main thread.
 Task<std::expected<void, SetupError>> pullOnce(ModelHost host, std::string name, TransferListener progress,
                                                SetupLogger log);
 

@@ -27,7 +27,6 @@ using Clock = std::chrono::steady_clock;
 using Done = std::expected<void, SetupError>;
 
 constexpr std::int64_t maxArchiveBytes = std::int64_t{8} << 30;
-constexpr std::chrono::seconds throughputInterval{2};
 
 /// "{elapsed}s" since the start, for the log.
 std::string since(Clock::time_point start) {
@@ -83,19 +82,17 @@ class Download : public std::enable_shared_from_this<Download> {
 
     void takeProgress(std::int64_t bytes) {
         const auto length = head_ ? head_->length : std::nullopt;
-        const auto total = length && *length > 0 ? length : std::nullopt;
-        if (progress_) progress_({.bytes = bytes, .total = total});
+        const Transfer transfer{.bytes = bytes, .total = length && *length > 0 ? length : std::nullopt};
+        if (progress_) progress_(transfer);
         const auto now = Clock::now();
-        if (now - lastLine_ < throughputInterval) return;
-        lastLine_ = now;
-        setup_.log(SetupTelemetry::throughput("runtime", bytes, total, now - start_));
+        if (throughput_.isDue(now)) setup_.log(throughput_.line("runtime", transfer, now));
     }
 
     MainLoop& loop_;
     const RuntimeSetup setup_;
     const TransferListener progress_;
     const Clock::time_point start_ = Clock::now();
-    Clock::time_point lastLine_ = start_;
+    SetupTelemetry::Throughput throughput_{start_};
     std::optional<FetchHead> head_;
 };
 

@@ -19,7 +19,8 @@ struct ModelHost {
     std::stop_token stop{};
 };
 
-/// Whether the host lists its models, with whatever content, within two seconds.
+/// Whether the host lists its models within two seconds, whatever stands there, if it is not longer than
+/// `HTTPClient::maxBody`.
 Task<bool> hostAnswers(ModelHost host);
 
 /// Asks up to `seconds` times, with a second behind each no. Returns at once when it is stopped.

@@ -24,6 +24,12 @@ const FlatNode* member(const FlatNode& object, std::string_view name) {
 
 char inFileName(char letter) { return letter == ':' ? '-' : letter; }
 
+std::string fileName(std::string_view digest) {
+    std::string name{digest};
+    std::ranges::transform(name, name.begin(), inFileName);
+    return name;
+}
+
 /// The name must not lead out of its folder, nor be a hidden file, as our own temporary files are.
 bool isFileName(std::string_view name) {
     return !name.empty() && !name.starts_with('.') && name.find_first_of(std::string_view{"/\0", 2}) == name.npos;
@@ -32,8 +38,7 @@ bool isFileName(std::string_view name) {
 std::optional<std::string> blobName(const FlatNode& descriptor) {
     const FlatNode* digest = member(descriptor, "digest");
     if (digest == nullptr || digest->kind != Kind::string) return std::nullopt;
-    std::string name{digest->text()};
-    std::ranges::transform(name, name.begin(), inFileName);
+    std::string name = fileName(digest->text());
     return isFileName(name) ? std::optional{std::move(name)} : std::nullopt;
 }
 
@@ -67,13 +72,16 @@ std::vector<std::string> blobNames(BytesView manifest) {
     return names;
 }
 
-bool mentions(BytesView manifest, std::string_view blob) {
+void eraseMentioned(BytesView manifest, std::set<std::string>& blobs) {
     FlatDocument document;
-    if (!document.parse(manifest)) return occurs(blob, asText(manifest));
+    if (!document.parse(manifest)) {
+        std::erase_if(blobs, [&](const std::string& blob) { return occurs(blob, asText(manifest)); });
+        return;
+    }
     const FlatNode& root = document.root();
-    return std::ranges::any_of(std::span{&root, root.span}, [&](const FlatNode& node) {
-        return node.kind == Kind::string && std::ranges::equal(node.text(), blob, {}, inFileName);
-    });
+    for (const FlatNode& node : std::span{&root, root.span}) {
+        if (node.kind == Kind::string) blobs.erase(fileName(node.text()));
+    }
 }
 
 }  // namespace larkmoor::ModelManifest

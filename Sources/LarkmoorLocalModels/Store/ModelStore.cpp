@@ -42,6 +42,12 @@ std::vector<std::string_view> pieces(std::string_view text, char separator) {
     return pieces;
 }
 
+/// Of the model's name, all that is in front of the tag, at its slashes; empty where there is no model.
+std::vector<std::string_view> modelPath(std::string_view name) {
+    const auto parts = pieces(name, ':');
+    return pieces(parts.size() >= 2 ? parts[0] : name, '/');
+}
+
 /// A name that stays where it is put.
 bool isComponent(std::string_view name) {
     return !name.empty() && name != "." && name != ".." &&
@@ -49,21 +55,22 @@ bool isComponent(std::string_view name) {
 }
 
 /// Adds the manifests below the folder, `depth` components under `manifests`. False if anything was in the way of
-/// seeing all: what a host may still read.
+/// seeing all: a folder, or a file, that a host may be allowed to read. A dangling link and a pipe are read by none.
 bool gather(const std::string& folder, int depth, std::vector<std::string>& manifests) {
     const auto names = Files::names(folder);
     if (!names) return false;
     bool sawAll = true;
     for (const std::string& name : *names) {
         const std::string path = (fs::path{folder} / name).string();
-        struct stat status{};
-        const bool isSeen = ::stat(path.c_str(), &status) == 0;
-        if (isSeen && S_ISDIR(status.st_mode)) {
-            if (depth + 1 < manifestDepth) sawAll = gather(path, depth + 1, manifests) && sawAll;
-        } else if (depth + 1 == manifestDepth && isSeen && S_ISREG(status.st_mode)) {
-            manifests.push_back(path);
-        } else if (!isSeen || depth + 1 == manifestDepth) {
+        const auto status = StoreFile::status(path);
+        if (!status) {
             sawAll = false;
+        } else if (!*status) {
+            continue;
+        } else if (S_ISDIR((*status)->st_mode)) {
+            if (depth + 1 < manifestDepth) sawAll = gather(path, depth + 1, manifests) && sawAll;
+        } else if (depth + 1 == manifestDepth && S_ISREG((*status)->st_mode)) {
+            manifests.push_back(path);
         }
     }
     return sawAll;
@@ -78,7 +85,7 @@ std::set<std::string> orphans(std::set<std::string> blobs, const fs::path& store
         if (blobs.empty()) break;
         const auto manifest = Files::read(path);
         if (!manifest) return {};
-        std::erase_if(blobs, [&](const std::string& blob) { return ModelManifest::mentions(*manifest, blob); });
+        ModelManifest::eraseMentioned(*manifest, blobs);
     }
     return blobs;
 }
@@ -90,6 +97,12 @@ std::string existingAbove(const fs::path& store) {
     return above.string();
 }
 
+/// Whether the store has the blobs of a model, and there are any.
+bool hasAll(const std::vector<std::string>& blobs, const fs::path& store) {
+    const auto has = [&store](const std::string& blob) { return Files::exists((store / blobsFolder / blob).string()); };
+    return !blobs.empty() && std::ranges::all_of(blobs, has);
+}
+
 /// Puts a blob of the store `source` into the store `target`.
 std::expected<void, ModelStoreError> place(const std::string& blob, const fs::path& source, const fs::path& target) {
     const std::string from = (source / blobsFolder / blob).string(), to = (target / blobsFolder / blob).string();
@@ -97,13 +110,17 @@ std::expected<void, ModelStoreError> place(const std::string& blob, const fs::pa
     const auto there = StoreFile::status(from);
     if (!there) return std::unexpected{there.error()};
     if (!*there) return {};
-    const auto isThere = StoreFile::isCopy(from, to);
-    if (!isThere) return std::unexpected{isThere.error()};
-    if (*isThere) return {};
-    // Something else has the blob's name in the target. Only a file that is what the name says may replace it.
+    const bool isOne = StoreFile::areOne(from, to);
+    // A symbolic link into the other store ends with what it points to.
+    if (isOne && !StoreFile::isLink(to)) return {};
+    const auto isNamed = [&blob](const auto& digest) { return digest && blob == "sha256-" + *digest; };
+    const auto others = isOne ? failure("") : digest(to);
+    if (isNamed(others)) return {};
     const auto own = digest(from);
     if (!own) return std::unexpected{own.error()};
-    if (blob != "sha256-" + *own) return failure("a model layer did not copy whole");
+    if (others == own) return {};
+    // Something else has the blob's name in the target. Only a file that is what the name says may replace it.
+    if (!isNamed(own)) return failure("a model layer did not copy whole");
     return StoreFile::copy(from, to, (target / blobsFolder / StoreFile::temporaryName).string());
 }
 
@@ -111,10 +128,9 @@ std::expected<void, ModelStoreError> place(const std::string& blob, const fs::pa
 
 std::optional<std::string> manifestRelPath(std::string_view name, std::string_view registry) {
     const auto parts = pieces(name, ':');
-    const bool hasTag = parts.size() >= 2;
-    const auto path = pieces(hasTag ? parts[0] : name, '/');
+    const auto path = modelPath(name);
     if (path.empty()) return std::nullopt;
-    const std::string_view model = path.back(), tag = hasTag ? parts[1] : "latest";
+    const std::string_view model = path.back(), tag = parts.size() >= 2 ? parts[1] : "latest";
     const std::string_view space = path.size() > 1 ? path[path.size() - 2] : "library";
     if (!std::ranges::all_of(std::array{registry, space, model, tag}, isComponent)) return std::nullopt;
     return fmt::format("{}/{}/{}/{}/{}", manifestsFolder, registry, space, model, tag);
@@ -138,6 +154,7 @@ std::expected<void, ModelStoreError> linkFile(const std::string& from, const std
     const auto source = StoreFile::status(from);
     if (!source) return std::unexpected{source.error()};
     const std::optional<struct stat>& file = *source;
+    if (!file && StoreFile::isDangling(from)) return refused(ENOENT);
     if (!file) return {};
     if (!S_ISREG(file->st_mode)) return refused(EPERM);
     // Of a symbolic link, the file that it leads to: the link itself may be relative to its folder.
@@ -155,8 +172,13 @@ std::vector<std::string> manifestFiles(const std::string& inModels) {
 std::expected<void, ModelStoreError> moveModel(std::string_view name, const std::string& fromRoot,
                                                const std::string& toModels) {
     const auto rel = manifestRelPath(name);
-    if (!rel) return failure("a model with no name cannot be moved");
-    const fs::path source = fs::path{fromRoot} / modelsFolder, target = fs::absolute(toModels);
+    if (!rel) {
+        return failure(modelPath(name).empty() ? "a model with no name cannot be moved"
+                                               : fmt::format("no store can have a model named {}", name));
+    }
+    std::error_code failed;
+    const fs::path source = fs::path{fromRoot} / modelsFolder, target = fs::absolute(toModels, failed);
+    if (failed) return failure(FileError{toModels, failed.value()});
     const std::string from = (source / *rel).string(), to = (target / *rel).string();
     const std::string sourceBlobs = (source / blobsFolder).string(), targetBlobs = (target / blobsFolder).string();
     const auto status = StoreFile::status(from);
@@ -165,11 +187,15 @@ std::expected<void, ModelStoreError> moveModel(std::string_view name, const std:
     const auto manifest = Files::read(from);
     if (!manifest) return failure(manifest.error());
     const auto blobs = ModelManifest::blobNames(*manifest);
+    if (StoreFile::isDangling(sourceBlobs)) return failure(FileError{sourceBlobs, ENOENT});
 
     const std::string above = existingAbove(target);
     if (auto made = makeModelsDir(targetBlobs); !made) return made;
     for (const std::string& blob : blobs) {
         if (auto placed = place(blob, source, target); !placed) return placed;
+    }
+    if (!hasAll(blobs, target) && hasAll(blobNames(to), target)) {
+        return failure(fmt::format("{} is whole in the target, and the one that was to replace it is not", name));
     }
     const std::string fromFolder = fs::path{from}.parent_path().string(),
                       toFolder = fs::path{to}.parent_path().string();
@@ -201,9 +227,7 @@ std::expected<std::int64_t, ModelStoreError> deleteModel(std::string_view name, 
     if (!status) return std::unexpected{status.error()};
     const std::optional<struct stat>& file = *status;
     if (!file || S_ISDIR(file->st_mode)) return 0;
-    const auto manifest = Files::read(path);
-    if (!manifest) return failure(manifest.error());
-    const auto blobs = ModelManifest::blobNames(*manifest);
+    const auto blobs = blobNames(path);
 
     if (::unlink(path.c_str()) != 0) return failure(FileError{path, errno});
     std::int64_t freed = 0;

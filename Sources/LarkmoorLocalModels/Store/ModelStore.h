@@ -33,7 +33,7 @@ inline constexpr std::string_view defaultRegistry = "registry.ollama.ai";
 std::optional<std::string> manifestRelPath(std::string_view name, std::string_view registry = defaultRegistry);
 
 /// The file names of the blobs that the manifest names: the configuration, then the layers. A digest that is no plain
-/// file name is left out. Empty if the manifest cannot be read or is no JSON object.
+/// file name is left out. Empty if the manifest cannot be read, is no JSON object or is too dense for a `FlatDocument`.
 std::vector<std::string> blobNames(const std::string& manifestAt);
 
 /// The SHA-256 of a regular file, in lower-case hexadecimal.
@@ -41,21 +41,24 @@ std::expected<std::string, ModelStoreError> digest(const std::string& of);
 
 /// Makes the file `from` available as `to`, too: by a hard link, or on another volume by a copy that is compared, is on
 /// the disk before it has its name, and replaces what is there. An existing `to` stays as it is otherwise; a missing
-/// `from` is no failure. A process that is killed while it copies leaves ".larkmoor-copy" beside `to`, which the next
-/// copy removes.
+/// `from` is no failure, but a link to nothing is one. A process that is killed while it copies leaves ".larkmoor-copy"
+/// beside `to`, which the next copy removes.
 std::expected<void, ModelStoreError> linkFile(const std::string& from, const std::string& to);
 
 /// The paths of the store's manifests, sorted; links are followed.
 std::vector<std::string> manifestFiles(const std::string& inModels);
 
 /// Moves the model from the root to the store. However it ends, even if the process is killed or the power is lost, the
-/// model is whole in one of the two stores at least, and no blob goes that a manifest still names. Blobs that a failed
-/// move left in the target are taken by the next. Where both are one store, nothing changes.
+/// model is whole in one of the two stores at least, as far as `blobNames` knows it (of a manifest that is no JSON
+/// object, the manifest moves and the blobs stay), and no blob goes that a manifest still names. Blobs that a failed
+/// move left in the target are taken by the next. A model that is whole in the target is not replaced by one that is
+/// not. Where both are one store, nothing changes.
 std::expected<void, ModelStoreError> moveModel(std::string_view name, const std::string& fromRoot,
                                                const std::string& toModels);
 
 /// Deletes the model, with the blobs that no other manifest names, and returns the size of these; 0 if there is no such
-/// model.
+/// model. Where a manifest cannot be read, the model's or one that may be another's, the blobs stay, and no later
+/// deletion knows them.
 std::expected<std::int64_t, ModelStoreError> deleteModel(std::string_view name, const std::string& in);
 
 /// The path in front of the last component "models", unless that is the first: "/a/models/b" of "/a/models/b/models/c".

@@ -72,6 +72,13 @@ bool areOne(const std::string& first, const std::string& second) {
     return ::stat(first.c_str(), &one) == 0 && ::stat(second.c_str(), &other) == 0 && areOne(one, other);
 }
 
+bool isLink(const std::string& path) {
+    struct stat status{};
+    return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+bool isDangling(const std::string& path) { return isLink(path) && !Files::exists(path); }
+
 bool areOnOneVolume(std::initializer_list<std::string> paths) {
     std::set<dev_t> volumes;
     for (const std::string& path : paths) {
@@ -96,16 +103,6 @@ std::expected<void, ModelStoreError> copy(const std::string& from, const std::st
     auto copied = attempt();
     if (!copied) ::unlink(temporary.c_str());
     return copied;
-}
-
-std::expected<bool, ModelStoreError> isCopy(const std::string& from, const std::string& to) {
-    struct stat one{}, other{}, name{};
-    if (::stat(from.c_str(), &one) != 0) return failure({from, errno});
-    if (::stat(to.c_str(), &other) != 0 || ::lstat(to.c_str(), &name) != 0) return false;
-    // A symbolic link into the other store ends with what it points to.
-    if (areOne(one, other)) return !S_ISLNK(name.st_mode);
-    if (!S_ISREG(other.st_mode) || one.st_size != other.st_size) return false;
-    return one.st_dev == other.st_dev ? true : haveSameBytes(from, to);
 }
 
 std::expected<void, ModelStoreError> sync(const std::string& folder, const std::string& last) {

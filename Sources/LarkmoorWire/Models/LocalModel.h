@@ -35,7 +35,8 @@ inline constexpr std::string_view endpoint = "http://127.0.0.1:11434";
 bool ready(std::span<const std::string> among);
 
 /// The models' names in the body of an answer to "/api/tags", in its order; a model without a name is left out. nullopt
-/// for what is not a JSON object with a list of objects "models". Any bytes are safe.
+/// for what is not a JSON object with a list of objects "models", or is too dense for a `FlatDocument`. Any bytes are
+/// safe.
 std::optional<std::vector<std::string>> names(BytesView tagsAnswer);
 
 // Questions to the host at an endpoint such as `endpoint`. Every failure, an answer later than two seconds among them,

@@ -3,6 +3,7 @@
 
 #include "LarkmoorLocalModels/Pull/ModelPull.h"
 #include "LarkmoorLocalModels/Pull/PullLines.h"
+#include "LarkmoorPlatform/HTTPClient.h"
 #include "Support/RunUntil.h"
 
 namespace larkmoor {
@@ -109,6 +110,59 @@ TEST(ModelPull, TheMirrorHelpsOnlyAgainstTheRegistry) {
         MainLoop loop;
         EXPECT_TRUE(testing::runTask(loop, pull.run()) == row.want) << row.calls;
         EXPECT_EQ(calls, row.calls);
+    }
+}
+
+/// A host whose registry refuses and whose mirror does not. At `stopAt` its client is stopped.
+class StoppedHost final : public HTTPClient {
+  public:
+    StoppedHost(std::string stopAt, std::string failure) : stopAt_(std::move(stopAt)), failure_(std::move(failure)) {}
+
+    Task<std::expected<HTTPAnswer, HTTPFailure>> send(HTTPRequest request, std::stop_token token) override {
+        note(request);
+        if (token.stop_requested()) co_return std::unexpected(HTTPFailure{"cancelled"});
+        const BytesView response = asBytes(R"({"response":""})");
+        co_return HTTPAnswer{.head = {.status = 200}, .body = {response.begin(), response.end()}};
+    }
+    Task<std::expected<void, HTTPFailure>> stream(HTTPRequest request, Listener listener, std::stop_token) override {
+        note(request);
+        if (!failure_.empty()) co_return std::unexpected(HTTPFailure{failure_});
+        listener.head({.status = 200});
+        listener.piece(asBytes(std::exchange(pulls_, 1) == 0 ? "{\"error\":\"no\"}\n" : "{\"status\":\"success\"}\n"));
+        co_return std::expected<void, HTTPFailure>{};
+    }
+
+    std::stop_source stop;
+    std::string asked;
+
+  private:
+    void note(const HTTPRequest& request) {
+        const std::string name = request.url.substr(request.url.rfind('/'));
+        asked += name;
+        if (name == stopAt_) stop.request_stop();
+    }
+
+    const std::string stopAt_, failure_;
+    int pulls_ = 0;
+};
+
+TEST(ModelPull, LeavesNothingOfTheMirrorWhenStoppedAndAsksNoDeadHostTwice) {
+    struct Row {
+        std::string stopAt, failure, asked;
+    };
+    for (const auto& [stopAt, failure, asked] : {
+             Row{"/copy", "", "/pull/pull/copy/delete"},
+             Row{"/generate", "", "/pull/pull/copy/generate/delete"},
+             Row{"/delete", "", "/pull/pull/copy/generate/delete/delete"},
+             Row{"", "", "/pull/pull/copy/generate/delete"},
+             Row{"", "timed out", "/pull"},
+         }) {
+        StoppedHost host{stopAt, failure};
+        ModelPull pull{ModelPull::live(
+            {.http = &host, .stop = host.stop.get_token()}, [](Transfer) {}, [](const std::string&) {})};
+        MainLoop loop;
+        testing::runTask(loop, pull.run());
+        EXPECT_EQ(host.asked, asked);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <set>
 
@@ -92,6 +93,7 @@ TEST(ModelStore, IsWholeInOneStoreWhereverItIsKilled) {
 TEST(ModelStore, TakesWhatIsThereForABlobOnlyIfItIs) {
     const std::pair<const char*, void (*)(const Stores&)> cases[] = {
         {"half of it", [](const Stores& stores) { write(stores.placed, own.substr(9)); }},
+        {"as many other bytes", [](const Stores& stores) { write(stores.placed, std::string(own.size(), 'x')); }},
         {"a link to the source", [](const Stores& stores) { fs::create_symlink(stores.source, stores.placed); }},
         {"a link to nothing", [](const Stores& stores) { fs::create_symlink("nothing", stores.placed); }},
         {"the source's folder",
@@ -122,11 +124,46 @@ TEST(ModelStore, KeepsTheBlobsOfEveryManifestThatMayBeAModel) {
     for (const auto& [path, text, isKept] : cases) {
         const Stores stores;
         write(stores.store / "manifests" / path, text);
+        // What no host reads, and so keeps nothing.
+        fs::create_symlink("nothing", stores.store / "manifests/old");
+        fs::create_directories(stores.store / "manifests/p/i/p");
+        ASSERT_EQ(::mkfifo((stores.store / "manifests/p/i/p/e").c_str(), 0600), 0);
         const std::int64_t freed = ModelStore::deleteModel(gone, stores.root.path()).value_or(-1);
         EXPECT_EQ(freed, isKept ? 0 : std::ssize(own)) << path << " " << text.substr(0, 99);
         EXPECT_EQ(fs::exists(stores.source), isKept);
         EXPECT_TRUE(isUsable(stores.store, stays));
     }
+}
+
+TEST(ModelStore, RefusesToLoseAModelByMovingIt) {
+    const std::pair<const char*, void (*)(const Stores&)> cases[] = {
+        {"half a manifest", [](const Stores& stores) { write(manifest(stores.store, gone), R"({"layers":[)"); }},
+        {"a blob is missing",
+         [](const Stores& stores) {
+             writeModel(stores.store, gone, {own, "new"}), fs::remove(stores.store / "blobs" / blob("new"));
+         }},
+        {"a blob's volume is missing",
+         [](const Stores& stores) { fs::remove(stores.source), fs::create_symlink("nothing", stores.source); }},
+        {"the blobs' volume is missing",
+         [](const Stores& stores) {
+             fs::remove_all(stores.store / "blobs"), fs::create_symlink("nothing", stores.store / "blobs");
+         }},
+    };
+    for (const auto& [what, prepare] : cases) {
+        const Stores stores;
+        writeModel(stores.target, gone, {own, shared});
+        prepare(stores);
+        EXPECT_FALSE(stores.move()) << what;
+        EXPECT_TRUE(isUsable(stores.target, gone) && fs::exists(manifest(stores.store, gone))) << what;
+        EXPECT_FALSE(ModelStore::moveModel(stays, stores.root.path(), "")) << "to nowhere";
+    }
+}
+
+TEST(ModelStore, DeletesAManifestThatItCannotRead) {
+    const Stores stores;
+    write(manifest(stores.store, gone), std::string(Files::maxBytes + 1, ' '));
+    EXPECT_EQ(ModelStore::deleteModel(gone, stores.root.path()), 0);
+    EXPECT_FALSE(fs::exists(manifest(stores.store, gone)));
 }
 
 TEST(ModelStore, ReachesNothingThroughADigest) {

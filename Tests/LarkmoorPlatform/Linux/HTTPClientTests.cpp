@@ -71,6 +71,9 @@ TEST(HTTPClient, ReadsEveryFormOfAnAnswerAndNothingElse) {
     const std::string chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
     const std::string cut = "the connection was closed before the end of the answer";
     const std::string most(HTTPClient::maxBody, 'x');
+    const std::string interim = "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Early Hints\r\nA: b\r\n\r\n";
+    std::string interims;
+    while (interims.size() < 20 * interim.size()) interims += interim;
     struct Row {
         std::string sent, want;
     };
@@ -82,6 +85,9 @@ TEST(HTTPClient, ReadsEveryFormOfAnAnswerAndNothingElse) {
         {chunked + "3\r\nhel\r\n", cut},
         {"HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhell", cut},
         {"HTTP/1.1 200 OK\r\nContent-", cut},
+        {interim + "HTTP/1.1 200 OK\r\n\r\nto the end", "200 to the end"},
+        {interim, "the connection was closed without an answer"},
+        {interims, "nothing came but interim answers"},
         {"", "the connection was closed without an answer"},
         {"SSH-2.0-OpenSSH_9.2\r\n", "the answer is not HTTP: bad version"},
         {chunked + "xyz\r\n", "the answer is not HTTP: bad chunk"},

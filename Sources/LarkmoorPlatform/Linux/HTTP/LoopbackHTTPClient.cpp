@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "LarkmoorBase/FileDescriptor.h"
@@ -68,6 +69,12 @@ class AnswerParser final : public http::basic_parser<false> {
     /// The listener wants no more.
     bool isDeclined() const { return isDeclined_; }
 
+    /// "100 Continue" and its kind: the answer is still to come. A change of protocols, which we never ask for, is one.
+    bool isInterim() const {
+        constexpr int switchingProtocols = 101;
+        return head_.status / 100 == 1 && head_.status != switchingProtocols;
+    }
+
   private:
     using Text = boost::beast::string_view;
 
@@ -79,7 +86,7 @@ class AnswerParser final : public http::basic_parser<false> {
         if (const auto length = content_length(); length && *length <= most) {
             head_.contentLength = static_cast<std::int64_t>(*length);
         }
-        if (!listener_.head(head_)) decline(failed);
+        if (!isInterim() && !listener_.head(head_)) decline(failed);
     }
     void on_body_init_impl(const boost::optional<std::uint64_t>&, Error&) override {}
     std::size_t on_body_impl(Text piece, Error& failed) override {
@@ -131,6 +138,8 @@ class Exchange : public std::enable_shared_from_this<Exchange> {
   private:
     using Failure = std::optional<std::string>;
 
+    static constexpr int maxInterims = 16;
+
     Task<Failure> exchange(std::string request, std::string host, Address address, Listener listener) {
         Error failed = open(address);
         if (!failed) co_await socket_.async_connect(address, asio::redirect_error(awaiting, failed));
@@ -139,18 +148,22 @@ class Exchange : public std::enable_shared_from_this<Exchange> {
         co_await asio::async_write(socket_, asio::buffer(request), asio::redirect_error(awaiting, failed));
         // A host may answer and close without reading all of the request: then its answer counts.
         if (failed && !socket_.is_open()) co_return words(failed);
-        AnswerParser parser{listener, std::move(host)};
+        std::optional<AnswerParser> parser{std::in_place, listener, host};
         boost::beast::flat_buffer received{pieceSize};
         received.reserve(pieceSize);
-        while (!parser.is_done()) {
+        for (int interims = 0; !parser->is_done();) {
             const auto room = received.prepare(pieceSize - received.size());
             if (room.size() == 0) co_return "the answer is not HTTP: a line of it is too long";
             const std::size_t count = co_await socket_.async_read_some(room, asio::redirect_error(awaiting, failed));
             if (!reason_.empty()) co_return reason_;
             received.commit(count);
             heard_ = std::chrono::steady_clock::now();
-            if (failed) co_return ended(parser, failed);
-            if (auto failure = parse(parser, received); failure || parser.isDeclined()) co_return failure;
+            if (failed) co_return ended(*parser, failed);
+            for (;; parser.emplace(listener, host)) {
+                if (auto failure = parse(*parser, received); failure || parser->isDeclined()) co_return failure;
+                if (!parser->is_done() || !parser->isInterim()) break;
+                if (++interims > maxInterims) co_return "nothing came but interim answers";
+            }
         }
         co_return std::nullopt;
     }
