@@ -86,10 +86,15 @@ Done move(const std::string& from, const std::string& to) {
     if (::lstat(from.c_str(), &status) != 0) return failed(errno);
     Done done = renameExclusively(from, to);
     if (done || done.error() != std::strerror(EXDEV)) return done;
+    if (::lstat(to.c_str(), &status) == 0) return failed(EEXIST);
     done = copyTree(from, to);
     if (!done) return done;
+    // A process that is killed while it removes must not leave both names.
+    const fs::path source{from}, aside = source.parent_path() / fmt::format(".{}.moved", source.filename().string());
     std::error_code error;
-    fs::remove_all(from, error);
+    fs::remove_all(aside, error);
+    if (!error) fs::rename(source, aside, error);
+    if (!error) fs::remove_all(aside, error);
     return error ? Done{std::unexpected{error.message()}} : Done{};
 }
 
