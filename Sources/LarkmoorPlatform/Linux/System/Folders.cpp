@@ -101,6 +101,7 @@ Done move(const std::string& from, const std::string& to) {
 Done removeTree(const std::string& root, const std::string& path) {
     if (!path.starts_with(root + "/")) return failed(EXDEV);
     const fs::path relative = path.substr(root.size() + 1);
+    if (relative.filename() == "." || relative.filename() == "..") return failed(EINVAL);
     const FileDescriptor top{::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
     if (!top) return failed(errno);
     const fs::path parent = relative.parent_path();
