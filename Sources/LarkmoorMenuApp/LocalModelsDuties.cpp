@@ -42,6 +42,7 @@ MenuDuties::Models LocalModelsDuties::make() {
 
 Task<void> LocalModelsDuties::startIfNeeded() {
     co_await seams_.host.capHostIfUncapped();
+    co_await seams_.host.reloadIfStale();
     const auto progress =
         co_await BlockingWork::run([path = progressPath_] { return LocalModelsProgress::read(path); });
     const bool stepsDone = LocalModelsProgress::stepsDone(progress);
