@@ -14,7 +14,9 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <ranges>
 #include <system_error>
+#include <vector>
 
 #include "LarkmoorBase/FileDescriptor.h"
 
@@ -108,6 +110,24 @@ Done removeTree(const std::string& root, const std::string& path) {
     const FileDescriptor folder = openBeneath(top.get(), parent.empty() ? "." : parent.string());
     if (!folder) return failed(errno);
     return removeEntry(folder.get(), relative.filename().string());
+}
+
+bool removeIfHollow(const std::string& path) {
+    std::error_code error;
+    if (fs::symlink_status(path, error).type() == fs::file_type::not_found) return true;
+    const auto isFolder = [&error](const fs::directory_entry& entry) {
+        return entry.symlink_status(error).type() == fs::file_type::directory;
+    };
+    if (!isFolder(fs::directory_entry{path, error})) return false;
+    std::vector<fs::path> folders{path};
+    for (fs::recursive_directory_iterator entry{path, error}, end; !error && entry != end; entry.increment(error)) {
+        if (!isFolder(*entry)) return false;
+        folders.push_back(entry->path());
+    }
+    if (error) return false;
+    // Nothing that was made meanwhile goes with them.
+    for (const fs::path& folder : folders | std::views::reverse) ::rmdir(folder.c_str());
+    return fs::symlink_status(path, error).type() == fs::file_type::not_found;
 }
 
 }  // namespace larkmoor::Folders
