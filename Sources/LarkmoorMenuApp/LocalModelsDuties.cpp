@@ -95,6 +95,7 @@ Task<void> LocalModelsDuties::startIfNeeded() {
 
 Task<void> LocalModelsDuties::decideAtLaunch() {
     co_await seams_.host.capHostIfUncapped();
+    co_await seams_.host.reloadIfStale();
     const auto progress = co_await BlockingWork::run([path = progressPath_] {
         LocalModelsProgress::sweepTemporaries(path);
         return LocalModelsProgress::read(path);

@@ -22,4 +22,7 @@ Done copyTree(const std::string& from, const std::string& to);
 /// Removes what stands at `path`, which lies below `root`. Whatever is reached from there by a link or a mount stays.
 Done removeTree(const std::string& root, const std::string& path);
 
+/// Removes a folder in which there are empty folders and nothing else. Whether nothing stands at `path` afterwards.
+bool removeIfHollow(const std::string& path);
+
 }  // namespace larkmoor::Folders

@@ -9,12 +9,10 @@
 
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorLocalModels/Migration/NewHost.h"
 #include "LarkmoorLocalModels/Migration/OldModelsLayout.h"
 #include "LarkmoorLocalModels/Runtime/HostPlist.h"
 #include "LarkmoorPlatform/Folders.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"
-#include "LarkmoorWire/Models/LocalModel.h"
 #include "LarkmoorWire/Models/MeetingModels.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
 
@@ -28,20 +26,22 @@ bool holds(const std::vector<std::string>& names, std::string_view name) {
     return std::ranges::find(names, name) != names.end();
 }
 
-std::string lastComponent(const std::string& path) { return std::filesystem::path{path}.filename().string(); }
-std::string parent(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
-
-/// The words of a failed step, with the file system's reason.
-Done saying(const Done& done, std::string_view what) {
-    if (done) return {};
-    return std::unexpected{fmt::format("{} ({})", what, done.error())};
+std::string lastComponent(std::string_view path) {
+    while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+    return std::filesystem::path{path}.filename().string();
 }
+std::string parent(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
 
 std::string senkoFolder(const std::string& support) {
     return fmt::format("{}/{}", ModelsFolder::voices(support), MeetingModels::senkoName);
 }
 
 }  // namespace
+
+Done ModelLayoutMigration::saying(const Done& done, std::string_view what) {
+    if (done) return {};
+    return std::unexpected{fmt::format("{} ({})", what, done.error())};
+}
 
 bool ModelLayoutOutcome::movedAnything() const {
     if (const auto* pending = as<RuntimePending>()) return !pending->moved.empty();
@@ -79,6 +79,7 @@ ModelLayoutMigration::FolderSeams ModelLayoutMigration::FolderSeams::live(const 
         .exchange = Folders::exchange,
         .copyTree = Folders::copyTree,
         .removeIfEmpty = [](const std::string& path) { ::rmdir(path.c_str()); },
+        .removeIfHollow = Folders::removeIfHollow,
         .removeTree = [root = OldModelsLayout::instanceRoot(support)](
                           const std::string& path) { return Folders::removeTree(root, path); },
     };
@@ -120,9 +121,10 @@ Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::moveEverything() {
         const auto plan = co_await moveRuntime();
         if (!plan) co_return Outcome::MoveFailed{plan.error()};
         if (!co_await repoint(*plan)) co_return co_await rollBack(*plan);
-        co_await removeIfEmpty(plan->oldRuntimeDir);
     }
+    // The receipts first: once the old folder is gone, no run looks again.
     co_await settleReceipts();
+    if (hasOldRuntime) co_await removeIfHollow(OldModelsLayout::runtime(seams_.support));
     summarize("");
     co_return Outcome::Migrated{moved_};
 }
@@ -207,133 +209,6 @@ Task<Done> ModelLayoutMigration::copySharedSpeech() {
     co_return Done{};
 }
 
-// The naming runtime, with its store. The old folder stands, empty in the end, until the host has come back: as long as
-// it is there a run that was killed is taken up by the next.
-
-Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayoutMigration::moveRuntime() {
-    RollbackPlan plan = rollbackPlan(co_await seams_.plistText());
-    const std::string managed = ModelsFolder::namingBinary(seams_.support);
-    const bool hasManaged = co_await exists(managed);
-    const bool wasMoved = hasManaged && (co_await children(plan.oldRuntimeDir)).empty();
-    if (!wasMoved) {
-        if (const auto done = co_await moveStore(plan); !done) co_return std::unexpected{done.error()};
-        const bool isInPlace = hasManaged && co_await seams_.verifyBinary(managed);
-        const auto done = isInPlace ? co_await removeSecondRuntime(plan) : co_await moveOldRuntime(plan);
-        if (!done) {
-            co_await putStoreBack(plan);
-            co_return std::unexpected{done.error()};
-        }
-    }
-    moved_.emplace_back("naming");
-    co_return plan;
-}
-
-ModelLayoutMigration::RollbackPlan ModelLayoutMigration::rollbackPlan(const std::optional<std::string>& plist) const {
-    const std::string old = OldModelsLayout::runtime(seams_.support);
-    return {.binary = HostPlist::supervisedBinary(plist).value_or(old + "/ollama"),
-            .modelsDir = HostPlist::modelsDirForWrite(plist, seams_.support),
-            .naming = ModelsFolder::naming(seams_.support),
-            .runtime = ModelsFolder::namingRuntime(seams_.support),
-            .store = ModelsFolder::namingStore(seams_.support),
-            .oldRuntimeDir = old,
-            .oldStore = fmt::format("{}/{}", old, OldModelsLayout::oldRuntimeStoreName)};
-}
-
-Task<Done> ModelLayoutMigration::moveStore(RollbackPlan& plan) {
-    if (!co_await exists(plan.oldStore)) co_return Done{};
-    if (co_await exists(plan.store)) {
-        co_return std::unexpected{
-            "a model store stands in both models/naming/store and ollama/models — neither is flattened onto the other "
-            "and nothing is removed"};
-    }
-    auto done =
-        saying(co_await move(plan.oldStore, plan.store), "the model store could not be renamed to models/naming/store");
-    plan.storeWasThere = done.has_value();
-    co_return done;
-}
-
-Task<void> ModelLayoutMigration::putStoreBack(RollbackPlan plan) {
-    if (plan.storeWasThere) static_cast<void>(co_await move(plan.store, plan.oldStore));
-}
-
-Task<Done> ModelLayoutMigration::removeSecondRuntime(const RollbackPlan& plan) {
-    seams_.log(
-        "model-layout: a verified runtime is already in models/naming/runtime — the second copy at ollama is ours and "
-        "is being removed");
-    const std::string spare = plan.naming + "/.old-runtime";
-    const bool isAway = (co_await exchangeWithNew(plan.oldRuntimeDir, spare)).has_value();
-    if (!isAway || !co_await removeOurs(spare)) {
-        co_return std::unexpected{"the old runtime folder could not be removed"};
-    }
-    co_return Done{};
-}
-
-Task<Done> ModelLayoutMigration::moveOldRuntime(RollbackPlan& plan) {
-    if (co_await exists(plan.runtime)) {
-        seams_.log("model-layout: models/naming/runtime holds no runtime that verifies — emptying it");
-        if (!co_await removeOurs(plan.runtime)) {
-            co_return std::unexpected{"models/naming/runtime could not be emptied"};
-        }
-    }
-    auto done = saying(co_await exchangeWithNew(plan.oldRuntimeDir, plan.runtime),
-                       "the naming runtime could not be moved into models/naming/runtime");
-    plan.putTheRuntimeBack = done.has_value();
-    co_return done;
-}
-
-/// Moves the folder, and leaves an empty one in its place, at one stroke.
-Task<Done> ModelLayoutMigration::exchangeWithNew(std::string folder, std::string target) {
-    auto made = co_await makeDirectory(target);
-    if (!made) co_return made;
-    co_return co_await BlockingWork::run(
-        [exchange = seams_.folders.exchange, folder, target] { return exchange(folder, target); });
-}
-
-// The host
-
-/// Whether a host has come back on the new folders that names.
-Task<bool> ModelLayoutMigration::repoint(RollbackPlan plan) {
-    const auto process = co_await seams_.readPid();
-    auto reloaded = co_await seams_.writePlist(ModelsFolder::namingBinary(seams_.support), plan.store);
-    if (reloaded) reloaded = co_await seams_.reload();
-    if (!reloaded) {
-        seams_.log(fmt::format("model-layout: the reload failed ({})", reloaded.error().message));
-        co_return false;
-    }
-    const bool isBack = co_await NewHost::wait({.tags = seams_.tags,
-                                                .readPid = seams_.readPid,
-                                                .pause = seams_.pause,
-                                                .log = seams_.log,
-                                                .topic = "model-layout",
-                                                .folder = "models/naming/store"},
-                                               process);
-    if (!isBack) co_return false;
-    if (co_await seams_.ping(std::string{LocalModel::titleModel})) co_return true;
-    seams_.log("model-layout: the host came back but did not answer");
-    co_return false;
-}
-
-/// Goes as far as it can: the next open sees what is left.
-Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::rollBack(RollbackPlan plan) {
-    seams_.log("model-layout: the host did not answer on models/naming/store — putting it back");
-    if (plan.putTheRuntimeBack) {
-        static_cast<void>(co_await BlockingWork::run([exchange = seams_.folders.exchange, from = plan.runtime,
-                                                      to = plan.oldRuntimeDir] { return exchange(from, to); }));
-        co_await removeIfEmpty(plan.runtime);
-        co_await putStoreBack(plan);
-        co_await removeIfEmpty(plan.naming);
-    } else {
-        seams_.log(
-            "model-layout: the old folder was already gone, so the files stay where they are — only the plist is "
-            "settled, and the next open brings the host up");
-        if (!co_await exists(plan.binary)) plan.binary = ModelsFolder::namingBinary(seams_.support);
-        if (plan.modelsDir == plan.oldStore && co_await exists(plan.store)) plan.modelsDir = plan.store;
-    }
-    static_cast<void>(co_await seams_.writePlist(plan.binary, plan.modelsDir));
-    static_cast<void>(co_await seams_.reload());
-    co_return Outcome::RolledBack{};
-}
-
 // What the folders and the receipts become
 
 Task<void> ModelLayoutMigration::settleReceipts() {
@@ -381,8 +256,18 @@ Task<Done> ModelLayoutMigration::move(std::string from, std::string to) {
         [move = seams_.folders.move, from = std::move(from), to = std::move(to)] { return move(from, to); });
 }
 
+Task<Done> ModelLayoutMigration::exchange(std::string one, std::string other) {
+    return BlockingWork::run([exchange = seams_.folders.exchange, one = std::move(one), other = std::move(other)] {
+        return exchange(one, other);
+    });
+}
+
 Task<void> ModelLayoutMigration::removeIfEmpty(std::string path) {
     return BlockingWork::run([remove = seams_.folders.removeIfEmpty, path = std::move(path)] { remove(path); });
+}
+
+Task<bool> ModelLayoutMigration::removeIfHollow(std::string path) {
+    return BlockingWork::run([remove = seams_.folders.removeIfHollow, path = std::move(path)] { return remove(path); });
 }
 
 }  // namespace larkmoor

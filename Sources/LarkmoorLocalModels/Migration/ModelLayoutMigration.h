@@ -76,6 +76,8 @@ class ModelLayoutMigration {
         std::function<Done(const std::string& from, const std::string& to)> copyTree;
         /// A failure is ignored.
         std::function<void(const std::string& path)> removeIfEmpty;
+        /// The same for a folder that holds empty folders alone; whether nothing is there afterwards.
+        std::function<bool(const std::string& path)> removeIfHollow;
         std::function<Done(const std::string& path)> removeTree;
 
         /// Nothing outside our folder in `support` is ever removed, by whatever links or mounts it is reached.
@@ -115,7 +117,7 @@ class ModelLayoutMigration {
     struct RollbackPlan {
         std::string binary;
         std::optional<std::string> modelsDir;
-        std::string naming, runtime, store, oldRuntimeDir, oldStore;
+        std::string naming, runtime, store, spare, oldRuntimeDir, oldStore;
         bool storeWasThere = false;
         bool putTheRuntimeBack = false;
     };
@@ -134,6 +136,7 @@ class ModelLayoutMigration {
     Task<Done> exchangeWithNew(std::string folder, std::string target);
     Task<bool> repoint(RollbackPlan plan);
     Task<Outcome> rollBack(RollbackPlan plan);
+    Task<RollbackPlan> whereTheFilesAre(RollbackPlan plan);
     Task<void> settleReceipts();
     Task<bool> removeOurs(std::string path);
 
@@ -142,9 +145,13 @@ class ModelLayoutMigration {
     Task<std::vector<std::string>> children(std::string folder);
     Task<Done> makeDirectory(std::string path);
     Task<Done> move(std::string from, std::string to);
+    Task<Done> exchange(std::string one, std::string other);
     Task<void> removeIfEmpty(std::string path);
+    Task<bool> removeIfHollow(std::string path);
 
     void summarize(std::string_view ending);
+    /// The words of a failed step, with the file system's reason.
+    static Done saying(const Done& done, std::string_view what);
 
     Seams seams_;
     std::vector<std::string> moved_;

@@ -225,6 +225,10 @@ Task<ModelLayoutMigration::Outcome> LocalModelSetup::migrateLayout() {
 Task<void> LocalModelSetup::layoutSecondRound() {
     if (isCancelled() || !isDone(hostRow) || layoutHeld_) co_return;
     const auto outcome = co_await migrateLayout();
+    // The runtime that this pass has found may have moved with the folders.
+    if (outcome.is<ModelLayoutMigration::Outcome::Migrated>() && installed_.runtimeDir) {
+        installed_.runtimeDir = ModelsFolder::namingRuntime(seams_.support);
+    }
     if (outcome.movedAnything()) publish(true);
 }
 

@@ -105,4 +105,11 @@ Task<void> HostAgent::capHostIfUncapped() {
     seams_.log("model-setup: host cap not applied — " + capped.error().message);
 }
 
+Task<void> HostAgent::reloadIfStale() {
+    if (co_await seams_.launchctl.isCurrent(plistPath())) co_return;
+    const auto loaded = co_await loadAgent({});
+    seams_.log(loaded ? "model-setup: the host ran by an older plist — restarted"
+                      : "model-setup: the host runs by an older plist — " + loaded.error().message);
+}
+
 }  // namespace larkmoor

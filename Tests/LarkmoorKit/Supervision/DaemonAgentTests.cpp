@@ -29,6 +29,7 @@ class DaemonAgentTest : public ::testing::Test, protected LoginItemService, prot
 
     Task<ExitStatus> print(std::string target) override { return exits("print " + target, loaded); }
     Task<std::optional<std::int32_t>> pid(std::string) override { co_return std::nullopt; }
+    Task<bool> isCurrent(std::string) override { co_return true; }
     Task<ExitStatus> bootstrap(std::string domain, std::string list) override {
         return exits(fmt::format("bootstrap {} {}", domain, list), loads);
     }

@@ -66,8 +66,13 @@ struct Machine {
         const auto models = Inventory::take(store).models;
         return std::ranges::find(models, name) != models.end();
     }
-    /// The host lists a model that it could name with, from the store that its property list names.
-    bool names() const { return has(store(), title) || has(store(), oldModel); }
+    /// The host's executable is there, and the host lists a model that it could name with, from the store that its
+    /// property list names.
+    bool names() const {
+        const auto binary = HostPlist::supervisedBinary(plist);
+        if (binary && binary->starts_with(support) && !fs::exists(*binary)) return false;
+        return has(store(), title) || has(store(), oldModel);
+    }
 
     using Names = std::optional<std::vector<std::string>>;
     Task<Names> tags() {
@@ -77,6 +82,8 @@ struct Machine {
     Task<bool> ping(std::string name) { co_return !fails() && newModelAnswers && has(store(), name); }
     Task<std::optional<std::int32_t>> pid() {
         if (fails()) co_return std::nullopt;
+        // A running host makes the folders of its store anew at any time.
+        fs::create_directories(store() + "/manifests");
         co_return process;
     }
     Task<Ended> reload() {
@@ -306,6 +313,10 @@ TEST(ModelLayoutMigrationTest, WhereverItFailsOrIsKilledTheNextRunGathersTheFold
         for (int call = 1;; ++call) {
             OldLayout machine;
             if (!endsAt<OldLayout>(call, kills, machine, [](OldLayout& each) { each.migrateLayout(); })) break;
+            machine.comesBack = false;
+            machine.migrateLayout();
+            EXPECT_TRUE(machine.names()) << call;
+            machine.comesBack = true;
             machine.migrateLayout();
             EXPECT_EQ(machine.files(), OldLayout::settled()) << call;
             EXPECT_TRUE(machine.names()) << call;

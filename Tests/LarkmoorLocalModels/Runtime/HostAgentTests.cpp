@@ -76,6 +76,7 @@ class HostAgentTest : public ::testing::Test, protected LaunchAgents {
     }
     Task<ExitStatus> print(std::string) override { return exits("print", stillThere-- > 0 ? 0 : couldNotFind); }
     Task<std::optional<std::int32_t>> pid(std::string) override { co_return std::nullopt; }
+    Task<bool> isCurrent(std::string) override { co_return true; }
     Task<ExitStatus> bootstrap(std::string domain, std::string) override {
         return exits("bootstrap " + domain, refusals-- > 0 ? inputOutputError : 0);
     }

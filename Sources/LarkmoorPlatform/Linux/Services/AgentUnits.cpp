@@ -61,7 +61,10 @@ Task<std::expected<AgentUnits::State, BusError>> AgentUnits::state(std::string u
     } else if (fileState.error().name != UserManager::noSuchFile) {
         co_return std::unexpected(fileState.error());
     }
-    if (const auto text = Files::read(files_.unit(unit))) found.source = AgentUnit::source(asText(*text));
+    if (const auto text = Files::read(files_.unit(unit))) {
+        found.text = asText(*text);
+        found.source = AgentUnit::source(found.text);
+    }
     co_return found;
 }
 

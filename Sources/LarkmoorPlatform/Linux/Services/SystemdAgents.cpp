@@ -80,6 +80,16 @@ Task<std::optional<std::int32_t>> SystemdLaunchAgents::pid(std::string serviceTa
     return manager_.mainProcess(unitOf(serviceTarget));
 }
 
+Task<bool> SystemdLaunchAgents::isCurrent(std::string listPath) {
+    const auto list = Files::read(listPath);
+    const auto unit = list ? AgentUnit::translate(*list, listPath) : std::unexpected(list.error().description());
+    if (!unit) co_return true;
+    const auto unitState = co_await units_.state(unit->name);
+    // What the user has disabled is not ours to load anew.
+    if (!unitState || !unitState->source || unitState->isDisabledByUser()) co_return true;
+    co_return unitState->text == unit->text;
+}
+
 Task<ExitStatus> SystemdLaunchAgents::bootstrap(std::string domainTarget, std::string listPath) {
     const auto list = Files::read(listPath);
     const auto unit = list ? AgentUnit::translate(*list, listPath) : std::unexpected(list.error().description());

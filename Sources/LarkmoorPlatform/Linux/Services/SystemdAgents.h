@@ -35,6 +35,7 @@ class SystemdLaunchAgents final : public LaunchAgents {
 
     Task<ExitStatus> print(std::string serviceTarget) override;
     Task<std::optional<std::int32_t>> pid(std::string serviceTarget) override;
+    Task<bool> isCurrent(std::string listPath) override;
     Task<ExitStatus> bootstrap(std::string domainTarget, std::string listPath) override;
     Task<ExitStatus> kickstart(std::string serviceTarget, bool kill) override;
     Task<ExitStatus> bootout(std::string serviceTarget) override;

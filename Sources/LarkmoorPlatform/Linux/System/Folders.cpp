@@ -14,7 +14,9 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <ranges>
 #include <system_error>
+#include <vector>
 
 #include "LarkmoorBase/FileDescriptor.h"
 
@@ -86,22 +88,46 @@ Done move(const std::string& from, const std::string& to) {
     if (::lstat(from.c_str(), &status) != 0) return failed(errno);
     Done done = renameExclusively(from, to);
     if (done || done.error() != std::strerror(EXDEV)) return done;
+    if (::lstat(to.c_str(), &status) == 0) return failed(EEXIST);
     done = copyTree(from, to);
     if (!done) return done;
+    // A process that is killed while it removes must not leave both names.
+    const fs::path source{from}, aside = source.parent_path() / fmt::format(".{}.moved", source.filename().string());
     std::error_code error;
-    fs::remove_all(from, error);
+    fs::remove_all(aside, error);
+    if (!error) fs::rename(source, aside, error);
+    if (!error) fs::remove_all(aside, error);
     return error ? Done{std::unexpected{error.message()}} : Done{};
 }
 
 Done removeTree(const std::string& root, const std::string& path) {
     if (!path.starts_with(root + "/")) return failed(EXDEV);
     const fs::path relative = path.substr(root.size() + 1);
+    if (relative.filename() == "." || relative.filename() == "..") return failed(EINVAL);
     const FileDescriptor top{::open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)};
     if (!top) return failed(errno);
     const fs::path parent = relative.parent_path();
     const FileDescriptor folder = openBeneath(top.get(), parent.empty() ? "." : parent.string());
     if (!folder) return failed(errno);
     return removeEntry(folder.get(), relative.filename().string());
+}
+
+bool removeIfHollow(const std::string& path) {
+    std::error_code error;
+    if (fs::symlink_status(path, error).type() == fs::file_type::not_found) return true;
+    const auto isFolder = [&error](const fs::directory_entry& entry) {
+        return entry.symlink_status(error).type() == fs::file_type::directory;
+    };
+    if (!isFolder(fs::directory_entry{path, error})) return false;
+    std::vector<fs::path> folders{path};
+    for (fs::recursive_directory_iterator entry{path, error}, end; !error && entry != end; entry.increment(error)) {
+        if (!isFolder(*entry)) return false;
+        folders.push_back(entry->path());
+    }
+    if (error) return false;
+    // Nothing that was made meanwhile goes with them.
+    for (const fs::path& folder : folders | std::views::reverse) ::rmdir(folder.c_str());
+    return fs::symlink_status(path, error).type() == fs::file_type::not_found;
 }
 
 }  // namespace larkmoor::Folders
