@@ -22,7 +22,8 @@ Done copyTree(const std::string& from, const std::string& to);
 /// Removes what stands at `path`, which lies below `root`. Whatever is reached from there by a link or a mount stays.
 Done removeTree(const std::string& root, const std::string& path);
 
-/// Removes a folder in which there are empty folders and nothing else. Whether nothing stands at `path` afterwards.
+/// Removes a folder in which there are empty folders and nothing else. True if it was that, or nothing, when it was
+/// looked at; another process may make it anew at any time.
 bool removeIfHollow(const std::string& path);
 
 }  // namespace larkmoor::Folders

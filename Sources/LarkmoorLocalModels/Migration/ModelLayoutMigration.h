@@ -76,7 +76,7 @@ class ModelLayoutMigration {
         std::function<Done(const std::string& from, const std::string& to)> copyTree;
         /// A failure is ignored.
         std::function<void(const std::string& path)> removeIfEmpty;
-        /// The same for a folder that holds empty folders alone; whether nothing is there afterwards.
+        /// Removes a folder that holds empty folders alone. True if it was that, or none, even if it was made anew.
         std::function<bool(const std::string& path)> removeIfHollow;
         std::function<Done(const std::string& path)> removeTree;
 

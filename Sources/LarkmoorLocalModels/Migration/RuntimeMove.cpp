@@ -1,6 +1,8 @@
 // The naming runtime in the move of the models' folders, and its host.
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorLocalModels/Migration/ModelLayoutMigration.h"
 #include "LarkmoorLocalModels/Migration/NewHost.h"
@@ -27,8 +29,11 @@ Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayout
     const std::string managed = ModelsFolder::namingBinary(seams_.support);
     const bool hasManaged = co_await exists(managed);
     // A host makes the folders of its store anew whenever it is asked for its models.
-    co_await removeIfHollow(plan.oldStore);
-    const bool wasMoved = hasManaged && (co_await children(plan.oldRuntimeDir)).empty();
+    const bool hasOldStore = !co_await removeIfHollow(plan.oldStore);
+    const auto left = co_await children(plan.oldRuntimeDir);
+    const bool wasMoved = hasManaged && !hasOldStore && std::ranges::all_of(left, [](const std::string& name) {
+                              return name == OldModelsLayout::oldRuntimeStoreName;
+                          });
     if (!wasMoved) {
         if (const auto done = co_await moveStore(plan); !done) co_return std::unexpected{done.error()};
         const bool isInPlace = hasManaged && co_await seams_.verifyBinary(managed);
@@ -55,7 +60,7 @@ ModelLayoutMigration::RollbackPlan ModelLayoutMigration::rollbackPlan(const std:
 }
 
 Task<Done> ModelLayoutMigration::moveStore(RollbackPlan& plan) {
-    if (!co_await exists(plan.oldStore)) co_return Done{};
+    if (co_await removeIfHollow(plan.oldStore)) co_return Done{};
     if (!co_await removeIfHollow(plan.store)) {
         co_return std::unexpected{
             "a model store stands in both models/naming/store and ollama/models — neither is flattened onto the other "

@@ -76,7 +76,7 @@ class HostAgentTest : public ::testing::Test, protected LaunchAgents {
     }
     Task<ExitStatus> print(std::string) override { return exits("print", stillThere-- > 0 ? 0 : couldNotFind); }
     Task<std::optional<std::int32_t>> pid(std::string) override { co_return std::nullopt; }
-    Task<bool> isCurrent(std::string) override { co_return true; }
+    Task<bool> isCurrent(std::string) override { co_return isNew; }
     Task<ExitStatus> bootstrap(std::string domain, std::string) override {
         return exits("bootstrap " + domain, refusals-- > 0 ? inputOutputError : 0);
     }
@@ -84,9 +84,10 @@ class HostAgentTest : public ::testing::Test, protected LaunchAgents {
     Task<ExitStatus> bootout(std::string target) override { return exits("bootout " + target, couldNotFind); }
 
     bool run(Task<HostAgent::Ended> task) { return testing::runTask(loop, std::move(task))->has_value(); }
-    void cap() {
+    void launch() {
         testing::runTask(loop, [](HostAgent& host) -> Task<bool> {
             co_await host.capHostIfUncapped();
+            co_await host.reloadIfStale();
             co_return true;
         }(agent));
     }
@@ -98,6 +99,7 @@ class HostAgentTest : public ::testing::Test, protected LaunchAgents {
 
     MainLoop loop;
     int stillThere = 0, refusals = 0;
+    bool isNew = true;  ///< the list, to the service manager as well
     std::vector<std::string> story, log;
     testing::TemporaryFolder home;
     HostAgent agent{{.launchctl = *this,
@@ -139,22 +141,30 @@ TEST_F(HostAgentTest, AFirstHostThatCannotBeLoadedLeavesNoListBehind) {
 }
 
 TEST_F(HostAgentTest, CapsAnUncappedHostOnceOrLeavesItAsItWas) {
-    cap();
+    launch();
     EXPECT_THAT(log, ElementsAre());
     const std::string old = *list("<dict><key>ProgramArguments</key><array><string>/b</string></array></dict>");
     write(old);
     refusals = 1'000;
-    cap();
+    launch();
     EXPECT_EQ(plist(), old);
     refusals = 0;
-    cap();
+    launch();
     EXPECT_EQ(plist(), HostPlist::agentPlist("/b", agent.logPath(), {}));
-    cap();
+    launch();
     write(*list("<dict/>"));
-    cap();
+    launch();
     EXPECT_THAT(log, ElementsAre("model-setup: host cap not applied — launchd refused the model-host agent (exit 5)",
                                  "model-setup: host plist capped — prompt cache 256 MiB, host restarted",
                                  "model-setup: host cap not applied — the agent plist names no ProgramArguments"));
+}
+
+TEST_F(HostAgentTest, RestartsAHostThatRunsByAnOlderList) {
+    launch();
+    EXPECT_THAT(story, ElementsAre());
+    isNew = false;
+    launch();
+    EXPECT_THAT(story, ElementsAre(out, "print", in));
 }
 
 }  // namespace
