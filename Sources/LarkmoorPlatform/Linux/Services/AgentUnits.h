@@ -38,7 +38,7 @@ class AgentUnits {
 
     struct State {
         std::optional<std::string> fileState;  ///< UnitFileState; nullopt without a unit file
-        std::string text;                      ///< of the unit file; "" without one
+        std::string text{};                    ///< of the unit file; "" without one
         std::optional<std::string> source;     ///< the property list that the unit was made from
         /// The user has masked the unit or removed its link.
         bool isDisabledByUser() const { return fileState == "masked" || fileState == "disabled"; }
