@@ -89,7 +89,7 @@ TEST(HTTPClient, ReadsEveryFormOfAnAnswerAndNothingElse) {
         {interim, "the connection was closed without an answer"},
         {interims, "nothing came but interim answers"},
         {"", "the connection was closed without an answer"},
-        {"SSH-2.0-OpenSSH_9.2\r\n", "the answer is not HTTP: bad version"},
+        {"SSH-2.0-OpenSSH_9.2\r\n\r\n", "the answer is not HTTP: bad version"},
         {chunked + "xyz\r\n", "the answer is not HTTP: bad chunk"},
         {"HTTP/1.1 200 OK\r\nA: " + most + "\r\n\r\n", "the answer is not HTTP: header limit exceeded"},
         {chunked + "3;" + most, "the answer is not HTTP: a line of it is too long"},
