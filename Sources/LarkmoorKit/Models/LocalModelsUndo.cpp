@@ -15,6 +15,8 @@
 #include "LarkmoorPlatform/HTTPClient.h"
 #include "LarkmoorPlatform/LaunchAgents.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
+#include "LarkmoorWire/Models/LocalModel.h"
+#include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor::LocalModelsUndo {
 
@@ -39,6 +41,15 @@ int turn(const Step& step) {
                       [](const Step::RemoveModelFolder&) { return 4; });
 }
 
+/// Whether a store that was not there before an earlier pass may still be taken away whole: only one in our own folder,
+/// and with no model in it but the one that we pull.
+bool isOurStore(const LocalModelsProgress::OllamaInventory& claimed, const Receipts& installed) {
+    if (!claimed.folder.ends_with(ModelsFolder::namingStore("")) || !Files::exists(claimed.folder)) return false;
+    return !installed.ollama || std::ranges::all_of(installed.ollama->models, [](const std::string& model) {
+        return model == LocalModel::titleModel;
+    });
+}
+
 /// The claims that still have something to be taken away. A list may be gone and its job loaded all the same.
 Receipts standing(Receipts claims, const Receipts& installed) {
     for (auto* folder : {&claims.runtimeDir, &claims.asrCacheDir, &claims.senkoDir}) {
@@ -48,7 +59,8 @@ Receipts standing(Receipts claims, const Receipts& installed) {
     if (claims.ollama && installed.ollama && claims.ollama->folder != installed.ollama->folder) {
         claims.pulledModel.reset();
     }
-    if (claims.ollama && !claims.ollama->folderExisted && !Files::exists(claims.ollama->folder)) claims.ollama.reset();
+    // What has become the user's since is left as if it had been there before.
+    if (claims.ollama && !isOurStore(*claims.ollama, installed)) claims.ollama->folderExisted = true;
     return claims;
 }
 

