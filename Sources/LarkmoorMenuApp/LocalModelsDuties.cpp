@@ -9,9 +9,11 @@
 #include "LarkmoorKit/Models/LocalModelsDoor.h"
 #include "LarkmoorKit/Models/LocalModelsMenuLine.h"
 #include "LarkmoorLocalModels/Migration/ModelMigration.h"
+#include "LarkmoorLocalModels/Prefetch/ModelPrefetch.h"
 #include "LarkmoorLocalModels/Runtime/ManagedRuntime.h"
 #include "LarkmoorLocalModels/Runtime/RuntimePartials.h"
 #include "LarkmoorPlatform/Spawn.h"
+#include "LarkmoorResources/SenkoSeed.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor {
@@ -155,6 +157,7 @@ Task<void> LocalModelsDuties::leaveNoTrace() {
     co_await BlockingWork::run([support = seams_.support, log = seams_.log] {
         LocalModelsProgress::sweepTemporaries(LocalModelsProgress::path(support));
         sweepStrayTarballs(RuntimePlaces::of(support).temporaryFolder, log);
+        SenkoSeed::removeAbandoned(ModelPrefetch::senkoFolder(support));
         for (const std::string& folder : {ModelsFolder::naming(support), ModelsFolder::speech(support),
                                           ModelsFolder::voices(support), ModelsFolder::root(support)}) {
             ::rmdir(folder.c_str());
