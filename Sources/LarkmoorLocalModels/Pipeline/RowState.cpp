@@ -11,7 +11,7 @@ std::string_view RowState::word() const {
 
 std::string RowState::logged() const {
     if (const auto* active = as<Active>()) {
-        return active->fraction ? fmt::format("active({})", *active->fraction) : "active(nil)";
+        return active->fraction ? fmt::format("active({:#})", *active->fraction) : "active(nil)";
     }
     if (const auto* done = as<Done>()) return fmt::format("done(\"{}\")", done->detail);
     return std::string{word()};

@@ -33,7 +33,7 @@ class RowState : public ClosedVariant<RowStateCases, RowStateCases::Pending, Row
 
     /// The case's word, as in the progress file: "pending", "active", "done" or "skipped".
     std::string_view word() const;
-    /// For a log: `pending`, `active(nil)`, `active(0.5)`, `done("downloaded")`, `skipped`.
+    /// For a log: `pending`, `active(nil)`, `active(0.0)`, `done("downloaded")`, `skipped`.
     std::string logged() const;
 };
 
