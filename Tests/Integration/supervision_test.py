@@ -1,6 +1,7 @@
 """The whole application under a real user manager: the daemon registered and healed, quit and brought back.
 
 usage: supervision_test.py LARKMOOR.APP UNDERSTUDY-DAEMON UNDERSTUDY-SETTINGS LARKMOOR-TRAY
+$LARKMOOR_LAUNCHER, if set, is the command that the application is launched with, such as valgrind.
 """
 import os
 import plistlib
@@ -65,8 +66,9 @@ class ManagedSession(Session):
     def launch(self):
         """A launch, and its story: every line that it has said of its own."""
         with self.log_file.open("w") as log:
-            self.application = subprocess.Popen([str(self.bundle / "Contents/MacOS/larkmoor-menubar")], env=self.environment,
-                                                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=log)
+            command = [*os.environ.get("LARKMOOR_LAUNCHER", "").split(), str(self.bundle / "Contents/MacOS/larkmoor-menubar")]
+            self.application = subprocess.Popen(command, env=self.environment, stdin=subprocess.DEVNULL,
+                                                stdout=subprocess.DEVNULL, stderr=log)
         wait("menu", lambda: "Quit" in self.labels())
 
     def said(self):
