@@ -60,9 +60,10 @@ struct Appcast {
 
 inline constexpr std::size_t maxAppcastBytes = std::size_t{16} << 20U;
 
-/// Reads a feed that was fetched from the address `base`. An item without a version, or of whose archives none has an
-/// address, is left out. The error is a reason for a log: it is no update feed, or not a whole one, not in UTF-8,
-/// larger than `maxAppcastBytes`, declares entities, or has an archive at an address that is neither http nor https.
+/// Reads a feed that was fetched from the address `base`; any thread. An item without a version, or of whose archives
+/// none has an address, is left out. The error is a reason for a log: it is no update feed, or not a whole one, not in
+/// UTF-8, larger than `maxAppcastBytes`, declares entities, or has an archive at an address that is neither http nor
+/// https.
 std::expected<Appcast, std::string> readAppcast(BytesView bytes, std::string_view base);
 
 /// What an offer is measured against.

@@ -80,8 +80,7 @@ std::optional<std::string> notesURL(const std::vector<Appcast::NotesLink>& links
     const auto findLanguage = [&find](const std::string& wanted) {
         auto url = find([&](const std::string& tag) { return tag == wanted; });
         if (url) return url;
-        return find(
-            [&](const std::string& tag) { return !tag.empty() && primaryLanguage(tag) == primaryLanguage(wanted); });
+        return find([&](const std::string& tag) { return primaryLanguage(tag) == primaryLanguage(wanted); });
     };
     for (const std::string& language : languages) {
         if (auto url = findLanguage(languageTag(language))) return url;

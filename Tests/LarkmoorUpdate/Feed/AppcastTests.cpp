@@ -60,14 +60,14 @@ TEST(Appcast, OffersTheGreatestItemThatIsForUs) {
         {R"(<item xmlns="http://example.org/other"><s:version>3</s:version></item>)", "none"},
         // Of two equal items the one that names our system.
         {R"(<item><enclosure url="http://a/m" s:version="3"/><enclosure url="http://a/l" s:version="3" s:os="linux"/>
-            <enclosure url="http://a/w" s:version="4" s:os="windows"/></item>)",
+            <enclosure url="http://a/n" s:version="3"/><enclosure url="http://a/w" s:version="4" s:os="windows"/></item>)",
          "3 http://a/l"},
     };
     for (const auto& [items, wanted] : cases) EXPECT_EQ(offered(rss(items)), wanted) << items;
 }
 
 TEST(Appcast, TakesAnItemForWhatItSays) {
-    const std::string tooLong = "<s:channel>" + std::string(2000, 'a') + "</s:channel>";
+    const std::string tooLong = "<s:maximumSystemVersion>99" + std::string(2000, '9') + "</s:maximumSystemVersion>";
     const Case cases[] = {
         {"<s:shortVersionString>T<!-- -->h<![CDATA[r]]>ee</s:shortVersionString>", "Three http://a/b"},
         {"<s:channel>beta</s:channel>", "none"},
@@ -77,13 +77,15 @@ TEST(Appcast, TakesAnItemForWhatItSays) {
         {"<s:minimumSystemVersion>12.1</s:minimumSystemVersion>", "none"},
         {"<s:maximumSystemVersion>12.0</s:maximumSystemVersion>", "3 http://a/b"},
         {"<s:maximumSystemVersion>11.9</s:maximumSystemVersion>", "none"},
-        {"<s:informationalUpdate/><o:link>http://o/</o:link><link>/page</link>", "3 news of https://example.org/page"},
+        {"<s:informationalUpdate/><o:link>http://o</o:link><x:link>http://x</x:link><link>/page</link>",
+         "3 news of https://example.org/page"},
         {"<s:informationalUpdate/><link>javascript:alert(1)</link>", "3 news of -"},
         {"<s:informationalUpdate><s:version>2.0</s:version></s:informationalUpdate>", "3 news of -"},
         {"<s:informationalUpdate><s:belowVersion>2.1</s:belowVersion></s:informationalUpdate>", "3 news of -"},
         {"<s:informationalUpdate><s:version>1</s:version><s:belowVersion>2</s:belowVersion></s:informationalUpdate>",
          "3 http://a/b"},
-        {"<s:criticalUpdate/>", "3 http://a/b critical"},
+        {R"(<criticalUpdate xmlns="http://www.andymatuschak.org/xml-namespaces/sparkle" version="1"/>)",
+         "3 http://a/b critical"},
         {R"(<s:tags><s:criticalUpdate s:version="2.1"/></s:tags>)", "3 http://a/b critical"},
         {R"(<s:criticalUpdate s:version="2"/>)", "3 http://a/b"},
         {"<s:minimumAutoupdateVersion>2.1</s:minimumAutoupdateVersion>", "3 http://a/b offerOnly"},
