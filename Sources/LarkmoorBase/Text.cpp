@@ -41,4 +41,11 @@ std::string printable(std::string_view text, std::string_view control) {
     return line;
 }
 
+std::string lowercased(std::string text) {
+    for (char& letter : text) {
+        if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
+    }
+    return text;
+}
+
 }  // namespace larkmoor

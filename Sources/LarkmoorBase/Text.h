@@ -1,4 +1,4 @@
-// Trimming and cleaning of text.
+// Trimming, cleaning and letter case of text.
 #pragma once
 
 #include <string>
@@ -12,5 +12,8 @@ std::string_view trimmed(std::string_view text);
 /// `text` as one line of valid UTF-8: `control` in place of each control character and of each line or paragraph
 /// separator, U+FFFD in place of each invalid byte.
 std::string printable(std::string_view text, std::string_view control = "\uFFFD");
+
+/// `text` with the capitals A to Z as small letters.
+std::string lowercased(std::string text);
 
 }  // namespace larkmoor
