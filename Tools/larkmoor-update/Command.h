@@ -13,6 +13,8 @@ struct Arguments : VerbArguments {
     std::string base{};    ///< the feed's address
 };
 
+/// The menu's row after a list of events.
+Outcome row(const Arguments& arguments);
 /// How two versions stand to each other.
 Outcome compare(const Arguments& arguments);
 

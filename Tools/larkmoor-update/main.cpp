@@ -9,6 +9,7 @@ namespace {
 
 constexpr auto verbs = std::to_array<Verb<Arguments>>({
     {"compare", "A B", 2, compare},
+    {"row", "[EVENT[=VALUE]...]", Verb<Arguments>::anyCount, row},
 });
 
 constexpr auto options = std::to_array<VerbOption<Arguments>>({
