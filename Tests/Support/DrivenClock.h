@@ -18,15 +18,14 @@
 
 namespace larkmoor::testing {
 
-/// Time stands still but in `run`, `sleep` and `setBack`. Outlives its timers.
+/// Time stands still but in `run`, `sleep` and `set`. Outlives its timers.
 class DrivenClock {
   public:
     using Steady = std::chrono::steady_clock;
     using Wall = std::chrono::system_clock;
     using Duration = std::chrono::nanoseconds;
 
-    explicit DrivenClock(MainLoop& loop) : loop_(loop) {}
-
+    MainLoop& loop() { return loop_; }
     Steady::time_point steady() const { return Steady::time_point{awake_}; }
     Wall::time_point wall() const { return Wall::time_point{real_ + shift_}; }
     Duration awake() const { return awake_; }
@@ -42,8 +41,8 @@ class DrivenClock {
         pass(end - awake_);
     }
     void sleep(Duration duration) { real_ += duration, run({}); }
-    void setBack(Duration duration) {
-        shift_ -= duration;
+    void set(Duration forward) {
+        shift_ += forward;
         // A timer of the wall clock that is set is due at its date, and at the latest when the time that it was armed
         // for is over.
         for (auto& [id, timer] : wallTimers_)
@@ -140,13 +139,13 @@ class DrivenClock {
         runReady(loop_);
     }
 
-    MainLoop& loop_;
     Duration awake_ = std::chrono::hours{1};
     Duration real_ = std::chrono::hours{500'000};
     Duration shift_{};
     int lastId_ = 0;
     std::map<int, Timer> timers_;
     std::map<int, WallTimer> wallTimers_;
+    MainLoop loop_;  ///< the last: its tasks use the others until they are destroyed
 };
 
 }  // namespace larkmoor::testing

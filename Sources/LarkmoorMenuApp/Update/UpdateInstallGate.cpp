@@ -29,10 +29,7 @@ class Raised {
 void UpdateInstallGate::hold(Install install, const std::string& version) {
     handler_ = std::move(install);
     if (announcedStagedVersion_ != version) beginVersion(version);
-    const Instant now = seams_.now();
-    if (handedOverAt_ && holdingSince_) *holdingSince_ += now - *handedOverAt_;
-    handedOverAt_.reset();
-    if (!holdingSince_) holdingSince_ = now;
+    if (!holdingSince_) holdingSince_ = seams_.now();
     rearm();
     pollNow();
 }
@@ -147,7 +144,6 @@ void UpdateInstallGate::handOver() {
     seams_.system("swap proceeding — handing the bundle to Sparkle now");
     sendRow(Row::HandedToSparkle{});
     installNowAsked_ = false;
-    handedOverAt_ = seams_.now();
     timer_.reset();
     // Out of its field first: it must not run twice, and it may lead to the next hold.
     std::exchange(handler_, nullptr)();

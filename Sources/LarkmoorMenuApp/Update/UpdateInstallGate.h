@@ -72,10 +72,7 @@ class UpdateInstallGate : public std::enable_shared_from_this<UpdateInstallGate>
     Install handler_;                        ///< empty unless a block is held
     bool polling_ = false;                   ///< a poll is under way, with the swap in which it may end
     int silentPolls_ = 0;                    ///< in a row
-    /// When the hold of the announced version began. The time from a hand-over to the next hold of the same version, as
-    /// after a swap that failed, is added: it was not held then.
-    std::optional<Instant> holdingSince_;
-    std::optional<Instant> handedOverAt_;  ///< nothing while a block is held
+    std::optional<Instant> holdingSince_;    ///< the first hold of the announced version; a rebuild does not restart it
     std::optional<std::string> announcedStagedVersion_;
     std::optional<Instant> deferralAnnouncedAt_;
     bool installNowAsked_ = false;  ///< while a poll was under way
