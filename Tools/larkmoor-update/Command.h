@@ -18,5 +18,7 @@ struct Arguments : VerbArguments {
 Outcome compare(const Arguments& arguments);
 /// Which item of a feed would be offered.
 Outcome pick(const Arguments& arguments);
+/// The menu's row after a list of events.
+Outcome row(const Arguments& arguments);
 
 }  // namespace larkmoor::update
