@@ -27,15 +27,15 @@ void UpdateDriver::showUpdateFound(const AppcastItem& item, UserUpdateState stat
     // What cannot be installed without the user, or must not be, is offered to those as well who want no questions.
     const bool mayBeSilent = !state.userInitiated && !item.isOfferOnly && !item.isNewsOnly();
     sessionMood_ = mayBeSilent && seams_.optedIn() ? UpdateMood::silent : UpdateMood::offer;
-    seams_.relay.say(
-        fmt::format(fmt::runtime(isSilent() ? "update {} (build {}) found — installing silently, through the gate"
-                                            : "update {} (build {}) found — offered"),
-                    item.displayVersionString, item.versionString));
     if (isSilent()) {
+        seams_.relay.say(fmt::format("update {} (build {}) found — installing silently, through the gate",
+                                     item.displayVersionString, item.versionString));
         later([reply = std::move(reply), version = sessionVersion_](UpdateDriver& self) {
             self.seams_.gate->hold([reply] { reply(UserUpdateChoice::install); }, version);
         });
     } else {
+        seams_.relay.say(
+            fmt::format("update {} (build {}) found — offered", item.displayVersionString, item.versionString));
         seams_.onMenuAnswer(currentToken_, UpdateMenuAnswer::UpdateOffered{});
         seams_.standard->showUpdateFound(item, state, std::move(reply));
     }
