@@ -23,6 +23,7 @@
 #include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "LarkmoorPlatform/Linux/Services/AutostartItem.h"
 #include "LarkmoorPlatform/Linux/Services/SystemdAgents.h"
+#include "LarkmoorPlatform/Linux/Signatures/HelperSignatures.h"
 #include "LarkmoorPlatform/Linux/System/PropertyListDefaults.h"
 #include "LarkmoorPlatform/Linux/Tray/StatusNotifierItem.h"
 #include "LarkmoorPlatform/Process.h"
@@ -85,6 +86,8 @@ class Application {
     DaemonAgent daemonAgent_;
     LoopbackHTTPClient http_{loop_};
     HelperFetch fetch_{runner_, {.helper = bundle_.beside("larkmoor-fetch"), .build = bundle_.build.value_or("")}};
+    HelperSignatures signatures_{runner_,
+                                 {.helper = bundle_.beside("larkmoor-verify"), .build = bundle_.build.value_or("")}};
     HostAgent hostAgent_{hostAgentSeams()};
     LocalModelsDuties localModels_{localModelsSeams()};
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
