@@ -8,12 +8,15 @@
 namespace larkmoor::update {
 
 struct Arguments : VerbArguments {
+    // Of a pick.
     std::string build{};   ///< of the application that looks for an update
     std::string system{};  ///< the system's version
-    std::string base{};    ///< the feed's address
+    std::string base{};    ///< the feed's address; without it relative addresses have no meaning
 };
 
 /// How two versions stand to each other.
 Outcome compare(const Arguments& arguments);
+/// Which item of a feed would be offered.
+Outcome pick(const Arguments& arguments);
 
 }  // namespace larkmoor::update

@@ -9,6 +9,7 @@ namespace {
 
 constexpr auto verbs = std::to_array<Verb<Arguments>>({
     {"compare", "A B", 2, compare},
+    {"pick", "FEED --build B --system V [--base URL]", 1, pick},
 });
 
 constexpr auto options = std::to_array<VerbOption<Arguments>>({
