@@ -12,11 +12,15 @@ struct Arguments : VerbArguments {
     std::string build{};   ///< of the application that looks for an update
     std::string system{};  ///< the system's version
     std::string base{};    ///< the feed's address; without it relative addresses have no meaning
+    // Of an archive, both in base64.
+    std::string key{}, signature{};
 };
 
 /// How two versions stand to each other.
 Outcome compare(const Arguments& arguments);
 /// Which item of a feed would be offered.
 Outcome pick(const Arguments& arguments);
+/// Whether an archive has the signature that a feed tells of it.
+Outcome verify(const Arguments& arguments);
 
 }  // namespace larkmoor::update
