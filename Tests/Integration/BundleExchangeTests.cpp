@@ -129,6 +129,34 @@ TEST(BundleExchangeTests, AWholeUpdateKilledOnItsWayIsFoundByTheNextCheck) {
     }
 }
 
+constexpr const char* comesUp = "sleep 0.05; rm \"$(dirname \"$0\")/../../../.X.app.update/record.json\"";
+
+TEST(BundleExchangeTests, WhoeverWatchesOverASuccessorMayBeKilledAtEveryCall) {
+    for (const bool isGood : {true, false}) {
+        bool isKilled = true;
+        for (int call = 1; isKilled; ++call) {
+            SCOPED_TRACE(::testing::Message() << (isGood ? "a good" : "a bad") << " update, at call " << call);
+            const Bundles bundles{isGood ? comesUp : "exit 1"};
+            ASSERT_TRUE(BundleExchange::exchange(bundles.places, "1", "2"));
+            std::string name = bundles.places.bundle + "/Contents/MacOS/x";
+            char* arguments[] = {name.data(), nullptr};
+            isKilled = testing::isKilledAtCall(call, [&] {
+                return Successor{.executable = name, .bundle = bundles.places.bundle}.start(arguments) == 0;
+            });
+            EXPECT_TRUE(bundles.isWhole());
+            // The person starts it again, as often as it takes.
+            for (int launch = 0; launch <= BundleExchange::maxStarts && BundleExchange::record(bundles.places);
+                 ++launch) {
+                BundleExchange::settle(bundles.places);
+                EXPECT_TRUE(bundles.isWhole());
+                if (isGood) testing::runTool({name});
+            }
+            EXPECT_EQ(bundles.build(), isGood ? "2" : "1");
+            EXPECT_TRUE(bundles.isWhole());
+        }
+    }
+}
+
 TEST(BundleExchangeTests, ASuccessorIsWatchedUntilItIsUp) {
     struct Case {
         const char *name, *program;
@@ -136,8 +164,7 @@ TEST(BundleExchangeTests, ASuccessorIsWatchedUntilItIsUp) {
         int status;
         const char* said;  // by the programs, in order
     };
-    const std::string record = "$(dirname \"$0\")/../../../.X.app.update/record.json";
-    const std::string up = "echo new >>$SAID; sleep 0.2; rm " + record, dies = "echo new >>$SAID; exit 1",
+    const std::string up = std::string{"echo new >>$SAID; "} + comesUp, dies = "echo new >>$SAID; exit 1",
                       hangs = "echo new >>$SAID; exec sleep 60", leaves = "echo new >>$SAID; exit 0";
     const Case cases[] = {{"comes up", up.c_str(), "2", 0, "new\n"},
                           {"dies", dies.c_str(), "1", 0, "new\nold\n"},

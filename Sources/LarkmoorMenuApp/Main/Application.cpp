@@ -73,7 +73,7 @@ Application::Application(FileDescriptor updateLock)
                     error.description());
         end(1);
     });
-    installer_.hold(std::move(updateLock));
+    updateLock_ = std::move(updateLock);
     watchSignals();
 }
 
@@ -120,7 +120,7 @@ Task<void> Application::sayUp(std::chrono::seconds trial) {
     co_await timer.async_wait(awaiting);
     co_await BlockingWork::run(
         [places = installer_.places(), build = installer_.build()] { UpdateInstaller::sayUp(places, build); });
-    installer_.release();
+    updateLock_.reset();
 }
 
 std::string Application::takeActivationToken() {

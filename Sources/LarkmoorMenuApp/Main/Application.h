@@ -98,6 +98,7 @@ class Application {
                                  {.helper = bundle_.beside("larkmoor-verify"), .build = bundle_.build.value_or("")}};
     HostAgent hostAgent_{hostAgentSeams()};
     LocalModelsDuties localModels_{localModelsSeams()};
+    FileDescriptor updateLock_;  // until we have said that we are up
     UpdateInstaller installer_{{.bundle = bundle_.folder,
                                 .build = bundle_.build.value_or(""),
                                 .relaunch = [this] { relaunch(); },

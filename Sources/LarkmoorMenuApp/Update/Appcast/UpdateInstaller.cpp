@@ -60,8 +60,8 @@ Checked UpdateInstaller::checkIsOurs() const {
         fmt::format("{} is not the copy that runs: it was moved or replaced; please start it anew", places_.bundle)};
 }
 
-std::expected<FileDescriptor, std::string> UpdateInstaller::prepare() const {
-    if (Checked ours = checkIsOurs(); !ours) return std::unexpected{ours.error()};
+Checked UpdateInstaller::prepare() {
+    if (Checked ours = checkIsOurs(); !ours) return ours;
     if (!mayRename(places_)) {
         return std::unexpected{
             fmt::format("Larkmoor is installed in {}, which you may not change; whoever installed it there, such as "
@@ -78,10 +78,10 @@ std::expected<FileDescriptor, std::string> UpdateInstaller::prepare() const {
     if (!folder || folder->device != bundle->device) {
         return std::unexpected{fmt::format("{} is not on the volume of its folder", places_.bundle)};
     }
-    FileDescriptor lock = Folders::lock(places_.folder);
-    if (!lock) return std::unexpected{inUse(places_)};
-    if (Checked tried = tryExchange(places_); !tried) return std::unexpected{tried.error()};
-    return lock;
+    lock_.reset();
+    lock_ = Folders::lock(places_.folder);
+    if (!lock_) return std::unexpected{inUse(places_)};
+    return tryExchange(places_);
 }
 
 Checked UpdateInstaller::checkStaged() const {
@@ -94,10 +94,9 @@ Checked UpdateInstaller::checkStaged() const {
 
 UpdateInstaller::Installed UpdateInstaller::install(bool relaunches) {
     Checked done = checkStaged();
-    if (done) {
-        lock_ = Folders::lock(places_.folder);
-        if (!lock_) done = std::unexpected{inUse(places_)};
-    }
+    // A session that is not at its end holds it already.
+    if (done && !lock_) lock_ = Folders::lock(places_.folder);
+    if (done && !lock_) done = std::unexpected{inUse(places_)};
     if (done) done = BundleExchange::exchange(places_, options_.build, staged_->build);
     if (!done) {
         lock_.reset();

@@ -40,8 +40,9 @@ class UpdateInstaller {
 
     /// Why no update can be put in the bundle's place, in words, as far as that can be told beforehand: the bundle is
     /// not what was launched, it is not this person's to change, or its file system cannot exchange two folders. Makes
-    /// the folder of `places`, and returns its lock, which has to be let go before `install`.
-    std::expected<FileDescriptor, std::string> prepare() const;
+    /// the folder of `places` and holds its lock until `release`.
+    std::expected<void, std::string> prepare();
+    void release() { lock_.reset(); }
 
     const std::optional<StagedUpdate>& staged() const { return staged_; }
     void setStaged(std::optional<StagedUpdate> staged) { staged_ = std::move(staged); }
@@ -52,12 +53,9 @@ class UpdateInstaller {
     /// a failure is logged.
     void applyAtQuit();
 
-    /// Takes the lock of `BundleExchange::settle`, and lets it go when the new build has said that it is up.
-    void hold(FileDescriptor lock) { lock_ = std::move(lock); }
     /// Says that this build is up, if it is one that was just exchanged; its remains are removed. Blocks as long as
     /// that takes; any thread.
     static void sayUp(const UpdatePlaces& places, const std::string& build);
-    void release() { lock_.reset(); }
 
     /// Sessions take turns: what to wait for, if anything, before the one that brings `mine` may begin.
     std::shared_ptr<OneShotEvent> takeTurn(std::shared_ptr<OneShotEvent> mine);

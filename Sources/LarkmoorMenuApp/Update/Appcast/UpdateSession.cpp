@@ -69,12 +69,14 @@ Task<void> UpdateSession::run() {
         if (!isOver()) end = co_await check();
     } catch (const std::exception& thrown) {
         end = std::unexpected{std::string{thrown.what()}};
+    } catch (...) {
+        end = std::unexpected{std::string{"an error that nobody expected"}};
     }
-    lock_.reset();
     co_await BlockingWork::run([places = services_.installer.places(), keeps = keepsStaged_] {
         BundleExchange::sweep(places, keeps);
         returnFreedMemory();
     });
+    services_.installer.release();
     done->set();
     isUnderWay_ = false;
     finish(end);
@@ -162,9 +164,7 @@ Task<UpdateSession::Step> UpdateSession::offer(AppcastItem item) {
         static_cast<void>(co_await isWanted(std::move(item)));
         co_return Step{};
     }
-    auto lock = services_.installer.prepare();
-    if (!lock) co_return std::unexpected{std::move(lock.error())};
-    lock_ = *std::move(lock);
+    if (Step prepared = services_.installer.prepare(); !prepared) co_return prepared;
     co_await findStaged(item);
     const bool silent = isSilent(item);
     if (isOver() || (!silent && !co_await isWanted(item))) co_return Step{};
@@ -314,7 +314,6 @@ void UpdateSession::installNow() {
     });
     // It goes in at the quit then.
     if (!relaunches) return;
-    lock_.reset();
     const auto installed = services_.installer.install(true);
     if (installed) return;
     if (isShown_) {

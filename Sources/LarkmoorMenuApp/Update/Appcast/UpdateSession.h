@@ -72,7 +72,6 @@ class UpdateSession : public std::enable_shared_from_this<UpdateSession> {
     bool isShown_;             // the person sees what becomes of it
     bool keepsStaged_ = true;  // what an earlier process has left, until the feed has spoken
     std::stop_source stop_;
-    FileDescriptor lock_;
     std::uint64_t received_ = 0;  // bytes of the archive that the driver has heard of
 };
 
