@@ -12,6 +12,8 @@ struct Arguments : VerbArguments {
     std::string build{};   ///< of the application that looks for an update
     std::string system{};  ///< the system's version
     std::string base{};    ///< the feed's address; without it relative addresses have no meaning
+    // Of an archive, both in base64.
+    std::string key{}, signature{};
 };
 
 /// How two versions stand to each other.
@@ -20,5 +22,7 @@ Outcome compare(const Arguments& arguments);
 Outcome pick(const Arguments& arguments);
 /// The menu's row after a list of events.
 Outcome row(const Arguments& arguments);
+/// Whether an archive has the signature that a feed tells of it.
+Outcome verify(const Arguments& arguments);
 
 }  // namespace larkmoor::update

@@ -11,11 +11,14 @@ constexpr auto verbs = std::to_array<Verb<Arguments>>({
     {"compare", "A B", 2, compare},
     {"pick", "FEED --build B --system V [--base URL]", 1, pick},
     {"row", "[EVENT[=VALUE]...]", Verb<Arguments>::anyCount, row},
+    {"verify", "ARCHIVE --key K --signature S", 1, verify},
 });
 
 constexpr auto options = std::to_array<VerbOption<Arguments>>({
     {"--base", &Arguments::base},
     {"--build", &Arguments::build},
+    {"--key", &Arguments::key},
+    {"--signature", &Arguments::signature},
     {"--system", &Arguments::system},
 });
 

@@ -129,4 +129,12 @@ std::vector<std::string> preferredLanguages(std::string_view languageList, std::
     return languages;
 }
 
+std::vector<std::string> preferredLanguages(const std::function<std::string(const char*)>& environment) {
+    std::string locale;
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        if (locale.empty()) locale = environment(name);
+    }
+    return preferredLanguages(environment("LANGUAGE"), locale);
+}
+
 }  // namespace larkmoor
