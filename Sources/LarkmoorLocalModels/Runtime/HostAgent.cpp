@@ -73,21 +73,27 @@ Task<HostAgent::Ended> HostAgent::replacePlist(std::string text) {
 }
 
 Task<HostAgent::Ended> HostAgent::loadAgent(std::stop_token stop) {
-    static_cast<void>(co_await seams_.launchctl.bootout(service()));
+    const auto loaded = co_await load(std::move(stop));
+    if (loaded == 0) co_return Ended{};
+    co_return failed(loaded ? fmt::format("launchd refused the model-host agent (exit {})", *loaded)
+                            : fmt::format("launchd refused the model-host agent ({})", loaded.error()));
+}
+
+Task<LaunchAgents::ExitStatus> HostAgent::load(std::stop_token stop) {
+    auto loaded = co_await seams_.launchctl.bootout(service());
+    if (loaded == LaunchAgents::isDisabled) co_return loaded;
     for (int round = 0; round < goneRounds; ++round) {
         const auto printed = co_await seams_.launchctl.print(service());
         if (printed != 0) break;
         co_await seams_.pacedPause(pace);
     }
     const int attempts = stop.stop_requested() ? 1 : bootstrapAttempts;
-    LaunchAgents::ExitStatus loaded;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         if (attempt > 0) co_await seams_.pacedPause(pace);
         loaded = co_await seams_.launchctl.bootstrap(domain(), plistPath());
-        if (loaded == 0) co_return Ended{};
+        if (loaded == 0) break;
     }
-    co_return failed(loaded ? fmt::format("launchd refused the model-host agent (exit {})", *loaded)
-                            : fmt::format("launchd refused the model-host agent ({})", loaded.error()));
+    co_return loaded;
 }
 
 Task<void> HostAgent::capHostIfUncapped() {

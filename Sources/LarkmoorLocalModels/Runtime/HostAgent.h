@@ -41,7 +41,8 @@ class HostAgent {
     /// Writes the property list, keeping the store that an existing one names, and loads it. A first list that cannot
     /// be loaded is removed again, since nothing would own it.
     Task<Ended> superviseHost(std::string binary, std::stop_token stop);
-    /// Stops the host, if it runs, and starts it by its property list.
+    /// Stops the host, if it runs, and starts it by its property list. A failure, and nothing done, where the user has
+    /// disabled it.
     Task<Ended> loadAgent(std::stop_token stop);
     /// The process of the host that we supervise.
     Task<std::optional<std::int32_t>> agentPid() const { return seams_.launchctl.pid(service()); }
@@ -56,6 +57,7 @@ class HostAgent {
 
   private:
     Task<Ended> replacePlist(std::string text);
+    Task<LaunchAgents::ExitStatus> load(std::stop_token stop);
     std::string service() const;
     std::string domain() const;
 
