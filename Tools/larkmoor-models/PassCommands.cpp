@@ -125,6 +125,7 @@ class Machine {
     LoopbackHTTPClient http_{loop_};
     HelperFetch fetch_;
     HostAgent host_{{.launchctl = launchAgents_,
+                     .removeUnit = [this](std::string unit) { return removeUnit(std::move(unit)); },
                      .home = homeFolder(),
                      .support = support(),
                      .user = ::getuid(),

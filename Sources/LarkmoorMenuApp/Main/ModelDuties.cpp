@@ -20,6 +20,7 @@ Task<void> pacedPause(std::chrono::milliseconds time) {
 
 HostAgent::Seams Application::hostAgentSeams() {
     return {.launchctl = launchAgents_,
+            .removeUnit = [this](std::string unit) { return removeUnit(std::move(unit)); },
             .home = home_,
             .support = support_,
             .user = ::getuid(),
