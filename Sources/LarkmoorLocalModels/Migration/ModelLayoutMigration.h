@@ -131,6 +131,7 @@ class ModelLayoutMigration {
     Task<Done> copySharedSpeech();
     Task<std::expected<RollbackPlan, std::string>> moveRuntime(std::optional<std::string> plist);
     RollbackPlan rollbackPlan(const std::optional<std::string>& plist) const;
+    Task<bool> staysInPlace(const RollbackPlan& plan);
     Task<Done> moveStore(RollbackPlan& plan);
     Task<void> putStoreBack(RollbackPlan plan);
     Task<Done> removeSecondRuntime(const RollbackPlan& plan);

@@ -36,8 +36,14 @@ Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayout
                               return name == OldModelsLayout::oldRuntimeStoreName;
                           });
     if (!wasMoved) {
-        if (const auto done = co_await moveStore(plan); !done) co_return std::unexpected{done.error()};
         const bool isInPlace = hasManaged && co_await seams_.verifyBinary(managed);
+        if (!isInPlace && plan.newBinary && !co_await exists(plan.oldRuntimeDir + "/ollama")) {
+            if (!co_await staysInPlace(plan)) {
+                co_return std::unexpected{"there is no runtime for the host, neither in ollama nor elsewhere"};
+            }
+            plan.newBinary = plan.binary;
+        }
+        if (const auto done = co_await moveStore(plan); !done) co_return std::unexpected{done.error()};
         const auto done = isInPlace ? co_await removeSecondRuntime(plan) : co_await moveOldRuntime(plan);
         if (!done) {
             co_await putStoreBack(plan);
@@ -46,6 +52,14 @@ Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayout
     }
     moved_.emplace_back("naming");
     co_return plan;
+}
+
+/// Whether the host's executable is there, and in none of the folders that are moved or emptied.
+Task<bool> ModelLayoutMigration::staysInPlace(const RollbackPlan& plan) {
+    for (const std::string& folder : {plan.oldRuntimeDir, plan.runtime}) {
+        if (plan.binary.starts_with(folder + "/")) co_return false;
+    }
+    co_return co_await exists(plan.binary);
 }
 
 ModelLayoutMigration::RollbackPlan ModelLayoutMigration::rollbackPlan(const std::optional<std::string>& plist) const {

@@ -70,7 +70,7 @@ struct Machine {
     /// property list names.
     bool names() const {
         const auto binary = HostPlist::supervisedBinary(plist);
-        if (binary && binary->starts_with(support) && !fs::exists(*binary)) return false;
+        if (binary && binary->starts_with(folder.path().string()) && !fs::exists(*binary)) return false;
         return has(store(), title) || has(store(), oldModel);
     }
 
@@ -291,6 +291,15 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
          "the other and nothing is removed — nothing is repointed, the next open runs this again"},
         {"no host of ours", [](auto& m) { m.plist.reset(); }, Outcome::Migrated{all},
          "models moved to one folder (voices, speech, naming)"},
+        {"the host's runtime is the user's",
+         [](auto& m) {
+             fs::remove(m.instance + "/ollama/ollama");
+             m.write(m.folder / "mine/ollama", "binary");
+             m.plist = HostPlist::agentPlist(m.folder / "mine/ollama", "/log", m.instance + "/ollama/models");
+         },
+         Outcome::Migrated{all}, "models moved to one folder (voices, speech, naming)"},
+        {"no runtime", [](auto& m) { fs::remove(m.instance + "/ollama/ollama"); },
+         Outcome::MoveFailed{"there is no runtime for the host, neither in ollama nor elsewhere"}, nullptr},
         {"no host comes back", [](auto& m) { m.comesBack = false; }, Outcome::RolledBack{},
          "model-layout: the host did not answer on models/naming/store — putting it back"},
         {"settled",
@@ -308,7 +317,9 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         EXPECT_TRUE(machine.migrateLayout() == each.outcome);
         EXPECT_EQ(machine.plist.has_value(), hadHost);
         if (each.said != nullptr) EXPECT_THAT(machine.log, Contains(each.said));
-        if (each.outcome.is<Outcome::RolledBack>()) EXPECT_TRUE(machine.names());
+        if (each.outcome.is<Outcome::RolledBack>() || each.outcome.is<Outcome::Migrated>()) {
+            EXPECT_TRUE(machine.names() || !hadHost);
+        }
     }
 }
 
