@@ -27,8 +27,7 @@ bool holds(const std::vector<std::string>& names, std::string_view name) {
 }
 
 std::string lastComponent(std::string_view path) {
-    while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
-    return std::filesystem::path{path}.filename().string();
+    return std::filesystem::path{Files::standardized(path)}.filename().string();
 }
 std::string parent(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
 
@@ -171,17 +170,19 @@ Task<Done> ModelLayoutMigration::moveVoices() {
 Task<Done> ModelLayoutMigration::moveSpeech() {
     const auto receipts = seams_.receipts();
     if (receipts && receipts->asrCacheDir && co_await exists(*receipts->asrCacheDir)) {
-        co_return co_await moveOurSpeech(*receipts->asrCacheDir);
+        co_return co_await moveOurSpeech(Files::standardized(*receipts->asrCacheDir));
     }
     co_return co_await copySharedSpeech();
 }
 
 Task<Done> ModelLayoutMigration::moveOurSpeech(std::string cache) {
-    asrCacheDir_ = fmt::format("{}/{}", ModelsFolder::speech(seams_.support), lastComponent(cache));
-    if (*asrCacheDir_ == cache) co_return Done{};
-    auto done =
-        saying(co_await move(cache, *asrCacheDir_), "the transcription cache could not be moved into models/speech");
-    if (!done) co_return done;
+    const std::string speech = Files::standardized(ModelsFolder::speech(seams_.support));
+    const std::string target = cache == speech ? speech : fmt::format("{}/{}", speech, lastComponent(cache));
+    auto done = target == cache ? Done{}
+                                : saying(co_await move(cache, target),
+                                         "the transcription cache could not be moved into models/speech");
+    if (done) asrCacheDir_ = target;
+    if (!done || target == cache) co_return done;
     const std::string shared = OldModelsLayout::fluidAudio(seams_.support);
     co_await removeIfEmpty(shared);
     co_await removeIfEmpty(parent(shared));
@@ -196,12 +197,15 @@ Task<Done> ModelLayoutMigration::copySharedSpeech() {
     for (const std::string& child : co_await children(shared)) {
         if (!child.starts_with(MeetingModels::asrName)) continue;
         const std::string target = fmt::format("{}/{}", ModelsFolder::speech(seams_.support), child);
-        asrCacheDir_ = target;
-        if (co_await exists(target)) continue;
+        if (co_await exists(target)) {
+            asrCacheDir_ = target;
+            continue;
+        }
         auto done = saying(co_await BlockingWork::run([copy = seams_.folders.copyTree, from = shared + "/" + child,
                                                        target] { return copy(from, target); }),
                            "the transcription cache could not be copied into models/speech");
         if (!done) co_return done;
+        asrCacheDir_ = target;
         hasCopied = true;
     }
     if (!hasCopied) co_return Done{};

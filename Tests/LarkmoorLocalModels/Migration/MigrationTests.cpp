@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorLocalModels/Pipeline/Inventory.h"
 #include "LarkmoorLocalModels/Runtime/HostPlist.h"
 #include "LarkmoorLocalModels/Store/ModelStore.h"
@@ -320,6 +321,19 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         if (each.outcome.is<Outcome::RolledBack>() || each.outcome.is<Outcome::Migrated>()) {
             EXPECT_TRUE(machine.names() || !hadHost);
         }
+    }
+}
+
+TEST(ModelLayoutMigrationTest, LeavesASpeechModelThatIsInPlaceHoweverItsPathIsWritten) {
+    for (const char* written : {"speech/parakeet", "speech/parakeet/", "speech", "speech/", "voices/../speech/./"}) {
+        SCOPED_TRACE(written);
+        OldLayout machine;
+        machine.write(machine.instance + "/models/speech/parakeet/m");
+        machine.write(machine.instance + "/models/voices/v");
+        machine.receipts->asrCacheDir = machine.instance + "/models/" + written;
+        EXPECT_TRUE(machine.migrateLayout().is<ModelLayoutMigration::Outcome::Migrated>());
+        EXPECT_EQ(machine.receipts->asrCacheDir, Files::standardized(machine.instance + "/models/" + written));
+        EXPECT_TRUE(fs::exists(machine.instance + "/models/speech/parakeet/m"));
     }
 }
 
