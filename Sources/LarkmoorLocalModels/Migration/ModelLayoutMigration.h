@@ -92,8 +92,8 @@ class ModelLayoutMigration {
         std::function<Task<Ended>(std::string binary, std::optional<std::string> modelsDir)> writePlist;
         /// Those of the last pass.
         std::function<std::optional<Receipts>()> receipts;
-        /// Takes the paths after the move.
-        std::function<void(Receipts)> writeReceipts;
+        /// Takes the paths after the move; ends when the next launch will find them.
+        std::function<Task<void>(Receipts)> writeReceipts;
         std::function<Task<std::optional<std::vector<std::string>>>()> tags;
         std::function<Task<bool>(std::string name)> ping;
         std::function<Task<std::optional<std::int32_t>>()> readPid;
@@ -158,6 +158,7 @@ class ModelLayoutMigration {
 
     Seams seams_;
     std::vector<std::string> moved_;
+    bool haveVoicesMoved_ = false;
     std::optional<std::string> asrCacheDir_;  ///< where the speech model is now
 };
 

@@ -107,7 +107,7 @@ Task<ModelMigration::Outcome> migrateModel(LiveWorkers live, RuntimeSetup runtim
 }
 
 Task<ModelLayoutMigration::Outcome> moveFolders(LiveWorkers live, std::optional<Receipts> receipts,
-                                                std::function<void(Receipts)> settle) {
+                                                std::function<Task<void>(Receipts)> settle) {
     const ModelHost asked{&live.http, live.endpoint};
     ModelLayoutMigration migration{{
         .support = live.support,
@@ -163,7 +163,7 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
                 return migrateModel(live, runtime({}), std::move(receipts), std::move(pull));
             },
         .migrateLayout =
-            [live = *this](std::optional<Receipts> receipts, std::function<void(Receipts)> settle) {
+            [live = *this](std::optional<Receipts> receipts, std::function<Task<void>(Receipts)> settle) {
                 return moveFolders(live, std::move(receipts), std::move(settle));
             },
         .findRuntime = [runtime] { return findTrustedRuntime(runtime({})); },

@@ -212,13 +212,17 @@ Task<bool> LocalModelSetup::pullForMigration() {
 }
 
 Task<ModelLayoutMigration::Outcome> LocalModelSetup::migrateLayout() {
-    co_return co_await seams_.workers.migrateLayout(snapshotReceipts_, [this](Receipts settled) {
-        // What the last pass made is found by this one's steps, but for the folders that they do not look into.
-        installed_.senkoDir = settled.senkoDir;
-        installed_.asrCacheDir = settled.asrCacheDir;
-        snapshotReceipts_ = std::move(settled);
-        publish(true);
-    });
+    co_return co_await seams_.workers.migrateLayout(
+        snapshotReceipts_, [this](Receipts moved) { return settleReceipts(std::move(moved)); });
+}
+
+Task<void> LocalModelSetup::settleReceipts(Receipts moved) {
+    // What the last pass made is found by this one's steps, but for the folders that they do not look into.
+    installed_.senkoDir = moved.senkoDir;
+    installed_.asrCacheDir = moved.asrCacheDir;
+    snapshotReceipts_ = std::move(moved);
+    publish(true);
+    co_await settle();
 }
 
 /// The runtime moves once the naming model lives in our store.

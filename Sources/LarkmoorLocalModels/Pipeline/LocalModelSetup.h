@@ -52,7 +52,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
             migrate;
         /// `settle` takes the receipts with the paths after the move.
         std::function<Task<ModelLayoutMigration::Outcome>(std::optional<Receipts>,
-                                                          std::function<void(Receipts)> settle)>
+                                                          std::function<Task<void>(Receipts)> settle)>
             migrateLayout;
         /// A runtime that may be run; nullopt if there is none.
         std::function<Task<std::optional<std::string>>()> findRuntime;
@@ -121,6 +121,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Task<void> runtimeStep();
     Task<void> hostStep();
     Task<ModelLayoutMigration::Outcome> migrateLayout();
+    Task<void> settleReceipts(Receipts moved);
     Task<void> migrationStep();
     Task<bool> pullForMigration();
     Task<void> layoutSecondRound();

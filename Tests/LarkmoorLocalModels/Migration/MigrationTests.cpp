@@ -146,7 +146,10 @@ struct Machine {
              .writePlist = [this](std::string binary,
                                   std::optional<std::string> dir) { return writePlist(binary, std::move(dir)); },
              .receipts = [this] { return receipts; },
-             .writeReceipts = [this](Receipts moved) { receipts = std::move(moved); },
+             .writeReceipts = [this](Receipts moved) -> Task<void> {
+                 receipts = std::move(moved);
+                 co_return;
+             },
              .tags = [this] { return tags(); },
              .ping = [this](std::string name) { return ping(std::move(name)); },
              .readPid = [this] { return pid(); },
@@ -314,9 +317,11 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         SCOPED_TRACE(each.name);
         OldLayout machine;
         each.prepare(machine);
+        machine.receipts->senkoDir = machine.instance + "/Models/senko";
         const bool hadHost = machine.plist.has_value();
         EXPECT_TRUE(machine.migrateLayout() == each.outcome);
         EXPECT_EQ(machine.plist.has_value(), hadHost);
+        EXPECT_TRUE(fs::exists(*machine.receipts->senkoDir) || each.outcome.is<Outcome::NotNeeded>());
         if (each.said != nullptr) EXPECT_THAT(machine.log, Contains(each.said));
         if (each.outcome.is<Outcome::RolledBack>() || each.outcome.is<Outcome::Migrated>()) {
             EXPECT_TRUE(machine.names() || !hadHost);
