@@ -133,11 +133,12 @@ Task<void> LocalModelSetup::claim(std::optional<std::string> Receipts::* place, 
 }
 
 Task<void> LocalModelSetup::layoutFirstRound() {
-    layoutHeld_ = false;
+    layoutHeld_ = layoutRolledBack_ = false;
     if (isCancelled()) co_return;
     layoutHeld_ = true;
     const auto outcome = co_await migrateLayout();
     layoutHeld_ = outcome.is<ModelLayoutMigration::Outcome::MoveFailed>();
+    layoutRolledBack_ = outcome.is<ModelLayoutMigration::Outcome::RolledBack>();
     if (outcome.movedAnything()) publish(true);
 }
 
@@ -227,7 +228,8 @@ Task<void> LocalModelSetup::settleReceipts(Receipts moved) {
 
 /// The runtime moves once the naming model lives in our store.
 Task<void> LocalModelSetup::layoutSecondRound() {
-    if (isCancelled() || !isDone(hostRow) || layoutHeld_) co_return;
+    // A host that did not come back in its new place is not restarted a second time at one launch.
+    if (isCancelled() || !isDone(hostRow) || layoutHeld_ || layoutRolledBack_) co_return;
     const auto outcome = co_await migrateLayout();
     // The runtime that this pass has found may have moved with the folders.
     if (outcome.is<ModelLayoutMigration::Outcome::Migrated>() && installed_.runtimeDir) {

@@ -153,6 +153,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     bool migrating_ = false;
     /// The folders could not be moved: nothing may be written into a store that may lie in the old one.
     bool layoutHeld_ = false;
+    bool layoutRolledBack_ = false;
     Time lastPublish_{};
     std::vector<LocalModelsProgress::Sample> samples_;
     std::stop_source stop_;
