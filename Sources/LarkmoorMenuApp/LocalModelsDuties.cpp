@@ -144,7 +144,7 @@ Task<void> LocalModelsDuties::cancel() {
 /// A launch at which no pass ran undoes what the file tells of the passes before.
 Task<std::vector<LocalModelsUndo::Step>> LocalModelsDuties::undoPlan() {
     std::optional<LocalModelsProgress> here;
-    if (launch_.hasStarted()) here = seams_.setup->snapshot(std::chrono::system_clock::now());
+    if (seams_.setup->knowsReceipts()) here = seams_.setup->snapshot(std::chrono::system_clock::now());
     co_return co_await BlockingWork::run([here = std::move(here), file = file_, path = progressPath_] {
         file->drain();
         const auto progress = here ? here : LocalModelsProgress::read(path);

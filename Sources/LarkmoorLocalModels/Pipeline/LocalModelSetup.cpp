@@ -90,14 +90,21 @@ Task<void> LocalModelSetup::pass() {
     installed_ = {};
     snapshotReceipts_.reset();
     runtime_.reset();
-    co_await attempt({}, readReceipts());
+    knowsReceipts_ = false;
+    try {
+        co_await readReceipts();
+    } catch (const std::exception& thrown) {
+        co_return seams_.log(
+            fmt::format("model-setup: what the last pass made could not be read ({}) — retrying at the next open",
+                        thrown.what()));
+    }
     for (const Row& row : newRows()) set(row.id, RowState::Pending{});
-    co_await attempt({}, layoutFirstRound());
-    co_await attempt({}, takeInventory());
+    co_await attempt("layout", layoutFirstRound());
+    co_await attempt("inventory", takeInventory());
     co_await attempt(runtimeRow, runtimeStep());
     co_await attempt(hostRow, hostStep());
-    co_await attempt({}, migrationStep());
-    co_await attempt({}, layoutSecondRound());
+    co_await attempt("migration", migrationStep());
+    co_await attempt("layout", layoutSecondRound());
     co_await attempt(modelRow, modelStep());
     seams_.log(isTrioDone() ? "model-setup: trio done" : "model-setup: trio worked with quiet skips");
     co_await attempt(asrRow, meetingModelsStep());
@@ -108,20 +115,21 @@ Task<void> LocalModelSetup::pass() {
 }
 
 /// A step that throws, as where the system has no thread for it, is one that could not finish.
-Task<void> LocalModelSetup::attempt(std::string_view row, Task<void> step) {
+Task<void> LocalModelSetup::attempt(std::string_view step, Task<void> work) {
     std::string why;
     try {
-        co_return co_await std::move(step);
+        co_return co_await std::move(work);
     } catch (const std::exception& thrown) {
         why = thrown.what();
     }
-    quietSkip(row, why);
+    quietSkip(step, why);
 }
 
 Task<void> LocalModelSetup::readReceipts() {
     snapshotReceipts_ = co_await seams_.workers.snapshotReceipts();
     if (snapshotReceipts_) installed_.oldModelWasOurs = ModelMigration::mayDeleteOldModel(snapshotReceipts_);
     claimed_ = co_await seams_.workers.claims();
+    knowsReceipts_ = true;
 }
 
 /// Before a place is filled for the first time: a process that is killed amid that must not forget that it is ours.
@@ -351,7 +359,7 @@ TransferListener LocalModelSetup::transfers(std::string id) {
 
 void LocalModelSetup::publish(bool force) {
     constexpr std::chrono::seconds leastInterval{1};
-    if (!progressSink_) return;
+    if (!progressSink_ || !knowsReceipts_) return;
     const Time now = seams_.now();
     // A clock that was set back must not silence the progress.
     if (!force && now >= lastPublish_ && now - lastPublish_ < leastInterval) return;

@@ -106,6 +106,9 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     bool running() const { return running_; }
     /// Whether every step is done.
     bool finished() const;
+    /// False before a pass has read what the passes before it made: until then nothing is published, and the progress
+    /// file tells more than `snapshot`.
+    bool knowsReceipts() const { return knowsReceipts_; }
     const Receipts& installed() const { return installed_; }
     /// The state of this moment, without a sample.
     LocalModelsProgress snapshot(Time now) const;
@@ -113,7 +116,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
   private:
     Task<void> run();
     Task<void> pass();
-    Task<void> attempt(std::string_view row, Task<void> step);
+    Task<void> attempt(std::string_view step, Task<void> work);
     Task<void> claim(std::optional<std::string> Receipts::* place, std::string path);
     Task<void> readReceipts();
     Task<void> layoutFirstRound();
@@ -149,6 +152,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Receipts claimed_;
     std::optional<Receipts> snapshotReceipts_;
     std::optional<std::string> runtime_;  ///< of this pass
+    bool knowsReceipts_ = false;
     bool running_ = false;
     bool migrating_ = false;
     /// The folders could not be moved: nothing may be written into a store that may lie in the old one.

@@ -146,7 +146,7 @@ struct Machine {
         setup->start();
         setup->start();
         ASSERT_TRUE(testing::runUntil(loop, [&] { return !setup->running(); }));
-        ASSERT_FALSE(published.back().running);
+        ASSERT_TRUE(published.empty() || !published.back().running);
     }
     std::string states() const {
         const std::string& last = log.back();
@@ -297,7 +297,9 @@ TEST(LocalModelSetupTest, AWorkerThatThrowsStopsNobody) {
         };
         machine.pass();
         if (static_cast<int>(machine.calls.size()) < thrownAt) break;
-        EXPECT_THAT(machine.log.back(), ::testing::StartsWith("model-setup: pass finished — "));
+        // Receipts that were not read are not overwritten.
+        EXPECT_EQ(machine.published.empty(), thrownAt == 1);
+        if (thrownAt > 1) EXPECT_THAT(machine.log.back(), ::testing::StartsWith("model-setup: pass finished — "));
         EXPECT_TRUE(testing::runTask(machine.loop, [](auto setup) -> Task<bool> {
             co_await setup->cancel();
             co_return true;
