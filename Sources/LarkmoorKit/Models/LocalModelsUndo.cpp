@@ -162,7 +162,6 @@ Receipts claims(Receipts claimed, const Receipts& installed) {
     take(claimed.agentPlist, installed.agentPlist);
     take(claimed.senkoDir, installed.senkoDir);
     take(claimed.ollama, installed.ollama);
-    take(claimed.oldModelWasOurs, installed.oldModelWasOurs);
     return claimed;
 }
 

@@ -31,7 +31,9 @@ bool ModelMigration::mayDeleteOldModel(const std::optional<Receipts>& receipts) 
 }
 
 Task<ModelMigration::Outcome> ModelMigration::run() {
-    if (decide(co_await seams_.plistText()) != Decision::migrate) co_return Outcome::NotNeeded{};
+    const Decision decision = decide(co_await seams_.plistText());
+    if (decision == Decision::nothing && seams_.wasCutShort) co_return co_await finishCutShort();
+    if (decision != Decision::migrate) co_return Outcome::NotNeeded{};
     const auto tags = co_await seams_.tags();
     const bool oldModelIsThere = tags && std::ranges::any_of(*tags, [](const std::string& name) {
                                      return name == old || name.starts_with(old + ":");
@@ -88,6 +90,14 @@ Task<ModelMigration::Outcome> ModelMigration::rollBack() {
     static_cast<void>(co_await seams_.writePlist(std::nullopt));
     static_cast<void>(co_await seams_.reload());
     co_return Outcome::RolledBack{};
+}
+
+/// The host runs by the new list; only what proves itself replaces the old model.
+Task<ModelMigration::Outcome> ModelMigration::finishCutShort() {
+    const auto tags = co_await seams_.tags();
+    if (!tags || !LocalModel::ready(*tags) || !co_await seams_.ping(title)) co_return Outcome::NotNeeded{};
+    oldFolder_ = seams_.defaultFolder();
+    co_return co_await finish(true);
 }
 
 Task<ModelMigration::Outcome> ModelMigration::finish(bool oldModelIsThere) {

@@ -65,10 +65,14 @@ class ModelMigration {
         /// The property list of the model host.
         std::function<Task<std::optional<std::string>>()> plistText;
         std::function<std::string()> ourModelsDir;
+        /// The parent of the store of a host whose list names none.
+        std::function<std::string()> defaultFolder;
         /// The parent of the store that the host uses now.
         std::function<Task<std::string>()> hostFolder;
         /// Those of the last pass.
         std::function<std::optional<Receipts>()> receipts;
+        /// An earlier run may have been killed between the new list and the old model's deletion.
+        bool wasCutShort = false;
         std::function<Task<std::optional<std::vector<std::string>>>()> tags;
         std::function<Task<bool>(std::string name)> pull;
         std::function<Task<bool>(std::string name)> ping;
@@ -94,6 +98,7 @@ class ModelMigration {
     Task<bool> repoint();
     Task<Outcome> rollBack();
     Task<Outcome> finish(bool oldModelIsThere);
+    Task<Outcome> finishCutShort();
 
     Seams seams_;
     std::string oldFolder_;  ///< of the host, before it is repointed

@@ -68,13 +68,18 @@ Task<bool> isThere(std::string path) {
     co_return co_await BlockingWork::run([path = std::move(path)] { return Files::exists(path); });
 }
 
+/// The store of a host that is not told where its models are.
+std::string defaultStore(const LiveWorkers& live) {
+    return hostModelsFromEnvironment().value_or(live.home + "/.ollama/models");
+}
+
+std::string parentFolder(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
+
 /// The folder whose "models" is the store that the host uses now.
 Task<std::string> hostFolder(LiveWorkers live) {
     const auto plist = co_await live.host.plistText();
     const auto store = hostModelsFromEnvironment();
-    co_return std::filesystem::path{store ? *store : HostPlist::ollamaStore(plist, live.support, live.home)}
-        .parent_path()
-        .string();
+    co_return parentFolder(store ? *store : HostPlist::ollamaStore(plist, live.support, live.home));
 }
 
 /// Keeps the executable that the host runs.
@@ -86,13 +91,15 @@ Task<std::expected<void, SetupError>> repoint(LiveWorkers live, RuntimeSetup run
 }
 
 Task<ModelMigration::Outcome> migrateModel(LiveWorkers live, RuntimeSetup runtime, std::optional<Receipts> receipts,
-                                           std::function<Task<bool>(std::string)> pull) {
+                                           bool wasCutShort, std::function<Task<bool>(std::string)> pull) {
     const ModelHost asked{&live.http, live.endpoint};
     ModelMigration migration{{
         .plistText = [&live] { return live.host.plistText(); },
         .ourModelsDir = [&live] { return ModelsFolder::namingStore(live.support); },
+        .defaultFolder = [&live] { return parentFolder(defaultStore(live)); },
         .hostFolder = [&live] { return hostFolder(live); },
         .receipts = [&receipts] { return receipts; },
+        .wasCutShort = wasCutShort,
         .tags = [&asked] { return hostTags(asked); },
         .pull = std::move(pull),
         .ping = [&asked](std::string name) { return pingModel(asked, std::move(name)); },
@@ -159,8 +166,9 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
     const auto asked = [live = *this](Stop stop) { return ModelHost{&live.http, live.endpoint, std::move(stop)}; };
     return {
         .migrate =
-            [live = *this, runtime](std::optional<Receipts> receipts, std::function<Task<bool>(std::string)> pull) {
-                return migrateModel(live, runtime({}), std::move(receipts), std::move(pull));
+            [live = *this, runtime](std::optional<Receipts> receipts, bool wasCutShort,
+                                    std::function<Task<bool>(std::string)> pull) {
+                return migrateModel(live, runtime({}), std::move(receipts), wasCutShort, std::move(pull));
             },
         .migrateLayout =
             [live = *this](std::optional<Receipts> receipts, std::function<Task<void>(Receipts)> settle) {

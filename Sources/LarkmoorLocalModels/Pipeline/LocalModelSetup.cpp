@@ -205,19 +205,31 @@ Task<void> LocalModelSetup::migrationStep() {
     if (isCancelled() || !isDone(hostRow)) co_return;
     migrating_ = true;
     publish(true);
+    const bool wasCutShort = claimed_.oldModelWasOurs.value_or(false);
     ModelMigration::Outcome outcome = ModelMigration::Outcome::NotNeeded{};
     co_await Spawning::toItsEnd([&]() -> Task<void> {
-        outcome = co_await seams_.workers.migrate(snapshotReceipts_,
+        outcome = co_await seams_.workers.migrate(snapshotReceipts_, wasCutShort,
                                                   [this](const std::string&) { return pullForMigration(); });
     });
     migrating_ = false;
-    publish(true);
+    // Of the old model nothing is left to do, unless an earlier migration's end could not be made good.
+    if (!outcome.is<ModelMigration::Outcome::NotNeeded>()) claimed_.oldModelWasOurs.reset();
     if (outcome.is<ModelMigration::Outcome::Migrated>()) installed_.pulledModel = LocalModel::titleModel;
+    publish(true);
 }
 
 Task<bool> LocalModelSetup::pullForMigration() {
-    set(modelRow, RowState::Active{0.0});
+    if (ModelMigration::mayDeleteOldModel(snapshotReceipts_)) claimed_.oldModelWasOurs = true;
+    co_await beginPull();
     co_return (co_await seams_.workers.pullModel(transfers(std::string{modelRow}), stop_.get_token())).has_value();
+}
+
+/// Before the first byte, so that a cancel amid the pull knows what to remove.
+Task<void> LocalModelSetup::beginPull() {
+    installed_.pulledModel = LocalModel::titleModel;
+    installed_.pullBeganAt = secondsSince1970(seams_.now());
+    set(modelRow, RowState::Active{0.0});
+    co_await settle();
 }
 
 Task<ModelLayoutMigration::Outcome> LocalModelSetup::migrateLayout() {
@@ -254,11 +266,7 @@ Task<void> LocalModelSetup::modelStep() {
     }
     if (isCancelled()) co_return quietSkip(modelRow, wasCancelled);
     if (!isDone(hostRow)) co_return quietSkip(modelRow, "no model host this run — nothing to pull from");
-    // Before the first byte, so that a cancel amid the pull knows what to remove.
-    installed_.pulledModel = LocalModel::titleModel;
-    installed_.pullBeganAt = secondsSince1970(seams_.now());
-    set(modelRow, RowState::Active{0.0});
-    co_await settle();
+    co_await beginPull();
     const auto pulled = co_await seams_.workers.pullModel(transfers(std::string{modelRow}), stop_.get_token());
     if (!pulled) co_return quietSkip(modelRow, pulled.error().message);
     set(modelRow, RowState::Done{"downloaded"});

@@ -46,8 +46,9 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
 
         // The receipts are those of the last pass.
 
-        /// `pull` downloads the model in the model's row. Only the download is stopped: what follows ends by itself.
-        std::function<Task<ModelMigration::Outcome>(std::optional<Receipts>,
+        /// `wasCutShort`: an earlier one may have ended before it deleted the old model. `pull` downloads the model in
+        /// the model's row.
+        std::function<Task<ModelMigration::Outcome>(std::optional<Receipts>, bool wasCutShort,
                                                     std::function<Task<bool>(std::string)> pull)>
             migrate;
         /// `settle` takes the receipts with the paths after the move.
@@ -127,6 +128,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Task<void> settleReceipts(Receipts moved);
     Task<void> migrationStep();
     Task<bool> pullForMigration();
+    Task<void> beginPull();
     Task<void> layoutSecondRound();
     Task<void> modelStep();
     Task<void> meetingModelsStep();

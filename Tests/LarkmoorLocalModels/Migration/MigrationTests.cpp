@@ -112,8 +112,10 @@ struct Machine {
         ModelMigration migration{
             {.plistText = [this] { return plistText(); },
              .ourModelsDir = [this] { return ModelsFolder::namingStore(support); },
+             .defaultFolder = [this] { return home + "/.ollama"; },
              .hostFolder = [this]() -> Task<std::string> { co_return fs::path{store()}.parent_path().string(); },
              .receipts = [this] { return receipts; },
+             .wasCutShort = failsAt != 0 && kills,
              .tags = [this] { return tags(); },
              .pull = [this](std::string name) { return pull(std::move(name)); },
              .ping = [this](std::string name) { return ping(std::move(name)); },
@@ -218,9 +220,12 @@ TEST(ModelMigrationTest, WhereverItFailsOrIsKilledTheNextRunEndsWithAHostThatNam
             OldModel machine;
             if (!endsAt<OldModel>(call, kills, machine, [](OldModel& each) { each.migrateModel(); })) break;
             EXPECT_TRUE(machine.names()) << call;
+            const std::string oldStore = machine.home + "/.ollama/models";
             machine.migrateModel();
             EXPECT_TRUE(machine.names()) << call;
             EXPECT_EQ(ModelMigration::decide(machine.plist), ModelMigration::Decision::nothing) << call;
+            EXPECT_FALSE(machine.has(oldStore, oldModel)) << call;
+            EXPECT_TRUE(machine.has(oldStore, "theirs:1")) << call;
         }
     }
 }

@@ -85,7 +85,7 @@ struct Machine {
     LocalModelSetup::TrioWorkers workers() {
         using Stop = std::stop_token;
         return {
-            .migrate = [this](std::optional<Receipts>, auto) -> Task<ModelMigration::Outcome> {
+            .migrate = [this](std::optional<Receipts>, bool, auto) -> Task<ModelMigration::Outcome> {
                 co_await call("migrate");
                 co_return ModelMigration::Outcome::NotNeeded{};
             },
