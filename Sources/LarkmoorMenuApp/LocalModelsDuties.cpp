@@ -9,6 +9,7 @@
 #include "LarkmoorKit/Models/LocalModelsDoor.h"
 #include "LarkmoorKit/Models/LocalModelsMenuLine.h"
 #include "LarkmoorLocalModels/Migration/ModelMigration.h"
+#include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 #include "LarkmoorLocalModels/Prefetch/ModelPrefetch.h"
 #include "LarkmoorLocalModels/Runtime/ManagedRuntime.h"
 #include "LarkmoorLocalModels/Runtime/RuntimePartials.h"
@@ -148,7 +149,7 @@ Task<std::vector<LocalModelsUndo::Step>> LocalModelsDuties::undoPlan() {
     co_return co_await BlockingWork::run([here = std::move(here), file = file_, path = progressPath_] {
         file->drain();
         const auto progress = here ? here : LocalModelsProgress::read(path);
-        return progress ? LocalModelsUndo::planNow(*progress) : std::vector<LocalModelsUndo::Step>{};
+        return progress ? UndoPlan::of(*progress) : std::vector<LocalModelsUndo::Step>{};
     });
 }
 

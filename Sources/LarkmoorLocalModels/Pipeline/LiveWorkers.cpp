@@ -7,8 +7,8 @@
 
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorKit/Models/LocalModelsUndo.h"
 #include "LarkmoorLocalModels/Pipeline/Inventory.h"
+#include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 #include "LarkmoorLocalModels/Prefetch/ModelPrefetch.h"
 #include "LarkmoorLocalModels/Pull/ModelPull.h"
 #include "LarkmoorLocalModels/Runtime/HostPlist.h"
@@ -56,12 +56,7 @@ Task<std::optional<Receipts>> readReceipts(std::string support) {
 
 Task<Receipts> readClaims(std::string support) {
     const auto progress = co_await readProgress(std::move(support));
-    if (!progress) co_return Receipts{};
-    auto claims = LocalModelsUndo::claims(progress->claimed.value_or(Receipts{}), progress->installed);
-    // A pull that failed made no model: one of that name is the user's from now on.
-    const auto model = std::ranges::find(progress->rows, "model", &LocalModelsProgress::Row::id);
-    if (model != progress->rows.end() && model->state == LocalModelsProgress::Row::skipped) claims.pulledModel.reset();
-    co_return claims;
+    co_return progress ? UndoPlan::claims(*progress) : Receipts{};
 }
 
 Task<bool> isThere(std::string path) {

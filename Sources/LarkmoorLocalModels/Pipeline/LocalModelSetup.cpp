@@ -94,9 +94,8 @@ Task<void> LocalModelSetup::pass() {
     try {
         co_await readReceipts();
     } catch (const std::exception& thrown) {
-        co_return seams_.log(
-            fmt::format("model-setup: what the last pass made could not be read ({}) — retrying at the next open",
-                        thrown.what()));
+        co_return seams_.log(fmt::format(
+            "model-setup: what the last pass made could not be read ({}) — retrying at the next open", thrown.what()));
     }
     for (const Row& row : newRows()) set(row.id, RowState::Pending{});
     co_await attempt("layout", layoutFirstRound());
