@@ -8,6 +8,7 @@
 #include <expected>
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -100,6 +101,8 @@ class ModelLayoutMigration {
         std::function<Task<Ended>()> reload;
         std::function<Task<void>(std::chrono::milliseconds)> pause;
         std::function<void(std::string)> log;
+        /// Ends the wait for the repointed host, which is put back then.
+        std::stop_token stop{};
     };
 
     /// What stands where; `asrCacheDir` is the speech model's folder in the receipts.

@@ -80,7 +80,8 @@ Task<bool> ModelMigration::repoint() {
                                       .log = seams_.log,
                                       .proves = [ping = seams_.ping] { return ping(title); },
                                       .topic = "model-migration",
-                                      .folder = "our folder"},
+                                      .folder = "our folder",
+                                      .stop = seams_.stop},
                                      process);
 }
 

@@ -141,7 +141,8 @@ Task<bool> ModelLayoutMigration::repoint(RollbackPlan plan) {
                                                 .pause = seams_.pause,
                                                 .log = seams_.log,
                                                 .topic = "model-layout",
-                                                .folder = "models/naming/store"},
+                                                .folder = "models/naming/store",
+                                                .stop = seams_.stop},
                                                process);
     if (!isBack) co_return false;
     if (co_await seams_.ping(std::string{LocalModel::titleModel})) co_return true;

@@ -86,8 +86,8 @@ Task<std::expected<void, SetupError>> repoint(LiveWorkers live, RuntimeSetup run
 }
 
 Task<ModelMigration::Outcome> migrateModel(LiveWorkers live, RuntimeSetup runtime, std::optional<Receipts> receipts,
-                                           bool wasCutShort, std::function<Task<bool>(std::string)> pull) {
-    const ModelHost asked{&live.http, live.endpoint};
+                                           bool wasCutShort, std::function<Task<bool>(std::string)> pull, Stop stop) {
+    const ModelHost asked{&live.http, live.endpoint, stop};
     ModelMigration migration{{
         .plistText = [&live] { return live.host.plistText(); },
         .ourModelsDir = [&live] { return ModelsFolder::namingStore(live.support); },
@@ -104,13 +104,14 @@ Task<ModelMigration::Outcome> migrateModel(LiveWorkers live, RuntimeSetup runtim
         .reload = [&live] { return live.host.loadAgent({}); },
         .pause = [&live](std::chrono::milliseconds time) { return live.host.pacedPause(time); },
         .log = live.log,
+        .stop = stop,
     }};
     co_return co_await migration.run();
 }
 
 Task<ModelLayoutMigration::Outcome> moveFolders(LiveWorkers live, std::optional<Receipts> receipts,
-                                                std::function<Task<void>(Receipts)> settle) {
-    const ModelHost asked{&live.http, live.endpoint};
+                                                std::function<Task<void>(Receipts)> settle, Stop stop) {
+    const ModelHost asked{&live.http, live.endpoint, stop};
     ModelLayoutMigration migration{{
         .support = live.support,
         .folders = ModelLayoutMigration::FolderSeams::live(live.support),
@@ -131,6 +132,7 @@ Task<ModelLayoutMigration::Outcome> moveFolders(LiveWorkers live, std::optional<
         .reload = [&live] { return live.host.loadAgent({}); },
         .pause = [&live](std::chrono::milliseconds time) { return live.host.pacedPause(time); },
         .log = live.log,
+        .stop = stop,
     }};
     co_return co_await migration.run();
 }
@@ -162,12 +164,13 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
     return {
         .migrate =
             [live = *this, runtime](std::optional<Receipts> receipts, bool wasCutShort,
-                                    std::function<Task<bool>(std::string)> pull) {
-                return migrateModel(live, runtime({}), std::move(receipts), wasCutShort, std::move(pull));
+                                    std::function<Task<bool>(std::string)> pull, Stop stop) {
+                return migrateModel(live, runtime({}), std::move(receipts), wasCutShort, std::move(pull),
+                                    std::move(stop));
             },
         .migrateLayout =
-            [live = *this](std::optional<Receipts> receipts, std::function<Task<void>(Receipts)> settle) {
-                return moveFolders(live, std::move(receipts), std::move(settle));
+            [live = *this](std::optional<Receipts> receipts, std::function<Task<void>(Receipts)> settle, Stop stop) {
+                return moveFolders(live, std::move(receipts), std::move(settle), std::move(stop));
             },
         .findRuntime = [runtime] { return findTrustedRuntime(runtime({})); },
         .fetchRuntime =

@@ -207,8 +207,9 @@ Task<void> LocalModelSetup::migrationStep() {
     const bool wasCutShort = claimed_.oldModelWasOurs.value_or(false);
     ModelMigration::Outcome outcome = ModelMigration::Outcome::NotNeeded{};
     co_await Spawning::toItsEnd([&]() -> Task<void> {
-        outcome = co_await seams_.workers.migrate(snapshotReceipts_, wasCutShort,
-                                                  [this](const std::string&) { return pullForMigration(); });
+        outcome = co_await seams_.workers.migrate(
+            snapshotReceipts_, wasCutShort, [this](const std::string&) { return pullForMigration(); },
+            stop_.get_token());
     });
     migrating_ = false;
     // Of the old model nothing is left to do, unless an earlier migration's end could not be made good.
@@ -233,7 +234,7 @@ Task<void> LocalModelSetup::beginPull() {
 
 Task<ModelLayoutMigration::Outcome> LocalModelSetup::migrateLayout() {
     co_return co_await seams_.workers.migrateLayout(
-        snapshotReceipts_, [this](Receipts moved) { return settleReceipts(std::move(moved)); });
+        snapshotReceipts_, [this](Receipts moved) { return settleReceipts(std::move(moved)); }, stop_.get_token());
 }
 
 Task<void> LocalModelSetup::settleReceipts(Receipts moved) {

@@ -49,11 +49,11 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
         /// `wasCutShort`: an earlier one may have ended before it deleted the old model. `pull` downloads the model in
         /// the model's row.
         std::function<Task<ModelMigration::Outcome>(std::optional<Receipts>, bool wasCutShort,
-                                                    std::function<Task<bool>(std::string)> pull)>
+                                                    std::function<Task<bool>(std::string)> pull, Stop)>
             migrate;
         /// `settle` takes the receipts with the paths after the move.
         std::function<Task<ModelLayoutMigration::Outcome>(std::optional<Receipts>,
-                                                          std::function<Task<void>(Receipts)> settle)>
+                                                          std::function<Task<void>(Receipts)> settle, Stop)>
             migrateLayout;
         /// A runtime that may be run; nullopt if there is none.
         std::function<Task<std::optional<std::string>>()> findRuntime;

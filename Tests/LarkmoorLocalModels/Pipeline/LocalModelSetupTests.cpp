@@ -85,11 +85,11 @@ struct Machine {
     LocalModelSetup::TrioWorkers workers() {
         using Stop = std::stop_token;
         return {
-            .migrate = [this](std::optional<Receipts>, bool, auto) -> Task<ModelMigration::Outcome> {
+            .migrate = [this](std::optional<Receipts>, bool, auto, Stop) -> Task<ModelMigration::Outcome> {
                 co_await call("migrate");
                 co_return ModelMigration::Outcome::NotNeeded{};
             },
-            .migrateLayout = [this](std::optional<Receipts>, auto) -> Task<ModelLayoutMigration::Outcome> {
+            .migrateLayout = [this](std::optional<Receipts>, auto, Stop) -> Task<ModelLayoutMigration::Outcome> {
                 co_await call("layout");
                 if (!movesLayout) co_return ModelLayoutMigration::Outcome::MoveFailed{"why"};
                 co_return ModelLayoutMigration::Outcome::NotNeeded{};
