@@ -144,13 +144,23 @@ Task<void> LocalModelsDuties::cancel() {
 
 /// A launch at which no pass ran undoes what the file tells of the passes before.
 Task<std::vector<LocalModelsUndo::Step>> LocalModelsDuties::undoPlan() {
-    std::optional<LocalModelsProgress> here;
-    if (seams_.setup->knowsReceipts()) here = seams_.setup->snapshot(std::chrono::system_clock::now());
-    co_return co_await BlockingWork::run([here = std::move(here), file = file_, path = progressPath_] {
-        file->drain();
-        const auto progress = here ? here : LocalModelsProgress::read(path);
-        return progress ? UndoPlan::of(*progress) : std::vector<LocalModelsUndo::Step>{};
+    std::optional<LocalModelsProgress> progress;
+    if (seams_.setup->knowsReceipts()) progress = seams_.setup->snapshot(std::chrono::system_clock::now());
+    if (!progress) {
+        progress = co_await BlockingWork::run([file = file_, path = progressPath_] {
+            file->drain();
+            return LocalModelsProgress::read(path);
+        });
+    }
+    if (!progress) co_return std::vector<LocalModelsUndo::Step>{};
+    auto steps = co_await BlockingWork::run([progress] { return UndoPlan::of(*progress); });
+    if (!UndoPlan::asksOurHost(*progress) || co_await seams_.host.agentPid()) co_return steps;
+    std::erase_if(steps, [&](const LocalModelsUndo::Step& step) {
+        const auto* model = step.as<LocalModelsUndo::Step::DeleteModel>();
+        if (model != nullptr) seams_.log("cancel-install: our host does not run — not asked to delete " + model->name);
+        return model != nullptr;
     });
+    co_return steps;
 }
 
 /// What no receipt names: the downloads of killed processes, and folders of ours that are empty now.

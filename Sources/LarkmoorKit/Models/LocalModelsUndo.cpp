@@ -34,10 +34,7 @@ double secondsSince1970(const std::optional<std::chrono::system_clock::time_poin
 
 // The steps' effects.
 
-std::string service(std::string_view label) { return fmt::format("gui/{}/{}", ::getuid(), label); }
-
-Task<void> deleteModel(std::string name, bool asks, Seams seams) {
-    if (!asks) co_return seams.log(fmt::format("cancel-install: delete model {} → our host does not run", name));
+Task<void> deleteModel(std::string name, Seams seams) {
     constexpr std::chrono::seconds timeout{10};
     const auto body = Encoder::encode(DeleteBody{name});
     const auto answer = co_await seams.http.send({.method = "DELETE",
@@ -49,7 +46,7 @@ Task<void> deleteModel(std::string name, bool asks, Seams seams) {
 }
 
 Task<void> bootout(std::string plist, std::string label, Seams seams) {
-    const auto status = co_await seams.launchctl.bootout(service(label));
+    const auto status = co_await seams.launchctl.bootout(fmt::format("gui/{}/{}", ::getuid(), label));
     if (!status) co_return;
     co_await seams.removePlist(plist, label);
     seams.log(fmt::format("cancel-install: bootout {} exit {}, plist removed", label, *status));
@@ -148,20 +145,9 @@ std::vector<std::string> caveats(const Receipts& receipts) {
 
 bool leavesNothingBehind(const std::optional<Receipts>& receipts) { return receipts && receipts->ollama; }
 
-/// Whether the model is asked of the host that it was pulled into: where we started one and it does not run, another
-/// program of the user's may have its port, with models of its own.
-Task<bool> isAsked(const std::vector<Step>& steps, Seams seams) {
-    for (const Step& step : steps) {
-        const auto* ours = step.as<Step::BootoutAgent>();
-        if (ours != nullptr && !co_await seams.launchctl.pid(service(ours->label))) co_return false;
-    }
-    co_return true;
-}
-
 Task<void> perform(std::vector<Step> steps, Seams seams) {
-    const bool asks = co_await isAsked(steps, seams);
     for (const Step& step : steps) {
-        co_await step.visit([&](const Step::DeleteModel& model) { return deleteModel(model.name, asks, seams); },
+        co_await step.visit([&](const Step::DeleteModel& model) { return deleteModel(model.name, seams); },
                             [&](const Step::BootoutAgent& agent) { return bootout(agent.plist, agent.label, seams); },
                             [&](const Step::RemoveDirectory& folder) { return remove(folder.path, seams); },
                             [&](const Step::RemoveFile& file) { return remove(file.path, seams); },

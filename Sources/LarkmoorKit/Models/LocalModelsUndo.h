@@ -91,8 +91,7 @@ struct Seams {
     std::function<void(std::string)> log;  ///< the setup log
 };
 
-/// In order, and past every failure, each of which is a line in the log. Where the host that we started does not run, no
-/// model is deleted: who answers in its place is somebody else. Main thread.
+/// In order, and past every failure, each of which is a line in the log. Main thread.
 Task<void> perform(std::vector<Step> steps, Seams seams);
 
 }  // namespace LocalModelsUndo

@@ -107,4 +107,8 @@ std::vector<Step> of(const LocalModelsProgress& progress) {
     return steps;
 }
 
+bool asksOurHost(const LocalModelsProgress& progress) {
+    return progress.installed.ollama && isOurs(progress.installed.ollama->folder);
+}
+
 }  // namespace larkmoor::UndoPlan

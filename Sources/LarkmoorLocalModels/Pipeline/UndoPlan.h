@@ -25,4 +25,8 @@ Receipts claims(const LocalModelsProgress& progress);
 /// the disk does.
 std::vector<LocalModelsUndo::Step> of(const LocalModelsProgress& progress);
 
+/// Whether the models to be deleted are in our own store, of which our own host alone may be asked: where that does not
+/// run, another of the user's may have its port, with models of its own.
+bool asksOurHost(const LocalModelsProgress& progress);
+
 }  // namespace larkmoor::UndoPlan
