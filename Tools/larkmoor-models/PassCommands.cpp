@@ -163,9 +163,12 @@ Outcome cancel(const Arguments&) {
     SessionBus bus{loop};
     BusDistributedNotifications notifications{bus};
     bool isUndone = false;
+    const std::string receipt = LocalModelsDoor::receiptPath(support());
+    // One of an earlier cancel is no answer to this one.
+    ::unlink(receipt.c_str());
     bus.onLost([&](const BusError&) { loop.stop(); });
     LocalModelsDoor::postCancel(notifications);
-    co_spawn(loop, LocalModelsDoor::awaitReceipt(LocalModelsDoor::receiptPath(support()), patience, every),
+    co_spawn(loop, LocalModelsDoor::awaitReceipt(receipt, patience, every),
              [&](const std::exception_ptr&, bool isThere) {
                  isUndone = isThere;
                  loop.stop();
