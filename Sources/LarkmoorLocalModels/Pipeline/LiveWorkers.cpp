@@ -26,6 +26,7 @@ using Stop = std::stop_token;
 using Receipts = LocalModelsProgress::Receipts;
 
 constexpr int hostPatience = 20;  // seconds
+constexpr std::chrono::seconds answerPatience{2};
 
 /// The store that a host which we start, or find, takes by its environment.
 std::optional<std::string> hostModelsFromEnvironment() {
@@ -33,15 +34,24 @@ std::optional<std::string> hostModelsFromEnvironment() {
     return folder != nullptr && *folder != '\0' ? std::optional<std::string>{folder} : std::nullopt;
 }
 
-/// The store that the setup is about to use. A host without a property list of ours is the user's, and so is its store.
+/// The store of a host that is not told where its models are.
+std::string defaultStore(const LiveWorkers& live) {
+    return hostModelsFromEnvironment().value_or(live.home + "/.ollama/models");
+}
+
+/// The store that the setup is about to use. A host that runs in no process of ours is the user's, and so is its store,
+/// of which it tells more than a folder that we suppose.
 Task<LocalModelsProgress::OllamaInventory> takeInventory(LiveWorkers live) {
-    auto folder = hostModelsFromEnvironment();
-    if (!folder) {
-        const auto plist = co_await live.host.plistText();
-        const bool isTheirs = !plist && co_await hostAnswers({&live.http, live.endpoint});
-        folder = isTheirs ? live.home + "/.ollama/models" : HostPlist::ollamaStore(plist, live.support, live.home);
-    }
-    co_return co_await BlockingWork::run([folder = *folder] { return Inventory::take(folder); });
+    const auto plist = co_await live.host.plistText();
+    std::optional<std::vector<std::string>> theirs;
+    if (!co_await live.host.agentPid()) theirs = co_await hostTags({&live.http, live.endpoint});
+    const bool isDefault = theirs || HostPlist::hostPlistLacksModelsDir(plist);
+    auto inventory = co_await BlockingWork::run(
+        [folder = isDefault ? defaultStore(live) : HostPlist::ollamaStore(plist, live.support, live.home)] {
+            return Inventory::take(folder);
+        });
+    if (theirs) Inventory::add(*std::move(theirs), inventory);
+    co_return inventory;
 }
 
 Task<std::optional<LocalModelsProgress>> readProgress(std::string support) {
@@ -61,11 +71,6 @@ Task<Receipts> readClaims(std::string support) {
 
 Task<bool> isThere(std::string path) {
     co_return co_await BlockingWork::run([path = std::move(path)] { return Files::exists(path); });
-}
-
-/// The store of a host that is not told where its models are.
-std::string defaultStore(const LiveWorkers& live) {
-    return hostModelsFromEnvironment().value_or(live.home + "/.ollama/models");
 }
 
 std::string parentFolder(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
@@ -107,6 +112,16 @@ Task<ModelMigration::Outcome> migrateModel(LiveWorkers live, RuntimeSetup runtim
         .stop = stop,
     }};
     co_return co_await migration.run();
+}
+
+/// A host of the user's that is too busy to answer has the port: one of ours beside it could not come up.
+Task<std::expected<void, SetupError>> superviseHost(LiveWorkers live, std::string binary, Stop stop) {
+    const auto answer = co_await live.http.send({.url = live.endpoint + "/api/tags", .timeout = answerPatience}, stop);
+    const bool isTaken = answer || answer.error().reason == "timed out";
+    if (isTaken && !co_await live.host.agentPid()) {
+        co_return std::unexpected{SetupError{"another program has the model host's port"}};
+    }
+    co_return co_await live.host.superviseHost(std::move(binary), std::move(stop));
 }
 
 Task<ModelLayoutMigration::Outcome> moveFolders(LiveWorkers live, std::optional<Receipts> receipts,
@@ -178,8 +193,9 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
                 return larkmoor::fetchRuntime(runtime(std::move(stop)), std::move(progress));
             },
         .hostAnswers = [asked](Stop stop) { return larkmoor::hostAnswers(asked(std::move(stop))); },
-        .superviseHost = [&agent = host](std::string binary,
-                                         Stop stop) { return agent.superviseHost(std::move(binary), std::move(stop)); },
+        .superviseHost = [live = *this](
+                             std::string binary,
+                             Stop stop) { return larkmoor::superviseHost(live, std::move(binary), std::move(stop)); },
         .waitForHost = [asked](Stop stop) { return larkmoor::waitForHost(asked(std::move(stop)), hostPatience); },
         .probeModel = [live =
                            *this](Stop stop) { return LocalModel::ready(live.http, live.endpoint, std::move(stop)); },

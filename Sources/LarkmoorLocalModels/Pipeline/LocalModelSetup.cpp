@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -10,7 +9,6 @@
 
 #include "LarkmoorPlatform/Spawn.h"
 #include "LarkmoorWire/Models/LocalModel.h"
-#include "LarkmoorWire/Models/MeetingModels.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor {
@@ -19,35 +17,8 @@ namespace {
 
 constexpr std::string_view runtimeRow = "runtime", hostRow = "host", modelRow = "model", asrRow = "asr", vadRow = "vad";
 constexpr std::string_view wasCancelled = "the install was cancelled";
-constexpr std::size_t trioSize = 3;
-
-double secondsSince1970(LocalModelSetup::Time time) {
-    return std::chrono::duration<double>(time.time_since_epoch()).count();
-}
 
 std::string parentFolder(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
-
-std::vector<LocalModelSetup::Row> newRows() {
-    return {
-        {.id = std::string{runtimeRow},
-         .label = "Ollama runtime",
-         .download = true,
-         .totalBytes = LocalModel::runtimeApproxBytes,
-         .expected = true},
-        {.id = std::string{hostRow}, .label = "Model host"},
-        {.id = std::string{modelRow},
-         .label = std::string{LocalModel::titleModel},
-         .download = true,
-         .totalBytes = LocalModel::approxDownloadBytes,
-         .expected = true},
-        {.id = std::string{asrRow},
-         .label = std::string{MeetingModels::asrName},
-         .download = true,
-         .totalBytes = MeetingModels::asrMeasuredBytes,
-         .expected = true},
-        {.id = std::string{vadRow}, .label = std::string{MeetingModels::senkoName}},
-    };
-}
 
 }  // namespace
 
@@ -151,6 +122,7 @@ Task<void> LocalModelSetup::layoutFirstRound() {
 
 Task<void> LocalModelSetup::takeInventory() {
     auto inventory = co_await seams_.workers.inventory();
+    if (installed_.ollama && installed_.ollama->folder == inventory.folder) co_return;
     seams_.log(fmt::format("model-setup: inventory — folder {}, {} model(s): {}",
                            inventory.folderExisted ? "existed" : "absent", inventory.models.size(),
                            fmt::join(inventory.models, ", ")));
@@ -180,15 +152,21 @@ Task<void> LocalModelSetup::runtimeStep() {
 
 Task<void> LocalModelSetup::hostStep() {
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
-    if (co_await seams_.workers.hostAnswers(stop_.get_token()))
+    if (co_await seams_.workers.hostAnswers(stop_.get_token())) {
+        // It may have come up since, with a store of its own.
+        co_await takeInventory();
         co_return set(hostRow, RowState::Done{"already running"});
+    }
     // A question that is cut short is answered with no.
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
     if (!runtime_) co_return quietSkip(hostRow, "no runtime landed this run — nothing to supervise");
     co_await claim(&Receipts::agentPlist, seams_.agentPlist);
     set(hostRow, RowState::Active{});
     const auto supervised = co_await seams_.workers.superviseHost(*runtime_, stop_.get_token());
-    if (!supervised) co_return quietSkip(hostRow, supervised.error().message);
+    if (!supervised) {
+        if (!co_await seams_.workers.exists(seams_.agentPlist)) claimed_.agentPlist.reset();
+        co_return quietSkip(hostRow, supervised.error().message);
+    }
     installed_.agentPlist = seams_.agentPlist;
     if (co_await seams_.workers.waitForHost(stop_.get_token())) co_return set(hostRow, RowState::Done{"running"});
     quietSkip(hostRow, "the model host did not come up — see the ollama log");
@@ -295,112 +273,6 @@ PrefetchRows LocalModelSetup::prefetchRows() {
             .setAsrCacheDir = [this](std::optional<std::string> folder) { installed_.asrCacheDir = std::move(folder); },
             .setSenkoDir = [this](std::string folder) { installed_.senkoDir = std::move(folder); },
             .log = seams_.log};
-}
-
-// Rows
-
-bool LocalModelSetup::finished() const {
-    return std::ranges::all_of(rows_, [](const Row& row) { return row.state.is<RowState::Done>(); });
-}
-
-bool LocalModelSetup::isTrioDone() const {
-    return std::ranges::all_of(rows_ | std::views::take(trioSize),
-                               [](const Row& row) { return row.state.is<RowState::Done>(); });
-}
-
-bool LocalModelSetup::isDone(std::string_view id) const {
-    const auto row = std::ranges::find(rows_, id, &Row::id);
-    return row != rows_.end() && row->state.is<RowState::Done>();
-}
-
-LocalModelSetup::Row* LocalModelSetup::find(std::string_view id) {
-    const auto row = std::ranges::find(rows_, id, &Row::id);
-    return row == rows_.end() ? nullptr : &*row;
-}
-
-void LocalModelSetup::set(std::string_view id, RowState state) {
-    Row* row = find(id);
-    if (row == nullptr) return;
-    row->state = std::move(state);
-    seams_.log(fmt::format("model-setup: {} → {}", id, row->state.logged()));
-    publish(true);
-}
-
-void LocalModelSetup::quietSkip(std::string_view id, std::string_view why) {
-    set(id, RowState::Skipped{});
-    seams_.log(
-        fmt::format("model-setup: {} skipped quietly — {} (no failure words anywhere; the lazy first-use path "
-                    "remains the fallback)",
-                    id, why));
-}
-
-void LocalModelSetup::markPresent(std::string_view id) {
-    if (Row* row = find(id)) row->present = true;
-}
-
-void LocalModelSetup::transfer(std::string_view id, Transfer transfer) {
-    Row* row = find(id);
-    if (row == nullptr) return;
-    row->bytes = transfer.bytes;
-    if (transfer.total) row->totalBytes = transfer.total;
-    if (const auto fraction = transfer.fraction()) {
-        row->state = RowState::Active{*fraction};
-    } else if (row->totalBytes) {
-        row->state = RowState::Active{static_cast<double>(transfer.bytes) / static_cast<double>(*row->totalBytes)};
-    } else {
-        row->state = RowState::Active{};
-    }
-    publish(false);
-}
-
-/// What arrives after the end of this object, or of the step, is dropped.
-TransferListener LocalModelSetup::transfers(std::string id) {
-    return [self = weak_from_this(), id = std::move(id)](Transfer transfer) {
-        const auto alive = self.lock();
-        if (!alive) return;
-        const Row* row = alive->find(id);
-        if (row != nullptr && row->state.is<RowState::Active>()) alive->transfer(id, transfer);
-    };
-}
-
-// Publishing
-
-void LocalModelSetup::publish(bool force) {
-    constexpr std::chrono::seconds leastInterval{1};
-    if (!progressSink_ || !knowsReceipts_) return;
-    const Time now = seams_.now();
-    // A clock that was set back must not silence the progress.
-    if (!force && now >= lastPublish_ && now - lastPublish_ < leastInterval) return;
-    lastPublish_ = now;
-    LocalModelsProgress progress = snapshot(now);
-    samples_.push_back({.at = progress.writtenAt, .bytes = progress.downloadedBytes()});
-    if (samples_.size() > LocalModelsProgress::maxSamples) samples_.erase(samples_.begin());
-    progress.samples = samples_;
-    progressSink_(progress);
-}
-
-Task<void> LocalModelSetup::settle() {
-    if (settled_) co_await settled_();
-}
-
-LocalModelsProgress LocalModelSetup::snapshot(Time now) const {
-    LocalModelsProgress progress{.pid = ::getpid(),
-                                 .writtenAt = secondsSince1970(now),
-                                 .running = running_,
-                                 .installed = installed_,
-                                 .migrating = migrating_,
-                                 .claimed = claimed_ == Receipts{} ? std::nullopt : std::optional{claimed_}};
-    for (const Row& row : rows_) {
-        progress.rows.push_back({.id = row.id,
-                                 .label = row.label,
-                                 .state = std::string{row.state.word()},
-                                 .download = row.download,
-                                 .bytes = row.bytes,
-                                 .totalBytes = row.totalBytes,
-                                 .expected = row.expected,
-                                 .present = row.present});
-    }
-    return progress;
 }
 
 }  // namespace larkmoor

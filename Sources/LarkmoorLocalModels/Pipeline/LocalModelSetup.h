@@ -134,6 +134,8 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Task<void> meetingModelsStep();
     PrefetchRows prefetchRows();
 
+    static std::vector<Row> newRows();
+    static double secondsSince1970(Time time);
     bool isCancelled() const { return stop_.stop_requested(); }
     bool isDone(std::string_view id) const;
     bool isTrioDone() const;

@@ -184,7 +184,7 @@ TEST(LocalModelSetupTest, EndsInTheStateThatTheMachineAllows) {
              t.hostRuns = t.modelIsThere = true;
              t.hasHelper = false;
          },
-         "receipts layout inventory find answers migrate layout probe helper",
+         "receipts layout inventory find answers inventory migrate layout probe helper",
          R"(runtime=done("already on this Mac") host=done("already running") model=done("already downloaded") asr=skipped vad=skipped (all five: false))",
          {.ollama = store}},
         {"again",
@@ -211,7 +211,7 @@ TEST(LocalModelSetupTest, EndsInTheStateThatTheMachineAllows) {
              t.helperLines = {R"({"component":"asr","event":"start","dir":"/home/me"})",
                               R"({"component":"asr","event":"failed"})", "no JSON"};
          },
-         "receipts layout inventory find fetch answers migrate layout probe pull helper seed prefetch",
+         "receipts layout inventory find fetch answers inventory migrate layout probe pull helper seed prefetch",
          R"(runtime=skipped host=done("already running") model=skipped asr=skipped vad=skipped (all five: false))",
          {.pulledModel = title, .senkoDir = senko, .ollama = store, .pullBeganAt = 1'000'000}},
         {"a host that never comes up, folders that do not move",
