@@ -69,8 +69,11 @@ Task<Receipts> readClaims(std::string support) {
     co_return progress ? UndoPlan::claims(*progress) : Receipts{};
 }
 
-Task<bool> isThere(std::string path) {
-    co_return co_await BlockingWork::run([path = std::move(path)] { return Files::exists(path); });
+Task<bool> isFilled(std::string path) {
+    co_return co_await BlockingWork::run([path = std::move(path)] {
+        const auto names = Files::names(path);
+        return names ? !names->empty() : Files::exists(path);
+    });
 }
 
 std::string parentFolder(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
@@ -205,7 +208,7 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
         .inventory = [live = *this] { return takeInventory(live); },
         .snapshotReceipts = [support = support] { return readReceipts(support); },
         .claims = [support = support] { return readClaims(support); },
-        .exists = isThere,
+        .isFilled = isFilled,
     };
 }
 

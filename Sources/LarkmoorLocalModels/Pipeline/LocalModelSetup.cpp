@@ -104,7 +104,7 @@ Task<void> LocalModelSetup::readReceipts() {
 
 /// Before a place is filled for the first time: a process that is killed amid that must not forget that it is ours.
 Task<void> LocalModelSetup::claim(std::optional<std::string> Receipts::* place, std::string path) {
-    if (claimed_.*place || co_await seams_.workers.exists(path)) co_return;
+    if (claimed_.*place || co_await seams_.workers.isFilled(path)) co_return;
     claimed_.*place = std::move(path);
     publish(true);
     co_await settle();
@@ -164,7 +164,7 @@ Task<void> LocalModelSetup::hostStep() {
     set(hostRow, RowState::Active{});
     const auto supervised = co_await seams_.workers.superviseHost(*runtime_, stop_.get_token());
     if (!supervised) {
-        if (!co_await seams_.workers.exists(seams_.agentPlist)) claimed_.agentPlist.reset();
+        if (!co_await seams_.workers.isFilled(seams_.agentPlist)) claimed_.agentPlist.reset();
         co_return quietSkip(hostRow, supervised.error().message);
     }
     installed_.agentPlist = seams_.agentPlist;

@@ -69,8 +69,8 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
         std::function<Task<std::optional<Receipts>>()> snapshotReceipts;
         /// What the passes before may have left on this machine.
         std::function<Task<Receipts>()> claims;
-        /// Whether there is anything at that path.
-        std::function<Task<bool>(std::string path)> exists;
+        /// Whether there is anything at that path, other than an empty folder.
+        std::function<Task<bool>(std::string path)> isFilled;
     };
 
     struct Seams {

@@ -1,5 +1,7 @@
 #include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "LarkmoorBase/Files.h"
@@ -55,9 +57,35 @@ Receipts standing(Receipts claims, const Receipts& installed) {
     return claims;
 }
 
+LocalModelsProgress::Row row(const LocalModelsProgress& progress, std::string_view id) {
+    const auto found = std::ranges::find(progress.rows, id, &LocalModelsProgress::Row::id);
+    return found != progress.rows.end() ? *found : LocalModelsProgress::Row{};
+}
+
 std::string_view modelState(const LocalModelsProgress& progress) {
-    const auto row = std::ranges::find(progress.rows, "model", &LocalModelsProgress::Row::id);
-    return row != progress.rows.end() ? std::string_view{row->state} : std::string_view{};
+    for (const std::string_view state : {LocalModelsProgress::Row::done, LocalModelsProgress::Row::skipped}) {
+        if (row(progress, "model").state == state) return state;
+    }
+    return {};
+}
+
+/// A runtime of an older build has the models in its folder: these stay, whoever put them there.
+void spareModels(std::vector<Step>& steps) {
+    std::vector<Step> spared;
+    for (Step& step : steps) {
+        const auto* folder = step.as<Step::RemoveDirectory>();
+        const std::string store = folder != nullptr ? fmt::format("{}/{}", folder->path, ModelsFolder::modelsRootName) : "";
+        if (store.empty() || Inventory::take(store).models.empty()) {
+            spared.push_back(std::move(step));
+            continue;
+        }
+        for (const std::string& name : Files::names(folder->path).value_or(std::vector<std::string>{})) {
+            if (name != ModelsFolder::modelsRootName) {
+                spared.emplace_back(Step::RemoveDirectory{fmt::format("{}/{}", folder->path, name)});
+            }
+        }
+    }
+    steps = std::move(spared);
 }
 
 }  // namespace
@@ -84,6 +112,10 @@ Receipts claims(const LocalModelsProgress& progress) {
     // A pull that failed made no model: one of that name is the user's from now on. One that is done left no part.
     if (modelState(progress) == LocalModelsProgress::Row::skipped) claims.pulledModel.reset();
     if (modelState(progress) == LocalModelsProgress::Row::done) claims.pullBeganAt.reset();
+    // Before its first byte came, or its end, it may turn out to have been there.
+    const auto speech = row(progress, "asr");
+    const bool hasLoaded = speech.state == LocalModelsProgress::Row::done || speech.bytes.value_or(0) > 0;
+    if (hasLoaded && progress.installed.asrCacheDir) claims.asrCacheDir = progress.installed.asrCacheDir;
     return claims;
 }
 
@@ -104,6 +136,7 @@ std::vector<Step> of(const LocalModelsProgress& progress) {
     if (hasPulled && first && !holds(first->models, mirror) && holds(Inventory::take(first->folder).models, mirror)) {
         add(Step::DeleteModel{mirror}, steps);
     }
+    spareModels(steps);
     return steps;
 }
 

@@ -137,7 +137,7 @@ struct Machine {
                 co_return lastReceipts;
             },
             .claims = [this]() -> Task<Receipts> { co_return lastReceipts.value_or(Receipts{}); },
-            .exists = [this](std::string) -> Task<bool> { co_return placesAreFilled; },
+            .isFilled = [this](std::string) -> Task<bool> { co_return placesAreFilled; },
         };
     }
 

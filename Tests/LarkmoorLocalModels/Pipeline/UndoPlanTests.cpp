@@ -74,6 +74,25 @@ TEST(UndoPlanTest, TheLastPassTakesNothingThatHasBecomeTheUsers) {
     EXPECT_EQ(UndoPlan::of(progress), std::vector<Step>{});
 }
 
+TEST(UndoPlanTest, TheModelsInAnOldRuntimesFolderStay) {
+    const testing::TemporaryFolder runtime;
+    const std::string path = runtime.path().string();
+    std::ofstream{runtime / "ollama"} << "x";
+    const LocalModelsProgress progress{.installed = {.runtimeDir = path}};
+    EXPECT_EQ(UndoPlan::of(progress), std::vector<Step>{Step::RemoveDirectory{path}});
+    addModel(path + "/models", "registry.ollama.ai/library/theirs/1");
+    EXPECT_EQ(UndoPlan::of(progress), std::vector<Step>{Step::RemoveDirectory{path + "/ollama"}});
+}
+
+TEST(UndoPlanTest, TheSpeechModelIsOursOnceItIsLoaded) {
+    const Receipts installed{.asrCacheDir = "/asr"};
+    for (const auto& [state, bytes, isOurs] : {std::tuple{"active", std::optional<Int>{}, false}, {"active", 1, true},
+                                               {"done", std::nullopt, true}, {"skipped", 0, false}}) {
+        const LocalModelsProgress progress{.rows = {{.id = "asr", .state = state, .bytes = bytes}}, .installed = installed};
+        EXPECT_EQ(UndoPlan::claims(progress).asrCacheDir.has_value(), isOurs) << state;
+    }
+}
+
 TEST(UndoPlanTest, APullItsStoreAndItsBeginningAreOneFact) {
     const Inventory one{.folder = "/one"}, again{"/one", true, {title}, 9}, other{.folder = "/other"};
     struct Case {
