@@ -102,7 +102,7 @@ class Machine {
         co_await seams_.setup->waitForEnd();
     }
 
-    Task<void> removeUnit(std::string unit) { static_cast<void>(co_await units_.uninstall(unit)); }
+    Task<void> removeUnit(std::string unit) { static_cast<void>(co_await units_.discard(std::move(unit))); }
 
     std::function<void(const std::exception_ptr&)> ends() {
         return [this](const std::exception_ptr& escaped) {

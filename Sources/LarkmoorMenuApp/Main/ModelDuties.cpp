@@ -45,6 +45,6 @@ LocalModelsDuties::Seams Application::localModelsSeams() {
 
 MenuDuties::Models Application::modelDuties() { return localModels_.make(); }
 
-Task<void> Application::removeUnit(std::string unit) { static_cast<void>(co_await agentUnits_.uninstall(unit)); }
+Task<void> Application::removeUnit(std::string unit) { static_cast<void>(co_await agentUnits_.discard(std::move(unit))); }
 
 }  // namespace larkmoor
