@@ -70,7 +70,7 @@ ModelLayoutMigration::RollbackPlan ModelLayoutMigration::rollbackPlan(const std:
             .naming = ModelsFolder::naming(seams_.support),
             .runtime = ModelsFolder::namingRuntime(seams_.support),
             .store = ModelsFolder::namingStore(seams_.support),
-            .spare = ModelsFolder::naming(seams_.support) + "/.old-runtime",
+            .spare = OldModelsLayout::spareRuntime(seams_.support),
             .oldRuntimeDir = old,
             .oldStore = fmt::format("{}/{}", old, OldModelsLayout::oldRuntimeStoreName)};
 }

@@ -74,7 +74,8 @@ void spareModels(std::vector<Step>& steps) {
     std::vector<Step> spared;
     for (Step& step : steps) {
         const auto* folder = step.as<Step::RemoveDirectory>();
-        const std::string store = folder != nullptr ? fmt::format("{}/{}", folder->path, ModelsFolder::modelsRootName) : "";
+        const std::string store =
+            folder != nullptr ? fmt::format("{}/{}", folder->path, ModelsFolder::modelsRootName) : "";
         if (store.empty() || Inventory::take(store).models.empty()) {
             spared.push_back(std::move(step));
             continue;

@@ -86,9 +86,12 @@ TEST(UndoPlanTest, TheModelsInAnOldRuntimesFolderStay) {
 
 TEST(UndoPlanTest, TheSpeechModelIsOursOnceItIsLoaded) {
     const Receipts installed{.asrCacheDir = "/asr"};
-    for (const auto& [state, bytes, isOurs] : {std::tuple{"active", std::optional<Int>{}, false}, {"active", 1, true},
-                                               {"done", std::nullopt, true}, {"skipped", 0, false}}) {
-        const LocalModelsProgress progress{.rows = {{.id = "asr", .state = state, .bytes = bytes}}, .installed = installed};
+    for (const auto& [state, bytes, isOurs] : {std::tuple{"active", std::optional<Int>{}, false},
+                                               {"active", 1, true},
+                                               {"done", std::nullopt, true},
+                                               {"skipped", 0, false}}) {
+        const LocalModelsProgress progress{.rows = {{.id = "asr", .state = state, .bytes = bytes}},
+                                           .installed = installed};
         EXPECT_EQ(UndoPlan::claims(progress).asrCacheDir.has_value(), isOurs) << state;
     }
 }
