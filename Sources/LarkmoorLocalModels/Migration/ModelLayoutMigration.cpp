@@ -122,6 +122,9 @@ Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::moveEverything() {
         saying(co_await makeDirectory(ModelsFolder::naming(seams_.support)), "models/naming could not be made");
     if (!made) co_return Outcome::MoveFailed{made.error()};
     if (hasOldRuntime) {
+        if (plist && co_await seams_.tags() && !co_await seams_.readPid()) {
+            co_return Outcome::MoveFailed{"another program answers in the place of the model host"};
+        }
         const auto plan = co_await moveRuntime(plist);
         if (!plan) co_return Outcome::MoveFailed{plan.error()};
         if (plan->newBinary && !co_await repoint(*plan)) co_return co_await rollBack(*plan);

@@ -38,6 +38,11 @@ Task<ModelMigration::Outcome> ModelMigration::run() {
     const bool oldModelIsThere = tags && std::ranges::any_of(*tags, [](const std::string& name) {
                                      return name == old || name.starts_with(old + ":");
                                  });
+    // Its models are not ours to move, and ours could not have its port.
+    if (tags && !co_await seams_.readPid()) {
+        seams_.log("model-migration: another program answers in our host's place — nothing moved");
+        co_return Outcome::NotNeeded{};
+    }
     seams_.log(fmt::format("model-migration: updating the naming model — pulling {}", title));
     if (!co_await seams_.pull(title)) {
         seams_.log(fmt::format("model-migration: the pull did not finish — nothing moved, {} is still naming", old));

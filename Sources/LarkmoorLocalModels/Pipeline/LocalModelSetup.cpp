@@ -189,6 +189,7 @@ Task<void> LocalModelSetup::migrationStep() {
             snapshotReceipts_, wasCutShort, [this](const std::string&) { return pullForMigration(); },
             stop_.get_token());
     });
+    if (outcome.is<ModelMigration::Outcome::RolledBack>()) co_await seams_.workers.waitForHost(stop_.get_token());
     migrating_ = false;
     // Of the old model nothing is left to do, unless an earlier migration's end could not be made good.
     if (!outcome.is<ModelMigration::Outcome::NotNeeded>()) claimed_.oldModelWasOurs.reset();
@@ -211,8 +212,11 @@ Task<void> LocalModelSetup::beginPull() {
 }
 
 Task<ModelLayoutMigration::Outcome> LocalModelSetup::migrateLayout() {
-    co_return co_await seams_.workers.migrateLayout(
+    auto outcome = co_await seams_.workers.migrateLayout(
         snapshotReceipts_, [this](Receipts moved) { return settleReceipts(std::move(moved)); }, stop_.get_token());
+    // The steps behind it ask the host that is being put back.
+    if (outcome.is<ModelLayoutMigration::Outcome::RolledBack>()) co_await seams_.workers.waitForHost(stop_.get_token());
+    co_return outcome;
 }
 
 Task<void> LocalModelSetup::settleReceipts(Receipts moved) {

@@ -41,7 +41,7 @@ struct Machine {
     std::string home = folder / "home", support = folder / "support";
     std::optional<std::string> plist;
     std::optional<std::int32_t> process = 100;
-    bool comesBack = true, newModelAnswers = true, pulls = true;
+    bool isOurs = true, comesBack = true, newModelAnswers = true, pulls = true;
     int calls = 0, failsAt = 0;
     std::optional<Receipts> receipts = Receipts{.pulledModel = std::string{oldModel}};
     std::vector<std::string> log;
@@ -85,6 +85,7 @@ struct Machine {
         if (fails()) co_return std::nullopt;
         // A running host makes the folders of its store anew at any time.
         fs::create_directories(store() + "/manifests");
+        if (!isOurs) co_return std::nullopt;
         co_return process;
     }
     Task<Ended> reload() {
@@ -187,6 +188,8 @@ TEST(ModelMigrationTest, EndsWithAHostThatNames) {
         {"no answer", [](auto& m) { m.newModelAnswers = false; }, Outcome::PingFailed{}, "did not answer", true},
         {"the same process", [](auto& m) { m.comesBack = false; }, Outcome::RolledBack{}, "— putting it back", true},
         {"another's host", [](auto& m) { m.plist.reset(); }, Outcome::NotNeeded{}, nullptr, true},
+        {"another's host at our port", [](auto& m) { m.isOurs = false; }, Outcome::NotNeeded{},
+         "another program answers in our host's place", true},
     };
     for (const Case& each : cases) {
         SCOPED_TRACE(each.name);
@@ -307,6 +310,8 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
              m.plist = HostPlist::agentPlist(m.folder / "mine/ollama", "/log", m.instance + "/ollama/models");
          },
          Outcome::Migrated{all}, "models moved to one folder (voices, speech, naming)"},
+        {"another's host at our port", [](auto& m) { m.isOurs = false; },
+         Outcome::MoveFailed{"another program answers in the place of the model host"}, nullptr},
         {"no runtime", [](auto& m) { fs::remove(m.instance + "/ollama/ollama"); },
          Outcome::MoveFailed{"there is no runtime for the host, neither in ollama nor elsewhere"}, nullptr},
         {"no host comes back", [](auto& m) { m.comesBack = false; }, Outcome::RolledBack{},
