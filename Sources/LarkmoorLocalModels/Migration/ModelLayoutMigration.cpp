@@ -231,7 +231,7 @@ Task<void> ModelLayoutMigration::settleReceipts() {
     if (receipts->senkoDir && haveVoicesMoved_) receipts->senkoDir = senkoFolder(seams_.support);
     if (asrCacheDir_) {
         receipts->asrCacheDir = asrCacheDir_;
-    } else if (receipts->asrCacheDir) {
+    } else if (receipts->asrCacheDir && !co_await exists(*receipts->asrCacheDir)) {
         const std::string moved =
             fmt::format("{}/{}", ModelsFolder::speech(seams_.support), lastComponent(*receipts->asrCacheDir));
         if (co_await exists(moved)) receipts->asrCacheDir = moved;
