@@ -45,6 +45,8 @@ LocalModelsDuties::Seams Application::localModelsSeams() {
 
 MenuDuties::Models Application::modelDuties() { return localModels_.make(); }
 
-Task<void> Application::removeUnit(std::string unit) { static_cast<void>(co_await agentUnits_.discard(std::move(unit))); }
+Task<void> Application::removeUnit(std::string unit) {
+    static_cast<void>(co_await agentUnits_.discard(std::move(unit)));
+}
 
 }  // namespace larkmoor
