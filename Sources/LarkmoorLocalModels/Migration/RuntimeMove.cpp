@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorLocalModels/Migration/ModelLayoutMigration.h"
 #include "LarkmoorLocalModels/Migration/NewHost.h"
 #include "LarkmoorLocalModels/Migration/OldModelsLayout.h"
@@ -130,7 +131,10 @@ Task<Done> ModelLayoutMigration::exchangeWithNew(std::string folder, std::string
 /// Whether a host has come back on the new folders that names.
 Task<bool> ModelLayoutMigration::repoint(RollbackPlan plan) {
     const auto process = co_await seams_.readPid();
-    auto reloaded = co_await seams_.writePlist(plan.newBinary.value_or(plan.binary), plan.store);
+    // A store that the user has put elsewhere stays there.
+    const std::string store = Files::standardized(plan.modelsDir.value_or(""));
+    const bool isElsewhere = !store.empty() && store != plan.oldStore && store != plan.store;
+    auto reloaded = co_await seams_.writePlist(plan.newBinary.value_or(plan.binary), isElsewhere ? store : plan.store);
     if (reloaded) reloaded = co_await seams_.reload();
     if (!reloaded) {
         seams_.log(fmt::format("model-layout: the reload failed ({})", reloaded.error().message));

@@ -312,6 +312,12 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
          Outcome::Migrated{all}, "models moved to one folder (voices, speech, naming)"},
         {"another's host at our port", [](auto& m) { m.isOurs = false; },
          Outcome::MoveFailed{"another program answers in the place of the model host"}, nullptr},
+        {"a store on another disk",
+         [](auto& m) {
+             m.addModel(m.folder / "disk", title);
+             m.plist = HostPlist::agentPlist(m.instance + "/ollama/ollama", "/log", m.folder / "disk");
+         },
+         Outcome::Migrated{all}, nullptr},
         {"no runtime", [](auto& m) { fs::remove(m.instance + "/ollama/ollama"); },
          Outcome::MoveFailed{"there is no runtime for the host, neither in ollama nor elsewhere"}, nullptr},
         {"no host comes back", [](auto& m) { m.comesBack = false; }, Outcome::RolledBack{},
