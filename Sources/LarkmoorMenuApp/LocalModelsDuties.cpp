@@ -133,6 +133,11 @@ Task<void> LocalModelsDuties::startIfNeeded() {
 }
 
 Task<void> LocalModelsDuties::decideAtLaunch() {
+    // A fresh home has no folder for logs, without which the setup log drops every line.
+    co_await BlockingWork::run([logs = std::filesystem::path{seams_.host.logPath()}.parent_path().string()] {
+        constexpr mode_t folderMode = 0755;
+        static_cast<void>(Files::makeFolders(logs, folderMode));
+    });
     co_await seams_.host.capHostIfUncapped();
     co_await seams_.host.reloadIfStale();
     const auto progress = co_await BlockingWork::run([path = progressPath_] {
