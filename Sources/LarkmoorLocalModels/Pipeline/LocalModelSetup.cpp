@@ -99,6 +99,12 @@ Task<void> LocalModelSetup::readReceipts() {
     snapshotReceipts_ = co_await seams_.workers.snapshotReceipts();
     if (snapshotReceipts_) installed_.oldModelWasOurs = ModelMigration::mayDeleteOldModel(snapshotReceipts_);
     claimed_ = co_await seams_.workers.claims();
+    // Receipts that a killed pass had not taken over yet stand among its claims alone.
+    if (snapshotReceipts_ && !snapshotReceipts_->senkoDir) snapshotReceipts_->senkoDir = claimed_.senkoDir;
+    if (snapshotReceipts_ && !snapshotReceipts_->asrCacheDir &&
+        claimed_.asrCacheDir != ModelsFolder::speech(seams_.support)) {
+        snapshotReceipts_->asrCacheDir = claimed_.asrCacheDir;
+    }
     knowsReceipts_ = true;
 }
 
