@@ -229,6 +229,9 @@ Task<void> LocalModelSetup::settleReceipts(Receipts moved) {
     // What the last pass made is found by this one's steps, but for the folders that they do not look into.
     installed_.senkoDir = moved.senkoDir;
     installed_.asrCacheDir = moved.asrCacheDir;
+    if (moved.senkoDir) claimed_.senkoDir = moved.senkoDir;
+    const bool isWhole = claimed_.asrCacheDir == ModelsFolder::speech(seams_.support);
+    if (moved.asrCacheDir && !isWhole) claimed_.asrCacheDir = moved.asrCacheDir;
     snapshotReceipts_ = std::move(moved);
     publish(true);
     co_await settle();

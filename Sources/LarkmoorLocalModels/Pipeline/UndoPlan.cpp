@@ -101,7 +101,8 @@ Receipts merged(Receipts claimed, const Receipts& installed) {
         const bool isSame = claimed.ollama && installed.ollama && claimed.ollama->folder == installed.ollama->folder;
         if (!isSame) claimed.ollama = installed.ollama;
     }
-    take(claimed.ollama, installed.ollama);
+    // What was there before a pull is not known from an inventory behind it.
+    if (!claimed.pulledModel) take(claimed.ollama, installed.ollama);
     take(claimed.runtimeDir, installed.runtimeDir);
     take(claimed.agentPlist, installed.agentPlist);
     take(claimed.senkoDir, installed.senkoDir);

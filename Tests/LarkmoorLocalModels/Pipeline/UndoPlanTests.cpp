@@ -106,6 +106,7 @@ TEST(UndoPlanTest, APullItsStoreAndItsBeginningAreOneFact) {
              Case{{.ollama = other}, pulled, pulled},
              Case{pulled, {.pulledModel = title, .ollama = other, .pullBeganAt = 2}, pulled},
              Case{pulled, {.ollama = other}, pulled},
+             Case{{.pulledModel = title}, {.ollama = again}, {.pulledModel = title}},
              Case{{.ollama = one}, {.pulledModel = title, .ollama = again, .pullBeganAt = 1}, pulled},
              Case{{.pulledModel = "old", .ollama = other, .pullBeganAt = 0}, pulled, pulled},
          }) {
