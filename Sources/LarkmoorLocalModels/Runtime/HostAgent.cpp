@@ -84,9 +84,7 @@ Task<HostAgent::Ended> HostAgent::replacePlist(std::string text) {
     co_return Ended{};
 }
 
-Task<HostAgent::Ended> HostAgent::loadAgent(std::stop_token stop) {
-    co_return ended(co_await load(std::move(stop)));
-}
+Task<HostAgent::Ended> HostAgent::loadAgent(std::stop_token stop) { co_return ended(co_await load(std::move(stop))); }
 
 Task<LaunchAgents::ExitStatus> HostAgent::load(std::stop_token stop) {
     auto loaded = co_await seams_.launchctl.bootout(service());
