@@ -58,9 +58,7 @@ bool MigratorExit::isOwn(std::int32_t exit) { return exit >= 0 && exit <= 2; }
 
 bool MigratorExit::isWatchdogKill(std::int32_t exit) { return exit == SIGKILL || exit == shellOffset + SIGKILL; }
 
-bool MigratorExit::isAnswered(std::int32_t exit) {
-    return isOwn(exit) || isCrash(exit) || isCrash(exit - shellOffset);
-}
+bool MigratorExit::isAnswered(std::int32_t exit) { return isOwn(exit) || isCrash(exit) || isCrash(exit - shellOffset); }
 
 std::string_view MigratorExit::planPhrase(std::int32_t exit) {
     if (!isOwn(exit)) return "crashed while planning against this store";

@@ -1,4 +1,5 @@
-// The Migrator as seen from outside: how it is proven, what it answers to a plan, and what its exit statuses mean. Pure.
+// The Migrator as seen from outside: how it is proven, what it answers to a plan, and what its exit statuses mean.
+// Pure.
 #pragma once
 
 #include <boost/describe.hpp>
@@ -40,9 +41,8 @@ struct RefusalCases {
     };
 };
 
-class Refusal
-    : public ClosedVariant<RefusalCases, RefusalCases::NoMigrator, RefusalCases::SignatureDidNotVerify,
-                           RefusalCases::Unsigned, RefusalCases::OurOwnSignature, RefusalCases::WrongSigner> {
+class Refusal : public ClosedVariant<RefusalCases, RefusalCases::NoMigrator, RefusalCases::SignatureDidNotVerify,
+                                     RefusalCases::Unsigned, RefusalCases::OurOwnSignature, RefusalCases::WrongSigner> {
   public:
     using ClosedVariant::ClosedVariant;
 

@@ -88,19 +88,22 @@ RestoreOutcome RestoreOutcome::ofFile(const VouchedBackup& backup, std::optional
     if (*size < 1) return Refused{backup.path + " is EMPTY, so it is not an undo"};
     if (const auto window = backup.bytes()) {
         if (window->contains(*size)) {
-            return Restored{fmt::format("{} bytes, inside the {} the apply log vouched for", *size, *backup.statedSize)};
+            return Restored{
+                fmt::format("{} bytes, inside the {} the apply log vouched for", *size, *backup.statedSize)};
         }
-        return Refused{fmt::format("{} is {} bytes and the apply log vouched for {} ({}–{} bytes, the window that size "
-                                   "was rounded from) — this is not the copy the Migrator verified",
-                                   backup.path, *size, *backup.statedSize, window->low, window->high)};
+        return Refused{
+            fmt::format("{} is {} bytes and the apply log vouched for {} ({}–{} bytes, the window that size "
+                        "was rounded from) — this is not the copy the Migrator verified",
+                        backup.path, *size, *backup.statedSize, window->low, window->high)};
     }
     if (isPlaintextSQLite) {
         return Restored{fmt::format(
             "{} bytes behind a plaintext SQLite header; the apply log stated no size this build could read", *size)};
     }
-    return Restored{fmt::format("{} bytes; the apply log stated no size this build could read and the copy is not "
-                                "plaintext, so nothing further about it could be checked",
-                                *size)};
+    return Restored{
+        fmt::format("{} bytes; the apply log stated no size this build could read and the copy is not "
+                    "plaintext, so nothing further about it could be checked",
+                    *size)};
 }
 
 }  // namespace larkmoor
