@@ -41,7 +41,7 @@ std::vector<DatedLog> applyLogs(const std::string& store) {
         const std::string path = (fs::path{folder} / name).string();
         logs.push_back({Files::modified(path).value_or(std::chrono::system_clock::time_point::min()), path});
     }
-    std::ranges::stable_sort(logs, std::ranges::greater{}, &DatedLog::modified);
+    std::ranges::sort(logs, std::ranges::greater{}, &DatedLog::modified);
     return logs;
 }
 
