@@ -69,10 +69,11 @@ std::string resolved(const std::string& store) {
 
 }  // namespace
 
+bool StoreRecovery::isLatched(const std::string& store) { return Files::exists(latchPath(store)); }
+
 StandingLatch StoreRecovery::standingLatch(const std::string& store) {
-    const std::string path = latchPath(store);
-    if (!Files::exists(path)) return StandingLatch::None{};
-    const auto bytes = Files::read(path);
+    if (!isLatched(store)) return StandingLatch::None{};
+    const auto bytes = Files::read(latchPath(store));
     return StandingLatch::judge(bytes ? asText(*bytes) : std::string_view{},
                                 [](std::int32_t pid) { return ProcessTable::start(pid); });
 }

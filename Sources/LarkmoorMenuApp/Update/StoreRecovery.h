@@ -14,6 +14,9 @@ namespace larkmoor {
 
 namespace StoreRecovery {
 
+/// Whether a migration is under way, or was killed.
+bool isLatched(const std::string& store);
+
 /// A latch that cannot be read is stale, with no process.
 StandingLatch standingLatch(const std::string& store);
 
