@@ -1,4 +1,4 @@
-// Trimming of text.
+// Trimming and letter case of text.
 #pragma once
 
 #include <string>
@@ -8,5 +8,8 @@ namespace larkmoor {
 
 /// `text` without the white space at both ends, line feeds included. A view of `text`.
 std::string_view trimmed(std::string_view text);
+
+/// `text` with the capitals A to Z as small letters.
+std::string lowercased(std::string text);
 
 }  // namespace larkmoor

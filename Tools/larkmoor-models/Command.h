@@ -1,39 +1,21 @@
 // The verbs of larkmoor-models: each is one function from its arguments to what the tool prints and returns.
 #pragma once
 
-#include <cstddef>
 #include <string>
-#include <string_view>
-#include <vector>
+
+#include "Verbs.h"
 
 namespace larkmoor::models {
 
-struct Arguments {
-    std::vector<std::string> words;  ///< those of the verb, without options
-    bool json = false;
+struct Arguments : VerbArguments {
     bool verbose = false;  ///< what would be written to the setup log goes to standard error
+    std::string home{};    ///< in place of $HOME
     std::string host{};    ///< HOST:PORT; empty for the model host's own
     // Of a pass.
     std::string bundle{};  ///< whose helpers are run; empty for this build's own
     std::string runtimeURL{}, runtimeSHA256{}, runtimeExecutable{};  ///< in place of what the build was configured for
     std::string authorities{};  ///< a file of certificates to trust instead of the system's
     std::string plan{};         ///< a progress file
-};
-
-struct Outcome {
-    static constexpr int failed = 1;
-    static constexpr int wrongUsage = 2;
-
-    int status = 0;        ///< the exit status
-    std::string output{};  ///< for standard output
-    std::string errors{};  ///< for standard error, without its last line feed
-};
-
-struct Command {
-    std::string_view name;
-    std::string_view words;  ///< as the usage shows them
-    std::size_t count;       ///< how many words it wants
-    Outcome (*run)(const Arguments& arguments);
 };
 
 Outcome deleteModel(const Arguments& arguments);

@@ -14,11 +14,7 @@ Task<GatewayResponse> askClient(std::shared_ptr<LarkmoorClient> client, Diagnost
 }  // namespace
 
 std::optional<DiagnosticSource> DiagnosticSources::read(std::string_view text) {
-    std::string word{trimmed(text)};
-    for (char& letter : word) {
-        if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
-    }
-    return fromRawText<DiagnosticSource>(word);
+    return fromRawText<DiagnosticSource>(lowercased(std::string{trimmed(text)}));
 }
 
 std::string_view DiagnosticSources::category(std::string_view text) {

@@ -6,6 +6,8 @@
 #include <array>
 #include <utility>
 
+#include "LarkmoorBase/Text.h"
+
 namespace larkmoor {
 
 namespace {
@@ -45,11 +47,7 @@ ModelPull::Seams ModelPull::live(const ModelHost& host, const TransferListener& 
 }
 
 PullFailure ModelPull::classify(std::string_view text) {
-    std::string lower{text};
-    // ASCII alone, whatever the locale: the phrases hold nothing else.
-    std::ranges::transform(lower, lower.begin(), [](char letter) {
-        return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    });
+    const std::string lower = lowercased(std::string{text});
     const bool isNetwork =
         std::ranges::any_of(networkPhrases, [&lower](std::string_view phrase) { return lower.contains(phrase); });
     return isNetwork ? PullFailure::network : PullFailure::registry;

@@ -87,6 +87,8 @@ std::optional<State> next(std::optional<State> state, const Event& event);
 /// Nothing without a state, and for a blank version.
 std::optional<Line> line(const std::optional<State>& state);
 
+/// The user default that `preview` takes.
+inline constexpr const char* previewKey = "UpdateRowPreview";
 /// A row to look at without an update, on builds that are not for the public.
 std::optional<State> preview(std::string_view defaultsValue, bool isProduction);
 

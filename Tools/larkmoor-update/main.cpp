@@ -1,0 +1,28 @@
+// larkmoor-update: what the application knows and decides of updates, one verb at a time.
+#include <array>
+
+#include "Command.h"
+
+namespace larkmoor::update {
+
+namespace {
+
+constexpr auto verbs = std::to_array<Verb<Arguments>>({
+    {"compare", "A B", 2, compare},
+});
+
+constexpr auto options = std::to_array<VerbOption<Arguments>>({
+    {"--base", &Arguments::base},
+    {"--build", &Arguments::build},
+    {"--system", &Arguments::system},
+});
+
+}  // namespace
+
+}  // namespace larkmoor::update
+
+int main(int count, char** words) {
+    using namespace larkmoor::update;
+    constexpr larkmoor::VerbTool<Arguments> tool{.name = "larkmoor-update", .verbs = verbs, .options = options};
+    return tool.main(count, words);
+}
