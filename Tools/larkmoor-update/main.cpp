@@ -9,6 +9,11 @@ namespace {
 
 constexpr auto verbs = std::to_array<Verb<Arguments>>({
     {"compare", "A B", 2, compare},
+    {"inspect", "BACKUP [SIZE]", Verb<Arguments>::anyCount, inspect},
+    {"latch", "STORE", 1, latch},
+    {"ledger", "FOLDER", 1, ledger},
+    {"plan", "FILE", 1, plan},
+    {"vouch", "LOG", 1, vouch},
 });
 
 constexpr auto options = std::to_array<VerbOption<Arguments>>({

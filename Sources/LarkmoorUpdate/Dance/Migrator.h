@@ -148,8 +148,8 @@ class PlanOutcome : public ClosedVariant<PlanOutcomeCases, PlanOutcomeCases::NoP
 
 struct ApplyOutcome {
     std::int32_t status = 0;
-    std::vector<std::string> lines;
-    std::string logPath;
+    std::vector<std::string> lines{};
+    std::string logPath{};
 };
 
 }  // namespace larkmoor
