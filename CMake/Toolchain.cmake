@@ -44,6 +44,8 @@ find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(Boost 1.81 EXACT REQUIRED)
 find_package(fmt REQUIRED)
+# Its archive, since it is used once a day.
+find_package(pugixml REQUIRED)
 pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
 # The archive, since the programs need one digest of it: the shared library costs 200 KB more of resident memory.
 pkg_check_modules(nettle REQUIRED nettle)

@@ -25,13 +25,13 @@ namespace {
 
 std::unexpected<FileError> failure(const std::string& path, int code) { return std::unexpected(FileError{path, code}); }
 
-std::unexpected<FileError> tooLarge(const std::string& path) {
-    return std::unexpected(FileError{path, EFBIG, "it is larger than 64 MiB"});
+std::unexpected<FileError> tooLarge(const std::string& path, std::size_t limit) {
+    return std::unexpected(FileError{path, EFBIG, limit == maxBytes ? "it is larger than 64 MiB" : "it is too large"});
 }
 
 }  // namespace
 
-std::expected<Bytes, FileError> read(const std::string& path) {
+std::expected<Bytes, FileError> read(const std::string& path, std::size_t limit) {
     // Without O_NONBLOCK, opening a pipe would wait for its writer. A socket cannot be opened at all.
     const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)};
     if (!file && errno != ENXIO) return failure(path, errno);
@@ -41,13 +41,13 @@ std::expected<Bytes, FileError> read(const std::string& path) {
     if (!file || !S_ISREG(status.st_mode)) {
         return std::unexpected(FileError{path, EINVAL, "it is not a regular file"});
     }
-    return readAll(file.get(), path);
+    return readAll(file.get(), path, limit);
 }
 
-std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path) {
+std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path, std::size_t limit) {
     struct stat status{};
     if (::fstat(descriptor, &status) != 0) return failure(path, errno);
-    if (S_ISREG(status.st_mode) && status.st_size > static_cast<off_t>(maxBytes)) return tooLarge(path);
+    if (S_ISREG(status.st_mode) && status.st_size > static_cast<off_t>(limit)) return tooLarge(path, limit);
     Bytes bytes;
     // The size is a hint only: files of /proc have none, and others may grow while we read.
     std::size_t room = static_cast<std::size_t>(status.st_size) + 1;
@@ -59,7 +59,7 @@ std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path)
         if (count < 0) return failure(path, errno);
         if (count == 0) break;
         held += static_cast<std::size_t>(count);
-        if (held > maxBytes) return tooLarge(path);
+        if (held > limit) return tooLarge(path, limit);
         room = bytes.size() > held ? bytes.size() - held : 65536;
     }
     bytes.resize(held);

@@ -30,16 +30,16 @@ struct [[nodiscard]] FileError {
 
 namespace Files {
 
-/// What `read` and `readAll` take at most.
+/// What `read` and `readAll` take at most, unless the caller takes less.
 inline constexpr std::size_t maxBytes = std::size_t{64} << 20U;
 
 /// The whole regular file. Anything else (a pipe, a device, a socket) and a larger file are failures at once, unread.
 /// Blocks as long as the disk does.
-std::expected<Bytes, FileError> read(const std::string& path);
+std::expected<Bytes, FileError> read(const std::string& path, std::size_t limit = maxBytes);
 
-/// Everything from the descriptor's position to its end, at most `maxBytes`; it stays open. `path` is what an error
+/// Everything from the descriptor's position to its end, at most `limit` bytes; it stays open. `path` is what an error
 /// names.
-std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path);
+std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path, std::size_t limit = maxBytes);
 
 /// Writes all the bytes, going on after short and interrupted writes.
 std::expected<void, FileError> writeAll(int descriptor, BytesView bytes, const std::string& path);

@@ -1,12 +1,44 @@
 #include "LarkmoorBase/Text.h"
 
+#include <algorithm>
+
+#include "LarkmoorBase/UTF8.h"
+
 namespace larkmoor {
+
+namespace {
+
+bool isControl(std::string_view character) {
+    const auto lead = static_cast<unsigned char>(character.front());
+    if (character.size() == 1) return lead < 0x20 || lead == 0x7F;
+    // C1 controls, and the line and paragraph separators.
+    if (character.size() == 2) return lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+    return character == "\u2028" || character == "\u2029";
+}
+
+}  // namespace
 
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view blanks = " \t\n\v\f\r";
     const auto first = text.find_first_not_of(blanks);
     if (first == std::string_view::npos) return {};
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::string printable(std::string_view text, std::string_view control) {
+    std::string line;
+    line.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t length = UTF8::characterLength(text);
+        const std::string_view character = text.substr(0, std::max<std::size_t>(length, 1));
+        if (length == 0) {
+            line += "\uFFFD";
+        } else {
+            line += isControl(character) ? control : character;
+        }
+        text.remove_prefix(character.size());
+    }
+    return line;
 }
 
 std::string lowercased(std::string text) {

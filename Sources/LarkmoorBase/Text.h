@@ -1,4 +1,4 @@
-// Trimming and letter case of text.
+// Trimming, cleaning and letter case of text.
 #pragma once
 
 #include <string>
@@ -8,6 +8,10 @@ namespace larkmoor {
 
 /// `text` without the white space at both ends, line feeds included. A view of `text`.
 std::string_view trimmed(std::string_view text);
+
+/// `text` as one line of valid UTF-8: `control` in place of each control character and of each line or paragraph
+/// separator, U+FFFD in place of each invalid byte.
+std::string printable(std::string_view text, std::string_view control = "\uFFFD");
 
 /// `text` with the capitals A to Z as small letters.
 std::string lowercased(std::string text);

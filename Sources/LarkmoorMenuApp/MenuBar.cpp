@@ -65,6 +65,7 @@ void MenuBar::applicationDidFinishLaunching() {
     start(&MenuBar::openJourneyIfWarranted);
     startDuty(duties_.models.startIfNeeded);
     duties_.models.attachProgress(weakly([](MenuBar& self) { self.progress_.modelsChanged(); }));
+    duties_.updates.attachRow(weakly([](MenuBar& self) { self.progress_.updateChanged(self.setupMode_); }));
     observeCancel();
     subscribe();
     timer_ = platform_.every(refreshInterval, weakly([](MenuBar& self) { self.tick(); }));

@@ -108,6 +108,8 @@ struct MenuDuties {
         std::function<void()> armDailyClock;
 
         // Rows.
+        /// At launch: `changed` is called when `line` has changed in more than its progress.
+        std::function<void(std::function<void()> changed)> attachRow;
         Line line;
         std::function<std::optional<std::string>()> postponedSentence;
         Question migrationOwed;

@@ -42,6 +42,14 @@ void ProgressRows::modelsChanged() {
     if (!menuIsOpen_ && isShown != models_.line().has_value()) syncModelsLine();
 }
 
+void ProgressRows::updateChanged(bool setupMode) {
+    if (menuIsOpen_) {
+        paintUpdateRow();
+    } else {
+        syncUpdateRow(setupMode);
+    }
+}
+
 void ProgressRows::syncModelsLine() {
     if (menuIsOpen_ && rows_.modelsLine->hidden()) return;
     const auto line = models_.line();

@@ -39,6 +39,8 @@ class ProgressRows {
     /// The models' row comes and goes while the menu is closed, since hosts give an open menu no more room. It is drawn
     /// only then: not with each step of the progress.
     void modelsChanged();
+    /// The update's row shows a change at once: only an open menu's rows do not come and go.
+    void updateChanged(bool setupMode);
 
     void syncModelsLine();
     void syncPostponedRow();

@@ -18,8 +18,10 @@ class WallClockSource {
     virtual Date now() const = 0;
 
     /// Calls `fire` once, from the main loop, when the real-time clock shows `date` or later; replaces what was
-    /// scheduled before. A date that passes during sleep, or is skipped when the clock is set, fires at once. `leeway`
-    /// is how much later it may fire if that saves a wake-up. `fire` may destroy the source.
+    /// scheduled before. A date that passes during sleep, or is skipped when the clock is set, fires at once. When the
+    /// clock is set back, it fires as soon as the time is over that was missing to `date` at this call: else a clock
+    /// that was wrong once, by years perhaps, would stop the timer for as long. `leeway` is how much later it may fire
+    /// if that saves a wake-up. `fire` may destroy the source.
     virtual void schedule(Date date, Duration leeway, std::function<void()> fire) = 0;
     virtual void cancel() = 0;
 };

@@ -1,6 +1,7 @@
 """The whole application under a real user manager: the daemon registered and healed, quit and brought back.
 
 usage: supervision_test.py LARKMOOR.APP UNDERSTUDY-DAEMON UNDERSTUDY-SETTINGS LARKMOOR-TRAY
+$LARKMOOR_LAUNCHER, if set, is the command that the application is launched with, such as valgrind.
 """
 import os
 import plistlib
@@ -65,12 +66,15 @@ class ManagedSession(Session):
     def launch(self):
         """A launch, and its story: every line that it has said of its own."""
         with self.log_file.open("w") as log:
-            self.application = subprocess.Popen([str(self.bundle / "Contents/MacOS/larkmoor-menubar")], env=self.environment,
-                                                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=log)
+            command = [*os.environ.get("LARKMOOR_LAUNCHER", "").split(), str(self.bundle / "Contents/MacOS/larkmoor-menubar")]
+            self.application = subprocess.Popen(command, env=self.environment, stdin=subprocess.DEVNULL,
+                                                stdout=subprocess.DEVNULL, stderr=log)
         wait("menu", lambda: "Quit" in self.labels())
 
     def said(self):
-        return [line for line in self.log_file.read_text().splitlines() if line.startswith("[larkmoor-menu]")]
+        """What each launch says of the updates is left out."""
+        lines = self.log_file.read_text().splitlines()
+        return [line for line in lines if line.startswith("[larkmoor-menu]") and not line.startswith(UPDATE_LINES)]
 
     def expect_said(self, *lines):
         wanted = [f"[larkmoor-menu] {line}" for line in lines]
@@ -93,6 +97,7 @@ class ManagedSession(Session):
         self.folder.cleanup()
 
 
+UPDATE_LINES = ("[larkmoor-menu] migrations at launch · ", "[larkmoor-menu] NOT starting the updater: ")
 REGISTERED = ("registered login item with SMAppService", "registered daemon agent with SMAppService")
 RELEASED = "quit released by a user gesture — kickstarting the daemon (m:505)"
 
@@ -141,6 +146,18 @@ class Supervision(unittest.TestCase):
         session.expect_said("daemon agent definition changed — unregistered the stale registration", REGISTERED[1])
         session.expect("Recording")
         self.assertNotEqual(session.daemon_pid(), second)
+        self.launch_again()
+
+        # A daemon that outlived an update.
+        older = session.daemon_pid()
+        session.order("SetBuild", "string:0")
+        session.end_application()
+        session.launch()
+        ours = plistlib.loads((session.bundle / "Contents/Info.plist").read_bytes())["CFBundleVersion"]
+        session.expect_said(f"the daemon is on build 0 and this app is on {ours} — kickstarting gui/{os.getuid()}/{GATEWAY} "
+                            "so the family runs one version (m:955)")
+        wait("daemon of this build", lambda: session.daemon_pid() not in (0, older))
+        session.expect("Recording")
         self.launch_again()
 
         session.end_application()

@@ -60,9 +60,13 @@ TEST_F(MenuBarRowsTest, LinesChangeInPlaceAndComeAndGoWithTheMenuClosed) {
             modelsChanged();
             EXPECT_EQ(modelsLine.hidden(), !from) << "a host sizes the menu before it opens";
             if (from && hadRow) EXPECT_EQ(look(modelsLine), drawn) << "progress does not draw a closed menu";
+            updateChanged();
+            EXPECT_EQ(look(updateRow), lookOf(from, true)) << "some hosts do not tell that they open the menu";
             open();
             expect(from);
             models = update = to;
+            updateChanged();
+            EXPECT_EQ(look(updateRow), lookOf(from && to ? to : from, true));
             tickOpenMenu();
             modelsChanged();
             // No row comes or goes under the mouse.

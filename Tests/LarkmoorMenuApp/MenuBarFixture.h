@@ -145,7 +145,7 @@ class MenuBarTest : public ::testing::Test {
 
     // What the rows are to show.
     std::optional<MenuLine> models, update;
-    std::function<void()> modelsChanged;
+    std::function<void()> modelsChanged, updateChanged;
     std::optional<std::string> postponed;
     // What the clicks answer.
     std::optional<std::string> checked = "The newest one is there.", installed, migrated = "All is up to date.";
@@ -178,6 +178,7 @@ class MenuBarTest : public ::testing::Test {
                     .migrateAtLaunch = noting("migrate"),
                     .buildUpdater = answering("updater", hasUpdater),
                     .armDailyClock = [this] { done.emplace_back("clock"); },
+                    .attachRow = [this](std::function<void()> changed) { updateChanged = std::move(changed); },
                     .line = [this] { return update; },
                     .postponedSentence = [this] { return postponed; },
                     .migrationOwed = [this] { return owed; },

@@ -8,13 +8,18 @@
 namespace larkmoor::update {
 
 struct Arguments : VerbArguments {
+    // Of a pick.
     std::string build{};   ///< of the application that looks for an update
     std::string system{};  ///< the system's version
-    std::string base{};    ///< the feed's address
+    std::string base{};    ///< the feed's address; without it relative addresses have no meaning
 };
 
 /// How two versions stand to each other.
 Outcome compare(const Arguments& arguments);
+/// Which item of a feed would be offered.
+Outcome pick(const Arguments& arguments);
+/// The menu's row after a list of events.
+Outcome row(const Arguments& arguments);
 
 /// Whether a backup could be put back; its stated size may be left out.
 Outcome inspect(const Arguments& arguments);

@@ -1,15 +1,70 @@
 // The verbs on update feeds and on versions.
 #include <fmt/format.h>
 
+#include <cstdlib>
+#include <optional>
+
 #include "Command.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/JSON/Encoder.h"
+#include "LarkmoorUpdate/Feed/Appcast.h"
 #include "LarkmoorUpdate/Feed/Version.h"
+#include "LarkmoorUpdate/Feed/WebAddress.h"
 
 namespace larkmoor::update {
+
+namespace {
+
+std::string environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+std::string messagesLocale() {
+    for (const char* name : {"LC_ALL", "LC_MESSAGES"}) {
+        if (std::string value = environment(name); !value.empty()) return value;
+    }
+    return environment("LANG");
+}
+
+/// A feed is UTF-8, and so are its texts.
+std::string json(const std::optional<std::string>& text) {
+    const auto encoded = Encoder::encode(text);
+    return encoded ? std::string{asText(*encoded)} : "null";
+}
+
+std::string json(const AppcastItem& item) {
+    return fmt::format(R"({{"version":{},"displayVersion":{},"url":{},"info":{},"length":{},"signature":{},"notes":{},)"
+                       R"("offerOnly":{},"critical":{}}})",
+                       json(item.versionString), json(item.displayVersionString), json(item.url), json(item.infoURL),
+                       item.length ? fmt::to_string(*item.length) : "null", json(item.signature), json(item.notesURL),
+                       item.isOfferOnly, item.isCritical);
+}
+
+}  // namespace
 
 Outcome compare(const Arguments& arguments) {
     const auto order = compareVersions(arguments.words[0], arguments.words[1]);
     const char sign = order < 0 ? '<' : order > 0 ? '>' : '=';
     return {.output = arguments.json ? fmt::format("\"{}\"\n", sign) : fmt::format("{}\n", sign)};
+}
+
+Outcome pick(const Arguments& arguments) {
+    if (arguments.build.empty() || arguments.system.empty()) {
+        return {.status = Outcome::wrongUsage, .errors = "pick wants --build B and --system V"};
+    }
+    if (!arguments.base.empty() && !webAddress("", arguments.base)) {
+        return {.status = Outcome::wrongUsage, .errors = "--base wants an http or https address"};
+    }
+    const auto bytes = Files::read(arguments.words[0]);
+    if (!bytes) return {.status = Outcome::failed, .errors = bytes.error().description()};
+    const auto appcast = readAppcast(*bytes, arguments.base);
+    if (!appcast) return {.status = Outcome::failed, .errors = appcast.error()};
+    const auto item =
+        larkmoor::pick(*appcast, {.build = arguments.build,
+                                  .systemVersion = arguments.system,
+                                  .languages = preferredLanguages(environment("LANGUAGE"), messagesLocale())});
+    return {.output = (item ? json(*item) : "null") + "\n"};
 }
 
 }  // namespace larkmoor::update

@@ -12,7 +12,9 @@ constexpr auto verbs = std::to_array<Verb<Arguments>>({
     {"inspect", "BACKUP [SIZE]", Verb<Arguments>::anyCount, inspect},
     {"latch", "STORE", 1, latch},
     {"ledger", "FOLDER", 1, ledger},
+    {"pick", "FEED --build B --system V [--base URL]", 1, pick},
     {"plan", "FILE", 1, plan},
+    {"row", "[EVENT[=VALUE]...]", Verb<Arguments>::anyCount, row},
     {"vouch", "LOG", 1, vouch},
 });
 

@@ -97,7 +97,7 @@ std::expected<LocalModelsProgress, CodingFailure> LocalModelsProgress::decoded(B
 std::expected<Bytes, CodingFailure> LocalModelsProgress::encoded() const { return Encoder::encode(*this); }
 
 std::optional<LocalModelsProgress> LocalModelsProgress::read(const std::string& path) {
-    const auto bytes = Files::read(path);
+    const auto bytes = Files::read(path, maxBytes);
     if (!bytes) return std::nullopt;
     auto progress = decoded(*bytes);
     return progress ? std::optional{*std::move(progress)} : std::nullopt;

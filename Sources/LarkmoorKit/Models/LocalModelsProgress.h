@@ -115,7 +115,10 @@ struct LocalModelsProgress {
     static std::expected<LocalModelsProgress, CodingFailure> decoded(BytesView bytes);
     std::expected<Bytes, CodingFailure> encoded() const;
 
-    /// nullopt for a file that is missing or refused. Blocks, but never for a pipe.
+    /// Of the file: one with every sample and a hundred models that were there before has some 15 KB.
+    static constexpr std::size_t maxBytes = std::size_t{1} << 20U;
+
+    /// nullopt for a file that is missing, refused or larger than `maxBytes`. Blocks, but never for a pipe.
     static std::optional<LocalModelsProgress> read(const std::string& path);
     /// Readers see the old or the new file, whole, even if this process is killed meanwhile. Failures are ignored: the
     /// next publish is the retry. In each process one thread at a time; blocks, but does not wait for the disk.

@@ -1,17 +1,8 @@
 #include "LarkmoorKit/Trace/DiagnosticRelay.h"
 
 #include "LarkmoorBase/Text.h"
-#include "LarkmoorPlatform/Spawn.h"
 
 namespace larkmoor {
-
-namespace {
-
-Task<GatewayResponse> askClient(std::shared_ptr<LarkmoorClient> client, DiagnosticRequest request) {
-    co_return co_await client->send(GatewayRequest::Diagnostic{std::move(request)});
-}
-
-}  // namespace
 
 std::optional<DiagnosticSource> DiagnosticSources::read(std::string_view text) {
     return fromRawText<DiagnosticSource>(lowercased(std::string{trimmed(text)}));
@@ -23,17 +14,14 @@ std::string_view DiagnosticSources::category(std::string_view text) {
 }
 
 DiagnosticRelay::DiagnosticRelay(MainLoop& loop, DiagnosticSource source, std::shared_ptr<LarkmoorClient> client)
-    : DiagnosticRelay(loop, source, [client = std::move(client)](DiagnosticRequest request) {
-          return askClient(client, std::move(request));
-      }) {}
+    : DiagnosticRelay(loop, source,
+                      RequestRelay<DiagnosticRequest>::through<GatewayRequest::Diagnostic>(std::move(client))) {}
 
 DiagnosticRelay::DiagnosticRelay(MainLoop& loop, DiagnosticSource source, Ask ask)
-    : loop_(loop), source_(source), ask_(std::make_shared<const Ask>(std::move(ask))) {}
+    : source_(source), relay_(loop, std::move(ask)) {}
 
 void DiagnosticRelay::note(std::string line) const {
-    spawn(loop_, std::weak_ptr{ask_},
-          [request = DiagnosticRequest::Log{std::string{rawText(source_)}, std::move(line)}](
-              const Ask& ask) -> Task<void> { static_cast<void>(co_await ask(request)); });
+    relay_.send(DiagnosticRequest::Log{std::string{rawText(source_)}, std::move(line)});
 }
 
 }  // namespace larkmoor

@@ -1,15 +1,13 @@
 // Sends log lines to the daemon, which writes them to its own log with the sender's name.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "LarkmoorBase/Task.h"
+#include "LarkmoorKit/Trace/RequestRelay.h"
 #include "LarkmoorWire/Catalogue/Tracing.h"
-#include "LarkmoorWire/Client/LarkmoorClient.h"
 
 namespace larkmoor {
 
@@ -27,7 +25,7 @@ std::string_view category(std::string_view text);
 /// Never blocks: a line is dropped if the daemon cannot be reached. Main thread.
 class DiagnosticRelay {
   public:
-    using Ask = std::function<Task<GatewayResponse>(DiagnosticRequest)>;
+    using Ask = RequestRelay<DiagnosticRequest>::Ask;
 
     /// Sends through `client`, which the relay shares.
     DiagnosticRelay(MainLoop& loop, DiagnosticSource source, std::shared_ptr<LarkmoorClient> client);
@@ -37,9 +35,8 @@ class DiagnosticRelay {
     void note(std::string line) const;
 
   private:
-    MainLoop& loop_;
     DiagnosticSource source_;
-    std::shared_ptr<const Ask> ask_;
+    RequestRelay<DiagnosticRequest> relay_;
 };
 
 }  // namespace larkmoor

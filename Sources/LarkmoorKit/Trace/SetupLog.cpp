@@ -6,6 +6,7 @@
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/SerialQueue.h"
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorBase/UTF8.h"
 #include "LarkmoorPlatform/Process.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
@@ -18,6 +19,18 @@ namespace {
 SerialQueue& queue() {
     static SerialQueue lines{"dev.larkmoor.setup-log"};
     return lines;
+}
+
+/// No line of a helper is longer, and none of ours is nearly as long.
+constexpr std::size_t maxText = std::size_t{64} << 10U;
+
+/// The beginning of the text that fits, at the end of a character.
+std::string_view fitting(std::string_view text) {
+    if (text.size() <= maxText) return text;
+    std::size_t end = maxText;
+    const auto isInCharacter = [&] { return (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80; };
+    while (end > 0 && isInCharacter()) --end;
+    return text.substr(0, end);
 }
 
 }  // namespace
@@ -33,7 +46,9 @@ void line(std::string text) {
 
 std::string stamped(Time date, std::string_view text) {
     const auto seconds = std::chrono::floor<std::chrono::seconds>(date);
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z {}\n", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)), text);
+    const std::string_view shown = fitting(text);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z {}{}\n", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)),
+                       printable(shown), shown.size() < text.size() ? "…" : "");
 }
 
 void append(const std::string& path, Time date, std::string_view text) {

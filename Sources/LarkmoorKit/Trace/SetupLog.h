@@ -17,7 +17,8 @@ std::string path(std::string_view home);
 /// order. Any thread.
 void line(std::string text);
 
-/// "{stamp} {text}" and a line feed, with the date in ISO 8601 to the second, UTC.
+/// "{stamp} {text}" and a line feed, with the date in ISO 8601 to the second, UTC. The text may quote a host or a
+/// helper, which must not write a line of its own: control characters become U+FFFD, and more than 64 KiB ends in "…".
 std::string stamped(Time date, std::string_view text);
 
 /// Appends one line to the file at once; opens and closes it, so that another process may move it between lines.

@@ -7,7 +7,7 @@
 #include <memory>
 #include <utility>
 
-#include "LarkmoorBase/UTF8.h"
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorWire/Models/MeetingModels.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
 
@@ -23,18 +23,6 @@ bool isOpen(const RowState& state) { return state.is<RowState::Active>() || stat
 bool isIn(const std::filesystem::path& folder, const std::filesystem::path& path) {
     const auto plain = path.lexically_normal();
     return std::ranges::mismatch(folder, plain).in1 == folder.end();
-}
-
-/// For the log: control characters and what is not UTF-8 become U+FFFD.
-std::string printable(std::string_view line) {
-    std::string text;
-    while (!line.empty()) {
-        const std::size_t length = UTF8::characterLength(line);
-        const bool isControl = static_cast<unsigned char>(line[0]) < ' ' || line[0] == '\x7F';
-        text += length == 0 || isControl ? std::string_view{"\uFFFD"} : line.substr(0, length);
-        line.remove_prefix(std::max<std::size_t>(length, 1));
-    }
-    return text;
 }
 
 /// Reads the lines of one run of the helper.

@@ -44,8 +44,9 @@ std::int64_t whole(double bytes) {
 
 }  // namespace
 
-bool LineReader::read(BytesView piece, const Listener& listener) {
+bool LineReader::read(BytesView piece, const Listener& listener, const Taker& taker) {
     for (std::string_view rest = asText(piece); !rest.empty();) {
+        if (taker && held_.empty() && !isSkipping_) rest.remove_prefix(taker(rest));
         const std::size_t end = rest.find('\n');
         const std::string_view part = rest.substr(0, end);
         rest.remove_prefix(std::min(rest.size(), part.size() + 1));
@@ -74,17 +75,36 @@ bool LineReader::finish(const Listener& listener) {
 }
 
 std::optional<Transfer> PullLines::read(std::string_view line) {
-    return readLikeTheLast(line) || parse(line) ? advance() : std::nullopt;
+    if (const auto completed = completedLikeTheLast(line)) return setCompleted(*completed, line.size());
+    return parse(line) ? advance(sum()) : std::nullopt;
 }
 
-bool PullLines::readLikeTheLast(std::string_view line) {
-    if (!pattern_ || !line.starts_with(pattern_->before) || !line.ends_with(pattern_->after)) return false;
+std::size_t PullLines::readAlike(std::string_view text, const TransferListener& progress) {
+    std::size_t taken = 0;
+    // There a line of the last one's size would end; what is like that line has no line feed in front of its end.
+    while (text.size() - taken > size_ && text[taken + size_] == '\n') {
+        const auto completed = completedLikeTheLast(text.substr(taken, size_));
+        if (!completed) break;
+        if (const auto transfer = setCompleted(*completed, size_)) progress(*transfer);
+        taken += size_ + 1;
+    }
+    return taken;
+}
+
+std::optional<double> PullLines::completedLikeTheLast(std::string_view line) const {
+    if (!pattern_ || !line.starts_with(pattern_->before) || !line.ends_with(pattern_->after)) return std::nullopt;
     const std::size_t around = pattern_->before.size() + pattern_->after.size();
-    if (line.size() <= around) return false;
-    const auto completed = plainInteger(line.substr(pattern_->before.size(), line.size() - around));
-    if (!completed) return false;
-    layers_[current_].bytes.completed = *completed;
-    return isUnderstood_ = true;
+    if (line.size() <= around) return std::nullopt;
+    return plainInteger(line.substr(pattern_->before.size(), line.size() - around));
+}
+
+std::optional<Transfer> PullLines::setCompleted(double completed, std::size_t lineSize) {
+    isUnderstood_ = true;
+    size_ = lineSize;
+    Sums& bytes = layers_[current_].bytes;
+    bytes.completed = completed;
+    // Not `sum`: loading the layer's two numbers together, one just stored, would take as long as all the rest.
+    return advance({.completed = others_.completed + completed, .total = others_.total + bytes.total});
 }
 
 bool PullLines::parse(std::string_view line) {
@@ -121,6 +141,7 @@ bool PullLines::update(const FlatNode& object, std::string_view line) {
     if (number(completed) && plainInteger(completed->text())) {
         const auto at = static_cast<std::size_t>(completed->textStart - line.data());
         pattern_ = {.before = std::string{line.substr(0, at)}, .after = std::string{line.substr(at + completed->size)}};
+        size_ = line.size();
     }
     return true;
 }
@@ -140,8 +161,7 @@ PullLines::Sums PullLines::sum() const {
     return sums;
 }
 
-std::optional<Transfer> PullLines::advance() {
-    const Sums sums = sum();
+std::optional<Transfer> PullLines::advance(Sums sums) {
     const double fraction = std::min(sums.completed / sums.total, 1.0);
     if (!(fraction > highest_)) return std::nullopt;
     highest_ = fraction;

@@ -37,7 +37,11 @@ class Pull {
     bool onPiece(BytesView piece) {
         // For all its lines: asking the clock takes as long as reading one.
         heard_ = Clock::now();
-        return reader_.read(piece, [this](std::string_view line) { return onLine(line); });
+        const auto take = [this](std::string_view text) {
+            // The line that tells the throughput is cut.
+            return throughput_.isDue(heard_) ? 0 : lines_.readAlike(text, progress_);
+        };
+        return reader_.read(piece, [this](std::string_view line) { return onLine(line); }, take);
     }
 
     /// Of the stream, with the failure of its connection.

@@ -52,13 +52,16 @@ std::vector<std::string> manifestFiles(const std::string& inModels);
 /// model is whole in one of the two stores at least, as far as `blobNames` knows it (of a manifest that is no JSON
 /// object, the manifest moves and the blobs stay), and no blob goes that a manifest still names. Blobs that a failed
 /// move left in the target are taken by the next. A model that is whole in the target is not replaced by one that is
-/// not. Where both are one store, nothing changes.
+/// not. Where both are one store, nothing changes. For a process that is killed after the source lost its manifest,
+/// `deleteModel` says what remains there.
 std::expected<void, ModelStoreError> moveModel(std::string_view name, const std::string& fromRoot,
                                                const std::string& toModels);
 
 /// Deletes the model, with the blobs that no other manifest names, and returns the size of these; 0 if there is no such
 /// model. Where a manifest cannot be read, the model's or one that may be another's, the blobs stay, and no later
-/// deletion knows them.
+/// deletion knows them; nor those that remain where the process is killed between the removal of the manifest and the
+/// last of theirs. To look for blobs that no manifest names would take those that a host is about to name: the host
+/// itself removes what is unused when it starts, unless its owner has told it not to.
 std::expected<std::int64_t, ModelStoreError> deleteModel(std::string_view name, const std::string& in);
 
 /// The path in front of the last component "models", unless that is the first: "/a/models/b" of "/a/models/b/models/c".

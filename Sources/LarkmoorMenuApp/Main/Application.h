@@ -11,6 +11,7 @@
 #include "LarkmoorMenuApp/LocalModelsDuties.h"
 #include "LarkmoorMenuApp/Main/RunningBundle.h"
 #include "LarkmoorMenuApp/MenuBar.h"
+#include "LarkmoorMenuApp/Update/UpdateHost.h"
 #include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"
 #include "LarkmoorPlatform/Linux/Applications/NotificationAlerts.h"
@@ -48,7 +49,7 @@ class Application {
     MenuDuties::FirstRun firstRunDuties();
     MenuDuties::Connectors connectorDuties();
     MenuDuties::Models modelDuties();
-    static MenuDuties::Updates updateDuties();
+    MenuDuties::Updates updateDuties();
 
     Task<void> registerLoginItems();
     Task<void> warmBundledBinaries();
@@ -90,6 +91,7 @@ class Application {
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
     ApplicationLauncher launcher_;
     std::shared_ptr<XPCClient> client_;
+    std::unique_ptr<UpdateHost> updates_;  // while there is a menu bar
     std::shared_ptr<MenuBar> menuBar_;
     BusNameWatch daemonWatch_;
     SingleInstance instance_;

@@ -22,6 +22,8 @@ RunningBundle RunningBundle::current() {
     if (const auto bytes = Files::read(list->string())) {
         bundle.version = PropertyList::textUnder(*bytes, "CFBundleShortVersionString");
         bundle.build = PropertyList::textUnder(*bytes, "CFBundleVersion");
+        bundle.feedURL = PropertyList::textUnder(*bytes, "SUFeedURL");
+        bundle.publicKey = PropertyList::textUnder(*bytes, "SUPublicEDKey");
     }
     return bundle;
 }

@@ -11,6 +11,8 @@ struct RunningBundle {
     std::string executable;
     std::optional<std::string> version;
     std::optional<std::string> build;
+    std::optional<std::string> feedURL;    ///< of its updates
+    std::optional<std::string> publicKey;  ///< with which they are signed, base64
 
     static RunningBundle current();
 

@@ -34,6 +34,8 @@ int tellVersion() {
 int run(char** arguments) {
     // Else the first large answer makes the allocator keep the memory of later ones: 40 MB after half an hour of them.
     ::mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+    // The threads are few and live for seconds: arenas of their own would keep 90 KB.
+    ::mallopt(M_ARENA_MAX, 1);
     // Before an update can put another file in its place.
     const std::string executable = larkmoor::RunningBundle::current().executable;
     auto application = std::make_unique<larkmoor::Application>();

@@ -59,6 +59,13 @@ TEST(LocalModelsProgress, IsReplacedWholeWhateverAKilledWriterLeft) {
     LocalModelsProgress::sweepTemporaries(path);
     ASSERT_EQ(::unlink(alive.c_str()), 0);
 
+    std::string padded = stored + std::string(LocalModelsProgress::maxBytes - stored.size(), ' ');
+    for (const bool isReadable : {true, false}) {
+        ASSERT_TRUE(Files::replace(path, asBytes(padded), 0600));
+        EXPECT_EQ(LocalModelsProgress::read(path).has_value(), isReadable);
+        padded += ' ';
+    }
+
     progress.write(support / "Larkmoor");  // no file can have the name of a folder
     EXPECT_EQ(Files::names(support.path()), std::vector<std::string>{"Larkmoor"});
     EXPECT_EQ(Files::names(support / "Larkmoor"), std::vector<std::string>{"local-models-progress.json"});

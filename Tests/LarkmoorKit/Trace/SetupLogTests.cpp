@@ -27,6 +27,17 @@ TEST(SetupLog, StampsInUTCToTheSecond) {
     for (const auto& [since, line] : table) EXPECT_EQ(SetupLog::stamped(SetupLog::Time{since}, "x"), line);
 }
 
+TEST(SetupLog, WhatItQuotesStaysInOneLine) {
+    const std::string stamp = "1970-01-01T00:00:00Z ", full((64 << 10) - 1, 'x');
+    for (const auto& [text, want] : {
+             std::pair{std::string{"no\n1970-01-01T00:00:00Z forged\x1b[1m\u0085\u2028 → ok"},
+                       std::string{"no\uFFFD1970-01-01T00:00:00Z forged\uFFFD[1m\uFFFD\uFFFD → ok"}},
+             std::pair{full + "x", full + "x"},
+             std::pair{full + "é", full + "…"},
+         })
+        EXPECT_EQ(SetupLog::stamped({}, text), stamp + want + "\n");
+}
+
 /// The home folder is this test's.
 class SetupLogTest : public ::testing::Test {
   protected:

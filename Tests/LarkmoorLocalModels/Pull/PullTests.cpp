@@ -30,6 +30,7 @@ TEST(PullLines, ReportOnlyWhatIsFurther) {
         {lineOf("a", "12", "100"), "12/100"},
         {R"({"digest":"a","total":50})", ""},
         {lineOf("a", "13", "100"), "13/100"},
+        {lineOf("a", "14", "100") + "x", ""},  // no JSON
         {lineOf("a", "9e1", "100"), "90/100"},
         {lineOf("b", "0", "100"), ""},  // a new layer: 90 of 200
         {lineOf("b", "80", "100"), ""},
@@ -44,12 +45,24 @@ TEST(PullLines, ReportOnlyWhatIsFurther) {
         {R"({"error":{"code":1},"status":"successful"})", ""},
         {"", ""},
     };
-    PullLines lines;
+    PullLines lines, inOneStep;
+    std::string text, wanted, told;
     for (const auto& [line, want] : steps) {
+        text += line + "\n";
+        wanted += want;
         const auto transfer = lines.read(line);
         EXPECT_EQ(transfer ? fmt::format("{}/{}", transfer->bytes, *transfer->total) : "", want) << line;
         EXPECT_FALSE(lines.error() || lines.isSuccess()) << line;
     }
+    const auto tell = [&](const Transfer& transfer) { told += fmt::format("{}/{}", transfer.bytes, *transfer.total); };
+    LineReader{}.read(
+        asBytes(text),
+        [&](std::string_view line) {
+            if (const auto transfer = inOneStep.read(line)) tell(*transfer);
+            return true;
+        },
+        [&](std::string_view rest) { return inOneStep.readAlike(rest, tell); });
+    EXPECT_EQ(told, wanted);
     EXPECT_FALSE(lines.read(R"({"status":"success","digest":"d","total":0})"));
     EXPECT_TRUE(lines.isSuccess());
     EXPECT_FALSE(lines.read(R"({"error":"disk \"full\"","digest":"a","total":1,"completed":1})"));

@@ -38,8 +38,7 @@ TEST(Version, StandsInOrder) {
         {"3.3.0.1b1"},
         {"3.3.1b1 (5902)"},
         {"18446744073709551615"},
-        {"18446744073709551616", "018446744073709551616"},
-    };
+        {"18446744073709551616", "018446744073709551616"}};
     for (std::size_t row = 0; row < ascending.size(); ++row) {
         for (std::size_t other = 0; other < ascending.size(); ++other) {
             for (const std::string_view left : ascending[row]) {

@@ -18,6 +18,13 @@ namespace larkmoor {
 
 namespace {
 
+/// Sleep counts, and setting the clock changes nothing.
+std::chrono::nanoseconds sinceBoot() {
+    timespec time{};
+    ::clock_gettime(CLOCK_BOOTTIME, &time);
+    return std::chrono::seconds{time.tv_sec} + std::chrono::nanoseconds{time.tv_nsec};
+}
+
 itimerspec at(WallClockSource::Date date) {
     using namespace std::chrono;
     // Zero would disarm the timer; any date in the past fires at once.
@@ -34,17 +41,23 @@ itimerspec at(WallClockSource::Date date) {
 struct TimerDescriptorSource::Armed : std::enable_shared_from_this<Armed> {
     boost::asio::posix::basic_stream_descriptor<MainLoop::executor_type> timer;
     const Date date;
+    std::chrono::nanoseconds due{};  ///< as the time since boot
     std::function<void()> fire;
 
-    Armed(MainLoop& loop, Date when, std::function<void()> what) : timer(loop), date(when), fire(std::move(what)) {}
+    Armed(MainLoop& loop, Date when, std::function<void()> what) : timer(loop), date(when), fire(std::move(what)) {
+        const Date now = std::chrono::system_clock::now();
+        due = sinceBoot() + (std::max(when, now) - now);
+    }
 
     /// False with errno set if the system refuses.
     bool arm() {
         // With CANCEL_ON_SET the call may fail with ECANCELED, before or after arming the timer, when the clock was set
-        // or the machine slept; the absolute date stays valid.
+        // or the machine slept.
         constexpr int flags = TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET;
-        const itimerspec time = at(date);
         for (int tries = 0; tries < 3; ++tries) {
+            // Taken in this order, the second date is the earlier one only if the clock was set back.
+            const auto left = due - sinceBoot();
+            const itimerspec time = at(std::min(date, std::chrono::system_clock::now() + left));
             if (::timerfd_settime(timer.native_handle(), flags, &time, nullptr) == 0) return true;
             if (errno != ECANCELED) return false;
         }

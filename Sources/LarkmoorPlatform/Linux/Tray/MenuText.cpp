@@ -6,6 +6,7 @@
 #include <cmath>
 #include <variant>
 
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorBase/UTF8.h"
 
 namespace larkmoor::MenuText {
@@ -36,14 +37,6 @@ Bar filledBar(double fraction) {
     const double whole = std::floor(std::clamp(std::isnan(fraction) ? 0 : fraction, 0.0, 1.0) * 100 + 1e-9);
     const int percent = static_cast<int>(whole);
     return {.cells = cells(0, percent * cellCount / 100), .percent = fmt::format("{}%", percent)};
-}
-
-bool isControl(std::string_view character) {
-    const auto lead = static_cast<unsigned char>(character.front());
-    if (character.size() == 1) return lead < 0x20 || lead == 0x7F;
-    // C1 controls, and the line and paragraph separators.
-    if (character.size() == 2) return lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
-    return character == "\u2028" || character == "\u2029";
 }
 
 /// Hosts make the menu as wide as its longest line, and cut what the screen cannot hold. Some titles are text of other
@@ -95,23 +88,7 @@ std::string joined(std::string_view title, std::string_view gap, const Bar& bar)
 
 }  // namespace
 
-std::string cleaned(std::string_view text) {
-    std::string line;
-    line.reserve(text.size());
-    while (!text.empty()) {
-        const std::size_t length = UTF8::characterLength(text);
-        const std::string_view character = text.substr(0, std::max<std::size_t>(length, 1));
-        if (length == 0) {
-            line += "\uFFFD";
-        } else if (isControl(character)) {
-            line += ' ';
-        } else {
-            line += character;
-        }
-        text.remove_prefix(character.size());
-    }
-    return line;
-}
+std::string cleaned(std::string_view text) { return printable(text, " "); }
 
 std::string withoutMarkup(std::string_view text) {
     std::string plain;
