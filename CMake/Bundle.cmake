@@ -3,6 +3,11 @@ include(GNUInstallDirs)
 
 set(LARKMOOR_BUNDLE "${PROJECT_BINARY_DIR}/Larkmoor.app")
 
+set(LARKMOOR_UPDATE_KEYS "")
+if(LARKMOOR_FEED_URL)
+  string(CONCAT LARKMOOR_UPDATE_KEYS "\n\t<key>SUFeedURL</key>\n\t<string>${LARKMOOR_FEED_URL}</string>"
+         "\n\t<key>SUPublicEDKey</key>\n\t<string>${LARKMOOR_PUBLIC_KEY}</string>")
+endif()
 configure_file("${PROJECT_SOURCE_DIR}/Packaging/Info.plist.in" "${LARKMOOR_BUNDLE}/Contents/Info.plist" @ONLY)
 configure_file("${PROJECT_SOURCE_DIR}/Packaging/tools.fenwright.larkmoor.gateway.plist"
                "${LARKMOOR_BUNDLE}/Contents/Library/LaunchAgents/tools.fenwright.larkmoor.gateway.plist" COPYONLY)

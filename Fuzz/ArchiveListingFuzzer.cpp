@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "LarkmoorLocalModels/Runtime/ArchiveListing.h"
+#include "LarkmoorKit/Archive/ArchiveListing.h"
 #include "Require.h"
 
 namespace {

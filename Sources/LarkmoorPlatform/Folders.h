@@ -2,8 +2,12 @@
 // the target's name and is not whole. Blocks; any thread. An error is the system's reason.
 #pragma once
 
+#include <cstdint>
 #include <expected>
+#include <optional>
 #include <string>
+
+#include "LarkmoorBase/FileDescriptor.h"
 
 namespace larkmoor::Folders {
 
@@ -14,6 +18,20 @@ Done move(const std::string& from, const std::string& to);
 
 /// Each takes the name of the other, at one stroke. Both exist, on one volume.
 Done exchange(const std::string& one, const std::string& other);
+
+/// Which folder it is, whatever its name; nullopt if no folder is there. A link is none.
+struct Identity {
+    std::uint64_t device, number;
+    bool operator==(const Identity&) const = default;
+};
+std::optional<Identity> identity(const std::string& path);
+
+/// What of a folder's volume is not on the disk yet is written to it.
+Done sync(const std::string& path);
+
+/// Held by one process at a time, as long as it keeps the descriptor; an empty one if it is held already, or if no
+/// folder is there that belongs to this user and that no other may write.
+FileDescriptor lock(const std::string& path);
 
 /// Copies with permissions and links, by way of a hidden folder beside the target; one that a killed copy left there is
 /// removed first. An existing target is a failure.

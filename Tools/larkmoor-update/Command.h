@@ -12,6 +12,8 @@ struct Arguments : VerbArguments {
     std::string build{};   ///< of the application that looks for an update
     std::string system{};  ///< the system's version
     std::string base{};    ///< the feed's address; without it relative addresses have no meaning
+    // Of an archive, both in base64.
+    std::string key{}, signature{};
 };
 
 /// How two versions stand to each other.
@@ -31,5 +33,7 @@ Outcome ledger(const Arguments& arguments);
 Outcome plan(const Arguments& arguments);
 /// The backup that an apply log vouches for.
 Outcome vouch(const Arguments& arguments);
+/// Whether an archive has the signature that a feed tells of it.
+Outcome verify(const Arguments& arguments);
 
 }  // namespace larkmoor::update

@@ -15,12 +15,15 @@ constexpr auto verbs = std::to_array<Verb<Arguments>>({
     {"pick", "FEED --build B --system V [--base URL]", 1, pick},
     {"plan", "FILE", 1, plan},
     {"row", "[EVENT[=VALUE]...]", Verb<Arguments>::anyCount, row},
+    {"verify", "ARCHIVE --key K --signature S", 1, verify},
     {"vouch", "LOG", 1, vouch},
 });
 
 constexpr auto options = std::to_array<VerbOption<Arguments>>({
     {"--base", &Arguments::base},
     {"--build", &Arguments::build},
+    {"--key", &Arguments::key},
+    {"--signature", &Arguments::signature},
     {"--system", &Arguments::system},
 });
 

@@ -3,17 +3,14 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <system_error>
 
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/SHA256.h"
-#include "LarkmoorBase/Text.h"
-#include "LarkmoorLocalModels/Runtime/ArchiveListing.h"
+#include "LarkmoorKit/Archive/Tar.h"
 #include "LarkmoorLocalModels/Runtime/RuntimeProof.h"
 #include "LarkmoorLocalModels/Runtime/RuntimeTools.h"
 #include "LarkmoorPlatform/Process.h"
@@ -28,9 +25,7 @@ namespace fs = std::filesystem;
 using Done = std::expected<void, SetupError>;
 
 constexpr std::string_view wouldNotUnpack = "the runtime archive would not unpack";
-constexpr const char* tar = "/usr/bin/tar";
-/// A hostile archive takes no longer than this to be refused.
-constexpr std::chrono::minutes listingBudget{10};
+constexpr const char* compression = "-z";
 
 std::unexpected<SetupError> refusal(std::string_view why) {
     return std::unexpected(SetupError{fmt::format("{} ({})", wouldNotUnpack, why)});
@@ -38,52 +33,9 @@ std::unexpected<SetupError> refusal(std::string_view why) {
 
 std::string stagingIn(const fs::path& folder) { return (folder / ".unpacking").string(); }
 
-std::vector<std::string> tarArguments(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), std::begin(ArchiveListing::tarOptions), std::end(ArchiveListing::tarOptions));
-    return arguments;
-}
-
-/// tar takes as much memory as an archive claims to need for one name: what claims more than 256 MiB is not listed.
-std::vector<std::string> listingArguments(const std::string& archive) {
-    std::vector<std::string> arguments = tarArguments({"-tvzf", archive});
-    arguments.insert(arguments.begin(), {"-c", "ulimit -v 262144 && exec \"$0\" \"$@\"", tar});
-    return arguments;
-}
-
-/// tar's list of the archive, as long as it is of a bearable length; the rest is not waited for.
-struct Listed {
-    std::string text{};
-    std::size_t lines = 0;
-    std::stop_source enough{};
-
-    void hear(BytesView piece, const ArchiveListing::Limits& limits) {
-        if (enough.stop_requested()) return;
-        text += asText(piece);
-        lines += static_cast<std::size_t>(std::ranges::count(asText(piece), '\n'));
-        if (text.size() > limits.listingBytes || lines > limits.entries) enough.request_stop();
-    }
-};
-
 Task<Done> judge(ProcessRunner& runner, std::string archive, std::stop_token stop) {
-    const auto listed = std::make_shared<Listed>();
-    const ArchiveListing::Limits limits;
-    const std::stop_callback onStop{stop, [listed] { listed->enough.request_stop(); }};
-    const ProcessResult result = co_await runner.run(
-        {.executable = "/bin/sh",
-         .arguments = listingArguments(archive),
-         .environment = toolEnvironment(),
-         .output = ProcessOutputs::Streamed{[listed, limits](BytesView piece) { listed->hear(piece, limits); }},
-         .errors = ProcessOutputs::Captured{},
-         .budget = listingBudget},
-        listed->enough.get_token());
+    const auto objection = co_await Tar::objection(runner, std::move(archive), compression, stop);
     if (stop.stop_requested()) co_return std::unexpected(SetupError{"cancelled"});
-    const auto objection =
-        co_await BlockingWork::run([listed, limits] { return ArchiveListing::objection(listed->text, limits); });
-    // What a broken archive begins with is not to be objected to: tar has the better words.
-    if (!(result.end == ProcessEnd{ProcessEnds::Exited{0}}) && !listed->enough.stop_requested()) {
-        const std::string_view words = trimmed(asText(result.errors));
-        co_return refusal(words.empty() ? result.description() : std::string{words});
-    }
     if (objection) co_return refusal(*objection);
     co_return Done{};
 }
@@ -168,9 +120,8 @@ Task<std::expected<void, SetupError>> unpackPinned(ProcessRunner& runner, std::s
     const std::string staging = stagingIn(fs::path{binary}.parent_path());
     done = co_await BlockingWork::run([staging] { return prepareStaging(staging); });
     if (done) {
-        done = co_await runTool(
-            runner, tar, tarArguments({"-xzf", archive, "-C", staging, "--no-same-owner", "--no-same-permissions"}),
-            std::string{wouldNotUnpack}, stop);
+        done = co_await runTool(runner, Tar::program, Tar::unpacking(archive, compression, staging, false),
+                                std::string{wouldNotUnpack}, stop);
     }
     if (done) done = co_await BlockingWork::run([binary, release] { return place(binary, release); });
     co_await BlockingWork::run([staging] {

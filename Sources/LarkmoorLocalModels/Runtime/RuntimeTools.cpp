@@ -4,19 +4,16 @@
 
 #include "LarkmoorBase/Text.h"
 #include "LarkmoorBase/UTF8.h"
+#include "LarkmoorKit/Archive/Tar.h"
 
 namespace larkmoor {
-
-ProcessEnvironment toolEnvironment() {
-    return {.changes = {{"LC_ALL", "C"}, {"TAR_OPTIONS", std::nullopt}, {"GZIP", std::nullopt}}};
-}
 
 Task<std::expected<void, SetupError>> runTool(ProcessRunner& runner, std::string path,
                                               std::vector<std::string> arguments, std::string message,
                                               std::stop_token stop) {
     const ProcessResult result = co_await runner.run({.executable = std::move(path),
                                                       .arguments = std::move(arguments),
-                                                      .environment = toolEnvironment(),
+                                                      .environment = Tar::environment(),
                                                       .errors = ProcessOutputs::Captured{},
                                                       .budget = toolBudget},
                                                      stop);
@@ -33,7 +30,7 @@ Task<std::expected<std::string, SetupError>> runToolOutput(ProcessRunner& runner
                                                            std::vector<std::string> arguments, std::stop_token stop) {
     const ProcessResult result = co_await runner.run({.executable = std::move(path),
                                                       .arguments = std::move(arguments),
-                                                      .environment = toolEnvironment(),
+                                                      .environment = Tar::environment(),
                                                       .output = ProcessOutputs::Captured{},
                                                       .budget = toolBudget},
                                                      stop);

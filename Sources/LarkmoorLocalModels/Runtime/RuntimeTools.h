@@ -15,9 +15,6 @@ namespace larkmoor {
 /// What a tool may take at most; none is expected to come near it.
 inline constexpr std::chrono::hours toolBudget{1};
 
-/// As ours, but in the C locale and without the options that tar and gzip take from it.
-ProcessEnvironment toolEnvironment();
-
 /// Success is the exit status 0. Otherwise the error is `message`, with what the tool wrote to standard error behind it
 /// in parentheses; a tool that does not start has the system's words. A stop kills the tool.
 Task<std::expected<void, SetupError>> runTool(ProcessRunner& runner, std::string path,

@@ -26,7 +26,7 @@ void makeSupportDirectory(const std::string& support) {
 
 }  // namespace
 
-Application::Application()
+Application::Application(FileDescriptor updateLock)
     : applications_(loop_, bus_),
       alerts_(runner_, {.helper = bundle_.beside("larkmoor-alert"),
                         .build = bundle_.build.value_or(""),
@@ -73,6 +73,7 @@ Application::Application()
                     error.description());
         end(1);
     });
+    updateLock_ = std::move(updateLock);
     watchSignals();
 }
 
@@ -96,7 +97,30 @@ int Application::run() {
 
 void Application::end(int status) {
     status_ = status;
+    // Without a menu this process is not the application.
+    if (menuBar_) installer_.applyAtQuit();
     loop_.stop();
+}
+
+void Application::relaunch() {
+    // A quit goes on to its own end.
+    if (menuBar_ && menuBar_->isQuitting()) return;
+    isWantedAgain_ = true;
+    end(0);
+}
+
+void Application::sayUpAfterUpdate() {
+    if (!BundleExchange::record(installer_.places())) return;
+    constexpr std::chrono::seconds trial{3};
+    spawn(loop_, std::weak_ptr{menuBar_}, [this, trial](MenuBar&) -> Task<void> { return sayUp(trial); });
+}
+
+Task<void> Application::sayUp(std::chrono::seconds trial) {
+    MainTimer timer{loop_.get_executor(), trial};
+    co_await timer.async_wait(awaiting);
+    co_await BlockingWork::run(
+        [places = installer_.places(), build = installer_.build()] { UpdateInstaller::sayUp(places, build); });
+    updateLock_.reset();
 }
 
 std::string Application::takeActivationToken() {
@@ -112,6 +136,7 @@ void Application::becomeMenuBar() {
                                           .models = modelDuties(),
                                           .updates = updateDuties()});
     menuBar_->applicationDidFinishLaunching();
+    sayUpAfterUpdate();
     daemonWatch_ = bus_.watchName(std::string{XPCEndpoint::machServiceName}, [this](const std::string& owner) {
         if (!owner.empty() && menuBar_) menuBar_->daemonArrived();
     });

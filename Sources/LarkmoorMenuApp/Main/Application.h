@@ -11,6 +11,7 @@
 #include "LarkmoorMenuApp/LocalModelsDuties.h"
 #include "LarkmoorMenuApp/Main/RunningBundle.h"
 #include "LarkmoorMenuApp/MenuBar.h"
+#include "LarkmoorMenuApp/Update/Appcast/UpdateInstaller.h"
 #include "LarkmoorMenuApp/Update/UpdateHost.h"
 #include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"
@@ -24,19 +25,22 @@
 #include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "LarkmoorPlatform/Linux/Services/AutostartItem.h"
 #include "LarkmoorPlatform/Linux/Services/SystemdAgents.h"
+#include "LarkmoorPlatform/Linux/Signatures/HelperSignatures.h"
 #include "LarkmoorPlatform/Linux/System/PropertyListDefaults.h"
 #include "LarkmoorPlatform/Linux/Tray/StatusNotifierItem.h"
+#include "LarkmoorPlatform/PlatformLog.h"
 #include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor {
 
 class Application {
   public:
-    Application();
+    /// `updateLock` is that of BundleExchange::settle.
+    explicit Application(FileDescriptor updateLock);
 
     /// Runs until the application ends; the process's exit status.
     int run();
-    /// Whether it was started again while it was quitting: then it is to be started anew after `run`.
+    /// Whether it is to be started anew after `run`: it was started again while it was quitting, or an update is in.
     bool isWantedAgain() const { return status_ == 0 && isWantedAgain_; }
 
   private:
@@ -60,7 +64,12 @@ class Application {
     /// The token with which a window that a click opened may come to the front; "" if the host gave none.
     std::string takeActivationToken();
     void watchSignals();
+    /// Puts in what is to be installed at the quit; the last thing that happens.
     void end(int status);
+    void relaunch();
+    /// Says so once the menu has been up for a while, if this build is an update that was just put in.
+    void sayUpAfterUpdate();
+    Task<void> sayUp(std::chrono::seconds trial);
 
     MainLoop loop_{1};
     int status_ = 0;
@@ -86,8 +95,15 @@ class Application {
     DaemonAgent daemonAgent_;
     LoopbackHTTPClient http_{loop_};
     HelperFetch fetch_{runner_, {.helper = bundle_.beside("larkmoor-fetch"), .build = bundle_.build.value_or("")}};
+    HelperSignatures signatures_{runner_,
+                                 {.helper = bundle_.beside("larkmoor-verify"), .build = bundle_.build.value_or("")}};
     HostAgent hostAgent_{hostAgentSeams()};
     LocalModelsDuties localModels_{localModelsSeams()};
+    FileDescriptor updateLock_;  // until we have said that we are up
+    UpdateInstaller installer_{{.bundle = bundle_.folder,
+                                .build = bundle_.build.value_or(""),
+                                .relaunch = [this] { relaunch(); },
+                                .log = [](const std::string& line) { platformLog("[larkmoor-menu] " + line); }}};
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
     ApplicationLauncher launcher_;
     std::shared_ptr<XPCClient> client_;

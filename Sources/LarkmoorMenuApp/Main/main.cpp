@@ -1,16 +1,16 @@
 // The menu-bar application. Its command line tells what it is and starts it, and nothing else.
 #include <malloc.h>
-#include <spawn.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "LarkmoorKit/Menu/MenuLabels.h"
 #include "LarkmoorMenuApp/Main/Application.h"
+#include "LarkmoorMenuApp/Main/Successor.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace {
@@ -30,24 +30,22 @@ int tellVersion() {
     return print(stdout, title + "\n", 0);
 }
 
-/// The exit status. An application that was started again while it was quitting is started anew at its end.
+/// The exit status.
 int run(char** arguments) {
     // Else the first large answer makes the allocator keep the memory of later ones: 40 MB after half an hour of them.
     ::mallopt(M_MMAP_THRESHOLD, 128 * 1024);
     // The threads are few and live for seconds: arenas of their own would keep 90 KB.
     ::mallopt(M_ARENA_MAX, 1);
     // Before an update can put another file in its place.
-    const std::string executable = larkmoor::RunningBundle::current().executable;
-    auto application = std::make_unique<larkmoor::Application>();
+    const auto bundle = larkmoor::RunningBundle::current();
+    auto settled = larkmoor::BundleExchange::settle(larkmoor::UpdatePlaces{bundle.folder});
+    if (settled.isGivenBack) ::execv(bundle.executable.c_str(), arguments);
+    auto application = std::make_unique<larkmoor::Application>(std::move(settled.lock));
     const int status = application->run();
     const bool isWantedAgain = application->isWantedAgain();
     application.reset();
     if (!isWantedAgain) return status;
-    // A process of its own: this one's children and start time are not the next one's.
-    pid_t process = 0;
-    const int failed = ::posix_spawn(&process, executable.c_str(), nullptr, nullptr, arguments, environ);
-    if (failed == 0) return status;
-    return print(stderr, "larkmoor-menubar: cannot start again: " + std::string{std::strerror(failed)} + "\n", 1);
+    return larkmoor::Successor{.executable = bundle.executable, .bundle = bundle.folder}.start(arguments);
 }
 
 }  // namespace

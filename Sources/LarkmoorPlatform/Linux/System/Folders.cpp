@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <linux/fs.h>
 #include <linux/openat2.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -81,6 +82,27 @@ Done copyTree(const std::string& from, const std::string& to) {
 
 Done exchange(const std::string& one, const std::string& other) {
     return ::renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0 ? Done{} : failed(errno);
+}
+
+std::optional<Identity> identity(const std::string& path) {
+    struct stat status{};
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return std::nullopt;
+    return Identity{.device = status.st_dev, .number = status.st_ino};
+}
+
+Done sync(const std::string& path) {
+    const FileDescriptor folder{::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    return folder && ::syncfs(folder.get()) == 0 ? Done{} : failed(errno);
+}
+
+FileDescriptor lock(const std::string& path) {
+    FileDescriptor folder{::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    struct stat status{};
+    constexpr mode_t othersWrite = S_IWGRP | S_IWOTH;
+    const bool isOurs = folder && ::fstat(folder.get(), &status) == 0 && status.st_uid == ::geteuid() &&
+                        (status.st_mode & othersWrite) == 0;
+    if (!isOurs || ::flock(folder.get(), LOCK_EX | LOCK_NB) != 0) folder.reset();
+    return folder;
 }
 
 Done move(const std::string& from, const std::string& to) {

@@ -1,4 +1,4 @@
-#include "LarkmoorLocalModels/Runtime/ArchiveListing.h"
+#include "LarkmoorKit/Archive/ArchiveListing.h"
 
 #include <fmt/format.h>
 

@@ -1,0 +1,146 @@
+#include "LarkmoorMenuApp/Update/Appcast/BundleExchange.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <utility>
+
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/JSON/Decoder.h"
+#include "LarkmoorBase/JSON/Encoder.h"
+#include "LarkmoorPlatform/PropertyList.h"
+
+namespace larkmoor {
+
+UpdatePlaces::UpdatePlaces(std::string bundlePath) : bundle(std::move(bundlePath)) {
+    const std::filesystem::path path{bundle};
+    parent = path.parent_path().string();
+    folder = fmt::format("{}/.{}.update", parent == "/" ? "" : parent, path.filename().string());
+}
+
+namespace BundleExchange {
+
+namespace {
+
+using Folders::Done;
+
+constexpr mode_t fileMode = 0600;
+
+template <class Record>
+std::optional<Record> readRecord(const std::string& path) {
+    const auto bytes = Files::read(path);
+    if (!bytes) return std::nullopt;
+    auto value = Decoder::decode<Record>(*bytes);
+    return value ? std::optional{*std::move(value)} : std::nullopt;
+}
+
+template <class Record>
+Done writeRecord(const std::string& path, const Record& value) {
+    const auto bytes = Encoder::encode(value);
+    if (!bytes) return std::unexpected{path + ": no text for JSON"};
+    const auto written = Files::replace(path, *bytes, fileMode);
+    return written ? Done{} : std::unexpected{written.error().description()};
+}
+
+void remove(const UpdatePlaces& places, const std::string& path) {
+    // The tar of a process that was killed may still be unpacking there. What stays is found again by the next check.
+    constexpr int attempts = 50;
+    for (int attempt = 0; attempt < attempts && !Folders::removeTree(places.parent, path); ++attempt) {
+    }
+}
+
+void removeRecord(const UpdatePlaces& places) { ::unlink(places.record().c_str()); }
+
+void noteFailure(const UpdatePlaces& places, const std::string& build) {
+    // Without the note it is tried once more, which is no harm.
+    static_cast<void>(writeRecord(places.failed(), FailedUpdate{.build = build, .count = failures(places, build) + 1}));
+}
+
+/// The new build stands under the bundle's name, and was not up when it last ended.
+Settlement startAgain(const UpdatePlaces& places, UpdateRecord standing, FileDescriptor lock) {
+    const bool isOver = standing.isGivenBack || standing.starts >= maxStarts;
+    if (isOver && giveBack(places)) return {.isGivenBack = true};
+    ++standing.starts;
+    static_cast<void>(writeRecord(places.record(), standing));
+    return {.lock = std::move(lock)};
+}
+
+}  // namespace
+
+std::optional<std::string> buildOf(const std::string& bundle) {
+    const auto list = Files::read(bundle + "/Contents/Info.plist");
+    return list ? PropertyList::textUnder(*list, "CFBundleVersion") : std::nullopt;
+}
+
+std::optional<UpdateRecord> record(const UpdatePlaces& places) { return readRecord<UpdateRecord>(places.record()); }
+
+Done exchange(const UpdatePlaces& places, const std::string& from, const std::string& to) {
+    const UpdateRecord begun{.from = from, .to = to, .starts = 0, .isGivenBack = false};
+    if (Done written = writeRecord(places.record(), begun); !written) return written;
+    Done done = Folders::exchange(places.bundle, places.staged());
+    if (!done) removeRecord(places);
+    return done;
+}
+
+Done giveBack(const UpdatePlaces& places) {
+    auto standing = record(places);
+    if (!standing) return std::unexpected{std::string{"there is nothing to give back"}};
+    standing->isGivenBack = true;
+    // On a full disk the old bundle is more important than the note that the new one failed.
+    static_cast<void>(writeRecord(places.record(), *standing));
+    if (buildOf(places.bundle) == standing->to) {
+        if (buildOf(places.staged()) != standing->from)
+            return std::unexpected{places.staged() + ": not the old bundle"};
+        if (Done done = Folders::exchange(places.bundle, places.staged()); !done) return done;
+    }
+    noteFailure(places, standing->to);
+    remove(places, places.staged());
+    removeRecord(places);
+    return {};
+}
+
+void complete(const UpdatePlaces& places) {
+    removeRecord(places);
+    remove(places, places.folder);
+}
+
+Int failures(const UpdatePlaces& places, const std::string& build) {
+    const auto failed = readRecord<FailedUpdate>(places.failed());
+    return failed && failed->build == build ? failed->count : 0;
+}
+
+void clear(const UpdatePlaces& places, bool keepsStaged) {
+    if (record(places)) return;
+    for (const std::string& name : Files::names(places.folder).value_or(std::vector<std::string>{})) {
+        const std::string path = fmt::format("{}/{}", places.folder, name);
+        if (path != places.failed() && !(keepsStaged && path == places.staged())) remove(places, path);
+    }
+}
+
+void sweep(const UpdatePlaces& places, bool keepsStaged) {
+    clear(places, keepsStaged);
+    ::rmdir(places.folder.c_str());
+}
+
+Settlement settle(const UpdatePlaces& places) {
+    if (!Files::exists(places.record())) return {};
+    FileDescriptor lock = Folders::lock(places.folder);
+    if (!lock) return {};
+    const auto standing = record(places);
+    const auto inPlace = buildOf(places.bundle);
+    if (standing && inPlace == standing->to) return startAgain(places, *standing, std::move(lock));
+    if (standing && inPlace == standing->from) {
+        // Killed before the exchange, or behind the one that gave the old bundle back.
+        if (!standing->isGivenBack || !giveBack(places)) removeRecord(places);
+        return {};
+    }
+    // Somebody else has put another bundle there; or no record.
+    removeRecord(places);
+    sweep(places, false);
+    return {};
+}
+
+}  // namespace BundleExchange
+
+}  // namespace larkmoor

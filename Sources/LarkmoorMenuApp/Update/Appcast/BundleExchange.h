@@ -1,0 +1,82 @@
+// The exchange of the bundle for its update, as it stands on the disk. A process may be killed anywhere in here: under
+// the bundle's name there is always a whole bundle, and the next launch settles the rest by the record.
+//
+// Beside the bundle X.app there is, while there is something to keep, the folder .X.app.update with
+//
+//   download      the archive while it arrives, and while it is proven
+//   unpacking     what tar makes of it
+//   staged.app    the proven update; after the exchange, the bundle that was there before
+//   record.json   stands from before the exchange until the new build has said that it is up
+//   failed.json   which build did not come up, so that nobody is bothered with it every day
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorBase/Record.h"
+#include "LarkmoorPlatform/Folders.h"
+
+namespace larkmoor {
+
+struct UpdatePlaces {
+    explicit UpdatePlaces(std::string bundlePath);
+
+    std::string bundle;  ///< absolute, without a slash at its end
+    std::string parent;
+    std::string folder;
+
+    std::string download() const { return folder + "/download"; }
+    std::string unpacking() const { return folder + "/unpacking"; }
+    std::string staged() const { return folder + "/staged.app"; }
+    std::string record() const { return folder + "/record.json"; }
+    std::string failed() const { return folder + "/failed.json"; }
+};
+
+/// Builds are CFBundleVersion. `starts` counts those of the new build before it was up.
+LARKMOOR_RECORD(UpdateRecord, (std::string, from), (std::string, to), (Int, starts), (bool, isGivenBack))
+
+LARKMOOR_RECORD(FailedUpdate, (std::string, build), (Int, count))
+
+/// Blocks as long as the disk does; any thread.
+namespace BundleExchange {
+
+/// A new build that was started so often without saying that it is up is given back at the next start.
+inline constexpr Int maxStarts = 2;
+
+/// CFBundleVersion of a bundle.
+std::optional<std::string> buildOf(const std::string& bundle);
+
+/// Whether an exchange is not settled. What stands in the record's place and is none counts as settled.
+std::optional<UpdateRecord> record(const UpdatePlaces& places);
+
+/// Puts the staged bundle in the running one's place: one rename. After an error everything is as before.
+Folders::Done exchange(const UpdatePlaces& places, const std::string& from, const std::string& to);
+
+/// Puts the old bundle back and notes that the new one failed. It may be called again after a kill.
+Folders::Done giveBack(const UpdatePlaces& places);
+
+/// The new build is up: from the first step on there is no way back. Then the old bundle goes.
+void complete(const UpdatePlaces& places);
+
+/// How often a build did not come up.
+Int failures(const UpdatePlaces& places, const std::string& build);
+
+/// Removes what sessions before have left in the folder, but for the note of a failure; nothing while there is a
+/// record.
+void clear(const UpdatePlaces& places, bool keepsStaged);
+/// The same, and the folder if it is empty then.
+void sweep(const UpdatePlaces& places, bool keepsStaged);
+
+struct Settlement {
+    bool isGivenBack = false;  ///< another build than ours stands under the bundle's name now
+    FileDescriptor lock{};     ///< to be held until the new build is up, so that no other start settles
+};
+
+/// At each launch, before the application begins: what an exchange that was not completed has left. `maxStarts` is
+/// counted here. Does nothing while another process is about it.
+Settlement settle(const UpdatePlaces& places);
+
+}  // namespace BundleExchange
+
+}  // namespace larkmoor

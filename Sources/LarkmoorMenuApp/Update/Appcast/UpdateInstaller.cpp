@@ -1,0 +1,127 @@
+#include "LarkmoorMenuApp/Update/Appcast/UpdateInstaller.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "LarkmoorBase/Files.h"
+
+namespace larkmoor {
+
+namespace {
+
+using Checked = std::expected<void, std::string>;
+
+/// Renaming a folder into another one writes its "..", so the bundle itself has to be writable, too; and in a folder
+/// like /tmp only what is one's own may be renamed.
+bool mayRename(const UpdatePlaces& places) {
+    struct stat parent{}, bundle{};
+    if (::stat(places.parent.c_str(), &parent) != 0 || ::lstat(places.bundle.c_str(), &bundle) != 0) return false;
+    if (::access(places.parent.c_str(), W_OK | X_OK) != 0 || ::access(places.bundle.c_str(), W_OK) != 0) return false;
+    const uid_t user = ::geteuid();
+    return (parent.st_mode & S_ISVTX) == 0 || user == 0 || user == parent.st_uid || user == bundle.st_uid;
+}
+
+/// Tried with two empty files, on the volume on which it counts.
+Checked tryExchange(const UpdatePlaces& places) {
+    const std::array probes{places.folder + "/probe-1", places.folder + "/probe-2"};
+    Checked tried;
+    for (const std::string& probe : probes) {
+        ::unlink(probe.c_str());
+        const auto made = Files::create(probe, {}, 0600);
+        if (tried && !made) tried = std::unexpected{made.error().description()};
+    }
+    if (tried) {
+        const Folders::Done done = Folders::exchange(probes[0], probes[1]);
+        if (!done) {
+            tried = std::unexpected{fmt::format("the file system of {} cannot exchange two folders at one stroke ({})",
+                                                places.parent, done.error())};
+        }
+    }
+    for (const std::string& probe : probes) ::unlink(probe.c_str());
+    return tried;
+}
+
+std::string inUse(const UpdatePlaces& places) { return fmt::format("{} is in use by another process", places.folder); }
+
+}  // namespace
+
+UpdateInstaller::UpdateInstaller(Options options)
+    : options_(std::move(options)), places_(options_.bundle), launched_(Folders::identity(options_.bundle)) {}
+
+Checked UpdateInstaller::checkIsOurs() const {
+    const auto present = Folders::identity(places_.bundle);
+    if (launched_ && present == launched_ && BundleExchange::buildOf(places_.bundle) == options_.build) return {};
+    return std::unexpected{
+        fmt::format("{} is not the copy that runs: it was moved or replaced; please start it anew", places_.bundle)};
+}
+
+Checked UpdateInstaller::prepare() {
+    if (Checked ours = checkIsOurs(); !ours) return ours;
+    if (!mayRename(places_)) {
+        return std::unexpected{
+            fmt::format("Larkmoor is installed in {}, which you may not change; whoever installed it there, such as "
+                        "your package manager or your administrator, brings it up to date",
+                        places_.parent)};
+    }
+    if (BundleExchange::record(places_)) {
+        return std::unexpected{std::string{"the update before this one is not completed yet"}};
+    }
+    if (const auto made = Files::makeFolders(places_.folder, 0700); !made) {
+        return std::unexpected{made.error().description()};
+    }
+    const auto bundle = Folders::identity(places_.bundle), folder = Folders::identity(places_.folder);
+    if (!folder || folder->device != bundle->device) {
+        return std::unexpected{fmt::format("{} is not on the volume of its folder", places_.bundle)};
+    }
+    lock_.reset();
+    lock_ = Folders::lock(places_.folder);
+    if (!lock_) return std::unexpected{inUse(places_)};
+    return tryExchange(places_);
+}
+
+Checked UpdateInstaller::checkStaged() const {
+    if (!staged_) return std::unexpected{std::string{"no update is ready"}};
+    const bool isThere = Folders::identity(places_.staged()) == staged_->identity &&
+                         BundleExchange::buildOf(places_.staged()) == staged_->build;
+    if (!isThere) return std::unexpected{places_.staged() + ": not the update that was proven"};
+    return checkIsOurs();
+}
+
+UpdateInstaller::Installed UpdateInstaller::install(bool relaunches) {
+    Checked done = checkStaged();
+    // A session that is not at its end holds it already.
+    if (done && !lock_) lock_ = Folders::lock(places_.folder);
+    if (done && !lock_) done = std::unexpected{inUse(places_)};
+    if (done) done = BundleExchange::exchange(places_, options_.build, staged_->build);
+    if (!done) {
+        lock_.reset();
+        options_.log("the update could not be put in place: " + done.error());
+        return done;
+    }
+    options_.log(fmt::format("build {} is in place of build {}", staged_->build, options_.build));
+    staged_.reset();
+    if (relaunches) options_.relaunch();
+    return {};
+}
+
+void UpdateInstaller::applyAtQuit() {
+    if (staged_) static_cast<void>(install(false));
+}
+
+void UpdateInstaller::sayUp(const UpdatePlaces& places, const std::string& build) {
+    const auto standing = BundleExchange::record(places);
+    if (standing && standing->to == build && BundleExchange::buildOf(places.bundle) == build) {
+        BundleExchange::complete(places);
+    }
+}
+
+std::shared_ptr<OneShotEvent> UpdateInstaller::takeTurn(std::shared_ptr<OneShotEvent> mine) {
+    return std::exchange(lastTurn_, std::move(mine));
+}
+
+}  // namespace larkmoor

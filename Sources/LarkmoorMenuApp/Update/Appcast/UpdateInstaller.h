@@ -1,0 +1,75 @@
+// The running bundle and its exchange, for the life of the process. Updaters come and go; what they have staged stays
+// here, and goes in at once or when the application ends.
+#pragma once
+
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "LarkmoorBase/OneShotEvent.h"
+#include "LarkmoorMenuApp/Update/Appcast/BundleExchange.h"
+
+namespace larkmoor {
+
+/// An update that lies beside the bundle and was proven by this process.
+struct StagedUpdate {
+    std::string build;
+    std::string version;
+    Folders::Identity identity;
+};
+
+/// Main thread.
+class UpdateInstaller {
+  public:
+    using Installed = std::expected<void, std::string>;
+
+    struct Options {
+        std::string bundle;  ///< the folder that this process runs from, absolute
+        std::string build;   ///< what it was at the launch
+        /// Ends this application and starts the one that then stands in its place.
+        std::function<void()> relaunch;
+        std::function<void(std::string)> log;
+    };
+
+    explicit UpdateInstaller(Options options);
+
+    const UpdatePlaces& places() const { return places_; }
+    const std::string& build() const { return options_.build; }
+
+    /// Why no update can be put in the bundle's place, in words, as far as that can be told beforehand: the bundle is
+    /// not what was launched, it is not this person's to change, or its file system cannot exchange two folders. Makes
+    /// the folder of `places` and holds its lock until `release`.
+    std::expected<void, std::string> prepare();
+    void release() { lock_.reset(); }
+
+    const std::optional<StagedUpdate>& staged() const { return staged_; }
+    void setStaged(std::optional<StagedUpdate> staged) { staged_ = std::move(staged); }
+
+    /// Exchanges the bundle for what is staged: one rename. `relaunch` is called after a success.
+    Installed install(bool relaunches);
+    /// The last thing before the end of the loop: what is staged goes in, and nothing is started. Takes milliseconds;
+    /// a failure is logged.
+    void applyAtQuit();
+
+    /// Says that this build is up, if it is one that was just exchanged; its remains are removed. Blocks as long as
+    /// that takes; any thread.
+    static void sayUp(const UpdatePlaces& places, const std::string& build);
+
+    /// Sessions take turns: what to wait for, if anything, before the one that brings `mine` may begin.
+    std::shared_ptr<OneShotEvent> takeTurn(std::shared_ptr<OneShotEvent> mine);
+
+  private:
+    std::expected<void, std::string> checkIsOurs() const;
+    std::expected<void, std::string> checkStaged() const;
+
+    const Options options_;
+    const UpdatePlaces places_;
+    const std::optional<Folders::Identity> launched_;
+    std::optional<StagedUpdate> staged_;
+    FileDescriptor lock_;
+    std::shared_ptr<OneShotEvent> lastTurn_;
+};
+
+}  // namespace larkmoor
