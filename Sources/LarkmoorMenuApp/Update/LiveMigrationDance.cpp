@@ -156,6 +156,7 @@ Task<bool> LiveMigrationDance::meetingIsLive() {
 }
 
 Task<bool> LiveMigrationDance::stopDaemon() {
+    seams_.willStopDaemon();
     (void)co_await seams_.launchctl.bootout(LoginItems::guiServiceTarget(seams_.user));
     MainTimer second{seams_.loop};
     for (int round = 0; round < seams_.budgets.stopRounds; ++round) {
