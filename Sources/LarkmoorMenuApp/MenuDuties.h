@@ -115,8 +115,8 @@ struct MenuDuties {
         Question migrationOwed;
         Question isMigrating;
         /// Whether a migration has the store to itself, for which the daemon was stopped; and the end of that.
-        Question isStoreAtWork;
-        Duty untilStoreRests;
+        Question isStoreAtWork{};
+        Duty untilStoreRests{};
 
         Click checkForUpdate;
         Click installUpdate;

@@ -19,8 +19,8 @@ UPDATE_LINES = ("[larkmoor-menu] migrations at launch", "[larkmoor-menu] NOT sta
 class ManagedSession(Session):
     """A login session with a `systemd --user`, and the bundle in it with understudies of the family in their places."""
 
-    def __init__(self, bundle, understudy, tray, settings=None, daemon_arguments=""):
-        self.source, self.understudy, self.settings_tool, self.daemon_arguments = bundle, understudy, settings, daemon_arguments
+    def __init__(self, bundle, understudy, tray, settings=None):
+        self.source, self.understudy, self.settings_tool = bundle, understudy, settings
         self.folder = tempfile.TemporaryDirectory(prefix="larkmoor.")
         self.home = Path(self.folder.name)
         self.tray_tool = tray
@@ -38,8 +38,13 @@ class ManagedSession(Session):
     def make_bundle(self):
         self.bundle = self.home / "Larkmoor.app"
         shutil.copytree(self.source, self.bundle)
+        # By the daemon's name in the table of processes, and without a scenario at first.
+        daemon, scenario = self.home / "family/larkmoor", self.home / "daemon.json"
+        daemon.parent.mkdir()
+        daemon.symlink_to(self.understudy)
+        scenario.write_text("{}", encoding="utf-8")
         # The user always clicks the first button.
-        for name, script in (("larkmoor", f'exec "{self.understudy}" --support-root "{self.support}" {self.daemon_arguments}'),
+        for name, script in (("larkmoor", f'exec "{daemon}" --support-root "{self.support}" --scenario "{scenario}"'),
                              ("larkmoor-hook", f'echo "$@" >>"{self.home}/hooked"'),
                              ("larkmoor-alert", f'tr "\\0" "\\n" >>"{self.home}/alerts"; echo "chosen 0"')):
             path = self.bundle / "Contents/MacOS" / name

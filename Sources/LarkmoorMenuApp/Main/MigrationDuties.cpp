@@ -2,6 +2,8 @@
 #include <fmt/chrono.h>
 #include <unistd.h>
 
+#include <boost/asio/post.hpp>
+
 #include <ctime>
 
 #include "LarkmoorMenuApp/Main/Application.h"
@@ -23,50 +25,56 @@ std::string Application::store() const {
     return fmt::format("{}/{}", ClientInstance::supportRoot(support_), ClientInstance::databaseName);
 }
 
+LiveMigrationDance::Seams Application::migrationSeams(std::string build) {
+    return {.loop = loop_,
+            .runner = runner_,
+            .launchctl = launchAgents_,
+            .agent = daemonAgent_,
+            .signatures = signatures_,
+            .dial = sessionBusDial(loop_),
+            .bundle = bundle_.folder,
+            .user = ::getuid(),
+            .serves = [this, build = std::move(build)](
+                          std::chrono::milliseconds within) { return updates_->daemonAnswers(build, within); },
+            .willStopDaemon =
+                [this] {
+                    if (!storeWork_) storeWork_ = std::make_shared<OneShotEvent>(loop_);
+                },
+            .say = [this](std::string_view line) { updates_->relay().say(line); },
+            .systemLog = [this](std::string_view line) { updates_->relay().sayHere(line); }};
+}
+
 Task<MigrationRun> Application::migrateInstalled(std::string build) {
-    LiveMigrationDance live{
-        std::make_shared<LiveMeetingReporter>(client_),
-        {.loop = loop_,
-         .runner = runner_,
-         .launchctl = launchAgents_,
-         .agent = daemonAgent_,
-         .signatures = signatures_,
-         .dial = sessionBusDial(loop_),
-         .bundle = bundle_.folder,
-         .user = ::getuid(),
-         .serves = [this, build](std::chrono::milliseconds within) { return updates_->daemonAnswers(build, within); },
-         .willStopDaemon =
-             [this] {
-                 if (!storeWork_) storeWork_ = std::make_shared<OneShotEvent>(loop_);
-             },
-         .say = [this](std::string_view line) { updates_->relay().say(line); },
-         .systemLog = [this](std::string_view line) { updates_->relay().sayHere(line); }}};
+    LiveMigrationDance live{std::make_shared<LiveMeetingReporter>(client_), migrationSeams(build)};
     MigrationDance dance{{.running = live,
                           .store = store(),
                           .backupDir = ClientInstance::supportRoot(support_),
                           .logPath = StoreRecovery::applyLog(store(), std::time(nullptr)),
                           .now = [] { return iso8601(std::time(nullptr)); }}};
-    MigrationRun run;
-    std::exception_ptr thrown;
     try {
-        run = co_await dance.migrateInstalled(std::move(build));
+        MigrationRun run = co_await dance.migrateInstalled(std::move(build));
         run.planMs = live.lastPlanMs();
+        co_return run;
     } catch (...) {
-        thrown = std::current_exception();
+        storeRests();
+        throw;
     }
-    storeRests();
-    if (thrown) std::rethrow_exception(thrown);
-    co_return run;
 }
 
-/// However the run ends, the store rests afterwards, and an end that waited for that goes on.
+/// The end of a run. An end of this process that waited for it comes after the words on it.
+Task<MarkerWrite> Application::settle(MigrationVerdict verdict, std::string build) {
+    MarkerWrite written = ledger_.settle(verdict, build);
+    boost::asio::post(loop_, [this] { storeRests(); });
+    co_return written;
+}
+
 Task<void> Application::untilStoreRests() {
     if (const auto work = storeWork_) co_await work->wait();
 }
 
 void Application::storeRests() {
     if (const auto work = std::exchange(storeWork_, nullptr)) work->set();
-    if (endsWhenStoreRests_) end(status_);
+    if (endsWhenStoreRests_) endNow(status_);
 }
 
 }  // namespace larkmoor
