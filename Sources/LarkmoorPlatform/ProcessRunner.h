@@ -76,6 +76,8 @@ struct ProcessRequest {
     ProcessErrors errors{};
     /// The time from the start until SIGKILL. Mandatory.
     std::chrono::milliseconds budget;
+    /// Whether the program goes on if this process ends before it, which then nobody watches.
+    bool outlivesUs = false;
 };
 
 namespace ProcessEnds {

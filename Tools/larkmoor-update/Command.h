@@ -22,6 +22,16 @@ Outcome compare(const Arguments& arguments);
 Outcome pick(const Arguments& arguments);
 /// The menu's row after a list of events.
 Outcome row(const Arguments& arguments);
+/// Whether a backup could be put back; its stated size may be left out.
+Outcome inspect(const Arguments& arguments);
+/// Whose latch stands beside a store.
+Outcome latch(const Arguments& arguments);
+/// The records of a store folder's postponed builds.
+Outcome ledger(const Arguments& arguments);
+/// How many steps are pending by a Migrator's output.
+Outcome plan(const Arguments& arguments);
+/// The backup that an apply log vouches for.
+Outcome vouch(const Arguments& arguments);
 /// Whether an archive has the signature that a feed tells of it.
 Outcome verify(const Arguments& arguments);
 

@@ -9,9 +9,14 @@ namespace {
 
 constexpr auto verbs = std::to_array<Verb<Arguments>>({
     {"compare", "A B", 2, compare},
+    {"inspect", "BACKUP [SIZE]", Verb<Arguments>::anyCount, inspect},
+    {"latch", "STORE", 1, latch},
+    {"ledger", "FOLDER", 1, ledger},
     {"pick", "FEED --build B --system V [--base URL]", 1, pick},
+    {"plan", "FILE", 1, plan},
     {"row", "[EVENT[=VALUE]...]", Verb<Arguments>::anyCount, row},
     {"verify", "ARCHIVE --key K --signature S", 1, verify},
+    {"vouch", "LOG", 1, vouch},
 });
 
 constexpr auto options = std::to_array<VerbOption<Arguments>>({

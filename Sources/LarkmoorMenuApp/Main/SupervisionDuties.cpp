@@ -1,20 +1,32 @@
 // What the daemon's supervision does for the menu.
 #include "LarkmoorMenuApp/Main/Application.h"
+#include "LarkmoorMenuApp/Update/StoreRecovery.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
 namespace larkmoor {
 
+namespace {
+
+Task<void> nothing() { co_return; }
+
+}  // namespace
+
 MenuDuties::Supervision Application::supervisionDuties() {
     return {
         .registerLoginItems = [this] { return registerLoginItems(); },
-        .clearQuitAndHealLooseAgent = [this] { return daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_); },
-        .releaseQuitIfHeld = [this] { return daemonAgent_.releaseQuitIfHeld(quitSentinel_); },
+        .clearQuitAndHealLooseAgent =
+            [this] { return isStoreLatched() ? nothing() : daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_); },
+        .releaseQuitIfHeld =
+            [this] { return isStoreLatched() ? nothing() : daemonAgent_.releaseQuitIfHeld(quitSentinel_); },
     };
 }
 
+/// A store under a latch may be half-written: the daemon is not started over it before the migration has judged it.
+bool Application::isStoreLatched() const { return StoreRecovery::isLatched(store()); }
+
 Task<void> Application::registerLoginItems() {
     co_await LoginItems::registerItem("login item", loginItem_, platformLog);
-    co_await daemonAgent_.registerInBundleAgent();
+    if (!isStoreLatched()) co_await daemonAgent_.registerInBundleAgent();
 }
 
 }  // namespace larkmoor

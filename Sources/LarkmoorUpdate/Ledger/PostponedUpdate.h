@@ -2,17 +2,29 @@
 // same build does not try again.
 #pragma once
 
+#include <expected>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "LarkmoorBase/Bytes.h"
 #include "LarkmoorBase/ClosedVariant.h"
+#include "LarkmoorBase/JSON/Coding.h"
 #include "LarkmoorBase/Record.h"
 
 namespace larkmoor {
 
 struct PostponedUpdate {
+    static constexpr std::string_view fileName = "migration-postponed.json";
+
     /// `at` is in ISO 8601 form; `backup` and `log` are paths.
     LARKMOOR_RECORD(Record, (std::string, version), (std::string, because), (std::string, at),
                     (std::optional<std::string>, backup), (std::optional<std::string>, log))
+    LARKMOOR_RECORD(Ledger, (std::vector<Record>, postponed))
+
+    /// Of the file's content. Earlier builds wrote a single record. A content that cannot be read blocks nothing.
+    static std::vector<Record> records(BytesView content);
+    static std::expected<Bytes, CodingFailure> encoded(std::vector<Record> records);
 };
 
 struct MarkerWriteCases {

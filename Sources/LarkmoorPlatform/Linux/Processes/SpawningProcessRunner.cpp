@@ -39,13 +39,20 @@ class Run : public std::enable_shared_from_this<Run> {
   public:
     using Ended = std::function<void(ProcessResult)>;
 
-    Run(MainLoop& loop, SpawnedProcess process, ProcessChannels channels, ProcessOutputs::Streamed streamed)
+    Run(MainLoop& loop, SpawnedProcess process, ProcessChannels channels, ProcessOutputs::Streamed streamed,
+        bool outlivesUs)
         : process_(std::move(process)),
+          outlivesUs_(outlivesUs),
           channels_(std::move(channels)),
           streamed_(std::move(streamed)),
           ended_(loop),
           stream_(loop),
           timer_(loop) {}
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+    ~Run() {
+        if (outlivesUs_) static_cast<void>(std::move(process_).detach());
+    }
 
     /// Registers the descriptors with the loop; a run cannot start without that.
     std::expected<void, FileError> watch(const std::string& executable) {
@@ -140,6 +147,7 @@ class Run : public std::enable_shared_from_this<Run> {
     }
 
     SpawnedProcess process_;
+    const bool outlivesUs_;
     ProcessChannels channels_;
     const ProcessOutputs::Streamed streamed_;
     Descriptor ended_;
@@ -160,7 +168,8 @@ std::expected<std::shared_ptr<Run>, FileError> start(MainLoop& loop, ProcessRequ
     channels->closeChildEnds();
     auto* streamed = std::get_if<ProcessOutputs::Streamed>(&request.output);
     auto run = std::make_shared<Run>(loop, std::move(*process), std::move(*channels),
-                                     streamed == nullptr ? ProcessOutputs::Streamed{} : std::move(*streamed));
+                                     streamed == nullptr ? ProcessOutputs::Streamed{} : std::move(*streamed),
+                                     request.outlivesUs);
     if (auto watched = run->watch(request.executable); !watched) return std::unexpected(watched.error());
     return run;
 }

@@ -7,7 +7,8 @@ namespace larkmoor {
 
 class SpawningProcessRunner final : public ProcessRunner {
   public:
-    /// `run` is awaited on `loop`, which outlives this; programs that run when the loop is destroyed are killed.
+    /// `run` is awaited on `loop`, which outlives this; programs that run when the loop is destroyed are
+    /// killed, unless they outlive us.
     explicit SpawningProcessRunner(MainLoop& loop) : loop_(loop) {}
 
     Task<ProcessResult> run(ProcessRequest request, std::stop_token stop = {}) override;

@@ -1,0 +1,137 @@
+#include "LarkmoorMenuApp/Update/StoreRecovery.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+
+#include "LarkmoorBase/DurableFiles.h"
+#include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorPlatform/Process.h"
+#include "LarkmoorUpdate/Dance/MigrationDance.h"
+#include "LarkmoorWire/Identity/ClientStoreMode.h"
+
+namespace larkmoor {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string latchPath(const std::string& store) { return store + std::string{MigrationDance::latchSuffix}; }
+
+std::string folderOf(const std::string& path) { return fs::path{path}.parent_path().string(); }
+
+/// The modification date, newest first; one that cannot be had is the oldest.
+struct DatedLog {
+    std::chrono::system_clock::time_point modified;
+    std::string path;
+};
+
+std::vector<DatedLog> applyLogs(const std::string& store) {
+    std::vector<DatedLog> logs;
+    const std::string folder = folderOf(store);
+    const std::string beginning = fs::path{store}.filename().string() + ".migrate.";
+    for (const std::string& name : Files::names(folder).value_or(std::vector<std::string>{})) {
+        if (!name.starts_with(beginning) || !name.ends_with(".log")) continue;
+        const std::string path = (fs::path{folder} / name).string();
+        logs.push_back({Files::modified(path).value_or(std::chrono::system_clock::time_point::min()), path});
+    }
+    std::ranges::sort(logs, std::ranges::greater{}, &DatedLog::modified);
+    return logs;
+}
+
+/// Of a regular file; a link is none.
+std::optional<std::int64_t> sizeOf(const std::string& path) {
+    struct stat status{};
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    return status.st_size;
+}
+
+bool isPlaintextSQLite(const std::string& path) {
+    constexpr std::string_view header = "SQLite format 3";
+    std::array<char, header.size()> start{};
+    const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
+    return file && ::read(file.get(), start.data(), start.size()) == static_cast<ssize_t>(start.size()) &&
+           std::string_view{start.data(), start.size()} == header;
+}
+
+/// The file itself where the path is a link, so that the link stays and what SQLite keeps beside the file is found.
+std::string resolved(const std::string& store) {
+    std::error_code failed;
+    const fs::path real = fs::canonical(store, failed);
+    return failed ? store : real.string();
+}
+
+}  // namespace
+
+bool StoreRecovery::isLatched(const std::string& store) { return Files::exists(latchPath(store)); }
+
+StandingLatch StoreRecovery::standingLatch(const std::string& store) {
+    if (!isLatched(store)) return StandingLatch::None{};
+    const auto bytes = Files::read(latchPath(store));
+    return StandingLatch::judge(bytes ? asText(*bytes) : std::string_view{},
+                                [](std::int32_t pid) { return ProcessTable::start(pid); });
+}
+
+void StoreRecovery::lowerLatch(const std::string& store) {
+    if (::unlink(latchPath(store).c_str()) == 0) (void)DurableFiles::syncFolder(folderOf(store));
+}
+
+std::string StoreRecovery::applyLog(const std::string& store, std::int64_t epochSeconds) {
+    return fmt::format("{}.migrate.{}.log", store, epochSeconds);
+}
+
+std::vector<std::string> StoreRecovery::lines(std::string_view text) {
+    std::vector<std::string> lines;
+    for (auto end = text.find('\n'); end != text.npos; end = text.find('\n')) {
+        lines.emplace_back(text.substr(0, end));
+        text.remove_prefix(end + 1);
+    }
+    lines.emplace_back(text);
+    return lines;
+}
+
+std::optional<std::vector<std::string>> StoreRecovery::killedApplyLog(const std::string& store, std::int32_t pid) {
+    for (const DatedLog& log : applyLogs(store)) {
+        const auto bytes = Files::read(log.path);
+        if (!bytes) continue;
+        auto found = lines(asText(*bytes));
+        if (StandingLatch::log(found, pid)) return found;
+    }
+    return std::nullopt;
+}
+
+StoreRestore::Outcome StoreRestore::inspect(const VouchedBackup& backup) {
+    return Outcome::ofFile(backup, sizeOf(backup.path), isPlaintextSQLite(backup.path));
+}
+
+StoreRestore::Outcome StoreRestore::put(const VouchedBackup& backup, const std::string& over) {
+    const auto size = sizeOf(backup.path);
+    Outcome inspected = inspect(backup);
+    if (inspected.is<Outcome::Refused>()) return inspected;
+    const std::string store = resolved(over);
+    const std::string staging = store + ".restoring";
+    ::unlink(staging.c_str());
+    const auto copied = DurableFiles::copy(backup.path, staging, ClientStoreMode::file);
+    // One that another process writes meanwhile is not the copy that was measured.
+    if (!copied || std::cmp_not_equal(*copied, size.value_or(0))) {
+        if (copied) ::unlink(staging.c_str());
+        return Outcome::Refused{backup.path + " could not be copied beside the store"};
+    }
+    static_cast<void>(::chmod(staging.c_str(), ClientStoreMode::file));
+    if (std::rename(staging.c_str(), store.c_str()) != 0) {
+        const FileError error{store, errno};
+        ::unlink(staging.c_str());
+        return Outcome::Refused{fmt::format("{} could not be put back over {}: {}", backup.path, over, error.reason())};
+    }
+    for (const char* sidecar : {"-wal", "-shm"}) ::unlink((store + sidecar).c_str());
+    (void)DurableFiles::syncFolder(folderOf(store));
+    return inspected;
+}
+
+}  // namespace larkmoor

@@ -1,0 +1,61 @@
+#include "LarkmoorUpdate/Recovery/StandingLatch.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+
+#include "LarkmoorBase/Text.h"
+
+namespace larkmoor {
+
+namespace {
+
+/// The last value of the key; "" without one.
+std::string_view valueOf(std::string_view text, std::string_view key) {
+    std::string_view value;
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(text.size(), line.size() + 1));
+        const auto blank = line.find(' ');
+        if (blank != line.npos && line.substr(0, blank) == key) value = trimmed(line.substr(blank + 1));
+    }
+    return value;
+}
+
+/// A decimal number of at least 1.
+template <class Number>
+std::optional<Number> positive(std::string_view text) {
+    Number number = 0;
+    const auto [end, failed] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool isWhole = failed == std::errc{} && end == text.data() + text.size();
+    return isWhole && number >= 1 ? std::optional{number} : std::nullopt;
+}
+
+}  // namespace
+
+StandingLatch StandingLatch::judge(std::string_view text, const StartTimeOfPid& startTimeOfPid) {
+    const auto pid = positive<std::int32_t>(valueOf(text, "pid"));
+    const auto startedAt = positive<std::int64_t>(valueOf(text, "started-at-us"));
+    if (!pid || !startedAt) return Stale{};
+    const auto start = startTimeOfPid(*pid);
+    const auto microseconds = [](auto time) {
+        return std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
+    };
+    if (start && microseconds(*start) == *startedAt) return HeldByLiveMigrator{*pid};
+    return Stale{*pid};
+}
+
+bool StandingLatch::log(const std::vector<std::string>& lines, std::int32_t namesPid) {
+    const std::string name = fmt::format(" · pid {}", namesPid);
+    return std::ranges::any_of(lines, [&](const std::string& line) {
+        if (!line.starts_with("LATCH   ")) return false;
+        for (auto at = line.find(name); at != line.npos; at = line.find(name, at + 1)) {
+            const auto behind = at + name.size();
+            if (behind == line.size() || line[behind] == ' ') return true;
+        }
+        return false;
+    });
+}
+
+}  // namespace larkmoor

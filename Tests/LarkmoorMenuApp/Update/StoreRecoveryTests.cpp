@@ -1,0 +1,174 @@
+// The files around a store, and the ledger of postponed builds, on a real disk.
+#include "LarkmoorMenuApp/Update/StoreRecovery.h"
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorMenuApp/Update/PostponementLedger.h"
+#include "Support/TemporaryFolder.h"
+
+namespace larkmoor {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+using Verdict = MigrationVerdict;
+
+void write(const std::string& path, std::string_view text) { std::ofstream{path} << text; }
+
+std::string content(const std::string& path) {
+    const auto bytes = Files::read(path);
+    return bytes ? std::string{asText(*bytes)} : "(none)";
+}
+
+struct StoreFiles : ::testing::Test {
+    testing::TemporaryFolder folder;
+    std::string store = folder / "s.db", backup = folder / "b";
+
+    void age(const std::string& path, int hours) {
+        fs::last_write_time(path, fs::file_time_type::clock::now() - std::chrono::hours{hours});
+    }
+};
+
+TEST_F(StoreFiles, TheNewestLogOfTheProcessCounts) {
+    for (const auto& [name, line, age] : {std::tuple{"s.db.migrate.1.log", "old", 3},
+                                          {"s.db.migrate.2.log", "new", 2},
+                                          {"s.db.migrate.3.txt", "other", 1},
+                                          {"t.db.migrate.9.log", "other", 1}}) {
+        write(folder / name, std::string{"LATCH   raised · pid 12\n"}.append(line));
+        this->age(folder / name, age);
+    }
+    write(folder / "s.db.migrate.7.log", "LATCH   raised · pid 123");
+    const auto log = StoreRecovery::killedApplyLog(store, 12);
+    ASSERT_TRUE(log);
+    EXPECT_EQ(log->back(), "new");
+    EXPECT_EQ(StoreRecovery::killedApplyLog(store, 13), std::nullopt);
+}
+
+TEST_F(StoreFiles, ALatchThatCannotBeReadIsStale) {
+    EXPECT_TRUE(StoreRecovery::standingLatch(store).is<StandingLatch::None>());
+    const std::string latch = store + ".migration-in-progress";
+    ASSERT_EQ(::mkfifo(latch.c_str(), 0600), 0);
+    EXPECT_EQ(StoreRecovery::standingLatch(store), StandingLatch{StandingLatch::Stale{}});
+    StoreRecovery::lowerLatch(store);
+    EXPECT_FALSE(StoreRecovery::isLatched(store));
+}
+
+TEST_F(StoreFiles, ABackupIsPutBackWithoutWhatBelongedToTheOldFile) {
+    write(store, "half");
+    write(store + "-wal", "w");
+    write(store + "-shm", "s");
+    write(store + ".restoring", "of a killed restore");
+    write(backup, "0123456789");
+    ASSERT_EQ(::chmod(store.c_str(), 0644), 0);
+    const auto outcome = StoreRestore::put({.path = backup, .statedSize = "10 B"}, store);
+    EXPECT_EQ(outcome, RestoreOutcome{RestoreOutcome::Restored{"10 bytes, inside the 10 B the apply log vouched for"}});
+    EXPECT_EQ(content(store), "0123456789");
+    EXPECT_EQ(Files::permissions(store), 0600);
+    EXPECT_EQ(Files::names(folder.path()), (std::vector<std::string>{"b", "s.db"}));
+}
+
+TEST_F(StoreFiles, ALinkedStoreIsRestoredWhereItIs) {
+    fs::create_directory(folder / "elsewhere");
+    write(folder / "elsewhere/real.db", "half");
+    fs::create_symlink(folder / "elsewhere/real.db", store);
+    write(backup, "whole");
+    EXPECT_TRUE(StoreRestore::put({.path = backup}, store).is<RestoreOutcome::Restored>());
+    EXPECT_TRUE(fs::is_symlink(store));
+    EXPECT_EQ(content(folder / "elsewhere/real.db"), "whole");
+}
+
+TEST_F(StoreFiles, ARefusedRestoreTouchesNothing) {
+    write(store, "half");
+    const auto why = [&](std::optional<std::string> stated = {}) {
+        const auto outcome = StoreRestore::put({.path = backup, .statedSize = std::move(stated)}, store);
+        const auto* refused = outcome.as<RestoreOutcome::Refused>();
+        EXPECT_EQ(content(store), "half");
+        EXPECT_FALSE(Files::exists(store + ".restoring"));
+        return refused ? refused->why : "(restored)";
+    };
+    EXPECT_EQ(why(), backup + " is not a file this Mac can measure");
+    fs::create_directory(backup);
+    EXPECT_EQ(why(), backup + " is not a file this Mac can measure");
+    fs::remove(backup);
+    fs::create_symlink(store, backup);
+    EXPECT_EQ(why(), backup + " is not a file this Mac can measure");
+    fs::remove(backup);
+    write(backup, "");
+    EXPECT_EQ(why("0 B"), backup + " is EMPTY, so it is not an undo");
+    write(backup, "0123456789");
+    EXPECT_EQ(why("9 B"), backup +
+                              " is 10 bytes and the apply log vouched for 9 B (9–9 bytes, the window that size was "
+                              "rounded from) — this is not the copy the Migrator verified");
+    fs::remove(store);
+    fs::create_directory(store);
+    const auto outcome = StoreRestore::put({.path = backup}, store);
+    ASSERT_TRUE(outcome.is<RestoreOutcome::Refused>());
+    EXPECT_EQ(outcome.as<RestoreOutcome::Refused>()->why,
+              backup + " could not be put back over " + store + ": Is a directory");
+    EXPECT_TRUE(fs::is_directory(store));
+}
+
+struct Ledger : ::testing::Test {
+    testing::TemporaryFolder folder;
+    PostponementLedger ledger{folder.path()};
+
+    static Verdict forever(std::string version) {
+        return Verdict::PostponeForever{{.version = std::move(version), .because = "b", .at = "t", .log = "/l"}};
+    }
+};
+
+TEST_F(Ledger, KeepsOneRecordForEachBuildUntilThatBuildIsGreen) {
+    EXPECT_TRUE(ledger.settle(Verdict::PostponeAndRetry{}, "5").is<MarkerWrite::NotEarned>());
+    EXPECT_TRUE(ledger.settle(Verdict::Green{}, "5").is<MarkerWrite::NotEarned>());
+    EXPECT_EQ(ledger.sentence(), std::nullopt);
+    EXPECT_TRUE(ledger.settle(forever("5"), "5").is<MarkerWrite::Wrote>());
+    EXPECT_TRUE(ledger.settle(forever("5"), "5").is<MarkerWrite::AlreadyStanding>());
+    EXPECT_TRUE(ledger.settle(forever("6"), "6").is<MarkerWrite::Wrote>());
+    EXPECT_TRUE(ledger.settle(Verdict::Green{}, "7").is<MarkerWrite::NotEarned>());
+    EXPECT_TRUE(ledger.postponed("5") && ledger.postponed("6") && !ledger.postponed("7"));
+    EXPECT_EQ(ledger.record()->version, "6");
+    EXPECT_EQ(content(ledger.path()), R"({"postponed":[{"version":"5","because":"b","at":"t","log":"/l"},)"
+                                      R"({"version":"6","because":"b","at":"t","log":"/l"}]})");
+    EXPECT_TRUE(ledger.settle(Verdict::Green{}, "6").is<MarkerWrite::Cleared>());
+    EXPECT_TRUE(ledger.settle(Verdict::Green{}, "5").is<MarkerWrite::Cleared>());
+    EXPECT_EQ(content(ledger.path()), R"({"postponed":[]})");
+    EXPECT_EQ(ledger.sentence(), std::nullopt);
+}
+
+TEST_F(Ledger, ReadsTheSingleRecordOfEarlierBuildsAndNothingFromWhatItCannotRead) {
+    write(ledger.path(), R"({"version":"4","because":"b","at":"t"})");
+    EXPECT_TRUE(ledger.postponed("4"));
+    EXPECT_TRUE(ledger.settle(forever("5"), "5").is<MarkerWrite::Wrote>());
+    EXPECT_THAT(content(ledger.path()), HasSubstr(R"({"postponed":[{"version":"4")"));
+    write(ledger.path(), R"({"postponed":3})");
+    EXPECT_FALSE(ledger.postponed("4"));
+}
+
+TEST_F(Ledger, RemembersWhatTheDiskDoesNotTake) {
+    fs::remove_all(folder.path());
+    const auto written = ledger.settle(forever("5"), "5");
+    const auto* failed = written.as<MarkerWrite::Failed>();
+    ASSERT_NE(failed, nullptr);
+    EXPECT_EQ(failed->because, ledger.path() +
+                                   ".writing could not be created — the store folder is gone, read-only, or "
+                                   "full");
+    EXPECT_TRUE(ledger.postponed("5"));
+    EXPECT_FALSE(PostponementLedger{folder.path()}.postponed("5"));
+    fs::create_directory(folder.path());
+    EXPECT_TRUE(ledger.settle(forever("5"), "5").is<MarkerWrite::Wrote>());
+    EXPECT_EQ(ledger.records().size(), 1U);
+    fs::remove(ledger.path());
+    fs::create_directories(ledger.path() + "/full");
+    EXPECT_THAT(ledger.settle(forever("6"), "6").as<MarkerWrite::Failed>()->because,
+                HasSubstr("neither a replace (Is a directory) nor a move (Is a directory) put "));
+    EXPECT_TRUE(ledger.postponed("6"));
+    ledger.settle(Verdict::Green{}, "6");
+    EXPECT_FALSE(ledger.postponed("6"));
+}
+
+}  // namespace
+}  // namespace larkmoor

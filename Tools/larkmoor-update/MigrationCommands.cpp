@@ -1,0 +1,100 @@
+// The verbs on what a migration leaves beside a store.
+#include <fmt/format.h>
+
+#include "Command.h"
+#include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/JSON/Encoder.h"
+#include "LarkmoorMenuApp/Update/PostponementLedger.h"
+#include "LarkmoorMenuApp/Update/StoreRecovery.h"
+#include "LarkmoorUpdate/Dance/Migrator.h"
+
+namespace larkmoor::update {
+
+namespace {
+
+template <class T>
+std::string json(const T& value) {
+    const auto document = Encoder::encode(value);
+    return document ? std::string{asText(*document)} : "null";
+}
+
+template <class T>
+std::string json(const std::optional<T>& value) {
+    return value ? json(*value) : "null";
+}
+
+Outcome printed(std::string text) { return {.output = std::move(text) + "\n"}; }
+
+/// The lines of a file; without them the outcome of the verb.
+std::expected<std::vector<std::string>, Outcome> linesOf(const std::string& path) {
+    const auto bytes = Files::read(path);
+    if (!bytes) return std::unexpected(Outcome{.status = Outcome::failed, .errors = bytes.error().description()});
+    return StoreRecovery::lines(asText(*bytes));
+}
+
+}  // namespace
+
+Outcome inspect(const Arguments& arguments) {
+    if (arguments.words.empty() || arguments.words.size() > 2) {
+        return {.status = Outcome::wrongUsage, .errors = "inspect wants BACKUP [SIZE]"};
+    }
+    const VouchedBackup backup{
+        .path = arguments.words[0],
+        .statedSize = arguments.words.size() > 1 ? std::optional{arguments.words[1]} : std::nullopt};
+    const RestoreOutcome outcome = StoreRestore::inspect(backup);
+    const auto* refused = outcome.as<RestoreOutcome::Refused>();
+    const std::string words = refused ? refused->why : outcome.as<RestoreOutcome::Restored>()->detail;
+    const std::string_view name = refused ? "refused" : "restored";
+    if (!arguments.json) return printed(fmt::format("{}: {}", name, words));
+    return printed(fmt::format(R"({{"outcome":"{}","words":{}}})", name, json(words)));
+}
+
+Outcome latch(const Arguments& arguments) {
+    const StandingLatch latch = StoreRecovery::standingLatch(arguments.words[0]);
+    std::string_view state = "none";
+    std::optional<Int> pid;
+    if (const auto* held = latch.as<StandingLatch::HeldByLiveMigrator>()) {
+        state = "live";
+        pid = held->pid;
+    } else if (const auto* stale = latch.as<StandingLatch::Stale>()) {
+        state = "stale";
+        pid = stale->pid;
+    }
+    if (!arguments.json) return printed(pid ? fmt::format("{} {}", state, *pid) : std::string{state});
+    return printed(fmt::format(R"({{"state":"{}","pid":{}}})", state, json(pid)));
+}
+
+Outcome ledger(const Arguments& arguments) {
+    const auto records = PostponementLedger{arguments.words[0]}.onDiskRecords();
+    if (arguments.json) return printed(json(records));
+    std::string text;
+    for (const auto& record : records) {
+        text += fmt::format("{} at {}: {}\n", record.version, record.at, record.because);
+    }
+    return {.output = std::move(text)};
+}
+
+Outcome plan(const Arguments& arguments) {
+    const auto lines = linesOf(arguments.words[0]);
+    if (!lines) return lines.error();
+    const PlanOutcome outcome = PlanOutcome::ofOutput(*lines);
+    if (outcome.is<PlanOutcome::NoPlan>()) return printed(arguments.json ? "null" : "no plan");
+    const auto* pending = outcome.as<PlanOutcome::Pending>();
+    const Int steps = pending ? pending->steps : 0;
+    return printed(arguments.json ? fmt::format(R"({{"pending":{}}})", steps) : fmt::format("{} pending", steps));
+}
+
+Outcome vouch(const Arguments& arguments) {
+    const auto lines = linesOf(arguments.words[0]);
+    if (!lines) return lines.error();
+    const auto backup = VouchedBackup::read(*lines);
+    if (!backup) return printed(arguments.json ? "null" : "no backup");
+    const auto window = backup->bytes();
+    const auto low = window ? std::optional<Int>{window->low} : std::nullopt;
+    const auto high = window ? std::optional<Int>{window->high} : std::nullopt;
+    if (!arguments.json) return printed(fmt::format("{} {}", backup->path, backup->statedSize.value_or("")));
+    return printed(fmt::format(R"({{"path":{},"statedSize":{},"low":{},"high":{}}})", json(backup->path),
+                               json(backup->statedSize), json(low), json(high)));
+}
+
+}  // namespace larkmoor::update
