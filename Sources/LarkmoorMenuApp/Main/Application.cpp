@@ -105,7 +105,11 @@ void Application::end(int status) {
 void Application::endNow(int status) {
     status_ = status;
     // Without a menu this process is not the application.
-    if (menuBar_) installer_.applyAtQuit();
+    if (menuBar_) {
+        // Whoever quits so soon after an update has seen it.
+        if (status == 0) UpdateInstaller::sayUp(installer_.places(), installer_.build());
+        installer_.applyAtQuit();
+    }
     loop_.stop();
 }
 
