@@ -1,6 +1,5 @@
 #include "LarkmoorResources/SenkoSeed.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,7 +13,7 @@
 #include <system_error>
 #include <vector>
 
-#include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorBase/DurableFiles.h"
 #include "LarkmoorBase/Files.h"
 
 namespace larkmoor::SenkoSeed {
@@ -35,40 +34,15 @@ std::unexpected<FileError> failure(const std::string& path, int code = errno) {
 
 std::string stagingPrefix(const fs::path& target) { return "." + target.filename().string() + ".seeding-"; }
 
-/// What the disk has not taken would be an empty file under its final name after a power failure.
-Copied flushed(int descriptor, const std::string& path) {
-    if (::fsync(descriptor) != 0) return failure(path);
-    return {};
-}
-
-Copied flushFolder(const std::string& path) {
-    const FileDescriptor folder{::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-    return folder ? flushed(folder.get(), path) : failure(path);
-}
-
 Copied notCopied(const std::string& path) {
     return std::unexpected(FileError{path, EINVAL, "it is neither a folder nor a regular file"});
 }
 
+/// It may have become a link or a pipe since the folder was listed.
 Copied copyFile(const std::string& from, const std::string& to) {
-    // It may have become a link or a pipe since the folder was listed: neither is followed or waited for.
-    const FileDescriptor source{::open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
-    struct stat status{};
-    if (!source || ::fstat(source.get(), &status) != 0) return failure(from);
-    if (!S_ISREG(status.st_mode)) return notCopied(from);
-    FileDescriptor copy{::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, privateFile)};
-    if (!copy) return failure(to);
-    Bytes piece(std::size_t{128} << 10U);
-    for (;;) {
-        const ssize_t count = ::read(source.get(), piece.data(), piece.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return failure(from);
-        if (count == 0) break;
-        const auto written = BytesView{piece}.first(static_cast<std::size_t>(count));
-        if (auto landed = Files::writeAll(copy.get(), written, to); !landed) return landed;
+    if (auto copied = DurableFiles::copy(from, to, privateFile); !copied) {
+        return std::unexpected(std::move(copied.error()));
     }
-    if (auto landed = flushed(copy.get(), to); !landed) return landed;
-    if (::close(copy.release()) != 0) return failure(to);
     return {};
 }
 
@@ -86,7 +60,7 @@ Copied copyFolder(const std::string& from, const std::string& to, int depth = 0)
                                                 : notCopied(source);
         if (!copied) return copied;
     }
-    return flushFolder(to);
+    return DurableFiles::syncFolder(to);
 }
 
 /// Nothing if the target may be made; otherwise why it may not.
@@ -118,7 +92,7 @@ std::expected<void, std::string> install(const std::string& bundle, const Census
     // Takes the place of an empty folder in the same step, and fails if it is not empty any more.
     if (std::rename(staging.c_str(), target.c_str()) != 0) return words({target, errno});
     // If this is lost, so is the rename as a whole.
-    static_cast<void>(flushFolder(fs::path{target}.parent_path().string()));
+    static_cast<void>(DurableFiles::syncFolder(fs::path{target}.parent_path().string()));
     return {};
 }
 
