@@ -66,19 +66,25 @@ Task<void> Quit::quitAllOf(std::function<Task<void>()> before) {
         askInRow(false);
         alert_.request_stop();
         if (before) co_await Spawning::toItsEnd(std::move(before));
-        if (seams_.isStoreAtWork()) seams_.setRowTitle(rowWaits);
-        co_await Spawning::toItsEnd(seams_.untilStoreRests);
+        co_await letStoreRest();
         seams_.terminateSettings();
     } catch (const std::exception& thrown) {
         goesOn(thrown);
     }
     try {
         co_await endDaemon();
+        // A migration that was about to begin has begun meanwhile.
+        co_await letStoreRest();
     } catch (const std::exception& thrown) {
         goesOn(thrown);
     }
     seams_.terminate();
     ending_ = false;
+}
+
+Task<void> Quit::letStoreRest() {
+    if (seams_.isStoreAtWork()) seams_.setRowTitle(rowWaits);
+    co_await Spawning::toItsEnd(seams_.untilStoreRests);
 }
 
 Task<void> Quit::endDaemon() {

@@ -52,6 +52,8 @@ class Quit {
 
   private:
     Task<void> endDaemon();
+    /// Waits for the end of a migration for which the daemon was stopped.
+    Task<void> letStoreRest();
     void askInRow(bool asks);
     void askInRowForAWhile();
 

@@ -12,6 +12,7 @@
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorKit/Door/XPCWire.h"
+#include "LarkmoorMenuApp/Update/BoundedDoorCall.h"
 #include "LarkmoorMenuApp/Update/StoreRecovery.h"
 #include "LarkmoorWire/Codec/Messages.h"
 #include "LarkmoorWire/Identity/WireContract.h"
@@ -43,19 +44,19 @@ bool isExecutableFile(const std::string& path) {
 std::vector<std::string> linesOf(const ProcessResult& result) { return StoreRecovery::lines(asText(result.output)); }
 
 /// Our own duplicates of the reply's descriptors; nothing if one of them cannot be had.
-std::unique_ptr<KeyLease> leaseOf(const MessageDictionary& reply) {
+std::unique_ptr<KeyLease> leaseOf(const MessageDictionary& reply, int legs) {
     const auto* sent = reply.find<MessageDescriptors>(StoreKeyWire::descriptorsKey);
-    if (sent == nullptr || sent->empty()) return nullptr;
-    std::vector<FileDescriptor> legs;
+    if (sent == nullptr || sent->empty() || std::cmp_less(sent->size(), legs)) return nullptr;
+    std::vector<FileDescriptor> descriptors;
     for (const auto& descriptor : *sent) {
         FileDescriptor leg{::fcntl(descriptor->get(), F_DUPFD_CLOEXEC, 0)};
         if (!leg) return nullptr;
-        legs.push_back(std::move(leg));
+        descriptors.push_back(std::move(leg));
     }
-    return std::make_unique<DescriptorLease>(std::move(legs));
+    return std::make_unique<DescriptorLease>(std::move(descriptors));
 }
 
-std::unique_ptr<KeyLease> leaseFrom(const MessageDictionary& reply) {
+std::unique_ptr<KeyLease> leaseFrom(const MessageDictionary& reply, int legs) {
     const auto payload = XPCWire::data(XPCEndpoint::payloadKey, reply);
     if (!payload) return nullptr;
     const auto response = decode<GatewayResponse>(*payload);
@@ -64,7 +65,7 @@ std::unique_ptr<KeyLease> leaseFrom(const MessageDictionary& reply) {
         // A profile without a key.
         return text->_0 == StoreKeyWire::noKeyOnThisProfile ? std::make_unique<DescriptorLease>() : nullptr;
     }
-    return response->is<GatewayResponse::Ok>() ? leaseOf(reply) : nullptr;
+    return response->is<GatewayResponse::Ok>() ? leaseOf(reply, legs) : nullptr;
 }
 
 }  // namespace
@@ -139,8 +140,8 @@ Task<std::unique_ptr<KeyLease>> LiveMigrationDance::takeKeys(int legs) {
         std::unique_ptr<KeyLease> lease;
     };
     const auto answer = std::make_shared<Answer>(MainTimer{seams_.loop, seams_.budgets.key}, nullptr);
-    connection->sendWithReply(std::move(message), [answer](MessageConnection::Incoming reply) {
-        if (reply) answer->lease = leaseFrom(*reply);
+    connection->sendWithReply(std::move(message), [answer, legs](MessageConnection::Incoming reply) {
+        if (reply) answer->lease = leaseFrom(*reply, legs);
         answer->patience.cancel();
     });
     boost::system::error_code answered;
@@ -152,7 +153,11 @@ Task<std::unique_ptr<KeyLease>> LiveMigrationDance::takeKeys(int legs) {
 Task<bool> LiveMigrationDance::daemonServes(std::chrono::milliseconds within) { return seams_.serves(within); }
 
 Task<bool> LiveMigrationDance::meetingIsLive() {
-    co_return co_await meeting_->meetingReading() == MeetingReading::live;
+    // A daemon that has answered until now and is silent here may be at work on a call: it is not stopped.
+    const auto [reading, answered] = co_await BoundedDoorCall::run<MeetingReading>(
+        UpdateCadence::doorSilence, MeetingReading::live, std::make_shared<DoorSleepWait>(),
+        [meeting = meeting_] { return meeting->meetingReading(); });
+    co_return reading == MeetingReading::live;
 }
 
 Task<bool> LiveMigrationDance::stopDaemon() {

@@ -36,6 +36,7 @@ UpdateHost::UpdateHost(Seams seams)
                                    .system = [this](const std::string& line) { relay_.sayHere(line); },
                                    .note = [this](const std::string& line) { relay_.note(line); },
                                    .every = seams_.every,
+                                   .install = [this](auto install) { installWhenMigrated(std::move(install)); },
                                    .now = seams_.now,
                                    .waiting = seams_.waiting})) {
     gate_->onRow = [this](const Row& event) { takeRow(event); };
@@ -253,7 +254,7 @@ void UpdateHost::menuCheckEnded() {
 Task<UpdateHost::Sentence> UpdateHost::installUpdate() {
     if (migrating_) {
         installWhenMigrated_ = true;
-        relay_.say("install now: a migration is running — the swap waits for its end");
+        relay_.say(waitsForMigration);
         co_return std::nullopt;
     }
     if (gate_->installNow()) co_return std::nullopt;

@@ -85,6 +85,9 @@ class UpdateHost final : public UpdaterDelegate {
     void didAbortWithError(const Updater& updater, const std::string& reason) override;
 
   private:
+    static constexpr std::string_view waitsForMigration =
+        "install now: a migration is running — the swap waits for its end";
+
     using Sentence = std::optional<std::string>;
     /// A click that waits for the end of its check.
     struct PendingMenuAnswer {
@@ -115,6 +118,9 @@ class UpdateHost final : public UpdaterDelegate {
     // The migration
     Task<void> migrateAtLaunch();
     Task<std::optional<MigrationRun>> migrate(bool atLaunch);
+    /// Calls `install` when no migration is under way, which may be at once: the store must end on the build that
+    /// migrated it.
+    void installWhenMigrated(std::function<void()> install);
     Task<void> runMigration(bool atLaunch, std::optional<MigrationRun>& run);
     Task<void> runDance(std::optional<MigrationRun>& run);
     void installIfQueued();
@@ -132,6 +138,7 @@ class UpdateHost final : public UpdaterDelegate {
     std::chrono::seconds cadence_{UpdateCadence::liveCheckEverySeconds};
     bool isLaunched_ = false;  ///< the launch has come to its updater
     bool migrationOwed_ = false, migrating_ = false, installWhenMigrated_ = false;
+    std::function<void()> waitingInstall_;  ///< for the end of the migration
     std::optional<UpdateMenuLine::State> rowState_;
     std::optional<UpdateMenuLine::State> preview_;  ///< shown while there is no other
     std::function<void()> rowChanged_;

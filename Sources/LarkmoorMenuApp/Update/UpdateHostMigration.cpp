@@ -21,7 +21,10 @@ Task<std::optional<MigrationRun>> UpdateHost::migrate(bool atLaunch) {
     co_await Spawning::toItsEnd([this, atLaunch, &run] { return runMigration(atLaunch, run); });
     migrationHold_->setRunning(false);
     migrating_ = false;
-    if (std::exchange(installWhenMigrated_, false)) {
+    if (const auto install = std::exchange(waitingInstall_, nullptr)) {
+        installWhenMigrated_ = false;
+        install();
+    } else if (std::exchange(installWhenMigrated_, false)) {
         installIfQueued();
     } else {
         gate_->pollNow();
@@ -49,6 +52,12 @@ Task<void> UpdateHost::runDance(std::optional<MigrationRun>& run) {
     if (run->restoreLine) lines.push_back(*run->restoreLine);
     lines.push_back(std::move(line));
     tell(lines, run->serving);
+}
+
+void UpdateHost::installWhenMigrated(std::function<void()> install) {
+    if (!migrating_) return install();
+    relay_.say(waitsForMigration);
+    waitingInstall_ = std::move(install);
 }
 
 void UpdateHost::installIfQueued() {

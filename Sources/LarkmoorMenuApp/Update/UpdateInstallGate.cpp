@@ -147,9 +147,9 @@ void UpdateInstallGate::handOver() {
     timer_.reset();
     seams_.system("swap proceeding — handing the bundle to Sparkle now");
     // Out of its field first: it must not run twice, and the row or the swap may lead to the next hold.
-    const Install install = std::exchange(handler_, nullptr);
+    Install install = std::exchange(handler_, nullptr);
     sendRow(Row::HandedToSparkle{});
-    install();
+    seams_.install(std::move(install));
 }
 
 void UpdateInstallGate::endWait() {

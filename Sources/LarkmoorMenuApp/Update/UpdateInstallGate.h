@@ -30,6 +30,8 @@ class UpdateInstallGate : public std::enable_shared_from_this<UpdateInstallGate>
         std::function<void(const std::string&)> system;  ///< writes a line to the system's log
         std::function<void(const std::string&)> note;    ///< writes a line to the update log
         RepeatingTimer::Every every;
+        /// Calls the block, at once or when nothing stands against it that the gate does not know.
+        std::function<void(Install)> install = [](const Install& now) { now(); };
         std::function<Instant()> now = [] { return std::chrono::steady_clock::now(); };
         UpdateDoorDeadlines deadlines = UpdateDoorDeadlines::shipped();
         std::shared_ptr<DoorWaiting> waiting = std::make_shared<DoorSleepWait>();
@@ -43,8 +45,8 @@ class UpdateInstallGate : public std::enable_shared_from_this<UpdateInstallGate>
 
     /// An update is staged: `install` is called later, once, or never if `drop` or another `hold` comes before.
     void hold(Install install, const std::string& version);
-    /// An update that the user has just agreed to: calls `install` at once.
-    void holdOfferedInstall(const Install& install) { install(); }
+    /// An update that the user has just agreed to: does not wait for a call's end.
+    void holdOfferedInstall(Install install) { seams_.install(std::move(install)); }
     /// Calls the held block, at once or when the answer of a question under way is there. False if none is held.
     bool installNow();
     /// Polls without waiting for the next tick.

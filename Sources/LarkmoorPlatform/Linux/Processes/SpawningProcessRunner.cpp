@@ -51,7 +51,8 @@ class Run : public std::enable_shared_from_this<Run> {
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
     ~Run() {
-        if (outlivesUs_) static_cast<void>(std::move(process_).detach());
+        // One that could not be watched is killed: whoever asked believes that it never ran.
+        if (outlivesUs_ && isFollowed_) static_cast<void>(std::move(process_).detach());
     }
 
     /// Registers the descriptors with the loop; a run cannot start without that.
@@ -70,6 +71,7 @@ class Run : public std::enable_shared_from_this<Run> {
     /// `handler` is called once, from the loop.
     void follow(std::chrono::milliseconds budget, Ended handler) {
         handler_ = std::move(handler);
+        isFollowed_ = true;
         timer_.expires_after(budget);
         timer_.async_wait([self = weak_from_this()](boost::system::error_code failed) {
             if (const auto alive = self.lock(); alive && !failed) alive->kill(ProcessEnds::TimedOut{});
@@ -148,6 +150,7 @@ class Run : public std::enable_shared_from_this<Run> {
 
     SpawnedProcess process_;
     const bool outlivesUs_;
+    bool isFollowed_ = false;
     ProcessChannels channels_;
     const ProcessOutputs::Streamed streamed_;
     Descriptor ended_;
