@@ -114,6 +114,9 @@ struct MenuDuties {
         std::function<std::optional<std::string>()> postponedSentence;
         Question migrationOwed;
         Question isMigrating;
+        /// Whether a migration has the store to itself, for which the daemon was stopped; and the end of that.
+        Question isStoreAtWork{};
+        Duty untilStoreRests{};
 
         Click checkForUpdate;
         Click installUpdate;

@@ -66,6 +66,8 @@ Task<void> Quit::quitAllOf(std::function<Task<void>()> before) {
         askInRow(false);
         alert_.request_stop();
         if (before) co_await Spawning::toItsEnd(std::move(before));
+        if (seams_.isStoreAtWork()) seams_.setRowTitle(rowWaits);
+        co_await Spawning::toItsEnd(seams_.untilStoreRests);
         seams_.terminateSettings();
     } catch (const std::exception& thrown) {
         goesOn(thrown);

@@ -23,6 +23,7 @@ class Quit {
     static constexpr std::chrono::seconds rowPatience{10};
     static constexpr const char* rowTitle = "Quit";
     static constexpr const char* rowQuestion = "Quit Larkmoor? Click again to quit";
+    static constexpr const char* rowWaits = "Quits when the data is updated…";
 
     struct Seams {
         MainLoop& loop;
@@ -32,6 +33,9 @@ class Quit {
         std::function<void(std::string)> setRowTitle;
         /// Asks every settings application of ours to end.
         std::function<void()> terminateSettings;
+        /// Whether the store is being migrated, which a quit lets come to its end; and that end.
+        std::function<bool()> isStoreAtWork;
+        std::function<Task<void>()> untilStoreRests;
         /// Ends this application.
         std::function<void()> terminate;
     };

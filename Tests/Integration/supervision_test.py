@@ -5,99 +5,17 @@ $LARKMOOR_LAUNCHER, if set, is the command that the application is launched with
 """
 import os
 import plistlib
-import re
-import shutil
 import signal
-import subprocess
 import sys
-import tempfile
 import time
 import unittest
 from pathlib import Path
 
-from desktop_session import GATEWAY, Session, finish_first_run, wait
-from user_manager import UserManager
+from desktop_session import GATEWAY, wait
+from managed_session import SETTINGS_ID, UNIT, ManagedSession
 
 BUNDLE, UNDERSTUDY, SETTINGS, TRAY = (Path(argument) for argument in sys.argv[1:5])
-UNIT = f"{GATEWAY}.service"
-SETTINGS_ID = "tools.fenwright.larkmoor.settings"
 
-
-class ManagedSession(Session):
-    """A login session with a `systemd --user`, and the bundle in it with understudies of the family in their places."""
-
-    def __init__(self):
-        self.folder = tempfile.TemporaryDirectory(prefix="larkmoor.")
-        self.home = Path(self.folder.name)
-        self.tray_tool = TRAY
-        for folder in ("Library/Logs", "Library/LaunchAgents"):
-            (self.home / folder).mkdir(parents=True, mode=0o700)
-        self.support = finish_first_run(self.home)
-        self.make_bundle()
-        self.manager = UserManager(self.home)
-        self.environment, self.systemctl, self.call = self.manager.environment, self.manager.systemctl, self.manager.call
-        self.host = self.start(TRAY, "host")
-        self.application = None
-        self.log_file = self.home / "application.log"
-        (self.home / "alerts").touch()
-
-    def make_bundle(self):
-        self.bundle = self.home / "Larkmoor.app"
-        shutil.copytree(BUNDLE, self.bundle)
-        # The user always clicks the first button.
-        for name, script in (("larkmoor", f'exec "{UNDERSTUDY}" --support-root "{self.support}"'),
-                             ("larkmoor-hook", f'echo "$@" >>"{self.home}/hooked"'),
-                             ("larkmoor-alert", f'tr "\\0" "\\n" >>"{self.home}/alerts"; echo "chosen 0"')):
-            path = self.bundle / "Contents/MacOS" / name
-            path.unlink(missing_ok=True)
-            path.write_text(f"#!/bin/sh\n{script}\n", encoding="utf-8")
-            path.chmod(0o755)
-        shutil.copy(SETTINGS, self.home / "larkmoor-settings")
-        self.list = self.bundle / f"Contents/Library/LaunchAgents/{GATEWAY}.plist"
-        self.change_list(ThrottleInterval=1)
-
-    def change_list(self, **changes):
-        self.list.write_bytes(plistlib.dumps(plistlib.loads(self.list.read_bytes()) | changes))
-
-    def daemon_pid(self):
-        """0 while it is down."""
-        return int(self.systemctl("show", "--property=MainPID", "--value", UNIT).stdout)
-
-    def launch(self):
-        """A launch, and its story: every line that it has said of its own."""
-        with self.log_file.open("w") as log:
-            command = [*os.environ.get("LARKMOOR_LAUNCHER", "").split(), str(self.bundle / "Contents/MacOS/larkmoor-menubar")]
-            self.application = subprocess.Popen(command, env=self.environment, stdin=subprocess.DEVNULL,
-                                                stdout=subprocess.DEVNULL, stderr=log)
-        wait("menu", lambda: "Quit" in self.labels())
-
-    def said(self):
-        """What each launch says of the updates is left out."""
-        lines = self.log_file.read_text().splitlines()
-        return [line for line in lines if line.startswith("[larkmoor-menu]") and not line.startswith(UPDATE_LINES)]
-
-    def expect_said(self, *lines):
-        wanted = [f"[larkmoor-menu] {line}" for line in lines]
-        wait(lambda: f"{wanted}, but {self.said()}", lambda: self.said() == wanted)
-
-    def alerts(self):
-        """The messages of the alerts that were shown."""
-        return re.findall("^message=(.*)", (self.home / "alerts").read_text(encoding="utf-8"), re.MULTILINE)
-
-    def end_application(self):
-        self.application.send_signal(signal.SIGTERM)
-        assert self.application.wait(timeout=30) == 0
-
-    def settings(self, name):
-        return self.call(SETTINGS_ID, "/tools/fenwright/larkmoor/understudy", "tools.fenwright.larkmoor.Understudy", name)
-
-    def close(self):
-        self.end(self.application, self.host)
-        self.manager.close()
-        self.folder.cleanup()
-
-
-UPDATE_LINES = ("[larkmoor-menu] migrations at launch · ", "[larkmoor-menu] NOT starting the updater: ")
 REGISTERED = ("registered login item with SMAppService", "registered daemon agent with SMAppService")
 RELEASED = "quit released by a user gesture — kickstarting the daemon (m:505)"
 
@@ -105,7 +23,7 @@ RELEASED = "quit released by a user gesture — kickstarting the daemon (m:505)"
 @unittest.skipUnless(os.environ.get("LARKMOOR_CGROUPS"), "no control groups of the tester's own")
 class Supervision(unittest.TestCase):
     def setUp(self):
-        self.session = ManagedSession()
+        self.session = ManagedSession(BUNDLE, UNDERSTUDY, TRAY, SETTINGS)
         self.addCleanup(self.session.close)
 
     def first_launch(self):

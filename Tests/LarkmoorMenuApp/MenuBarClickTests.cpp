@@ -238,6 +238,21 @@ TEST_F(MenuBarTest, QuitEndsTheFamilyAndNobodyElse) {
     EXPECT_THAT(done, ElementsAre("release quit")) << "the daemon has its time to answer";
 }
 
+TEST_F(MenuBarTest, AQuitLetsAMigrationComeToItsEnd) {
+    OneShotEvent rests{loop};
+    storeWork = &rests;
+    alerts.answer = AlertAnswers::Chosen{0};
+    launch();
+    asked.clear();
+    EXPECT_TRUE(click("Quit"));
+    EXPECT_EQ(row("Quits when the data is updated…"), menu->rows().quitRow);
+    EXPECT_EQ(asked.size() + done.size(), 0U) << "the daemon would be started again after the migration";
+    rests.set();
+    settle();
+    EXPECT_THAT(asked, ElementsAre("shutdown"));
+    EXPECT_THAT(done, ElementsAre("terminate"));
+}
+
 TEST_F(MenuBarTest, TheRowAsksWhileTheQuitAlertIsOutOfSight) {
     const std::string asking = "Quit Larkmoor? Click again to quit";
     launch();

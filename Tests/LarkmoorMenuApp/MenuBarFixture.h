@@ -117,6 +117,9 @@ class MenuBarTest : public ::testing::Test {
     MenuDuties::Duty noting(std::string word, OneShotEvent* until = nullptr) {
         return [this, word = std::move(word), until] { return noted(done, word, until, dutiesThrow); };
     }
+    static Task<void> untilSet(OneShotEvent* event) {
+        if (event != nullptr) co_await event->wait();
+    }
     template <class T>
     static Task<T> given(T value) {
         co_return value;
@@ -151,6 +154,8 @@ class MenuBarTest : public ::testing::Test {
     std::optional<std::string> checked = "The newest one is there.", installed, migrated = "All is up to date.";
     bool dutiesThrow = false, allDone = false, owed = false, migrating = false, hasUpdater = true;
 
+    OneShotEvent* storeWork = nullptr;  ///< that of a migration, and its end
+
     // What was done.
     Words asked;  ///< of the daemon
     Words done;   ///< by the duties and the platform, in order
@@ -183,6 +188,8 @@ class MenuBarTest : public ::testing::Test {
                     .postponedSentence = [this] { return postponed; },
                     .migrationOwed = [this] { return owed; },
                     .isMigrating = [this] { return migrating; },
+                    .isStoreAtWork = [this] { return storeWork != nullptr; },
+                    .untilStoreRests = [this] { return untilSet(storeWork); },
                     .checkForUpdate = answering("check", checked),
                     .installUpdate = answering("install", installed),
                     .migrate = answering("migrate now", migrated)},

@@ -71,7 +71,7 @@ Application::Application(FileDescriptor updateLock)
                                      : "[larkmoor-menu] there is no session bus; start Larkmoor from within a desktop "
                                        "session, or set DBUS_SESSION_BUS_ADDRESS — ending: ") +
                     error.description());
-        end(1);
+        endNow(1);
     });
     updateLock_ = std::move(updateLock);
     watchSignals();
@@ -80,11 +80,12 @@ Application::Application(FileDescriptor updateLock)
 void Application::watchSignals() {
     signals_.async_wait([this](const boost::system::error_code& failed, int) {
         if (failed) return;
-        // A quit that is under way ends by itself, once the undo before it is done; a second signal ends it now.
-        const bool isEnding = menuBar_ && menuBar_->isQuitting() && !std::exchange(wasSignalled_, true);
+        // A quit and a migration that are under way come to their end; a second signal ends this process now.
+        const bool isQuitting = menuBar_ && menuBar_->isQuitting();
         isWantedAgain_ = false;
-        if (isEnding) return watchSignals();
-        end(0);
+        if ((!isQuitting && !storeWork_) || std::exchange(wasSignalled_, true)) return endNow(0);
+        if (!isQuitting) end(0);
+        watchSignals();
     });
 }
 
@@ -96,9 +97,15 @@ int Application::run() {
 }
 
 void Application::end(int status) {
+    if (!storeWork_) return endNow(status);
     status_ = status;
-    // Without a menu this process is not the application.
-    if (menuBar_) installer_.applyAtQuit();
+    endsWhenStoreRests_ = true;
+}
+
+void Application::endNow(int status) {
+    status_ = status;
+    // Without a menu this process is not the application; a migration that is left alone is judged by its own build.
+    if (menuBar_ && !storeWork_) installer_.applyAtQuit();
     loop_.stop();
 }
 

@@ -12,6 +12,8 @@
 #include "LarkmoorMenuApp/Main/RunningBundle.h"
 #include "LarkmoorMenuApp/MenuBar.h"
 #include "LarkmoorMenuApp/Update/Appcast/UpdateInstaller.h"
+#include "LarkmoorMenuApp/Update/LiveMigrationDance.h"
+#include "LarkmoorMenuApp/Update/PostponementLedger.h"
 #include "LarkmoorMenuApp/Update/UpdateHost.h"
 #include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"
@@ -56,6 +58,14 @@ class Application {
     MenuDuties::Updates updateDuties();
 
     Task<void> registerLoginItems();
+    /// The database file.
+    std::string store() const;
+    bool isStoreLatched() const;
+    Task<MigrationRun> migrateInstalled(std::string build);
+    LiveMigrationDance::Seams migrationSeams(std::string build);
+    Task<MarkerWrite> settle(MigrationVerdict verdict, std::string build);
+    Task<void> untilStoreRests();
+    void storeRests();
     Task<void> warmBundledBinaries();
     HostAgent::Seams hostAgentSeams();
     LocalModelsDuties::Seams localModelsSeams();
@@ -64,8 +74,10 @@ class Application {
     /// The token with which a window that a click opened may come to the front; "" if the host gave none.
     std::string takeActivationToken();
     void watchSignals();
-    /// Puts in what is to be installed at the quit; the last thing that happens.
+    /// At once, or when a migration has come to its end for which the daemon was stopped.
     void end(int status);
+    /// Puts in what is to be installed at the quit; the last thing that happens. A Migrator that applies goes on alone.
+    void endNow(int status);
     void relaunch();
     /// Says so once the menu has been up for a while, if this build is an update that was just put in.
     void sayUpAfterUpdate();
@@ -74,7 +86,7 @@ class Application {
     MainLoop loop_{1};
     int status_ = 0;
     bool isWantedAgain_ = false;
-    bool wasSignalled_ = false;  // during a quit
+    bool wasSignalled_ = false;  // while something has to come to its end first
     RunningBundle bundle_ = RunningBundle::current();
     std::string home_ = homeFolder();
     std::string support_ = home_ + "/Library/Application Support";
@@ -107,6 +119,9 @@ class Application {
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
     ApplicationLauncher launcher_;
     std::shared_ptr<XPCClient> client_;
+    PostponementLedger ledger_{ClientInstance::supportRoot(support_)};
+    std::shared_ptr<OneShotEvent> storeWork_;  // while a migration has the store to itself
+    bool endsWhenStoreRests_ = false;
     std::unique_ptr<UpdateHost> updates_;  // while there is a menu bar
     std::shared_ptr<MenuBar> menuBar_;
     BusNameWatch daemonWatch_;

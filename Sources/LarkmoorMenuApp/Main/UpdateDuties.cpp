@@ -10,13 +10,7 @@ namespace larkmoor {
 
 namespace {
 
-// A family without a Migrator: nothing is ever pending or postponed.
-
-Task<MigrationRun> nothingPending(std::string) {
-    co_return MigrationRun{.verdict = MigrationVerdict::Green{}, .serving = true};
-}
-Task<bool> neverPostponed(std::string) { co_return false; }
-Task<MarkerWrite> notEarned(MigrationVerdict, std::string) { co_return MarkerWrite::NotEarned{}; }
+Task<bool> answered(bool answer) { co_return answer; }
 
 }  // namespace
 
@@ -46,13 +40,17 @@ MenuDuties::Updates Application::updateDuties() {
                                               .displayVersion = bundle_.version.value_or("")});
             },
         .makeUpdater = [](UserDriver&, UpdaterDelegate&) { return std::unique_ptr<Updater>{}; },
-        .migrateInstalled = nothingPending,
-        .ledger = {.postponed = neverPostponed,
-                   .settle = notEarned,
-                   .sentence = [] { return std::optional<std::string>{}; }},
+        .migrateInstalled = [this](std::string migrated) { return migrateInstalled(std::move(migrated)); },
+        .ledger = {.postponed = [this](std::string version) { return answered(ledger_.postponed(version)); },
+                   .settle = [this](MigrationVerdict verdict,
+                                    std::string migrated) { return settle(std::move(verdict), std::move(migrated)); },
+                   .sentence = [this] { return ledger_.sentence(); }},
         .waiting = waiting,
     });
-    return updates_->duties();
+    MenuDuties::Updates duties = updates_->duties();
+    duties.isStoreAtWork = [this] { return storeWork_ != nullptr; };
+    duties.untilStoreRests = [this] { return untilStoreRests(); };
+    return duties;
 }
 
 }  // namespace larkmoor

@@ -43,6 +43,8 @@ class LiveMigrationDance final : public MigrationDanceRunning {
         uid_t user;
         /// Whether the daemon answers on this build in time.
         std::function<Task<bool>(std::chrono::milliseconds within)> serves;
+        /// Called before the daemon is stopped; the store is the migration's until the run's end.
+        std::function<void()> willStopDaemon;
         std::function<void(std::string_view)> say;        ///< the update log
         std::function<void(std::string_view)> systemLog;  ///< what must not reach the daemon
         Budgets budgets{};

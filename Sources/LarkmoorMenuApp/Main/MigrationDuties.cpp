@@ -1,0 +1,80 @@
+// The migration of the store, run with the real Migrator, daemon and files.
+#include <fmt/chrono.h>
+#include <unistd.h>
+
+#include <boost/asio/post.hpp>
+
+#include <ctime>
+
+#include "LarkmoorMenuApp/Main/Application.h"
+#include "LarkmoorMenuApp/Update/LiveMigrationDance.h"
+#include "LarkmoorMenuApp/Update/StoreRecovery.h"
+#include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
+#include "LarkmoorPlatform/PlatformLog.h"
+#include "LarkmoorUpdate/Dance/MigrationDance.h"
+
+namespace larkmoor {
+
+namespace {
+
+std::string iso8601(std::time_t time) { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(time)); }
+
+}  // namespace
+
+std::string Application::store() const {
+    return fmt::format("{}/{}", ClientInstance::supportRoot(support_), ClientInstance::databaseName);
+}
+
+LiveMigrationDance::Seams Application::migrationSeams(std::string build) {
+    return {.loop = loop_,
+            .runner = runner_,
+            .launchctl = launchAgents_,
+            .agent = daemonAgent_,
+            .signatures = signatures_,
+            .dial = sessionBusDial(loop_),
+            .bundle = bundle_.folder,
+            .user = ::getuid(),
+            .serves = [this, build = std::move(build)](
+                          std::chrono::milliseconds within) { return updates_->daemonAnswers(build, within); },
+            .willStopDaemon =
+                [this] {
+                    if (!storeWork_) storeWork_ = std::make_shared<OneShotEvent>(loop_);
+                },
+            .say = [this](std::string_view line) { updates_->relay().say(line); },
+            .systemLog = [this](std::string_view line) { updates_->relay().sayHere(line); }};
+}
+
+Task<MigrationRun> Application::migrateInstalled(std::string build) {
+    LiveMigrationDance live{std::make_shared<LiveMeetingReporter>(client_), migrationSeams(build)};
+    MigrationDance dance{{.running = live,
+                          .store = store(),
+                          .backupDir = ClientInstance::supportRoot(support_),
+                          .logPath = StoreRecovery::applyLog(store(), std::time(nullptr)),
+                          .now = [] { return iso8601(std::time(nullptr)); }}};
+    try {
+        MigrationRun run = co_await dance.migrateInstalled(std::move(build));
+        run.planMs = live.lastPlanMs();
+        co_return run;
+    } catch (...) {
+        storeRests();
+        throw;
+    }
+}
+
+/// The end of a run. An end of this process that waited for it comes after the words on it.
+Task<MarkerWrite> Application::settle(MigrationVerdict verdict, std::string build) {
+    MarkerWrite written = ledger_.settle(verdict, build);
+    boost::asio::post(loop_, [this] { storeRests(); });
+    co_return written;
+}
+
+Task<void> Application::untilStoreRests() {
+    if (const auto work = storeWork_) co_await work->wait();
+}
+
+void Application::storeRests() {
+    if (const auto work = std::exchange(storeWork_, nullptr)) work->set();
+    if (endsWhenStoreRests_) endNow(status_);
+}
+
+}  // namespace larkmoor
