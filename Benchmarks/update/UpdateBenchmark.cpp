@@ -67,7 +67,7 @@ void compareDownloads(const std::string& helpers, const std::string& folder, con
     MainLoop loop{1};
     SpawningProcessRunner runner{loop};
     HelperFetch fetch{runner, {.helper = helpers + "/larkmoor-fetch", .build = LARKMOOR_BUILD}};
-    const std::string url = base + "/X-2.tar.xz";
+    const std::string url = base + "/archive";
     std::vector<double> ours, theirs;
     for (int round = 0; round < rounds; ++round) {
         ours.push_back(milliseconds([&] { runToEnd(loop, download(fetch, url, folder + "/ours")); }));

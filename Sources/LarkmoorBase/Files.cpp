@@ -31,6 +31,11 @@ std::unexpected<FileError> tooLarge(const std::string& path, std::size_t limit) 
 
 }  // namespace
 
+std::string standardized(std::string_view path) {
+    const auto plain = std::filesystem::path{path}.lexically_normal();
+    return (plain.has_filename() ? plain : plain.parent_path()).string();
+}
+
 std::expected<Bytes, FileError> read(const std::string& path, std::size_t limit) {
     // Without O_NONBLOCK, opening a pipe would wait for its writer. A socket cannot be opened at all.
     const FileDescriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)};

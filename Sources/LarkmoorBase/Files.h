@@ -30,6 +30,9 @@ struct [[nodiscard]] FileError {
 
 namespace Files {
 
+/// One spelling for one place: without ".", ".." and a slash at the end. Pure; links are not looked at.
+std::string standardized(std::string_view path);
+
 /// What `read` and `readAll` take at most, unless the caller takes less.
 inline constexpr std::size_t maxBytes = std::size_t{64} << 20U;
 

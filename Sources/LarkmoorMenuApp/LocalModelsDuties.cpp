@@ -5,13 +5,19 @@
 
 #include <boost/asio/this_coro.hpp>
 
+#include <filesystem>
+
 #include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorKit/Models/LocalModelsDoor.h"
 #include "LarkmoorKit/Models/LocalModelsMenuLine.h"
 #include "LarkmoorLocalModels/Migration/ModelMigration.h"
+#include "LarkmoorLocalModels/Migration/OldModelsLayout.h"
+#include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 #include "LarkmoorLocalModels/Prefetch/ModelPrefetch.h"
 #include "LarkmoorLocalModels/Runtime/ManagedRuntime.h"
 #include "LarkmoorLocalModels/Runtime/RuntimePartials.h"
+#include "LarkmoorPlatform/Folders.h"
 #include "LarkmoorPlatform/Spawn.h"
 #include "LarkmoorResources/SenkoSeed.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
@@ -42,10 +48,41 @@ Task<void> removeReceipt(std::string support) {
     co_await BlockingWork::run([path = LocalModelsDoor::receiptPath(support)] { ::unlink(path.c_str()); });
 }
 
+/// What `Files::replace` leaves of the file in a process that is killed.
+void removeTemporaries(const std::string& path) {
+    constexpr std::size_t random = 6;
+    const std::filesystem::path file{path};
+    const std::string prefix = fmt::format(".{}.", file.filename().string());
+    for (const std::string& name : Files::names(file.parent_path().string()).value_or(std::vector<std::string>{})) {
+        if (name.starts_with(prefix) && name.size() == prefix.size() + random) {
+            ::unlink((file.parent_path() / name).c_str());
+        }
+    }
+}
+
+/// What a move of the models' folders left that was killed, and folders in which there is nothing.
+void removeUnfinishedMoves(const std::string& support) {
+    std::vector<std::string> unfinished{OldModelsLayout::spareRuntime(support)};
+    for (const std::string& folder : {ModelsFolder::speech(support), ModelsFolder::voices(support)}) {
+        for (const std::string& name : Files::names(folder).value_or(std::vector<std::string>{})) {
+            if (name.starts_with('.') && name.ends_with(".copying")) unfinished.push_back(folder + "/" + name);
+        }
+    }
+    for (const std::string& path : unfinished) {
+        static_cast<void>(Folders::removeTree(OldModelsLayout::instanceRoot(support), path));
+    }
+    for (const std::string& folder : {ModelsFolder::namingStore(support), OldModelsLayout::runtime(support)}) {
+        static_cast<void>(Folders::removeIfHollow(folder));
+    }
+}
+
 /// The unit that was made of the property list, and the log that it wrote, go with it.
 Task<void> removeAgent(LocalModelsDuties::RemoveUnit removeUnit, std::string hostLog, std::string plist,
                        std::string label) {
-    co_await BlockingWork::run([plist] { ::unlink(plist.c_str()); });
+    co_await BlockingWork::run([plist] {
+        removeTemporaries(plist);
+        ::unlink(plist.c_str());
+    });
     co_await removeUnit(label + ".service");
     co_await BlockingWork::run([hostLog] { ::unlink(hostLog.c_str()); });
 }
@@ -96,6 +133,11 @@ Task<void> LocalModelsDuties::startIfNeeded() {
 }
 
 Task<void> LocalModelsDuties::decideAtLaunch() {
+    // A fresh home has no folder for logs, without which the setup log drops every line.
+    co_await BlockingWork::run([logs = std::filesystem::path{seams_.host.logPath()}.parent_path().string()] {
+        constexpr mode_t folderMode = 0755;
+        static_cast<void>(Files::makeFolders(logs, folderMode));
+    });
     co_await seams_.host.capHostIfUncapped();
     co_await seams_.host.reloadIfStale();
     const auto progress = co_await BlockingWork::run([path = progressPath_] {
@@ -143,13 +185,23 @@ Task<void> LocalModelsDuties::cancel() {
 
 /// A launch at which no pass ran undoes what the file tells of the passes before.
 Task<std::vector<LocalModelsUndo::Step>> LocalModelsDuties::undoPlan() {
-    std::optional<LocalModelsProgress> here;
-    if (launch_.hasStarted()) here = seams_.setup->snapshot(std::chrono::system_clock::now());
-    co_return co_await BlockingWork::run([here = std::move(here), file = file_, path = progressPath_] {
-        file->drain();
-        const auto progress = here ? here : LocalModelsProgress::read(path);
-        return progress ? LocalModelsUndo::planNow(*progress) : std::vector<LocalModelsUndo::Step>{};
+    std::optional<LocalModelsProgress> progress;
+    if (seams_.setup->knowsReceipts()) progress = seams_.setup->snapshot(std::chrono::system_clock::now());
+    if (!progress) {
+        progress = co_await BlockingWork::run([file = file_, path = progressPath_] {
+            file->drain();
+            return LocalModelsProgress::read(path);
+        });
+    }
+    if (!progress) co_return std::vector<LocalModelsUndo::Step>{};
+    auto steps = co_await BlockingWork::run([progress] { return UndoPlan::of(*progress); });
+    if (!UndoPlan::asksOurHost(*progress) || co_await seams_.host.agentPid()) co_return steps;
+    std::erase_if(steps, [&](const LocalModelsUndo::Step& step) {
+        const auto* model = step.as<LocalModelsUndo::Step::DeleteModel>();
+        if (model != nullptr) seams_.log("cancel-install: our host does not run — not asked to delete " + model->name);
+        return model != nullptr;
     });
+    co_return steps;
 }
 
 /// What no receipt names: the downloads of killed processes, and folders of ours that are empty now.
@@ -158,6 +210,7 @@ Task<void> LocalModelsDuties::leaveNoTrace() {
         LocalModelsProgress::sweepTemporaries(LocalModelsProgress::path(support));
         sweepStrayTarballs(RuntimePlaces::of(support).temporaryFolder, log);
         SenkoSeed::removeAbandoned(ModelPrefetch::senkoFolder(support));
+        removeUnfinishedMoves(support);
         for (const std::string& folder : {ModelsFolder::naming(support), ModelsFolder::speech(support),
                                           ModelsFolder::voices(support), ModelsFolder::root(support)}) {
             ::rmdir(folder.c_str());

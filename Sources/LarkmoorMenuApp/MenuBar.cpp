@@ -306,6 +306,7 @@ Task<void> MenuBar::answer(MenuDuties::Click click) {
 }
 
 Task<void> MenuBar::cancelLocalModelsAndQuit() {
+    if (isQuitting()) platform_.setupLog("cancel-install: the journey asked, but a quit is under way already");
     co_await quit_.quitAllOf([this] {
         platform_.setupLog("cancel-install: the journey asked — stopping the pipeline and undoing its receipts");
         return duties_.models.cancel();

@@ -33,7 +33,8 @@ class LaunchAgents {
     virtual Task<ExitStatus> bootstrap(std::string domainTarget, std::string listPath) = 0;
     /// Starts a loaded job. A running one is left alone, or restarted if `kill` is set.
     virtual Task<ExitStatus> kickstart(std::string serviceTarget, bool kill = false) = 0;
-    /// Stops and unloads the job until it is bootstrapped again, or until the next login.
+    /// Stops and unloads the job until it is bootstrapped again, or until the next login. One that the user disabled is
+    /// left as it is, running or not: `isDisabled`.
     virtual Task<ExitStatus> bootout(std::string serviceTarget) = 0;
 };
 

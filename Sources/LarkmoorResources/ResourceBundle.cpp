@@ -7,17 +7,13 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "LarkmoorBase/Files.h"
+
 namespace larkmoor::ResourceBundle {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-/// One spelling for one place: without ".", ".." and a slash at the end.
-fs::path standardized(const fs::path& path) {
-    fs::path plain = path.lexically_normal();
-    return plain.has_filename() ? plain : plain.parent_path();
-}
 
 /// A bundle has a folder for them; a plain folder is that folder itself.
 fs::path resources(const fs::path& bundle) {
@@ -28,7 +24,7 @@ fs::path resources(const fs::path& bundle) {
 }  // namespace
 
 std::optional<std::string> appResources(std::string_view forExecutable) {
-    const fs::path programs = standardized(forExecutable).parent_path();
+    const fs::path programs = fs::path{Files::standardized(forExecutable)}.parent_path();
     const fs::path contents = programs.parent_path();
     if (programs.filename() != "MacOS" || contents.filename() != "Contents") return std::nullopt;
     return (contents / "Resources").string();
@@ -37,10 +33,10 @@ std::optional<std::string> appResources(std::string_view forExecutable) {
 std::vector<std::string> roots(std::string_view executable, std::string_view main, std::string_view anchor) {
     std::vector<std::string> places;
     const auto add = [&places](const fs::path& place) {
-        std::string plain = standardized(place).string();
+        std::string plain = Files::standardized(place.string());
         if (std::ranges::find(places, plain) == places.end()) places.push_back(std::move(plain));
     };
-    const fs::path mainBundle = standardized(main), anchorBundle = standardized(anchor);
+    const fs::path mainBundle = Files::standardized(main), anchorBundle = Files::standardized(anchor);
     add(resources(mainBundle));
     if (const auto beside = appResources(executable)) add(*beside);
     add(resources(anchorBundle));

@@ -1,4 +1,5 @@
 """A `systemd --user` of a test's own, with the bus that it starts, in a home of its own."""
+import contextlib
 import os
 import subprocess
 
@@ -10,6 +11,7 @@ class UserManager:
 
     def __init__(self, home, **environment):
         (home / "run").mkdir(mode=0o700)
+        self.inaccessible = home / "run/systemd/inaccessible/dir"
         self.environment = {key: value for key, value in os.environ.items() if not key.startswith("XDG_")}
         self.environment.update(HOME=str(home), XDG_RUNTIME_DIR=f"{home}/run", SYSTEMD_LOG_LEVEL="err",
                                 DBUS_SESSION_BUS_ADDRESS=f"unix:path={home}/run/bus", **environment)
@@ -33,3 +35,6 @@ class UserManager:
     def close(self):
         self.process.terminate()
         self.process.wait()
+        # A folder that its owner may not list is not removed.
+        with contextlib.suppress(FileNotFoundError):
+            self.inaccessible.chmod(0o700)

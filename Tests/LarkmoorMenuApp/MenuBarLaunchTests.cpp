@@ -131,9 +131,11 @@ TEST_F(MenuBarTest, ACancelOfTheModelsUndoesThemAndQuits) {
         }
         undone.set();
         settle();
-        EXPECT_THAT(done, ElementsAre("setup log: cancel-install: the journey asked — stopping the pipeline and "
-                                      "undoing its receipts",
-                                      "cancel", "cancel done", "terminate"));
+        EXPECT_THAT(
+            done, ElementsAre("setup log: cancel-install: the journey asked — stopping the pipeline and "
+                              "undoing its receipts",
+                              "cancel", "setup log: cancel-install: the journey asked, but a quit is under way already",
+                              "cancel done", "terminate"));
         EXPECT_THAT(asked, ElementsAre("shutdown"));
         EXPECT_THAT(alerts.shown, IsEmpty());
     }

@@ -189,38 +189,21 @@ TEST_F(UpdateHostTest, AnOfferIsDrawnWithItsButtons) {
     noted.notesURL = "https://a.b/n";
     news.url.reset(), news.infoURL = "https://a.b/i";
     const std::string available = "Larkmoor 1.2 is available [", others = "Skip This Version|Remind Me Later]";
-    const std::string plain = available + "Install Update|" + others;
+    const std::string plain = available + "Install Update|" + others, told = available + "Learn More…|" + others;
+    const std::string urgent = available + "Install Update|Remind Me Later]";
+    const std::string withPage = available + "Install Update|Release Notes…|" + others;
+    const std::string ready = "Larkmoor 1.2 is ready to install [Install and Relaunch|Install on Quit]";
+    const std::string fewer = " This update is critical.\n\nLess & less",
+                      elsewhere = " This one is not installed from here.";
     const std::vector<Case> cases{
         {item, notDownloaded, {Chosen{0}}, plain, "", install},
         {item, notDownloaded, {Chosen{1}}, plain, "", skip},
         {item, downloaded, {Chosen{2}}, plain, "", dismiss},
         {item, notDownloaded, {AlertAnswers::NotShown{}}, plain, "", dismiss},
-        {item,
-         installing,
-         {Chosen{0}},
-         "Larkmoor 1.2 is ready to install [Install and Relaunch|Install on Quit]",
-         "",
-         install},
-        {critical,
-         notDownloaded,
-         {Chosen{1}},
-         available + "Install Update|Remind Me Later]",
-         " This update is critical.\n\nLess & less",
-         dismiss},
-        {noted,
-         notDownloaded,
-         {Chosen{1}, Chosen{0}},
-         available + "Install Update|Release Notes…|" + others,
-         "",
-         install,
-         {"https://a.b/n"}},
-        {news,
-         notDownloaded,
-         {Chosen{0}},
-         available + "Learn More…|" + others,
-         " This one is not installed from here.",
-         dismiss,
-         {"https://a.b/i"}},
+        {item, installing, {Chosen{0}}, ready, "", install},
+        {critical, notDownloaded, {Chosen{1}}, urgent, fewer, dismiss},
+        {noted, notDownloaded, {Chosen{1}, Chosen{0}}, withPage, "", install, {"https://a.b/n"}},
+        {news, notDownloaded, {Chosen{0}}, told, elsewhere, dismiss, {"https://a.b/i"}},
     };
     remake();
     for (const Case& each : cases) {

@@ -102,7 +102,7 @@ class Machine {
         co_await seams_.setup->waitForEnd();
     }
 
-    Task<void> removeUnit(std::string unit) { static_cast<void>(co_await units_.uninstall(unit)); }
+    Task<void> removeUnit(std::string unit) { static_cast<void>(co_await units_.discard(std::move(unit))); }
 
     std::function<void(const std::exception_ptr&)> ends() {
         return [this](const std::exception_ptr& escaped) {
@@ -125,6 +125,7 @@ class Machine {
     LoopbackHTTPClient http_{loop_};
     HelperFetch fetch_;
     HostAgent host_{{.launchctl = launchAgents_,
+                     .removeUnit = [this](std::string unit) { return removeUnit(std::move(unit)); },
                      .home = homeFolder(),
                      .support = support(),
                      .user = ::getuid(),
@@ -162,9 +163,12 @@ Outcome cancel(const Arguments&) {
     SessionBus bus{loop};
     BusDistributedNotifications notifications{bus};
     bool isUndone = false;
+    const std::string receipt = LocalModelsDoor::receiptPath(support());
+    // One of an earlier cancel is no answer to this one.
+    ::unlink(receipt.c_str());
     bus.onLost([&](const BusError&) { loop.stop(); });
     LocalModelsDoor::postCancel(notifications);
-    co_spawn(loop, LocalModelsDoor::awaitReceipt(LocalModelsDoor::receiptPath(support()), patience, every),
+    co_spawn(loop, LocalModelsDoor::awaitReceipt(receipt, patience, every),
              [&](const std::exception_ptr&, bool isThere) {
                  isUndone = isThere;
                  loop.stop();

@@ -6,6 +6,7 @@
 #include "LarkmoorBase/JSON/Encoder.h"
 #include "LarkmoorKit/Models/LocalModelsMenuLine.h"
 #include "LarkmoorKit/Models/LocalModelsUndo.h"
+#include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 
 namespace larkmoor::models {
 
@@ -31,7 +32,7 @@ Outcome undo(const Arguments& arguments) {
     if (arguments.plan.empty()) return {.status = Outcome::wrongUsage, .errors = "undo wants --plan FILE"};
     const auto progress = LocalModelsProgress::read(arguments.plan);
     if (!progress) return {.status = Outcome::failed, .errors = arguments.plan + " is no progress file"};
-    const auto steps = LocalModelsUndo::planNow(*progress);
+    const auto steps = UndoPlan::of(*progress);
     std::vector<std::string> lines = LocalModelsUndo::describe(steps);
     if (!arguments.json) {
         for (std::string& line : lines) line += '\n';

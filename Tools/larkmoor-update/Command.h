@@ -22,7 +22,6 @@ Outcome compare(const Arguments& arguments);
 Outcome pick(const Arguments& arguments);
 /// The menu's row after a list of events.
 Outcome row(const Arguments& arguments);
-
 /// Whether a backup could be put back; its stated size may be left out.
 Outcome inspect(const Arguments& arguments);
 /// Whose latch stands beside a store.

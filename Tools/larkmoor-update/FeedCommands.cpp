@@ -20,13 +20,6 @@ std::string environment(const char* name) {
     return value ? value : "";
 }
 
-std::string messagesLocale() {
-    for (const char* name : {"LC_ALL", "LC_MESSAGES"}) {
-        if (std::string value = environment(name); !value.empty()) return value;
-    }
-    return environment("LANG");
-}
-
 /// A feed is UTF-8, and so are its texts.
 std::string json(const std::optional<std::string>& text) {
     const auto encoded = Encoder::encode(text);
@@ -60,10 +53,9 @@ Outcome pick(const Arguments& arguments) {
     if (!bytes) return {.status = Outcome::failed, .errors = bytes.error().description()};
     const auto appcast = readAppcast(*bytes, arguments.base);
     if (!appcast) return {.status = Outcome::failed, .errors = appcast.error()};
-    const auto item =
-        larkmoor::pick(*appcast, {.build = arguments.build,
-                                  .systemVersion = arguments.system,
-                                  .languages = preferredLanguages(environment("LANGUAGE"), messagesLocale())});
+    const auto item = larkmoor::pick(
+        *appcast,
+        {.build = arguments.build, .systemVersion = arguments.system, .languages = preferredLanguages(environment)});
     return {.output = (item ? json(*item) : "null") + "\n"};
 }
 

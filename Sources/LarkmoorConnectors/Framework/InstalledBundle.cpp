@@ -8,6 +8,8 @@
 #include <ranges>
 #include <vector>
 
+#include "LarkmoorBase/Files.h"
+
 namespace larkmoor {
 
 namespace InstalledBundle {
@@ -17,8 +19,7 @@ namespace fs = std::filesystem;
 std::optional<std::string> enclosing(const std::string& location) {
     constexpr int maxLevels = 64;
     if (!location.starts_with('/')) return std::nullopt;
-    fs::path place = fs::path{location}.lexically_normal();
-    if (!place.has_filename()) place = place.parent_path();
+    fs::path place = Files::standardized(location);
     std::optional<std::string> outermost;
     for (int level = 0; level < maxLevels; ++level) {
         std::error_code ignored;

@@ -15,8 +15,6 @@
 #include "LarkmoorPlatform/HTTPClient.h"
 #include "LarkmoorPlatform/LaunchAgents.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
-#include "LarkmoorWire/Models/LocalModel.h"
-#include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor::LocalModelsUndo {
 
@@ -32,36 +30,6 @@ std::string fileName(const std::string& path) { return std::filesystem::path{pat
 
 double secondsSince1970(const std::optional<std::chrono::system_clock::time_point>& time) {
     return time ? std::chrono::duration<double>(time->time_since_epoch()).count() : 0;
-}
-
-/// When a step has its turn: the host must live to delete a model, and be gone before its folders go.
-int turn(const Step& step) {
-    return step.visit([](const Step::DeleteModel&) { return 0; }, [](const Step::BootoutAgent&) { return 1; },
-                      [](const Step::RemoveFile&) { return 2; }, [](const Step::RemoveDirectory&) { return 3; },
-                      [](const Step::RemoveModelFolder&) { return 4; });
-}
-
-/// Whether a store that was not there before an earlier pass may still be taken away whole: only one in our own folder,
-/// and with no model in it but the one that we pull.
-bool isOurStore(const LocalModelsProgress::OllamaInventory& claimed, const Receipts& installed) {
-    if (!claimed.folder.ends_with(ModelsFolder::namingStore("")) || !Files::exists(claimed.folder)) return false;
-    return !installed.ollama || std::ranges::all_of(installed.ollama->models, [](const std::string& model) {
-        return model == LocalModel::titleModel;
-    });
-}
-
-/// The claims that still have something to be taken away. A list may be gone and its job loaded all the same.
-Receipts standing(Receipts claims, const Receipts& installed) {
-    for (auto* folder : {&claims.runtimeDir, &claims.asrCacheDir, &claims.senkoDir}) {
-        if (*folder && !Files::exists(**folder)) folder->reset();
-    }
-    // The host asked now has another store than the one into which we pulled.
-    if (claims.ollama && installed.ollama && claims.ollama->folder != installed.ollama->folder) {
-        claims.pulledModel.reset();
-    }
-    // What has become the user's since is left as if it had been there before.
-    if (claims.ollama && !isOurStore(*claims.ollama, installed)) claims.ollama->folderExisted = true;
-    return claims;
 }
 
 // The steps' effects.
@@ -139,32 +107,6 @@ std::vector<Step> plan(const Receipts& receipts, const std::vector<std::string>&
 }
 
 std::vector<Step> planNow(const Receipts& receipts) { return plan(receipts, partialBlobs(receipts)); }
-
-std::vector<Step> planNow(const LocalModelsProgress& progress) {
-    std::vector<Step> steps = planNow(progress.installed);
-    const auto claimed = progress.claimed ? standing(*progress.claimed, progress.installed) : Receipts{};
-    for (Step& step : planNow(claimed)) {
-        if (std::ranges::find(steps, step) != steps.end()) continue;
-        const auto behind = std::ranges::upper_bound(steps, turn(step), {}, turn);
-        steps.insert(behind, std::move(step));
-    }
-    return steps;
-}
-
-Receipts claims(Receipts claimed, const Receipts& installed) {
-    const auto take = [](auto& field, const auto& other) {
-        if (!field) field = other;
-    };
-    // A pull and its beginning are one fact.
-    if (!claimed.pulledModel) claimed.pullBeganAt = installed.pullBeganAt;
-    take(claimed.pulledModel, installed.pulledModel);
-    take(claimed.runtimeDir, installed.runtimeDir);
-    take(claimed.agentPlist, installed.agentPlist);
-    take(claimed.senkoDir, installed.senkoDir);
-    take(claimed.ollama, installed.ollama);
-    take(claimed.oldModelWasOurs, installed.oldModelWasOurs);
-    return claimed;
-}
 
 std::vector<std::string> describe(const std::vector<Step>& steps) {
     std::vector<std::string> lines;

@@ -69,14 +69,6 @@ std::vector<Step> plan(const Receipts& receipts, const std::vector<std::string>&
 
 /// `plan` with the `partialBlobs` of this moment.
 std::vector<Step> planNow(const Receipts& receipts);
-/// The steps of what is installed and of what is claimed, each once, in the order of `plan`. Of the claims only what is
-/// on the disk counts. Blocks as long as the disk does.
-std::vector<Step> planNow(const LocalModelsProgress& progress);
-
-/// The claims with what a pass after them installed. Where both say something the claims stand: the first inventory is
-/// the one that knew what was there before us. The speech model's folder is not taken over: until the helper has ended,
-/// it may turn out to have been there.
-Receipts claims(Receipts claimed, const Receipts& installed);
 
 // For a screen that asks whether to cancel.
 

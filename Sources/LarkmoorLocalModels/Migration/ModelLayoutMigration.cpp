@@ -27,8 +27,7 @@ bool holds(const std::vector<std::string>& names, std::string_view name) {
 }
 
 std::string lastComponent(std::string_view path) {
-    while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
-    return std::filesystem::path{path}.filename().string();
+    return std::filesystem::path{Files::standardized(path)}.filename().string();
 }
 std::string parent(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
 
@@ -89,6 +88,7 @@ ModelLayoutMigration::FolderSeams ModelLayoutMigration::FolderSeams::live(const 
 
 Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::run() {
     moved_.clear();
+    haveVoicesMoved_ = false;
     asrCacheDir_.reset();
     const auto receipts = seams_.receipts();
     const Decision decision = co_await BlockingWork::run(
@@ -96,7 +96,10 @@ Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::run() {
          asr = receipts ? receipts->asrCacheDir : std::nullopt] { return decide(support, exists, names, asr); });
     if (decision != Decision::migrate) co_return Outcome::NotNeeded{};
     auto outcome = co_await moveEverything();
-    if (const auto* failed = outcome.as<Outcome::MoveFailed>()) {
+    const auto* failed = outcome.as<Outcome::MoveFailed>();
+    // What has moved before stays where it is.
+    if (failed != nullptr || outcome.is<Outcome::RolledBack>()) co_await settleReceipts();
+    if (failed != nullptr) {
         seams_.log(fmt::format("model-layout: {} — nothing is repointed, the next open runs this again", failed->why));
     }
     co_return outcome;
@@ -105,7 +108,8 @@ Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::run() {
 Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::moveEverything() {
     if (const auto done = co_await moveVoices(); !done) co_return Outcome::MoveFailed{done.error()};
     if (const auto done = co_await moveSpeech(); !done) co_return Outcome::MoveFailed{done.error()};
-    if (HostPlist::hostPlistLacksModelsDir(co_await seams_.plistText())) {
+    const auto plist = co_await seams_.plistText();
+    if (HostPlist::hostPlistLacksModelsDir(plist)) {
         seams_.log(
             "model-layout: the model store is not ours yet — senko and parakeet are in the new folders and the naming "
             "runtime follows once the model migration has run");
@@ -118,9 +122,12 @@ Task<ModelLayoutMigration::Outcome> ModelLayoutMigration::moveEverything() {
         saying(co_await makeDirectory(ModelsFolder::naming(seams_.support)), "models/naming could not be made");
     if (!made) co_return Outcome::MoveFailed{made.error()};
     if (hasOldRuntime) {
-        const auto plan = co_await moveRuntime();
+        if (plist && co_await seams_.tags() && !co_await seams_.readPid()) {
+            co_return Outcome::MoveFailed{"another program answers in the place of the model host"};
+        }
+        const auto plan = co_await moveRuntime(plist);
         if (!plan) co_return Outcome::MoveFailed{plan.error()};
-        if (!co_await repoint(*plan)) co_return co_await rollBack(*plan);
+        if (plan->newBinary && !co_await repoint(*plan)) co_return co_await rollBack(*plan);
     }
     // The receipts first: once the old folder is gone, no run looks again.
     co_await settleReceipts();
@@ -153,13 +160,15 @@ Task<Done> ModelLayoutMigration::moveVoices() {
         auto made = saying(co_await makeDirectory(folder), "the models folder could not be made");
         if (!made) co_return made;
     }
-    if (!hasOld && !isParked) co_return Done{};
+    haveVoicesMoved_ = !hasOld && !isParked;
+    if (haveVoicesMoved_) co_return Done{};
     for (const std::string& child : co_await children(parked)) {
         auto done = saying(co_await move(fmt::format("{}/{}", parked, child), fmt::format("{}/{}", voices, child)),
                            fmt::format("{} could not be moved into models/voices", child));
         if (!done) co_return done;
     }
     co_await removeIfEmpty(parked);
+    haveVoicesMoved_ = true;
     moved_.emplace_back("voices");
     seams_.log("model-layout: senko and the speaker models are under models/voices");
     co_return Done{};
@@ -170,17 +179,19 @@ Task<Done> ModelLayoutMigration::moveVoices() {
 Task<Done> ModelLayoutMigration::moveSpeech() {
     const auto receipts = seams_.receipts();
     if (receipts && receipts->asrCacheDir && co_await exists(*receipts->asrCacheDir)) {
-        co_return co_await moveOurSpeech(*receipts->asrCacheDir);
+        co_return co_await moveOurSpeech(Files::standardized(*receipts->asrCacheDir));
     }
     co_return co_await copySharedSpeech();
 }
 
 Task<Done> ModelLayoutMigration::moveOurSpeech(std::string cache) {
-    asrCacheDir_ = fmt::format("{}/{}", ModelsFolder::speech(seams_.support), lastComponent(cache));
-    if (*asrCacheDir_ == cache) co_return Done{};
-    auto done =
-        saying(co_await move(cache, *asrCacheDir_), "the transcription cache could not be moved into models/speech");
-    if (!done) co_return done;
+    const std::string speech = Files::standardized(ModelsFolder::speech(seams_.support));
+    const std::string target = cache == speech ? speech : fmt::format("{}/{}", speech, lastComponent(cache));
+    auto done = target == cache ? Done{}
+                                : saying(co_await move(cache, target),
+                                         "the transcription cache could not be moved into models/speech");
+    if (done) asrCacheDir_ = target;
+    if (!done || target == cache) co_return done;
     const std::string shared = OldModelsLayout::fluidAudio(seams_.support);
     co_await removeIfEmpty(shared);
     co_await removeIfEmpty(parent(shared));
@@ -195,12 +206,15 @@ Task<Done> ModelLayoutMigration::copySharedSpeech() {
     for (const std::string& child : co_await children(shared)) {
         if (!child.starts_with(MeetingModels::asrName)) continue;
         const std::string target = fmt::format("{}/{}", ModelsFolder::speech(seams_.support), child);
-        asrCacheDir_ = target;
-        if (co_await exists(target)) continue;
+        if (co_await exists(target)) {
+            asrCacheDir_ = target;
+            continue;
+        }
         auto done = saying(co_await BlockingWork::run([copy = seams_.folders.copyTree, from = shared + "/" + child,
                                                        target] { return copy(from, target); }),
                            "the transcription cache could not be copied into models/speech");
         if (!done) co_return done;
+        asrCacheDir_ = target;
         hasCopied = true;
     }
     if (!hasCopied) co_return Done{};
@@ -214,15 +228,15 @@ Task<Done> ModelLayoutMigration::copySharedSpeech() {
 Task<void> ModelLayoutMigration::settleReceipts() {
     auto receipts = seams_.receipts();
     if (!receipts) co_return;
-    if (receipts->senkoDir) receipts->senkoDir = senkoFolder(seams_.support);
+    if (receipts->senkoDir && haveVoicesMoved_) receipts->senkoDir = senkoFolder(seams_.support);
     if (asrCacheDir_) {
         receipts->asrCacheDir = asrCacheDir_;
-    } else if (receipts->asrCacheDir) {
+    } else if (receipts->asrCacheDir && !co_await exists(*receipts->asrCacheDir)) {
         const std::string moved =
             fmt::format("{}/{}", ModelsFolder::speech(seams_.support), lastComponent(*receipts->asrCacheDir));
         if (co_await exists(moved)) receipts->asrCacheDir = moved;
     }
-    seams_.writeReceipts(*std::move(receipts));
+    co_await seams_.writeReceipts(*std::move(receipts));
 }
 
 /// The guard of every recursive removal: false, and nothing removed, for what is not inside our own folder.

@@ -8,6 +8,7 @@
 #include <expected>
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -92,14 +93,16 @@ class ModelLayoutMigration {
         std::function<Task<Ended>(std::string binary, std::optional<std::string> modelsDir)> writePlist;
         /// Those of the last pass.
         std::function<std::optional<Receipts>()> receipts;
-        /// Takes the paths after the move.
-        std::function<void(Receipts)> writeReceipts;
+        /// Takes the paths after the move; ends when the next launch will find them.
+        std::function<Task<void>(Receipts)> writeReceipts;
         std::function<Task<std::optional<std::vector<std::string>>>()> tags;
         std::function<Task<bool>(std::string name)> ping;
         std::function<Task<std::optional<std::int32_t>>()> readPid;
         std::function<Task<Ended>()> reload;
         std::function<Task<void>(std::chrono::milliseconds)> pause;
         std::function<void(std::string)> log;
+        /// Ends the wait for the repointed host, which is put back then.
+        std::stop_token stop{};
     };
 
     /// What stands where; `asrCacheDir` is the speech model's folder in the receipts.
@@ -117,6 +120,8 @@ class ModelLayoutMigration {
     struct RollbackPlan {
         std::string binary;
         std::optional<std::string> modelsDir;
+        /// Of the repointed host. nullopt without a property list: there is no host of ours to repoint.
+        std::optional<std::string> newBinary;
         std::string naming, runtime, store, spare, oldRuntimeDir, oldStore;
         bool storeWasThere = false;
         bool putTheRuntimeBack = false;
@@ -127,8 +132,9 @@ class ModelLayoutMigration {
     Task<Done> moveSpeech();
     Task<Done> moveOurSpeech(std::string cache);
     Task<Done> copySharedSpeech();
-    Task<std::expected<RollbackPlan, std::string>> moveRuntime();
+    Task<std::expected<RollbackPlan, std::string>> moveRuntime(std::optional<std::string> plist);
     RollbackPlan rollbackPlan(const std::optional<std::string>& plist) const;
+    Task<bool> staysInPlace(const RollbackPlan& plan);
     Task<Done> moveStore(RollbackPlan& plan);
     Task<void> putStoreBack(RollbackPlan plan);
     Task<Done> removeSecondRuntime(const RollbackPlan& plan);
@@ -155,6 +161,7 @@ class ModelLayoutMigration {
 
     Seams seams_;
     std::vector<std::string> moved_;
+    bool haveVoicesMoved_ = false;
     std::optional<std::string> asrCacheDir_;  ///< where the speech model is now
 };
 

@@ -31,11 +31,18 @@ bool ModelMigration::mayDeleteOldModel(const std::optional<Receipts>& receipts) 
 }
 
 Task<ModelMigration::Outcome> ModelMigration::run() {
-    if (decide(co_await seams_.plistText()) != Decision::migrate) co_return Outcome::NotNeeded{};
+    const Decision decision = decide(co_await seams_.plistText());
+    if (decision == Decision::nothing && seams_.wasCutShort) co_return co_await finishCutShort();
+    if (decision != Decision::migrate) co_return Outcome::NotNeeded{};
     const auto tags = co_await seams_.tags();
     const bool oldModelIsThere = tags && std::ranges::any_of(*tags, [](const std::string& name) {
                                      return name == old || name.starts_with(old + ":");
                                  });
+    // Its models are not ours to move, and ours could not have its port.
+    if (tags && !co_await seams_.readPid()) {
+        seams_.log("model-migration: another program answers in our host's place — nothing moved");
+        co_return Outcome::NotNeeded{};
+    }
     seams_.log(fmt::format("model-migration: updating the naming model — pulling {}", title));
     if (!co_await seams_.pull(title)) {
         seams_.log(fmt::format("model-migration: the pull did not finish — nothing moved, {} is still naming", old));
@@ -78,7 +85,8 @@ Task<bool> ModelMigration::repoint() {
                                       .log = seams_.log,
                                       .proves = [ping = seams_.ping] { return ping(title); },
                                       .topic = "model-migration",
-                                      .folder = "our folder"},
+                                      .folder = "our folder",
+                                      .stop = seams_.stop},
                                      process);
 }
 
@@ -88,6 +96,14 @@ Task<ModelMigration::Outcome> ModelMigration::rollBack() {
     static_cast<void>(co_await seams_.writePlist(std::nullopt));
     static_cast<void>(co_await seams_.reload());
     co_return Outcome::RolledBack{};
+}
+
+/// The host runs by the new list; only what proves itself replaces the old model.
+Task<ModelMigration::Outcome> ModelMigration::finishCutShort() {
+    const auto tags = co_await seams_.tags();
+    if (!tags || !LocalModel::ready(*tags) || !co_await seams_.ping(title)) co_return Outcome::NotNeeded{};
+    oldFolder_ = seams_.defaultFolder();
+    co_return co_await finish(true);
 }
 
 Task<ModelMigration::Outcome> ModelMigration::finish(bool oldModelIsThere) {

@@ -8,6 +8,7 @@
 #include <expected>
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -65,10 +66,14 @@ class ModelMigration {
         /// The property list of the model host.
         std::function<Task<std::optional<std::string>>()> plistText;
         std::function<std::string()> ourModelsDir;
+        /// The parent of the store of a host whose list names none.
+        std::function<std::string()> defaultFolder;
         /// The parent of the store that the host uses now.
         std::function<Task<std::string>()> hostFolder;
         /// Those of the last pass.
         std::function<std::optional<Receipts>()> receipts;
+        /// An earlier run may have been killed between the new list and the old model's deletion.
+        bool wasCutShort = false;
         std::function<Task<std::optional<std::vector<std::string>>>()> tags;
         std::function<Task<bool>(std::string name)> pull;
         std::function<Task<bool>(std::string name)> ping;
@@ -78,6 +83,8 @@ class ModelMigration {
         std::function<Task<Ended>()> reload;
         std::function<Task<void>(std::chrono::milliseconds)> pause;
         std::function<void(std::string)> log;
+        /// Ends the wait for the repointed host, which is put back then.
+        std::stop_token stop{};
     };
 
     /// What the property list says; no text is no list.
@@ -94,6 +101,7 @@ class ModelMigration {
     Task<bool> repoint();
     Task<Outcome> rollBack();
     Task<Outcome> finish(bool oldModelIsThere);
+    Task<Outcome> finishCutShort();
 
     Seams seams_;
     std::string oldFolder_;  ///< of the host, before it is repointed

@@ -10,7 +10,10 @@ Task<bool> NewHost::wait(NewHost questions, std::optional<std::int32_t> old) {
     constexpr int rounds = 60;
     constexpr std::chrono::milliseconds pace{500};
     bool hasRefused = false;
-    for (int round = 0; round < rounds; ++round) {
+    // A host that hangs lets every question run into its own limit.
+    const auto deadline = std::chrono::steady_clock::now() + rounds * pace;
+    for (int round = 0; round < rounds && std::chrono::steady_clock::now() < deadline; ++round) {
+        if (questions.stop.stop_requested()) co_return false;
         if (round > 0) co_await questions.pause(pace);
         const auto process = co_await questions.readPid();
         if (process && process != old) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -23,9 +24,10 @@ struct NewHost {
     std::function<Task<bool>()> proves{};
     std::string topic;   ///< the log's lines begin with it
     std::string folder;  ///< as the log names it while waiting
+    std::stop_token stop{};
 
     /// True once a host in another process than `old`, or in any if that is not known, lists the naming model; false
-    /// after 30 seconds of pauses. Main thread.
+    /// after 30 seconds, and what a question takes that was asked before, or when it is stopped. Main thread.
     static Task<bool> wait(NewHost questions, std::optional<std::int32_t> old);
 };
 

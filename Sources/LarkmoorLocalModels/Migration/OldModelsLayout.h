@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "LarkmoorWire/Identity/ClientInstance.h"
+#include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor::OldModelsLayout {
 
@@ -21,6 +22,10 @@ inline std::string instanceRoot(std::string_view support) {
 }
 inline std::string runtime(std::string_view support) {
     return fmt::format("{}/{}", instanceRoot(support), oldRuntimeDirName);
+}
+/// What the removal of an old runtime's second copy left that was killed.
+inline std::string spareRuntime(std::string_view support) {
+    return fmt::format("{}/.old-runtime", ModelsFolder::naming(support));
 }
 inline std::string voices(std::string_view support) {
     return fmt::format("{}/{}", instanceRoot(support), oldVoicesDirName);

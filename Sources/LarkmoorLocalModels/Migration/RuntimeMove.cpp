@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorLocalModels/Migration/ModelLayoutMigration.h"
 #include "LarkmoorLocalModels/Migration/NewHost.h"
 #include "LarkmoorLocalModels/Migration/OldModelsLayout.h"
@@ -22,8 +23,9 @@ using Done = ModelLayoutMigration::Done;
 // The old folder stands, empty in the end, until the host has come back: as long as
 // it is there a run that was killed is taken up by the next.
 
-Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayoutMigration::moveRuntime() {
-    RollbackPlan plan = rollbackPlan(co_await seams_.plistText());
+Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayoutMigration::moveRuntime(
+    std::optional<std::string> plist) {
+    RollbackPlan plan = rollbackPlan(plist);
     // What is left of a removal that was killed.
     if (co_await exists(plan.spare)) co_await removeOurs(plan.spare);
     const std::string managed = ModelsFolder::namingBinary(seams_.support);
@@ -35,8 +37,14 @@ Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayout
                               return name == OldModelsLayout::oldRuntimeStoreName;
                           });
     if (!wasMoved) {
-        if (const auto done = co_await moveStore(plan); !done) co_return std::unexpected{done.error()};
         const bool isInPlace = hasManaged && co_await seams_.verifyBinary(managed);
+        if (!isInPlace && plan.newBinary && !co_await exists(plan.oldRuntimeDir + "/ollama")) {
+            if (!co_await staysInPlace(plan)) {
+                co_return std::unexpected{"there is no runtime for the host, neither in ollama nor elsewhere"};
+            }
+            plan.newBinary = plan.binary;
+        }
+        if (const auto done = co_await moveStore(plan); !done) co_return std::unexpected{done.error()};
         const auto done = isInPlace ? co_await removeSecondRuntime(plan) : co_await moveOldRuntime(plan);
         if (!done) {
             co_await putStoreBack(plan);
@@ -47,14 +55,23 @@ Task<std::expected<ModelLayoutMigration::RollbackPlan, std::string>> ModelLayout
     co_return plan;
 }
 
+/// Whether the host's executable is there, and in none of the folders that are moved or emptied.
+Task<bool> ModelLayoutMigration::staysInPlace(const RollbackPlan& plan) {
+    for (const std::string& folder : {plan.oldRuntimeDir, plan.runtime}) {
+        if (plan.binary.starts_with(folder + "/")) co_return false;
+    }
+    co_return co_await exists(plan.binary);
+}
+
 ModelLayoutMigration::RollbackPlan ModelLayoutMigration::rollbackPlan(const std::optional<std::string>& plist) const {
     const std::string old = OldModelsLayout::runtime(seams_.support);
     return {.binary = HostPlist::supervisedBinary(plist).value_or(old + "/ollama"),
             .modelsDir = HostPlist::modelsDirForWrite(plist, seams_.support),
+            .newBinary = plist ? std::optional{ModelsFolder::namingBinary(seams_.support)} : std::nullopt,
             .naming = ModelsFolder::naming(seams_.support),
             .runtime = ModelsFolder::namingRuntime(seams_.support),
             .store = ModelsFolder::namingStore(seams_.support),
-            .spare = ModelsFolder::naming(seams_.support) + "/.old-runtime",
+            .spare = OldModelsLayout::spareRuntime(seams_.support),
             .oldRuntimeDir = old,
             .oldStore = fmt::format("{}/{}", old, OldModelsLayout::oldRuntimeStoreName)};
 }
@@ -114,7 +131,10 @@ Task<Done> ModelLayoutMigration::exchangeWithNew(std::string folder, std::string
 /// Whether a host has come back on the new folders that names.
 Task<bool> ModelLayoutMigration::repoint(RollbackPlan plan) {
     const auto process = co_await seams_.readPid();
-    auto reloaded = co_await seams_.writePlist(ModelsFolder::namingBinary(seams_.support), plan.store);
+    // A store that the user has put elsewhere stays there.
+    const std::string store = Files::standardized(plan.modelsDir.value_or(""));
+    const bool isElsewhere = !store.empty() && store != plan.oldStore && store != plan.store;
+    auto reloaded = co_await seams_.writePlist(plan.newBinary.value_or(plan.binary), isElsewhere ? store : plan.store);
     if (reloaded) reloaded = co_await seams_.reload();
     if (!reloaded) {
         seams_.log(fmt::format("model-layout: the reload failed ({})", reloaded.error().message));
@@ -125,7 +145,8 @@ Task<bool> ModelLayoutMigration::repoint(RollbackPlan plan) {
                                                 .pause = seams_.pause,
                                                 .log = seams_.log,
                                                 .topic = "model-layout",
-                                                .folder = "models/naming/store"},
+                                                .folder = "models/naming/store",
+                                                .stop = seams_.stop},
                                                process);
     if (!isBack) co_return false;
     if (co_await seams_.ping(std::string{LocalModel::titleModel})) co_return true;

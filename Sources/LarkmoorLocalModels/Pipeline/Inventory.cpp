@@ -36,4 +36,15 @@ LocalModelsProgress::OllamaInventory take(const std::string& folder) {
     return inventory;
 }
 
+void add(std::vector<std::string> listed, LocalModelsProgress::OllamaInventory& to) {
+    constexpr std::string_view latest = ":latest";
+    for (std::string& name : listed) {
+        if (name.ends_with(latest)) name.erase(name.size() - latest.size());
+        to.models.push_back(std::move(name));
+    }
+    std::ranges::sort(to.models);
+    const auto twice = std::ranges::unique(to.models);
+    to.models.erase(twice.begin(), twice.end());
+}
+
 }  // namespace larkmoor::Inventory

@@ -7,8 +7,8 @@
 
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorKit/Models/LocalModelsUndo.h"
 #include "LarkmoorLocalModels/Pipeline/Inventory.h"
+#include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 #include "LarkmoorLocalModels/Prefetch/ModelPrefetch.h"
 #include "LarkmoorLocalModels/Pull/ModelPull.h"
 #include "LarkmoorLocalModels/Runtime/HostPlist.h"
@@ -26,6 +26,7 @@ using Stop = std::stop_token;
 using Receipts = LocalModelsProgress::Receipts;
 
 constexpr int hostPatience = 20;  // seconds
+constexpr std::chrono::seconds answerPatience{2};
 
 /// The store that a host which we start, or find, takes by its environment.
 std::optional<std::string> hostModelsFromEnvironment() {
@@ -33,15 +34,24 @@ std::optional<std::string> hostModelsFromEnvironment() {
     return folder != nullptr && *folder != '\0' ? std::optional<std::string>{folder} : std::nullopt;
 }
 
-/// The store that the setup is about to use. A host without a property list of ours is the user's, and so is its store.
+/// The store of a host that is not told where its models are.
+std::string defaultStore(const LiveWorkers& live) {
+    return hostModelsFromEnvironment().value_or(live.home + "/.ollama/models");
+}
+
+/// The store that the setup is about to use. A host that runs in no process of ours is the user's, and so is its store,
+/// of which it tells more than a folder that we suppose.
 Task<LocalModelsProgress::OllamaInventory> takeInventory(LiveWorkers live) {
-    auto folder = hostModelsFromEnvironment();
-    if (!folder) {
-        const auto plist = co_await live.host.plistText();
-        const bool isTheirs = !plist && co_await hostAnswers({&live.http, live.endpoint});
-        folder = isTheirs ? live.home + "/.ollama/models" : HostPlist::ollamaStore(plist, live.support, live.home);
-    }
-    co_return co_await BlockingWork::run([folder = *folder] { return Inventory::take(folder); });
+    const auto plist = co_await live.host.plistText();
+    std::optional<std::vector<std::string>> theirs;
+    if (!co_await live.host.agentPid()) theirs = co_await hostTags({&live.http, live.endpoint});
+    const bool isDefault = theirs || HostPlist::hostPlistLacksModelsDir(plist);
+    auto inventory = co_await BlockingWork::run(
+        [folder = isDefault ? defaultStore(live) : HostPlist::ollamaStore(plist, live.support, live.home)] {
+            return Inventory::take(folder);
+        });
+    if (theirs) Inventory::add(*std::move(theirs), inventory);
+    co_return inventory;
 }
 
 Task<std::optional<LocalModelsProgress>> readProgress(std::string support) {
@@ -56,25 +66,23 @@ Task<std::optional<Receipts>> readReceipts(std::string support) {
 
 Task<Receipts> readClaims(std::string support) {
     const auto progress = co_await readProgress(std::move(support));
-    if (!progress) co_return Receipts{};
-    auto claims = LocalModelsUndo::claims(progress->claimed.value_or(Receipts{}), progress->installed);
-    // A pull that failed made no model: one of that name is the user's from now on.
-    const auto model = std::ranges::find(progress->rows, "model", &LocalModelsProgress::Row::id);
-    if (model != progress->rows.end() && model->state == LocalModelsProgress::Row::skipped) claims.pulledModel.reset();
-    co_return claims;
+    co_return progress ? UndoPlan::claims(*progress) : Receipts{};
 }
 
-Task<bool> isThere(std::string path) {
-    co_return co_await BlockingWork::run([path = std::move(path)] { return Files::exists(path); });
+Task<bool> isFilled(std::string path) {
+    co_return co_await BlockingWork::run([path = std::move(path)] {
+        const auto names = Files::names(path);
+        return names ? !names->empty() : Files::exists(path);
+    });
 }
+
+std::string parentFolder(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
 
 /// The folder whose "models" is the store that the host uses now.
 Task<std::string> hostFolder(LiveWorkers live) {
     const auto plist = co_await live.host.plistText();
     const auto store = hostModelsFromEnvironment();
-    co_return std::filesystem::path{store ? *store : HostPlist::ollamaStore(plist, live.support, live.home)}
-        .parent_path()
-        .string();
+    co_return parentFolder(store ? *store : HostPlist::ollamaStore(plist, live.support, live.home));
 }
 
 /// Keeps the executable that the host runs.
@@ -86,13 +94,15 @@ Task<std::expected<void, SetupError>> repoint(LiveWorkers live, RuntimeSetup run
 }
 
 Task<ModelMigration::Outcome> migrateModel(LiveWorkers live, RuntimeSetup runtime, std::optional<Receipts> receipts,
-                                           std::function<Task<bool>(std::string)> pull) {
-    const ModelHost asked{&live.http, live.endpoint};
+                                           bool wasCutShort, std::function<Task<bool>(std::string)> pull, Stop stop) {
+    const ModelHost asked{&live.http, live.endpoint, stop};
     ModelMigration migration{{
         .plistText = [&live] { return live.host.plistText(); },
         .ourModelsDir = [&live] { return ModelsFolder::namingStore(live.support); },
+        .defaultFolder = [&live] { return parentFolder(defaultStore(live)); },
         .hostFolder = [&live] { return hostFolder(live); },
         .receipts = [&receipts] { return receipts; },
+        .wasCutShort = wasCutShort,
         .tags = [&asked] { return hostTags(asked); },
         .pull = std::move(pull),
         .ping = [&asked](std::string name) { return pingModel(asked, std::move(name)); },
@@ -102,13 +112,24 @@ Task<ModelMigration::Outcome> migrateModel(LiveWorkers live, RuntimeSetup runtim
         .reload = [&live] { return live.host.loadAgent({}); },
         .pause = [&live](std::chrono::milliseconds time) { return live.host.pacedPause(time); },
         .log = live.log,
+        .stop = stop,
     }};
     co_return co_await migration.run();
 }
 
+/// A host of the user's that is too busy to answer has the port: one of ours beside it could not come up.
+Task<std::expected<void, SetupError>> superviseHost(LiveWorkers live, std::string binary, Stop stop) {
+    const auto answer = co_await live.http.send({.url = live.endpoint + "/api/tags", .timeout = answerPatience}, stop);
+    const bool isTaken = answer || answer.error().reason == "timed out";
+    if (isTaken && !co_await live.host.agentPid()) {
+        co_return std::unexpected{SetupError{"another program has the model host's port"}};
+    }
+    co_return co_await live.host.superviseHost(std::move(binary), std::move(stop));
+}
+
 Task<ModelLayoutMigration::Outcome> moveFolders(LiveWorkers live, std::optional<Receipts> receipts,
-                                                std::function<void(Receipts)> settle) {
-    const ModelHost asked{&live.http, live.endpoint};
+                                                std::function<Task<void>(Receipts)> settle, Stop stop) {
+    const ModelHost asked{&live.http, live.endpoint, stop};
     ModelLayoutMigration migration{{
         .support = live.support,
         .folders = ModelLayoutMigration::FolderSeams::live(live.support),
@@ -129,6 +150,7 @@ Task<ModelLayoutMigration::Outcome> moveFolders(LiveWorkers live, std::optional<
         .reload = [&live] { return live.host.loadAgent({}); },
         .pause = [&live](std::chrono::milliseconds time) { return live.host.pacedPause(time); },
         .log = live.log,
+        .stop = stop,
     }};
     co_return co_await migration.run();
 }
@@ -159,12 +181,14 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
     const auto asked = [live = *this](Stop stop) { return ModelHost{&live.http, live.endpoint, std::move(stop)}; };
     return {
         .migrate =
-            [live = *this, runtime](std::optional<Receipts> receipts, std::function<Task<bool>(std::string)> pull) {
-                return migrateModel(live, runtime({}), std::move(receipts), std::move(pull));
+            [live = *this, runtime](std::optional<Receipts> receipts, bool wasCutShort,
+                                    std::function<Task<bool>(std::string)> pull, Stop stop) {
+                return migrateModel(live, runtime({}), std::move(receipts), wasCutShort, std::move(pull),
+                                    std::move(stop));
             },
         .migrateLayout =
-            [live = *this](std::optional<Receipts> receipts, std::function<void(Receipts)> settle) {
-                return moveFolders(live, std::move(receipts), std::move(settle));
+            [live = *this](std::optional<Receipts> receipts, std::function<Task<void>(Receipts)> settle, Stop stop) {
+                return moveFolders(live, std::move(receipts), std::move(settle), std::move(stop));
             },
         .findRuntime = [runtime] { return findTrustedRuntime(runtime({})); },
         .fetchRuntime =
@@ -172,8 +196,9 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
                 return larkmoor::fetchRuntime(runtime(std::move(stop)), std::move(progress));
             },
         .hostAnswers = [asked](Stop stop) { return larkmoor::hostAnswers(asked(std::move(stop))); },
-        .superviseHost = [&agent = host](std::string binary,
-                                         Stop stop) { return agent.superviseHost(std::move(binary), std::move(stop)); },
+        .superviseHost = [live = *this](
+                             std::string binary,
+                             Stop stop) { return larkmoor::superviseHost(live, std::move(binary), std::move(stop)); },
         .waitForHost = [asked](Stop stop) { return larkmoor::waitForHost(asked(std::move(stop)), hostPatience); },
         .probeModel = [live =
                            *this](Stop stop) { return LocalModel::ready(live.http, live.endpoint, std::move(stop)); },
@@ -183,7 +208,7 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
         .inventory = [live = *this] { return takeInventory(live); },
         .snapshotReceipts = [support = support] { return readReceipts(support); },
         .claims = [support = support] { return readClaims(support); },
-        .exists = isThere,
+        .isFilled = isFilled,
     };
 }
 

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -10,7 +9,6 @@
 
 #include "LarkmoorPlatform/Spawn.h"
 #include "LarkmoorWire/Models/LocalModel.h"
-#include "LarkmoorWire/Models/MeetingModels.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor {
@@ -19,35 +17,8 @@ namespace {
 
 constexpr std::string_view runtimeRow = "runtime", hostRow = "host", modelRow = "model", asrRow = "asr", vadRow = "vad";
 constexpr std::string_view wasCancelled = "the install was cancelled";
-constexpr std::size_t trioSize = 3;
-
-double secondsSince1970(LocalModelSetup::Time time) {
-    return std::chrono::duration<double>(time.time_since_epoch()).count();
-}
 
 std::string parentFolder(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
-
-std::vector<LocalModelSetup::Row> newRows() {
-    return {
-        {.id = std::string{runtimeRow},
-         .label = "Ollama runtime",
-         .download = true,
-         .totalBytes = LocalModel::runtimeApproxBytes,
-         .expected = true},
-        {.id = std::string{hostRow}, .label = "Model host"},
-        {.id = std::string{modelRow},
-         .label = std::string{LocalModel::titleModel},
-         .download = true,
-         .totalBytes = LocalModel::approxDownloadBytes,
-         .expected = true},
-        {.id = std::string{asrRow},
-         .label = std::string{MeetingModels::asrName},
-         .download = true,
-         .totalBytes = MeetingModels::asrMeasuredBytes,
-         .expected = true},
-        {.id = std::string{vadRow}, .label = std::string{MeetingModels::senkoName}},
-    };
-}
 
 }  // namespace
 
@@ -90,14 +61,20 @@ Task<void> LocalModelSetup::pass() {
     installed_ = {};
     snapshotReceipts_.reset();
     runtime_.reset();
-    co_await attempt({}, readReceipts());
+    knowsReceipts_ = false;
+    try {
+        co_await readReceipts();
+    } catch (const std::exception& thrown) {
+        co_return seams_.log(fmt::format(
+            "model-setup: what the last pass made could not be read ({}) — retrying at the next open", thrown.what()));
+    }
     for (const Row& row : newRows()) set(row.id, RowState::Pending{});
-    co_await attempt({}, layoutFirstRound());
-    co_await attempt({}, takeInventory());
+    co_await attempt("layout", layoutFirstRound());
+    co_await attempt("inventory", takeInventory());
     co_await attempt(runtimeRow, runtimeStep());
     co_await attempt(hostRow, hostStep());
-    co_await attempt({}, migrationStep());
-    co_await attempt({}, layoutSecondRound());
+    co_await attempt("migration", migrationStep());
+    co_await attempt("layout", layoutSecondRound());
     co_await attempt(modelRow, modelStep());
     seams_.log(isTrioDone() ? "model-setup: trio done" : "model-setup: trio worked with quiet skips");
     co_await attempt(asrRow, meetingModelsStep());
@@ -108,41 +85,50 @@ Task<void> LocalModelSetup::pass() {
 }
 
 /// A step that throws, as where the system has no thread for it, is one that could not finish.
-Task<void> LocalModelSetup::attempt(std::string_view row, Task<void> step) {
+Task<void> LocalModelSetup::attempt(std::string_view step, Task<void> work) {
     std::string why;
     try {
-        co_return co_await std::move(step);
+        co_return co_await std::move(work);
     } catch (const std::exception& thrown) {
         why = thrown.what();
     }
-    quietSkip(row, why);
+    quietSkip(step, why);
 }
 
 Task<void> LocalModelSetup::readReceipts() {
     snapshotReceipts_ = co_await seams_.workers.snapshotReceipts();
     if (snapshotReceipts_) installed_.oldModelWasOurs = ModelMigration::mayDeleteOldModel(snapshotReceipts_);
     claimed_ = co_await seams_.workers.claims();
+    // Receipts that a killed pass had not taken over yet stand among its claims alone.
+    if (snapshotReceipts_ && !snapshotReceipts_->senkoDir) snapshotReceipts_->senkoDir = claimed_.senkoDir;
+    if (snapshotReceipts_ && !snapshotReceipts_->asrCacheDir &&
+        claimed_.asrCacheDir != ModelsFolder::speech(seams_.support)) {
+        snapshotReceipts_->asrCacheDir = claimed_.asrCacheDir;
+    }
+    knowsReceipts_ = true;
 }
 
 /// Before a place is filled for the first time: a process that is killed amid that must not forget that it is ours.
 Task<void> LocalModelSetup::claim(std::optional<std::string> Receipts::* place, std::string path) {
-    if (claimed_.*place || co_await seams_.workers.exists(path)) co_return;
+    if (claimed_.*place || co_await seams_.workers.isFilled(path)) co_return;
     claimed_.*place = std::move(path);
     publish(true);
     co_await settle();
 }
 
 Task<void> LocalModelSetup::layoutFirstRound() {
-    layoutHeld_ = false;
+    layoutHeld_ = layoutRolledBack_ = false;
     if (isCancelled()) co_return;
     layoutHeld_ = true;
     const auto outcome = co_await migrateLayout();
     layoutHeld_ = outcome.is<ModelLayoutMigration::Outcome::MoveFailed>();
+    layoutRolledBack_ = outcome.is<ModelLayoutMigration::Outcome::RolledBack>();
     if (outcome.movedAnything()) publish(true);
 }
 
 Task<void> LocalModelSetup::takeInventory() {
     auto inventory = co_await seams_.workers.inventory();
+    if (installed_.ollama && installed_.ollama->folder == inventory.folder) co_return;
     seams_.log(fmt::format("model-setup: inventory — folder {}, {} model(s): {}",
                            inventory.folderExisted ? "existed" : "absent", inventory.models.size(),
                            fmt::join(inventory.models, ", ")));
@@ -172,15 +158,21 @@ Task<void> LocalModelSetup::runtimeStep() {
 
 Task<void> LocalModelSetup::hostStep() {
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
-    if (co_await seams_.workers.hostAnswers(stop_.get_token()))
+    if (co_await seams_.workers.hostAnswers(stop_.get_token())) {
+        // It may have come up since, with a store of its own.
+        co_await takeInventory();
         co_return set(hostRow, RowState::Done{"already running"});
+    }
     // A question that is cut short is answered with no.
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
     if (!runtime_) co_return quietSkip(hostRow, "no runtime landed this run — nothing to supervise");
     co_await claim(&Receipts::agentPlist, seams_.agentPlist);
     set(hostRow, RowState::Active{});
     const auto supervised = co_await seams_.workers.superviseHost(*runtime_, stop_.get_token());
-    if (!supervised) co_return quietSkip(hostRow, supervised.error().message);
+    if (!supervised) {
+        if (!co_await seams_.workers.isFilled(seams_.agentPlist)) claimed_.agentPlist.reset();
+        co_return quietSkip(hostRow, supervised.error().message);
+    }
     installed_.agentPlist = seams_.agentPlist;
     if (co_await seams_.workers.waitForHost(stop_.get_token())) co_return set(hostRow, RowState::Done{"running"});
     quietSkip(hostRow, "the model host did not come up — see the ollama log");
@@ -196,34 +188,59 @@ Task<void> LocalModelSetup::migrationStep() {
     if (isCancelled() || !isDone(hostRow)) co_return;
     migrating_ = true;
     publish(true);
+    const bool wasCutShort = claimed_.oldModelWasOurs.value_or(false);
     ModelMigration::Outcome outcome = ModelMigration::Outcome::NotNeeded{};
     co_await Spawning::toItsEnd([&]() -> Task<void> {
-        outcome = co_await seams_.workers.migrate(snapshotReceipts_,
-                                                  [this](const std::string&) { return pullForMigration(); });
+        outcome = co_await seams_.workers.migrate(
+            snapshotReceipts_, wasCutShort, [this](const std::string&) { return pullForMigration(); },
+            stop_.get_token());
     });
+    if (outcome.is<ModelMigration::Outcome::RolledBack>()) co_await seams_.workers.waitForHost(stop_.get_token());
     migrating_ = false;
-    publish(true);
+    // Of the old model nothing is left to do, unless an earlier migration's end could not be made good.
+    if (!outcome.is<ModelMigration::Outcome::NotNeeded>()) claimed_.oldModelWasOurs.reset();
     if (outcome.is<ModelMigration::Outcome::Migrated>()) installed_.pulledModel = LocalModel::titleModel;
+    publish(true);
 }
 
 Task<bool> LocalModelSetup::pullForMigration() {
-    set(modelRow, RowState::Active{0.0});
+    if (ModelMigration::mayDeleteOldModel(snapshotReceipts_)) claimed_.oldModelWasOurs = true;
+    co_await beginPull();
     co_return (co_await seams_.workers.pullModel(transfers(std::string{modelRow}), stop_.get_token())).has_value();
 }
 
+/// Before the first byte, so that a cancel amid the pull knows what to remove.
+Task<void> LocalModelSetup::beginPull() {
+    installed_.pulledModel = LocalModel::titleModel;
+    installed_.pullBeganAt = secondsSince1970(seams_.now());
+    set(modelRow, RowState::Active{0.0});
+    co_await settle();
+}
+
 Task<ModelLayoutMigration::Outcome> LocalModelSetup::migrateLayout() {
-    co_return co_await seams_.workers.migrateLayout(snapshotReceipts_, [this](Receipts settled) {
-        // What the last pass made is found by this one's steps, but for the folders that they do not look into.
-        installed_.senkoDir = settled.senkoDir;
-        installed_.asrCacheDir = settled.asrCacheDir;
-        snapshotReceipts_ = std::move(settled);
-        publish(true);
-    });
+    auto outcome = co_await seams_.workers.migrateLayout(
+        snapshotReceipts_, [this](Receipts moved) { return settleReceipts(std::move(moved)); }, stop_.get_token());
+    // The steps behind it ask the host that is being put back.
+    if (outcome.is<ModelLayoutMigration::Outcome::RolledBack>()) co_await seams_.workers.waitForHost(stop_.get_token());
+    co_return outcome;
+}
+
+Task<void> LocalModelSetup::settleReceipts(Receipts moved) {
+    // What the last pass made is found by this one's steps, but for the folders that they do not look into.
+    installed_.senkoDir = moved.senkoDir;
+    installed_.asrCacheDir = moved.asrCacheDir;
+    if (moved.senkoDir) claimed_.senkoDir = moved.senkoDir;
+    const bool isWhole = claimed_.asrCacheDir == ModelsFolder::speech(seams_.support);
+    if (moved.asrCacheDir && !isWhole) claimed_.asrCacheDir = moved.asrCacheDir;
+    snapshotReceipts_ = std::move(moved);
+    publish(true);
+    co_await settle();
 }
 
 /// The runtime moves once the naming model lives in our store.
 Task<void> LocalModelSetup::layoutSecondRound() {
-    if (isCancelled() || !isDone(hostRow) || layoutHeld_) co_return;
+    // A host that did not come back in its new place is not restarted a second time at one launch.
+    if (isCancelled() || !isDone(hostRow) || layoutHeld_ || layoutRolledBack_) co_return;
     const auto outcome = co_await migrateLayout();
     // The runtime that this pass has found may have moved with the folders.
     if (outcome.is<ModelLayoutMigration::Outcome::Migrated>() && installed_.runtimeDir) {
@@ -240,11 +257,7 @@ Task<void> LocalModelSetup::modelStep() {
     }
     if (isCancelled()) co_return quietSkip(modelRow, wasCancelled);
     if (!isDone(hostRow)) co_return quietSkip(modelRow, "no model host this run — nothing to pull from");
-    // Before the first byte, so that a cancel amid the pull knows what to remove.
-    installed_.pulledModel = LocalModel::titleModel;
-    installed_.pullBeganAt = secondsSince1970(seams_.now());
-    set(modelRow, RowState::Active{0.0});
-    co_await settle();
+    co_await beginPull();
     const auto pulled = co_await seams_.workers.pullModel(transfers(std::string{modelRow}), stop_.get_token());
     if (!pulled) co_return quietSkip(modelRow, pulled.error().message);
     set(modelRow, RowState::Done{"downloaded"});
@@ -273,112 +286,6 @@ PrefetchRows LocalModelSetup::prefetchRows() {
             .setAsrCacheDir = [this](std::optional<std::string> folder) { installed_.asrCacheDir = std::move(folder); },
             .setSenkoDir = [this](std::string folder) { installed_.senkoDir = std::move(folder); },
             .log = seams_.log};
-}
-
-// Rows
-
-bool LocalModelSetup::finished() const {
-    return std::ranges::all_of(rows_, [](const Row& row) { return row.state.is<RowState::Done>(); });
-}
-
-bool LocalModelSetup::isTrioDone() const {
-    return std::ranges::all_of(rows_ | std::views::take(trioSize),
-                               [](const Row& row) { return row.state.is<RowState::Done>(); });
-}
-
-bool LocalModelSetup::isDone(std::string_view id) const {
-    const auto row = std::ranges::find(rows_, id, &Row::id);
-    return row != rows_.end() && row->state.is<RowState::Done>();
-}
-
-LocalModelSetup::Row* LocalModelSetup::find(std::string_view id) {
-    const auto row = std::ranges::find(rows_, id, &Row::id);
-    return row == rows_.end() ? nullptr : &*row;
-}
-
-void LocalModelSetup::set(std::string_view id, RowState state) {
-    Row* row = find(id);
-    if (row == nullptr) return;
-    row->state = std::move(state);
-    seams_.log(fmt::format("model-setup: {} → {}", id, row->state.logged()));
-    publish(true);
-}
-
-void LocalModelSetup::quietSkip(std::string_view id, std::string_view why) {
-    set(id, RowState::Skipped{});
-    seams_.log(
-        fmt::format("model-setup: {} skipped quietly — {} (no failure words anywhere; the lazy first-use path "
-                    "remains the fallback)",
-                    id, why));
-}
-
-void LocalModelSetup::markPresent(std::string_view id) {
-    if (Row* row = find(id)) row->present = true;
-}
-
-void LocalModelSetup::transfer(std::string_view id, Transfer transfer) {
-    Row* row = find(id);
-    if (row == nullptr) return;
-    row->bytes = transfer.bytes;
-    if (transfer.total) row->totalBytes = transfer.total;
-    if (const auto fraction = transfer.fraction()) {
-        row->state = RowState::Active{*fraction};
-    } else if (row->totalBytes) {
-        row->state = RowState::Active{static_cast<double>(transfer.bytes) / static_cast<double>(*row->totalBytes)};
-    } else {
-        row->state = RowState::Active{};
-    }
-    publish(false);
-}
-
-/// What arrives after the end of this object, or of the step, is dropped.
-TransferListener LocalModelSetup::transfers(std::string id) {
-    return [self = weak_from_this(), id = std::move(id)](Transfer transfer) {
-        const auto alive = self.lock();
-        if (!alive) return;
-        const Row* row = alive->find(id);
-        if (row != nullptr && row->state.is<RowState::Active>()) alive->transfer(id, transfer);
-    };
-}
-
-// Publishing
-
-void LocalModelSetup::publish(bool force) {
-    constexpr std::chrono::seconds leastInterval{1};
-    if (!progressSink_) return;
-    const Time now = seams_.now();
-    // A clock that was set back must not silence the progress.
-    if (!force && now >= lastPublish_ && now - lastPublish_ < leastInterval) return;
-    lastPublish_ = now;
-    LocalModelsProgress progress = snapshot(now);
-    samples_.push_back({.at = progress.writtenAt, .bytes = progress.downloadedBytes()});
-    if (samples_.size() > LocalModelsProgress::maxSamples) samples_.erase(samples_.begin());
-    progress.samples = samples_;
-    progressSink_(progress);
-}
-
-Task<void> LocalModelSetup::settle() {
-    if (settled_) co_await settled_();
-}
-
-LocalModelsProgress LocalModelSetup::snapshot(Time now) const {
-    LocalModelsProgress progress{.pid = ::getpid(),
-                                 .writtenAt = secondsSince1970(now),
-                                 .running = running_,
-                                 .installed = installed_,
-                                 .migrating = migrating_,
-                                 .claimed = claimed_ == Receipts{} ? std::nullopt : std::optional{claimed_}};
-    for (const Row& row : rows_) {
-        progress.rows.push_back({.id = row.id,
-                                 .label = row.label,
-                                 .state = std::string{row.state.word()},
-                                 .download = row.download,
-                                 .bytes = row.bytes,
-                                 .totalBytes = row.totalBytes,
-                                 .expected = row.expected,
-                                 .present = row.present});
-    }
-    return progress;
 }
 
 }  // namespace larkmoor

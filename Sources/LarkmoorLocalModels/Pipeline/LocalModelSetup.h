@@ -46,13 +46,14 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
 
         // The receipts are those of the last pass.
 
-        /// `pull` downloads the model in the model's row. Only the download is stopped: what follows ends by itself.
-        std::function<Task<ModelMigration::Outcome>(std::optional<Receipts>,
-                                                    std::function<Task<bool>(std::string)> pull)>
+        /// `wasCutShort`: an earlier one may have ended before it deleted the old model. `pull` downloads the model in
+        /// the model's row.
+        std::function<Task<ModelMigration::Outcome>(std::optional<Receipts>, bool wasCutShort,
+                                                    std::function<Task<bool>(std::string)> pull, Stop)>
             migrate;
         /// `settle` takes the receipts with the paths after the move.
         std::function<Task<ModelLayoutMigration::Outcome>(std::optional<Receipts>,
-                                                          std::function<void(Receipts)> settle)>
+                                                          std::function<Task<void>(Receipts)> settle, Stop)>
             migrateLayout;
         /// A runtime that may be run; nullopt if there is none.
         std::function<Task<std::optional<std::string>>()> findRuntime;
@@ -68,8 +69,8 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
         std::function<Task<std::optional<Receipts>>()> snapshotReceipts;
         /// What the passes before may have left on this machine.
         std::function<Task<Receipts>()> claims;
-        /// Whether there is anything at that path.
-        std::function<Task<bool>(std::string path)> exists;
+        /// Whether there is anything at that path, other than an empty folder.
+        std::function<Task<bool>(std::string path)> isFilled;
     };
 
     struct Seams {
@@ -106,6 +107,9 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     bool running() const { return running_; }
     /// Whether every step is done.
     bool finished() const;
+    /// False before a pass has read what the passes before it made: until then nothing is published, and the progress
+    /// file tells more than `snapshot`.
+    bool knowsReceipts() const { return knowsReceipts_; }
     const Receipts& installed() const { return installed_; }
     /// The state of this moment, without a sample.
     LocalModelsProgress snapshot(Time now) const;
@@ -113,7 +117,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
   private:
     Task<void> run();
     Task<void> pass();
-    Task<void> attempt(std::string_view row, Task<void> step);
+    Task<void> attempt(std::string_view step, Task<void> work);
     Task<void> claim(std::optional<std::string> Receipts::* place, std::string path);
     Task<void> readReceipts();
     Task<void> layoutFirstRound();
@@ -121,13 +125,17 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Task<void> runtimeStep();
     Task<void> hostStep();
     Task<ModelLayoutMigration::Outcome> migrateLayout();
+    Task<void> settleReceipts(Receipts moved);
     Task<void> migrationStep();
     Task<bool> pullForMigration();
+    Task<void> beginPull();
     Task<void> layoutSecondRound();
     Task<void> modelStep();
     Task<void> meetingModelsStep();
     PrefetchRows prefetchRows();
 
+    static std::vector<Row> newRows();
+    static double secondsSince1970(Time time);
     bool isCancelled() const { return stop_.stop_requested(); }
     bool isDone(std::string_view id) const;
     bool isTrioDone() const;
@@ -148,10 +156,12 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Receipts claimed_;
     std::optional<Receipts> snapshotReceipts_;
     std::optional<std::string> runtime_;  ///< of this pass
+    bool knowsReceipts_ = false;
     bool running_ = false;
     bool migrating_ = false;
     /// The folders could not be moved: nothing may be written into a store that may lie in the old one.
     bool layoutHeld_ = false;
+    bool layoutRolledBack_ = false;
     Time lastPublish_{};
     std::vector<LocalModelsProgress::Sample> samples_;
     std::stop_source stop_;

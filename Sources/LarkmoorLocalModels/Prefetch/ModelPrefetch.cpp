@@ -58,16 +58,18 @@ std::optional<std::string> helper(const std::string& bundle) {
 
 Task<std::optional<std::int32_t>> run(ProcessRunner& runner, Command command, PrefetchSeams::Listener onLine,
                                       std::stop_token stop) {
+    if (::access(command.binary.c_str(), X_OK) != 0) co_return std::nullopt;
     const auto lines = std::make_shared<LineReader>();
     const LineReader::Listener listener = [onLine = std::move(onLine)](std::string_view line) {
         onLine(line);
         return true;
     };
     const auto read = [lines, listener](BytesView piece) { lines->read(piece, listener); };
+    // Without it a helper that says nothing would outlive us, and go on downloading behind the next pass or a cancel.
     ProcessRequest request{
-        .executable = command.binary,
-        .arguments = {"prefetch", "--models", senkoFolder(command.support), "--asr-models",
-                      ModelsFolder::speech(command.support)},
+        .executable = "/usr/bin/setpriv",
+        .arguments = {"--pdeathsig", "KILL", command.binary, "prefetch", "--models", senkoFolder(command.support),
+                      "--asr-models", ModelsFolder::speech(command.support)},
         .environment = {.isInherited = false, .changes = {{"PATH", "/usr/bin:/bin"}, {"HOME", command.home}}},
         .output = ProcessOutputs::Streamed{.listener = read, .maxBytesPerTurn = maxBytesPerTurn},
         .budget = budget};

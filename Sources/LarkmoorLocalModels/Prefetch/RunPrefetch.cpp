@@ -7,6 +7,7 @@
 #include <memory>
 #include <utility>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/Text.h"
 #include "LarkmoorWire/Models/MeetingModels.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
@@ -54,7 +55,7 @@ class Reading {
     }
 
     void show(const PrefetchChange& change) {
-        if (change.asrDir && isIn(speech_, *change.asrDir)) rows_.setAsrCacheDir(change.asrDir);
+        if (change.asrDir && isIn(speech_, *change.asrDir)) rows_.setAsrCacheDir(Files::standardized(*change.asrDir));
         if (change.isCached) {
             // What was there before us is not ours to remove.
             rows_.setAsrCacheDir(std::nullopt);

@@ -22,6 +22,12 @@ constexpr std::chrono::milliseconds pace{500};
 
 std::unexpected<SetupError> failed(std::string message) { return std::unexpected{SetupError{std::move(message)}}; }
 
+HostAgent::Ended ended(const LaunchAgents::ExitStatus& loaded) {
+    if (loaded == 0) return {};
+    return failed(loaded ? fmt::format("launchd refused the model-host agent (exit {})", *loaded)
+                         : fmt::format("launchd refused the model-host agent ({})", loaded.error()));
+}
+
 }  // namespace
 
 std::string HostAgent::plistPath() const {
@@ -47,9 +53,15 @@ Task<HostAgent::Ended> HostAgent::superviseHost(std::string binary, std::stop_to
     const auto current = co_await plistText();
     auto written = co_await writePlist(std::move(binary), HostPlist::modelsDirForWrite(current, seams_.support));
     if (!written) co_return written;
-    auto loaded = co_await loadAgent(stop);
-    if (!loaded && !current) co_await BlockingWork::run([path = plistPath()] { ::unlink(path.c_str()); });
-    co_return loaded;
+    const auto loaded = co_await load(stop);
+    if (loaded != 0 && !current) {
+        co_await BlockingWork::run([path = plistPath()] { ::unlink(path.c_str()); });
+        // One that the user disabled says just that.
+        if (loaded != LaunchAgents::isDisabled) {
+            co_await seams_.removeUnit(fmt::format("{}.service", ClientInstance::ollamaAgentLabel));
+        }
+    }
+    co_return ended(loaded);
 }
 
 Task<HostAgent::Ended> HostAgent::writePlist(std::string binary, std::optional<std::string> modelsDir) {
@@ -72,22 +84,23 @@ Task<HostAgent::Ended> HostAgent::replacePlist(std::string text) {
     co_return Ended{};
 }
 
-Task<HostAgent::Ended> HostAgent::loadAgent(std::stop_token stop) {
-    static_cast<void>(co_await seams_.launchctl.bootout(service()));
+Task<HostAgent::Ended> HostAgent::loadAgent(std::stop_token stop) { co_return ended(co_await load(std::move(stop))); }
+
+Task<LaunchAgents::ExitStatus> HostAgent::load(std::stop_token stop) {
+    auto loaded = co_await seams_.launchctl.bootout(service());
+    if (loaded == LaunchAgents::isDisabled) co_return loaded;
     for (int round = 0; round < goneRounds; ++round) {
         const auto printed = co_await seams_.launchctl.print(service());
         if (printed != 0) break;
         co_await seams_.pacedPause(pace);
     }
     const int attempts = stop.stop_requested() ? 1 : bootstrapAttempts;
-    LaunchAgents::ExitStatus loaded;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         if (attempt > 0) co_await seams_.pacedPause(pace);
         loaded = co_await seams_.launchctl.bootstrap(domain(), plistPath());
-        if (loaded == 0) co_return Ended{};
+        if (loaded == 0) break;
     }
-    co_return failed(loaded ? fmt::format("launchd refused the model-host agent (exit {})", *loaded)
-                            : fmt::format("launchd refused the model-host agent ({})", loaded.error()));
+    co_return loaded;
 }
 
 Task<void> HostAgent::capHostIfUncapped() {

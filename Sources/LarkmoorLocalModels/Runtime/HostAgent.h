@@ -24,6 +24,8 @@ class HostAgent {
 
     struct Seams {
         LaunchAgents& launchctl;  ///< outlives this
+        /// Removes the service manager's unit of that name, as a list that is not loaded may leave one.
+        std::function<Task<void>(std::string unit)> removeUnit;
         std::string home, support;
         uid_t user = 0;
         std::function<void(std::string)> log;  ///< the setup log
@@ -39,9 +41,10 @@ class HostAgent {
     Task<std::optional<std::string>> plistText() const;
 
     /// Writes the property list, keeping the store that an existing one names, and loads it. A first list that cannot
-    /// be loaded is removed again, since nothing would own it.
+    /// be loaded is removed again, with its unit, since nothing would own it.
     Task<Ended> superviseHost(std::string binary, std::stop_token stop);
-    /// Stops the host, if it runs, and starts it by its property list.
+    /// Stops the host, if it runs, and starts it by its property list. A failure, and nothing done, where the user has
+    /// disabled it.
     Task<Ended> loadAgent(std::stop_token stop);
     /// The process of the host that we supervise.
     Task<std::optional<std::int32_t>> agentPid() const { return seams_.launchctl.pid(service()); }
@@ -56,6 +59,7 @@ class HostAgent {
 
   private:
     Task<Ended> replacePlist(std::string text);
+    Task<LaunchAgents::ExitStatus> load(std::stop_token stop);
     std::string service() const;
     std::string domain() const;
 

@@ -69,6 +69,13 @@ Done place(const std::string& binary, const RuntimeRelease& release) {
     const std::string proof = RuntimeProof::path(binary);
     std::error_code failed;
     if (fs::exists(staging / fs::path{proof}.filename(), failed)) return refusal("it brings its own proof");
+    // By a link it may be a folder of the user's, of which nothing is replaced.
+    if (fs::is_symlink(folder, failed) && !fs::exists(proof, failed)) {
+        for (const std::string& name : Files::names(staging.string()).value_or(std::vector<std::string>{})) {
+            if (fs::exists(folder / name, failed))
+                return refusal(fmt::format("{} is not ours", (folder / name).string()));
+        }
+    }
     const auto digest = digestOf(staging / release.executable);
     fs::remove(proof, failed);
     if (!failed && digest) fs::remove(binary, failed);

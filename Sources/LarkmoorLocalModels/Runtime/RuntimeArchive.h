@@ -1,9 +1,9 @@
 // Unpacks the runtime's archive, once it is proven to be the pinned one.
 //
-// tar unpacks into a folder of its own inside the target, and what came out is moved from there by renames: a full disk
-// or a kill leaves no mixture of an old runtime and a new one, and whatever removes the runtime's folder removes the
-// rest of a killed unpacking, too. The proof of the old executable goes before the first rename, that of the new one
-// comes after the last, so that nothing in between verifies.
+// tar unpacks into a folder of its own inside the target, and what came out is moved from there by renames: a full
+// disk, or a kill of tar, leaves an old runtime as it was, and whatever removes the runtime's folder removes the rest
+// of a killed unpacking, too. A kill between the renames leaves a mixture, which does not verify: the proof of the old
+// executable goes before the first rename, and that of the new one comes after the last.
 #pragma once
 
 #include <expected>
@@ -20,8 +20,9 @@ namespace larkmoor {
 
 /// Unpacks into the folder of `binary`, which is made with mode 0700, and proves `binary`; an executable that the
 /// archive has elsewhere is reached from there by a relative link. An archive without the executable is no error, and
-/// proves nothing. An archive of another fingerprint is deleted. After an error nothing of the archive is left.
-/// Main thread; its slow work runs elsewhere.
+/// proves nothing. An archive of another fingerprint is deleted. After an error nothing of the archive is left, unless
+/// it came amid the renames; then what is there is not proven, and the next unpacking replaces it. Main thread; its
+/// slow work runs elsewhere.
 Task<std::expected<void, SetupError>> unpackPinned(ProcessRunner& runner, std::string archive, std::string binary,
                                                    RuntimeRelease release, std::stop_token stop = {});
 

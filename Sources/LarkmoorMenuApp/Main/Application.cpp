@@ -104,8 +104,13 @@ void Application::end(int status) {
 
 void Application::endNow(int status) {
     status_ = status;
-    // Without a menu this process is not the application; a migration that is left alone is judged by its own build.
-    if (menuBar_ && !storeWork_) installer_.applyAtQuit();
+    // Without a menu this process is not the application.
+    if (menuBar_) {
+        // Whoever quits so soon after an update has seen it.
+        if (status == 0) UpdateInstaller::sayUp(installer_.places(), installer_.build());
+        // A migration that is left alone is judged by its own build.
+        if (!storeWork_) installer_.applyAtQuit();
+    }
     loop_.stop();
 }
 

@@ -56,6 +56,7 @@ class Application {
     MenuDuties::Connectors connectorDuties();
     MenuDuties::Models modelDuties();
     MenuDuties::Updates updateDuties();
+    std::unique_ptr<Updater> makeUpdater(UserDriver& driver, UpdaterDelegate& delegate);
 
     Task<void> registerLoginItems();
     /// The database file.

@@ -20,6 +20,7 @@ Task<void> pacedPause(std::chrono::milliseconds time) {
 
 HostAgent::Seams Application::hostAgentSeams() {
     return {.launchctl = launchAgents_,
+            .removeUnit = [this](std::string unit) { return removeUnit(std::move(unit)); },
             .home = home_,
             .support = support_,
             .user = ::getuid(),
@@ -44,6 +45,8 @@ LocalModelsDuties::Seams Application::localModelsSeams() {
 
 MenuDuties::Models Application::modelDuties() { return localModels_.make(); }
 
-Task<void> Application::removeUnit(std::string unit) { static_cast<void>(co_await agentUnits_.uninstall(unit)); }
+Task<void> Application::removeUnit(std::string unit) {
+    static_cast<void>(co_await agentUnits_.discard(std::move(unit)));
+}
 
 }  // namespace larkmoor

@@ -1,7 +1,11 @@
 // What the update host does for the menu.
+#include <sys/utsname.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 #include "LarkmoorMenuApp/Main/Application.h"
+#include "LarkmoorMenuApp/Update/Appcast/AppcastUpdater.h"
 #include "LarkmoorMenuApp/Update/StandardUserDriver.h"
 #include "LarkmoorPlatform/Linux/System/TimerDescriptorSource.h"
 #include "LarkmoorPlatform/PlatformLog.h"
@@ -12,7 +16,37 @@ namespace {
 
 Task<bool> answered(bool answer) { co_return answer; }
 
+std::string environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+/// By which a feed tells what an update needs: the kernel's release, since distributions count each in its own way.
+std::string systemVersion() {
+    utsname names{};
+    return ::uname(&names) == 0 ? names.release : "";
+}
+
 }  // namespace
+
+std::unique_ptr<Updater> Application::makeUpdater(UserDriver& driver, UpdaterDelegate& delegate) {
+    return std::make_unique<AppcastUpdater>(
+        AppcastServices{.loop = loop_,
+                        .fetch = fetch_,
+                        .signatures = signatures_,
+                        .runner = runner_,
+                        .defaults = defaults_,
+                        .installer = installer_,
+                        .feedURL = bundle_.feedURL.value_or(""),
+                        .publicKey = bundle_.publicKey.value_or(""),
+                        .identifier = std::string{ClientInstance::menubarID},
+                        .ours = {.build = installer_.build(),
+                                 .systemVersion = systemVersion(),
+                                 .languages = preferredLanguages(environment)},
+                        .now = [] { return std::chrono::system_clock::now(); },
+                        .log = [](const std::string& line) { platformLog("[larkmoor-menu] " + line); }},
+        driver, delegate);
+}
 
 MenuDuties::Updates Application::updateDuties() {
     const auto waiting = std::make_shared<DoorSleepWait>();
@@ -39,7 +73,7 @@ MenuDuties::Updates Application::updateDuties() {
                                               .openPage = openPage,
                                               .displayVersion = bundle_.version.value_or("")});
             },
-        .makeUpdater = [](UserDriver&, UpdaterDelegate&) { return std::unique_ptr<Updater>{}; },
+        .makeUpdater = [this](UserDriver& driver, UpdaterDelegate& delegate) { return makeUpdater(driver, delegate); },
         .migrateInstalled = [this](std::string migrated) { return migrateInstalled(std::move(migrated)); },
         .ledger = {.postponed = [this](std::string version) { return answered(ledger_.postponed(version)); },
                    .settle = [this](MigrationVerdict verdict,

@@ -96,7 +96,6 @@ bool UpdateHost::buildUpdater() {
     }
     if (!started) {
         relay_.say("the updater would not start: " + started.error());
-        updater.reset();
         return false;
     }
     driver_ = std::move(driver);

@@ -35,8 +35,8 @@ void UpdateInstallGate::hold(Install install, const std::string& version) {
 }
 
 void UpdateInstallGate::beginVersion(const std::string& version) {
-    // What was seen and counted belongs to the hold of another version.
-    endWait();
+    // What was counted belongs to the hold of another version; a call that has just ended is the same for both.
+    deferralAnnouncedAt_.reset();
     holdingSince_.reset();
     silentPolls_ = 0;
     announcedStagedVersion_ = version;
@@ -106,7 +106,7 @@ void UpdateInstallGate::wait(MeetingReading reading, int seconds) {
 Task<void> UpdateInstallGate::swap(bool doorSilent) {
     const bool isClear = co_await confirmStillClear(doorSilent);
     if (!handler_) co_return;
-    if (isClear) co_return handOver();
+    if (isClear) co_return installNowAsked_ ? swapNow() : handOver();
     sendRow(Row::GateWaiting{announcedStagedVersion_.value_or("")});
     rearm();
 }
@@ -141,12 +141,15 @@ void UpdateInstallGate::swapNow() {
 
 void UpdateInstallGate::handOver() {
     endWait();
-    seams_.system("swap proceeding — handing the bundle to Sparkle now");
-    sendRow(Row::HandedToSparkle{});
+    // A swap that fails is the end of this hold, too.
+    holdingSince_.reset();
     installNowAsked_ = false;
     timer_.reset();
-    // Out of its field first: it must not run twice, and it may lead to the next hold.
-    std::exchange(handler_, nullptr)();
+    seams_.system("swap proceeding — handing the bundle to Sparkle now");
+    // Out of its field first: it must not run twice, and the row or the swap may lead to the next hold.
+    const Install install = std::exchange(handler_, nullptr);
+    sendRow(Row::HandedToSparkle{});
+    install();
 }
 
 void UpdateInstallGate::endWait() {

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <string_view>
-
 namespace larkmoor::DailyClock {
 
 using Row = UpdateMenuLine::State;
@@ -31,18 +29,17 @@ Tick onTick(bool bitsInFlight, bool menuClickOutstanding, const std::optional<Ro
 }
 
 std::string tickLine(std::optional<StandDown> standDown, Duration every) {
-    const auto line = [every](std::string_view what, std::string_view why) {
-        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(every).count();
-        return fmt::format("daily check: tick {} (every {}s) · {}", what, seconds, why);
-    };
-    if (!standDown) return line("fired", "rebuilding, then asking");
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(every).count();
+    if (!standDown) return fmt::format("daily check: tick fired (every {}s) · rebuilding, then asking", seconds);
     switch (*standDown) {
         case StandDown::clickOwed:
-            return line("stood down", "a menu click is still owed an answer");
+            return fmt::format("daily check: tick stood down (every {}s) · a menu click is still owed an answer",
+                               seconds);
         case StandDown::downloading:
-            return line("stood down", "an update is downloading");
+            return fmt::format("daily check: tick stood down (every {}s) · an update is downloading", seconds);
         case StandDown::waitingForCall:
-            return line("stood down", "an update is waiting for a call to end");
+            return fmt::format("daily check: tick stood down (every {}s) · an update is waiting for a call to end",
+                               seconds);
     }
     return {};
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <expected>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -80,5 +81,7 @@ std::optional<AppcastItem> pick(const Appcast& appcast, const OurVersion& ours);
 
 /// The person's languages: those that $LANGUAGE lists, else that of the locale of messages.
 std::vector<std::string> preferredLanguages(std::string_view languageList, std::string_view locale);
+/// The same, of variables of the environment by name; "" for one that is not set.
+std::vector<std::string> preferredLanguages(const std::function<std::string(const char*)>& environment);
 
 }  // namespace larkmoor

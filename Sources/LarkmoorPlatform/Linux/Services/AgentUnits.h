@@ -53,6 +53,8 @@ class AgentUnits {
     Task<UserManager::Result> install(AgentUnit unit);
     /// Stops the unit and removes all its files. A unit that does not stop stays installed.
     Task<UserManager::Result> uninstall(std::string unit);
+    /// Uninstalls; the files go even if the service manager does not answer, so that no later login starts the unit.
+    Task<UserManager::Result> discard(std::string unit);
 
   private:
     UserManager& manager_;

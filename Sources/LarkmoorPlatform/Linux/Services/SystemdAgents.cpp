@@ -114,6 +114,10 @@ Task<ExitStatus> SystemdLaunchAgents::kickstart(std::string serviceTarget, bool 
 
 Task<ExitStatus> SystemdLaunchAgents::bootout(std::string serviceTarget) {
     const std::string unit = unitOf(serviceTarget);
+    const auto unitState = co_await units_.state(unit);
+    if (!unitState) co_return statusOf(unitState.error(), unit);
+    // Our mask would hide that the user disabled it, and a bootstrap that lifts the mask would enable it again.
+    if (unitState->isDisabledByUser()) co_return isDisabled;
     const auto stopped = co_await manager_.stop(unit);
     if (!stopped) co_return statusOf(stopped.error(), unit);
     if (const auto masked = co_await manager_.maskRuntime(unit); !masked) co_return statusOf(masked.error(), unit);

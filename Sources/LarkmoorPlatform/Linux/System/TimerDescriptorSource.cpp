@@ -92,13 +92,20 @@ TimerDescriptorSource::TimerDescriptorSource(MainLoop& loop) : loop_(loop) {}
 TimerDescriptorSource::~TimerDescriptorSource() = default;
 
 void TimerDescriptorSource::schedule(Date date, Duration /*leeway*/, std::function<void()> fire) {
-    armed_ = std::make_shared<Armed>(loop_, date, std::move(fire));
-    FileDescriptor timer{::timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK)};
-    if (!timer) return Armed::logFailure();
-    boost::system::error_code failed;
-    armed_->timer.assign(timer.get(), failed);
-    if (failed) return Armed::logFailure();
-    static_cast<void>(timer.release());
+    auto next = std::make_shared<Armed>(loop_, date, std::move(fire));
+    // A descriptor that is there already cannot be lacking at a later date.
+    if (armed_ && armed_->timer.is_open()) {
+        armed_->timer.cancel();
+        next->timer = std::move(armed_->timer);
+    } else {
+        FileDescriptor timer{::timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK)};
+        if (!timer) return Armed::logFailure();
+        boost::system::error_code failed;
+        next->timer.assign(timer.get(), failed);
+        if (failed) return Armed::logFailure();
+        static_cast<void>(timer.release());
+    }
+    armed_ = std::move(next);
     if (!armed_->arm()) return Armed::logFailure();
     armed_->wait();
 }

@@ -239,6 +239,7 @@ TEST_F(UserManagerTest, WhatTheUserDisabledStaysDownUntilTheUserEnablesIt) {
         ASSERT_TRUE(systemctl(fmt::format("{} --now {}", no, unit)));
         EXPECT_EQ(status(item), LoginItemStatus::requiresApproval);
         EXPECT_FALSE(registers(item));
+        EXPECT_EQ(bootout(), LaunchAgents::isDisabled) << "and does not hide the user's no";
         EXPECT_EQ(bootstrap(list), LaunchAgents::isDisabled);
         EXPECT_EQ(kickstart(), LaunchAgents::isDisabled);
         EXPECT_TRUE(isAtRest());
