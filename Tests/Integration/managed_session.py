@@ -38,13 +38,10 @@ class ManagedSession(Session):
     def make_bundle(self):
         self.bundle = self.home / "Larkmoor.app"
         shutil.copytree(self.source, self.bundle)
-        # By the daemon's name in the table of processes, and without a scenario at first.
-        daemon, scenario = self.home / "family/larkmoor", self.home / "daemon.json"
-        daemon.parent.mkdir()
-        daemon.symlink_to(self.understudy)
+        scenario = self.home / "daemon.json"
         scenario.write_text("{}", encoding="utf-8")
         # The user always clicks the first button.
-        for name, script in (("larkmoor", f'exec "{daemon}" --support-root "{self.support}" --scenario "{scenario}"'),
+        for name, script in (("larkmoor", f'exec "{self.understudy}" --support-root "{self.support}" --scenario "{scenario}"'),
                              ("larkmoor-hook", f'echo "$@" >>"{self.home}/hooked"'),
                              ("larkmoor-alert", f'tr "\\0" "\\n" >>"{self.home}/alerts"; echo "chosen 0"')):
             path = self.bundle / "Contents/MacOS" / name

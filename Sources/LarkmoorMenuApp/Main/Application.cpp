@@ -108,7 +108,8 @@ void Application::endNow(int status) {
     if (menuBar_) {
         // Whoever quits so soon after an update has seen it.
         if (status == 0) UpdateInstaller::sayUp(installer_.places(), installer_.build());
-        installer_.applyAtQuit();
+        // A migration that is left alone is judged by its own build.
+        if (!storeWork_) installer_.applyAtQuit();
     }
     loop_.stop();
 }

@@ -191,7 +191,11 @@ Task<bool> LiveMigrationDance::startDaemon() {
 // The files around the store
 
 Task<StandingLatch> LiveMigrationDance::standingLatch(std::string store) {
-    return BlockingWork::run([store = std::move(store)] { return StoreRecovery::standingLatch(store); });
+    // The first look of a run, in which nothing is being restored.
+    return BlockingWork::run([store = std::move(store)] {
+        StoreRecovery::removeAbandonedCopy(store);
+        return StoreRecovery::standingLatch(store);
+    });
 }
 
 Task<std::optional<std::vector<std::string>>> LiveMigrationDance::killedApplyLog(std::string store, std::int32_t pid) {

@@ -67,9 +67,15 @@ std::string resolved(const std::string& store) {
     return failed ? store : real.string();
 }
 
+std::string copyBeside(const std::string& resolvedStore) { return resolvedStore + ".restoring"; }
+
 }  // namespace
 
-bool StoreRecovery::isLatched(const std::string& store) { return Files::exists(latchPath(store)); }
+bool StoreRecovery::isLatched(const std::string& store) {
+    // A link that leads nowhere is no clean end of a migration.
+    struct stat status{};
+    return ::lstat(latchPath(store).c_str(), &status) == 0;
+}
 
 StandingLatch StoreRecovery::standingLatch(const std::string& store) {
     if (!isLatched(store)) return StandingLatch::None{};
@@ -81,6 +87,8 @@ StandingLatch StoreRecovery::standingLatch(const std::string& store) {
 void StoreRecovery::lowerLatch(const std::string& store) {
     if (::unlink(latchPath(store).c_str()) == 0) (void)DurableFiles::syncFolder(folderOf(store));
 }
+
+void StoreRecovery::removeAbandonedCopy(const std::string& store) { ::unlink(copyBeside(resolved(store)).c_str()); }
 
 std::string StoreRecovery::applyLog(const std::string& store, std::int64_t epochSeconds) {
     return fmt::format("{}.migrate.{}.log", store, epochSeconds);
@@ -115,7 +123,7 @@ StoreRestore::Outcome StoreRestore::put(const VouchedBackup& backup, const std::
     Outcome inspected = inspect(backup);
     if (inspected.is<Outcome::Refused>()) return inspected;
     const std::string store = resolved(over);
-    const std::string staging = store + ".restoring";
+    const std::string staging = copyBeside(store);
     ::unlink(staging.c_str());
     const auto copied = DurableFiles::copy(backup.path, staging, ClientStoreMode::file);
     // One that another process writes meanwhile is not the copy that was measured.

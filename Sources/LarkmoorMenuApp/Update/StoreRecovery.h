@@ -23,6 +23,9 @@ StandingLatch standingLatch(const std::string& store);
 /// Ignores a failure: a latch that stays is found again.
 void lowerLatch(const std::string& store);
 
+/// The copy of a backup that a restoration left which was killed. Ignores a failure.
+void removeAbandonedCopy(const std::string& store);
+
 /// `{store}.migrate.{epochSeconds}.log`
 std::string applyLog(const std::string& store, std::int64_t epochSeconds);
 

@@ -2,12 +2,14 @@
 #include "LarkmoorMenuApp/Update/StoreRecovery.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorMenuApp/Update/PostponementLedger.h"
+#include "Support/SmallDisk.h"
 #include "Support/TemporaryFolder.h"
 
 namespace larkmoor {
@@ -51,10 +53,12 @@ TEST_F(StoreFiles, TheNewestLogOfTheProcessCounts) {
 TEST_F(StoreFiles, ALatchThatCannotBeReadIsStale) {
     EXPECT_TRUE(StoreRecovery::standingLatch(store).is<StandingLatch::None>());
     const std::string latch = store + ".migration-in-progress";
-    ASSERT_EQ(::mkfifo(latch.c_str(), 0600), 0);
-    EXPECT_EQ(StoreRecovery::standingLatch(store), StandingLatch{StandingLatch::Stale{}});
-    StoreRecovery::lowerLatch(store);
-    EXPECT_FALSE(StoreRecovery::isLatched(store));
+    for (const bool isPipe : {true, false}) {
+        ASSERT_EQ(isPipe ? ::mkfifo(latch.c_str(), 0600) : ::symlink("/nowhere", latch.c_str()), 0);
+        EXPECT_EQ(StoreRecovery::standingLatch(store), StandingLatch{StandingLatch::Stale{}});
+        StoreRecovery::lowerLatch(store);
+        EXPECT_FALSE(StoreRecovery::isLatched(store));
+    }
 }
 
 TEST_F(StoreFiles, ABackupIsPutBackWithoutWhatBelongedToTheOldFile) {
@@ -79,6 +83,9 @@ TEST_F(StoreFiles, ALinkedStoreIsRestoredWhereItIs) {
     EXPECT_TRUE(StoreRestore::put({.path = backup}, store).is<RestoreOutcome::Restored>());
     EXPECT_TRUE(fs::is_symlink(store));
     EXPECT_EQ(content(folder / "elsewhere/real.db"), "whole");
+    write(folder / "elsewhere/real.db.restoring", "of a killed restore");
+    StoreRecovery::removeAbandonedCopy(store);
+    EXPECT_FALSE(Files::exists(folder / "elsewhere/real.db.restoring"));
 }
 
 TEST_F(StoreFiles, ARefusedRestoreTouchesNothing) {
@@ -168,6 +175,27 @@ TEST_F(Ledger, RemembersWhatTheDiskDoesNotTake) {
     EXPECT_TRUE(ledger.postponed("6"));
     ledger.settle(Verdict::Green{}, "6");
     EXPECT_FALSE(ledger.postponed("6"));
+}
+
+TEST_F(Ledger, StaysAsItIsOnADiskThatIsFullOrReadOnly) {
+    const testing::SmallDisk disk;
+    if (disk.path() == nullptr) GTEST_SKIP() << disk.absence;
+    ASSERT_NE(::geteuid(), 0U) << "root is refused nothing";
+    for (const bool isFull : {true, false}) {
+        const std::string place = std::string{disk.path()} + "/ledger";
+        fs::create_directory(place);
+        PostponementLedger here{place};
+        EXPECT_TRUE(here.settle(forever("5"), "5").is<MarkerWrite::Wrote>());
+        if (isFull) write(place + "/fill", std::string(std::size_t{1} << 20U, 'x'));
+        if (!isFull) ASSERT_EQ(::chmod(place.c_str(), 0500), 0);
+        EXPECT_THAT(here.settle(forever("6"), "6").as<MarkerWrite::Failed>()->because,
+                    HasSubstr(".writing could not be created"));
+        EXPECT_TRUE(here.postponed("5") && here.postponed("6"));
+        EXPECT_TRUE(PostponementLedger{place}.postponed("5") && !PostponementLedger{place}.postponed("6"));
+        EXPECT_FALSE(Files::exists(here.path() + ".writing"));
+        ::chmod(place.c_str(), 0700);
+        fs::remove_all(place);
+    }
 }
 
 }  // namespace
