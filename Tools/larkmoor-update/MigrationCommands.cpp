@@ -85,9 +85,9 @@ Outcome plan(const Arguments& arguments) {
 }
 
 Outcome vouch(const Arguments& arguments) {
-    const auto lines = linesOf(arguments.words[0]);
-    if (!lines) return lines.error();
-    const auto backup = VouchedBackup::read(*lines);
+    const std::string& log = arguments.words[0];
+    if (!Files::exists(log)) return {.status = Outcome::failed, .errors = log + ": there is no such file"};
+    const auto backup = VouchedBackup::read(StoreRecovery::tellingLines(log));
     if (!backup) return printed(arguments.json ? "null" : "no backup");
     const auto window = backup->bytes();
     const auto low = window ? std::optional<Int>{window->low} : std::nullopt;

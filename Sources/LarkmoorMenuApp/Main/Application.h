@@ -63,6 +63,8 @@ class Application {
     std::string store() const;
     bool isStoreLatched() const;
     Task<MigrationRun> migrateInstalled(std::string build);
+    Task<bool> isMigratorAtWork();
+    Task<void> migrateAtLaunch(MenuDuties::Duty migrate);
     LiveMigrationDance::Seams migrationSeams(std::string build);
     Task<MarkerWrite> settle(MigrationVerdict verdict, std::string build);
     Task<void> untilStoreRests();

@@ -6,6 +6,7 @@
 
 #include <ctime>
 
+#include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorMenuApp/Main/Application.h"
 #include "LarkmoorMenuApp/Update/LiveMigrationDance.h"
 #include "LarkmoorMenuApp/Update/StoreRecovery.h"
@@ -51,14 +52,42 @@ Task<MigrationRun> Application::migrateInstalled(std::string build) {
                           .backupDir = ClientInstance::supportRoot(support_),
                           .logPath = StoreRecovery::applyLog(store(), std::time(nullptr)),
                           .now = [] { return iso8601(std::time(nullptr)); }}};
+    std::exception_ptr thrown;
     try {
         MigrationRun run = co_await dance.migrateInstalled(std::move(build));
         run.planMs = live.lastPlanMs();
         co_return run;
     } catch (...) {
-        storeRests();
-        throw;
+        thrown = std::current_exception();
     }
+    // A daemon that was stopped for nothing is started again, unless the store is left half-written.
+    if (storeWork_ && !isStoreLatched()) (void)co_await live.startDaemon();
+    storeRests();
+    std::rethrow_exception(thrown);
+}
+
+Task<bool> Application::isMigratorAtWork() {
+    return BlockingWork::run(
+        [store = store()] { return StoreRecovery::standingLatch(store).is<StandingLatch::HeldByLiveMigrator>(); });
+}
+
+Task<void> Application::migrateAtLaunch(MenuDuties::Duty migrate) {
+    const bool wasLatched = isStoreLatched();
+    co_await migrate();
+    // One that an earlier process of this application left at work: its end is awaited, and then judged.
+    MainTimer pause{loop_};
+    bool wasAtWork = false;
+    while (co_await isMigratorAtWork()) {
+        wasAtWork = true;
+        pause.expires_after(std::chrono::seconds{5});
+        co_await pause.async_wait(awaiting);
+    }
+    // The daemon was not started over a latched store; without a latch it is wanted again.
+    if (wasLatched && !isStoreLatched()) {
+        co_await daemonAgent_.registerInBundleAgent();
+        co_await daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_);
+    }
+    if (wasAtWork) co_await migrate();
 }
 
 /// The end of a run. An end of this process that waited for it comes after the words on it.

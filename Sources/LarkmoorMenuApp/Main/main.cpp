@@ -2,6 +2,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -34,6 +35,8 @@ int tellVersion() {
 int run(char** arguments) {
     // Else the first large answer makes the allocator keep the memory of later ones: 40 MB after half an hour of them.
     ::mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+    // Whoever started us may ignore it, which is inherited; the ends of our own programs would be lost.
+    std::signal(SIGCHLD, SIG_DFL);
     // The threads are few and live for seconds: arenas of their own would keep 90 KB.
     ::mallopt(M_ARENA_MAX, 1);
     // Before an update can put another file in its place.

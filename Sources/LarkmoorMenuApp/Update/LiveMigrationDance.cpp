@@ -109,10 +109,7 @@ Task<ApplyOutcome> LiveMigrationDance::apply(std::string migrator, std::string s
     request.output = ProcessOutputs::ToFile{log};
     request.outlivesUs = true;
     const ProcessResult result = co_await seams_.runner.run(std::move(request));
-    auto lines = co_await BlockingWork::run([log] {
-        const auto bytes = Files::read(log);
-        return bytes ? StoreRecovery::lines(asText(*bytes)) : std::vector<std::string>{};
-    });
+    auto lines = co_await BlockingWork::run([log] { return StoreRecovery::tellingLines(log); });
     co_return ApplyOutcome{.status = result.status(), .lines = std::move(lines), .logPath = std::move(log)};
 }
 

@@ -72,9 +72,9 @@ std::string copyBeside(const std::string& resolvedStore) { return resolvedStore 
 }  // namespace
 
 bool StoreRecovery::isLatched(const std::string& store) {
-    // A link that leads nowhere is no clean end of a migration.
+    // A link that leads nowhere is no clean end of a migration, and neither is what we may not look at.
     struct stat status{};
-    return ::lstat(latchPath(store).c_str(), &status) == 0;
+    return ::lstat(latchPath(store).c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
 StandingLatch StoreRecovery::standingLatch(const std::string& store) {
@@ -104,11 +104,34 @@ std::vector<std::string> StoreRecovery::lines(std::string_view text) {
     return lines;
 }
 
+std::vector<std::string> StoreRecovery::tellingLines(const std::string& log) {
+    constexpr std::size_t maxLine = std::size_t{64} << 10U;
+    std::vector<std::string> telling;
+    const FileDescriptor file{::open(log.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
+    struct stat status{};
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return telling;
+    std::string line;
+    const auto endLine = [&] {
+        if (line.starts_with("BACKUP  ") || line.starts_with("LATCH   ")) telling.push_back(line);
+        line.clear();
+    };
+    std::array<char, std::size_t{64} << 10U> piece{};
+    for (ssize_t count = 0; (count = ::read(file.get(), piece.data(), piece.size())) > 0;) {
+        for (const char byte : std::string_view{piece.data(), static_cast<std::size_t>(count)}) {
+            if (byte == '\n') {
+                endLine();
+            } else if (line.size() < maxLine) {
+                line += byte;
+            }
+        }
+    }
+    endLine();
+    return telling;
+}
+
 std::optional<std::vector<std::string>> StoreRecovery::killedApplyLog(const std::string& store, std::int32_t pid) {
     for (const DatedLog& log : applyLogs(store)) {
-        const auto bytes = Files::read(log.path);
-        if (!bytes) continue;
-        auto found = lines(asText(*bytes));
+        auto found = tellingLines(log.path);
         if (StandingLatch::log(found, pid)) return found;
     }
     return std::nullopt;

@@ -36,17 +36,18 @@ struct StoreFiles : ::testing::Test {
 };
 
 TEST_F(StoreFiles, TheNewestLogOfTheProcessCounts) {
-    for (const auto& [name, line, age] : {std::tuple{"s.db.migrate.1.log", "old", 3},
-                                          {"s.db.migrate.2.log", "new", 2},
+    for (const auto& [name, line, age] : {std::tuple{"s.db.migrate.1.log", "BACKUP  old", 3},
+                                          {"s.db.migrate.2.log", "BACKUP  new", 2},
                                           {"s.db.migrate.3.txt", "other", 1},
                                           {"t.db.migrate.9.log", "other", 1}}) {
-        write(folder / name, std::string{"LATCH   raised · pid 12\n"}.append(line));
+        // However much else a log tells.
+        write(folder / name, "LATCH   raised · pid 12\n" + std::string(70'000, 'x') + "\n" + line);
         this->age(folder / name, age);
     }
     write(folder / "s.db.migrate.7.log", "LATCH   raised · pid 123");
     const auto log = StoreRecovery::killedApplyLog(store, 12);
     ASSERT_TRUE(log);
-    EXPECT_EQ(log->back(), "new");
+    EXPECT_EQ(log->back(), "BACKUP  new");
     EXPECT_EQ(StoreRecovery::killedApplyLog(store, 13), std::nullopt);
 }
 
