@@ -89,8 +89,20 @@ std::optional<Microseconds> sharedBase(const std::string& file, const std::strin
 
 Microseconds todaysBase() { return now(CLOCK_REALTIME) - now(CLOCK_BOOTTIME); }
 
+/// The kernel's own word (proc(5): btime), in whole seconds: unlike a difference of two clocks it is the same to the
+/// microsecond for whoever asks, as long as the clock is not set.
+Microseconds kernelsBase() {
+    constexpr std::string_view key = "\nbtime ";
+    const std::string text = fileText("/proc/stat");
+    const auto at = text.find(key);
+    if (at == std::string::npos) return todaysBase();
+    const std::string_view rest = std::string_view{text}.substr(at + key.size());
+    const auto seconds = number(rest.substr(0, rest.find('\n')));
+    return seconds ? Microseconds{std::chrono::seconds{*seconds}} : todaysBase();
+}
+
 Microseconds bootBase() {
-    const Microseconds own = todaysBase();
+    const Microseconds own = kernelsBase();
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
     if (runtime == nullptr || *runtime != '/') return own;
     const std::string boot = fileText("/proc/sys/kernel/random/boot_id");
