@@ -146,8 +146,8 @@ class UpdateHostTest : public ::testing::Test, protected LarkmoorClient, protect
         co_return value;
     }
 
-    MainLoop loop;
-    DrivenClock clock{loop};
+    DrivenClock clock;
+    MainLoop& loop = clock.loop();
     UpdaterBook book;
     ScriptedAlerts alerts;
     FakeDefaults defaults;
