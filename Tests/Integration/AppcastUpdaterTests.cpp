@@ -209,7 +209,9 @@ TEST(AppcastUpdaterTests, SaysBeforeTheFirstByteThatItCannotBePutInPlace) {
     refused(taken, "is in use by another process", [&] {
         fs::create_directory(taken / ".X.app.update");
         lock = Folders::lock(taken / ".X.app.update");
+        std::ofstream{taken / ".X.app.update/download"} << "x";
     });
+    EXPECT_TRUE(fs::exists(taken / ".X.app.update/download"));
 }
 
 TEST(AppcastUpdaterTests, AFullDiskLeavesNothing) {

@@ -63,7 +63,7 @@ void complete(const UpdatePlaces& places);
 Int failures(const UpdatePlaces& places, const std::string& build);
 
 /// Removes what sessions before have left in the folder, but for the note of a failure; nothing while there is a
-/// record.
+/// record. The caller holds the folder's lock.
 void clear(const UpdatePlaces& places, bool keepsStaged);
 /// The same, and the folder if it is empty then.
 void sweep(const UpdatePlaces& places, bool keepsStaged);

@@ -79,9 +79,13 @@ Checked UpdateInstaller::prepare() {
         return std::unexpected{fmt::format("{} is not on the volume of its folder", places_.bundle)};
     }
     lock_.reset();
-    lock_ = Folders::lock(places_.folder);
-    if (!lock_) return std::unexpected{inUse(places_)};
+    if (!hold()) return std::unexpected{inUse(places_)};
     return tryExchange(places_);
+}
+
+bool UpdateInstaller::hold() {
+    if (!lock_) lock_ = Folders::lock(places_.folder);
+    return static_cast<bool>(lock_);
 }
 
 Checked UpdateInstaller::checkStaged() const {

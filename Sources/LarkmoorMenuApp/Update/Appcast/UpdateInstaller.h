@@ -42,6 +42,8 @@ class UpdateInstaller {
     /// not what was launched, it is not this person's to change, or its file system cannot exchange two folders. Makes
     /// the folder of `places` and holds its lock until `release`.
     std::expected<void, std::string> prepare();
+    /// Holds the folder's lock until `release`; false if another process does, or if there is no folder.
+    bool hold();
     void release() { lock_.reset(); }
 
     const std::optional<StagedUpdate>& staged() const { return staged_; }

@@ -72,8 +72,10 @@ Task<void> UpdateSession::run() {
     } catch (...) {
         end = std::unexpected{std::string{"an error that nobody expected"}};
     }
-    co_await BlockingWork::run([places = services_.installer.places(), keeps = keepsStaged_] {
-        BundleExchange::sweep(places, keeps);
+    // What lies there under another process's lock is that process's own.
+    const bool sweeps = services_.installer.hold();
+    co_await BlockingWork::run([places = services_.installer.places(), keeps = keepsStaged_, sweeps] {
+        if (sweeps) BundleExchange::sweep(places, keeps);
         returnFreedMemory();
     });
     services_.installer.release();

@@ -101,7 +101,9 @@ FileDescriptor lock(const std::string& path) {
     constexpr mode_t othersWrite = S_IWGRP | S_IWOTH;
     const bool isOurs = folder && ::fstat(folder.get(), &status) == 0 && status.st_uid == ::geteuid() &&
                         (status.st_mode & othersWrite) == 0;
-    if (!isOurs || ::flock(folder.get(), LOCK_EX | LOCK_NB) != 0) folder.reset();
+    const bool isLocked = isOurs && ::flock(folder.get(), LOCK_EX | LOCK_NB) == 0;
+    // Whoever held it until now may have removed the folder.
+    if (!isLocked || identity(path) != Identity{.device = status.st_dev, .number = status.st_ino}) folder.reset();
     return folder;
 }
 
