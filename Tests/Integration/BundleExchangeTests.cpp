@@ -95,6 +95,15 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
     }
 }
 
+TEST(BundleExchangeTests, AnOldBundleThatIsClosedForWritingGoesAllTheSame) {
+    ASSERT_NE(::geteuid(), 0U) << "root is refused nothing";
+    const Bundles bundles;
+    fs::permissions(bundles.places.bundle + "/Contents/MacOS", fs::perms{0555});
+    ASSERT_TRUE(BundleExchange::exchange(bundles.places, "1", "2"));
+    BundleExchange::complete(bundles.places);
+    EXPECT_FALSE(fs::exists(bundles.places.folder));
+}
+
 TEST(BundleExchangeTests, AWholeUpdateKilledOnItsWayIsFoundByTheNextCheck) {
     // Each call takes an update from the feed on, so that usually only some are tried: the first is another each time.
     const char* every = std::getenv("LARKMOOR_EVERY_CALL");

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
 #include "LarkmoorBase/Files.h"
@@ -26,6 +28,7 @@ namespace {
 using Folders::Done;
 
 constexpr mode_t fileMode = 0600;
+constexpr std::string_view keptPrefix = "kept-";
 
 template <class Record>
 std::optional<Record> readRecord(const std::string& path) {
@@ -43,10 +46,22 @@ Done writeRecord(const std::string& path, const Record& value) {
     return written ? Done{} : std::unexpected{written.error().description()};
 }
 
-void remove(const UpdatePlaces& places, const std::string& path) {
+Done remove(const UpdatePlaces& places, const std::string& path) {
     // The tar of a process that was killed may still be unpacking there. What stays is found again by the next check.
     constexpr int attempts = 50;
-    for (int attempt = 0; attempt < attempts && !Folders::removeTree(places.parent, path); ++attempt) {
+    Done removed = Folders::removeTree(places.parent, path);
+    for (int attempt = 1; attempt < attempts && !removed; ++attempt) removed = Folders::removeTree(places.parent, path);
+    return removed ? removed : std::unexpected{fmt::format("{}: {}", path, removed.error())};
+}
+
+/// What cannot be removed must not stand in the way of every update to come.
+void moveAside(const UpdatePlaces& places, const std::string& path) {
+    constexpr int maxKept = 100;
+    for (int number = 1; number <= maxKept; ++number) {
+        const std::string aside = fmt::format("{}/{}{}", places.folder, keptPrefix, number);
+        if (!Files::isAbsent(aside)) continue;
+        ::rename(path.c_str(), aside.c_str());
+        return;
     }
 }
 
@@ -95,14 +110,14 @@ Done giveBack(const UpdatePlaces& places) {
         if (Done done = Folders::exchange(places.bundle, places.staged()); !done) return done;
     }
     noteFailure(places, standing->to);
-    remove(places, places.staged());
+    static_cast<void>(remove(places, places.staged()));
     removeRecord(places);
     return {};
 }
 
 void complete(const UpdatePlaces& places) {
     removeRecord(places);
-    remove(places, places.folder);
+    static_cast<void>(remove(places, places.folder));
 }
 
 Int failures(const UpdatePlaces& places, const std::string& build) {
@@ -110,16 +125,21 @@ Int failures(const UpdatePlaces& places, const std::string& build) {
     return failed && failed->build == build ? failed->count : 0;
 }
 
-void clear(const UpdatePlaces& places, bool keepsStaged) {
-    if (record(places)) return;
+Done clear(const UpdatePlaces& places, bool keepsStaged) {
+    Done cleared;
+    if (record(places)) return cleared;
     for (const std::string& name : Files::names(places.folder).value_or(std::vector<std::string>{})) {
         const std::string path = fmt::format("{}/{}", places.folder, name);
-        if (path != places.failed() && !(keepsStaged && path == places.staged())) remove(places, path);
+        if (path == places.failed() || (keepsStaged && path == places.staged())) continue;
+        Done removed = remove(places, path);
+        if (!removed && !name.starts_with(keptPrefix)) moveAside(places, path);
+        if (!removed) cleared = std::move(removed);
     }
+    return cleared;
 }
 
 void sweep(const UpdatePlaces& places, bool keepsStaged) {
-    clear(places, keepsStaged);
+    static_cast<void>(clear(places, keepsStaged));
     ::rmdir(places.folder.c_str());
 }
 

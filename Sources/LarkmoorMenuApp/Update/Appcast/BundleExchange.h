@@ -5,6 +5,7 @@
 //
 //   download      the archive while it arrives, and while it is proven
 //   unpacking     what tar makes of it
+//   kept-*        what could not be removed, out of the way of the next update
 //   staged.app    the proven update; after the exchange, the bundle that was there before
 //   record.json   stands from before the exchange until the new build has said that it is up
 //   failed.json   which build did not come up, so that nobody is bothered with it every day
@@ -63,8 +64,9 @@ void complete(const UpdatePlaces& places);
 Int failures(const UpdatePlaces& places, const std::string& build);
 
 /// Removes what sessions before have left in the folder, but for the note of a failure; nothing while there is a
-/// record. The caller holds the folder's lock.
-void clear(const UpdatePlaces& places, bool keepsStaged);
+/// record. The caller holds the folder's lock. The error tells what could not be removed; it is out of the way then, if
+/// that could be done.
+Folders::Done clear(const UpdatePlaces& places, bool keepsStaged);
 /// The same, and the folder if it is empty then.
 void sweep(const UpdatePlaces& places, bool keepsStaged);
 

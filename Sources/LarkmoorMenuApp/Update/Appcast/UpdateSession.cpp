@@ -185,9 +185,11 @@ Task<void> UpdateSession::findStaged(AppcastItem item) {
     auto proven = co_await proveStaged(proof(), installer.places(), std::move(item), stop_.get_token());
     if (isOver()) co_return;
     installer.setStaged(proven ? std::optional{*std::move(proven)} : std::nullopt);
-    co_await BlockingWork::run([places = installer.places(), keeps = installer.staged().has_value()] {
-        BundleExchange::clear(places, keeps);
-    });
+    const auto cleared =
+        co_await BlockingWork::run([places = installer.places(), keeps = installer.staged().has_value()] {
+            return BundleExchange::clear(places, keeps);
+        });
+    if (!cleared) services_.log("what is left of an update cannot be removed: " + cleared.error());
 }
 
 /// Asks the person. Whoever does not want it now may get it at the next check, unless it was skipped.
