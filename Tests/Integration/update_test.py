@@ -155,6 +155,16 @@ class Update(unittest.TestCase):
             if number != signal.SIGHUP:
                 self.begin()
 
+    def test_a_start_in_the_moment_of_the_last_end_is_the_new_build(self):
+        session = self.session
+        session.application.send_signal(signal.SIGTERM)
+        late = session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar")
+        self.assertEqual(session.application.wait(timeout=60), 0)
+        session.application = late
+        self.expect_second()
+        items = Path(session.folder.name) / ".config/autostart"
+        wait("login item", lambda: any(f'"{session.bundle}/' in item.read_text() for item in items.glob("*")))
+
     def test_an_update_that_dies_at_once_is_taken_back(self):
         session = self.session
         # Its library is lost between the proof and the exchange.

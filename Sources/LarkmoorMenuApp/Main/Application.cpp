@@ -26,8 +26,9 @@ void makeSupportDirectory(const std::string& support) {
 
 }  // namespace
 
-Application::Application(FileDescriptor updateLock)
-    : applications_(loop_, bus_),
+Application::Application(RunningBundle bundle, FileDescriptor updateLock)
+    : bundle_(std::move(bundle)),
+      applications_(loop_, bus_),
       alerts_(runner_, {.helper = bundle_.beside("larkmoor-alert"),
                         .build = bundle_.build.value_or(""),
                         .activationToken = [this] { return takeActivationToken(); },
@@ -139,6 +140,9 @@ std::string Application::takeActivationToken() {
 }
 
 void Application::becomeMenuBar() {
+    // The application before us may have put an update in place while we began.
+    isSuperseded_ = runningExecutable().value_or(bundle_.executable) != bundle_.executable;
+    if (isSuperseded_) return end(0);
     makeSupportDirectory(support_);
     client_ = dialDoor();
     menuBar_ = MenuBar::make(platform(), {.supervision = supervisionDuties(),

@@ -38,12 +38,14 @@ namespace larkmoor {
 class Application {
   public:
     /// `updateLock` is that of BundleExchange::settle.
-    explicit Application(FileDescriptor updateLock);
+    Application(RunningBundle bundle, FileDescriptor updateLock);
 
     /// Runs until the application ends; the process's exit status.
     int run();
     /// Whether it is to be started anew after `run`: it was started again while it was quitting, or an update is in.
     bool isWantedAgain() const { return status_ == 0 && isWantedAgain_; }
+    /// Whether `run` has ended before the menu, since the bundle's name is another build's now.
+    bool isSuperseded() const { return isSuperseded_; }
 
   private:
     void becomeMenuBar();
@@ -87,8 +89,9 @@ class Application {
     MainLoop loop_{1};
     int status_ = 0;
     bool isWantedAgain_ = false;
+    bool isSuperseded_ = false;
     bool wasSignalled_ = false;  // while something has to come to its end first
-    RunningBundle bundle_ = RunningBundle::current();
+    RunningBundle bundle_;
     std::string home_ = homeFolder();
     std::string support_ = home_ + "/Library/Application Support";
     QuitSentinel quitSentinel_{QuitSentinel::defaultPath(support_)};

@@ -21,6 +21,16 @@ UpdatePlaces::UpdatePlaces(std::string bundlePath) : bundle(std::move(bundlePath
     folder = fmt::format("{}/.{}.update", parent == "/" ? "" : parent, path.filename().string());
 }
 
+std::optional<std::string> UpdatePlaces::bundleBeside(const std::string& folder) {
+    constexpr std::string_view prefix = ".", suffix = ".update";
+    const std::filesystem::path beside = std::filesystem::path{folder}.parent_path();
+    std::string name = beside.filename().string();
+    if (name.size() <= prefix.size() + suffix.size()) return std::nullopt;
+    name = name.substr(prefix.size(), name.size() - prefix.size() - suffix.size());
+    UpdatePlaces places{(beside.parent_path() / name).string()};
+    return places.staged() == folder ? std::optional{std::move(places.bundle)} : std::nullopt;
+}
+
 namespace BundleExchange {
 
 namespace {

@@ -23,6 +23,9 @@ namespace larkmoor {
 struct UpdatePlaces {
     explicit UpdatePlaces(std::string bundlePath);
 
+    /// If `folder` is the `staged` of some bundle, that bundle.
+    static std::optional<std::string> bundleBeside(const std::string& folder);
+
     std::string bundle;  ///< absolute, without a slash at its end
     std::string parent;
     std::string folder;
