@@ -240,7 +240,7 @@ TEST(AppcastUpdaterTests, AFullDiskLeavesNothing) {
     }
 }
 
-TEST(AppcastUpdaterTests, WhatIsStagedGoesInAtTheQuitUnlessItIsNotWhatWasProven) {
+TEST(AppcastUpdaterTests, WhatIsStagedGoesInAtTheLaunchAfterTheQuitUnlessItIsNotWhatWasProven) {
     const TemporaryFolder folder;
     UpdatingApplication application{folder.path()};
     application.setAutomatic();
@@ -253,6 +253,8 @@ TEST(AppcastUpdaterTests, WhatIsStagedGoesInAtTheQuitUnlessItIsNotWhatWasProven)
     application.check("good");
     application.session.reset();
     application.installer->applyAtQuit();
+    EXPECT_EQ(application.build(), "1");
+    EXPECT_TRUE(BundleExchange::settle(application.installer->places()).isExchanged);
     EXPECT_EQ(application.build(), "2");
     EXPECT_EQ(application.relaunches, 0);
 }

@@ -53,6 +53,10 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
     const Work exchange = [](const UpdatePlaces& places) {
         return BundleExchange::exchange(places, "1", "2").has_value();
     };
+    const Work arrange = [](const UpdatePlaces& places) {
+        return BundleExchange::arrange(places, "1", "2").has_value();
+    };
+    const Work nothing = [](const UpdatePlaces&) { return true; };
     const Work giveBack = [](const UpdatePlaces& places) { return BundleExchange::giveBack(places).has_value(); };
     const Work complete = [](const UpdatePlaces& places) { return BundleExchange::complete(places), true; };
     const Work settle = [](const UpdatePlaces& places) { return BundleExchange::settle(places), true; };
@@ -60,23 +64,24 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
     struct Case {
         const char* name;
         Work work;
-        bool isExchanged;      // before it
+        Work before;
         std::string end;       // the build once all is settled and the new one, if it is that, says that it is up
         std::string whenDone;  // the same if it was not killed
         Int starts = 0;
     };
-    const Case cases[] = {{"exchange", exchange, false, "1|2", "2"},
-                          {"giveBack", giveBack, true, "1|2", "1"},
-                          {"complete", complete, true, "2", "2"},
-                          {"settle", settle, true, "2", "2"},
-                          {"settle for the last time", settle, true, "1|2", "1", BundleExchange::maxStarts},
-                          {"sweep", sweep, false, "1", "1"}};
+    const Case cases[] = {{"exchange", exchange, nothing, "1|2", "2"},
+                          {"giveBack", giveBack, exchange, "1|2", "1"},
+                          {"complete", complete, exchange, "2", "2"},
+                          {"settle", settle, exchange, "2", "2"},
+                          {"settle what a quit has arranged", settle, arrange, "2", "2"},
+                          {"settle for the last time", settle, exchange, "1|2", "1", BundleExchange::maxStarts},
+                          {"sweep", sweep, nothing, "1", "1"}};
     for (const Case& each : cases) {
         bool isKilled = true;
         for (int call = 1; isKilled; ++call) {
             SCOPED_TRACE(::testing::Message() << each.name << " at call " << call);
             const Bundles bundles;
-            if (each.isExchanged) ASSERT_TRUE(exchange(bundles.places));
+            ASSERT_TRUE(each.before(bundles.places));
             for (Int starts = 0; starts < each.starts; ++starts) BundleExchange::settle(bundles.places);
             isKilled = testing::isKilledAtCall(call, [&] { return each.work(bundles.places); });
             EXPECT_TRUE(bundles.isWhole());

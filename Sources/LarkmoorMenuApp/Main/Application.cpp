@@ -140,8 +140,9 @@ std::string Application::takeActivationToken() {
 }
 
 void Application::becomeMenuBar() {
-    // The application before us may have put an update in place while we began.
-    isSuperseded_ = runningExecutable().value_or(bundle_.executable) != bundle_.executable;
+    // The application before us may have put an update in place while we began, or have left that to a launch.
+    isSuperseded_ = runningExecutable().value_or(bundle_.executable) != bundle_.executable ||
+                    BundleExchange::isArranged(installer_.places());
     if (isSuperseded_) return end(0);
     makeSupportDirectory(support_);
     client_ = dialDoor();

@@ -79,7 +79,8 @@ class Application {
     void watchSignals();
     /// At once, or when a migration has come to its end for which the daemon was stopped.
     void end(int status);
-    /// Puts in what is to be installed at the quit; the last thing that happens. A Migrator that applies goes on alone.
+    /// Arranges what is to be installed at the quit; the last thing that happens. A Migrator that applies goes on
+    /// alone.
     void endNow(int status);
     void relaunch();
     /// Says so once the menu has been up for a while, if this build is an update that was just put in.

@@ -89,6 +89,8 @@ News guard(Child& child, const UpdatePlaces& places, Clock::time_point deadline)
 
 int Successor::start(char** arguments) const {
     const UpdatePlaces places{bundle};
+    // By the quit before this start.
+    if (BundleExchange::isArranged(places)) static_cast<void>(BundleExchange::settle(places));
     const bool isUpdate = BundleExchange::record(places).has_value();
     auto child = Child::start(executable, arguments);
     if (!isUpdate) return child ? 0 : 1;

@@ -54,14 +54,18 @@ int run(char** arguments) {
         return startAnew(*present + bundle.executable.substr(bundle.folder.size()), arguments);
     }
     auto settled = larkmoor::BundleExchange::settle(larkmoor::UpdatePlaces{bundle.folder});
-    if (settled.isGivenBack) return startAnew(bundle.executable, arguments);
+    const larkmoor::Successor successor{.executable = bundle.executable, .bundle = bundle.folder};
+    if (settled.isGivenBack) {
+        larkmoor::platformLog("[larkmoor-menu] the update did not come up; the old bundle is put back");
+        return startAnew(bundle.executable, arguments);
+    }
+    if (settled.isExchanged) return successor.start(arguments);
     auto application = std::make_unique<larkmoor::Application>(bundle, std::move(settled.lock));
     const int status = application->run();
     const bool isWantedAgain = application->isWantedAgain(), isSuperseded = application->isSuperseded();
     application.reset();
     if (isSuperseded) return startAnew(bundle.executable, arguments);
-    if (!isWantedAgain) return status;
-    return larkmoor::Successor{.executable = bundle.executable, .bundle = bundle.folder}.start(arguments);
+    return isWantedAgain ? successor.start(arguments) : status;
 }
 
 }  // namespace

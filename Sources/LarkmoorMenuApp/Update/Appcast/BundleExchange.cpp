@@ -100,9 +100,18 @@ std::optional<std::string> buildOf(const std::string& bundle) {
 
 std::optional<UpdateRecord> record(const UpdatePlaces& places) { return readRecord<UpdateRecord>(places.record()); }
 
+Done arrange(const UpdatePlaces& places, const std::string& from, const std::string& to) {
+    return writeRecord(places.record(), UpdateRecord{.from = from, .to = to, .starts = 0, .isGivenBack = false});
+}
+
+bool isArranged(const UpdatePlaces& places) {
+    const auto standing = record(places);
+    return standing && !standing->isGivenBack && buildOf(places.bundle) == standing->from &&
+           Folders::lock(places.folder);
+}
+
 Done exchange(const UpdatePlaces& places, const std::string& from, const std::string& to) {
-    const UpdateRecord begun{.from = from, .to = to, .starts = 0, .isGivenBack = false};
-    if (Done written = writeRecord(places.record(), begun); !written) return written;
+    if (Done arranged = arrange(places, from, to); !arranged) return arranged;
     Done done = Folders::exchange(places.bundle, places.staged());
     if (!done) removeRecord(places);
     return done;
@@ -161,8 +170,11 @@ Settlement settle(const UpdatePlaces& places) {
     const auto inPlace = buildOf(places.bundle);
     if (standing && inPlace == standing->to) return startAgain(places, *standing, std::move(lock));
     if (standing && inPlace == standing->from) {
-        // Killed before the exchange, or behind the one that gave the old bundle back.
-        if (!standing->isGivenBack || !giveBack(places)) removeRecord(places);
+        // Killed behind the exchange that gave the old bundle back.
+        if (standing->isGivenBack && giveBack(places)) return {};
+        const bool isDue = !standing->isGivenBack && buildOf(places.staged()) == standing->to;
+        if (isDue && Folders::exchange(places.bundle, places.staged())) return {.isExchanged = true};
+        removeRecord(places);
         return {};
     }
     // Somebody else has put another bundle there; or no record.

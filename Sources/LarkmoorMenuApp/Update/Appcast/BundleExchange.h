@@ -7,7 +7,7 @@
 //   unpacking     what tar makes of it
 //   kept-*        what could not be removed, out of the way of the next update
 //   staged.app    the proven update; after the exchange, the bundle that was there before
-//   record.json   stands from before the exchange until the new build has said that it is up
+//   record.json   stands from before the exchange (since the quit before it) until the new build has said that it is up
 //   failed.json   which build did not come up, so that nobody is bothered with it every day
 #pragma once
 
@@ -54,6 +54,12 @@ std::optional<std::string> buildOf(const std::string& bundle);
 /// Whether an exchange is not settled. What stands in the record's place and is none counts as settled.
 std::optional<UpdateRecord> record(const UpdatePlaces& places);
 
+/// The staged bundle takes the running one's place at the next launch.
+Folders::Done arrange(const UpdatePlaces& places, const std::string& from, const std::string& to);
+
+/// Whether the next launch would exchange the bundle, and no process is about that.
+bool isArranged(const UpdatePlaces& places);
+
 /// Puts the staged bundle in the running one's place: one rename. After an error everything is as before.
 Folders::Done exchange(const UpdatePlaces& places, const std::string& from, const std::string& to);
 
@@ -74,12 +80,13 @@ Folders::Done clear(const UpdatePlaces& places, bool keepsStaged);
 void sweep(const UpdatePlaces& places, bool keepsStaged);
 
 struct Settlement {
-    bool isGivenBack = false;  ///< another build than ours stands under the bundle's name now
+    bool isGivenBack = false;  ///< the old build stands under the bundle's name again
+    bool isExchanged = false;  ///< the new one stands there, for the first time: somebody must watch over it
     FileDescriptor lock{};     ///< to be held until the new build is up, so that no other start settles
 };
 
-/// At each launch, before the application begins: what an exchange that was not completed has left. `maxStarts` is
-/// counted here. Does nothing while another process is about it.
+/// At each launch, before the application begins: the exchange that a quit has arranged, or what one that was not
+/// completed has left. `maxStarts` is counted here. Does nothing while another process is about it.
 Settlement settle(const UpdatePlaces& places);
 
 }  // namespace BundleExchange

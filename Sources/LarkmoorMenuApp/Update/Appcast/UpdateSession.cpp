@@ -318,7 +318,7 @@ void UpdateSession::installNow() {
     });
     // It goes in at the quit then.
     if (!relaunches) return;
-    const auto installed = services_.installer.install(true);
+    const auto installed = services_.installer.install();
     if (installed) return;
     if (isShown_) {
         tell([&](UserDriver& driver) { driver.showUpdaterError(installed.error(), [] {}); });
