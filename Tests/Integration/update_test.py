@@ -165,6 +165,14 @@ class Update(unittest.TestCase):
         items = Path(session.folder.name) / ".config/autostart"
         wait("login item", lambda: any(f'"{session.bundle}/' in item.read_text() for item in items.glob("*")))
 
+    def test_a_start_without_a_session_tells_nothing_of_the_update(self):
+        session = self.session
+        session.application.send_signal(signal.SIGTERM)
+        session.application.wait(timeout=60)
+        lost = session.run(session.bundle / "Contents/MacOS/larkmoor-menubar", DBUS_SESSION_BUS_ADDRESS="unix:path=/none")
+        self.assertEqual(lost.stderr.count("there is no session bus"), 2)
+        self.assertEqual((session.build(), session.rest()), ("1", ["staged.app"]))
+
     def test_an_update_that_dies_at_once_is_taken_back(self):
         def quit_and_start(session):
             session.application.send_signal(signal.SIGTERM)

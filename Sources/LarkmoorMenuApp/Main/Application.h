@@ -82,6 +82,8 @@ class Application {
     /// Arranges what is to be installed at the quit; the last thing that happens. A Migrator that applies goes on
     /// alone.
     void endNow(int status);
+    /// Before the menu, and for reasons that tell nothing of the update that this build may be.
+    void endUntried(int status);
     void relaunch();
     /// Says so once the menu has been up for a while, if this build is an update that was just put in.
     void sayUpAfterUpdate();

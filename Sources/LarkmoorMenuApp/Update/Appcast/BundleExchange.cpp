@@ -134,6 +134,23 @@ Done giveBack(const UpdatePlaces& places) {
     return {};
 }
 
+Done postpone(const UpdatePlaces& places) {
+    const auto standing = record(places);
+    const bool isExchanged = standing && !standing->isGivenBack && buildOf(places.bundle) == standing->to &&
+                             buildOf(places.staged()) == standing->from;
+    if (!isExchanged) return std::unexpected{places.staged() + ": not the old bundle"};
+    Done done = Folders::exchange(places.bundle, places.staged());
+    if (done) removeRecord(places);
+    return done;
+}
+
+void takeBackStart(const UpdatePlaces& places) {
+    auto standing = record(places);
+    if (!standing || standing->starts == 0) return;
+    --standing->starts;
+    static_cast<void>(writeRecord(places.record(), *standing));
+}
+
 void complete(const UpdatePlaces& places) {
     removeRecord(places);
     static_cast<void>(remove(places, places.folder));

@@ -66,6 +66,12 @@ Folders::Done exchange(const UpdatePlaces& places, const std::string& from, cons
 /// Puts the old bundle back and notes that the new one failed. It may be called again after a kill.
 Folders::Done giveBack(const UpdatePlaces& places);
 
+/// The new build could not be tried: the old bundle is put back without a note, and the update is staged again.
+Folders::Done postpone(const UpdatePlaces& places);
+
+/// The same for a launch that nobody watches over: this start does not count. Its process holds the folder's lock.
+void takeBackStart(const UpdatePlaces& places);
+
 /// The new build is up: from the first step on there is no way back. Then the old bundle goes.
 void complete(const UpdatePlaces& places);
 
