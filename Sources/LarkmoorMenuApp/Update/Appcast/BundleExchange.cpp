@@ -85,9 +85,10 @@ void noteFailure(const UpdatePlaces& places, const std::string& build) {
 /// The new build stands under the bundle's name, and was not up when it last ended.
 Settlement startAgain(const UpdatePlaces& places, UpdateRecord standing, FileDescriptor lock) {
     const bool isOver = standing.isGivenBack || standing.starts >= maxStarts;
-    if (isOver && giveBack(places)) return {.isGivenBack = true};
     ++standing.starts;
-    static_cast<void>(writeRecord(places.record(), standing));
+    // On a full disk no start can be counted, and the third would never come.
+    const bool isCounted = !isOver && writeRecord(places.record(), standing);
+    if (!isCounted && giveBack(places)) return {.isGivenBack = true};
     return {.lock = std::move(lock)};
 }
 
