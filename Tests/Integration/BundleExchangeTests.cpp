@@ -129,6 +129,8 @@ TEST(BundleExchangeTests, AWholeUpdateKilledOnItsWayIsFoundByTheNextCheck) {
         testing::UpdatingApplication next{home.path()};
         EXPECT_EQ(testing::runTool({home / "X.app/Contents/MacOS/x"}).status, 0);
         BundleExchange::settle(next.installer->places());
+        EXPECT_FALSE(fs::exists(next.installer->places().download()) ||
+                     fs::exists(next.installer->places().unpacking()));
         if (next.build() == "2") {
             UpdateInstaller::sayUp(next.installer->places(), "2");
         } else {

@@ -181,9 +181,12 @@ void sweep(const UpdatePlaces& places, bool keepsStaged) {
 }
 
 Settlement settle(const UpdatePlaces& places) {
-    if (!Files::exists(places.record())) return {};
     FileDescriptor lock = Folders::lock(places.folder);
     if (!lock) return {};
+    if (!Files::exists(places.record())) {
+        sweep(places, true);
+        return {};
+    }
     const auto standing = record(places);
     const auto inPlace = buildOf(places.bundle);
     if (standing && inPlace == standing->to) return startAgain(places, *standing, std::move(lock));

@@ -92,7 +92,8 @@ struct Settlement {
 };
 
 /// At each launch, before the application begins: the exchange that a quit has arranged, or what one that was not
-/// completed has left. `maxStarts` is counted here. Does nothing while another process is about it.
+/// completed has left, or a download that was killed. `maxStarts` is counted here. Does nothing while another process
+/// is about it.
 Settlement settle(const UpdatePlaces& places);
 
 }  // namespace BundleExchange
