@@ -39,7 +39,8 @@ FileDescriptor lock(const std::string& path);
 /// removed first. An existing target is a failure.
 Done copyTree(const std::string& from, const std::string& to);
 
-/// Removes what stands at `path`, which lies below `root`. Whatever is reached from there by a link or a mount stays.
+/// Removes what stands at `path`, which lies below `root`: as much of it as can be removed. Whatever is reached from
+/// there by a link or a mount stays.
 Done removeTree(const std::string& root, const std::string& path);
 
 /// Removes a folder in which there are empty folders and nothing else. True if it was that, or nothing, when it was

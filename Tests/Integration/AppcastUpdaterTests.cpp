@@ -209,7 +209,9 @@ TEST(AppcastUpdaterTests, SaysBeforeTheFirstByteThatItCannotBePutInPlace) {
     refused(taken, "is in use by another process", [&] {
         fs::create_directory(taken / ".X.app.update");
         lock = Folders::lock(taken / ".X.app.update");
+        std::ofstream{taken / ".X.app.update/download"} << "x";
     });
+    EXPECT_TRUE(fs::exists(taken / ".X.app.update/download"));
 }
 
 TEST(AppcastUpdaterTests, AFullDiskLeavesNothing) {
@@ -238,7 +240,7 @@ TEST(AppcastUpdaterTests, AFullDiskLeavesNothing) {
     }
 }
 
-TEST(AppcastUpdaterTests, WhatIsStagedGoesInAtTheQuitUnlessItIsNotWhatWasProven) {
+TEST(AppcastUpdaterTests, WhatIsStagedGoesInAtTheLaunchAfterTheQuitUnlessItIsNotWhatWasProven) {
     const TemporaryFolder folder;
     UpdatingApplication application{folder.path()};
     application.setAutomatic();
@@ -251,6 +253,8 @@ TEST(AppcastUpdaterTests, WhatIsStagedGoesInAtTheQuitUnlessItIsNotWhatWasProven)
     application.check("good");
     application.session.reset();
     application.installer->applyAtQuit();
+    EXPECT_EQ(application.build(), "1");
+    EXPECT_TRUE(BundleExchange::settle(application.installer->places()).isExchanged);
     EXPECT_EQ(application.build(), "2");
     EXPECT_EQ(application.relaunches, 0);
 }

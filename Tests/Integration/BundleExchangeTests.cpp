@@ -53,6 +53,10 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
     const Work exchange = [](const UpdatePlaces& places) {
         return BundleExchange::exchange(places, "1", "2").has_value();
     };
+    const Work arrange = [](const UpdatePlaces& places) {
+        return BundleExchange::arrange(places, "1", "2").has_value();
+    };
+    const Work nothing = [](const UpdatePlaces&) { return true; };
     const Work giveBack = [](const UpdatePlaces& places) { return BundleExchange::giveBack(places).has_value(); };
     const Work complete = [](const UpdatePlaces& places) { return BundleExchange::complete(places), true; };
     const Work settle = [](const UpdatePlaces& places) { return BundleExchange::settle(places), true; };
@@ -60,23 +64,24 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
     struct Case {
         const char* name;
         Work work;
-        bool isExchanged;      // before it
+        Work before;
         std::string end;       // the build once all is settled and the new one, if it is that, says that it is up
         std::string whenDone;  // the same if it was not killed
         Int starts = 0;
     };
-    const Case cases[] = {{"exchange", exchange, false, "1|2", "2"},
-                          {"giveBack", giveBack, true, "1|2", "1"},
-                          {"complete", complete, true, "2", "2"},
-                          {"settle", settle, true, "2", "2"},
-                          {"settle for the last time", settle, true, "1|2", "1", BundleExchange::maxStarts},
-                          {"sweep", sweep, false, "1", "1"}};
+    const Case cases[] = {{"exchange", exchange, nothing, "1|2", "2"},
+                          {"giveBack", giveBack, exchange, "1|2", "1"},
+                          {"complete", complete, exchange, "2", "2"},
+                          {"settle", settle, exchange, "2", "2"},
+                          {"settle what a quit has arranged", settle, arrange, "2", "2"},
+                          {"settle for the last time", settle, exchange, "1|2", "1", BundleExchange::maxStarts},
+                          {"sweep", sweep, nothing, "1", "1"}};
     for (const Case& each : cases) {
         bool isKilled = true;
         for (int call = 1; isKilled; ++call) {
             SCOPED_TRACE(::testing::Message() << each.name << " at call " << call);
             const Bundles bundles;
-            if (each.isExchanged) ASSERT_TRUE(exchange(bundles.places));
+            ASSERT_TRUE(each.before(bundles.places));
             for (Int starts = 0; starts < each.starts; ++starts) BundleExchange::settle(bundles.places);
             isKilled = testing::isKilledAtCall(call, [&] { return each.work(bundles.places); });
             EXPECT_TRUE(bundles.isWhole());
@@ -93,6 +98,15 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
             EXPECT_TRUE(bundles.isWhole() && bundles.starts());
         }
     }
+}
+
+TEST(BundleExchangeTests, AnOldBundleThatIsClosedForWritingGoesAllTheSame) {
+    ASSERT_NE(::geteuid(), 0U) << "root is refused nothing";
+    const Bundles bundles;
+    fs::permissions(bundles.places.bundle + "/Contents/MacOS", fs::perms{0555});
+    ASSERT_TRUE(BundleExchange::exchange(bundles.places, "1", "2"));
+    BundleExchange::complete(bundles.places);
+    EXPECT_FALSE(fs::exists(bundles.places.folder));
 }
 
 TEST(BundleExchangeTests, AWholeUpdateKilledOnItsWayIsFoundByTheNextCheck) {
@@ -115,6 +129,8 @@ TEST(BundleExchangeTests, AWholeUpdateKilledOnItsWayIsFoundByTheNextCheck) {
         testing::UpdatingApplication next{home.path()};
         EXPECT_EQ(testing::runTool({home / "X.app/Contents/MacOS/x"}).status, 0);
         BundleExchange::settle(next.installer->places());
+        EXPECT_FALSE(fs::exists(next.installer->places().download()) ||
+                     fs::exists(next.installer->places().unpacking()));
         if (next.build() == "2") {
             UpdateInstaller::sayUp(next.installer->places(), "2");
         } else {
@@ -165,11 +181,13 @@ TEST(BundleExchangeTests, ASuccessorIsWatchedUntilItIsUp) {
         const char* said;  // by the programs, in order
     };
     const std::string up = std::string{"echo new >>$SAID; "} + comesUp, dies = "echo new >>$SAID; exit 1",
-                      hangs = "echo new >>$SAID; exec sleep 60", leaves = "echo new >>$SAID; exit 0";
+                      hangs = "echo new >>$SAID; exec sleep 60", leaves = "echo new >>$SAID; exit 0",
+                      untried = "echo new >>$SAID; exit 75";
     const Case cases[] = {{"comes up", up.c_str(), "2", 0, "new\n"},
                           {"dies", dies.c_str(), "1", 0, "new\nold\n"},
                           {"hangs", hangs.c_str(), "1", 0, "new\nold\n"},
                           {"leaves", leaves.c_str(), "2", 0, "new\n"},
+                          {"has no bus", untried.c_str(), "1", 0, "new\nold\n"},
                           {"cannot be started", nullptr, "1", 0, "old\n"}};
     for (const Case& each : cases) {
         SCOPED_TRACE(each.name);
@@ -193,8 +211,9 @@ TEST(BundleExchangeTests, ASuccessorIsWatchedUntilItIsUp) {
         for (int tries = 0; tries < 100 && words() != each.said; ++tries) ::usleep(50'000);
         EXPECT_EQ(words(), each.said);
         EXPECT_EQ(bundles.build(), each.build);
-        EXPECT_EQ(BundleExchange::failures(bundles.places, "2"), each.build == "1" ? 1 : 0);
-        EXPECT_EQ(fs::exists(bundles.places.staged()), each.build == "2");
+        const bool isGivenBack = each.build == "1" && each.name != std::string{"has no bus"};
+        EXPECT_EQ(BundleExchange::failures(bundles.places, "2"), isGivenBack ? 1 : 0);
+        EXPECT_EQ(fs::exists(bundles.places.staged()), !isGivenBack);
     }
 }
 

@@ -1,5 +1,5 @@
 """An update of the whole application, from a feed on this machine to the menu of the new build, on a session bus of its
-own with an understudy of the daemon: held by a call, and put in at a click, at a quit, and at the end of the session.
+own with an understudy of the daemon: held by a call, and put in at a click, and at the start after the end of the session.
 
 usage: update_test.py LARKMOOR.APP UNDERSTUDY LARKMOOR-TRAY SCRIPTS
 """
@@ -143,27 +143,53 @@ class Update(unittest.TestCase):
         self.assertEqual(session.application.wait(timeout=90), 0)
         self.expect_second()
 
-    def test_what_waits_goes_in_at_the_end_of_the_session(self):
+    def test_what_waits_goes_in_at_the_start_after_the_end_of_the_session(self):
         for number in (signal.SIGTERM, signal.SIGHUP):
             with self.subTest(number):
                 session = self.session
                 session.application.send_signal(number)
                 self.assertEqual(session.application.wait(timeout=60), 0)
-                self.assertEqual((session.build(), session.rest()), ("2", ["record.json", "staged.app"]))
+                self.assertEqual((session.build(), session.rest()), ("1", ["record.json", "staged.app"]))
                 session.application = session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar")
                 self.expect_second()
             if number != signal.SIGHUP:
                 self.begin()
 
-    def test_an_update_that_dies_at_once_is_taken_back(self):
+    def test_a_start_in_the_moment_of_the_last_end_is_the_new_build(self):
         session = self.session
-        # Its library is lost between the proof and the exchange.
-        program = session.bundle.with_name(".Larkmoor.app.update") / "staged.app/Contents/MacOS/larkmoor-menubar"
-        program.write_text("#!/bin/sh\nexit 1\n")
-        session.tray("click", READY)
-        session.application.wait(timeout=90)
-        wait("menu of the first build", lambda: session.shows("(v0.1.0"))
-        self.assertEqual((session.build(), session.rest()), ("1", ["failed.json"]))
+        session.application.send_signal(signal.SIGTERM)
+        late = session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar")
+        self.assertEqual(session.application.wait(timeout=60), 0)
+        session.application = late
+        self.expect_second()
+        items = Path(session.folder.name) / ".config/autostart"
+        wait("login item", lambda: any(f'"{session.bundle}/' in item.read_text() for item in items.glob("*")))
+
+    def test_a_start_without_a_session_tells_nothing_of_the_update(self):
+        session = self.session
+        session.application.send_signal(signal.SIGTERM)
+        session.application.wait(timeout=60)
+        lost = session.run(session.bundle / "Contents/MacOS/larkmoor-menubar", DBUS_SESSION_BUS_ADDRESS="unix:path=/none")
+        self.assertEqual(lost.stderr.count("there is no session bus"), 2)
+        self.assertEqual((session.build(), session.rest()), ("1", ["staged.app"]))
+
+    def test_an_update_that_dies_at_once_is_taken_back(self):
+        def quit_and_start(session):
+            session.application.send_signal(signal.SIGTERM)
+            session.application.wait(timeout=60)
+            session.application = session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar")
+
+        for end in (quit_and_start, lambda session: session.tray("click", READY)):
+            session = self.session
+            # Its library is lost between the proof and the exchange.
+            program = session.bundle.with_name(".Larkmoor.app.update") / "staged.app/Contents/MacOS/larkmoor-menubar"
+            program.write_text("#!/bin/sh\nexit 1\n")
+            end(session)
+            session.application.wait(timeout=90)
+            wait("menu of the first build", lambda: session.shows("(v0.1.0"))
+            self.assertEqual((session.build(), session.rest()), ("1", ["failed.json"]))
+            if end is quit_and_start:
+                self.begin()
 
     def test_two_starts_in_the_moment_of_the_exchange_are_one_application(self):
         session = self.session

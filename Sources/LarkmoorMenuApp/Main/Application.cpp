@@ -9,6 +9,7 @@
 #include "LarkmoorKit/Trace/SetupLog.h"
 #include "LarkmoorMenuApp/ConvergeDuties.h"
 #include "LarkmoorMenuApp/JourneyQuestion.h"
+#include "LarkmoorMenuApp/Main/Successor.h"
 #include "LarkmoorPlatform/Linux/Applications/ProcessScan.h"
 #include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorPlatform/PlatformLog.h"
@@ -26,8 +27,9 @@ void makeSupportDirectory(const std::string& support) {
 
 }  // namespace
 
-Application::Application(FileDescriptor updateLock)
-    : applications_(loop_, bus_),
+Application::Application(RunningBundle bundle, FileDescriptor updateLock)
+    : bundle_(std::move(bundle)),
+      applications_(loop_, bus_),
       alerts_(runner_, {.helper = bundle_.beside("larkmoor-alert"),
                         .build = bundle_.build.value_or(""),
                         .activationToken = [this] { return takeActivationToken(); },
@@ -48,9 +50,9 @@ Application::Application(FileDescriptor updateLock)
                 {.onOwned = [this] { becomeMenuBar(); },
                  .onOther =
                      [this](SingleInstance::Other other) {
-                         if (other == SingleInstance::Other::activated) return end(0);
+                         if (other == SingleInstance::Other::activated) return endUntried(0);
                          platformLog("[larkmoor-menu] Larkmoor is running already and does not answer — ending");
-                         end(3);
+                         endUntried(3);
                      },
                  .onFailure =
                      [this](const BusError& error) {
@@ -58,7 +60,7 @@ Application::Application(FileDescriptor updateLock)
                          if (bus_.isLost()) return;
                          platformLog("[larkmoor-menu] the session bus does not grant Larkmoor's name — ending: " +
                                      error.description());
-                         end(1);
+                         endUntried(1);
                      },
                  .onActivated =
                      [this] {
@@ -71,7 +73,7 @@ Application::Application(FileDescriptor updateLock)
                                      : "[larkmoor-menu] there is no session bus; start Larkmoor from within a desktop "
                                        "session, or set DBUS_SESSION_BUS_ADDRESS — ending: ") +
                     error.description());
-        endNow(1);
+        menuBar_ ? endNow(1) : endUntried(1);
     });
     updateLock_ = std::move(updateLock);
     watchSignals();
@@ -114,6 +116,11 @@ void Application::endNow(int status) {
     loop_.stop();
 }
 
+void Application::endUntried(int status) {
+    if (updateLock_) BundleExchange::takeBackStart(installer_.places());
+    endNow(updateLock_ && status != 0 ? Successor::untried : status);
+}
+
 void Application::relaunch() {
     // A quit goes on to its own end.
     if (menuBar_ && menuBar_->isQuitting()) return;
@@ -140,6 +147,10 @@ std::string Application::takeActivationToken() {
 }
 
 void Application::becomeMenuBar() {
+    // The application before us may have put an update in place while we began, or have left that to a launch.
+    isSuperseded_ = runningExecutable().value_or(bundle_.executable) != bundle_.executable ||
+                    BundleExchange::isArranged(installer_.places());
+    if (isSuperseded_) return endUntried(0);
     makeSupportDirectory(support_);
     client_ = dialDoor();
     menuBar_ = MenuBar::make(platform(), {.supervision = supervisionDuties(),

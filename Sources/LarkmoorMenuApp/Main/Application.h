@@ -38,12 +38,14 @@ namespace larkmoor {
 class Application {
   public:
     /// `updateLock` is that of BundleExchange::settle.
-    explicit Application(FileDescriptor updateLock);
+    Application(RunningBundle bundle, FileDescriptor updateLock);
 
     /// Runs until the application ends; the process's exit status.
     int run();
     /// Whether it is to be started anew after `run`: it was started again while it was quitting, or an update is in.
     bool isWantedAgain() const { return status_ == 0 && isWantedAgain_; }
+    /// Whether `run` has ended before the menu, since the bundle's name is another build's now.
+    bool isSuperseded() const { return isSuperseded_; }
 
   private:
     void becomeMenuBar();
@@ -79,8 +81,11 @@ class Application {
     void watchSignals();
     /// At once, or when a migration has come to its end for which the daemon was stopped.
     void end(int status);
-    /// Puts in what is to be installed at the quit; the last thing that happens. A Migrator that applies goes on alone.
+    /// Arranges what is to be installed at the quit; the last thing that happens. A Migrator that applies goes on
+    /// alone.
     void endNow(int status);
+    /// Before the menu, and for reasons that tell nothing of the update that this build may be.
+    void endUntried(int status);
     void relaunch();
     /// Says so once the menu has been up for a while, if this build is an update that was just put in.
     void sayUpAfterUpdate();
@@ -89,8 +94,9 @@ class Application {
     MainLoop loop_{1};
     int status_ = 0;
     bool isWantedAgain_ = false;
+    bool isSuperseded_ = false;
     bool wasSignalled_ = false;  // while something has to come to its end first
-    RunningBundle bundle_ = RunningBundle::current();
+    RunningBundle bundle_;
     std::string home_ = homeFolder();
     std::string support_ = home_ + "/Library/Application Support";
     QuitSentinel quitSentinel_{QuitSentinel::defaultPath(support_)};

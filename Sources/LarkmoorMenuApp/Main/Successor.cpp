@@ -37,13 +37,13 @@ class Child {
     /// Readable once it has ended.
     int descriptor() const { return descriptor_.get(); }
     bool isAlive() const { return process_ != 0; }
-    /// Whether it has ended, and well.
-    std::optional<bool> end() {
+    /// The exit status, of a signal -1, once it has ended.
+    std::optional<int> end() {
         int status = 0;
         if (process_ == 0 || ::waitpid(process_, &status, WNOHANG) != process_) return std::nullopt;
         process_ = 0;
         descriptor_.reset();
-        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
     void kill() {
         if (process_ == 0) return;
@@ -69,16 +69,17 @@ void waitForNews(const Child& child, const FileDescriptor& folder, Clock::time_p
     if (news[0].revents != 0) static_cast<void>(::read(folder.get(), events.data(), events.size()));
 }
 
-enum class News { isUp, ended, failed };
+enum class News { isUp, ended, untried, failed };
 
 /// What becomes of the child. One that fails while another process is about the exchange is not the last word.
 News guard(Child& child, const UpdatePlaces& places, Clock::time_point deadline) {
     const FileDescriptor folder{::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
     ::inotify_add_watch(folder.get(), places.folder.c_str(), IN_DELETE | IN_MOVED_FROM | IN_DELETE_SELF);
+    std::optional<int> end;
     while (BundleExchange::record(places)) {
-        const auto end = child.end();
-        if (end == true) return News::ended;
-        if (end == false && Folders::lock(places.folder)) return News::failed;
+        if (const auto status = child.end()) end = status;
+        if (end == 0) return News::ended;
+        if (end && Folders::lock(places.folder)) return end == Successor::untried ? News::untried : News::failed;
         if (Clock::now() >= deadline) return News::failed;
         waitForNews(child, folder, deadline);
     }
@@ -89,14 +90,19 @@ News guard(Child& child, const UpdatePlaces& places, Clock::time_point deadline)
 
 int Successor::start(char** arguments) const {
     const UpdatePlaces places{bundle};
+    // By the quit before this start.
+    if (BundleExchange::isArranged(places)) static_cast<void>(BundleExchange::settle(places));
     const bool isUpdate = BundleExchange::record(places).has_value();
     auto child = Child::start(executable, arguments);
     if (!isUpdate) return child ? 0 : 1;
-    if (child && guard(*child, places, Clock::now() + limit) != News::failed) return 0;
+    const News news = child ? guard(*child, places, Clock::now() + limit) : News::failed;
+    if (news == News::isUp || news == News::ended) return 0;
     if (child) child->kill();
-    platformLog("[larkmoor-menu] the update did not come up; the old bundle is put back");
+    platformLog(news == News::untried ? "[larkmoor-menu] the update could not be tried; the old bundle is put back"
+                                      : "[larkmoor-menu] the update did not come up; the old bundle is put back");
     const FileDescriptor lock = Folders::lock(places.folder);
-    const Folders::Done back = lock ? BundleExchange::giveBack(places) : std::unexpected{std::string{"it is in use"}};
+    const auto putBack = news == News::untried ? BundleExchange::postpone : BundleExchange::giveBack;
+    const Folders::Done back = lock ? putBack(places) : std::unexpected{std::string{"it is in use"}};
     if (!back) {
         platformLog("[larkmoor-menu] the old bundle could not be put back: " + back.error());
         return 1;

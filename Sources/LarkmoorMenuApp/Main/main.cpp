@@ -1,9 +1,12 @@
 // The menu-bar application. Its command line tells what it is and starts it, and nothing else.
+#include <fmt/format.h>
 #include <malloc.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <utility>
@@ -12,6 +15,7 @@
 #include "LarkmoorKit/Menu/MenuLabels.h"
 #include "LarkmoorMenuApp/Main/Application.h"
 #include "LarkmoorMenuApp/Main/Successor.h"
+#include "LarkmoorPlatform/PlatformLog.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace {
@@ -31,6 +35,13 @@ int tellVersion() {
     return print(stdout, title + "\n", 0);
 }
 
+/// This process becomes what stands in the bundle now. The exit status, if it cannot.
+int startAnew(const std::string& executable, char** arguments) {
+    ::execv(executable.c_str(), arguments);
+    larkmoor::platformLog(fmt::format("[larkmoor-menu] cannot start {}: {}", executable, std::strerror(errno)));
+    return 1;
+}
+
 /// The exit status.
 int run(char** arguments) {
     // Else the first large answer makes the allocator keep the memory of later ones: 40 MB after half an hour of them.
@@ -39,16 +50,25 @@ int run(char** arguments) {
     std::signal(SIGCHLD, SIG_DFL);
     // The threads are few and live for seconds: arenas of their own would keep 90 KB.
     ::mallopt(M_ARENA_MAX, 1);
-    // Before an update can put another file in its place.
+    // Read once, before an update can put another file in its place.
     const auto bundle = larkmoor::RunningBundle::current();
+    // Or it has done so already, while this process was being loaded.
+    if (const auto present = larkmoor::UpdatePlaces::bundleBeside(bundle.folder)) {
+        return startAnew(*present + bundle.executable.substr(bundle.folder.size()), arguments);
+    }
     auto settled = larkmoor::BundleExchange::settle(larkmoor::UpdatePlaces{bundle.folder});
-    if (settled.isGivenBack) ::execv(bundle.executable.c_str(), arguments);
-    auto application = std::make_unique<larkmoor::Application>(std::move(settled.lock));
+    const larkmoor::Successor successor{.executable = bundle.executable, .bundle = bundle.folder};
+    if (settled.isGivenBack) {
+        larkmoor::platformLog("[larkmoor-menu] the update did not come up; the old bundle is put back");
+        return startAnew(bundle.executable, arguments);
+    }
+    if (settled.isExchanged) return successor.start(arguments);
+    auto application = std::make_unique<larkmoor::Application>(bundle, std::move(settled.lock));
     const int status = application->run();
-    const bool isWantedAgain = application->isWantedAgain();
+    const bool isWantedAgain = application->isWantedAgain(), isSuperseded = application->isSuperseded();
     application.reset();
-    if (!isWantedAgain) return status;
-    return larkmoor::Successor{.executable = bundle.executable, .bundle = bundle.folder}.start(arguments);
+    if (isSuperseded) return startAnew(bundle.executable, arguments);
+    return isWantedAgain ? successor.start(arguments) : status;
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
 #include "LarkmoorBase/Files.h"
@@ -19,6 +21,16 @@ UpdatePlaces::UpdatePlaces(std::string bundlePath) : bundle(std::move(bundlePath
     folder = fmt::format("{}/.{}.update", parent == "/" ? "" : parent, path.filename().string());
 }
 
+std::optional<std::string> UpdatePlaces::bundleBeside(const std::string& folder) {
+    constexpr std::string_view prefix = ".", suffix = ".update";
+    const std::filesystem::path beside = std::filesystem::path{folder}.parent_path();
+    std::string name = beside.filename().string();
+    if (name.size() <= prefix.size() + suffix.size()) return std::nullopt;
+    name = name.substr(prefix.size(), name.size() - prefix.size() - suffix.size());
+    UpdatePlaces places{(beside.parent_path() / name).string()};
+    return places.staged() == folder ? std::optional{std::move(places.bundle)} : std::nullopt;
+}
+
 namespace BundleExchange {
 
 namespace {
@@ -26,6 +38,7 @@ namespace {
 using Folders::Done;
 
 constexpr mode_t fileMode = 0600;
+constexpr std::string_view keptPrefix = "kept-";
 
 template <class Record>
 std::optional<Record> readRecord(const std::string& path) {
@@ -43,10 +56,22 @@ Done writeRecord(const std::string& path, const Record& value) {
     return written ? Done{} : std::unexpected{written.error().description()};
 }
 
-void remove(const UpdatePlaces& places, const std::string& path) {
+Done remove(const UpdatePlaces& places, const std::string& path) {
     // The tar of a process that was killed may still be unpacking there. What stays is found again by the next check.
     constexpr int attempts = 50;
-    for (int attempt = 0; attempt < attempts && !Folders::removeTree(places.parent, path); ++attempt) {
+    Done removed = Folders::removeTree(places.parent, path);
+    for (int attempt = 1; attempt < attempts && !removed; ++attempt) removed = Folders::removeTree(places.parent, path);
+    return removed ? removed : std::unexpected{fmt::format("{}: {}", path, removed.error())};
+}
+
+/// What cannot be removed must not stand in the way of every update to come.
+void moveAside(const UpdatePlaces& places, const std::string& path) {
+    constexpr int maxKept = 100;
+    for (int number = 1; number <= maxKept; ++number) {
+        const std::string aside = fmt::format("{}/{}{}", places.folder, keptPrefix, number);
+        if (!Files::isAbsent(aside)) continue;
+        ::rename(path.c_str(), aside.c_str());
+        return;
     }
 }
 
@@ -60,9 +85,10 @@ void noteFailure(const UpdatePlaces& places, const std::string& build) {
 /// The new build stands under the bundle's name, and was not up when it last ended.
 Settlement startAgain(const UpdatePlaces& places, UpdateRecord standing, FileDescriptor lock) {
     const bool isOver = standing.isGivenBack || standing.starts >= maxStarts;
-    if (isOver && giveBack(places)) return {.isGivenBack = true};
     ++standing.starts;
-    static_cast<void>(writeRecord(places.record(), standing));
+    // On a full disk no start can be counted, and the third would never come.
+    const bool isCounted = !isOver && writeRecord(places.record(), standing);
+    if (!isCounted && giveBack(places)) return {.isGivenBack = true};
     return {.lock = std::move(lock)};
 }
 
@@ -75,9 +101,18 @@ std::optional<std::string> buildOf(const std::string& bundle) {
 
 std::optional<UpdateRecord> record(const UpdatePlaces& places) { return readRecord<UpdateRecord>(places.record()); }
 
+Done arrange(const UpdatePlaces& places, const std::string& from, const std::string& to) {
+    return writeRecord(places.record(), UpdateRecord{.from = from, .to = to, .starts = 0, .isGivenBack = false});
+}
+
+bool isArranged(const UpdatePlaces& places) {
+    const auto standing = record(places);
+    return standing && !standing->isGivenBack && buildOf(places.bundle) == standing->from &&
+           Folders::lock(places.folder);
+}
+
 Done exchange(const UpdatePlaces& places, const std::string& from, const std::string& to) {
-    const UpdateRecord begun{.from = from, .to = to, .starts = 0, .isGivenBack = false};
-    if (Done written = writeRecord(places.record(), begun); !written) return written;
+    if (Done arranged = arrange(places, from, to); !arranged) return arranged;
     Done done = Folders::exchange(places.bundle, places.staged());
     if (!done) removeRecord(places);
     return done;
@@ -95,14 +130,31 @@ Done giveBack(const UpdatePlaces& places) {
         if (Done done = Folders::exchange(places.bundle, places.staged()); !done) return done;
     }
     noteFailure(places, standing->to);
-    remove(places, places.staged());
+    static_cast<void>(remove(places, places.staged()));
     removeRecord(places);
     return {};
 }
 
+Done postpone(const UpdatePlaces& places) {
+    const auto standing = record(places);
+    const bool isExchanged = standing && !standing->isGivenBack && buildOf(places.bundle) == standing->to &&
+                             buildOf(places.staged()) == standing->from;
+    if (!isExchanged) return std::unexpected{places.staged() + ": not the old bundle"};
+    Done done = Folders::exchange(places.bundle, places.staged());
+    if (done) removeRecord(places);
+    return done;
+}
+
+void takeBackStart(const UpdatePlaces& places) {
+    auto standing = record(places);
+    if (!standing || standing->starts == 0) return;
+    --standing->starts;
+    static_cast<void>(writeRecord(places.record(), *standing));
+}
+
 void complete(const UpdatePlaces& places) {
     removeRecord(places);
-    remove(places, places.folder);
+    static_cast<void>(remove(places, places.folder));
 }
 
 Int failures(const UpdatePlaces& places, const std::string& build) {
@@ -110,29 +162,40 @@ Int failures(const UpdatePlaces& places, const std::string& build) {
     return failed && failed->build == build ? failed->count : 0;
 }
 
-void clear(const UpdatePlaces& places, bool keepsStaged) {
-    if (record(places)) return;
+Done clear(const UpdatePlaces& places, bool keepsStaged) {
+    Done cleared;
+    if (record(places)) return cleared;
     for (const std::string& name : Files::names(places.folder).value_or(std::vector<std::string>{})) {
         const std::string path = fmt::format("{}/{}", places.folder, name);
-        if (path != places.failed() && !(keepsStaged && path == places.staged())) remove(places, path);
+        if (path == places.failed() || (keepsStaged && path == places.staged())) continue;
+        Done removed = remove(places, path);
+        if (!removed && !name.starts_with(keptPrefix)) moveAside(places, path);
+        if (!removed) cleared = std::move(removed);
     }
+    return cleared;
 }
 
 void sweep(const UpdatePlaces& places, bool keepsStaged) {
-    clear(places, keepsStaged);
+    static_cast<void>(clear(places, keepsStaged));
     ::rmdir(places.folder.c_str());
 }
 
 Settlement settle(const UpdatePlaces& places) {
-    if (!Files::exists(places.record())) return {};
     FileDescriptor lock = Folders::lock(places.folder);
     if (!lock) return {};
+    if (!Files::exists(places.record())) {
+        sweep(places, true);
+        return {};
+    }
     const auto standing = record(places);
     const auto inPlace = buildOf(places.bundle);
     if (standing && inPlace == standing->to) return startAgain(places, *standing, std::move(lock));
     if (standing && inPlace == standing->from) {
-        // Killed before the exchange, or behind the one that gave the old bundle back.
-        if (!standing->isGivenBack || !giveBack(places)) removeRecord(places);
+        // Killed behind the exchange that gave the old bundle back.
+        if (standing->isGivenBack && giveBack(places)) return {};
+        const bool isDue = !standing->isGivenBack && buildOf(places.staged()) == standing->to;
+        if (isDue && Folders::exchange(places.bundle, places.staged())) return {.isExchanged = true};
+        removeRecord(places);
         return {};
     }
     // Somebody else has put another bundle there; or no record.

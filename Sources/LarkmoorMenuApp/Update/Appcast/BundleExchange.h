@@ -5,8 +5,9 @@
 //
 //   download      the archive while it arrives, and while it is proven
 //   unpacking     what tar makes of it
+//   kept-*        what could not be removed, out of the way of the next update
 //   staged.app    the proven update; after the exchange, the bundle that was there before
-//   record.json   stands from before the exchange until the new build has said that it is up
+//   record.json   stands from before the exchange (since the quit before it) until the new build has said that it is up
 //   failed.json   which build did not come up, so that nobody is bothered with it every day
 #pragma once
 
@@ -21,6 +22,9 @@ namespace larkmoor {
 
 struct UpdatePlaces {
     explicit UpdatePlaces(std::string bundlePath);
+
+    /// If `folder` is the `staged` of some bundle, that bundle.
+    static std::optional<std::string> bundleBeside(const std::string& folder);
 
     std::string bundle;  ///< absolute, without a slash at its end
     std::string parent;
@@ -50,11 +54,23 @@ std::optional<std::string> buildOf(const std::string& bundle);
 /// Whether an exchange is not settled. What stands in the record's place and is none counts as settled.
 std::optional<UpdateRecord> record(const UpdatePlaces& places);
 
+/// The staged bundle takes the running one's place at the next launch.
+Folders::Done arrange(const UpdatePlaces& places, const std::string& from, const std::string& to);
+
+/// Whether the next launch would exchange the bundle, and no process is about that.
+bool isArranged(const UpdatePlaces& places);
+
 /// Puts the staged bundle in the running one's place: one rename. After an error everything is as before.
 Folders::Done exchange(const UpdatePlaces& places, const std::string& from, const std::string& to);
 
 /// Puts the old bundle back and notes that the new one failed. It may be called again after a kill.
 Folders::Done giveBack(const UpdatePlaces& places);
+
+/// The new build could not be tried: the old bundle is put back without a note, and the update is staged again.
+Folders::Done postpone(const UpdatePlaces& places);
+
+/// The same for a launch that nobody watches over: this start does not count. Its process holds the folder's lock.
+void takeBackStart(const UpdatePlaces& places);
 
 /// The new build is up: from the first step on there is no way back. Then the old bundle goes.
 void complete(const UpdatePlaces& places);
@@ -63,18 +79,21 @@ void complete(const UpdatePlaces& places);
 Int failures(const UpdatePlaces& places, const std::string& build);
 
 /// Removes what sessions before have left in the folder, but for the note of a failure; nothing while there is a
-/// record.
-void clear(const UpdatePlaces& places, bool keepsStaged);
+/// record. The caller holds the folder's lock. The error tells what could not be removed; it is out of the way then, if
+/// that could be done.
+Folders::Done clear(const UpdatePlaces& places, bool keepsStaged);
 /// The same, and the folder if it is empty then.
 void sweep(const UpdatePlaces& places, bool keepsStaged);
 
 struct Settlement {
-    bool isGivenBack = false;  ///< another build than ours stands under the bundle's name now
+    bool isGivenBack = false;  ///< the old build stands under the bundle's name again
+    bool isExchanged = false;  ///< the new one stands there, for the first time: somebody must watch over it
     FileDescriptor lock{};     ///< to be held until the new build is up, so that no other start settles
 };
 
-/// At each launch, before the application begins: what an exchange that was not completed has left. `maxStarts` is
-/// counted here. Does nothing while another process is about it.
+/// At each launch, before the application begins: the exchange that a quit has arranged, or what one that was not
+/// completed has left, or a download that was killed. `maxStarts` is counted here. Does nothing while another process
+/// is about it.
 Settlement settle(const UpdatePlaces& places);
 
 }  // namespace BundleExchange

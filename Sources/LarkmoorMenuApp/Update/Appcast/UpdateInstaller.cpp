@@ -79,9 +79,13 @@ Checked UpdateInstaller::prepare() {
         return std::unexpected{fmt::format("{} is not on the volume of its folder", places_.bundle)};
     }
     lock_.reset();
-    lock_ = Folders::lock(places_.folder);
-    if (!lock_) return std::unexpected{inUse(places_)};
+    if (!hold()) return std::unexpected{inUse(places_)};
     return tryExchange(places_);
+}
+
+bool UpdateInstaller::hold() {
+    if (!lock_) lock_ = Folders::lock(places_.folder);
+    return static_cast<bool>(lock_);
 }
 
 Checked UpdateInstaller::checkStaged() const {
@@ -92,25 +96,37 @@ Checked UpdateInstaller::checkStaged() const {
     return checkIsOurs();
 }
 
-UpdateInstaller::Installed UpdateInstaller::install(bool relaunches) {
-    Checked done = checkStaged();
+Checked UpdateInstaller::holdStaged() {
+    if (Checked checked = checkStaged(); !checked) return checked;
     // A session that is not at its end holds it already.
-    if (done && !lock_) lock_ = Folders::lock(places_.folder);
-    if (done && !lock_) done = std::unexpected{inUse(places_)};
+    return hold() ? Checked{} : std::unexpected{inUse(places_)};
+}
+
+UpdateInstaller::Installed UpdateInstaller::refuse(const std::string& reason) {
+    release();
+    options_.log("the update could not be put in place: " + reason);
+    return std::unexpected{reason};
+}
+
+UpdateInstaller::Installed UpdateInstaller::install() {
+    Checked done = holdStaged();
     if (done) done = BundleExchange::exchange(places_, options_.build, staged_->build);
-    if (!done) {
-        lock_.reset();
-        options_.log("the update could not be put in place: " + done.error());
-        return done;
-    }
+    if (!done) return refuse(done.error());
     options_.log(fmt::format("build {} is in place of build {}", staged_->build, options_.build));
     staged_.reset();
-    if (relaunches) options_.relaunch();
+    options_.relaunch();
     return {};
 }
 
 void UpdateInstaller::applyAtQuit() {
-    if (staged_) static_cast<void>(install(false));
+    if (!staged_) return;
+    Checked done = holdStaged();
+    if (done) done = BundleExchange::arrange(places_, options_.build, staged_->build);
+    if (!done) return static_cast<void>(refuse(done.error()));
+    options_.log(fmt::format("build {} takes the place of build {} at the next start", staged_->build, options_.build));
+    staged_.reset();
+    // A start may come before this process is gone.
+    release();
 }
 
 void UpdateInstaller::sayUp(const UpdatePlaces& places, const std::string& build) {

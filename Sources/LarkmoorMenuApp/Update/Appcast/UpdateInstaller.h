@@ -42,15 +42,17 @@ class UpdateInstaller {
     /// not what was launched, it is not this person's to change, or its file system cannot exchange two folders. Makes
     /// the folder of `places` and holds its lock until `release`.
     std::expected<void, std::string> prepare();
+    /// Holds the folder's lock until `release`; false if another process does, or if there is no folder.
+    bool hold();
     void release() { lock_.reset(); }
 
     const std::optional<StagedUpdate>& staged() const { return staged_; }
     void setStaged(std::optional<StagedUpdate> staged) { staged_ = std::move(staged); }
 
     /// Exchanges the bundle for what is staged: one rename. `relaunch` is called after a success.
-    Installed install(bool relaunches);
-    /// The last thing before the end of the loop: what is staged goes in, and nothing is started. Takes milliseconds;
-    /// a failure is logged.
+    Installed install();
+    /// The last thing before the end of the loop: what is staged goes in at the next launch, which can watch over it.
+    /// Takes milliseconds; a failure is logged.
     void applyAtQuit();
 
     /// Says that this build is up, if it is one that was just exchanged; its remains are removed. Blocks as long as
@@ -63,6 +65,8 @@ class UpdateInstaller {
   private:
     std::expected<void, std::string> checkIsOurs() const;
     std::expected<void, std::string> checkStaged() const;
+    std::expected<void, std::string> holdStaged();
+    Installed refuse(const std::string& reason);
 
     const Options options_;
     const UpdatePlaces places_;

@@ -72,8 +72,10 @@ Task<void> UpdateSession::run() {
     } catch (...) {
         end = std::unexpected{std::string{"an error that nobody expected"}};
     }
-    co_await BlockingWork::run([places = services_.installer.places(), keeps = keepsStaged_] {
-        BundleExchange::sweep(places, keeps);
+    // What lies there under another process's lock is that process's own.
+    const bool sweeps = services_.installer.hold();
+    co_await BlockingWork::run([places = services_.installer.places(), keeps = keepsStaged_, sweeps] {
+        if (sweeps) BundleExchange::sweep(places, keeps);
         returnFreedMemory();
     });
     services_.installer.release();
@@ -183,9 +185,11 @@ Task<void> UpdateSession::findStaged(AppcastItem item) {
     auto proven = co_await proveStaged(proof(), installer.places(), std::move(item), stop_.get_token());
     if (isOver()) co_return;
     installer.setStaged(proven ? std::optional{*std::move(proven)} : std::nullopt);
-    co_await BlockingWork::run([places = installer.places(), keeps = installer.staged().has_value()] {
-        BundleExchange::clear(places, keeps);
-    });
+    const auto cleared =
+        co_await BlockingWork::run([places = installer.places(), keeps = installer.staged().has_value()] {
+            return BundleExchange::clear(places, keeps);
+        });
+    if (!cleared) services_.log("what is left of an update cannot be removed: " + cleared.error());
 }
 
 /// Asks the person. Whoever does not want it now may get it at the next check, unless it was skipped.
@@ -314,7 +318,7 @@ void UpdateSession::installNow() {
     });
     // It goes in at the quit then.
     if (!relaunches) return;
-    const auto installed = services_.installer.install(true);
+    const auto installed = services_.installer.install();
     if (installed) return;
     if (isShown_) {
         tell([&](UserDriver& driver) { driver.showUpdaterError(installed.error(), [] {}); });

@@ -17,6 +17,7 @@
 #include <memory>
 #include <ranges>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "LarkmoorBase/FileDescriptor.h"
@@ -48,14 +49,15 @@ Done removeChildren(FileDescriptor folder) {
     const std::unique_ptr<DIR, int (*)(DIR*)> listing{::fdopendir(folder.get()), &::closedir};
     if (!listing) return failed(errno);
     const int descriptor = folder.release();  // the listing closes it
+    Done removed;
     errno = 0;
     while (const dirent* entry = ::readdir(listing.get())) {
         const std::string name = entry->d_name;
         if (name == "." || name == "..") continue;
-        if (Done done = removeEntry(descriptor, name); !done) return done;
+        if (Done done = removeEntry(descriptor, name); !done) removed = std::move(done);
         errno = 0;
     }
-    return errno == 0 ? Done{} : failed(errno);
+    return errno == 0 ? removed : failed(errno);
 }
 
 Done removeEntry(int folder, const std::string& name) {
@@ -63,6 +65,8 @@ Done removeEntry(int folder, const std::string& name) {
     if (errno != EISDIR && errno != EPERM) return failed(errno);
     FileDescriptor child = openBeneath(folder, name);
     if (!child) return failed(errno);
+    // A folder of ours may be closed for writing, such as a copy of one on a read-only medium.
+    ::fchmod(child.get(), S_IRWXU);
     if (Done done = removeChildren(std::move(child)); !done) return done;
     return ::unlinkat(folder, name.c_str(), AT_REMOVEDIR) == 0 ? Done{} : failed(errno);
 }
@@ -101,7 +105,9 @@ FileDescriptor lock(const std::string& path) {
     constexpr mode_t othersWrite = S_IWGRP | S_IWOTH;
     const bool isOurs = folder && ::fstat(folder.get(), &status) == 0 && status.st_uid == ::geteuid() &&
                         (status.st_mode & othersWrite) == 0;
-    if (!isOurs || ::flock(folder.get(), LOCK_EX | LOCK_NB) != 0) folder.reset();
+    const bool isLocked = isOurs && ::flock(folder.get(), LOCK_EX | LOCK_NB) == 0;
+    // Whoever held it until now may have removed the folder.
+    if (!isLocked || identity(path) != Identity{.device = status.st_dev, .number = status.st_ino}) folder.reset();
     return folder;
 }
 
