@@ -35,9 +35,6 @@ class UpdateInstallGateTest : public ::testing::Test {
   protected:
     using Daemon = FakeReporter::Daemon;
 
-    UpdateInstallGateTest() {
-        gate->onRow = [this](const UpdateMenuLine::Event& event) { row = UpdateMenuLine::next(row, event); };
-    }
     void hold(const std::string& version = "1.2") {
         gate->hold([this, version] { installed.push_back(version); }, version);
     }
@@ -54,15 +51,21 @@ class UpdateInstallGateTest : public ::testing::Test {
     std::shared_ptr<FakeReporter> reporter = std::make_shared<FakeReporter>(clock);
     std::vector<std::string> lines, notes, installed;
     std::optional<UpdateMenuLine::State> row;
-    std::shared_ptr<UpdateInstallGate> gate = std::make_shared<UpdateInstallGate>(UpdateInstallGate::Seams{
-        .loop = clock.loop(),
-        .meeting = reporter,
-        .system = [this](const std::string& line) { lines.push_back(line); },
-        .note = [this](const std::string& line) { notes.push_back(line); },
-        .every = clock.every(),
-        .now = [this] { return clock.steady(); },
-        .waiting = clock.waiting(),
-    });
+    /// One that knows of no call yet.
+    std::shared_ptr<UpdateInstallGate> makeGate() {
+        auto made = std::make_shared<UpdateInstallGate>(UpdateInstallGate::Seams{
+            .loop = clock.loop(),
+            .meeting = reporter,
+            .system = [this](const std::string& line) { lines.push_back(line); },
+            .note = [this](const std::string& line) { notes.push_back(line); },
+            .every = clock.every(),
+            .now = [this] { return clock.steady(); },
+            .waiting = clock.waiting(),
+        });
+        made->onRow = [this](const UpdateMenuLine::Event& event) { row = UpdateMenuLine::next(row, event); };
+        return made;
+    }
+    std::shared_ptr<UpdateInstallGate> gate = makeGate();
 };
 
 TEST_F(UpdateInstallGateTest, InstallsAtOnceWithoutACall) {
@@ -154,6 +157,7 @@ TEST_F(UpdateInstallGateTest, LooksAgainBeforeTheSwap) {
          {Case{Daemon::live, "a call started while the swap was being prepared — holding the swap", "1", "2"},
           Case{Daemon::hangs, "the daemon stopped answering while the swap was being prepared — holding the swap", "3",
                "4"}}) {
+        gate = makeGate();
         reporter->daemon = Daemon::clear;
         reporter->answersAfter = 1s;
         hold(version);
@@ -167,6 +171,7 @@ TEST_F(UpdateInstallGateTest, LooksAgainBeforeTheSwap) {
         // Dropped in the middle of the first question or of that look, nothing is swapped, shown or said.
         row.reset();
         for (const auto& [daemon, after] : {std::pair{Daemon::live, 0s}, std::pair{Daemon::clear, 1s}}) {
+            gate = makeGate();
             reporter->daemon = daemon;
             hold(other);
             clock.run(after);
@@ -178,6 +183,20 @@ TEST_F(UpdateInstallGateTest, LooksAgainBeforeTheSwap) {
             EXPECT_THAT(installed, ElementsAre());
         }
     }
+}
+
+TEST_F(UpdateInstallGateTest, AnotherVersionWaitsForTheEndOfTheSameCall) {
+    reporter->daemon = Daemon::live;
+    hold();
+    clock.run(1s);
+    reporter->daemon = Daemon::clear;
+    clock.run(30s);
+    gate->drop();
+    hold("2");
+    clock.run(80s);
+    EXPECT_THAT(installed, ElementsAre());
+    clock.run(30s);
+    EXPECT_THAT(installed, ElementsAre("2"));
 }
 
 TEST_F(UpdateInstallGateTest, InstallNowEndsEveryWait) {
