@@ -43,11 +43,12 @@ void ProgressRows::modelsChanged() {
 }
 
 void ProgressRows::updateChanged(bool setupMode) {
-    if (menuIsOpen_) {
-        paintUpdateRow();
-    } else {
-        syncUpdateRow(setupMode);
-    }
+    if (menuIsOpen_) return paintUpdateRow();
+    syncUpdateRow(setupMode);
+    if (setupMode) return;
+    // A panel that draws a menu before it asks would have no room for a row that comes at the opening.
+    syncPostponedRow();
+    syncMigrateNowRow();
 }
 
 void ProgressRows::syncModelsLine() {

@@ -21,6 +21,7 @@ Task<std::optional<MigrationRun>> UpdateHost::migrate(bool atLaunch) {
     co_await Spawning::toItsEnd([this, atLaunch, &run] { return runMigration(atLaunch, run); });
     migrationHold_->setRunning(false);
     migrating_ = false;
+    if (rowChanged_) rowChanged_();
     if (const auto install = std::exchange(waitingInstall_, nullptr)) {
         installWhenMigrated_ = false;
         install();
