@@ -1,25 +1,10 @@
 #include "LarkmoorMenuApp/MenuBar.h"
 
+#include "LarkmoorBase/ScopedFlag.h"
 #include "LarkmoorKit/Menu/MenuLabels.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace larkmoor {
-
-namespace {
-
-/// Sets the flag for its own lifetime, however that ends.
-class ScopedFlag {
-  public:
-    explicit ScopedFlag(bool& flag) : flag_(flag) { flag_ = true; }
-    ScopedFlag(const ScopedFlag&) = delete;
-    ScopedFlag& operator=(const ScopedFlag&) = delete;
-    ~ScopedFlag() { flag_ = false; }
-
-  private:
-    bool& flag_;
-};
-
-}  // namespace
 
 std::shared_ptr<MenuBar> MenuBar::make(MenuPlatform platform, MenuDuties duties) {
     return std::shared_ptr<MenuBar>{new MenuBar{std::move(platform), std::move(duties)}};

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "LarkmoorBase/ScopedFlag.h"
 #include "LarkmoorPlatform/Spawn.h"
 
 namespace larkmoor {
@@ -11,18 +12,6 @@ namespace larkmoor {
 namespace {
 
 using Row = UpdateMenuLine::Event;
-
-/// Clears a flag at the end of a scope, so that an exception cannot stop the polls for good.
-class Raised {
-  public:
-    explicit Raised(bool& flag) : flag_(flag) { flag_ = true; }
-    Raised(const Raised&) = delete;
-    Raised& operator=(const Raised&) = delete;
-    ~Raised() { flag_ = false; }
-
-  private:
-    bool& flag_;
-};
 
 }  // namespace
 
@@ -55,7 +44,7 @@ void UpdateInstallGate::pollNow() {
 
 Task<void> UpdateInstallGate::poll() {
     if (polling_ || !handler_) co_return;
-    const Raised raised{polling_};
+    const ScopedFlag polling{polling_};
     const auto [reading, answered] = co_await readMeeting();
     if (!handler_) co_return;
     if (installNowAsked_) co_return swapNow();
