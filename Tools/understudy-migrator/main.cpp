@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "HomeScenario.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorBase/JSON/Decoder.h"
 #include "LarkmoorBase/SHA256.h"
 #include "Store.h"
 #include "Verbs.h"
@@ -42,17 +42,6 @@ Where $HOME/{} is, a JSON object, it does as that says:
   {{"troubles": [{{"at": "step 2", "signal": 9}}]}}
 )",
                scenarioName);
-}
-
-std::expected<Scenario, std::string> scenario() {
-    const char* home = std::getenv("HOME");
-    const std::string path = fmt::format("{}/{}", home == nullptr ? "" : home, scenarioName);
-    if (!Files::exists(path)) return Scenario{};
-    const auto bytes = Files::read(path);
-    if (!bytes) return std::unexpected(bytes.error().description());
-    auto read = Decoder::decode<Scenario>(*bytes, Strictness::strict);
-    if (!read) return std::unexpected(path + ": " + read.error().description());
-    return *std::move(read);
 }
 
 int wrongUsage(std::string_view words) {
@@ -89,7 +78,7 @@ int run(std::span<char* const> words) {
     }
     if (order.database.empty() || verb.empty()) return wrongUsage("--db and one of the verbs are needed");
     if (verb == "--apply" && order.backupDir.empty()) return wrongUsage("--apply wants --backup-dir");
-    auto played = scenario();
+    auto played = homeScenario<Scenario>(scenarioName);
     if (!played) return wrongUsage(played.error());
     order.scenario = *std::move(played);
     if (hasKey) {

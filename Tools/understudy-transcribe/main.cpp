@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "HomeScenario.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorBase/JSON/Decoder.h"
 #include "Play.h"
 
 namespace larkmoor::understudy {
@@ -45,19 +45,8 @@ Where $HOME/{} is, it plays that instead, a JSON object:
                scenarioName);
 }
 
-std::expected<Scenario, std::string> scenario() {
-    const char* home = std::getenv("HOME");
-    const std::string path = fmt::format("{}/{}", home == nullptr ? "" : home, scenarioName);
-    if (!Files::exists(path)) return Scenario{};
-    const auto bytes = Files::read(path);
-    if (!bytes) return std::unexpected(bytes.error().description());
-    auto read = Decoder::decode<Scenario>(*bytes, Strictness::strict);
-    if (!read) return std::unexpected(path + ": " + read.error().description());
-    return *std::move(read);
-}
-
 int prefetch(const Folders& folders) {
-    const auto played = scenario();
+    const auto played = homeScenario<Scenario>(scenarioName);
     if (!played) {
         fmt::print(stderr, "larkmoor-transcribe: {}\n", played.error());
         return 2;
