@@ -4,7 +4,6 @@
 
 #include "LarkmoorPlatform/Spawn.h"
 #include "LarkmoorUpdate/Feed/ReleaseNotes.h"
-#include "LarkmoorUpdate/Row/UpdateMenuAnswer.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
 namespace larkmoor {
@@ -85,11 +84,6 @@ void StandardUserDriver::dismissUpdateInstallation() {
     if (const auto shown = std::exchange(window_, nullptr)) shown->request_stop();
 }
 
-void StandardUserDriver::tell(std::string message, std::string text, Acknowledgement acknowledgement) {
-    show({.message = std::move(message), .text = std::move(text), .buttons = {"OK"}, .showsApplicationIcon = true},
-         [acknowledgement = std::move(acknowledgement)](const AlertAnswer&) { return acknowledgement(), false; });
-}
-
 void StandardUserDriver::showUserInitiatedUpdateCheck(Cancellation cancellation) {
     show(
         {.message = "Checking for updates…", .buttons = {"Cancel"}, .showsApplicationIcon = true},
@@ -121,25 +115,6 @@ void StandardUserDriver::showUpdateFound(const AppcastItem& item, UserUpdateStat
         }
         return reply(UserUpdateChoice::dismiss), false;
     });
-}
-
-void StandardUserDriver::showUpdateNotFoundWithError(const std::string& reason, Acknowledgement acknowledgement) {
-    tell(UpdateMenuAnswer{UpdateMenuAnswer::UpToDate{seams_.displayVersion}}.sentence().value_or(""), reason,
-         std::move(acknowledgement));
-}
-
-void StandardUserDriver::showUpdaterError(const std::string& reason, Acknowledgement acknowledgement) {
-    tell(UpdateMenuAnswer{UpdateMenuAnswer::Failed{reason}}.sentence().value_or(""), {}, std::move(acknowledgement));
-}
-
-void StandardUserDriver::showReadyToInstallAndRelaunch(Reply reply) {
-    show({.message = "The update is ready to install",
-          .buttons = {"Install and Relaunch", "Later"},
-          .showsApplicationIcon = true},
-         [reply = std::move(reply)](const AlertAnswer& answer) {
-             const bool installs = answer == AlertAnswer{AlertAnswers::Chosen{0}};
-             return reply(installs ? UserUpdateChoice::install : UserUpdateChoice::dismiss), false;
-         });
 }
 
 }  // namespace larkmoor

@@ -34,14 +34,17 @@ class StandardUserDriver final : public UserDriver {
 
     void showUserInitiatedUpdateCheck(Cancellation cancellation) override;
     void showUpdateFound(const AppcastItem& item, UserUpdateState state, Reply reply) override;
-    void showUpdateNotFoundWithError(const std::string& reason, Acknowledgement acknowledgement) override;
-    void showUpdaterError(const std::string& reason, Acknowledgement acknowledgement) override;
+    // The menu's alert tells these two, and of a download that is ready nobody is asked again.
+    void showUpdateNotFoundWithError(const std::string&, Acknowledgement acknowledgement) override {
+        acknowledgement();
+    }
+    void showUpdaterError(const std::string&, Acknowledgement acknowledgement) override { acknowledgement(); }
+    void showReadyToInstallAndRelaunch(Reply reply) override { reply(UserUpdateChoice::install); }
     void showDownloadInitiated(Cancellation) override {}
     void showDownloadDidReceiveExpectedContentLength(std::uint64_t) override {}
     void showDownloadDidReceiveData(std::uint64_t) override {}
     void showDownloadDidStartExtracting() override {}
     void showExtractionReceivedProgress(double) override {}
-    void showReadyToInstallAndRelaunch(Reply reply) override;
     void showInstallingUpdate() override {}
     void dismissUpdateInstallation() override;
 
@@ -51,7 +54,6 @@ class StandardUserDriver final : public UserDriver {
     struct Question;
 
     void show(Alert alert, Answered answered, std::chrono::milliseconds after = {});
-    void tell(std::string message, std::string text, Acknowledgement acknowledgement);
 
     Seams seams_;
     std::shared_ptr<std::stop_source> window_;  ///< takes back what is shown; null if nothing was
