@@ -12,11 +12,14 @@
 #include "LarkmoorMenuApp/Update/StoreRecovery.h"
 #include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorPlatform/PlatformLog.h"
+#include "LarkmoorPlatform/Spawn.h"
 #include "LarkmoorUpdate/Dance/MigrationDance.h"
 
 namespace larkmoor {
 
 namespace {
+
+Task<void> startAgain(LiveMigrationDance& live) { static_cast<void>(co_await live.startDaemon()); }
 
 std::string iso8601(std::time_t time) { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(time)); }
 
@@ -61,7 +64,9 @@ Task<MigrationRun> Application::migrateInstalled(std::string build) {
         thrown = std::current_exception();
     }
     // A daemon that was stopped for nothing is started again, unless the store is left half-written.
-    if (storeWork_ && !isStoreLatched()) (void)co_await live.startDaemon();
+    if (storeWork_ && !isStoreLatched()) {
+        co_await Spawning::toItsEnd([&live] { return startAgain(live); });
+    }
     storeRests();
     std::rethrow_exception(thrown);
 }
@@ -77,7 +82,7 @@ Task<void> Application::migrateAtLaunch(MenuDuties::Duty migrate) {
     // One that an earlier process of this application left at work: its end is awaited, and then judged.
     MainTimer pause{loop_};
     bool wasAtWork = false;
-    while (co_await isMigratorAtWork()) {
+    while (isStoreLatched() && co_await isMigratorAtWork()) {
         wasAtWork = true;
         pause.expires_after(std::chrono::seconds{5});
         co_await pause.async_wait(awaiting);

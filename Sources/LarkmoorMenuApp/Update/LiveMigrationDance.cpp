@@ -151,10 +151,10 @@ Task<bool> LiveMigrationDance::daemonServes(std::chrono::milliseconds within) { 
 
 Task<bool> LiveMigrationDance::meetingIsLive() {
     // A daemon that has answered until now and is silent here may be at work on a call: it is not stopped.
-    const auto [reading, answered] = co_await BoundedDoorCall::run<MeetingReading>(
+    const auto answer = co_await BoundedDoorCall::run<MeetingReading>(
         UpdateCadence::doorSilence, MeetingReading::live, std::make_shared<DoorSleepWait>(),
         [meeting = meeting_] { return meeting->meetingReading(); });
-    co_return reading == MeetingReading::live;
+    co_return answer.value == MeetingReading::live;
 }
 
 Task<bool> LiveMigrationDance::stopDaemon() {

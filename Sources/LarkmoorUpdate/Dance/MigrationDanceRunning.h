@@ -17,7 +17,7 @@
 
 namespace larkmoor {
 
-/// Main thread. `store` is the path of the store's database file. None of them throws.
+/// Main thread. `store` is the path of the store's database file. What throws ends the run without a verdict.
 class MigrationDanceRunning {
   public:
     virtual ~MigrationDanceRunning() = default;
