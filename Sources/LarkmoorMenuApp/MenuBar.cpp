@@ -25,8 +25,8 @@ MenuBar::MenuBar(MenuPlatform platform, MenuDuties duties)
              .every = platform_.every,
              .setRowTitle = [this](std::string title) { rows_.quitRow->setTitle(std::move(title)); },
              .terminateSettings = [this] { windows_.terminateAll(); },
-             .isStoreAtWork = [this] { return duties_.updates.isStoreAtWork(); },
-             .untilStoreRests = [this] { return duties_.updates.untilStoreRests(); },
+             .isStoreAtWork = platform_.isStoreAtWork,
+             .untilStoreRests = platform_.untilStoreRests,
              .terminate = platform_.terminate}),
       supervised_(platform_.loop) {}
 

@@ -40,6 +40,9 @@ struct MenuPlatform {
     SetupLog setupLog;
     RepeatingTimer::Every every;
     Open open;
+    /// Whether a migration has the store to itself, for which the daemon was stopped; and the end of that.
+    std::function<bool()> isStoreAtWork;
+    std::function<Task<void>()> untilStoreRests;
     /// Ends this application.
     std::function<void()> terminate;
 
@@ -114,9 +117,6 @@ struct MenuDuties {
         std::function<std::optional<std::string>()> postponedSentence;
         Question migrationOwed;
         Question isMigrating;
-        /// Whether a migration has the store to itself, for which the daemon was stopped; and the end of that.
-        Question isStoreAtWork{};
-        Duty untilStoreRests{};
 
         Click checkForUpdate;
         Click installUpdate;

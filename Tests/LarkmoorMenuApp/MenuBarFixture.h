@@ -188,8 +188,6 @@ class MenuBarTest : public ::testing::Test {
                     .postponedSentence = [this] { return postponed; },
                     .migrationOwed = [this] { return owed; },
                     .isMigrating = [this] { return migrating; },
-                    .isStoreAtWork = [this] { return storeWork != nullptr; },
-                    .untilStoreRests = [this] { return untilSet(storeWork); },
                     .checkForUpdate = answering("check", checked),
                     .installUpdate = answering("install", installed),
                     .migrate = answering("migrate now", migrated)},
@@ -224,6 +222,8 @@ class MenuBarTest : public ::testing::Test {
                 [this](const std::string& path, const Words& arguments) {
                     done.push_back(fmt::format("open {} {}", path, fmt::join(arguments, " ")));
                 },
+            .isStoreAtWork = [this] { return storeWork != nullptr; },
+            .untilStoreRests = [this] { return untilSet(storeWork); },
             .terminate = [this] { done.emplace_back("terminate"); },
             .bundle = bundle,
             .version = "2.1",

@@ -210,6 +210,8 @@ MenuPlatform Application::platform() {
         .every = RepeatingTimer::on(loop_),
         .open = [this](const std::string& path,
                        std::vector<std::string> arguments) { launcher_.open(path, std::move(arguments)); },
+        .isStoreAtWork = [this] { return storeWork_ != nullptr; },
+        .untilStoreRests = [this] { return untilStoreRests(); },
         .terminate = [this] { end(0); },
         .bundle = bundle_.folder,
         .version = bundle_.version,

@@ -83,8 +83,6 @@ MenuDuties::Updates Application::updateDuties() {
     });
     MenuDuties::Updates duties = updates_->duties();
     duties.migrateAtLaunch = [this, migrate = duties.migrateAtLaunch] { return migrateAtLaunch(migrate); };
-    duties.isStoreAtWork = [this] { return storeWork_ != nullptr; };
-    duties.untilStoreRests = [this] { return untilStoreRests(); };
     return duties;
 }
 
