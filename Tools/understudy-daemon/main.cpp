@@ -11,8 +11,8 @@
 
 #include "Commands.h"
 #include "DaemonServer.h"
-#include "LarkmoorBase/Files.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
+#include "ScenarioFile.h"
 
 namespace larkmoor::understudy {
 
@@ -69,15 +69,6 @@ std::optional<CommandLine> parse(std::span<char*> arguments) {
     return line;
 }
 
-std::expected<Scenario, std::string> scenarioOf(const std::string& path) {
-    if (path.empty()) return Scenario{};
-    const auto bytes = Files::read(path);
-    if (!bytes) return std::unexpected(bytes.error().description());
-    auto scenario = readScenario(*bytes);
-    if (!scenario) return std::unexpected(path + ": " + scenario.error());
-    return scenario;
-}
-
 std::optional<QuitSentinel> sentinelIn(const std::string& supportRoot) {
     if (supportRoot.empty()) return std::nullopt;
     return QuitSentinel{fmt::format("{}/{}", supportRoot, QuitSentinel::fileName)};
@@ -86,7 +77,7 @@ std::optional<QuitSentinel> sentinelIn(const std::string& supportRoot) {
 int serve(const CommandLine& line) {
     const auto sentinel = sentinelIn(line.supportRoot);
     if (sentinel && sentinel->isSet()) return 0;
-    const auto scenario = scenarioOf(line.scenarioPath);
+    const auto scenario = scenarioIn(line.scenarioPath, readScenario);
     if (!scenario) {
         fmt::print(stderr, "larkmoor: {}\n", scenario.error());
         return 2;

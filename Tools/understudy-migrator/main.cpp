@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
-#include "HomeScenario.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/SHA256.h"
+#include "ScenarioFile.h"
 #include "Store.h"
 #include "Verbs.h"
 

@@ -13,7 +13,7 @@
 #include <thread>
 
 #include "Help.h"
-#include "LarkmoorBase/Files.h"
+#include "ScenarioFile.h"
 #include "Server.h"
 
 namespace larkmoor::modelhost {
@@ -48,15 +48,6 @@ std::optional<CommandLine> parse(std::span<char*> words) {
     return line;
 }
 
-std::expected<Scenario, std::string> scenarioOf(const std::string& path) {
-    if (path.empty()) return Scenario{};
-    const auto bytes = Files::read(path);
-    if (!bytes) return std::unexpected(bytes.error().description());
-    auto scenario = readScenario(*bytes);
-    if (!scenario) return std::unexpected(path + ": " + scenario.error());
-    return scenario;
-}
-
 /// The option's path, or the scenario's, which is relative to the scenario's own folder.
 std::string logPathOf(const CommandLine& line, const Scenario& scenario) {
     if (!line.logPath.empty() || !scenario.log) return line.logPath;
@@ -66,7 +57,7 @@ std::string logPathOf(const CommandLine& line, const Scenario& scenario) {
 int serve(const CommandLine& line) {
     const auto endpoint = endpointOf(environment("OLLAMA_HOST", "127.0.0.1:11434"));
     if (!endpoint) return fail(endpoint.error(), 1);
-    const auto scenario = scenarioOf(line.scenarioPath);
+    const auto scenario = scenarioIn(line.scenarioPath, readScenario);
     if (!scenario) return fail(scenario.error(), 2);
     Host host{*scenario, environment("OLLAMA_MODELS", environment("HOME", "") + "/.ollama/models"),
               logPathOf(line, *scenario)};

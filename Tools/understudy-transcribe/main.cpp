@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "HomeScenario.h"
 #include "LarkmoorBase/Files.h"
 #include "Play.h"
+#include "ScenarioFile.h"
 
 namespace larkmoor::understudy {
 
