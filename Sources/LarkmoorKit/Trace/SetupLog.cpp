@@ -24,12 +24,12 @@ SerialQueue& queue() {
 /// No line of a helper is longer, and none of ours is nearly as long.
 constexpr std::size_t maxText = std::size_t{64} << 10U;
 
-/// The beginning of the text that fits, at the end of a character.
+/// The beginning of the text that fits, at the end of a character if it is UTF-8.
 std::string_view fitting(std::string_view text) {
     if (text.size() <= maxText) return text;
     std::size_t end = maxText;
     const auto isInCharacter = [&] { return (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80; };
-    while (end > 0 && isInCharacter()) --end;
+    while (end > maxText - 3 && isInCharacter()) --end;
     return text.substr(0, end);
 }
 
