@@ -49,7 +49,8 @@ class UpdateInstaller {
     const std::optional<StagedUpdate>& staged() const { return staged_; }
     void setStaged(std::optional<StagedUpdate> staged) { staged_ = std::move(staged); }
 
-    /// Exchanges the bundle for what is staged: one rename. `relaunch` is called after a success.
+    /// Exchanges the bundle for what is staged: one rename. `relaunch` is called after a success; after one that
+    /// failed nothing is staged, until a check has proven it anew.
     Installed install();
     /// The last thing before the end of the loop: what is staged goes in at the next launch, which can watch over it.
     /// Takes milliseconds; a failure is logged.
