@@ -48,6 +48,8 @@ std::unique_ptr<Updater> Application::makeUpdater(UserDriver& driver, UpdaterDel
         driver, delegate);
 }
 
+bool Application::consentsToUpdates() const { return UpdateDefaults::consent(defaults_); }
+
 MenuDuties::Updates Application::updateDuties() {
     const auto waiting = std::make_shared<DoorSleepWait>();
     const auto openPage = [this](const std::string& address) { launcher_.open("/usr/bin/xdg-open", {address}); };

@@ -157,7 +157,7 @@ UpdateInstaller::Installed UpdateInstaller::install() {
 }
 
 void UpdateInstaller::applyAtQuit() {
-    if (!staged_) return;
+    if (!staged_ || !(staged_->isChosen || options_.isAutomatic())) return;
     Checked done = holdStaged();
     if (done) done = BundleExchange::arrange(places_, options_.build, staged_->build);
     if (!done) return static_cast<void>(refuse(done.error()));
