@@ -60,6 +60,7 @@ class Application {
     MenuDuties::Updates updateDuties();
     std::unique_ptr<Updater> makeUpdater(UserDriver& driver, UpdaterDelegate& delegate);
     bool consentsToUpdates() const;
+    Task<void> tell(std::string sentence);
 
     Task<void> registerLoginItems();
     /// The database file.
