@@ -187,8 +187,11 @@ Task<UpdateSession::Step> UpdateSession::offer(AppcastItem item) {
 /// What an earlier process or session has staged is used if it is this very item; anything else goes.
 Task<void> UpdateSession::findStaged(AppcastItem item) {
     auto& installer = services_.installer;
+    const auto& before = installer.staged();
+    const bool isChosen = before && before->isChosen && before->build == item.versionString;
     auto proven = co_await proveStaged(proof(), installer.places(), std::move(item), stop_.get_token());
     if (isOver()) co_return;
+    if (proven) proven->isChosen = isChosen;
     installer.setStaged(proven ? std::optional{*std::move(proven)} : std::nullopt);
     const auto cleared =
         co_await BlockingWork::run([places = installer.places(), keeps = installer.staged().has_value()] {
