@@ -11,9 +11,15 @@ namespace {
 bool isControl(std::string_view character) {
     const auto lead = static_cast<unsigned char>(character.front());
     if (character.size() == 1) return lead < 0x20 || lead == 0x7F;
-    // C1 controls, and the line and paragraph separators.
-    if (character.size() == 2) return lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
-    return character == "\u2028" || character == "\u2029";
+    // C1 controls and the Arabic letter mark.
+    if (character.size() == 2)
+        return (lead == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0) || character == "\u061C";
+    // Bytes of one length are in the order of their characters. The joiners between stand in words and in emoji.
+    const auto isBetween = [character](std::string_view first, std::string_view last) {
+        return character.size() == first.size() && first <= character && character <= last;
+    };
+    return character == "\u200B" || isBetween("\u200E", "\u200F") || isBetween("\u2028", "\u202E") ||
+           isBetween("\u2060", "\u206F") || character == "\uFEFF" || isBetween("\uFFF9", "\uFFFB");
 }
 
 }  // namespace

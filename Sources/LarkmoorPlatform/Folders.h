@@ -31,8 +31,9 @@ std::optional<Identity> identity(const std::string& path);
 /// What of a folder's volume is not on the disk yet is written to it.
 Done sync(const std::string& path);
 
-/// Held by one process at a time, as long as it keeps the descriptor; an empty one if it is held already, or if no
-/// folder is there that belongs to this user and that no other may write.
+/// Held by one process at a time, as long as it keeps the descriptor. An empty one, and errno tells why: EWOULDBLOCK if
+/// it is held already, ENOTDIR if something else than a folder is there, EPERM if it is another user's or others may
+/// write to it, or the system's own reason.
 FileDescriptor lock(const std::string& path);
 
 /// Copies with permissions and links, by way of a hidden folder beside the target; one that a killed copy left there is

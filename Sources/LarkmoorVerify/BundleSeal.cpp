@@ -59,6 +59,18 @@ std::expected<Lines, Words> present(const std::string& bundle) {
     return lines;
 }
 
+/// What no manifest lists.
+std::optional<Words> unlistedObjection(const std::string& bundle) {
+    constexpr mode_t folderMode = S_IFDIR | 0755;
+    struct stat status{};
+    if (::stat(bundle.c_str(), &status) != 0 || status.st_mode != folderMode) return bundle + ": not as it was sealed";
+    const std::string manifest = manifestOf(bundle);
+    for (const std::string& path : {manifest, fmt::format("{}{}", manifest, Seal::suffix)}) {
+        if (::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return path + ": not a regular file";
+    }
+    return std::nullopt;
+}
+
 /// Nothing for what is no manifest.
 std::optional<Lines> sealed(std::string_view manifest) {
     Lines lines;
@@ -95,6 +107,7 @@ std::optional<Words> difference(const Lines& sealedLines, const Lines& presentLi
 std::expected<PublicKey, Words> signer(const std::string& bundle) { return Seal::check(manifestOf(bundle)); }
 
 std::expected<PublicKey, Words> check(const std::string& bundle) {
+    if (auto words = unlistedObjection(bundle)) return std::unexpected{*std::move(words)};
     auto key = signer(bundle);
     if (!key) return key;
     const auto bytes = Files::read(manifestOf(bundle));

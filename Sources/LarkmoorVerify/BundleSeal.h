@@ -1,7 +1,8 @@
 // The seal of a bundle as a whole: a manifest of all that is in it, which is sealed like an executable.
 //
 // Contents/Seal/manifest is text, a line for each entry below the bundle, sorted by the bytes of the paths; only the
-// manifest and its seal are not listed. The fields are separated by tabs, modes are four octal digits:
+// manifest and its seal are not listed, which are plain files, nor the bundle's own folder, of mode 0755. The fields
+// are separated by tabs, modes are four octal digits:
 //
 //   larkmoor-manifest 1
 //   folder {mode} {path}

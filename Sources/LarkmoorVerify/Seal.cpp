@@ -36,6 +36,31 @@ bool isSigned(BytesView message, const PublicKey& key, const Signature& signatur
                                  reinterpret_cast<const std::uint8_t*>(message.data()), signature.bytes.data()) != 0;
 }
 
+/// Whether the key is one of the points whose order divides eight, by which signatures hold that nobody has made. They
+/// are told by y, in each of its encodings; the sign of x is the last bit.
+bool isOfLowOrder(PublicKey key) {
+    using Bytes32 = std::array<std::uint8_t, 32>;
+    static constexpr auto almostP = [](std::uint8_t first) {
+        Bytes32 y;
+        y.fill(0xFF);
+        y.front() = first;
+        y.back() = 0x7F;
+        return y;
+    };
+    static constexpr std::array<Bytes32, 7> ys{
+        {{0},
+         {1},
+         {0x26, 0xE8, 0x95, 0x8F, 0xC2, 0xB2, 0x27, 0xB0, 0x45, 0xC3, 0xF4, 0x89, 0xF2, 0xEF, 0x98, 0xF0,
+          0xD5, 0xDF, 0xAC, 0x05, 0xD3, 0xC6, 0x33, 0x39, 0xB1, 0x38, 0x02, 0x88, 0x6D, 0x53, 0xFC, 0x05},
+         {0xC7, 0x17, 0x6A, 0x70, 0x3D, 0x4D, 0xD8, 0x4F, 0xBA, 0x3C, 0x0B, 0x76, 0x0D, 0x10, 0x67, 0x0F,
+          0x2A, 0x20, 0x53, 0xFA, 0x2C, 0x39, 0xCC, 0xC6, 0x4E, 0xC7, 0xFD, 0x77, 0x92, 0xAC, 0x03, 0x7A},
+         almostP(0xEC),
+         almostP(0xED),
+         almostP(0xEE)}};
+    key.bytes.back() &= 0x7F;
+    return std::ranges::find(ys, key.bytes) != ys.end();
+}
+
 /// A whole file, mapped for reading.
 class MappedFile {
   public:
@@ -82,7 +107,9 @@ Bytes fromHexadecimal(std::string_view digits) {
 }  // namespace
 
 std::expected<PublicKey, Words> PublicKey::of(std::string_view base64) {
-    return decode<PublicKey>(base64, "the public key is not 32 bytes in base64");
+    auto key = decode<PublicKey>(base64, "the public key is not 32 bytes in base64");
+    if (key && isOfLowOrder(*key)) return std::unexpected{Words{"the public key is nobody's: anything verifies by it"}};
+    return key;
 }
 
 std::expected<Signature, Words> Signature::of(std::string_view base64) {

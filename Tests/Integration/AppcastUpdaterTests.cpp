@@ -16,6 +16,7 @@ namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using testing::TemporaryFolder;
 using testing::UpdateSite;
 using testing::UpdatingApplication;
@@ -97,6 +98,11 @@ TEST(AppcastUpdaterTests, AsksWhereThePersonIsToBeAsked) {
     host.found = UserUpdateChoice::dismiss;
     EXPECT_EQ(application.check("good"), "found 2,chose,dismiss,finished");
     EXPECT_EQ(application.check("news", true), "checking,found 2,chose,dismiss,finished");
+    application.setAutomatic();
+    for (const char* neverSilent : {"offer-only", "news"}) {
+        EXPECT_EQ(application.check(neverSilent), "found 2,chose,dismiss,finished");
+    }
+    application.setAutomatic(false);
     host.found = UserUpdateChoice::skip;
     EXPECT_EQ(application.check("good"), "found 2,chose,dismiss,finished");
     EXPECT_EQ(application.check("good"), "dismiss,finished");
@@ -114,15 +120,6 @@ TEST(AppcastUpdaterTests, AsksWhereThePersonIsToBeAsked) {
     host.ready = UserUpdateChoice::install;
     EXPECT_EQ(application.check("good", true), "checking,found 2 staged,chose,ready,installing,dismiss,finished");
     EXPECT_EQ(application.build(), "2");
-}
-
-TEST(AppcastUpdaterTests, OffersWhatMustNotBeSilent) {
-    const TemporaryFolder folder;
-    UpdatingApplication application{folder.path()};
-    application.setAutomatic();
-    application.host.found = UserUpdateChoice::dismiss;
-    EXPECT_EQ(application.check("offer-only"), "found 2,chose,dismiss,finished");
-    EXPECT_EQ(application.check("news"), "found 2,chose,dismiss,finished");
 }
 
 TEST(AppcastUpdaterTests, FindsAgainWhatIsStagedUntilSomethingElseIsWanted) {
@@ -212,6 +209,31 @@ TEST(AppcastUpdaterTests, SaysBeforeTheFirstByteThatItCannotBePutInPlace) {
         std::ofstream{taken / ".X.app.update/download"} << "x";
     });
     EXPECT_TRUE(fs::exists(taken / ".X.app.update/download"));
+    const fs::path linked = home("linked"), open = home("open");
+    refused(linked, "is not a folder", [&] { fs::create_directory_symlink(taken, linked / ".X.app.update"); });
+    refused(open, "is not this user's alone", [&] {
+        fs::create_directory(open / ".X.app.update");
+        fs::permissions(open / ".X.app.update", fs::perms{0777});
+    });
+}
+
+TEST(AppcastUpdaterTests, WhatWaitsGoesOnWaitingThroughAFailedCheckAndOutlivesTheConsentAsAnOffer) {
+    const TemporaryFolder folder;
+    UpdatingApplication application{folder.path()};
+    auto& host = application.host;
+    application.setAutomatic();
+    application.check("good");
+    host.install = nullptr;
+    EXPECT_THAT(application.check("nowhere", true), HasSubstr("checking,on-quit,shown: "));
+    EXPECT_TRUE(host.install) << "the block of a check before is dead";
+    application.setAutomatic(false);
+    EXPECT_THAT(application.check("nowhere"), Not(HasSubstr("on-quit")));
+    application.installer->applyAtQuit();
+    EXPECT_THAT(application.rest(), ElementsAre("staged.app"));
+    host.found = UserUpdateChoice::dismiss;
+    EXPECT_EQ(application.check("good"), "found 2 staged,chose,dismiss,finished");
+    application.installer->applyAtQuit();
+    EXPECT_THAT(application.rest(), ElementsAre("record.json", "staged.app"));
 }
 
 TEST(AppcastUpdaterTests, AFullDiskLeavesNothing) {

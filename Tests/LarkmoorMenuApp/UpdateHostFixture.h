@@ -196,6 +196,7 @@ class UpdateHostTest : public ::testing::Test, protected LarkmoorClient, protect
             .ledger = {.postponed = [this](const std::string&) { return given(isPostponed); },
                        .settle = [this](const MigrationVerdict&, const std::string&) { return given(settled); },
                        .sentence = [] { return Sentence{}; }},
+            .tell = [this](const std::string& sentence) { opened.push_back(sentence); },
             .now = [this] { return clock.steady(); },
             .waiting = clock.waiting(),
         });

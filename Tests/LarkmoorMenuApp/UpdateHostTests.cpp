@@ -128,12 +128,20 @@ TEST_F(UpdateHostTest, TheRowFollowsADownloadToItsEnd) {
     EXPECT_EQ(row(), "1.2 ready, installs after your call");
     EXPECT_TRUE(click(duties.installUpdate)->isDone);
     EXPECT_THAT(opened, ElementsAre("installed"));
+    EXPECT_TRUE(
+        host->willInstallUpdateOnQuit(*book.updater, item, [&] { host->didAbortWithError(*book.updater, "no room"); }));
+    clock.run(0s);
+    click(duties.installUpdate);
+    book.driver->showUpdaterError("no luck", nothing);
+    const std::string not_ = "Larkmoor couldn't install the update: ";
+    EXPECT_THAT(opened, ElementsAre("installed", not_ + "no room", not_ + "no luck"));
     host->userDidMakeChoice(*book.updater, dismiss, item, {.stage = installing});
     EXPECT_EQ(row(), "1.2 ready, installs when you quit");
     log.clear();
     host->failedToDownloadUpdate(*book.updater, item, "no\nnetwork");
-    host->didAbortWithError(*book.updater, "the disk is full");
-    EXPECT_THAT(log, ElementsAre("failed to download 1.2: no network", "update cycle aborted: the disk is full"));
+    host->didAbortWithError(*book.updater, "the\x1B disk is full");
+    EXPECT_EQ(opened.size(), 3U) << "nobody asked for this one";
+    EXPECT_THAT(log, ElementsAre("failed to download 1.2: no network", "update cycle aborted: the\uFFFD disk is full"));
     UserUpdateChoice reply{};
     book.driver->showReadyToInstallAndRelaunch([&](UserUpdateChoice choice) { reply = choice; });
     EXPECT_EQ(row(), "");

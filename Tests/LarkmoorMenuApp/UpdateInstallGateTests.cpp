@@ -1,4 +1,5 @@
 // The install gate on a driven clock, with a daemon that answers, is silent or fails.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <stdexcept>
@@ -11,7 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 struct FakeReporter final : MeetingReporting {
     enum class Daemon { clear, live, hangs, throws };
@@ -45,7 +45,6 @@ class UpdateInstallGateTest : public ::testing::Test {
 
     static constexpr const char* staged = "update 1.2 is staged — checking whether it is safe to swap";
     static constexpr const char* proceeds = "swap proceeding — handing the bundle to Sparkle now";
-    static constexpr const char* afterCall = "1.2 ready, installs after your call";
 
     testing::DrivenClock clock;
     std::shared_ptr<FakeReporter> reporter = std::make_shared<FakeReporter>(clock);
@@ -77,74 +76,103 @@ TEST_F(UpdateInstallGateTest, InstallsAtOnceWithoutACall) {
     EXPECT_FALSE(gate->installNow());
 }
 
-TEST_F(UpdateInstallGateTest, WaitsForACallAndTwoMinutesMore) {
-    reporter->daemon = Daemon::live;
-    hold();
-    clock.run(690s);
-    EXPECT_EQ(shown(), afterCall);
-    reporter->daemon = Daemon::clear;
-    clock.run(134s);
-    EXPECT_THAT(installed, ElementsAre());
-    clock.run(1s);
-    EXPECT_THAT(installed, ElementsAre("1.2"));
-    EXPECT_EQ(shown(), "");
-    const char* reminder = "update swap deferred — a call is live (120s to go)";
-    EXPECT_THAT(notes, ElementsAre(reminder, reminder));
-    EXPECT_THAT(lines, ElementsAre(staged, reminder, reminder, proceeds));
-}
+struct Step {
+    FakeReporter::Daemon daemon;
+    std::string does;  ///< "drop", "click", the version that is held now, or nothing
+    std::chrono::seconds passes;
+    std::string installed, shown;  ///< afterwards
+};
 
-TEST_F(UpdateInstallGateTest, HoldsForHalfAnHourOfCallAtMost) {
-    reporter->daemon = Daemon::live;
-    hold();
-    clock.run(1000s);
-    gate->drop();
-    clock.run(300s);
-    hold();
-    // The rebuild of the updater does not begin the wait anew, another version does.
-    clock.run(499s);
-    EXPECT_THAT(installed, ElementsAre());
-    clock.run(16s);
-    EXPECT_THAT(installed, ElementsAre("1.2"));
-    EXPECT_THAT(lines, ::testing::Contains("this update has been held for 30 minutes — swapping anyway. Being stuck "
-                                           "un-updated is worse than a swap at a bad moment (RK 2026-08-28)."));
-    hold("1.3");
-    clock.run(1799s);
-    EXPECT_THAT(installed, ElementsAre("1.2"));
-    clock.run(16s);
-    EXPECT_THAT(installed, ElementsAre("1.2", "1.3"));
-}
+struct Hold {
+    std::vector<Step> steps;
+    std::vector<std::string> lines{};  ///< all; left out where other holds tell them
+    std::vector<std::string> notes{};
+    std::chrono::seconds answersAfter{0};
+};
 
-TEST_F(UpdateInstallGateTest, ASilentDaemonHoldsForFourPolls) {
-    for (const Daemon silent : {Daemon::hangs, Daemon::throws}) {
-        lines.clear(), notes.clear(), installed.clear();
-        reporter->daemon = silent;
-        hold(silent == Daemon::hangs ? "1.2" : "1.3");
+TEST_F(UpdateInstallGateTest, WaitsForACallWithinItsBounds) {
+    using enum Daemon;
+    const std::string reminder = "update swap deferred — a call is live (120s to go)",
+                      ready = "1.2 ready, installs after your call";
+    const auto silence = [](int poll) {
+        return fmt::format(
+            "the daemon is not answering — holding the swap (silent poll {} of 4; it installs anyway after that)",
+            poll);
+    };
+    const std::vector<std::string> silent{staged, silence(1), silence(2), silence(3), proceeds};
+    const Hold cases[] = {
+        // The end of a call, and two minutes more.
+        {{{live, "1.2", 690s, "", ready}, {clear, "", 134s, "", ready}, {clear, "", 1s, "1.2", ""}},
+         {staged, reminder, reminder, proceeds},
+         {reminder, reminder}},
+        // Half an hour at most: a rebuild of the updater does not begin it anew, another version does.
+        {{{live, "1.2", 1000s, "", ready},
+          {live, "drop", 300s, "", ready},
+          {live, "1.2", 499s, "", ready},
+          {live, "", 16s, "1.2", ""},
+          {live, "1.3", 1799s, "1.2", "1.3 ready, installs after your call"},
+          {live, "", 16s, "1.2,1.3", ""}}},
+        {{{live, "1.2", 1799s, "", ready}, {live, "", 1s, "1.2", ""}},
+         {staged, reminder, reminder, reminder,
+          "this update has been held for 30 minutes — swapping anyway. Being stuck un-updated is worse than a swap at "
+          "a bad moment (RK 2026-08-28).",
+          proceeds},
+         {reminder, reminder, reminder}},
         // Each silent poll takes 12 s, and the next comes 15 s later; after the fourth comes the last look.
-        clock.run(4 * 12s + 3 * 15s + 11s);
-        EXPECT_THAT(installed, ElementsAre());
-        EXPECT_EQ(lines.size(), 4u);
-        EXPECT_THAT(lines.back(), HasSubstr("(silent poll 3 of 4; it installs anyway after that)"));
-        EXPECT_THAT(notes,
-                    ElementsAre("the daemon is not answering — holding the swap (silent poll 1 of 4; it installs "
-                                "anyway after that)"));
-        clock.run(1s);
-        EXPECT_EQ(installed.size(), 1u);
+        {{{hangs, "1.2", 104s, "", ""}, {hangs, "", 1s, "1.2", ""}}, silent, {silence(1)}},
+        {{{throws, "1.2", 104s, "", ""}, {throws, "", 1s, "1.2", ""}}, silent, {silence(1)}},
+        // An answer between silences counts them anew.
+        {{{live, "1.2", 1s, "", ready},
+          {hangs, "", 82s, "", ""},
+          {live, "", 15s, "", ready},
+          {hangs, "", 82s, "", ""},
+          {live, "", 15s, "", ready}}},
+        // Another version waits for the end of the same call.
+        {{{live, "1.2", 1s, "", ready},
+          {clear, "", 30s, "", ready},
+          {clear, "drop", 0s, "", ready},
+          {clear, "2", 80s, "", "2 ready, installs after your call"},
+          {clear, "", 30s, "2", ""}}},
+        // A click ends the wait, and that for the answer to a question; it is for that update alone.
+        {{{live, "1.2", 1s, "", ready}, {live, "click", 0s, "1.2", ""}},
+         {staged, reminder, "install now: chosen from the menu — swapping without waiting for the call", proceeds},
+         {reminder}},
+        {{{live, "1.2", 1s, "", ""},
+          {live, "click", 3s, "", ""},
+          {live, "", 1s, "1.2", ""},
+          {live, "1.3", 60s, "1.2", "1.3 ready, installs after your call"}},
+         {},
+         {},
+         5s},
+        {{{hangs, "1.2", 1s, "", ""}, {live, "click", 10s, "", ""}, {live, "", 1s, "1.2", ""}}, {}, {}, 5s},
+        {{{clear, "1.2", 6s, "", ""}, {live, "click", 3s, "", ""}, {live, "", 1s, "1.2", ""}}, {}, {}, 5s},
+    };
+    for (const Hold& each : cases) {
+        SCOPED_TRACE(&each - cases);
+        // A question of the last one may be under way.
+        gate->drop();
+        clock.run(12s);
+        gate = makeGate();
+        row.reset(), lines.clear(), notes.clear(), installed.clear();
+        reporter->answersAfter = each.answersAfter;
+        EXPECT_FALSE(gate->installNow());
+        for (const Step& step : each.steps) {
+            reporter->daemon = step.daemon;
+            if (step.does == "drop") {
+                gate->drop();
+            } else if (step.does == "click") {
+                EXPECT_TRUE(gate->installNow());
+            } else if (!step.does.empty()) {
+                hold(step.does);
+            }
+            clock.run(step.passes);
+            EXPECT_EQ(fmt::format("{}", fmt::join(installed, ",")), step.installed);
+            EXPECT_EQ(shown(), step.shown);
+        }
+        if (each.lines.empty()) continue;
+        EXPECT_EQ(lines, each.lines);
+        EXPECT_EQ(notes, each.notes);
     }
-}
-
-TEST_F(UpdateInstallGateTest, AnAnswerBetweenSilencesCountsThemAnew) {
-    reporter->daemon = Daemon::live;
-    hold();
-    clock.run(1s);
-    for (const auto& [daemon, polls, title] :
-         {std::tuple{Daemon::hangs, 3, ""}, std::tuple{Daemon::live, 1, afterCall}, std::tuple{Daemon::hangs, 3, ""},
-          std::tuple{Daemon::live, 1, afterCall}}) {
-        reporter->daemon = daemon;
-        for (const int end = reporter->asked + polls; reporter->asked < end;) clock.run(1s);
-        clock.run(13s);
-        EXPECT_EQ(shown(), title);
-    }
-    EXPECT_THAT(installed, ElementsAre());
 }
 
 TEST_F(UpdateInstallGateTest, LooksAgainBeforeTheSwap) {
@@ -183,55 +211,6 @@ TEST_F(UpdateInstallGateTest, LooksAgainBeforeTheSwap) {
             EXPECT_THAT(installed, ElementsAre());
         }
     }
-}
-
-TEST_F(UpdateInstallGateTest, AnotherVersionWaitsForTheEndOfTheSameCall) {
-    reporter->daemon = Daemon::live;
-    hold();
-    clock.run(1s);
-    reporter->daemon = Daemon::clear;
-    clock.run(30s);
-    gate->drop();
-    hold("2");
-    clock.run(80s);
-    EXPECT_THAT(installed, ElementsAre());
-    clock.run(30s);
-    EXPECT_THAT(installed, ElementsAre("2"));
-}
-
-TEST_F(UpdateInstallGateTest, InstallNowEndsEveryWait) {
-    EXPECT_FALSE(gate->installNow());
-    reporter->daemon = Daemon::live;
-    hold();
-    clock.run(1s);
-    EXPECT_TRUE(gate->installNow());
-    EXPECT_THAT(installed, ElementsAre("1.2"));
-    EXPECT_THAT(lines,
-                ::testing::Contains("install now: chosen from the menu — swapping without waiting for the call"));
-    // While a question is under way, its answer or its end is waited for, and that of the last look as well.
-    struct Case {
-        Daemon daemon;
-        std::chrono::seconds clickAfter, swapAfter;
-    };
-    for (const auto& [daemon, clickAfter, swapAfter] :
-         {Case{Daemon::live, 1s, 4s}, Case{Daemon::hangs, 1s, 11s}, Case{Daemon::clear, 6s, 4s}}) {
-        installed.clear();
-        reporter->daemon = daemon;
-        reporter->answersAfter = 5s;
-        hold();
-        clock.run(clickAfter);
-        reporter->daemon = Daemon::live;
-        EXPECT_TRUE(gate->installNow());
-        clock.run(swapAfter - 1s);
-        EXPECT_THAT(installed, ElementsAre());
-        clock.run(1s);
-        EXPECT_THAT(installed, ElementsAre("1.2"));
-    }
-    // The click was for that update: the next waits for the call again.
-    reporter->answersAfter = 0s;
-    hold("1.3");
-    clock.run(60s);
-    EXPECT_THAT(installed, ElementsAre("1.2"));
 }
 
 }  // namespace

@@ -39,7 +39,8 @@ class Verify(unittest.TestCase):
         cls.sealed = cls.root / "X.app"
         macos = cls.sealed / "Contents/MacOS"
         macos.mkdir(parents=True)
-        (cls.sealed / "Contents/Info.plist").write_bytes(plistlib.dumps({"CFBundleIdentifier": "x", "CFBundleVersion": "2"}))
+        (cls.sealed / "Contents/Info.plist").write_bytes(plistlib.dumps({"CFBundleIdentifier": "x", "CFBundleVersion": "2",
+                                                                      "CFBundleShortVersionString": "2", "CFBundleName": "X"}))
         for name in ("program", "helper"):
             shutil.copy("/bin/true", macos / name)
         (macos / "link").symlink_to("program")
@@ -87,6 +88,10 @@ class Verify(unittest.TestCase):
             path.unlink()
             os.mkfifo(path)
 
+        def become_link(path):
+            path.rename(path.parents[3] / "kept")
+            path.symlink_to(path.parents[3] / "kept")
+
         for touch, name, words in (
                 (flip, "MacOS/program", "not as it was sealed"), (flip, "Info.plist", "not as it was sealed"),
                 (flip, "MacOS/helper.seal", "not as it was sealed"), (flip, "Seal/manifest", "not as it was sealed"),
@@ -95,7 +100,8 @@ class Verify(unittest.TestCase):
                 (relink, "MacOS/link", "not as it was sealed"), (Path.unlink, "MacOS/link", "missing from"),
                 (Path.rmdir, "MacOS/with a blank", "missing from"), (Path.touch, "MacOS/.more", "added to"),
                 (Path.mkdir, "Seal/more", "added to"), (Path.unlink, "Seal/manifest.seal", "not sealed at all"),
-                (become_pipe, "MacOS/program", "neither a file"), (become_pipe, "Seal/manifest", "Seal/manifest"),
+                (become_pipe, "MacOS/program", "neither a file"), (become_pipe, "Seal/manifest", "not a regular file"),
+                (become_link, "Seal/manifest", "not a regular file"), (lambda path: path.chmod(0o777), "..", "not as it was sealed"),
                 (lambda path: path.write_text("larkmoor-seal 2\n"), "Seal/manifest.seal", "not a seal"),
                 (seal_over, "MacOS/program", "sealed by another key")):
             with self.subTest(name, words=words):
@@ -119,10 +125,29 @@ class Verify(unittest.TestCase):
         for words, question in (("does not hold", (key, broken)), ("does not hold", (self.key, signature)),
                                 ("not 64 bytes", (key, signature[:-4])), ("not 32 bytes", ("", signature))):
             self.expect(1, words, "archive", archive, *question)
+        # The neutral point, and one of order eight with the other sign of x.
+        for point in ("01" + 31 * "00", "26e8958fc2b227b045c3f489f2ef98f0d5dfac05d3c63339b13802886d53fc85"):
+            neutral = b64encode(bytes([1, *63 * [0]])).decode()
+            self.expect(1, "nobody's", "archive", archive, b64encode(bytes.fromhex(point)).decode(), neutral)
         for content in (b"", bytes.fromhex(RFC_MESSAGE) + b"\0"):
             archive.write_bytes(content)
             self.expect(1, "does not hold", "archive", archive, key, signature)
         self.expect(1, "not a regular file", "archive", "/dev/zero", key, signature)
+
+    def test_what_cannot_be_made_is_refused_in_words_before_anything_is_written(self):
+        bundle, key, notes = self.copy(), self.root / "key", self.root / "none"
+        for change, words in (
+                ({"bundle": self.root / "none.app"}, "not a bundle"), ({"--key": self.root / "none"}, "no such key"),
+                ({"--key": bundle / "Contents/Info.plist"}, "not a private Ed25519 key"), ({"--notes": notes}, "No such file"),
+                ({"--url": "ftp://a.b"}, "not an address"), ({"outdir": bundle / "out"}, "inside the bundle")):
+            with self.subTest(words):
+                options = {"--key": key, "--url": "https://a.b", "--notes": self.root / "key", "bundle": bundle,
+                           "outdir": self.root / "out", **change}
+                named = [word for name in ("--key", "--url", "--notes") for word in (name, options[name])]
+                made = subprocess.run([SCRIPTS / "make-update", options["bundle"], *named, options["outdir"]],
+                                      capture_output=True, text=True)
+                self.assertEqual((made.returncode, made.stderr.count("\n"), words in made.stderr), (1, 1, True), made.stderr)
+                self.assertFalse(Path(options["outdir"]).exists())
 
     def test_only_its_own_build_and_a_living_asker_are_answered(self):
         self.expect(3, f"this is build {BUILD}, and build 0 asks", "--build=0", "-d", "-r-", self.sealed)

@@ -97,6 +97,8 @@ std::span<const Command> allCommands() {
                 field(&Scenario::storeKey, bytes)},
         Command{"Refuse", "b", "", "requests get AccessDenied", field(&Scenario::refuse, truth)},
         Command{"Silent", "b", "", "requests are taken and never answered", field(&Scenario::silent, truth)},
+        Command{"SilentTo", "s", "", "the same for requests of that name, such as meetingLive; \"\" ends that",
+                field(&Scenario::silentTo, text)},
         Command{"Crash", "", "", "ends the process by signal 9",
                 [](DaemonServer&, BusReader&, BusWriter&) -> Error {
                     ::kill(::getpid(), SIGKILL);

@@ -72,6 +72,7 @@ void DaemonModel::apply(const Scenario& scenario) {
     take(scenario.meetingLive, isMeetingLive_);
     take(scenario.refuse, refuses);
     take(scenario.silent, isSilent);
+    take(scenario.silentTo, silentTo);
     take(scenario.storeKey, storeKey);
 }
 

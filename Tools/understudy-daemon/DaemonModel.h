@@ -22,7 +22,8 @@ LARKMOOR_RECORD(Scenario, (std::optional<Int>, startDelayMilliseconds), (std::op
                 (std::optional<TextMap<std::string>>, grants), (std::optional<bool>, hello),
                 (std::optional<std::string>, build), (std::optional<bool>, meetingLive), (std::optional<Int>, wire),
                 (std::optional<Int>, servedMilliseconds), (std::optional<bool>, refuse), (std::optional<bool>, silent),
-                (std::optional<std::string>, storeKey), (std::optional<std::string>, reply))
+                (std::optional<std::string>, silentTo), (std::optional<std::string>, storeKey),
+                (std::optional<std::string>, reply))
 
 /// Reads a JSON object; an unknown key is an error.
 std::expected<Scenario, std::string> readScenario(BytesView document);
@@ -50,6 +51,7 @@ class DaemonModel {
     std::chrono::milliseconds delay{0};
     bool refuses = false;
     bool isSilent = false;
+    std::string silentTo;  ///< the name of requests that get no answer
     std::string storeKey;  ///< empty: this profile has none
     std::optional<Bytes> rawReply;
 

@@ -79,7 +79,9 @@ void DaemonServer::onRequest(const MessageDictionary& request, MessageListener::
     const auto payload = XPCWire::data(XPCEndpoint::payloadKey, request);
     if (payload) note(std::string{asText(*payload)});
     if (model_.refuses) return respond(std::unexpected(MessageRefusal{}));
-    if (model_.isSilent) return;
+    const bool isUnanswered =
+        payload && !model_.silentTo.empty() && asText(*payload).contains(fmt::format("\"{}\":", model_.silentTo));
+    if (model_.isSilent || isUnanswered) return;
     MessageDictionary reply;
     if (model_.wire) XPCWire::setWire(*model_.wire, reply);
     if (model_.served) XPCWire::setServed(*model_.served, reply);

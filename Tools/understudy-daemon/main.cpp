@@ -37,7 +37,7 @@ is unimplemented. It says "serving NAME" on standard output once it does. A paus
 
 A scenario may hold: startDelayMilliseconds (before the name is taken), delayMilliseconds (before each reply), health,
 front, grants {{kind: state}}, hello, build, meetingLive, wire (-1: none), servedMilliseconds (-1: none), refuse, silent,
-storeKey (text), reply (the payload of every reply, as text).
+silentTo (a request's name), storeKey (text), reply (the payload of every reply, as text).
 
 Orders, interface {} at {}:
 )",

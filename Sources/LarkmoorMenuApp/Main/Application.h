@@ -59,6 +59,8 @@ class Application {
     MenuDuties::Models modelDuties();
     MenuDuties::Updates updateDuties();
     std::unique_ptr<Updater> makeUpdater(UserDriver& driver, UpdaterDelegate& delegate);
+    bool consentsToUpdates() const;
+    Task<void> tell(std::string sentence);
 
     Task<void> registerLoginItems();
     /// The database file.
@@ -124,7 +126,8 @@ class Application {
     UpdateInstaller installer_{{.bundle = bundle_.folder,
                                 .build = bundle_.build.value_or(""),
                                 .relaunch = [this] { relaunch(); },
-                                .log = [](const std::string& line) { platformLog("[larkmoor-menu] " + line); }}};
+                                .log = [](const std::string& line) { platformLog("[larkmoor-menu] " + line); },
+                                .isAutomatic = [this] { return consentsToUpdates(); }}};
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
     ApplicationLauncher launcher_;
     std::shared_ptr<XPCClient> client_;

@@ -9,6 +9,7 @@
 #include "LarkmoorMenuApp/Update/StandardUserDriver.h"
 #include "LarkmoorPlatform/Linux/System/TimerDescriptorSource.h"
 #include "LarkmoorPlatform/PlatformLog.h"
+#include "LarkmoorPlatform/Spawn.h"
 
 namespace larkmoor {
 
@@ -48,6 +49,13 @@ std::unique_ptr<Updater> Application::makeUpdater(UserDriver& driver, UpdaterDel
         driver, delegate);
 }
 
+bool Application::consentsToUpdates() const { return UpdateDefaults::consent(defaults_); }
+
+Task<void> Application::tell(std::string sentence) {
+    const Alert alert{.style = Alert::Style::informational, .message = std::move(sentence), .buttons = {"OK"}};
+    static_cast<void>(co_await alerts_.show(alert, {}));
+}
+
 MenuDuties::Updates Application::updateDuties() {
     const auto waiting = std::make_shared<DoorSleepWait>();
     const auto openPage = [this](const std::string& address) { launcher_.open("/usr/bin/xdg-open", {address}); };
@@ -79,6 +87,10 @@ MenuDuties::Updates Application::updateDuties() {
                    .settle = [this](MigrationVerdict verdict,
                                     std::string migrated) { return settle(std::move(verdict), std::move(migrated)); },
                    .sentence = [this] { return ledger_.sentence(); }},
+        .tell =
+            [this](const std::string& sentence) {
+                spawn(loop_, std::weak_ptr{menuBar_}, [this, sentence](MenuBar&) { return tell(sentence); });
+            },
         .waiting = waiting,
     });
     MenuDuties::Updates duties = updates_->duties();

@@ -118,7 +118,10 @@ std::shared_ptr<UpdateDriver> UpdateHost::makeDriver() {
         .displayVersion = seams_.bundle.version.value_or(""),
         .onMenuAnswer =
             [this](Int token, const UpdateMenuAnswer& answer) {
-                if (pendingMenuAnswer_ && pendingMenuAnswer_->token == token) answerMenu(answer);
+                if (pendingMenuAnswer_ && pendingMenuAnswer_->token == token) return answerMenu(answer);
+                // The person had said yes to the update by then.
+                const auto* failed = answer.as<UpdateMenuAnswer::Failed>();
+                if (failed != nullptr && !pendingMenuAnswer_) tellNotInstalled(failed->reason);
             },
         .onRow = [this](const Row& event) { takeRow(event); },
     });
@@ -128,6 +131,7 @@ void UpdateHost::rebuild() {
     answerMenu(UpdateMenuAnswer::Failed{"another check just started, try again in a moment"});
     takeRow(Row::Rebuilt{});
     gate_->drop();
+    isInstallAsked_ = false;
     // What the old ones say while they end is no longer the current updater's.
     std::exchange(updater_, nullptr).reset();
     std::exchange(driver_, nullptr).reset();
@@ -195,6 +199,7 @@ void UpdateHost::didAbortWithError(const Updater& updater, const std::string& re
     if (!isCurrent(updater)) return;
     relay_.say("update cycle aborted: " + reason);
     takeRow(Row::SessionEnded{});
+    if (std::exchange(isInstallAsked_, false)) tellNotInstalled(reason);
 }
 
 void UpdateHost::failedToDownloadUpdate(const Updater& updater, const AppcastItem& item, const std::string& reason) {
@@ -252,6 +257,7 @@ void UpdateHost::menuCheckEnded() {
 }
 
 Task<UpdateHost::Sentence> UpdateHost::installUpdate() {
+    isInstallAsked_ = true;
     if (migrating_) {
         installWhenMigrated_ = true;
         relay_.say(waitsForMigration);
@@ -259,6 +265,10 @@ Task<UpdateHost::Sentence> UpdateHost::installUpdate() {
     }
     if (gate_->installNow()) co_return std::nullopt;
     co_return co_await checkForUpdate();
+}
+
+void UpdateHost::tellNotInstalled(const std::string& reason) const {
+    seams_.tell("Larkmoor couldn't install the update: " + reason);
 }
 
 }  // namespace larkmoor

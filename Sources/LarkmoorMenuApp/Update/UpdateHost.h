@@ -58,6 +58,8 @@ class UpdateHost final : public UpdaterDelegate {
         std::function<std::unique_ptr<Updater>(UserDriver&, UpdaterDelegate&)> makeUpdater;
         std::function<Task<MigrationRun>(std::string build)> migrateInstalled;
         Ledger ledger;
+        /// Shows the person a sentence that no click waits for.
+        std::function<void(const std::string& sentence)> tell = [](const std::string&) {};
         std::function<std::chrono::steady_clock::time_point()> now = [] { return std::chrono::steady_clock::now(); };
         std::shared_ptr<DoorWaiting> waiting = std::make_shared<DoorSleepWait>();
     };
@@ -114,6 +116,7 @@ class UpdateHost final : public UpdaterDelegate {
     Task<Sentence> migrateNow();
     void answerMenu(std::optional<UpdateMenuAnswer> answer);
     void menuCheckEnded();
+    void tellNotInstalled(const std::string& reason) const;
 
     // The migration
     Task<void> migrateAtLaunch();
@@ -138,6 +141,7 @@ class UpdateHost final : public UpdaterDelegate {
     std::chrono::seconds cadence_{UpdateCadence::liveCheckEverySeconds};
     bool isLaunched_ = false;  ///< the launch has come to its updater
     bool migrationOwed_ = false, migrating_ = false, installWhenMigrated_ = false;
+    bool isInstallAsked_ = false;           ///< by a click, and its end is not known yet
     std::function<void()> waitingInstall_;  ///< for the end of the migration
     std::optional<UpdateMenuLine::State> rowState_;
     std::optional<UpdateMenuLine::State> preview_;  ///< shown while there is no other

@@ -83,8 +83,9 @@ void UpdateInstallGate::holdForSilence(const DeferralTermination::Verdict::HoldF
 void UpdateInstallGate::wait(MeetingReading reading, int seconds) {
     const Instant now = seams_.now();
     if (!deferralAnnouncedAt_ || now - *deferralAnnouncedAt_ >= UpdateCadence::deferralReminder) {
-        const std::string line = fmt::format("update swap deferred — a call {} ({}s to go)",
-                                             reading == MeetingReading::live ? "is live" : "just ended", seconds);
+        const std::string line = reading == MeetingReading::live
+                                     ? fmt::format("update swap deferred — a call is live ({}s to go)", seconds)
+                                     : fmt::format("update swap deferred — a call just ended ({}s to go)", seconds);
         seams_.system(line);
         seams_.note(line);
         deferralAnnouncedAt_ = now;

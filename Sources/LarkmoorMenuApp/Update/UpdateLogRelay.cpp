@@ -1,10 +1,12 @@
 #include "LarkmoorMenuApp/Update/UpdateLogRelay.h"
 
+#include "LarkmoorBase/Text.h"
+
 namespace larkmoor {
 
 namespace {
 
-/// A run of line feeds becomes one blank.
+/// A run of line feeds becomes one blank. Some words are of a feed's making, which nobody has signed.
 std::string oneLine(std::string_view text) {
     constexpr std::string_view feeds = "\r\n";
     std::string line;
@@ -14,7 +16,7 @@ std::string oneLine(std::string_view text) {
         line += text.substr(0, end);
         text.remove_prefix(std::min(text.find_first_not_of(feeds, end), text.size()));
     }
-    return line;
+    return printable(line);
 }
 
 }  // namespace

@@ -278,7 +278,7 @@ std::expected<Appcast, std::string> readAppcast(BytesView bytes, std::string_vie
         return std::unexpected(fmt::format("the feed is not a whole XML document: {} at byte {}",
                                            lowercased(parsed.description()), parsed.offset));
     }
-    if (std::string wrong = objection(document); !wrong.empty()) return std::unexpected(std::move(wrong));
+    if (const std::string wrong = objection(document); !wrong.empty()) return std::unexpected(printable(wrong));
 
     Appcast appcast;
     std::string strangeArchive;
@@ -296,8 +296,8 @@ std::expected<Appcast, std::string> readAppcast(BytesView bytes, std::string_vie
     });
     if (!hasChannel) return std::unexpected("this is no update feed: it has no channel");
     if (!strangeArchive.empty()) {
-        return std::unexpected(
-            fmt::format("the feed has an archive at an address that is not http or https: {:.200}", strangeArchive));
+        return std::unexpected(fmt::format("the feed has an archive at an address that is not http or https: {:.200}",
+                                           printable(strangeArchive)));
     }
     return appcast;
 }

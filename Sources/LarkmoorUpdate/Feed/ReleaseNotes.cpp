@@ -21,7 +21,7 @@ struct Lines {
     void put(std::string_view character) {
         const auto byte = static_cast<unsigned char>(character[0]);
         if (character == "\u00A0" || byte == ' ' || byte == '\t') return void(isSpaceDue = true);
-        if (byte < ' ' || byte == 0x7F || (byte == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0)) return;
+        if (printable(character) != character) return;
         if (!text.empty()) text += feeds > 0 ? std::string(feeds, '\n') : isSpaceDue ? " " : "";
         feeds = 0;
         isSpaceDue = false;

@@ -53,7 +53,9 @@ TEST(Appcast, OffersTheGreatestItemThatIsForUs) {
          "3 http://a/b"},
         // References to characters that are no text, or begin another line.
         {"<item><s:version>3&#xD800;</s:version></item><item><s:version>4&#10;</s:version></item>", "4 news of -"},
-        {"<item><s:version>3</s:version><s:shortVersionString>3&#10;4</s:shortVersionString></item>", "none"},
+        {"<item><s:version>3</s:version><s:shortVersionString>3&#10;4</s:shortVersionString></item>"
+         "<item><s:version>4</s:version><s:shortVersionString>4&#x202E;</s:shortVersionString></item>",
+         "none"},
         // No other namespace, prefix or case counts, and no attribute without a prefix.
         {"<item><version>3</version><o:version>3</o:version><s:Version>3</s:Version></item>", "none"},
         {R"(<item><enclosure url="a" version="3"/></item>)", "none"},

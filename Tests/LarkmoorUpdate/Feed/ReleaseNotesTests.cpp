@@ -22,7 +22,7 @@ TEST(ReleaseNotes, AreTextWithItsParagraphsAndLists) {
         {"1 < 2 &lt;b&gt; &amp;lt; &#8230;&#x41; &#xD800; &no; & &#1114112;",
          "1 < 2 <b> &lt; …A &#xD800; &no; & &#1114112;",
          "1 < 2 &lt;b&gt; &amp;lt; &#8230;&#x41; &#xD800; &no; & &#1114112;"},
-        {"a\x01\x7f\xc2\x85\xff\xe2\x80 b<unended", "a b", "a b<unended"},
+        {"a\x01\x7f\xc2\x85\u202E\ufeff\xff\xe2\x80 b<unended", "a b", "a b<unended"},
     };
     for (const Case& each : cases) {
         EXPECT_EQ(ReleaseNotes::plainText(each.notes, true), each.html);

@@ -139,10 +139,12 @@ struct UpdatingApplication {
         if (!std::filesystem::exists(bundle)) {
             std::filesystem::copy(UpdateSite::shared().bundle(), bundle, std::filesystem::copy_options::recursive);
         }
-        installer.emplace(UpdateInstaller::Options{.bundle = bundle,
-                                                   .build = BundleExchange::buildOf(bundle).value_or(""),
-                                                   .relaunch = [this] { ++relaunches; },
-                                                   .log = [this](const std::string& line) { log += line + "\n"; }});
+        installer.emplace(
+            UpdateInstaller::Options{.bundle = bundle,
+                                     .build = BundleExchange::buildOf(bundle).value_or(""),
+                                     .relaunch = [this] { ++relaunches; },
+                                     .log = [this](const std::string& line) { log += line + "\n"; },
+                                     .isAutomatic = [this] { return UpdateDefaults::consent(defaults); }});
     }
 
     std::unique_ptr<AppcastUpdater> updater(const std::string& feed) {
@@ -172,7 +174,7 @@ struct UpdatingApplication {
         return host.words();
     }
 
-    void setAutomatic() { EXPECT_TRUE(defaults.set(UpdateDefaults::isAutomatic, true)); }
+    void setAutomatic(bool is = true) { EXPECT_TRUE(defaults.set(UpdateDefaults::isAutomatic, is)); }
     std::string build() const { return BundleExchange::buildOf(bundle).value_or("none"); }
     /// What stands beside the bundle.
     std::vector<std::string> rest() const {

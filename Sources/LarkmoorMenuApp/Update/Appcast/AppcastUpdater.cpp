@@ -60,8 +60,6 @@ std::optional<Updater::Date> AppcastUpdater::lastUpdateCheckDate() const {
     return checked <= services_.now() ? std::optional{checked} : std::nullopt;
 }
 
-bool AppcastUpdater::automaticallyDownloadsUpdates() const {
-    return services_.defaults.flag(UpdateDefaults::isAutomatic).value_or(false);
-}
+bool AppcastUpdater::automaticallyDownloadsUpdates() const { return UpdateDefaults::consent(services_.defaults); }
 
 }  // namespace larkmoor

@@ -48,6 +48,9 @@ inline constexpr const char* lastCheck = "SULastCheckTime";          ///< 2026-0
 inline constexpr const char* isAutomatic = "SUAutomaticallyUpdate";  ///< the person's consent to silent updates
 inline constexpr const char* skipped = "SUSkippedVersion";           ///< the build that the person does not want
 
+/// Whether the person consents to silent updates, as of now.
+inline bool consent(const UserDefaults& defaults) { return defaults.flag(isAutomatic).value_or(false); }
+
 }  // namespace UpdateDefaults
 
 /// Whether an address is of this machine, over http.

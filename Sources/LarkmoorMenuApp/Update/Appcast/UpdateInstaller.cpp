@@ -6,6 +6,8 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include "LarkmoorBase/Files.h"
@@ -27,7 +29,7 @@ bool mayRename(const UpdatePlaces& places) {
 }
 
 /// Tried with two empty files, on the volume on which it counts.
-Checked tryExchange(const UpdatePlaces& places) {
+Checked tryFiles(const UpdatePlaces& places) {
     const std::array probes{places.folder + "/probe-1", places.folder + "/probe-2"};
     Checked tried;
     for (const std::string& probe : probes) {
@@ -46,7 +48,40 @@ Checked tryExchange(const UpdatePlaces& places) {
     return tried;
 }
 
-std::string inUse(const UpdatePlaces& places) { return fmt::format("{} is in use by another process", places.folder); }
+/// The bundle itself may be kept in its place, as by a mount on it, or by an overlay whose lower layer it is from. A
+/// rename to the name of a folder that is not empty is judged by all that judges a real one, and then refused.
+Checked tryBundle(const UpdatePlaces& places) {
+    const std::string probe = places.folder + "/probe", inside = probe + "/file";
+    const auto remove = [&] { ::unlink(inside.c_str()), ::rmdir(probe.c_str()); };
+    remove();
+    auto made = Files::makeFolders(probe, 0700);
+    if (made) made = Files::create(inside, {}, 0600);
+    const bool isMoved = made && ::rename(places.bundle.c_str(), probe.c_str()) == 0;
+    const int code = isMoved ? 0 : errno;
+    // Which file system would do that?
+    if (isMoved) ::rename(probe.c_str(), places.bundle.c_str());
+    remove();
+    if (!made) return std::unexpected{made.error().description()};
+    if (code == ENOTEMPTY || code == EEXIST) return {};
+    return std::unexpected{
+        fmt::format("{} cannot change places with an update ({}); whoever installed it there brings it up to date",
+                    places.bundle, std::strerror(isMoved ? ENOTSUP : code))};
+}
+
+/// Why the folder's lock was not to be had, by its errno.
+std::string withoutLock(const UpdatePlaces& places, int code) {
+    switch (code) {
+        case EWOULDBLOCK:
+            return fmt::format("{} is in use by another process", places.folder);
+        case ENOTDIR:
+            return fmt::format("{} is not a folder, and stands where Larkmoor keeps its updates", places.folder);
+        case EPERM:
+            return fmt::format("{} is not this user's alone, and stands where Larkmoor keeps its updates",
+                               places.folder);
+        default:
+            return fmt::format("{} cannot be locked ({})", places.folder, std::strerror(code));
+    }
+}
 
 }  // namespace
 
@@ -71,16 +106,18 @@ Checked UpdateInstaller::prepare() {
     if (BundleExchange::record(places_)) {
         return std::unexpected{std::string{"the update before this one is not completed yet"}};
     }
-    if (const auto made = Files::makeFolders(places_.folder, 0700); !made) {
-        return std::unexpected{made.error().description()};
+    const auto made = Files::makeFolders(places_.folder, 0700);
+    lock_.reset();
+    if (!hold()) {
+        const int code = errno;
+        return std::unexpected{!made && code == ENOENT ? made.error().description() : withoutLock(places_, code)};
     }
     const auto bundle = Folders::identity(places_.bundle), folder = Folders::identity(places_.folder);
     if (!folder || folder->device != bundle->device) {
         return std::unexpected{fmt::format("{} is not on the volume of its folder", places_.bundle)};
     }
-    lock_.reset();
-    if (!hold()) return std::unexpected{inUse(places_)};
-    return tryExchange(places_);
+    if (Checked tried = tryFiles(places_); !tried) return tried;
+    return tryBundle(places_);
 }
 
 bool UpdateInstaller::hold() {
@@ -99,7 +136,7 @@ Checked UpdateInstaller::checkStaged() const {
 Checked UpdateInstaller::holdStaged() {
     if (Checked checked = checkStaged(); !checked) return checked;
     // A session that is not at its end holds it already.
-    return hold() ? Checked{} : std::unexpected{inUse(places_)};
+    return hold() ? Checked{} : std::unexpected{withoutLock(places_, errno)};
 }
 
 UpdateInstaller::Installed UpdateInstaller::refuse(const std::string& reason) {
@@ -110,16 +147,17 @@ UpdateInstaller::Installed UpdateInstaller::refuse(const std::string& reason) {
 
 UpdateInstaller::Installed UpdateInstaller::install() {
     Checked done = holdStaged();
-    if (done) done = BundleExchange::exchange(places_, options_.build, staged_->build);
     if (!done) return refuse(done.error());
-    options_.log(fmt::format("build {} is in place of build {}", staged_->build, options_.build));
-    staged_.reset();
+    const StagedUpdate staged = *std::exchange(staged_, std::nullopt);
+    done = BundleExchange::exchange(places_, options_.build, staged.build);
+    if (!done) return refuse(done.error());
+    options_.log(fmt::format("build {} is in place of build {}", staged.build, options_.build));
     options_.relaunch();
     return {};
 }
 
 void UpdateInstaller::applyAtQuit() {
-    if (!staged_) return;
+    if (!staged_ || !(staged_->isChosen || options_.isAutomatic())) return;
     Checked done = holdStaged();
     if (done) done = BundleExchange::arrange(places_, options_.build, staged_->build);
     if (!done) return static_cast<void>(refuse(done.error()));

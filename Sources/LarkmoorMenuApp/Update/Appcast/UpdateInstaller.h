@@ -18,6 +18,7 @@ struct StagedUpdate {
     std::string build;
     std::string version;
     Folders::Identity identity;
+    bool isChosen = false;  ///< by the person, and not by the consent to silent updates
 };
 
 /// Main thread.
@@ -31,6 +32,8 @@ class UpdateInstaller {
         /// Ends this application and starts the one that then stands in its place.
         std::function<void()> relaunch;
         std::function<void(std::string)> log;
+        /// Whether an update that nobody chose may go in at a quit: the consent may be withdrawn while it waits.
+        std::function<bool()> isAutomatic = [] { return true; };
     };
 
     explicit UpdateInstaller(Options options);
@@ -48,11 +51,16 @@ class UpdateInstaller {
 
     const std::optional<StagedUpdate>& staged() const { return staged_; }
     void setStaged(std::optional<StagedUpdate> staged) { staged_ = std::move(staged); }
+    /// The person wants it.
+    void choose() {
+        if (staged_) staged_->isChosen = true;
+    }
 
-    /// Exchanges the bundle for what is staged: one rename. `relaunch` is called after a success.
+    /// Exchanges the bundle for what is staged: one rename. `relaunch` is called after a success; after one that
+    /// failed nothing is staged, until a check has proven it anew.
     Installed install();
     /// The last thing before the end of the loop: what is staged goes in at the next launch, which can watch over it.
-    /// Takes milliseconds; a failure is logged.
+    /// Not if the person would have to be asked. Takes milliseconds; a failure is logged.
     void applyAtQuit();
 
     /// Says that this build is up, if it is one that was just exchanged; its remains are removed. Blocks as long as

@@ -26,10 +26,12 @@ constexpr Int maxFailures = 2;
 using Picked = std::expected<std::optional<AppcastItem>, std::string>;
 
 /// A file without a name.
-FileDescriptor nameless() {
+std::expected<FileDescriptor, std::string> nameless() {
+    const auto failed = [] { return std::unexpected{FileError{"a temporary file", errno}.description()}; };
     std::FILE* file = std::tmpfile();
-    if (file == nullptr) return {};
+    if (file == nullptr) return failed();
     FileDescriptor copy{::fcntl(::fileno(file), F_DUPFD_CLOEXEC, 0)};
+    if (!copy) return failed();
     std::fclose(file);
     return copy;
 }
@@ -81,6 +83,7 @@ Task<void> UpdateSession::run() {
     services_.installer.release();
     done->set();
     isUnderWay_ = false;
+    if (isOver() || !end) awaitInstallation();
     finish(end);
 }
 
@@ -122,7 +125,9 @@ Task<UpdateSession::Step> UpdateSession::check() {
 }
 
 Task<Picked> UpdateSession::readFeed() {
-    const auto feed = std::make_shared<FileDescriptor>(nameless());
+    auto file = nameless();
+    if (!file) co_return std::unexpected{file.error()};
+    const auto feed = std::make_shared<FileDescriptor>(*std::move(file));
     FileDescriptor copy{::fcntl(feed->get(), F_DUPFD_CLOEXEC, 0)};
     if (!copy) co_return std::unexpected{FileError{"a temporary file", errno}.description()};
     const auto end = co_await services_.fetch.fetch({.url = services_.feedURL,
@@ -156,8 +161,7 @@ UserUpdateState UpdateSession::state() const {
 }
 
 bool UpdateSession::isSilent(const AppcastItem& item) const {
-    return !isUserInitiated_ && !item.isOfferOnly && !item.isNewsOnly() &&
-           services_.defaults.flag(UpdateDefaults::isAutomatic).value_or(false);
+    return !isUserInitiated_ && !item.isOfferOnly && !item.isNewsOnly() && UpdateDefaults::consent(services_.defaults);
 }
 
 Task<UpdateSession::Step> UpdateSession::offer(AppcastItem item) {
@@ -175,15 +179,19 @@ Task<UpdateSession::Step> UpdateSession::offer(AppcastItem item) {
     }
     if (isOver()) co_return Step{};
     if (!silent) co_return co_await offerInstallation(std::move(item));
-    handOver(item);
+    tell([](UserDriver& driver) { driver.dismissUpdateInstallation(); });
+    awaitInstallation();
     co_return Step{};
 }
 
 /// What an earlier process or session has staged is used if it is this very item; anything else goes.
 Task<void> UpdateSession::findStaged(AppcastItem item) {
     auto& installer = services_.installer;
+    const auto& before = installer.staged();
+    const bool isChosen = before && before->isChosen && before->build == item.versionString;
     auto proven = co_await proveStaged(proof(), installer.places(), std::move(item), stop_.get_token());
     if (isOver()) co_return;
+    if (proven) proven->isChosen = isChosen;
     installer.setStaged(proven ? std::optional{*std::move(proven)} : std::nullopt);
     const auto cleared =
         co_await BlockingWork::run([places = installer.places(), keeps = installer.staged().has_value()] {
@@ -207,6 +215,8 @@ Task<bool> UpdateSession::isWanted(AppcastItem item) {
         const auto noted = services_.defaults.set(UpdateDefaults::skipped, item.versionString);
         if (!noted) services_.log("the choice to skip is not kept: " + noted.error().description());
     }
+    // What is staged goes in at the quit, if not now.
+    if (choice != UserUpdateChoice::skip) services_.installer.choose();
     isShown_ = choice == UserUpdateChoice::install;
     co_return isShown_;
 }
@@ -285,9 +295,12 @@ Task<UpdateSession::Step> UpdateSession::unpack(AppcastItem item) {
 
 // The installation
 
-/// Silently: when the delegate says so, and in any case when the application ends.
-void UpdateSession::handOver(const AppcastItem& item) {
-    tell([](UserDriver& driver) { driver.dismissUpdateInstallation(); });
+/// Silently: what is staged goes in when the delegate says so, and in any case when the application ends. The check
+/// before this one may have handed it over already: a feed that cannot be read now changes nothing about it.
+void UpdateSession::awaitInstallation() {
+    const auto& staged = services_.installer.staged();
+    if (!staged || !UpdateDefaults::consent(services_.defaults)) return;
+    const AppcastItem item{.versionString = staged->build, .displayVersionString = staged->version};
     report([this, &item](UpdaterDelegate& delegate, const Updater& updater) {
         static_cast<void>(delegate.willInstallUpdateOnQuit(updater, item, [weak = weak_from_this()] {
             if (const auto self = weak.lock()) self->installNow();
@@ -297,6 +310,7 @@ void UpdateSession::handOver(const AppcastItem& item) {
 
 Task<UpdateSession::Step> UpdateSession::offerInstallation(AppcastItem item) {
     const UserUpdateState asked = state();
+    services_.installer.choose();
     const Choice choice = co_await ask(
         [](UserDriver& driver, UserDriver::Reply reply) { driver.showReadyToInstallAndRelaunch(std::move(reply)); });
     if (choice == UserUpdateChoice::install) {

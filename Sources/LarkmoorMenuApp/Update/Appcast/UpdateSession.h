@@ -46,7 +46,7 @@ class UpdateSession : public std::enable_shared_from_this<UpdateSession> {
     Task<Step> download(AppcastItem item);
     Task<Step> unpack(AppcastItem item);
     Task<Step> offerInstallation(AppcastItem item);
-    void handOver(const AppcastItem& item);
+    void awaitInstallation();
     void installNow();
     void finish(const Step& end);
 

@@ -103,12 +103,12 @@ FileDescriptor lock(const std::string& path) {
     FileDescriptor folder{::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
     struct stat status{};
     constexpr mode_t othersWrite = S_IWGRP | S_IWOTH;
-    const bool isOurs = folder && ::fstat(folder.get(), &status) == 0 && status.st_uid == ::geteuid() &&
-                        (status.st_mode & othersWrite) == 0;
-    const bool isLocked = isOurs && ::flock(folder.get(), LOCK_EX | LOCK_NB) == 0;
+    if (!folder || ::fstat(folder.get(), &status) != 0) return {};
+    if (status.st_uid != ::geteuid() || (status.st_mode & othersWrite) != 0) return errno = EPERM, FileDescriptor{};
+    if (::flock(folder.get(), LOCK_EX | LOCK_NB) != 0) return {};
     // Whoever held it until now may have removed the folder.
-    if (!isLocked || identity(path) != Identity{.device = status.st_dev, .number = status.st_ino}) folder.reset();
-    return folder;
+    const bool isSame = identity(path) == Identity{.device = status.st_dev, .number = status.st_ino};
+    return isSame ? std::move(folder) : (errno = EWOULDBLOCK, FileDescriptor{});
 }
 
 Done move(const std::string& from, const std::string& to) {
