@@ -139,10 +139,12 @@ struct UpdatingApplication {
         if (!std::filesystem::exists(bundle)) {
             std::filesystem::copy(UpdateSite::shared().bundle(), bundle, std::filesystem::copy_options::recursive);
         }
-        installer.emplace(UpdateInstaller::Options{.bundle = bundle,
-                                                   .build = BundleExchange::buildOf(bundle).value_or(""),
-                                                   .relaunch = [this] { ++relaunches; },
-                                                   .log = [this](const std::string& line) { log += line + "\n"; }});
+        installer.emplace(
+            UpdateInstaller::Options{.bundle = bundle,
+                                     .build = BundleExchange::buildOf(bundle).value_or(""),
+                                     .prove = [this](std::string staged) { return proof(std::move(staged)); },
+                                     .relaunch = [this] { ++relaunches; },
+                                     .log = [this](const std::string& line) { log += line + "\n"; }});
     }
 
     std::unique_ptr<AppcastUpdater> updater(const std::string& feed) {
@@ -171,6 +173,19 @@ struct UpdatingApplication {
         EXPECT_TRUE(runUntil(loop, [this] { return host.isFinished(); })) << host.words();
         return host.words();
     }
+
+    /// Calls the block that was handed out, and waits for what comes of it.
+    void install() {
+        const std::size_t said = log.size();
+        host.install();
+        EXPECT_TRUE(runUntil(loop, [&] { return log.size() > said; }));
+    }
+
+    Task<Signatures::Verdict> proof(std::string staged) {
+        return signatures.verifyBundle(std::move(staged), UpdateSite::shared().key(), {});
+    }
+    /// As a launch does it.
+    Signatures::Verdict prove(std::string staged) { return runTask(loop, proof(std::move(staged))).value(); }
 
     void setAutomatic() { EXPECT_TRUE(defaults.set(UpdateDefaults::isAutomatic, true)); }
     std::string build() const { return BundleExchange::buildOf(bundle).value_or("none"); }

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "LarkmoorBase/OneShotEvent.h"
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorMenuApp/Update/Appcast/BundleExchange.h"
 
 namespace larkmoor {
@@ -28,6 +29,10 @@ class UpdateInstaller {
     struct Options {
         std::string bundle;  ///< the folder that this process runs from, absolute
         std::string build;   ///< what it was at the launch
+        /// Whether a bundle is whole and sealed as an update must be.
+        std::function<Task<Installed>(std::string bundle)> prove;
+        /// Whether something is at work for which programs of this very bundle are needed.
+        std::function<bool()> isBundleNeeded = [] { return false; };
         /// Ends this application and starts the one that then stands in its place.
         std::function<void()> relaunch;
         std::function<void(std::string)> log;
@@ -49,8 +54,9 @@ class UpdateInstaller {
     const std::optional<StagedUpdate>& staged() const { return staged_; }
     void setStaged(std::optional<StagedUpdate> staged) { staged_ = std::move(staged); }
 
-    /// Exchanges the bundle for what is staged: one rename. `relaunch` is called after a success.
-    Installed install();
+    /// Proves anew what is staged, which may have waited for days, and exchanges the bundle for it: one rename.
+    /// `relaunch` is called after a success. What does not hold any more is removed.
+    Task<Installed> install();
     /// The last thing before the end of the loop: what is staged goes in at the next launch, which can watch over it.
     /// Takes milliseconds; a failure is logged.
     void applyAtQuit();
@@ -66,6 +72,7 @@ class UpdateInstaller {
     std::expected<void, std::string> checkIsOurs() const;
     std::expected<void, std::string> checkStaged() const;
     std::expected<void, std::string> holdStaged();
+    Task<Installed> proveStagedAnew();
     Installed refuse(const std::string& reason);
 
     const Options options_;
