@@ -37,11 +37,11 @@ TEST(AppcastUpdaterTests, BringsAnUpdateSilentlyAndPutsItInWhenTold) {
     EXPECT_THAT(application.rest(), ElementsAre("staged.app"));
     EXPECT_EQ(application.session->lastUpdateCheckDate()->time_since_epoch(), std::chrono::seconds{1'800'000'000});
 
-    application.host.install();
+    application.install();
     EXPECT_EQ(application.build(), "2");
     EXPECT_EQ(application.relaunches, 1);
     EXPECT_THAT(application.rest(), ElementsAre("record.json", "staged.app"));
-    application.host.install();
+    application.install();
     EXPECT_EQ(application.relaunches, 1);
 
     UpdatingApplication next{folder.path()};
@@ -236,6 +236,31 @@ TEST(AppcastUpdaterTests, WhatWaitsGoesOnWaitingThroughAFailedCheckAndOutlivesTh
     EXPECT_THAT(application.rest(), ElementsAre("record.json", "staged.app"));
 }
 
+TEST(AppcastUpdaterTests, WhatIsTouchedWhileItWaitsIsNeverPutInPlace) {
+    for (const bool isQuit : {false, true}) {
+        SCOPED_TRACE(isQuit);
+        const TemporaryFolder folder;
+        UpdatingApplication application{folder.path()};
+        application.setAutomatic();
+        application.check("good");
+        std::ofstream{application.installer->places().staged() + "/Contents/MacOS/x", std::ios::app} << "rm -r /";
+        if (isQuit) {
+            application.installer->applyAtQuit();
+            application.log += BundleExchange::settle(application.installer->places(), [&](const std::string& staged) {
+                                   return application.prove(staged);
+                               }).refusal;
+        } else {
+            application.install();
+            EXPECT_THAT(application.host.words(), HasSubstr("aborted: "));
+        }
+        EXPECT_THAT(application.log, HasSubstr("Contents/MacOS/x: not as it was sealed"));
+        EXPECT_EQ(application.build(), "1");
+        EXPECT_EQ(application.relaunches, 0);
+        EXPECT_FALSE(fs::exists(application.installer->places().staged()));
+        EXPECT_THAT(application.check("good"), HasSubstr("will-download"));
+    }
+}
+
 TEST(AppcastUpdaterTests, AFullDiskLeavesNothing) {
     const testing::SmallDisk disk;
     if (disk.path() == nullptr) GTEST_SKIP() << testing::SmallDisk::absence;
@@ -250,7 +275,7 @@ TEST(AppcastUpdaterTests, AFullDiskLeavesNothing) {
         const std::string told = application.check("good");
         if (application.installer->staged()) {
             std::ofstream{filler, std::ios::app} << std::string(300'000, 'x');
-            application.host.install();
+            application.install();
             // A file system may have room for so small a record.
             EXPECT_EQ(application.build(), application.relaunches > 0 ? "2" : "1");
             EXPECT_THAT(application.log, HasSubstr(application.relaunches > 0 ? "is in place" : "No space left"));
@@ -276,7 +301,8 @@ TEST(AppcastUpdaterTests, WhatIsStagedGoesInAtTheLaunchAfterTheQuitUnlessItIsNot
     application.session.reset();
     application.installer->applyAtQuit();
     EXPECT_EQ(application.build(), "1");
-    EXPECT_TRUE(BundleExchange::settle(application.installer->places()).isExchanged);
+    const auto prove = [&application](const std::string& staged) { return application.prove(staged); };
+    EXPECT_TRUE(BundleExchange::settle(application.installer->places(), prove).isExchanged);
     EXPECT_EQ(application.build(), "2");
     EXPECT_EQ(application.relaunches, 0);
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "LarkmoorMenuApp/Main/Successor.h"
 #include "Support/KilledAtCall.h"
@@ -27,6 +28,9 @@ void makeBundle(const std::string& bundle, const std::string& build, const std::
     fs::permissions(bundle + "/Contents/MacOS/x", fs::perms{0755});
     std::ofstream{bundle + "/Contents/whole"} << build;
 }
+
+Folders::Done isSealed(const std::string&) { return {}; }
+Folders::Done isNotSealed(const std::string&) { return std::unexpected{std::string{"not as it was sealed"}}; }
 
 struct Bundles {
     TemporaryFolder home{};
@@ -59,7 +63,10 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
     const Work nothing = [](const UpdatePlaces&) { return true; };
     const Work giveBack = [](const UpdatePlaces& places) { return BundleExchange::giveBack(places).has_value(); };
     const Work complete = [](const UpdatePlaces& places) { return BundleExchange::complete(places), true; };
-    const Work settle = [](const UpdatePlaces& places) { return BundleExchange::settle(places), true; };
+    const Work settle = [](const UpdatePlaces& places) { return BundleExchange::settle(places, isSealed), true; };
+    const Work refuse = [](const UpdatePlaces& places) {
+        return BundleExchange::settle(places, isNotSealed).refusal == "not as it was sealed";
+    };
     const Work sweep = [](const UpdatePlaces& places) { return BundleExchange::sweep(places, false), true; };
     struct Case {
         const char* name;
@@ -74,6 +81,7 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
                           {"complete", complete, exchange, "2", "2"},
                           {"settle", settle, exchange, "2", "2"},
                           {"settle what a quit has arranged", settle, arrange, "2", "2"},
+                          {"refuse what a quit has arranged", refuse, arrange, "1|2", "1"},
                           {"settle for the last time", settle, exchange, "1|2", "1", BundleExchange::maxStarts},
                           {"sweep", sweep, nothing, "1", "1"}};
     for (const Case& each : cases) {
@@ -82,11 +90,11 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
             SCOPED_TRACE(::testing::Message() << each.name << " at call " << call);
             const Bundles bundles;
             ASSERT_TRUE(each.before(bundles.places));
-            for (Int starts = 0; starts < each.starts; ++starts) BundleExchange::settle(bundles.places);
+            for (Int starts = 0; starts < each.starts; ++starts) BundleExchange::settle(bundles.places, isSealed);
             isKilled = testing::isKilledAtCall(call, [&] { return each.work(bundles.places); });
             EXPECT_TRUE(bundles.isWhole());
             // The launch after it.
-            BundleExchange::settle(bundles.places);
+            BundleExchange::settle(bundles.places, isSealed);
             EXPECT_TRUE(bundles.isWhole());
             UpdateInstaller::sayUp(bundles.places, bundles.build());
             EXPECT_THAT(isKilled ? each.end : each.whenDone, ::testing::HasSubstr(bundles.build()));
@@ -123,12 +131,13 @@ TEST(BundleExchangeTests, AWholeUpdateKilledOnItsWayIsFoundByTheNextCheck) {
             testing::UpdatingApplication application{home.path()};
             application.setAutomatic();
             application.check("good");
-            if (application.host.install) application.host.install();
+            if (application.host.install) application.install();
             return application.relaunches == 1;
         });
         testing::UpdatingApplication next{home.path()};
         EXPECT_EQ(testing::runTool({home / "X.app/Contents/MacOS/x"}).status, 0);
-        BundleExchange::settle(next.installer->places());
+        BundleExchange::settle(next.installer->places(),
+                               [&next](const std::string& staged) { return next.prove(staged); });
         EXPECT_FALSE(fs::exists(next.installer->places().download()) ||
                      fs::exists(next.installer->places().unpacking()));
         if (next.build() == "2") {
@@ -137,7 +146,7 @@ TEST(BundleExchangeTests, AWholeUpdateKilledOnItsWayIsFoundByTheNextCheck) {
             next.setAutomatic();
             next.check("good");
             ASSERT_TRUE(next.host.install) << next.host.words();
-            next.host.install();
+            next.install();
         }
         EXPECT_EQ(next.build(), "2");
         EXPECT_EQ(
@@ -147,28 +156,33 @@ TEST(BundleExchangeTests, AWholeUpdateKilledOnItsWayIsFoundByTheNextCheck) {
 
 constexpr const char* comesUp = "sleep 0.05; rm \"$(dirname \"$0\")/../../../.X.app.update/record.json\"";
 
-TEST(BundleExchangeTests, WhoeverWatchesOverASuccessorMayBeKilledAtEveryCall) {
+/// As the application does it at its end: what is left of it is the old program or the new one.
+bool startSuccessor(const Bundles& bundles, std::chrono::milliseconds limit = Successor::patience) {
+    std::string name = bundles.places.bundle + "/Contents/MacOS/x";
+    char* arguments[] = {name.data(), nullptr};
+    return Successor{.executable = name, .bundle = bundles.places.bundle, .limit = limit}.start(arguments) == 0;
+}
+
+TEST(BundleExchangeTests, WhoeverTakesPartInAStartMayBeKilledAtEveryCall) {
     for (const bool isGood : {true, false}) {
         bool isKilled = true;
         for (int call = 1; isKilled; ++call) {
             SCOPED_TRACE(::testing::Message() << (isGood ? "a good" : "a bad") << " update, at call " << call);
             const Bundles bundles{isGood ? comesUp : "exit 1"};
             ASSERT_TRUE(BundleExchange::exchange(bundles.places, "1", "2"));
-            std::string name = bundles.places.bundle + "/Contents/MacOS/x";
-            char* arguments[] = {name.data(), nullptr};
-            isKilled = testing::isKilledAtCall(call, [&] {
-                return Successor{.executable = name, .bundle = bundles.places.bundle}.start(arguments) == 0;
-            });
+            isKilled =
+                testing::isKilledAtCall(call, [&] { return startSuccessor(bundles); }, testing::Killed::anyOfThem);
             EXPECT_TRUE(bundles.isWhole());
             // The person starts it again, as often as it takes.
             for (int launch = 0; launch <= BundleExchange::maxStarts && BundleExchange::record(bundles.places);
                  ++launch) {
-                BundleExchange::settle(bundles.places);
+                BundleExchange::settle(bundles.places, isSealed);
                 EXPECT_TRUE(bundles.isWhole());
-                if (isGood) testing::runTool({name});
+                if (isGood) bundles.starts();
             }
-            EXPECT_EQ(bundles.build(), isGood ? "2" : "1");
-            EXPECT_TRUE(bundles.isWhole());
+            EXPECT_THAT(isGood ? (isKilled ? "1|2" : "2") : "1", ::testing::HasSubstr(bundles.build()));
+            EXPECT_TRUE(bundles.isWhole() && (bundles.build() == "2" || bundles.starts()));
+            EXPECT_FALSE(BundleExchange::record(bundles.places));
         }
     }
 }
@@ -179,42 +193,57 @@ TEST(BundleExchangeTests, ASuccessorIsWatchedUntilItIsUp) {
         std::string build;
         int status;
         const char* said;  // by the programs, in order
+        Int failures = 0;
     };
-    const std::string up = std::string{"echo new >>$SAID; "} + comesUp, dies = "echo new >>$SAID; exit 1",
-                      hangs = "echo new >>$SAID; exec sleep 60", leaves = "echo new >>$SAID; exit 0",
-                      untried = "echo new >>$SAID; exit 75";
+    const auto says = [](const std::string& rest) { return "echo new >>$SAID; " + rest; };
+    const auto notes = [&says](const char* how, const char* rest) {
+        return says(std::string{"printf '{\"from\":\"1\",\"to\":\"2\",\"starts\":0,\"isGivenBack\":false,\""} + how +
+                    "\":%d}' $$ >\"$(dirname \"$0\")/../../../.X.app.update/record.json\"; " + rest);
+    };
+    const std::string up = says(comesUp), dies = says("exit 1"), hangs = says("exec sleep 60"), leaves = says("exit 0"),
+                      unneeded = notes("unneeded", "exit 0"), untried = notes("untried", "exit 1"),
+                      ended = says("trap '' TERM; kill -TERM 0; exit 1");
+    constexpr int killed = SIGKILL, one = 1 << 8;
     const Case cases[] = {{"comes up", up.c_str(), "2", 0, "new\n"},
-                          {"dies", dies.c_str(), "1", 0, "new\nold\n"},
-                          {"hangs", hangs.c_str(), "1", 0, "new\nold\n"},
-                          {"leaves", leaves.c_str(), "2", 0, "new\n"},
-                          {"has no bus", untried.c_str(), "1", 0, "new\nold\n"},
-                          {"cannot be started", nullptr, "1", 0, "old\n"}};
+                          {"dies", dies.c_str(), "1", one, "new\nold\n", 1},
+                          {"hangs", hangs.c_str(), "1", killed, "new\nold\n", 1},
+                          {"leaves in order before it is up", leaves.c_str(), "1", 0, "new\nold\n", 1},
+                          {"is not needed", unneeded.c_str(), "2", 0, "new\n"},
+                          {"has no bus", untried.c_str(), "1", one, "new\n"},
+                          {"dies, and its unit ends", ended.c_str(), "1", one, "new\n", 1},
+                          {"cannot be started", nullptr, "1", 0, "old\n", 1}};
     for (const Case& each : cases) {
         SCOPED_TRACE(each.name);
         const Bundles bundles{each.program == nullptr ? "" : each.program, "echo old >>$SAID"};
         const std::string said = bundles.home / "said";
         if (each.program == nullptr) fs::remove(bundles.places.staged() + "/Contents/MacOS/x");
         ASSERT_TRUE(BundleExchange::exchange(bundles.places, "1", "2"));
-        const std::string executable = bundles.places.bundle + "/Contents/MacOS/x";
         ::setenv("SAID", said.c_str(), 1);
-        std::string name = executable;
-        char* arguments[] = {name.data(), nullptr};
-        EXPECT_EQ(
-            (Successor{
-                .executable = executable, .bundle = bundles.places.bundle, .limit = std::chrono::milliseconds{1500}}
-                 .start(arguments)),
-            each.status);
-        const auto words = [&said] {
-            const auto bytes = Files::read(said);
-            return bytes ? std::string{asText(*bytes)} : "";
-        };
-        for (int tries = 0; tries < 100 && words() != each.said; ++tries) ::usleep(50'000);
-        EXPECT_EQ(words(), each.said);
+        const int status =
+            testing::familysStatus([&] { return startSuccessor(bundles, std::chrono::milliseconds{1500}); });
+        EXPECT_EQ(status, each.status);
+        const auto words = Files::read(said);
+        EXPECT_EQ(words ? std::string{asText(*words)} : "", each.said);
         EXPECT_EQ(bundles.build(), each.build);
-        const bool isGivenBack = each.build == "1" && each.name != std::string{"has no bus"};
-        EXPECT_EQ(BundleExchange::failures(bundles.places, "2"), isGivenBack ? 1 : 0);
-        EXPECT_EQ(fs::exists(bundles.places.staged()), !isGivenBack);
+        EXPECT_EQ(BundleExchange::failures(bundles.places, "2"), each.failures);
+        EXPECT_EQ(fs::exists(bundles.places.staged()), each.failures == 0);
     }
+}
+
+TEST(BundleExchangeTests, ALaunchWaitsForAnotherThatIsAboutToExchangeTheBundle) {
+    const Bundles bundles;
+    ASSERT_TRUE(BundleExchange::arrange(bundles.places, "1", "2"));
+    const std::jthread other{[&, lock = Folders::lock(bundles.places.folder)] {
+        ::usleep(100'000);
+        EXPECT_TRUE(Folders::exchange(bundles.places.bundle, bundles.places.staged()));
+    }};
+    const auto settled = BundleExchange::settle(bundles.places, [](const std::string&) -> Folders::Done {
+        ADD_FAILURE() << "the other has proven it";
+        return {};
+    });
+    EXPECT_EQ(bundles.build(), "2");
+    EXPECT_FALSE(settled.lock || settled.isExchanged);
+    EXPECT_EQ(BundleExchange::record(bundles.places)->starts, 0);
 }
 
 }  // namespace

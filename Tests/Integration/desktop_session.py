@@ -37,14 +37,17 @@ class Session:
         home = Path(self.folder.name)
         (home / "Library/Logs").mkdir(parents=True)
         finish_first_run(home)
-        self.bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", f"--address=unix:path={home}/bus", "--print-address=1"],
-                                    stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         # A sanitizer keeps freed memory back, which is none of the application's own.
-        self.environment = dict(os.environ, HOME=str(home), DBUS_SESSION_BUS_ADDRESS=self.bus.stdout.readline().strip(),
-                                ASAN_OPTIONS="quarantine_size_mb=1")
+        self.environment = dict(self.begin(home), ASAN_OPTIONS="quarantine_size_mb=1")
         self.daemon = None
         self.host = self.start(self.tray_tool, "host")
         self.application = self.start(self.bundle / "Contents/MacOS/larkmoor-menubar")
+
+    def begin(self, home):
+        """Starts the bus; the environment in which it is found."""
+        self.bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", f"--address=unix:path={home}/bus", "--print-address=1"],
+                                    stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        return dict(os.environ, HOME=str(home), DBUS_SESSION_BUS_ADDRESS=self.bus.stdout.readline().strip())
 
     def start(self, *command):
         return subprocess.Popen([str(word) for word in command], env=self.environment, stdin=subprocess.DEVNULL,

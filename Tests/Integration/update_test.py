@@ -18,6 +18,7 @@ from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 from pathlib import Path
 
 from desktop_session import Session, wait
+from user_manager import UserManager
 
 BUNDLE, UNDERSTUDY, TRAY, SCRIPTS = map(Path, sys.argv[1:5])
 PREFERENCES = "Library/Preferences/tools.fenwright.larkmoor.menubar.plist"
@@ -79,6 +80,37 @@ class UpdatedSession(Session):
         super().close()
 
 
+class UpdatedUnit(UpdatedSession):
+    """The same under a user manager, which has started it as a unit with these properties."""
+
+    def __init__(self, site, *properties):
+        self.properties = [word for each in ("Type=exec", "TimeoutStopSec=5s", *properties) for word in ("-p", each)]
+        super().__init__(site)
+
+    def begin(self, home):
+        self.manager = UserManager(home)
+        self.bus = None
+        return self.manager.environment
+
+    def start(self, program, *words):
+        if Path(program).name != "larkmoor-menubar":
+            return super().start(program, *words)
+        program = self.bundle / "Contents/MacOS/larkmoor-menubar"
+        asked = self.run("systemd-run", "--user", "--collect", "--unit=updated", *self.properties, program)
+        assert asked.returncode == 0, asked.stderr
+        return None
+
+    def unit(self):
+        return self.manager.systemctl("is-active", "updated.service").stdout.strip()
+
+    def close(self):
+        for process in self.processes():
+            os.kill(process, signal.SIGKILL)
+        self.end(self.host, self.daemon)
+        self.manager.close()
+        self.folder.cleanup()
+
+
 class Site:
     """Two builds of the application and the feed of the second."""
 
@@ -118,9 +150,9 @@ class Update(unittest.TestCase):
     def setUp(self):
         self.begin()
 
-    def begin(self):
+    def begin(self, make=UpdatedSession, *properties):
         """A session of build 1, with a call that holds what it brings."""
-        self.session = session = UpdatedSession(self.site)
+        self.session = session = make(self.site, *properties)
         self.addCleanup(session.close)
         session.start_daemon(build="1", meetingLive=True)
         wait("update that waits", lambda: session.shows(READY), 120)
@@ -136,12 +168,21 @@ class Update(unittest.TestCase):
         judged = session.run(helper, "bundle", session.bundle, self.site.key)
         self.assertEqual((judged.returncode, judged.stderr), (0, ""))
 
+    def staged(self):
+        return self.session.bundle.with_name(".Larkmoor.app.update") / "staged.app"
+
+    def spoil(self, program):
+        """What is staged is another update of ours, whose program is this script."""
+        (self.staged() / "Contents/MacOS/larkmoor-menubar").write_text(f"#!/bin/sh\n{program}\n")
+        self.site.seal(self.staged(), "--key", self.site.folder / "key")
+
     def test_it_waits_for_a_call_and_goes_in_at_a_click(self):
         session = self.session
         self.assertEqual((session.build(), session.rest()), ("1", ["staged.app"]))
         session.tray("click", READY)
-        self.assertEqual(session.application.wait(timeout=90), 0)
         self.expect_second()
+        # The very process that was started, for whoever waits for it.
+        self.assertEqual(session.processes(), [session.application.pid])
 
     def test_what_waits_goes_in_at_the_start_after_the_end_of_the_session(self):
         for number in (signal.SIGTERM, signal.SIGHUP):
@@ -152,6 +193,7 @@ class Update(unittest.TestCase):
                 self.assertEqual((session.build(), session.rest()), ("1", ["record.json", "staged.app"]))
                 session.application = session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar")
                 self.expect_second()
+                self.assertEqual(session.processes(), [session.application.pid])
             if number != signal.SIGHUP:
                 self.begin()
 
@@ -170,7 +212,7 @@ class Update(unittest.TestCase):
         session.application.send_signal(signal.SIGTERM)
         session.application.wait(timeout=60)
         lost = session.run(session.bundle / "Contents/MacOS/larkmoor-menubar", DBUS_SESSION_BUS_ADDRESS="unix:path=/none")
-        self.assertEqual(lost.stderr.count("there is no session bus"), 2)
+        self.assertEqual((lost.returncode, lost.stderr.count("there is no session bus")), (1, 1))
         self.assertEqual((session.build(), session.rest()), ("1", ["staged.app"]))
 
     def test_an_update_that_dies_at_once_is_taken_back(self):
@@ -181,15 +223,46 @@ class Update(unittest.TestCase):
 
         for end in (quit_and_start, lambda session: session.tray("click", READY)):
             session = self.session
-            # Its library is lost between the proof and the exchange.
-            program = session.bundle.with_name(".Larkmoor.app.update") / "staged.app/Contents/MacOS/larkmoor-menubar"
-            program.write_text("#!/bin/sh\nexit 1\n")
+            self.spoil("exit 1")
             end(session)
-            session.application.wait(timeout=90)
+            self.assertEqual(session.application.wait(timeout=90), 1)
             wait("menu of the first build", lambda: session.shows("(v0.1.0"))
             self.assertEqual((session.build(), session.rest()), ("1", ["failed.json"]))
             if end is quit_and_start:
                 self.begin()
+
+    def test_what_was_touched_while_it_waited_is_refused(self):
+        session = self.session
+        (self.staged() / "Contents/Resources/more").touch()
+        session.tray("click", READY)
+        wait("nothing beside the bundle", lambda: not session.rest())
+        self.assertEqual((session.build(), session.application.poll()), ("1", None))
+        self.assertTrue(session.shows("(v0.1.0"))
+
+    def test_a_unit_keeps_its_application(self):
+        """Whether it ends with its first process or with its last."""
+        for properties in ((), ("ExitType=cgroup",)):
+            with self.subTest(properties):
+                self.begin(UpdatedUnit, *properties)
+                first = self.session.processes()
+                self.session.tray("click", READY)
+                self.expect_second()
+                self.assertEqual((self.session.processes(), self.session.unit()), (first, "active"))
+
+    def test_a_unit_whose_update_dies_has_the_first_build_again(self):
+        """Even if it ends with the update, and its watcher with it: a start is of the first build then."""
+        for properties in ((), ("Restart=on-failure",), ("ExitType=cgroup",)):
+            with self.subTest(properties):
+                self.begin(UpdatedUnit, *properties)
+                session = self.session
+                self.spoil("sleep 1; exit 1")
+                session.tray("click", READY)
+                wait("first build", lambda: session.build() == "1" and session.rest() == ["failed.json"])
+                if not properties:
+                    wait("end of the unit", lambda: session.unit() == "inactive" and not session.processes())
+                    session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar")
+                wait("menu of the first build", lambda: session.shows("(v0.1.0"))
+                self.assertEqual((len(session.processes()), session.unit()), (1, "active"))
 
     def test_two_starts_in_the_moment_of_the_exchange_are_one_application(self):
         session = self.session
@@ -199,7 +272,6 @@ class Update(unittest.TestCase):
         while time.monotonic() < end and len(starts) < 12:
             starts.append(session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar"))
             time.sleep(0.2)
-        session.application.wait(timeout=90)
         self.expect_second()
         session.end(*(start for start in starts if start.pid not in session.processes()))
 

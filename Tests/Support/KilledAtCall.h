@@ -1,7 +1,8 @@
-// Work that is killed with signal 9 at one of its system calls.
+// Work that is killed with signal 9 at one of its system calls, alone or in one of the processes that come of it.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,44 +10,84 @@
 #include <cerrno>
 #include <csignal>
 #include <functional>
+#include <set>
 
 namespace larkmoor::testing {
 
-/// Runs the work in a child that is killed at the entry of its system call of that number, counted from 1. False if the
-/// child came to its end first; the work must have returned true then.
-inline bool isKilledAtCall(int number, const std::function<bool()>& work) {
+/// Forks a child that does the work and leads a process group; `onStatus` gets each status of it and of what it leaves
+/// to us, until none is left.
+inline void followFamily(const std::function<bool()>& work, const std::function<void(pid_t, int)>& onStatus) {
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     const pid_t child = ::fork();
     if (child == 0) {
-        if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) ::_exit(2);
-        ::raise(SIGSTOP);
+        ::setpgid(0, 0);
         ::_exit(work() ? 0 : 1);
     }
-    const auto nextStatus = [child] {
-        int status = 0;
-        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    ::setpgid(child, child);
+    int status = 0;
+    for (pid_t process; (process = ::waitpid(-child, &status, __WALL)) > 0 || errno == EINTR;) {
+        if (process > 0) onStatus(process, status);
+    }
+}
+
+/// Runs the work in a child and waits for all that comes of it. The child's status, as waitpid has it.
+inline int familysStatus(const std::function<bool()>& work) {
+    int own = -1;
+    pid_t child = 0;
+    followFamily(work, [&](pid_t process, int status) {
+        if (child == 0 || process == child) own = status;
+        if (child == 0) child = process;
+    });
+    return own;
+}
+
+enum class Killed {
+    child,     ///< which does the work
+    anyOfThem  ///< whichever process makes that call, the child or one that came of it, unless it has begun a program
+};
+
+/// Runs the work in a child and kills the process that enters the system call of that number, counted from 1. False if
+/// all came to its end before; a child that began no program must have returned true then.
+inline bool isKilledAtCall(int number, const std::function<bool()>& work, Killed whom = Killed::child) {
+    constexpr int ofAll = PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_TRACECLONE | PTRACE_O_TRACEEXEC;
+    const int options = PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL | (whom == Killed::anyOfThem ? ofAll : 0);
+    std::set<pid_t> known, inCall;
+    pid_t victim = 0;
+    int calls = 0;
+    const auto onStop = [&](pid_t process, int status) {
+        if (known.empty()) ::ptrace(PTRACE_SETOPTIONS, process, nullptr, options);
+        const bool isNew = known.insert(process).second;
+        int signal = WSTOPSIG(status);
+        if (signal == (SIGTRAP | 0x80)) {
+            // Each call stops the process twice, at its entry and at its end.
+            const bool isEntry = inCall.insert(process).second;
+            if (!isEntry) inCall.erase(process);
+            if (isEntry && ++calls == number) {
+                victim = process;
+                ::kill(process, SIGKILL);
+                return;
+            }
+            signal = 0;
+        } else if (status >> 16 != 0 || isNew) {
+            signal = 0;
         }
-        return status;
+        const bool isProgram = status >> 16 == PTRACE_EVENT_EXEC;
+        ::ptrace(isProgram ? PTRACE_DETACH : PTRACE_SYSCALL, process, nullptr, signal);
     };
-    int status = nextStatus();
-    EXPECT_TRUE(WIFSTOPPED(status)) << "this system does not let a process trace its child";
-    ::ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    // Each call stops the child twice, at its entry and at its end; a signal, such as that of an ended child, once.
-    int signal = 0;
-    for (int stops = 0; stops < 2 * number - 1 && WIFSTOPPED(status);) {
-        ::ptrace(PTRACE_SYSCALL, child, nullptr, signal);
-        status = nextStatus();
-        const bool isCall = !WIFSTOPPED(status) || WSTOPSIG(status) == (SIGTRAP | 0x80);
-        signal = isCall ? 0 : WSTOPSIG(status);
-        if (isCall) ++stops;
-    }
-    if (!WIFSTOPPED(status)) {
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-        return false;
-    }
-    ::kill(child, SIGKILL);
-    status = nextStatus();
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
-    return true;
+    followFamily(
+        [&work] {
+            if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) ::_exit(2);
+            ::raise(SIGSTOP);
+            return work();
+        },
+        [&](pid_t process, int status) {
+            if (WIFSTOPPED(status)) return onStop(process, status);
+            EXPECT_FALSE(known.empty()) << "this system does not let a process trace its child";
+            const bool isVictims = process == victim && WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+            const bool isGood = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+            if (whom == Killed::child) EXPECT_TRUE(victim != 0 ? isVictims : isGood) << status;
+        });
+    return victim != 0;
 }
 
 }  // namespace larkmoor::testing

@@ -1,5 +1,7 @@
 #include "LarkmoorMenuApp/Main/Application.h"
 
+#include <unistd.h>
+
 #include "CXPCShim/larkmoor_mach_service_registered.h"
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
@@ -9,7 +11,6 @@
 #include "LarkmoorKit/Trace/SetupLog.h"
 #include "LarkmoorMenuApp/ConvergeDuties.h"
 #include "LarkmoorMenuApp/JourneyQuestion.h"
-#include "LarkmoorMenuApp/Main/Successor.h"
 #include "LarkmoorPlatform/Linux/Applications/ProcessScan.h"
 #include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorPlatform/PlatformLog.h"
@@ -73,7 +74,7 @@ Application::Application(RunningBundle bundle, FileDescriptor updateLock)
                                      : "[larkmoor-menu] there is no session bus; start Larkmoor from within a desktop "
                                        "session, or set DBUS_SESSION_BUS_ADDRESS — ending: ") +
                     error.description());
-        menuBar_ ? endNow(1) : endUntried(1);
+        endUntried(1);
     });
     updateLock_ = std::move(updateLock);
     watchSignals();
@@ -85,6 +86,7 @@ void Application::watchSignals() {
         // A quit and a migration that are under way come to their end; a second signal ends this process now.
         const bool isQuitting = menuBar_ && menuBar_->isQuitting();
         isWantedAgain_ = false;
+        if (!menuBar_) return endUntried(0);
         if ((!isQuitting && !storeWork_) || std::exchange(wasSignalled_, true)) return endNow(0);
         if (!isQuitting) end(0);
         watchSignals();
@@ -117,8 +119,8 @@ void Application::endNow(int status) {
 }
 
 void Application::endUntried(int status) {
-    if (updateLock_) BundleExchange::takeBackStart(installer_.places());
-    endNow(updateLock_ && status != 0 ? Successor::untried : status);
+    if (updateLock_) BundleExchange::noteEnd(installer_.places(), status == 0 ? StartEnd::unneeded : StartEnd::untried);
+    endNow(status);
 }
 
 void Application::relaunch() {
@@ -129,7 +131,7 @@ void Application::relaunch() {
 }
 
 void Application::sayUpAfterUpdate() {
-    if (!BundleExchange::record(installer_.places())) return;
+    if (!updateLock_ && !BundleExchange::record(installer_.places())) return;
     constexpr std::chrono::seconds trial{3};
     spawn(loop_, std::weak_ptr{menuBar_}, [this, trial](MenuBar&) -> Task<void> { return sayUp(trial); });
 }
@@ -140,6 +142,7 @@ Task<void> Application::sayUp(std::chrono::seconds trial) {
     co_await BlockingWork::run(
         [places = installer_.places(), build = installer_.build()] { UpdateInstaller::sayUp(places, build); });
     updateLock_.reset();
+    ::alarm(0);
 }
 
 std::string Application::takeActivationToken() {

@@ -86,10 +86,11 @@ class Application {
     /// Arranges what is to be installed at the quit; the last thing that happens. A Migrator that applies goes on
     /// alone.
     void endNow(int status);
-    /// Before the menu, and for reasons that tell nothing of the update that this build may be.
+    /// For reasons that tell nothing of the update that this build may be: before the menu, or without a bus.
     void endUntried(int status);
     void relaunch();
-    /// Says so once the menu has been up for a while, if this build is an update that was just put in.
+    /// Says so once the menu has been up for a while, if this build is an update that was just put in; what would have
+    /// ended a launch that hangs is called off then.
     void sayUpAfterUpdate();
     Task<void> sayUp(std::chrono::seconds trial);
 
@@ -125,6 +126,12 @@ class Application {
     FileDescriptor updateLock_;  // until we have said that we are up
     UpdateInstaller installer_{{.bundle = bundle_.folder,
                                 .build = bundle_.build.value_or(""),
+                                .prove =
+                                    [this](std::string folder) {
+                                        return signatures_.verifyBundle(std::move(folder),
+                                                                        bundle_.publicKey.value_or(""), {});
+                                    },
+                                .isBundleNeeded = [this] { return storeWork_ != nullptr; },
                                 .relaunch = [this] { relaunch(); },
                                 .log = [](const std::string& line) { platformLog("[larkmoor-menu] " + line); },
                                 .isAutomatic = [this] { return consentsToUpdates(); }}};

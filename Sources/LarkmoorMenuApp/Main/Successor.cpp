@@ -1,7 +1,8 @@
 #include "LarkmoorMenuApp/Main/Successor.h"
 
+#include <fcntl.h>
+#include <fmt/format.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/inotify.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,7 +12,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <optional>
+#include <functional>
+#include <utility>
 
 #include "LarkmoorMenuApp/Update/Appcast/BundleExchange.h"
 #include "LarkmoorPlatform/Linux/Processes/SystemProcess.h"
@@ -22,92 +24,163 @@ namespace larkmoor {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using PutBack = Folders::Done (*)(const UpdatePlaces&);
 
-/// A child that was started and not yet reaped.
-class Child {
+bool isReadable(const FileDescriptor& file, std::chrono::milliseconds within = {}) {
+    pollfd news{.fd = file.get(), .events = POLLIN, .revents = 0};
+    return ::poll(&news, 1, static_cast<int>(within.count())) > 0;
+}
+
+/// Tells the watcher what became of our exec: it is closed by one that succeeds, and by our death.
+struct ExecPipe {
+    FileDescriptor reading, writing;
+
+    static ExecPipe make() {
+        std::array<int, 2> ends{};
+        if (::pipe2(ends.data(), O_CLOEXEC) != 0) return {};
+        return {.reading = FileDescriptor{ends[0]}, .writing = FileDescriptor{ends[1]}};
+    }
+    void tellThatItFailed() const { static_cast<void>(::write(writing.get(), "", 1)); }
+};
+
+/// Runs the work in a process that is nobody's child, since the successor would not expect one. False if the system
+/// starts none.
+bool runApart(const std::function<int()>& work) {
+    const pid_t between = ::fork();
+    if (between == 0) {
+        const pid_t apart = ::fork();
+        ::_exit(apart == 0 ? work() : apart < 0);
+    }
+    int status = -1;
+    while (between > 0 && ::waitpid(between, &status, 0) < 0 && errno == EINTR) {
+    }
+    return between > 0 && status == 0;
+}
+
+/// This process becomes what stands in the bundle. The exit status, if it cannot.
+int become(const std::string& executable, char** arguments) {
+    ::execv(executable.c_str(), arguments);
+    platformLog(fmt::format("[larkmoor-menu] cannot start {}: {}", executable, std::strerror(errno)));
+    return 1;
+}
+
+/// False if that cannot be done, which is logged.
+bool putBack(const UpdatePlaces& places, PutBack done, const char* why) {
+    platformLog(fmt::format("[larkmoor-menu] {}; the old bundle is put back", why));
+    // A process that was just killed may not be gone, and a check of another session holds it for a moment.
+    FileDescriptor lock = Folders::lock(places.folder);
+    for (int tries = 0; tries < 40 && !lock; ++tries) {
+        ::usleep(50'000);
+        lock = Folders::lock(places.folder);
+    }
+    const Folders::Done back = lock ? done(places) : std::unexpected{std::string{"it is in use"}};
+    if (!back) platformLog("[larkmoor-menu] the old bundle could not be put back: " + back.error());
+    return back.has_value();
+}
+
+enum class News { isUp, unneeded, untried, failed, notBegun };
+
+/// The watcher, in a process of its own.
+class Watcher {
   public:
-    static std::optional<Child> start(const std::string& executable, char** arguments) {
-        pid_t process = 0;
-        const int failed = ::posix_spawn(&process, executable.c_str(), nullptr, nullptr, arguments, environ);
-        if (failed == 0) return Child{process};
-        platformLog("[larkmoor-menu] cannot start again: " + std::string{std::strerror(failed)});
-        return std::nullopt;
+    Watcher(const UpdatePlaces& places, pid_t process, FileDescriptor descriptor, FileDescriptor exec)
+        : places_(places),
+          process_(process),
+          descriptor_(std::move(descriptor)),
+          exec_(std::move(exec)),
+          folder_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+        ::inotify_add_watch(folder_.get(), places.folder.c_str(), IN_DELETE | IN_MOVED_FROM | IN_DELETE_SELF);
     }
 
-    /// Readable once it has ended.
-    int descriptor() const { return descriptor_.get(); }
-    bool isAlive() const { return process_ != 0; }
-    /// The exit status, of a signal -1, once it has ended.
-    std::optional<int> end() {
-        int status = 0;
-        if (process_ == 0 || ::waitpid(process_, &status, WNOHANG) != process_) return std::nullopt;
-        process_ = 0;
-        descriptor_.reset();
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    /// What becomes of the process. One that ends while another is about the exchange is not the last word.
+    News watch(Clock::time_point deadline) {
+        for (;; waitForNews(deadline)) {
+            hasEnded_ = isReadable(descriptor_);
+            const auto standing = BundleExchange::record(places_);
+            if (!standing) return News::isUp;
+            if (hasFailedToBegin()) return News::notBegun;
+            if (hasEnded_ && standing->unneeded == process_) return News::unneeded;
+            if (hasEnded_ && standing->untried == process_) return News::untried;
+            if (Clock::now() >= deadline || (hasEnded_ && Folders::lock(places_.folder))) return News::failed;
+        }
     }
-    void kill() {
-        if (process_ == 0) return;
-        ::kill(process_, SIGKILL);
-        ::waitpid(process_, nullptr, 0);
-        process_ = 0;
+
+    void kill() const {
+        constexpr std::chrono::seconds patience{5};
+        ::pidfd_send_signal(descriptor_.get(), SIGKILL, nullptr, 0);
+        isReadable(descriptor_, patience);
     }
 
   private:
-    explicit Child(pid_t process) : process_(process), descriptor_(processDescriptor(process)) {}
+    bool hasFailedToBegin() {
+        char failed{};
+        if (!exec_ || !isReadable(exec_)) return false;
+        if (::read(exec_.get(), &failed, 1) == 1) return true;
+        exec_.reset();
+        return false;
+    }
 
-    pid_t process_;
-    FileDescriptor descriptor_;
+    /// Returns when the process has ended or begun, when something in the folder has gone, or at the deadline.
+    void waitForNews(Clock::time_point deadline) {
+        // Nothing tells that another process has released the folder's lock.
+        constexpr std::chrono::milliseconds afterEnd{200};
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()) +
+                    std::chrono::milliseconds{1};
+        if (hasEnded_) left = std::min(left, afterEnd);
+        const auto wanted = [](int file) { return pollfd{.fd = file, .events = POLLIN, .revents = 0}; };
+        std::array<pollfd, 3> news{wanted(folder_.get()), wanted(exec_ ? exec_.get() : -1),
+                                   wanted(hasEnded_ ? -1 : descriptor_.get())};
+        ::poll(news.data(), news.size(), static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
+        std::array<char, 4096> events{};
+        if (news[0].revents != 0) static_cast<void>(::read(folder_.get(), events.data(), events.size()));
+    }
+
+    const UpdatePlaces& places_;
+    const Int process_;
+    const FileDescriptor descriptor_;  ///< of the process; readable once it has ended
+    FileDescriptor exec_;              ///< until it has begun
+    const FileDescriptor folder_;
+    bool hasEnded_ = false;
 };
 
-/// Returns when the child has ended, when something in the folder has gone, or at the deadline.
-void waitForNews(const Child& child, const FileDescriptor& folder, Clock::time_point deadline) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-    std::array<pollfd, 2> news{pollfd{.fd = folder.get(), .events = POLLIN, .revents = 0},
-                               pollfd{.fd = child.descriptor(), .events = POLLIN, .revents = 0}};
-    if (::poll(news.data(), news.size(), static_cast<int>(std::max<std::int64_t>(left.count() + 1, 0))) <= 0) return;
-    std::array<char, 4096> events{};
-    if (news[0].revents != 0) static_cast<void>(::read(folder.get(), events.data(), events.size()));
-}
-
-enum class News { isUp, ended, untried, failed };
-
-/// What becomes of the child. One that fails while another process is about the exchange is not the last word.
-News guard(Child& child, const UpdatePlaces& places, Clock::time_point deadline) {
-    const FileDescriptor folder{::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
-    ::inotify_add_watch(folder.get(), places.folder.c_str(), IN_DELETE | IN_MOVED_FROM | IN_DELETE_SELF);
-    std::optional<int> end;
-    while (BundleExchange::record(places)) {
-        if (const auto status = child.end()) end = status;
-        if (end == 0) return News::ended;
-        if (end && Folders::lock(places.folder)) return end == Successor::untried ? News::untried : News::failed;
-        if (Clock::now() >= deadline) return News::failed;
-        waitForNews(child, folder, deadline);
+/// The life of the watcher; its exit status.
+int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& places, char** arguments) {
+    // Whoever ends us together with the new build must not keep the old bundle from its place.
+    sigset_t ends;
+    sigemptyset(&ends);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ends, number);
+    sigprocmask(SIG_BLOCK, &ends, nullptr);
+    const News news = watcher.watch(Clock::now() + successor.limit);
+    if (news == News::untried) {
+        return putBack(places, BundleExchange::postpone, "the update could not be tried") ? 0 : 1;
     }
-    return News::isUp;
+    if (news != News::failed) return 0;
+    watcher.kill();
+    if (!putBack(places, BundleExchange::giveBack, "the update did not come up")) return 1;
+    // Here we end, if we were told to.
+    sigprocmask(SIG_UNBLOCK, &ends, nullptr);
+    return become(successor.executable, arguments);
 }
 
 }  // namespace
 
 int Successor::start(char** arguments) const {
     const UpdatePlaces places{bundle};
-    // By the quit before this start.
-    if (BundleExchange::isArranged(places)) static_cast<void>(BundleExchange::settle(places));
-    const bool isUpdate = BundleExchange::record(places).has_value();
-    auto child = Child::start(executable, arguments);
-    if (!isUpdate) return child ? 0 : 1;
-    const News news = child ? guard(*child, places, Clock::now() + limit) : News::failed;
-    if (news == News::isUp || news == News::ended) return 0;
-    if (child) child->kill();
-    platformLog(news == News::untried ? "[larkmoor-menu] the update could not be tried; the old bundle is put back"
-                                      : "[larkmoor-menu] the update did not come up; the old bundle is put back");
-    const FileDescriptor lock = Folders::lock(places.folder);
-    const auto putBack = news == News::untried ? BundleExchange::postpone : BundleExchange::giveBack;
-    const Folders::Done back = lock ? putBack(places) : std::unexpected{std::string{"it is in use"}};
-    if (!back) {
-        platformLog("[larkmoor-menu] the old bundle could not be put back: " + back.error());
-        return 1;
-    }
-    return Child::start(executable, arguments) ? 0 : 1;
+    if (!BundleExchange::isInPlace(places)) return become(executable, arguments);
+    const pid_t process = ::getpid();
+    FileDescriptor descriptor = processDescriptor(process);
+    ExecPipe exec = ExecPipe::make();
+    const bool isWatched =
+        descriptor && exec.reading && runApart([&] {
+            exec.writing.reset();
+            return watchOver(*this, {places, process, std::move(descriptor), std::move(exec.reading)}, places,
+                             arguments);
+        });
+    if (isWatched) static_cast<void>(become(executable, arguments));
+    exec.tellThatItFailed();
+    const bool isBack = isWatched ? putBack(places, BundleExchange::giveBack, "the update cannot be started")
+                                  : putBack(places, BundleExchange::postpone, "nobody can watch over the update");
+    return isBack ? become(executable, arguments) : 1;
 }
 
 }  // namespace larkmoor

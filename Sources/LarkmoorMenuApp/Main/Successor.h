@@ -1,5 +1,6 @@
-// The process that starts the application anew at its own end, after an update or because it is wanted again, and stays
-// until the new one is up.
+// How the application starts anew at its own end, after an update or because it is wanted again: this very process
+// becomes what stands in the bundle then, so that it stays the same for whoever started it and waits for it. A new
+// build is watched over by a process of ours beside it, until it is up.
 #pragma once
 
 #include <chrono>
@@ -9,18 +10,20 @@ namespace larkmoor {
 
 struct Successor {
     static constexpr std::chrono::seconds patience{60};
-    /// The exit status of an update that could not show whether it comes up, since there was no session bus for it.
-    static constexpr int untried = 75;
 
     std::string executable;  ///< as it was at the launch; an update stands in its place
     std::string bundle;
     std::chrono::milliseconds limit = patience;
 
-    /// Starts it with our arguments and environment, as a process of its own. After an update it then waits until that
-    /// says that it is up; if it ends in failure before, or does not within the limit, the old bundle is put back and
-    /// started. A successor that ends with status 0 has found another that is up, or was quit: nothing more is done.
-    /// For one that ends with `untried` the same is done, but the update stays staged.
-    /// Called when our name on the bus is free. The exit status; blocks.
+    /// Starts it with our arguments and environment, and returns only if that fails: the exit status.
+    ///
+    /// After an update a watcher stays for as long as the new build takes to say that it is up. If that ends before,
+    /// with whatever status, or is not up within the limit, the watcher puts the old bundle back and becomes its
+    /// application. It starts nothing if it was told to end meanwhile, as by a service manager that ends a unit with
+    /// its first process. A start that was not needed is left alone, and after one that could not be tried the update
+    /// stays staged and nothing is started (`StartEnd`). A watcher that is killed leaves all of this to later launches.
+    ///
+    /// Called when our name on the bus is free, and no thread of ours is at work.
     int start(char** arguments) const;
 };
 

@@ -3,12 +3,17 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <boost/asio/co_spawn.hpp>
+
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -42,6 +47,33 @@ int startAnew(const std::string& executable, char** arguments) {
     return 1;
 }
 
+/// Asked before there is an application, so that it has a loop of its own.
+larkmoor::Folders::Done proveStaged(const larkmoor::RunningBundle& ours, const std::string& staged) {
+    larkmoor::MainLoop loop{1};
+    larkmoor::SpawningProcessRunner runner{loop};
+    larkmoor::HelperSignatures signatures{runner,
+                                          {.helper = ours.beside("larkmoor-verify"),
+                                           .build = ours.build.value_or(""),
+                                           .budget = std::chrono::minutes{1}}};
+    larkmoor::Folders::Done proven = std::unexpected{std::string{"its seal could not be looked at"}};
+    boost::asio::co_spawn(loop, signatures.verifyBundle(staged, ours.publicKey.value_or(""), {}),
+                          [&proven](const std::exception_ptr& thrown, larkmoor::Folders::Done verdict) {
+                              if (!thrown) proven = std::move(verdict);
+                          });
+    loop.run();
+    return proven;
+}
+
+/// A new build that hangs before its menu must not be the last application that this person has had.
+void endUnlessUp(bool isTried) {
+    std::signal(SIGALRM, [](int) {
+        constexpr std::string_view words = "[larkmoor-menu] this update did not come up — ending\n";
+        static_cast<void>(::write(STDERR_FILENO, words.data(), words.size()));
+        ::_exit(1);
+    });
+    ::alarm(isTried ? larkmoor::Successor::patience.count() : 0);
+}
+
 /// The exit status.
 int run(char** arguments) {
     // Else the first large answer makes the allocator keep the memory of later ones: 40 MB after half an hour of them.
@@ -56,13 +88,22 @@ int run(char** arguments) {
     if (const auto present = larkmoor::UpdatePlaces::bundleBeside(bundle.folder)) {
         return startAnew(*present + bundle.executable.substr(bundle.folder.size()), arguments);
     }
-    auto settled = larkmoor::BundleExchange::settle(larkmoor::UpdatePlaces{bundle.folder});
+    auto settled =
+        larkmoor::BundleExchange::settle(larkmoor::UpdatePlaces{bundle.folder},
+                                         [&bundle](const std::string& staged) { return proveStaged(bundle, staged); });
     const larkmoor::Successor successor{.executable = bundle.executable, .bundle = bundle.folder};
     if (settled.isGivenBack) {
         larkmoor::platformLog("[larkmoor-menu] the update did not come up; the old bundle is put back");
         return startAnew(bundle.executable, arguments);
     }
     if (settled.isExchanged) return successor.start(arguments);
+    // By another launch while this one waited for it.
+    if (larkmoor::runningExecutable() != bundle.executable) return startAnew(bundle.executable, arguments);
+    if (!settled.refusal.empty()) {
+        larkmoor::platformLog("[larkmoor-menu] the update was not put in place: " + settled.refusal);
+    }
+    // Its watcher may be gone, or there was none.
+    endUnlessUp(static_cast<bool>(settled.lock));
     auto application = std::make_unique<larkmoor::Application>(bundle, std::move(settled.lock));
     const int status = application->run();
     const bool isWantedAgain = application->isWantedAgain(), isSuperseded = application->isSuperseded();

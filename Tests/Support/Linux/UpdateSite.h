@@ -142,6 +142,7 @@ struct UpdatingApplication {
         installer.emplace(
             UpdateInstaller::Options{.bundle = bundle,
                                      .build = BundleExchange::buildOf(bundle).value_or(""),
+                                     .prove = [this](std::string staged) { return proof(std::move(staged)); },
                                      .relaunch = [this] { ++relaunches; },
                                      .log = [this](const std::string& line) { log += line + "\n"; },
                                      .isAutomatic = [this] { return UpdateDefaults::consent(defaults); }});
@@ -173,6 +174,19 @@ struct UpdatingApplication {
         EXPECT_TRUE(runUntil(loop, [this] { return host.isFinished(); })) << host.words();
         return host.words();
     }
+
+    /// Calls the block that was handed out, and waits for what comes of it.
+    void install() {
+        const std::size_t said = log.size();
+        host.install();
+        EXPECT_TRUE(runUntil(loop, [&] { return log.size() > said; }));
+    }
+
+    Task<Signatures::Verdict> proof(std::string staged) {
+        return signatures.verifyBundle(std::move(staged), UpdateSite::shared().key(), {});
+    }
+    /// As a launch does it.
+    Signatures::Verdict prove(std::string staged) { return runTask(loop, proof(std::move(staged))).value(); }
 
     void setAutomatic(bool is = true) { EXPECT_TRUE(defaults.set(UpdateDefaults::isAutomatic, is)); }
     std::string build() const { return BundleExchange::buildOf(bundle).value_or("none"); }

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <string_view>
@@ -82,10 +84,45 @@ void noteFailure(const UpdatePlaces& places, const std::string& build) {
     static_cast<void>(writeRecord(places.failed(), FailedUpdate{.build = build, .count = failures(places, build) + 1}));
 }
 
+/// Whether an exchange is arranged and not done.
+bool isDue(const UpdatePlaces& places) {
+    const auto standing = record(places);
+    return standing && !standing->isGivenBack && buildOf(places.bundle) == standing->from;
+}
+
+/// Of the folder, for a launch. While another one is about to exchange the bundle, what begins would be the old build.
+FileDescriptor awaitLock(const UpdatePlaces& places) {
+    constexpr std::chrono::seconds patience{70};
+    constexpr useconds_t pause = 10'000;
+    FileDescriptor lock = Folders::lock(places.folder);
+    if (lock || !isDue(places)) return lock;
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!lock && isDue(places) && std::chrono::steady_clock::now() < deadline) {
+        ::usleep(pause);
+        lock = Folders::lock(places.folder);
+    }
+    // It is done, and this process not of the build that is to be tried.
+    if (!isDue(places)) lock.reset();
+    return lock;
+}
+
+/// What a quit has arranged is done, unless the staged bundle is not what it was.
+Settlement exchangeAsArranged(const UpdatePlaces& places, const Proof& prove) {
+    Done done = prove(places.staged());
+    if (!done) discard(places);
+    if (done) done = Folders::exchange(places.bundle, places.staged());
+    if (done) return {.isExchanged = true};
+    removeRecord(places);
+    ::rmdir(places.folder.c_str());
+    return {.refusal = done.error()};
+}
+
 /// The new build stands under the bundle's name, and was not up when it last ended.
 Settlement startAgain(const UpdatePlaces& places, UpdateRecord standing, FileDescriptor lock) {
     const bool isOver = standing.isGivenBack || standing.starts >= maxStarts;
     ++standing.starts;
+    standing.unneeded.reset();
+    standing.untried.reset();
     // On a full disk no start can be counted, and the third would never come.
     const bool isCounted = !isOver && writeRecord(places.record(), standing);
     if (!isCounted && giveBack(places)) return {.isGivenBack = true};
@@ -102,13 +139,19 @@ std::optional<std::string> buildOf(const std::string& bundle) {
 std::optional<UpdateRecord> record(const UpdatePlaces& places) { return readRecord<UpdateRecord>(places.record()); }
 
 Done arrange(const UpdatePlaces& places, const std::string& from, const std::string& to) {
-    return writeRecord(places.record(), UpdateRecord{.from = from, .to = to, .starts = 0, .isGivenBack = false});
+    return writeRecord(places.record(), UpdateRecord{.from = from,
+                                                     .to = to,
+                                                     .starts = 0,
+                                                     .isGivenBack = false,
+                                                     .unneeded = std::nullopt,
+                                                     .untried = std::nullopt});
 }
 
-bool isArranged(const UpdatePlaces& places) {
+bool isArranged(const UpdatePlaces& places) { return isDue(places) && Folders::lock(places.folder); }
+
+bool isInPlace(const UpdatePlaces& places) {
     const auto standing = record(places);
-    return standing && !standing->isGivenBack && buildOf(places.bundle) == standing->from &&
-           Folders::lock(places.folder);
+    return standing && buildOf(places.bundle) == standing->to;
 }
 
 Done exchange(const UpdatePlaces& places, const std::string& from, const std::string& to) {
@@ -145,10 +188,11 @@ Done postpone(const UpdatePlaces& places) {
     return done;
 }
 
-void takeBackStart(const UpdatePlaces& places) {
+void noteEnd(const UpdatePlaces& places, StartEnd end) {
     auto standing = record(places);
-    if (!standing || standing->starts == 0) return;
-    --standing->starts;
+    if (!standing) return;
+    standing->starts = std::max<Int>(standing->starts - 1, 0);
+    (end == StartEnd::untried ? standing->untried : standing->unneeded) = ::getpid();
     static_cast<void>(writeRecord(places.record(), *standing));
 }
 
@@ -180,8 +224,12 @@ void sweep(const UpdatePlaces& places, bool keepsStaged) {
     ::rmdir(places.folder.c_str());
 }
 
-Settlement settle(const UpdatePlaces& places) {
-    FileDescriptor lock = Folders::lock(places.folder);
+void discard(const UpdatePlaces& places) {
+    if (!remove(places, places.staged())) moveAside(places, places.staged());
+}
+
+Settlement settle(const UpdatePlaces& places, const Proof& prove) {
+    FileDescriptor lock = awaitLock(places);
     if (!lock) return {};
     if (!Files::exists(places.record())) {
         sweep(places, true);
@@ -193,8 +241,8 @@ Settlement settle(const UpdatePlaces& places) {
     if (standing && inPlace == standing->from) {
         // Killed behind the exchange that gave the old bundle back.
         if (standing->isGivenBack && giveBack(places)) return {};
-        const bool isDue = !standing->isGivenBack && buildOf(places.staged()) == standing->to;
-        if (isDue && Folders::exchange(places.bundle, places.staged())) return {.isExchanged = true};
+        const bool isStaged = !standing->isGivenBack && buildOf(places.staged()) == standing->to;
+        if (isStaged) return exchangeAsArranged(places, prove);
         removeRecord(places);
         return {};
     }

@@ -11,6 +11,7 @@
 //   failed.json   which build did not come up, so that nobody is bothered with it every day
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -37,8 +38,16 @@ struct UpdatePlaces {
     std::string failed() const { return folder + "/failed.json"; }
 };
 
-/// Builds are CFBundleVersion. `starts` counts those of the new build before it was up.
-LARKMOOR_RECORD(UpdateRecord, (std::string, from), (std::string, to), (Int, starts), (bool, isGivenBack))
+/// Builds are CFBundleVersion. `starts` counts those of the new build before it was up. `unneeded` and `untried` are
+/// the process of the last start that ended so.
+LARKMOOR_RECORD(UpdateRecord, (std::string, from), (std::string, to), (Int, starts), (bool, isGivenBack),
+                (std::optional<Int>, unneeded), (std::optional<Int>, untried))
+
+/// Ends of a new build that tell nothing of it.
+enum class StartEnd {
+    unneeded,  ///< another start is the application, or it was told to end
+    untried,   ///< there was no session bus for it, or none any more
+};
 
 LARKMOOR_RECORD(FailedUpdate, (std::string, build), (Int, count))
 
@@ -60,6 +69,9 @@ Folders::Done arrange(const UpdatePlaces& places, const std::string& from, const
 /// Whether the next launch would exchange the bundle, and no process is about that.
 bool isArranged(const UpdatePlaces& places);
 
+/// Whether a new build stands in the bundle's place that was never up.
+bool isInPlace(const UpdatePlaces& places);
+
 /// Puts the staged bundle in the running one's place: one rename. After an error everything is as before.
 Folders::Done exchange(const UpdatePlaces& places, const std::string& from, const std::string& to);
 
@@ -69,8 +81,9 @@ Folders::Done giveBack(const UpdatePlaces& places);
 /// The new build could not be tried: the old bundle is put back without a note, and the update is staged again.
 Folders::Done postpone(const UpdatePlaces& places);
 
-/// The same for a launch that nobody watches over: this start does not count. Its process holds the folder's lock.
-void takeBackStart(const UpdatePlaces& places);
+/// This process, a new build that ends before it is up, says so to its watcher, and its start does not count. It holds
+/// the folder's lock.
+void noteEnd(const UpdatePlaces& places, StartEnd end);
 
 /// The new build is up: from the first step on there is no way back. Then the old bundle goes.
 void complete(const UpdatePlaces& places);
@@ -85,16 +98,25 @@ Folders::Done clear(const UpdatePlaces& places, bool keepsStaged);
 /// The same, and the folder if it is empty then.
 void sweep(const UpdatePlaces& places, bool keepsStaged);
 
+/// Removes the staged bundle, which does not hold what was proven. The caller holds the folder's lock.
+void discard(const UpdatePlaces& places);
+
+/// Whether the bundle is whole and sealed as an update of ours must be; may take a minute at most. The error is in
+/// words.
+using Proof = std::function<Folders::Done(const std::string& bundle)>;
+
 struct Settlement {
     bool isGivenBack = false;  ///< the old build stands under the bundle's name again
     bool isExchanged = false;  ///< the new one stands there, for the first time: somebody must watch over it
+    std::string refusal{};     ///< why what a quit has arranged was not done; it is done never
     FileDescriptor lock{};     ///< to be held until the new build is up, so that no other start settles
 };
 
-/// At each launch, before the application begins: the exchange that a quit has arranged, or what one that was not
-/// completed has left, or a download that was killed. `maxStarts` is counted here. Does nothing while another process
-/// is about it.
-Settlement settle(const UpdatePlaces& places);
+/// At each launch, before the application begins: the exchange that a quit has arranged, once the staged bundle is
+/// proven anew, or what one that was not completed has left, or a download that was killed. `maxStarts` is counted
+/// here. Waits while another launch is about to exchange the bundle; otherwise does nothing while another process is
+/// about it.
+Settlement settle(const UpdatePlaces& places, const Proof& prove);
 
 }  // namespace BundleExchange
 

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <utility>
 
+#include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
 
 namespace larkmoor {
@@ -145,15 +146,29 @@ UpdateInstaller::Installed UpdateInstaller::refuse(const std::string& reason) {
     return std::unexpected{reason};
 }
 
-UpdateInstaller::Installed UpdateInstaller::install() {
+Task<UpdateInstaller::Installed> UpdateInstaller::proveStagedAnew() {
+    const Folders::Identity identity = staged_->identity;
+    Checked proven = co_await options_.prove(places_.staged());
+    // Another check may have brought another update meanwhile.
+    if (proven || !staged_ || staged_->identity != identity || !hold()) co_return proven;
+    staged_.reset();
+    co_await BlockingWork::run([places = places_] { BundleExchange::discard(places); });
+    co_return proven;
+}
+
+Task<UpdateInstaller::Installed> UpdateInstaller::install() {
     Checked done = holdStaged();
-    if (!done) return refuse(done.error());
+    if (done) done = co_await proveStagedAnew();
+    // That took a while.
+    if (done) done = holdStaged();
+    if (done && options_.isBundleNeeded()) done = std::unexpected{std::string{"a migration has begun"}};
+    if (!done) co_return refuse(done.error());
     const StagedUpdate staged = *std::exchange(staged_, std::nullopt);
     done = BundleExchange::exchange(places_, options_.build, staged.build);
-    if (!done) return refuse(done.error());
+    if (!done) co_return refuse(done.error());
     options_.log(fmt::format("build {} is in place of build {}", staged.build, options_.build));
     options_.relaunch();
-    return {};
+    co_return Installed{};
 }
 
 void UpdateInstaller::applyAtQuit() {

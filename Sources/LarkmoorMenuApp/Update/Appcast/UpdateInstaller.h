@@ -9,6 +9,7 @@
 #include <string>
 
 #include "LarkmoorBase/OneShotEvent.h"
+#include "LarkmoorBase/Task.h"
 #include "LarkmoorMenuApp/Update/Appcast/BundleExchange.h"
 
 namespace larkmoor {
@@ -29,6 +30,10 @@ class UpdateInstaller {
     struct Options {
         std::string bundle;  ///< the folder that this process runs from, absolute
         std::string build;   ///< what it was at the launch
+        /// Whether a bundle is whole and sealed as an update must be.
+        std::function<Task<Installed>(std::string bundle)> prove;
+        /// Whether something is at work for which programs of this very bundle are needed.
+        std::function<bool()> isBundleNeeded = [] { return false; };
         /// Ends this application and starts the one that then stands in its place.
         std::function<void()> relaunch;
         std::function<void(std::string)> log;
@@ -56,9 +61,10 @@ class UpdateInstaller {
         if (staged_) staged_->isChosen = true;
     }
 
-    /// Exchanges the bundle for what is staged: one rename. `relaunch` is called after a success; after one that
-    /// failed nothing is staged, until a check has proven it anew.
-    Installed install();
+    /// Proves anew what is staged, which may have waited for days, and exchanges the bundle for it: one rename.
+    /// `relaunch` is called after a success. What does not hold any more is removed; after an exchange that failed
+    /// nothing is staged, until a check has proven it anew.
+    Task<Installed> install();
     /// The last thing before the end of the loop: what is staged goes in at the next launch, which can watch over it.
     /// Not if the person would have to be asked. Takes milliseconds; a failure is logged.
     void applyAtQuit();
@@ -74,6 +80,7 @@ class UpdateInstaller {
     std::expected<void, std::string> checkIsOurs() const;
     std::expected<void, std::string> checkStaged() const;
     std::expected<void, std::string> holdStaged();
+    Task<Installed> proveStagedAnew();
     Installed refuse(const std::string& reason);
 
     const Options options_;

@@ -315,7 +315,7 @@ Task<UpdateSession::Step> UpdateSession::offerInstallation(AppcastItem item) {
         [](UserDriver& driver, UserDriver::Reply reply) { driver.showReadyToInstallAndRelaunch(std::move(reply)); });
     if (choice == UserUpdateChoice::install) {
         tell([](UserDriver& driver) { driver.showInstallingUpdate(); });
-        installNow();
+        co_await install();
     } else if (choice) {
         if (choice == UserUpdateChoice::skip) forgetStaged();
         report([&](UpdaterDelegate& delegate, const Updater& updater) {
@@ -326,14 +326,18 @@ Task<UpdateSession::Step> UpdateSession::offerInstallation(AppcastItem item) {
 }
 
 void UpdateSession::installNow() {
+    spawn(services_.loop, weak_from_this(), [](UpdateSession& self) { return self.install(); });
+}
+
+Task<void> UpdateSession::install() {
     bool relaunches = false;
     report([&relaunches](UpdaterDelegate& delegate, const Updater& updater) {
         relaunches = delegate.updaterShouldRelaunchApplication(updater);
     });
     // It goes in at the quit then.
-    if (!relaunches) return;
-    const auto installed = services_.installer.install();
-    if (installed) return;
+    if (!relaunches) co_return;
+    const auto installed = co_await services_.installer.install();
+    if (installed) co_return;
     if (isShown_) {
         tell([&](UserDriver& driver) { driver.showUpdaterError(installed.error(), [] {}); });
     }

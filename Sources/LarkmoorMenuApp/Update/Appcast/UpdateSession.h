@@ -48,6 +48,7 @@ class UpdateSession : public std::enable_shared_from_this<UpdateSession> {
     Task<Step> offerInstallation(AppcastItem item);
     void awaitInstallation();
     void installNow();
+    Task<void> install();
     void finish(const Step& end);
 
     bool isPassedOver(const AppcastItem& item) const;

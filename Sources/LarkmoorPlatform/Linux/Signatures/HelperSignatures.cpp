@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <utility>
 
 #include "LarkmoorBase/Text.h"
@@ -14,9 +13,6 @@ namespace larkmoor {
 namespace {
 
 namespace protocol = VerifyProtocol;
-
-/// Some gigabytes on a slow disk.
-constexpr std::chrono::minutes budget{10};
 
 std::string text(std::string_view word) { return std::string{word}; }
 
@@ -33,7 +29,7 @@ Task<ProcessResult> HelperSignatures::ask(std::vector<std::string> question, std
                                     .arguments = std::move(question),
                                     .output = ProcessOutputs::Captured{},
                                     .errors = ProcessOutputs::Captured{},
-                                    .budget = budget},
+                                    .budget = options_.budget},
                                    stop);
 }
 

@@ -1,6 +1,7 @@
 // Signatures by the helper program larkmoor-verify, which keeps the arithmetic of Ed25519 out of the resident process.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,8 @@ class HelperSignatures final : public Signatures {
     struct Options {
         std::string helper;  ///< path of larkmoor-verify; opened by the constructor
         std::string build;   ///< ours; a helper of another build answers nothing
+        /// Of a question: some gigabytes on a slow disk.
+        std::chrono::milliseconds budget = std::chrono::minutes{10};
     };
 
     /// `runner` outlives it.
