@@ -164,6 +164,7 @@ Task<void> MenuBar::answerReopen() {
 
 void MenuBar::tick() {
     platform_.client->ensureSubscribed();
+    duties_.updates.lookForUpgrade();
     start(&MenuBar::refresh);
 }
 
@@ -243,6 +244,7 @@ void MenuBar::redrawTrail() { item_->setIcon(recording_.status().icon(), recordi
 void MenuBar::menuWillOpen() {
     start(&MenuBar::refresh);
     modelsTicker_.reset();
+    duties_.updates.lookForUpgrade();
     progress_.menuWillOpen(setupMode_);
     modelsTicker_ = platform_.every(tickerInterval, weakly([](MenuBar& self) { self.progress_.tick(); }));
     startDuty(duties_.supervision.releaseQuitIfHeld);

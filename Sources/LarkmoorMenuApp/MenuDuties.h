@@ -111,6 +111,9 @@ struct MenuDuties {
         std::function<void()> armDailyClock;
 
         // Rows.
+        /// At each tick of the refresh and at each opening of the menu, before the rows are shown: looks whether
+        /// another version was installed in the running bundle's place.
+        std::function<void()> lookForUpgrade;
         /// At launch: `changed` is called when `line` has changed in more than its progress.
         std::function<void(std::function<void()> changed)> attachRow;
         Line line;

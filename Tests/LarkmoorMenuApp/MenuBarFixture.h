@@ -156,6 +156,7 @@ class MenuBarTest : public ::testing::Test {
 
     OneShotEvent* storeWork = nullptr;  ///< that of a migration, and its end
 
+    int looks = 0;  ///< for an upgrade
     // What was done.
     Words asked;  ///< of the daemon
     Words done;   ///< by the duties and the platform, in order
@@ -183,6 +184,7 @@ class MenuBarTest : public ::testing::Test {
                     .migrateAtLaunch = noting("migrate"),
                     .buildUpdater = answering("updater", hasUpdater),
                     .armDailyClock = [this] { done.emplace_back("clock"); },
+                    .lookForUpgrade = [this] { ++looks; },
                     .attachRow = [this](std::function<void()> changed) { updateChanged = std::move(changed); },
                     .line = [this] { return update; },
                     .postponedSentence = [this] { return postponed; },

@@ -11,7 +11,7 @@ namespace larkmoor {
 struct MenuLine {
     /// The row's own progress, shown unchanged.
     using Bar = RowProgress;
-    /// What a click on the row does.
+    /// What a click on the row does: the update goes in, or the version that is installed starts.
     enum class Click { none, installNow };
 
     std::string title;

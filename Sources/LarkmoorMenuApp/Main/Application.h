@@ -15,6 +15,7 @@
 #include "LarkmoorMenuApp/Update/LiveMigrationDance.h"
 #include "LarkmoorMenuApp/Update/PostponementLedger.h"
 #include "LarkmoorMenuApp/Update/UpdateHost.h"
+#include "LarkmoorMenuApp/Update/UpgradeNotice.h"
 #include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
 #include "LarkmoorPlatform/Linux/Applications/HelperAlerts.h"
 #include "LarkmoorPlatform/Linux/Applications/NotificationAlerts.h"
@@ -109,6 +110,7 @@ class Application {
     SpawningProcessRunner runner_{loop_};
     ProcessApplications applications_;
     NotificationAlerts notificationAlerts_{bus_};
+    NotificationAlerts news_{bus_, std::chrono::hours{24}, NotificationAlerts::Manner::news};
     HelperAlerts alerts_;
     PropertyListDefaults defaults_{home_, std::string{ClientInstance::menubarID}};
     UserManager manager_{loop_, bus_};
@@ -141,7 +143,8 @@ class Application {
     PostponementLedger ledger_{ClientInstance::supportRoot(support_)};
     std::shared_ptr<OneShotEvent> storeWork_;  // while a migration has the store to itself
     bool endsWhenStoreRests_ = false;
-    std::unique_ptr<UpdateHost> updates_;  // while there is a menu bar
+    std::unique_ptr<UpdateHost> updates_;     // while there is a menu bar
+    std::shared_ptr<UpgradeNotice> upgrade_;  // the same
     std::shared_ptr<MenuBar> menuBar_;
     BusNameWatch daemonWatch_;
     SingleInstance instance_;

@@ -95,7 +95,19 @@ MenuDuties::Updates Application::updateDuties() {
     });
     MenuDuties::Updates duties = updates_->duties();
     duties.migrateAtLaunch = [this, migrate = duties.migrateAtLaunch] { return migrateAtLaunch(migrate); };
-    return duties;
+    upgrade_ = std::make_shared<UpgradeNotice>(
+        UpgradeNotice::Seams{.loop = loop_,
+                             .places = installer_.places(),
+                             .executable = bundle_.executable,
+                             .running = {.version = bundle_.version, .build = bundle_.build},
+                             .meeting = std::make_shared<LiveMeetingReporter>(client_),
+                             .runner = runner_,
+                             .news = news_,
+                             .every = RepeatingTimer::on(loop_),
+                             .relaunch = [this] { relaunch(); },
+                             .log = [](const std::string& line) { platformLog("[larkmoor-menu] " + line); },
+                             .waiting = waiting});
+    return upgrade_->before(std::move(duties));
 }
 
 }  // namespace larkmoor

@@ -58,6 +58,7 @@ MenuDuties::Updates UpdateHost::duties() {
         .migrateAtLaunch = [this] { return migrateAtLaunch(); },
         .buildUpdater = [this] { return buildUpdaterAtLaunch(); },
         .armDailyClock = [this] { armDailyClock(); },
+        .lookForUpgrade = [] {},
         .attachRow = [this](std::function<void()> changed) { rowChanged_ = std::move(changed); },
         .line = [this] { return UpdateMenuLine::line(rowState_ ? rowState_ : preview_); },
         .postponedSentence = seams_.ledger.sentence,

@@ -52,19 +52,6 @@ std::expected<std::string, std::string> checkProduct(const UpdateProof& proof, c
     return fmt::format("{}/Contents/MacOS/{}", bundle, executable);
 }
 
-/// An update that lacks a library of this machine is better found out now.
-Task<Done> tryToRun(ProcessRunner& runner, std::string executable, std::stop_token stop) {
-    const ProcessResult result = co_await runner.run({.executable = std::move(executable),
-                                                      .arguments = {"--version"},
-                                                      .errors = ProcessOutputs::Captured{},
-                                                      .budget = trialBudget},
-                                                     stop);
-    if (result.end == ProcessEnd{ProcessEnds::Exited{0}}) co_return Done{};
-    const std::string_view words = trimmed(asText(result.errors));
-    co_return refusal(fmt::format("the update does not run on this machine: {}",
-                                  words.empty() ? result.description() : std::string{words}));
-}
-
 Task<Staged> proveBundle(UpdateProof proof, std::string bundle, AppcastItem item, std::stop_token stop) {
     const auto whole = co_await proof.signatures.verifyBundle(bundle, proof.publicKey, stop);
     if (!whole) co_return refusal(whole.error());
@@ -127,6 +114,18 @@ Done stage(const UpdatePlaces& places, const std::string& bundle) {
 }
 
 }  // namespace
+
+Task<Done> tryToRun(ProcessRunner& runner, std::string executable, std::stop_token stop) {
+    const ProcessResult result = co_await runner.run({.executable = std::move(executable),
+                                                      .arguments = {"--version"},
+                                                      .errors = ProcessOutputs::Captured{},
+                                                      .budget = trialBudget},
+                                                     stop);
+    if (result.end == ProcessEnd{ProcessEnds::Exited{0}}) co_return Done{};
+    const std::string_view words = trimmed(asText(result.errors));
+    co_return refusal(fmt::format("the update does not run on this machine: {}",
+                                  words.empty() ? result.description() : std::string{words}));
+}
 
 Task<Done> proveArchive(UpdateProof proof, std::string archive, AppcastItem item, std::stop_token stop) {
     std::error_code failed;

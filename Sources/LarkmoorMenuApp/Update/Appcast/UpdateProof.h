@@ -35,4 +35,8 @@ Task<std::expected<StagedUpdate, std::string>> unpackAndStage(UpdateProof proof,
 Task<std::expected<StagedUpdate, std::string>> proveStaged(UpdateProof proof, UpdatePlaces places, AppcastItem item,
                                                            std::stop_token stop);
 
+/// Whether the bundle's program starts on this machine, such as one that lacks a library does not. The error is in
+/// words.
+Task<std::expected<void, std::string>> tryToRun(ProcessRunner& runner, std::string executable, std::stop_token stop);
+
 }  // namespace larkmoor

@@ -144,9 +144,9 @@ BusMessage NotificationAlerts::notification(const Alert& alert, bool hasMarkup) 
             writer.text(std::to_string(index)).text(alert.buttons[index]);
     });
     constexpr std::uint8_t normal = 1, critical = 2;
+    const bool isQuestion = manner_ == Manner::question && alert.buttons.size() > 1;
     writer.array("{sv}", [&] {
-        // Critical ones stay on the screen, and are shown where others are kept back.
-        writer.property("urgency", "y", [&] { writer.byte(alert.buttons.size() > 1 ? critical : normal); });
+        writer.property("urgency", "y", [&] { writer.byte(isQuestion ? critical : normal); });
         writer.property("desktop-entry", "s", [&] { writer.text("tools.fenwright.larkmoor.menubar"); });
     });
     constexpr std::int32_t never = 0;

@@ -16,8 +16,12 @@ class NotificationAlerts final : public Alerts {
     /// sight.
     static constexpr std::chrono::seconds patience{60};
 
-    explicit NotificationAlerts(SessionBus& bus, std::chrono::milliseconds limit = patience)
-        : bus_(bus), limit_(limit) {}
+    /// Questions are critical, which stay on the screen and are shown where others are kept back. News are not.
+    enum class Manner { question, news };
+
+    explicit NotificationAlerts(SessionBus& bus, std::chrono::milliseconds limit = patience,
+                                Manner manner = Manner::question)
+        : bus_(bus), limit_(limit), manner_(manner) {}
 
     /// Withdraws the last question if it still stands, since nobody would hear the answer.
     ~NotificationAlerts() override;
@@ -32,6 +36,7 @@ class NotificationAlerts final : public Alerts {
 
     SessionBus& bus_;
     const std::chrono::milliseconds limit_;
+    const Manner manner_;
     std::weak_ptr<Question> last_;
 };
 
