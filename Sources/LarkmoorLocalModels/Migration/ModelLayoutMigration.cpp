@@ -75,7 +75,11 @@ ModelLayoutMigration::FolderSeams ModelLayoutMigration::FolderSeams::live(const 
             return {};
         },
         .move = Folders::move,
-        .exchange = Folders::exchange,
+        .exchange =
+            [](const std::string& one, const std::string& other) {
+                const Done done = Folders::makeAbsolute(one);
+                return done ? Folders::exchange(one, other) : done;
+            },
         .copyTree = Folders::copyTree,
         .removeIfEmpty = [](const std::string& path) { ::rmdir(path.c_str()); },
         .removeIfHollow = Folders::removeIfHollow,

@@ -318,6 +318,12 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
              m.plist = HostPlist::agentPlist(m.instance + "/ollama/ollama", "/log", m.folder / "disk");
          },
          Outcome::Migrated{all}, nullptr},
+        {"a store behind a relative link",
+         [](auto& m) {
+             fs::rename(m.instance + "/ollama/models", m.folder / "disk");
+             fs::create_directory_symlink("../../../disk", m.instance + "/ollama/models");
+         },
+         Outcome::Migrated{all}, nullptr},
         {"no runtime", [](auto& m) { fs::remove(m.instance + "/ollama/ollama"); },
          Outcome::MoveFailed{"there is no runtime for the host, neither in ollama nor elsewhere"}, nullptr},
         {"no host comes back", [](auto& m) { m.comesBack = false; }, Outcome::RolledBack{},
