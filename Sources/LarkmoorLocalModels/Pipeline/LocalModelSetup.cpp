@@ -26,8 +26,9 @@ LocalModelSetup::LocalModelSetup(Seams seams) : seams_(std::move(seams)), rows_(
 
 // A pass from outside
 
-void LocalModelSetup::start() {
+void LocalModelSetup::start(std::function<void()> whenEnded) {
     if (running_) return;
+    whenEnded_ = std::move(whenEnded);
     stop_ = {};
     ended_ = std::make_shared<OneShotEvent>(seams_.loop);
     running_ = true;
@@ -52,6 +53,7 @@ Task<void> LocalModelSetup::run() {
     running_ = migrating_ = false;
     publish(true);
     co_await Spawning::toItsEnd([this] { return settle(); });
+    if (whenEnded_) whenEnded_();
     ended_->set();
 }
 

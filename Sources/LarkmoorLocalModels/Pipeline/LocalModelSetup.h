@@ -97,8 +97,8 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
         settled_ = std::move(settled);
     }
 
-    /// Begins a pass, unless one is under way.
-    void start();
+    /// Begins a pass, unless one is under way. `whenEnded` is called when nothing of it moves any more.
+    void start(std::function<void()> whenEnded = {});
     /// Ends the pass, and returns when nothing of it moves any more.
     Task<void> cancel();
     /// Returns when no pass is under way.
@@ -167,6 +167,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     std::stop_source stop_;
     /// Of the last pass; none before the first.
     std::shared_ptr<OneShotEvent> ended_;
+    std::function<void()> whenEnded_;
 };
 
 }  // namespace larkmoor
