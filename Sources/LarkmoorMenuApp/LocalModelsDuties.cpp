@@ -19,6 +19,7 @@
 #include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 #include "LarkmoorLocalModels/Prefetch/ModelPrefetch.h"
 #include "LarkmoorLocalModels/Runtime/ManagedRuntime.h"
+#include "LarkmoorLocalModels/Runtime/RuntimeArchive.h"
 #include "LarkmoorLocalModels/Runtime/RuntimePartials.h"
 #include "LarkmoorPlatform/Folders.h"
 #include "LarkmoorPlatform/Spawn.h"
@@ -238,7 +239,8 @@ Task<std::vector<LocalModelsUndo::Step>> LocalModelsDuties::undoPlan() {
         });
     }
     if (!progress) co_return std::vector<LocalModelsUndo::Step>{};
-    auto steps = co_await BlockingWork::run([progress] { return UndoPlan::of(*progress); });
+    auto steps =
+        co_await BlockingWork::run([progress, support = seams_.support] { return UndoPlan::of(*progress, support); });
     if (!UndoPlan::asksOurHost(*progress) || co_await seams_.host.agentPid()) co_return steps;
     std::erase_if(steps, [&](const LocalModelsUndo::Step& step) {
         const auto* model = step.as<LocalModelsUndo::Step::DeleteModel>();
@@ -252,7 +254,9 @@ Task<std::vector<LocalModelsUndo::Step>> LocalModelsDuties::undoPlan() {
 Task<void> LocalModelsDuties::leaveNoTrace() {
     co_await BlockingWork::run([support = seams_.support, log = seams_.log] {
         LocalModelsProgress::sweepTemporaries(LocalModelsProgress::path(support));
-        sweepStrayTarballs(RuntimePlaces::of(support).temporaryFolder, log);
+        const auto runtime = RuntimePlaces::of(support);
+        sweepStrayTarballs(runtime.temporaryFolder, log);
+        removeUnfinishedUnpacking(runtime.managed());
         SenkoSeed::removeAbandoned(ModelPrefetch::senkoFolder(support));
         removeUnfinishedMoves(support);
         for (const std::string& folder : {ModelsFolder::naming(support), ModelsFolder::speech(support),

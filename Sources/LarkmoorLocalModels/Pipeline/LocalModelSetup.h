@@ -60,6 +60,8 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
         /// Its path.
         std::function<Task<std::expected<std::string, SetupError>>(TransferListener, Stop)> fetchRuntime;
         std::function<Task<bool>(Stop)> hostAnswers;
+        /// Whether the property list on the disk is that of a host of ours.
+        std::function<Task<bool>()> ownsHost;
         std::function<Task<Ended>(std::string binary, Stop)> superviseHost;
         std::function<Task<bool>(Stop)> waitForHost;
         std::function<Task<bool>(Stop)> probeModel;
@@ -129,6 +131,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Task<void> migrationStep();
     Task<bool> pullForMigration();
     Task<void> beginPull();
+    void endPull(bool isWhole);
     Task<void> layoutSecondRound();
     Task<void> modelStep();
     Task<void> meetingModelsStep();
