@@ -6,6 +6,7 @@
 #include <expected>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "LarkmoorBase/FileDescriptor.h"
 
@@ -18,6 +19,7 @@ using Done = std::expected<void, std::string>;
 /// the next move replaces; for a moment both names, and then the next move fails; or the target and a part of the
 /// original under the hidden name ".{name}.moved".
 Done move(const std::string& from, const std::string& to);
+inline constexpr std::string_view asideSuffix = ".moved";
 
 /// Lets a relative link name its target by the whole path, so that it leads there from any folder. Nothing is done to
 /// what is no such link.

@@ -167,6 +167,10 @@ Task<Done> ModelLayoutMigration::moveVoices() {
     haveVoicesMoved_ = !hasOld && !isParked;
     if (haveVoicesMoved_) co_return Done{};
     for (const std::string& child : co_await children(parked)) {
+        if (child.starts_with('.') && child.ends_with(Folders::asideSuffix)) {
+            co_await removeOurs(fmt::format("{}/{}", parked, child));
+            continue;
+        }
         auto done = saying(co_await move(fmt::format("{}/{}", parked, child), fmt::format("{}/{}", voices, child)),
                            fmt::format("{} could not be moved into models/voices", child));
         if (!done) co_return done;

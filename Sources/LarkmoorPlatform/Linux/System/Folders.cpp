@@ -134,7 +134,8 @@ Done move(const std::string& from, const std::string& to) {
     done = copyTree(from, to);
     if (!done) return done;
     // A process that is killed while it removes must not leave both names.
-    const fs::path source{from}, aside = source.parent_path() / fmt::format(".{}.moved", source.filename().string());
+    const fs::path source{from},
+        aside = source.parent_path() / fmt::format(".{}{}", source.filename().string(), asideSuffix);
     std::error_code error;
     fs::remove_all(aside, error);
     if (!error) fs::rename(source, aside, error);
