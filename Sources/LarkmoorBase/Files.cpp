@@ -12,12 +12,22 @@
 #include <system_error>
 
 #include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorBase/FileTemporaries.h"
 
 namespace larkmoor {
 
 std::string FileError::reason() const { return words ? std::string{*words} : std::generic_category().message(code); }
 
 std::string FileError::description() const { return fmt::format("{}: {}", path, reason()); }
+
+namespace {
+
+/// What `mkostemp` replaces by a random text of the same length.
+constexpr std::string_view random = "XXXXXX";
+
+std::string temporaryPrefix(const std::filesystem::path& file) { return fmt::format(".{}.", file.filename().string()); }
+
+}  // namespace
 
 namespace Files {
 
@@ -93,7 +103,7 @@ std::expected<void, FileError> create(const std::string& path, BytesView bytes, 
 
 std::expected<void, FileError> replace(const std::string& path, BytesView bytes, mode_t mode) {
     const std::filesystem::path target{path};
-    std::string temporary = (target.parent_path() / ("." + target.filename().string() + ".XXXXXX")).string();
+    std::string temporary = (target.parent_path() / fmt::format("{}{}", temporaryPrefix(target), random)).string();
     FileDescriptor file{::mkostemp(temporary.data(), O_CLOEXEC)};
     if (!file) return failure(path, errno);
     auto landed = writeAll(file.get(), bytes, path);
@@ -158,5 +168,15 @@ std::optional<std::vector<std::string>> names(const std::string& folder) {
 }
 
 }  // namespace Files
+
+void FileTemporaries::sweep(const std::string& path) {
+    const std::filesystem::path file{path};
+    const std::string prefix = temporaryPrefix(file);
+    for (const std::string& name : Files::names(file.parent_path().string()).value_or(std::vector<std::string>{})) {
+        if (name.starts_with(prefix) && name.size() == prefix.size() + random.size()) {
+            ::unlink((file.parent_path() / name).c_str());
+        }
+    }
+}
 
 }  // namespace larkmoor

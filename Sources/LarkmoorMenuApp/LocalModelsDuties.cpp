@@ -6,8 +6,11 @@
 #include <boost/asio/this_coro.hpp>
 
 #include <filesystem>
+#include <utility>
 
 #include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/FileDescriptor.h"
+#include "LarkmoorBase/FileTemporaries.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorKit/Models/LocalModelsDoor.h"
 #include "LarkmoorKit/Models/LocalModelsMenuLine.h"
@@ -16,10 +19,13 @@
 #include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 #include "LarkmoorLocalModels/Prefetch/ModelPrefetch.h"
 #include "LarkmoorLocalModels/Runtime/ManagedRuntime.h"
+#include "LarkmoorLocalModels/Runtime/RuntimeArchive.h"
 #include "LarkmoorLocalModels/Runtime/RuntimePartials.h"
 #include "LarkmoorPlatform/Folders.h"
 #include "LarkmoorPlatform/Spawn.h"
 #include "LarkmoorResources/SenkoSeed.h"
+#include "LarkmoorWire/Identity/ClientInstance.h"
+#include "LarkmoorWire/Identity/ClientStoreMode.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor {
@@ -48,18 +54,6 @@ Task<void> removeReceipt(std::string support) {
     co_await BlockingWork::run([path = LocalModelsDoor::receiptPath(support)] { ::unlink(path.c_str()); });
 }
 
-/// What `Files::replace` leaves of the file in a process that is killed.
-void removeTemporaries(const std::string& path) {
-    constexpr std::size_t random = 6;
-    const std::filesystem::path file{path};
-    const std::string prefix = fmt::format(".{}.", file.filename().string());
-    for (const std::string& name : Files::names(file.parent_path().string()).value_or(std::vector<std::string>{})) {
-        if (name.starts_with(prefix) && name.size() == prefix.size() + random) {
-            ::unlink((file.parent_path() / name).c_str());
-        }
-    }
-}
-
 /// What a move of the models' folders left that was killed, and folders in which there is nothing.
 void removeUnfinishedMoves(const std::string& support) {
     std::vector<std::string> unfinished{OldModelsLayout::spareRuntime(support)};
@@ -80,7 +74,7 @@ void removeUnfinishedMoves(const std::string& support) {
 Task<void> removeAgent(LocalModelsDuties::RemoveUnit removeUnit, std::string hostLog, std::string plist,
                        std::string label) {
     co_await BlockingWork::run([plist] {
-        removeTemporaries(plist);
+        FileTemporaries::sweep(plist);
         ::unlink(plist.c_str());
     });
     co_await removeUnit(label + ".service");
@@ -88,6 +82,30 @@ Task<void> removeAgent(LocalModelsDuties::RemoveUnit removeUnit, std::string hos
 }
 
 }  // namespace
+
+class LocalModelsDuties::Work {
+  public:
+    /// Null while another process is at work. Where no folder can be made nothing is locked, and the work goes on.
+    /// Blocks.
+    static std::shared_ptr<Work> begin(const std::string& support) {
+        std::string folder = ClientInstance::supportRoot(support) + "/.models-at-work";
+        static_cast<void>(Files::makeFolders(folder, ClientStoreMode::folder));
+        FileDescriptor lock = Folders::lock(folder);
+        if (!lock && Folders::identity(folder)) return nullptr;
+        return std::make_shared<Work>(std::move(folder), std::move(lock));
+    }
+
+    Work(std::string folder, FileDescriptor lock) : folder_(std::move(folder)), lock_(std::move(lock)) {}
+    Work(const Work&) = delete;
+    Work& operator=(const Work&) = delete;
+    ~Work() {
+        if (lock_) ::rmdir(folder_.c_str());
+    }
+
+  private:
+    const std::string folder_;
+    const FileDescriptor lock_;
+};
 
 LocalModelsDuties::Seams LocalModelsDuties::live(const LiveWorkers& workers, LaunchAgents& launchctl,
                                                  RemoveUnit removeUnit) {
@@ -132,12 +150,27 @@ Task<void> LocalModelsDuties::startIfNeeded() {
     decided_->set();
 }
 
+Task<bool> LocalModelsDuties::beginWork() {
+    if (!work_) work_ = co_await BlockingWork::run([support = seams_.support] { return Work::begin(support); });
+    co_return work_ != nullptr;
+}
+
+/// Behind what is still written to the progress file. A cancel keeps the lock for its undo.
+void LocalModelsDuties::endWork() {
+    if (isCancelled_) return;
+    file_->add([work = std::exchange(work_, nullptr)]() mutable { work.reset(); });
+}
+
 Task<void> LocalModelsDuties::decideAtLaunch() {
     // A fresh home has no folder for logs, without which the setup log drops every line.
     co_await BlockingWork::run([logs = std::filesystem::path{seams_.host.logPath()}.parent_path().string()] {
         constexpr mode_t folderMode = 0755;
         static_cast<void>(Files::makeFolders(logs, folderMode));
     });
+    isAnotherAtWork_ = !co_await beginWork();
+    if (isAnotherAtWork_) {
+        co_return seams_.log("models-at-open: nothing to start — another process is at work on the models");
+    }
     co_await seams_.host.capHostIfUncapped();
     co_await seams_.host.reloadIfStale();
     const auto progress = co_await BlockingWork::run([path = progressPath_] {
@@ -153,8 +186,9 @@ Task<void> LocalModelsDuties::decideAtLaunch() {
         co_await removeReceipt(seams_.support);
         seams_.log(fmt::format("models-at-open: the progress file says {} — starting the pipeline in the background",
                                summary(progress)));
-        co_return seams_.setup->start();
+        co_return seams_.setup->start([this] { endWork(); });
     }
+    endWork();
     seams_.log(fmt::format("models-at-open: nothing to start (steps-done={}, migration-due={}, already-started={})",
                            stepsDone, migrationDue, launch_.hasStarted()));
 }
@@ -174,13 +208,24 @@ Task<void> LocalModelsDuties::cancel() {
     co_await removeReceipt(seams_.support);
     if (const auto decided = decided_) co_await decided->wait();
     co_await seams_.setup->cancel();
+    // The other one hears the cancel, too.
+    constexpr int rounds = 120;
+    constexpr std::chrono::milliseconds pace{500};
+    for (int round = 1; !co_await beginWork(); ++round) {
+        if (round == rounds) {
+            co_return seams_.log("cancel-install: another process is still at work on the models — nothing is undone");
+        }
+        co_await seams_.host.pacedPause(pace);
+    }
     co_await LocalModelsUndo::perform(co_await undoPlan(), seams_.undo);
     co_await leaveNoTrace();
     // The receipts go after what they name: a process that is killed before still has them.
-    co_await BlockingWork::run([path = progressPath_, support = seams_.support] {
-        ::unlink(path.c_str());
-        LocalModelsDoor::writeReceipt(LocalModelsDoor::receiptPath(support));
-    });
+    co_await BlockingWork::run(
+        [work = std::exchange(work_, nullptr), path = progressPath_, support = seams_.support]() mutable {
+            ::unlink(path.c_str());
+            work.reset();
+            LocalModelsDoor::writeReceipt(LocalModelsDoor::receiptPath(support));
+        });
 }
 
 /// A launch at which no pass ran undoes what the file tells of the passes before.
@@ -194,7 +239,8 @@ Task<std::vector<LocalModelsUndo::Step>> LocalModelsDuties::undoPlan() {
         });
     }
     if (!progress) co_return std::vector<LocalModelsUndo::Step>{};
-    auto steps = co_await BlockingWork::run([progress] { return UndoPlan::of(*progress); });
+    auto steps =
+        co_await BlockingWork::run([progress, support = seams_.support] { return UndoPlan::of(*progress, support); });
     if (!UndoPlan::asksOurHost(*progress) || co_await seams_.host.agentPid()) co_return steps;
     std::erase_if(steps, [&](const LocalModelsUndo::Step& step) {
         const auto* model = step.as<LocalModelsUndo::Step::DeleteModel>();
@@ -208,7 +254,9 @@ Task<std::vector<LocalModelsUndo::Step>> LocalModelsDuties::undoPlan() {
 Task<void> LocalModelsDuties::leaveNoTrace() {
     co_await BlockingWork::run([support = seams_.support, log = seams_.log] {
         LocalModelsProgress::sweepTemporaries(LocalModelsProgress::path(support));
-        sweepStrayTarballs(RuntimePlaces::of(support).temporaryFolder, log);
+        const auto runtime = RuntimePlaces::of(support);
+        sweepStrayTarballs(runtime.temporaryFolder, log);
+        removeUnfinishedUnpacking(runtime.managed());
         SenkoSeed::removeAbandoned(ModelPrefetch::senkoFolder(support));
         removeUnfinishedMoves(support);
         for (const std::string& folder : {ModelsFolder::naming(support), ModelsFolder::speech(support),

@@ -39,20 +39,29 @@ class LocalModelsDuties {
     MenuDuties::Models make();
 
     Task<void> startIfNeeded();
-    /// Ends the setup, takes away what it made, and writes the receipt for which the journey waits. No pass begins
-    /// afterwards.
+    /// Ends the setup, takes away what it made, and writes the receipt for which the journey waits: after another
+    /// process that is at work, and not at all if that does not end within a minute. No pass begins afterwards.
     Task<void> cancel();
+    /// Whether this launch left the setup to another process that was at work on it.
+    bool isAnotherAtWork() const { return isAnotherAtWork_; }
 
   private:
+    /// While it lives, no other process works on the models.
+    class Work;
+
     void attachProgress(std::function<void()> changed);
     Task<void> decideAtLaunch();
     Task<std::vector<LocalModelsUndo::Step>> undoPlan();
     Task<void> leaveNoTrace();
+    Task<bool> beginWork();
+    void endWork();
 
     Seams seams_;
     std::string progressPath_;
     LocalModelLaunch launch_;
     bool isCancelled_ = false;
+    bool isAnotherAtWork_ = false;
+    std::shared_ptr<Work> work_;                   ///< from the launch's decision to the end of what it started
     std::shared_ptr<OneShotEvent> decided_;        ///< at this launch; null before `startIfNeeded`
     std::optional<LocalModelsProgress> progress_;  ///< the last one published
     /// Writes the progress file; a slow disk must not stop the menu.

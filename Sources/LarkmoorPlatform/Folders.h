@@ -6,6 +6,7 @@
 #include <expected>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "LarkmoorBase/FileDescriptor.h"
 
@@ -13,10 +14,16 @@ namespace larkmoor::Folders {
 
 using Done = std::expected<void, std::string>;
 
-/// Moves a file or folder, to another volume as well. An existing target is a failure. On another volume a process that
-/// is killed leaves the original and perhaps a part of a hidden copy, which the next move replaces; for a moment both
-/// names, and then the next move fails; or the target and a part of the original under the hidden name ".{name}.moved".
+/// Moves a file or folder, to another volume as well. An existing target is a failure; a relative link becomes
+/// absolute. On another volume a process that is killed leaves the original and perhaps a part of a hidden copy, which
+/// the next move replaces; for a moment both names, and then the next move fails; or the target and a part of the
+/// original under the hidden name ".{name}.moved".
 Done move(const std::string& from, const std::string& to);
+inline constexpr std::string_view asideSuffix = ".moved";
+
+/// Lets a relative link name its target by the whole path, so that it leads there from any folder. Nothing is done to
+/// what is no such link.
+Done makeAbsolute(const std::string& link);
 
 /// Each takes the name of the other, at one stroke. Both exist, on one volume.
 Done exchange(const std::string& one, const std::string& other);

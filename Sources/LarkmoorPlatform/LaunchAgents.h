@@ -19,7 +19,7 @@ class LaunchAgents {
     static constexpr int inputOutputError = 5;  ///< the property list cannot be loaded, or the job not be started
     static constexpr int inProgress = 36;       ///< requested, but not finished in time
     static constexpr int couldNotFind = 113;    ///< no such job
-    static constexpr int isDisabled = 119;      ///< the user disabled it
+    static constexpr int isDisabled = 119;      ///< the user disabled it, or has a job of that name
 
     virtual ~LaunchAgents() = default;
 

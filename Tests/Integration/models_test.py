@@ -144,6 +144,14 @@ class LocalModels(unittest.TestCase):
         home.finish_pass()
         self.assertIn("nothing to start", home.log)
 
+    def test_one_process_at_a_time_is_at_work(self):
+        running = self.home.pass_until("first-byte")
+        second = self.home.start_pass()
+        self.assertIn("another process is at work on the models", second.communicate(timeout=60)[1])
+        self.assertEqual(second.returncode, 1)
+        running.communicate(timeout=120)
+        self.assertEqual((running.returncode, self.release.downloads), (0, 1))
+
     def test_a_cancel_leaves_what_was_there_before_the_first_pass(self):
         for killed, cancelled in ((None, "vad → pending"), (None, "first-byte"), (None, "host → active"), (None, '"phase"'),
                                   ("request-start", "host → pending"), ("unpack-done", "models-at-open"), ("host → done", "inventory"),

@@ -94,6 +94,7 @@ class Machine {
     }
 
     bool isCancelled() const { return isCancelled_; }
+    bool isAnotherAtWork() const { return duties_.isAnotherAtWork(); }
     const std::string& lost() const { return lost_; }
 
   private:
@@ -149,6 +150,9 @@ Outcome pass(const Arguments& arguments) {
     auto progress = machine.pass();
     if (!progress) return {.status = Outcome::failed, .errors = "there is no session bus: " + machine.lost()};
     if (machine.isCancelled()) return {.status = Outcome::failed, .errors = "cancelled, and undone"};
+    if (machine.isAnotherAtWork()) {
+        return {.status = Outcome::failed, .errors = "another process is at work on the models"};
+    }
     // Nothing was to be done here: what the passes before did stands in the file.
     if (const auto kept = LocalModelsProgress::read(LocalModelsProgress::path(support()))) progress = kept;
     const auto document = progress->encoded();

@@ -7,6 +7,7 @@
 #include "LarkmoorKit/Models/LocalModelsMenuLine.h"
 #include "LarkmoorKit/Models/LocalModelsUndo.h"
 #include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
+#include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor::models {
 
@@ -32,7 +33,7 @@ Outcome undo(const Arguments& arguments) {
     if (arguments.plan.empty()) return {.status = Outcome::wrongUsage, .errors = "undo wants --plan FILE"};
     const auto progress = LocalModelsProgress::read(arguments.plan);
     if (!progress) return {.status = Outcome::failed, .errors = arguments.plan + " is no progress file"};
-    const auto steps = UndoPlan::of(*progress);
+    const auto steps = UndoPlan::of(*progress, ModelsFolder::defaultSupport());
     std::vector<std::string> lines = LocalModelsUndo::describe(steps);
     if (!arguments.json) {
         for (std::string& line : lines) line += '\n';

@@ -75,7 +75,11 @@ ModelLayoutMigration::FolderSeams ModelLayoutMigration::FolderSeams::live(const 
             return {};
         },
         .move = Folders::move,
-        .exchange = Folders::exchange,
+        .exchange =
+            [](const std::string& one, const std::string& other) {
+                const Done done = Folders::makeAbsolute(one);
+                return done ? Folders::exchange(one, other) : done;
+            },
         .copyTree = Folders::copyTree,
         .removeIfEmpty = [](const std::string& path) { ::rmdir(path.c_str()); },
         .removeIfHollow = Folders::removeIfHollow,
@@ -163,6 +167,10 @@ Task<Done> ModelLayoutMigration::moveVoices() {
     haveVoicesMoved_ = !hasOld && !isParked;
     if (haveVoicesMoved_) co_return Done{};
     for (const std::string& child : co_await children(parked)) {
+        if (child.starts_with('.') && child.ends_with(Folders::asideSuffix)) {
+            co_await removeOurs(fmt::format("{}/{}", parked, child));
+            continue;
+        }
         auto done = saying(co_await move(fmt::format("{}/{}", parked, child), fmt::format("{}/{}", voices, child)),
                            fmt::format("{} could not be moved into models/voices", child));
         if (!done) co_return done;

@@ -117,6 +117,14 @@ Task<ModelMigration::Outcome> migrateModel(LiveWorkers live, RuntimeSetup runtim
     co_return co_await migration.run();
 }
 
+/// A list with our label that is not of our writing names another executable, and nothing runs by it.
+Task<bool> ownsHost(LiveWorkers live) {
+    const auto binary = HostPlist::supervisedBinary(co_await live.host.plistText());
+    if (!binary) co_return false;
+    const auto ours = RuntimePlaces::of(live.support).ourBinaries;
+    co_return std::ranges::find(ours, *binary) != ours.end() || co_await live.host.agentPid();
+}
+
 /// A host of the user's that is too busy to answer has the port: one of ours beside it could not come up.
 Task<std::expected<void, SetupError>> superviseHost(LiveWorkers live, std::string binary, Stop stop) {
     const auto answer = co_await live.http.send({.url = live.endpoint + "/api/tags", .timeout = answerPatience}, stop);
@@ -196,6 +204,7 @@ LocalModelSetup::TrioWorkers LiveWorkers::workers() const {
                 return larkmoor::fetchRuntime(runtime(std::move(stop)), std::move(progress));
             },
         .hostAnswers = [asked](Stop stop) { return larkmoor::hostAnswers(asked(std::move(stop))); },
+        .ownsHost = [live = *this] { return larkmoor::ownsHost(live); },
         .superviseHost = [live = *this](
                              std::string binary,
                              Stop stop) { return larkmoor::superviseHost(live, std::move(binary), std::move(stop)); },

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 #include "LarkmoorPlatform/Spawn.h"
 #include "LarkmoorWire/Models/LocalModel.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
@@ -26,8 +27,9 @@ LocalModelSetup::LocalModelSetup(Seams seams) : seams_(std::move(seams)), rows_(
 
 // A pass from outside
 
-void LocalModelSetup::start() {
+void LocalModelSetup::start(std::function<void()> whenEnded) {
     if (running_) return;
+    whenEnded_ = std::move(whenEnded);
     stop_ = {};
     ended_ = std::make_shared<OneShotEvent>(seams_.loop);
     running_ = true;
@@ -52,6 +54,7 @@ Task<void> LocalModelSetup::run() {
     running_ = migrating_ = false;
     publish(true);
     co_await Spawning::toItsEnd([this] { return settle(); });
+    if (whenEnded_) whenEnded_();
     ended_->set();
 }
 
@@ -158,6 +161,8 @@ Task<void> LocalModelSetup::runtimeStep() {
 
 Task<void> LocalModelSetup::hostStep() {
     if (isCancelled()) co_return quietSkip(hostRow, wasCancelled);
+    // A progress file that was lost told of it.
+    if (!claimed_.agentPlist && co_await seams_.workers.ownsHost()) claimed_.agentPlist = seams_.agentPlist;
     if (co_await seams_.workers.hostAnswers(stop_.get_token())) {
         // It may have come up since, with a store of its own.
         co_await takeInventory();
@@ -195,7 +200,8 @@ Task<void> LocalModelSetup::migrationStep() {
             snapshotReceipts_, wasCutShort, [this](const std::string&) { return pullForMigration(); },
             stop_.get_token());
     });
-    if (outcome.is<ModelMigration::Outcome::RolledBack>()) co_await seams_.workers.waitForHost(stop_.get_token());
+    // The undo of a cancel asks the host that is being put back, and so do the steps behind this one.
+    if (outcome.is<ModelMigration::Outcome::RolledBack>()) co_await seams_.workers.waitForHost({});
     migrating_ = false;
     // Of the old model nothing is left to do, unless an earlier migration's end could not be made good.
     if (!outcome.is<ModelMigration::Outcome::NotNeeded>()) claimed_.oldModelWasOurs.reset();
@@ -206,22 +212,29 @@ Task<void> LocalModelSetup::migrationStep() {
 Task<bool> LocalModelSetup::pullForMigration() {
     if (ModelMigration::mayDeleteOldModel(snapshotReceipts_)) claimed_.oldModelWasOurs = true;
     co_await beginPull();
-    co_return (co_await seams_.workers.pullModel(transfers(std::string{modelRow}), stop_.get_token())).has_value();
+    const auto pulled = co_await seams_.workers.pullModel(transfers(std::string{modelRow}), stop_.get_token());
+    endPull(pulled.has_value());
+    co_return pulled.has_value();
 }
 
 /// Before the first byte, so that a cancel amid the pull knows what to remove.
 Task<void> LocalModelSetup::beginPull() {
     installed_.pulledModel = LocalModel::titleModel;
     installed_.pullBeganAt = secondsSince1970(seams_.now());
+    claimed_ = UndoPlan::merged(std::move(claimed_), installed_);
     set(modelRow, RowState::Active{0.0});
     co_await settle();
+}
+
+/// A pull that failed made no model: one of that name is the user's from now on. What a cancel has stopped is undone.
+void LocalModelSetup::endPull(bool isWhole) {
+    if (!isWhole && !isCancelled()) claimed_.pulledModel.reset();
 }
 
 Task<ModelLayoutMigration::Outcome> LocalModelSetup::migrateLayout() {
     auto outcome = co_await seams_.workers.migrateLayout(
         snapshotReceipts_, [this](Receipts moved) { return settleReceipts(std::move(moved)); }, stop_.get_token());
-    // The steps behind it ask the host that is being put back.
-    if (outcome.is<ModelLayoutMigration::Outcome::RolledBack>()) co_await seams_.workers.waitForHost(stop_.get_token());
+    if (outcome.is<ModelLayoutMigration::Outcome::RolledBack>()) co_await seams_.workers.waitForHost({});
     co_return outcome;
 }
 
@@ -259,6 +272,7 @@ Task<void> LocalModelSetup::modelStep() {
     if (!isDone(hostRow)) co_return quietSkip(modelRow, "no model host this run — nothing to pull from");
     co_await beginPull();
     const auto pulled = co_await seams_.workers.pullModel(transfers(std::string{modelRow}), stop_.get_token());
+    endPull(pulled.has_value());
     if (!pulled) co_return quietSkip(modelRow, pulled.error().message);
     set(modelRow, RowState::Done{"downloaded"});
 }

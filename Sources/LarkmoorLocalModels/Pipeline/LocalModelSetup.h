@@ -60,6 +60,8 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
         /// Its path.
         std::function<Task<std::expected<std::string, SetupError>>(TransferListener, Stop)> fetchRuntime;
         std::function<Task<bool>(Stop)> hostAnswers;
+        /// Whether the property list on the disk is that of a host of ours.
+        std::function<Task<bool>()> ownsHost;
         std::function<Task<Ended>(std::string binary, Stop)> superviseHost;
         std::function<Task<bool>(Stop)> waitForHost;
         std::function<Task<bool>(Stop)> probeModel;
@@ -97,8 +99,8 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
         settled_ = std::move(settled);
     }
 
-    /// Begins a pass, unless one is under way.
-    void start();
+    /// Begins a pass, unless one is under way. `whenEnded` is called when nothing of it moves any more.
+    void start(std::function<void()> whenEnded = {});
     /// Ends the pass, and returns when nothing of it moves any more.
     Task<void> cancel();
     /// Returns when no pass is under way.
@@ -129,6 +131,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     Task<void> migrationStep();
     Task<bool> pullForMigration();
     Task<void> beginPull();
+    void endPull(bool isWhole);
     Task<void> layoutSecondRound();
     Task<void> modelStep();
     Task<void> meetingModelsStep();
@@ -167,6 +170,7 @@ class LocalModelSetup : public std::enable_shared_from_this<LocalModelSetup> {
     std::stop_source stop_;
     /// Of the last pass; none before the first.
     std::shared_ptr<OneShotEvent> ended_;
+    std::function<void()> whenEnded_;
 };
 
 }  // namespace larkmoor

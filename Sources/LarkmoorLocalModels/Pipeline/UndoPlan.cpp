@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorLocalModels/Pipeline/Inventory.h"
 #include "LarkmoorLocalModels/Pull/ModelPull.h"
+#include "LarkmoorLocalModels/Runtime/RuntimeProof.h"
 #include "LarkmoorWire/Models/LocalModel.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
 
@@ -15,6 +17,8 @@ namespace larkmoor::UndoPlan {
 namespace {
 
 using Step = LocalModelsUndo::Step;
+
+constexpr std::string_view runtimeName = "ollama";
 
 /// When a step has its turn: the host must live to delete a model, and be gone before its folders go.
 int turn(const Step& step) {
@@ -57,6 +61,14 @@ Receipts standing(Receipts claims, const Receipts& installed) {
     return claims;
 }
 
+/// Whether the model that we pulled into another store may be in ours by now, or a part of it: a migration that is
+/// killed or put back leaves it there.
+bool hasMovedIntoOurs(const Receipts& receipts, const std::string& ours) {
+    return receipts.ollama && receipts.ollama->folder != ours &&
+           LocalModelsUndo::weInstalled(LocalModel::titleModel, receipts) && Files::exists(ours) &&
+           holdsOursAlone(ours);
+}
+
 LocalModelsProgress::Row row(const LocalModelsProgress& progress, std::string_view id) {
     const auto found = std::ranges::find(progress.rows, id, &LocalModelsProgress::Row::id);
     return found != progress.rows.end() ? *found : LocalModelsProgress::Row{};
@@ -69,21 +81,35 @@ std::string_view modelState(const LocalModelsProgress& progress) {
     return {};
 }
 
-/// A runtime of an older build has the models in its folder: these stay, whoever put them there.
-void spareModels(std::vector<Step>& steps) {
+/// What of a folder goes, if not all of it does. A runtime of an older build has the models in its folder: these stay,
+/// whoever put them there. Behind a link of the user's only what we brought is ours, the proof that tells it last.
+std::optional<std::vector<std::string>> entriesToRemove(const std::string& folder) {
+    std::vector<std::string> entries;
+    const std::string binary = fmt::format("{}/{}", folder, runtimeName), proof = RuntimeProof::path(binary);
+    std::error_code failed;
+    if (std::filesystem::is_symlink(folder, failed)) entries = RuntimeProof::entries(binary);
+    if (!entries.empty()) {
+        if (std::ranges::find(entries, runtimeName) == entries.end()) entries.emplace_back(runtimeName);
+        entries.push_back(std::filesystem::path{proof}.filename().string());
+        return entries;
+    }
+    if (Inventory::take(fmt::format("{}/{}", folder, ModelsFolder::modelsRootName)).models.empty()) return std::nullopt;
+    entries = Files::names(folder).value_or(std::vector<std::string>{});
+    std::erase(entries, ModelsFolder::modelsRootName);
+    return entries;
+}
+
+void spareTheUsers(std::vector<Step>& steps) {
     std::vector<Step> spared;
     for (Step& step : steps) {
         const auto* folder = step.as<Step::RemoveDirectory>();
-        const std::string store =
-            folder != nullptr ? fmt::format("{}/{}", folder->path, ModelsFolder::modelsRootName) : "";
-        if (store.empty() || Inventory::take(store).models.empty()) {
+        const auto entries = folder != nullptr ? entriesToRemove(folder->path) : std::nullopt;
+        if (!entries) {
             spared.push_back(std::move(step));
             continue;
         }
-        for (const std::string& name : Files::names(folder->path).value_or(std::vector<std::string>{})) {
-            if (name != ModelsFolder::modelsRootName) {
-                spared.emplace_back(Step::RemoveDirectory{fmt::format("{}/{}", folder->path, name)});
-            }
+        for (const std::string& name : *entries) {
+            spared.emplace_back(Step::RemoveDirectory{fmt::format("{}/{}", folder->path, name)});
         }
     }
     steps = std::move(spared);
@@ -111,8 +137,11 @@ Receipts merged(Receipts claimed, const Receipts& installed) {
 
 Receipts claims(const LocalModelsProgress& progress) {
     auto claims = merged(progress.claimed.value_or(Receipts{}), progress.installed);
-    // A pull that failed made no model: one of that name is the user's from now on. One that is done left no part.
-    if (modelState(progress) == LocalModelsProgress::Row::skipped) claims.pulledModel.reset();
+    // Of a row that is skipped the receipt may be that of a pull that failed; a claim is given up with such a one, and
+    // stays where nothing was pulled. A pull that is done left no part.
+    if (modelState(progress) == LocalModelsProgress::Row::skipped) {
+        claims.pulledModel = progress.claimed ? progress.claimed->pulledModel : std::nullopt;
+    }
     if (modelState(progress) == LocalModelsProgress::Row::done) claims.pullBeganAt.reset();
     // Before its first byte came, or its end, it may turn out to have been there.
     const auto speech = row(progress, "asr");
@@ -121,7 +150,7 @@ Receipts claims(const LocalModelsProgress& progress) {
     return claims;
 }
 
-std::vector<Step> of(const LocalModelsProgress& progress) {
+std::vector<Step> of(const LocalModelsProgress& progress, const std::string& support) {
     Receipts installed = progress.installed;
     Receipts claimed = progress.claimed ? standing(*progress.claimed, installed) : Receipts{};
     for (Receipts* each : {&installed, &claimed}) {
@@ -130,6 +159,8 @@ std::vector<Step> of(const LocalModelsProgress& progress) {
     }
     std::vector<Step> steps = LocalModelsUndo::planNow(installed);
     for (Step& step : LocalModelsUndo::planNow(claimed)) add(std::move(step), steps);
+    const std::string ours = ModelsFolder::namingStore(support);
+    if (hasMovedIntoOurs(installed, ours) || hasMovedIntoOurs(claimed, ours)) add(Step::RemoveModelFolder{ours}, steps);
     // A pull that was killed may have left the model under the mirror's name.
     const auto& first = claimed.ollama ? claimed.ollama : installed.ollama;
     const std::string mirror{ModelPull::mirrorModel};
@@ -138,7 +169,7 @@ std::vector<Step> of(const LocalModelsProgress& progress) {
     if (hasPulled && first && !holds(first->models, mirror) && holds(Inventory::take(first->folder).models, mirror)) {
         add(Step::DeleteModel{mirror}, steps);
     }
-    spareModels(steps);
+    spareTheUsers(steps);
     return steps;
 }
 

@@ -2,6 +2,7 @@
 // become the user's since.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "LarkmoorKit/Models/LocalModelsProgress.h"
@@ -20,10 +21,11 @@ Receipts merged(Receipts claimed, const Receipts& installed);
 Receipts claims(const LocalModelsProgress& progress);
 
 /// The steps of what is installed and of what is claimed, each once, in the order of `LocalModelsUndo::plan`. Of the
-/// claims only what is on the disk counts, and no store goes that holds a model of the user's by now, nor
-/// the models in the runtime's folder of an older build. Blocks as long as
-/// the disk does.
-std::vector<LocalModelsUndo::Step> of(const LocalModelsProgress& progress);
+/// claims only what is on the disk counts, and no store goes that holds a model of the user's by now, nor the models in
+/// the runtime's folder of an older build, nor what else is behind a link to the runtime's folder. Where a pull into
+/// another store was on its way into ours, ours goes, too. `support` is Application Support. Blocks as long as the disk
+/// does.
+std::vector<LocalModelsUndo::Step> of(const LocalModelsProgress& progress, const std::string& support);
 
 /// Whether the models to be deleted are in our own store, of which our own host alone may be asked: where that does not
 /// run, another of the user's may have its port, with models of its own.

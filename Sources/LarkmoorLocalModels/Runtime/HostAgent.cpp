@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/FileTemporaries.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorLocalModels/Runtime/HostPlist.h"
 #include "LarkmoorLocalModels/Store/ModelStore.h"
@@ -78,6 +79,7 @@ Task<HostAgent::Ended> HostAgent::replacePlist(std::string text) {
             auto made = Files::makeFolders(std::filesystem::path{file}.parent_path().string(), folderMode);
             if (!made) return made;
         }
+        FileTemporaries::sweep(path);
         return Files::replace(path, asBytes(text), plistMode);
     });
     if (!written) co_return failed(written.error().description());

@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <optional>
 #include <system_error>
+#include <vector>
 
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/SHA256.h"
@@ -69,11 +71,15 @@ Done place(const std::string& binary, const RuntimeRelease& release) {
     const std::string proof = RuntimeProof::path(binary);
     std::error_code failed;
     if (fs::exists(staging / fs::path{proof}.filename(), failed)) return refusal("it brings its own proof");
-    // By a link it may be a folder of the user's, of which nothing is replaced.
-    if (fs::is_symlink(folder, failed) && !fs::exists(proof, failed)) {
-        for (const std::string& name : Files::names(staging.string()).value_or(std::vector<std::string>{})) {
-            if (fs::exists(folder / name, failed))
-                return refusal(fmt::format("{} is not ours", (folder / name).string()));
+    // By a link it may be a folder of the user's, of which nothing is replaced, and what is ours is written down.
+    std::vector<std::string> entries;
+    if (fs::is_symlink(folder, failed)) {
+        entries = Files::names(staging.string()).value_or(std::vector<std::string>{});
+        const auto ours = RuntimeProof::entries(binary);
+        const bool isOurs = ours.empty() && fs::exists(proof, failed);
+        for (const std::string& name : entries) {
+            if (isOurs || std::ranges::find(ours, name) != ours.end() || !fs::exists(folder / name, failed)) continue;
+            return refusal(fmt::format("{} is not ours", (folder / name).string()));
         }
     }
     const auto digest = digestOf(staging / release.executable);
@@ -88,7 +94,7 @@ Done place(const std::string& binary, const RuntimeRelease& release) {
         fs::create_symlink(release.executable, binary, failed);
         if (failed) return failure(binary, failed);
     }
-    if (auto written = RuntimeProof::write(binary, *digest); !written) {
+    if (auto written = RuntimeProof::write(binary, *digest, entries); !written) {
         return std::unexpected(SetupError{written.error().description()});
     }
     return {};
@@ -119,6 +125,11 @@ Done prove(const std::string& archive, const std::string& pin) {
 
 }  // namespace
 
+void removeUnfinishedUnpacking(const std::string& binary) {
+    std::error_code ignored;
+    fs::remove_all(stagingIn(fs::path{binary}.parent_path()), ignored);
+}
+
 Task<std::expected<void, SetupError>> unpackPinned(ProcessRunner& runner, std::string archive, std::string binary,
                                                    RuntimeRelease release, std::stop_token stop) {
     auto done = co_await BlockingWork::run([archive, pin = release.fingerprint] { return prove(archive, pin); });
@@ -131,9 +142,8 @@ Task<std::expected<void, SetupError>> unpackPinned(ProcessRunner& runner, std::s
                                 std::string{wouldNotUnpack}, stop);
     }
     if (done) done = co_await BlockingWork::run([binary, release] { return place(binary, release); });
-    co_await BlockingWork::run([staging] {
-        std::error_code ignored;
-        fs::remove_all(staging, ignored);
+    co_await BlockingWork::run([binary] {
+        removeUnfinishedUnpacking(binary);
         returnFreedMemory();
     });
     co_return done;

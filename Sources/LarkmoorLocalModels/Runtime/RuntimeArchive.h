@@ -20,10 +20,14 @@ namespace larkmoor {
 
 /// Unpacks into the folder of `binary`, which is made with mode 0700, and proves `binary`; an executable that the
 /// archive has elsewhere is reached from there by a relative link. An archive without the executable is no error, and
-/// proves nothing. An archive of another fingerprint is deleted. After an error nothing of the archive is left, unless
-/// it came amid the renames; then what is there is not proven, and the next unpacking replaces it. Main thread; its
-/// slow work runs elsewhere.
+/// proves nothing. Where the folder is reached by a link nothing of the user's in it is replaced, and what came is
+/// written down in the proof. An archive of another fingerprint is deleted. After an error nothing of the archive is
+/// left, unless it came amid the renames; then what is there is not proven, and the next unpacking replaces it. Main
+/// thread; its slow work runs elsewhere.
 Task<std::expected<void, SetupError>> unpackPinned(ProcessRunner& runner, std::string archive, std::string binary,
                                                    RuntimeRelease release, std::stop_token stop = {});
+
+/// Removes what a killed unpacking left in the folder of `binary`. Failures are ignored; blocks.
+void removeUnfinishedUnpacking(const std::string& binary);
 
 }  // namespace larkmoor

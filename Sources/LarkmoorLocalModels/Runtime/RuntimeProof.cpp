@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <sstream>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/SHA256.h"
@@ -16,8 +17,25 @@ namespace larkmoor {
 
 std::string RuntimeProof::path(const std::string& binary) { return binary + ".sha256"; }
 
-std::expected<void, FileError> RuntimeProof::write(const std::string& binary, const std::string& digest) {
-    return Files::replace(path(binary), asBytes(digest + "\n"), ClientStoreMode::file);
+std::expected<void, FileError> RuntimeProof::write(const std::string& binary, const std::string& digest,
+                                                   const std::vector<std::string>& entries) {
+    std::string text = digest + "\n";
+    for (const std::string& entry : entries) text += entry + "\n";
+    return Files::replace(path(binary), asBytes(text), ClientStoreMode::file);
+}
+
+std::vector<std::string> RuntimeProof::entries(const std::string& binary) {
+    const auto recorded = Files::read(path(binary));
+    if (!recorded) return {};
+    std::vector<std::string> names;
+    std::istringstream lines{std::string{asText(*recorded)}};
+    std::string line;
+    std::getline(lines, line);  // the digest
+    while (std::getline(lines, line)) {
+        const bool isName = !line.empty() && line != "." && line != ".." && !line.contains('/');
+        if (isName) names.push_back(line);
+    }
+    return names;
 }
 
 std::expected<void, std::string> RuntimeProof::check(const std::string& binary) {
@@ -32,7 +50,7 @@ std::expected<void, std::string> RuntimeProof::check(const std::string& binary) 
     if (!recorded) return std::unexpected(recorded.error().description());
     const auto digest = SHA256::ofFile(binary);
     if (!digest) return std::unexpected(digest.error().description());
-    const std::string_view expected = trimmed(asText(*recorded));
+    const std::string_view text = asText(*recorded), expected = trimmed(text.substr(0, text.find('\n')));
     if (*digest == expected) return {};
     return std::unexpected(fmt::format("{}: expected {}, got {}", binary, expected.substr(0, digest->size()), *digest));
 }

@@ -7,6 +7,7 @@
 
 #include <expected>
 #include <string>
+#include <vector>
 
 #include "LarkmoorBase/Files.h"
 
@@ -15,8 +16,13 @@ namespace larkmoor::RuntimeProof {
 /// "{binary}.sha256"
 std::string path(const std::string& binary);
 
-/// Writes the proof, with mode 0600, in one rename.
-std::expected<void, FileError> write(const std::string& binary, const std::string& digest);
+/// Writes the proof, with mode 0600, in one rename. `entries` are the names in the binary's folder that came with it,
+/// where that is a folder of the user's.
+std::expected<void, FileError> write(const std::string& binary, const std::string& digest,
+                                     const std::vector<std::string>& entries = {});
+
+/// The names that `write` took.
+std::vector<std::string> entries(const std::string& binary);
 
 /// The error says what is wrong, in words. Reads the whole executable; any thread.
 std::expected<void, std::string> check(const std::string& binary);

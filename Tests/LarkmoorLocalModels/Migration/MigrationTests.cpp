@@ -24,6 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::Contains;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using Ended = ModelMigration::Ended;
 using Receipts = LocalModelsProgress::Receipts;
 
@@ -278,7 +279,12 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
     const std::vector<std::string> all{"voices", "speech", "naming"};
     const std::vector<Case> cases{
         {"whole", [](auto&) {}, Outcome::Migrated{all}, "models moved to one folder (voices, speech, naming)"},
-        {"parked", [](auto& m) { fs::rename(m.instance + "/Models", m.instance + "/Models.m1575-moving"); },
+        {"parked",
+         [](auto& m) {
+             fs::rename(m.instance + "/Models", m.instance + "/Models.m1575-moving");
+             // Of a move to another volume that was killed.
+             m.write(m.instance + "/Models.m1575-moving/.old.moved/part");
+         },
          Outcome::Migrated{all}, "model-layout: a previous run left the old voices folder parked — picking it up"},
         {"the store is not ours", [](auto& m) { m.plist = HostPlist::agentPlist("/b", "/log", {}); },
          Outcome::RuntimePending{{"voices", "speech"}},
@@ -318,6 +324,12 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
              m.plist = HostPlist::agentPlist(m.instance + "/ollama/ollama", "/log", m.folder / "disk");
          },
          Outcome::Migrated{all}, nullptr},
+        {"a store behind a relative link",
+         [](auto& m) {
+             fs::rename(m.instance + "/ollama/models", m.folder / "disk");
+             fs::create_directory_symlink("../../../disk", m.instance + "/ollama/models");
+         },
+         Outcome::Migrated{all}, nullptr},
         {"no runtime", [](auto& m) { fs::remove(m.instance + "/ollama/ollama"); },
          Outcome::MoveFailed{"there is no runtime for the host, neither in ollama nor elsewhere"}, nullptr},
         {"no host comes back", [](auto& m) { m.comesBack = false; }, Outcome::RolledBack{},
@@ -337,6 +349,7 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         const bool hadHost = machine.plist.has_value();
         EXPECT_TRUE(machine.migrateLayout() == each.outcome);
         EXPECT_EQ(machine.plist.has_value(), hadHost);
+        EXPECT_THAT(machine.files(), Not(Contains(HasSubstr(".moved"))));
         EXPECT_TRUE(fs::exists(*machine.receipts->senkoDir) || each.outcome.is<Outcome::NotNeeded>());
         if (each.said != nullptr) EXPECT_THAT(machine.log, Contains(each.said));
         if (each.outcome.is<Outcome::RolledBack>() || each.outcome.is<Outcome::Migrated>()) {

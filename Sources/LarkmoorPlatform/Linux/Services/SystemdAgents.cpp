@@ -86,7 +86,7 @@ Task<bool> SystemdLaunchAgents::isCurrent(std::string listPath) {
     if (!unit) co_return true;
     const auto unitState = co_await units_.state(unit->name);
     // What the user has disabled is not ours to load anew.
-    if (!unitState || !unitState->source || unitState->isDisabledByUser()) co_return true;
+    if (!unitState || !unitState->source || unitState->isDisabledByUser() || unitState->isUsers) co_return true;
     co_return unitState->text == unit->text;
 }
 
@@ -99,7 +99,7 @@ Task<ExitStatus> SystemdLaunchAgents::bootstrap(std::string domainTarget, std::s
     }
     const auto unitState = co_await units_.state(unit->name);
     if (!unitState) co_return statusOf(unitState.error(), unit->name);
-    if (unitState->isDisabledByUser()) co_return isDisabled;
+    if (unitState->isDisabledByUser() || unitState->isUsers) co_return isDisabled;
     co_return statusOf(co_await units_.install(*unit), unit->name);
 }
 
@@ -116,8 +116,9 @@ Task<ExitStatus> SystemdLaunchAgents::bootout(std::string serviceTarget) {
     const std::string unit = unitOf(serviceTarget);
     const auto unitState = co_await units_.state(unit);
     if (!unitState) co_return statusOf(unitState.error(), unit);
-    // Our mask would hide that the user disabled it, and a bootstrap that lifts the mask would enable it again.
-    if (unitState->isDisabledByUser()) co_return isDisabled;
+    // Our mask would hide that the user disabled it, and a bootstrap that lifts the mask would enable it again. On a
+    // unit of the user's own it has no effect.
+    if (unitState->isDisabledByUser() || unitState->isUsers) co_return isDisabled;
     const auto stopped = co_await manager_.stop(unit);
     if (!stopped) co_return statusOf(stopped.error(), unit);
     if (const auto masked = co_await manager_.maskRuntime(unit); !masked) co_return statusOf(masked.error(), unit);

@@ -84,6 +84,19 @@ Done copyTree(const std::string& from, const std::string& to) {
     return done;
 }
 
+Done makeAbsolute(const std::string& link) {
+    std::error_code error;
+    const fs::path path{link}, target = fs::read_symlink(path, error);
+    if (error || target.is_absolute()) return {};
+    // Plain, since a folder on the way may be moved, too.
+    const fs::path plain = fs::weakly_canonical(path.parent_path() / target, error);
+    const fs::path replacement = path.parent_path() / fmt::format(".{}.link", path.filename().string());
+    if (!error) fs::remove(replacement, error);
+    if (!error) fs::create_symlink(plain, replacement, error);
+    if (!error) fs::rename(replacement, path, error);
+    return error ? Done{std::unexpected{error.message()}} : Done{};
+}
+
 Done exchange(const std::string& one, const std::string& other) {
     return ::renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0 ? Done{} : failed(errno);
 }
@@ -114,13 +127,15 @@ FileDescriptor lock(const std::string& path) {
 Done move(const std::string& from, const std::string& to) {
     struct stat status{};
     if (::lstat(from.c_str(), &status) != 0) return failed(errno);
-    Done done = renameExclusively(from, to);
+    Done done = makeAbsolute(from);
+    if (done) done = renameExclusively(from, to);
     if (done || done.error() != std::strerror(EXDEV)) return done;
     if (::lstat(to.c_str(), &status) == 0) return failed(EEXIST);
     done = copyTree(from, to);
     if (!done) return done;
     // A process that is killed while it removes must not leave both names.
-    const fs::path source{from}, aside = source.parent_path() / fmt::format(".{}.moved", source.filename().string());
+    const fs::path source{from},
+        aside = source.parent_path() / fmt::format(".{}{}", source.filename().string(), asideSuffix);
     std::error_code error;
     fs::remove_all(aside, error);
     if (!error) fs::rename(source, aside, error);

@@ -164,6 +164,8 @@ TEST_F(UserManagerTest, AnItemIsRegisteredAndGoneWithoutATrace) {
     const pid_t first = process();
     EXPECT_EQ(words(), (Words{std::to_string(first), "$HOME %h 'a \"b\\", "", ";", "%n \"$PATH\" \\t"}));
 
+    // Of a process that was killed amid a write.
+    std::ofstream{fmt::format("{}/systemd/user/.{}.aB3xY9", folders.data, unit)} << "[Unit]";
     EXPECT_TRUE(unregisters(item));
     EXPECT_FALSE(runs(first));
     EXPECT_EQ(status(item), LoginItemStatus::notRegistered);
@@ -227,6 +229,19 @@ TEST_F(UserManagerTest, WhatWasBootedOutComesBackByBootstrapAlone) {
     EXPECT_EQ(bootstrap(list), 0);
     EXPECT_EQ(print(), 0);
     EXPECT_GT(process(first), 0);
+}
+
+TEST_F(UserManagerTest, AUnitOfTheUsersInPlaceOfOursIsLeftAlone) {
+    const std::string list = writeList(), own = AgentUnitFiles{folders}.usersUnit(unit);
+    std::filesystem::create_directories(folders.config + "/systemd/user");
+    std::ofstream{own} << "[Service]\nExecStart=/bin/sleep 1000\n[Install]\nWantedBy=default.target\n";
+    ASSERT_TRUE(systemctl("daemon-reload") && systemctl(fmt::format("enable --now {}", unit)));
+    const auto pid = runTask(loop, agents->pid(target)).value();
+    EXPECT_EQ(bootout(), LaunchAgents::isDisabled);
+    EXPECT_EQ(bootstrap(list), LaunchAgents::isDisabled);
+    EXPECT_TRUE(runTask(loop, units->discard(unit))->has_value());
+    EXPECT_TRUE(pid && runTask(loop, agents->pid(target)).value() == pid);
+    EXPECT_TRUE(std::filesystem::is_symlink(AgentUnitFiles{folders}.link(unit)));
 }
 
 TEST_F(UserManagerTest, WhatTheUserDisabledStaysDownUntilTheUserEnablesIt) {
