@@ -51,3 +51,13 @@ build() {
     rm -f "build-$preset.log"
     cmake --build --preset "$preset" ${1:+--target "$@"}
 }
+
+# build_update: the bundle of a second build in build/update. The helpers know their build, so it is made beside the
+# first; the release preset is the first again.
+build_update() {
+    cmake --preset release -DLARKMOOR_BUILD=2 >/dev/null
+    say "building: the update"
+    cmake --build --preset release --target larkmoor-bundle
+    rm -rf build/update && mkdir -p build/update && cp -a build/release/Larkmoor.app build/update
+    cmake --preset release -DLARKMOOR_BUILD=1 >/dev/null
+}
