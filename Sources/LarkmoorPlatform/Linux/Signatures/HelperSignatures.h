@@ -1,6 +1,7 @@
 // Signatures by the helper program larkmoor-verify, which keeps the arithmetic of Ed25519 out of the resident process.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,8 @@ class HelperSignatures final : public Signatures {
     Task<std::optional<std::string>> designatedRequirement(std::string path) override;
 
   private:
-    Task<ProcessResult> ask(std::vector<std::string> question, std::stop_token stop);
-    Task<Verdict> judge(std::vector<std::string> question, std::stop_token stop);
+    Task<ProcessResult> ask(std::vector<std::string> question, std::chrono::seconds budget, std::stop_token stop);
+    Task<Verdict> judge(std::vector<std::string> question, std::chrono::seconds budget, std::stop_token stop);
 
     ProcessRunner& runner_;
     const Options options_;
