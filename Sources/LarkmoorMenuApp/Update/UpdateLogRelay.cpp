@@ -1,10 +1,13 @@
 #include "LarkmoorMenuApp/Update/UpdateLogRelay.h"
 
+#include "LarkmoorBase/Text.h"
+#include "LarkmoorBase/UTF8.h"
+
 namespace larkmoor {
 
 namespace {
 
-/// A run of line feeds becomes one blank.
+/// A run of line feeds becomes one blank. What is no text could not be sent.
 std::string oneLine(std::string_view text) {
     constexpr std::string_view feeds = "\r\n";
     std::string line;
@@ -14,7 +17,7 @@ std::string oneLine(std::string_view text) {
         line += text.substr(0, end);
         text.remove_prefix(std::min(text.find_first_not_of(feeds, end), text.size()));
     }
-    return line;
+    return UTF8::isValid(line) ? line : printable(line);
 }
 
 }  // namespace
