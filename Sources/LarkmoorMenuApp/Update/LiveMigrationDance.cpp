@@ -41,8 +41,6 @@ bool isExecutableFile(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
-std::vector<std::string> linesOf(const ProcessResult& result) { return StoreRecovery::lines(asText(result.output)); }
-
 /// Our own duplicates of the reply's descriptors; nothing if one of them cannot be had.
 std::unique_ptr<KeyLease> leaseOf(const MessageDictionary& reply, int legs) {
     const auto* sent = reply.find<MessageDescriptors>(StoreKeyWire::descriptorsKey);
@@ -90,13 +88,16 @@ Task<InstalledMigrator::Located> LiveMigrationDance::installedMigrator() {
 Task<PlanOutcome> LiveMigrationDance::plan(std::string version, std::string migrator, std::string store,
                                            KeyLease& key) {
     const auto start = std::chrono::steady_clock::now();
-    const ProcessResult result =
+    ProcessResult result =
         co_await seams_.runner.run(run(std::move(migrator), {"--db", store, "--json"}, key, seams_.budgets.plan));
     lastPlanMs_ =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
     const std::int32_t status = result.status();
-    if (status == 0) co_return PlanOutcome::ofOutput(linesOf(result));
-    const auto [relayed, systemOnly] = MigratorExit::planExitLines(version, status, linesOf(result));
+    if (status == 0) {
+        co_return co_await BlockingWork::run(
+            [output = std::move(result.output)] { return PlanOutcome::ofOutput(asText(output)); });
+    }
+    const auto [relayed, systemOnly] = MigratorExit::planExitLines(version, status, asText(result.output));
     seams_.say(relayed);
     seams_.systemLog(systemOnly);
     co_return PlanOutcome::NoPlan{"its output is in the menu app's log", status};

@@ -10,7 +10,9 @@
 #include <cstdio>
 #include <filesystem>
 
+#include <deque>
 #include "LarkmoorBase/DurableFiles.h"
+#include <iterator>
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorPlatform/Process.h"
 #include "LarkmoorUpdate/Dance/MigrationDance.h"
@@ -94,25 +96,18 @@ std::string StoreRecovery::applyLog(const std::string& store, std::int64_t epoch
     return fmt::format("{}.migrate.{}.log", store, epochSeconds);
 }
 
-std::vector<std::string> StoreRecovery::lines(std::string_view text) {
-    std::vector<std::string> lines;
-    for (auto end = text.find('\n'); end != text.npos; end = text.find('\n')) {
-        lines.emplace_back(text.substr(0, end));
-        text.remove_prefix(end + 1);
-    }
-    lines.emplace_back(text);
-    return lines;
-}
-
 std::vector<std::string> StoreRecovery::tellingLines(const std::string& log) {
-    constexpr std::size_t maxLine = std::size_t{64} << 10U;
+    constexpr std::size_t maxLine = std::size_t{64} << 10U, maxLines = 1000;
+    // Of the backups the last counts; any line may name the process.
     std::vector<std::string> telling;
     const FileDescriptor file{::open(log.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
     struct stat status{};
     if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return telling;
     std::string line;
     const auto endLine = [&] {
-        if (line.starts_with("BACKUP  ") || line.starts_with("LATCH   ")) telling.push_back(line);
+        if (line.starts_with("LATCH   ") && telling.size() < maxLines) telling.push_back(line);
+        if (line.starts_with("BACKUP  ")) backups.push_back(line);
+        if (backups.size() > maxLines) backups.pop_front();
         line.clear();
     };
     std::array<char, std::size_t{64} << 10U> piece{};
@@ -145,6 +140,7 @@ StoreRestore::Outcome StoreRestore::put(const VouchedBackup& backup, const std::
     const auto size = sizeOf(backup.path);
     Outcome inspected = inspect(backup);
     if (inspected.is<Outcome::Refused>()) return inspected;
+    std::deque<std::string> backups;
     const std::string store = resolved(over);
     const std::string staging = copyBeside(store);
     ::unlink(staging.c_str());
@@ -164,5 +160,6 @@ StoreRestore::Outcome StoreRestore::put(const VouchedBackup& backup, const std::
     (void)DurableFiles::syncFolder(folderOf(store));
     return inspected;
 }
+    telling.insert(telling.end(), std::move_iterator{backups.begin()}, std::move_iterator{backups.end()});
 
 }  // namespace larkmoor

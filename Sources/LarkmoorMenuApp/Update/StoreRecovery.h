@@ -29,14 +29,12 @@ void removeAbandonedCopy(const std::string& store);
 /// `{store}.migrate.{epochSeconds}.log`
 std::string applyLog(const std::string& store, std::int64_t epochSeconds);
 
-/// The lines of an apply log that tell of its latch and its backups; the log may be of any length.
+/// The lines of an apply log that tell of its latch, and then those of its backups; of each a thousand at most. The log
+/// may be of any length.
 std::vector<std::string> tellingLines(const std::string& log);
 
 /// Those of the newest apply log that names the process.
 std::optional<std::vector<std::string>> killedApplyLog(const std::string& store, std::int32_t pid);
-
-/// Split at line feeds; empty lines are kept.
-std::vector<std::string> lines(std::string_view text);
 
 }  // namespace StoreRecovery
 
