@@ -68,7 +68,9 @@ class Application {
     Task<bool> isMigratorAtWork();
     Task<void> migrateAtLaunch(MenuDuties::Duty migrate);
     LiveMigrationDance::Seams migrationSeams(std::string build);
-    Task<MarkerWrite> settle(MigrationVerdict verdict, std::string build);
+    Task<bool> isPostponed(std::string build) const;
+    Task<MarkerWrite> settle(MigrationVerdict verdict, std::string build) const;
+    Task<void> migrationEnds();
     Task<void> untilStoreRests();
     void storeRests();
     Task<void> warmBundledBinaries();
@@ -128,7 +130,8 @@ class Application {
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
     ApplicationLauncher launcher_;
     std::shared_ptr<XPCClient> client_;
-    PostponementLedger ledger_{ClientInstance::supportRoot(support_)};
+    std::shared_ptr<PostponementLedger> ledger_ =
+        std::make_shared<PostponementLedger>(ClientInstance::supportRoot(support_));
     std::shared_ptr<OneShotEvent> storeWork_;  // while a migration has the store to itself
     bool endsWhenStoreRests_ = false;
     std::unique_ptr<UpdateHost> updates_;  // while there is a menu bar

@@ -67,7 +67,6 @@ Task<MigrationRun> Application::migrateInstalled(std::string build) {
     if (storeWork_ && !isStoreLatched()) {
         co_await Spawning::toItsEnd([&live] { return startAgain(live); });
     }
-    storeRests();
     std::rethrow_exception(thrown);
 }
 
@@ -95,11 +94,21 @@ Task<void> Application::migrateAtLaunch(MenuDuties::Duty migrate) {
     if (wasAtWork) co_await migrate();
 }
 
-/// The end of a run. An end of this process that waited for it comes after the words on it.
-Task<MarkerWrite> Application::settle(MigrationVerdict verdict, std::string build) {
-    MarkerWrite written = ledger_.settle(verdict, build);
+Task<bool> Application::isPostponed(std::string build) const {
+    return BlockingWork::run([ledger = ledger_, build = std::move(build)] { return ledger->postponed(build); });
+}
+
+Task<MarkerWrite> Application::settle(MigrationVerdict verdict, std::string build) const {
+    return BlockingWork::run([ledger = ledger_, verdict = std::move(verdict), build = std::move(build)] {
+        return ledger->settle(verdict, build);
+    });
+}
+
+/// An end of this process that waited for the run comes after the words on it have reached the daemon's log.
+Task<void> Application::migrationEnds() {
+    if (!storeWork_) co_return;
+    co_await updates_->relay().delivered(std::chrono::seconds{3});
     boost::asio::post(loop_, [this] { storeRests(); });
-    co_return written;
 }
 
 Task<void> Application::untilStoreRests() {

@@ -183,6 +183,7 @@ TEST_F(Ledger, StaysAsItIsOnADiskThatIsFullOrReadOnly) {
     if (disk.path() == nullptr) GTEST_SKIP() << disk.absence;
     ASSERT_NE(::geteuid(), 0U) << "root is refused nothing";
     for (const bool isFull : {true, false}) {
+    EXPECT_EQ(ledger.sentence(), MigrationWords::postponedForGood);
         const std::string place = std::string{disk.path()} + "/ledger";
         fs::create_directory(place);
         PostponementLedger here{place};
@@ -196,6 +197,11 @@ TEST_F(Ledger, StaysAsItIsOnADiskThatIsFullOrReadOnly) {
         EXPECT_FALSE(Files::exists(here.path() + ".writing"));
         ::chmod(place.c_str(), 0700);
         fs::remove_all(place);
+    const Verdict named = Verdict::PostponeForever{{.version = "6", .because = "at /\xff.", .backup = "/\xff"}};
+    EXPECT_TRUE(ledger.settle(named, "6").is<MarkerWrite::Wrote>());
+    EXPECT_EQ(ledger.record()->because + *ledger.record()->backup, "at /\uFFFD./\uFFFD");
+    write(ledger.path(), "{\"postponed\":[\n{\"version\":\"4\",\"because\":\"\xff\",\"at\":\"t\"}]}");
+    EXPECT_TRUE(ledger.postponed("4"));
     }
 }
 
