@@ -64,8 +64,10 @@ class Application {
     /// The database file.
     std::string store() const;
     bool isStoreLatched() const;
+    AgentGuard daemonGuard() const;
     Task<MigrationRun> migrateInstalled(std::string build);
-    Task<bool> isMigratorAtWork();
+    Task<bool> isMigratorAtWork() const;
+    Task<bool> untilMigratorRests();
     Task<void> migrateAtLaunch(MenuDuties::Duty migrate);
     LiveMigrationDance::Seams migrationSeams(std::string build);
     Task<bool> isPostponed(std::string build) const;
@@ -111,7 +113,7 @@ class Application {
     HelperAlerts alerts_;
     PropertyListDefaults defaults_{home_, std::string{ClientInstance::menubarID}};
     UserManager manager_{loop_, bus_};
-    AgentUnits agentUnits_{manager_, UserFolders::current()};
+    AgentUnits agentUnits_{manager_, UserFolders::current(), daemonGuard()};
     SystemdLaunchAgents launchAgents_{manager_, agentUnits_};
     SystemdAgentItem agentItem_{agentUnits_, LoginItems::inBundlePlistPath(bundle_.folder)};
     AutostartItem loginItem_;

@@ -111,6 +111,7 @@ Task<ApplyOutcome> LiveMigrationDance::apply(std::string migrator, std::string s
     request.outlivesUs = true;
     const ProcessResult result = co_await seams_.runner.run(std::move(request));
     auto lines = co_await BlockingWork::run([log] { return StoreRecovery::tellingLines(log); });
+    appliedBy_ = StandingLatch::pid(lines);
     co_return ApplyOutcome{.status = result.status(), .lines = std::move(lines), .logPath = std::move(log)};
 }
 
@@ -191,7 +192,7 @@ Task<bool> LiveMigrationDance::startDaemon() {
 Task<StandingLatch> LiveMigrationDance::standingLatch(std::string store) {
     // The first look of a run, in which nothing is being restored.
     return BlockingWork::run([store = std::move(store)] {
-        StoreRecovery::removeAbandonedCopy(store);
+        StoreRecovery::removeAbandonedCopies(store);
         return StoreRecovery::standingLatch(store);
     });
 }
@@ -205,8 +206,11 @@ Task<void> LiveMigrationDance::lowerLatch(std::string store) {
 }
 
 Task<RestoreOutcome> LiveMigrationDance::restore(std::string store, VouchedBackup backup) {
-    return BlockingWork::run(
-        [store = std::move(store), backup = std::move(backup)] { return StoreRestore::put(backup, store); });
+    return BlockingWork::run([store = std::move(store), backup = std::move(backup), pid = appliedBy_] {
+        // A Migrator that came to its end has lowered its latch, and the store was found to be no good after it.
+        if (pid) StoreRecovery::raiseLatch(store, *pid);
+        return StoreRestore::put(backup, store);
+    });
 }
 
 Task<bool> LiveMigrationDance::exists(std::string path) {
