@@ -76,7 +76,8 @@ struct ProcessRequest {
     ProcessErrors errors{};
     /// The time from the start until SIGKILL. Mandatory.
     std::chrono::milliseconds budget;
-    /// Whether the program goes on if this process ends before it, which then nobody watches.
+    /// Whether the program goes on if this process ends before it, which then nobody watches; SIGTERM, SIGHUP and
+    /// SIGINT are blocked in it, which a service manager sends to us and our children alike.
     bool outlivesUs = false;
 };
 

@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "LarkmoorBase/Files.h"
+#include "LarkmoorMenuApp/Update/StoreRecovery.h"
 #include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "Support/FakeDefaults.h"
 #include "Support/RunUntil.h"
@@ -127,6 +128,21 @@ TEST_F(LiveMigration, KillsAMigratorAndItsChildrenWhenABudgetIsOver) {
     EXPECT_EQ(relayed, std::vector<std::string>{"1: the plan exited 9 (its output is in the Mac's system log only)"});
     EXPECT_EQ(systemOnly, std::vector<std::string>{"1: the plan exited 9 — AT      plan "});
     EXPECT_TRUE(Files::exists(folder / "apply.migration-in-progress"));
+}
+
+TEST_F(LiveMigration, HoldsALatchOverAStoreThatHasToBeRestored) {
+    fs::remove(folder / "larkmoor-migrator.json");
+    const std::string store = folder / "apply", applyLog = StoreRecovery::applyLog(store, 1);
+    DescriptorLease noKey;
+    const auto applied = testing::runTask(loop, dance.apply(migrator, store, folder.path(), applyLog, noKey));
+    ASSERT_TRUE(applied && applied->status == 0 && !StoreRecovery::isLatched(store));
+    loop.restart();
+    const auto restored = testing::runTask(loop, dance.restore(store, {.path = "/nowhere"}));
+    ASSERT_TRUE(restored && restored->is<RestoreOutcome::Refused>());
+    const auto pid = StandingLatch::pid(applied->lines);
+    ASSERT_TRUE(pid);
+    EXPECT_EQ(StoreRecovery::standingLatch(store), StandingLatch{StandingLatch::Stale{pid}});
+    EXPECT_EQ(StoreRecovery::killedApplyLog(store, *pid), applied->lines);
 }
 
 }  // namespace

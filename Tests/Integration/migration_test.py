@@ -185,5 +185,16 @@ class Migration(unittest.TestCase):
         self.assertFalse(session.latch().exists())
         wait("end of the daemon", lambda: session.daemon_pid() == 0)
 
+    def test_a_failed_floor_is_undone_and_told_before_an_end_that_waited(self):
+        session = self.session
+        session.trouble(troubles=[{"at": "step 3", "pauseMilliseconds": 3000}, {"at": "floor", "exit": 1}])
+        session.launch()
+        session.reaches("step 3")
+        session.end_application()
+        self.assertEqual(session.dump(session.store), session.before)
+        self.assertFalse(session.latch().exists())
+        self.assertEqual([record["version"] for record in session.records()], ["1"])
+        self.assertIn("red, postponed for build 1", session.order("Log").stdout)
+
 
 unittest.main(argv=[sys.argv[0], *sys.argv[6:]], verbosity=2)

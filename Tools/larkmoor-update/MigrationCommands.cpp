@@ -25,13 +25,6 @@ std::string json(const std::optional<T>& value) {
 
 Outcome printed(std::string text) { return {.output = std::move(text) + "\n"}; }
 
-/// The lines of a file; without them the outcome of the verb.
-std::expected<std::vector<std::string>, Outcome> linesOf(const std::string& path) {
-    const auto bytes = Files::read(path);
-    if (!bytes) return std::unexpected(Outcome{.status = Outcome::failed, .errors = bytes.error().description()});
-    return StoreRecovery::lines(asText(*bytes));
-}
-
 }  // namespace
 
 Outcome inspect(const Arguments& arguments) {
@@ -75,9 +68,9 @@ Outcome ledger(const Arguments& arguments) {
 }
 
 Outcome plan(const Arguments& arguments) {
-    const auto lines = linesOf(arguments.words[0]);
-    if (!lines) return lines.error();
-    const PlanOutcome outcome = PlanOutcome::ofOutput(*lines);
+    const auto output = Files::read(arguments.words[0]);
+    if (!output) return {.status = Outcome::failed, .errors = output.error().description()};
+    const PlanOutcome outcome = PlanOutcome::ofOutput(asText(*output));
     if (outcome.is<PlanOutcome::NoPlan>()) return printed(arguments.json ? "null" : "no plan");
     const auto* pending = outcome.as<PlanOutcome::Pending>();
     const Int steps = pending ? pending->steps : 0;

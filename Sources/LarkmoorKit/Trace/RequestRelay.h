@@ -1,10 +1,14 @@
 // Requests that are sent and forgotten, such as lines for the daemon's log.
 #pragma once
 
+#include <boost/asio/redirect_error.hpp>
+
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <utility>
 
+#include "LarkmoorBase/Timers.h"
 #include "LarkmoorPlatform/Spawn.h"
 #include "LarkmoorWire/Client/LarkmoorClient.h"
 
@@ -16,7 +20,8 @@ class RequestRelay {
   public:
     using Ask = std::function<Task<GatewayResponse>(Request)>;
 
-    RequestRelay(MainLoop& loop, Ask ask) : loop_(loop), ask_(std::make_shared<const Ask>(std::move(ask))) {}
+    RequestRelay(MainLoop& loop, Ask ask)
+        : loop_(loop), line_(std::make_shared<Line>(std::move(ask), MainTimer{loop.get_executor()})) {}
 
     /// Asks through `client`; `Case` is the case of `GatewayRequest` that carries the request.
     template <class Case>
@@ -26,14 +31,30 @@ class RequestRelay {
 
     /// Returns at once; the answer is ignored.
     void send(Request request) const {
-        spawn(loop_, std::weak_ptr{ask_}, [request = std::move(request)](const Ask& ask) -> Task<void> {
-            static_cast<void>(co_await ask(request));
+        ++line_->underWay;
+        spawn(loop_, std::weak_ptr{line_}, [request = std::move(request)](Line& line) -> Task<void> {
+            static_cast<void>(co_await line.ask(request));
+            if (--line.underWay == 0) line.patience.cancel();
         });
     }
 
+    /// Ends when whatever was sent is answered or lost, or when `patience` is over. One task at a time.
+    Task<void> delivered(std::chrono::milliseconds patience) const {
+        if (line_->underWay == 0) co_return;
+        line_->patience.expires_after(patience);
+        boost::system::error_code isQuiet;
+        co_await line_->patience.async_wait(boost::asio::redirect_error(awaiting, isQuiet));
+    }
+
   private:
+    struct Line {
+        Ask ask;
+        MainTimer patience;
+        int underWay = 0;
+    };
+
     MainLoop& loop_;
-    std::shared_ptr<const Ask> ask_;
+    std::shared_ptr<Line> line_;
 };
 
 }  // namespace larkmoor

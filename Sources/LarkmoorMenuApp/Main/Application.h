@@ -67,11 +67,15 @@ class Application {
     /// The database file.
     std::string store() const;
     bool isStoreLatched() const;
+    AgentGuard daemonGuard() const;
     Task<MigrationRun> migrateInstalled(std::string build);
-    Task<bool> isMigratorAtWork();
+    Task<bool> isMigratorAtWork() const;
+    Task<bool> untilMigratorRests();
     Task<void> migrateAtLaunch(MenuDuties::Duty migrate);
     LiveMigrationDance::Seams migrationSeams(std::string build);
-    Task<MarkerWrite> settle(MigrationVerdict verdict, std::string build);
+    Task<bool> isPostponed(std::string build) const;
+    Task<MarkerWrite> settle(MigrationVerdict verdict, std::string build) const;
+    Task<void> migrationEnds();
     Task<void> untilStoreRests();
     void storeRests();
     Task<void> warmBundledBinaries();
@@ -114,7 +118,7 @@ class Application {
     HelperAlerts alerts_;
     PropertyListDefaults defaults_{home_, std::string{ClientInstance::menubarID}};
     UserManager manager_{loop_, bus_};
-    AgentUnits agentUnits_{manager_, UserFolders::current()};
+    AgentUnits agentUnits_{manager_, UserFolders::current(), daemonGuard()};
     SystemdLaunchAgents launchAgents_{manager_, agentUnits_};
     SystemdAgentItem agentItem_{agentUnits_, LoginItems::inBundlePlistPath(bundle_.folder)};
     AutostartItem loginItem_;
@@ -140,7 +144,8 @@ class Application {
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
     ApplicationLauncher launcher_;
     std::shared_ptr<XPCClient> client_;
-    PostponementLedger ledger_{ClientInstance::supportRoot(support_)};
+    std::shared_ptr<PostponementLedger> ledger_ =
+        std::make_shared<PostponementLedger>(ClientInstance::supportRoot(support_));
     std::shared_ptr<OneShotEvent> storeWork_;  // while a migration has the store to itself
     bool endsWhenStoreRests_ = false;
     std::unique_ptr<UpdateHost> updates_;     // while there is a menu bar

@@ -19,6 +19,9 @@ namespace larkmoor {
 
 namespace {
 
+/// On a second bus of the same user, as over the network.
+constexpr std::string_view lockedByAnother = "another Larkmoor is at work on this store; nothing was touched";
+
 Task<void> startAgain(LiveMigrationDance& live) { static_cast<void>(co_await live.startDaemon()); }
 
 std::string iso8601(std::time_t time) { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(time)); }
@@ -49,6 +52,13 @@ LiveMigrationDance::Seams Application::migrationSeams(std::string build) {
 }
 
 Task<MigrationRun> Application::migrateInstalled(std::string build) {
+    const auto lock = co_await BlockingWork::run([store = store()] { return StoreRecovery::lock(store); });
+    if (!lock) {
+        MigrationVerdict::PostponeAndRetry retry{
+            {.version = build, .because = std::string{lockedByAnother}, .at = iso8601(std::time(nullptr))}};
+        co_return MigrationRun{.verdict = std::move(retry),
+                               .serving = co_await updates_->daemonAnswers(std::move(build), {})};
+    }
     LiveMigrationDance live{std::make_shared<LiveMeetingReporter>(client_), migrationSeams(build)};
     MigrationDance dance{{.running = live,
                           .store = store(),
@@ -67,26 +77,36 @@ Task<MigrationRun> Application::migrateInstalled(std::string build) {
     if (storeWork_ && !isStoreLatched()) {
         co_await Spawning::toItsEnd([&live] { return startAgain(live); });
     }
-    storeRests();
     std::rethrow_exception(thrown);
 }
 
-Task<bool> Application::isMigratorAtWork() {
+Task<bool> Application::isMigratorAtWork() const {
     return BlockingWork::run(
         [store = store()] { return StoreRecovery::standingLatch(store).is<StandingLatch::HeldByLiveMigrator>(); });
+}
+
+/// Awaits the end of a Migrator that an earlier process of this application left at work; false if there is none. One
+/// that hangs gets a whole budget, of which nobody has kept the beginning, and is killed then as by its own watcher.
+Task<bool> Application::untilMigratorRests() {
+    constexpr LiveMigrationDance::Budgets budgets;
+    const auto end = std::chrono::steady_clock::now() + budgets.apply;
+    MainTimer pause{loop_};
+    bool wasAtWork = false;
+    while (isStoreLatched() && co_await isMigratorAtWork()) {
+        wasAtWork = true;
+        if (std::chrono::steady_clock::now() >= end) {
+            co_await BlockingWork::run([store = store()] { StoreRecovery::killMigrator(store); });
+        }
+        pause.expires_after(std::chrono::seconds{5});
+        co_await pause.async_wait(awaiting);
+    }
+    co_return wasAtWork;
 }
 
 Task<void> Application::migrateAtLaunch(MenuDuties::Duty migrate) {
     const bool wasLatched = isStoreLatched();
     co_await migrate();
-    // One that an earlier process of this application left at work: its end is awaited, and then judged.
-    MainTimer pause{loop_};
-    bool wasAtWork = false;
-    while (isStoreLatched() && co_await isMigratorAtWork()) {
-        wasAtWork = true;
-        pause.expires_after(std::chrono::seconds{5});
-        co_await pause.async_wait(awaiting);
-    }
+    const bool wasAtWork = co_await untilMigratorRests();
     // The daemon was not started over a latched store; without a latch it is wanted again.
     if (wasLatched && !isStoreLatched()) {
         co_await daemonAgent_.registerInBundleAgent();
@@ -95,11 +115,21 @@ Task<void> Application::migrateAtLaunch(MenuDuties::Duty migrate) {
     if (wasAtWork) co_await migrate();
 }
 
-/// The end of a run. An end of this process that waited for it comes after the words on it.
-Task<MarkerWrite> Application::settle(MigrationVerdict verdict, std::string build) {
-    MarkerWrite written = ledger_.settle(verdict, build);
+Task<bool> Application::isPostponed(std::string build) const {
+    return BlockingWork::run([ledger = ledger_, build = std::move(build)] { return ledger->postponed(build); });
+}
+
+Task<MarkerWrite> Application::settle(MigrationVerdict verdict, std::string build) const {
+    return BlockingWork::run([ledger = ledger_, verdict = std::move(verdict), build = std::move(build)] {
+        return ledger->settle(verdict, build);
+    });
+}
+
+/// An end of this process that waited for the run comes after the words on it have reached the daemon's log.
+Task<void> Application::migrationEnds() {
+    if (!storeWork_) co_return;
+    co_await updates_->relay().delivered(std::chrono::seconds{3});
     boost::asio::post(loop_, [this] { storeRests(); });
-    co_return written;
 }
 
 Task<void> Application::untilStoreRests() {

@@ -17,12 +17,19 @@ MenuDuties::Supervision Application::supervisionDuties() {
         .clearQuitAndHealLooseAgent =
             [this] { return isStoreLatched() ? nothing() : daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_); },
         .releaseQuitIfHeld =
-            [this] { return isStoreLatched() ? nothing() : daemonAgent_.releaseQuitIfHeld(quitSentinel_); },
+            [this] {
+                return storeWork_ || isStoreLatched() ? nothing() : daemonAgent_.releaseQuitIfHeld(quitSentinel_);
+            },
     };
 }
 
 /// A store under a latch may be half-written: the daemon is not started over it before the migration has judged it.
 bool Application::isStoreLatched() const { return StoreRecovery::isLatched(store()); }
+
+/// The same for a start that is not ours, as at a login.
+AgentGuard Application::daemonGuard() const {
+    return {.label = std::string{ClientInstance::gatewayID}, .path = StoreRecovery::latchPath(store())};
+}
 
 Task<void> Application::registerLoginItems() {
     co_await LoginItems::registerItem("login item", loginItem_, platformLog);

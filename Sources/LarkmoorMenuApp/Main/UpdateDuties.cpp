@@ -15,8 +15,6 @@ namespace larkmoor {
 
 namespace {
 
-Task<bool> answered(bool answer) { co_return answer; }
-
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
     return value == nullptr ? "" : value;
@@ -83,10 +81,11 @@ MenuDuties::Updates Application::updateDuties() {
             },
         .makeUpdater = [this](UserDriver& driver, UpdaterDelegate& delegate) { return makeUpdater(driver, delegate); },
         .migrateInstalled = [this](std::string migrated) { return migrateInstalled(std::move(migrated)); },
-        .ledger = {.postponed = [this](std::string version) { return answered(ledger_.postponed(version)); },
+        .migrationEnds = [this] { return migrationEnds(); },
+        .ledger = {.postponed = [this](std::string version) { return isPostponed(std::move(version)); },
                    .settle = [this](MigrationVerdict verdict,
                                     std::string migrated) { return settle(std::move(verdict), std::move(migrated)); },
-                   .sentence = [this] { return ledger_.sentence(); }},
+                   .sentence = [this] { return ledger_->sentence(); }},
         .tell =
             [this](const std::string& sentence) {
                 spawn(loop_, std::weak_ptr{menuBar_}, [this, sentence](MenuBar&) { return tell(sentence); });

@@ -69,7 +69,7 @@ larkmoor::Folders::Done proveStaged(const larkmoor::RunningBundle& ours, const s
     larkmoor::HelperSignatures signatures{runner,
                                           {.helper = ours.beside("larkmoor-verify"),
                                            .build = ours.build.value_or(""),
-                                           .budget = std::chrono::minutes{1}}};
+                                           .updateBudget = std::chrono::minutes{1}}};
     larkmoor::Folders::Done proven = std::unexpected{std::string{"its seal could not be looked at"}};
     boost::asio::co_spawn(loop, signatures.verifyBundle(staged, ours.publicKey.value_or(""), {}),
                           [&proven](const std::exception_ptr& thrown, larkmoor::Folders::Done verdict) {

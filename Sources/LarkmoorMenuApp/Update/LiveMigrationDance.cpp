@@ -41,8 +41,6 @@ bool isExecutableFile(const std::string& path) {
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
-std::vector<std::string> linesOf(const ProcessResult& result) { return StoreRecovery::lines(asText(result.output)); }
-
 /// Our own duplicates of the reply's descriptors; nothing if one of them cannot be had.
 std::unique_ptr<KeyLease> leaseOf(const MessageDictionary& reply, int legs) {
     const auto* sent = reply.find<MessageDescriptors>(StoreKeyWire::descriptorsKey);
@@ -90,13 +88,16 @@ Task<InstalledMigrator::Located> LiveMigrationDance::installedMigrator() {
 Task<PlanOutcome> LiveMigrationDance::plan(std::string version, std::string migrator, std::string store,
                                            KeyLease& key) {
     const auto start = std::chrono::steady_clock::now();
-    const ProcessResult result =
+    ProcessResult result =
         co_await seams_.runner.run(run(std::move(migrator), {"--db", store, "--json"}, key, seams_.budgets.plan));
     lastPlanMs_ =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
     const std::int32_t status = result.status();
-    if (status == 0) co_return PlanOutcome::ofOutput(linesOf(result));
-    const auto [relayed, systemOnly] = MigratorExit::planExitLines(version, status, linesOf(result));
+    if (status == 0) {
+        co_return co_await BlockingWork::run(
+            [output = std::move(result.output)] { return PlanOutcome::ofOutput(asText(output)); });
+    }
+    const auto [relayed, systemOnly] = MigratorExit::planExitLines(version, status, asText(result.output));
     seams_.say(relayed);
     seams_.systemLog(systemOnly);
     co_return PlanOutcome::NoPlan{"its output is in the menu app's log", status};
@@ -110,6 +111,7 @@ Task<ApplyOutcome> LiveMigrationDance::apply(std::string migrator, std::string s
     request.outlivesUs = true;
     const ProcessResult result = co_await seams_.runner.run(std::move(request));
     auto lines = co_await BlockingWork::run([log] { return StoreRecovery::tellingLines(log); });
+    appliedBy_ = StandingLatch::pid(lines);
     co_return ApplyOutcome{.status = result.status(), .lines = std::move(lines), .logPath = std::move(log)};
 }
 
@@ -190,7 +192,7 @@ Task<bool> LiveMigrationDance::startDaemon() {
 Task<StandingLatch> LiveMigrationDance::standingLatch(std::string store) {
     // The first look of a run, in which nothing is being restored.
     return BlockingWork::run([store = std::move(store)] {
-        StoreRecovery::removeAbandonedCopy(store);
+        StoreRecovery::removeAbandonedCopies(store);
         return StoreRecovery::standingLatch(store);
     });
 }
@@ -204,8 +206,11 @@ Task<void> LiveMigrationDance::lowerLatch(std::string store) {
 }
 
 Task<RestoreOutcome> LiveMigrationDance::restore(std::string store, VouchedBackup backup) {
-    return BlockingWork::run(
-        [store = std::move(store), backup = std::move(backup)] { return StoreRestore::put(backup, store); });
+    return BlockingWork::run([store = std::move(store), backup = std::move(backup), pid = appliedBy_] {
+        // A Migrator that came to its end has lowered its latch, and the store was found to be no good after it.
+        if (pid) StoreRecovery::raiseLatch(store, *pid);
+        return StoreRestore::put(backup, store);
+    });
 }
 
 Task<bool> LiveMigrationDance::exists(std::string path) {

@@ -79,6 +79,7 @@ class LiveMigrationDance final : public MigrationDanceRunning {
     std::shared_ptr<MeetingReporting> meeting_;
     Seams seams_;
     std::optional<Int> lastPlanMs_{};
+    std::optional<std::int32_t> appliedBy_{};  ///< the Migrator's process, as its log names it
 };
 
 }  // namespace larkmoor

@@ -30,12 +30,13 @@ std::vector<PostponementLedger::Record> PostponementLedger::onDiskRecords() cons
 }
 
 std::vector<PostponementLedger::Record> PostponementLedger::records() const {
-    std::vector<Record> all = onDiskRecords();
-    const std::size_t onDisk = all.size();
+    const std::vector<Record> onDisk = onDiskRecords();
+    std::vector<Record> all = onDisk;
+    const std::lock_guard lock{mutex_};
     for (const Record& record : unwritten_) {
-        const auto end = all.begin() + static_cast<std::ptrdiff_t>(onDisk);
-        if (std::ranges::find(all.begin(), end, record.version, &Record::version) == end) all.push_back(record);
+        if (!holds(onDisk, record.version)) all.push_back(record);
     }
+    hasRecords_ = !all.empty();
     return all;
 }
 
@@ -47,10 +48,16 @@ std::optional<PostponementLedger::Record> PostponementLedger::record() const {
 bool PostponementLedger::postponed(std::string_view version) const { return holds(records(), version); }
 
 std::optional<std::string> PostponementLedger::sentence() const {
-    return records().empty() ? std::nullopt : std::optional<std::string>{MigrationWords::postponedForGood};
+    return hasRecords_ ? std::optional<std::string>{MigrationWords::postponedForGood} : std::nullopt;
 }
 
 MarkerWrite PostponementLedger::settle(const MigrationVerdict& verdict, std::string_view build) {
+    MarkerWrite written = settled(verdict, build);
+    static_cast<void>(records());
+    return written;
+}
+
+MarkerWrite PostponementLedger::settled(const MigrationVerdict& verdict, std::string_view build) {
     if (const auto* forever = verdict.as<MigrationVerdict::PostponeForever>()) return writeOnce(forever->record);
     if (!verdict.is<MigrationVerdict::Green>()) return MarkerWrite::NotEarned{};
     forget(build);
@@ -76,7 +83,7 @@ MarkerWrite PostponementLedger::writeOnce(const Record& record) {
 
 MarkerWrite PostponementLedger::replace(std::vector<Record> with, const std::optional<Record>& failing) {
     const auto failed = [&](std::string because) -> MarkerWrite {
-        if (failing && !holds(unwritten_, failing->version)) unwritten_.push_back(*failing);
+        if (failing) remember(*failing);
         return MarkerWrite::Failed{path_, std::move(because)};
     };
     const auto content = PostponedUpdate::encoded(std::move(with));
@@ -97,7 +104,13 @@ MarkerWrite PostponementLedger::replace(std::vector<Record> with, const std::opt
     return MarkerWrite::Wrote{path_};
 }
 
+void PostponementLedger::remember(const Record& record) {
+    const std::lock_guard lock{mutex_};
+    if (!holds(unwritten_, record.version)) unwritten_.push_back(record);
+}
+
 void PostponementLedger::forget(std::string_view version) {
+    const std::lock_guard lock{mutex_};
     std::erase_if(unwritten_, [&](const Record& record) { return record.version == version; });
 }
 

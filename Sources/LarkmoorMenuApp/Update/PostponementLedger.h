@@ -2,6 +2,8 @@
 // read-only or full, is remembered as long as the process lives.
 #pragma once
 
+#include <atomic>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,7 +13,7 @@
 
 namespace larkmoor {
 
-/// Main thread, which its small file does not hold up; one for each file.
+/// Any thread, one for each file; reading and writing wait for the disk. A ledger is settled by one thread at a time.
 class PostponementLedger {
   public:
     using Record = PostponedUpdate::Record;
@@ -25,19 +27,23 @@ class PostponementLedger {
     /// The last of them.
     std::optional<Record> record() const;
     bool postponed(std::string_view version) const;
-    /// For the menu; nothing if no build is postponed.
+    /// For the menu; nothing if no build is postponed, as far as was read last. Does not wait.
     std::optional<std::string> sentence() const;
 
     /// Enters a postponement for good, and clears the build's own after a success.
     MarkerWrite settle(const MigrationVerdict& verdict, std::string_view build);
 
   private:
+    MarkerWrite settled(const MigrationVerdict& verdict, std::string_view build);
     MarkerWrite writeOnce(const Record& record);
     MarkerWrite replace(std::vector<Record> with, const std::optional<Record>& failing);
+    void remember(const Record& record);
     void forget(std::string_view version);
 
-    std::string path_;
-    std::vector<Record> unwritten_;
+    const std::string path_;
+    mutable std::mutex mutex_;
+    std::vector<Record> unwritten_;  ///< guarded by mutex_
+    mutable std::atomic<bool> hasRecords_ = false;
 };
 
 }  // namespace larkmoor

@@ -2,13 +2,17 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
+#include <deque>
 #include <filesystem>
+#include <iterator>
 
 #include "LarkmoorBase/DurableFiles.h"
 #include "LarkmoorBase/FileDescriptor.h"
@@ -21,8 +25,6 @@ namespace larkmoor {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string latchPath(const std::string& store) { return store + std::string{MigrationDance::latchSuffix}; }
 
 std::string folderOf(const std::string& path) { return fs::path{path}.parent_path().string(); }
 
@@ -67,9 +69,28 @@ std::string resolved(const std::string& store) {
     return failed ? store : real.string();
 }
 
+/// Start times are read on a clock that every boot sets once, in a folder which may have gone meanwhile.
+bool isStartedWith(pid_t pid, const std::string& store) {
+    const auto words = Files::read(fmt::format("/proc/{}/cmdline", pid));
+    const std::string word = '\0' + store + '\0';
+    return words && asText(*words).contains(word);
+}
+
 std::string copyBeside(const std::string& resolvedStore) { return resolvedStore + ".restoring"; }
 
+std::string raisedBeside(const std::string& store) { return StoreRecovery::latchPath(store) + ".raising"; }
+
 }  // namespace
+
+std::string StoreRecovery::latchPath(const std::string& store) {
+    return store + std::string{MigrationDance::latchSuffix};
+}
+
+std::optional<FileDescriptor> StoreRecovery::lock(const std::string& store) {
+    FileDescriptor folder{::open(folderOf(store).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    if (folder && ::flock(folder.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return std::nullopt;
+    return folder;
+}
 
 bool StoreRecovery::isLatched(const std::string& store) {
     // A link that leads nowhere is no clean end of a migration, and neither is what we may not look at.
@@ -80,39 +101,57 @@ bool StoreRecovery::isLatched(const std::string& store) {
 StandingLatch StoreRecovery::standingLatch(const std::string& store) {
     if (!isLatched(store)) return StandingLatch::None{};
     const auto bytes = Files::read(latchPath(store));
-    return StandingLatch::judge(bytes ? asText(*bytes) : std::string_view{},
-                                [](std::int32_t pid) { return ProcessTable::start(pid); });
+    StandingLatch latch = StandingLatch::judge(bytes ? asText(*bytes) : std::string_view{},
+                                               [](std::int32_t pid) { return ProcessTable::start(pid); });
+    const auto* stale = latch.as<StandingLatch::Stale>();
+    if (stale != nullptr && stale->pid && isStartedWith(*stale->pid, store)) {
+        return StandingLatch::HeldByLiveMigrator{*stale->pid};
+    }
+    return latch;
+}
+
+void StoreRecovery::killMigrator(const std::string& store) {
+    const StandingLatch latch = standingLatch(store);
+    const auto* held = latch.as<StandingLatch::HeldByLiveMigrator>();
+    // The runner makes each program the leader of a group.
+    if (held != nullptr && ::killpg(held->pid, SIGKILL) != 0) ::kill(held->pid, SIGKILL);
+}
+
+void StoreRecovery::raiseLatch(const std::string& store, std::int32_t pid) {
+    if (isLatched(store)) return;
+    const std::string text = StandingLatch::staleText(pid), staging = raisedBeside(store);
+    ::unlink(staging.c_str());
+    if (!DurableFiles::create(staging, asBytes(text), ClientStoreMode::file)) return;
+    if (std::rename(staging.c_str(), latchPath(store).c_str()) != 0) ::unlink(staging.c_str());
+    (void)DurableFiles::syncFolder(folderOf(store));
 }
 
 void StoreRecovery::lowerLatch(const std::string& store) {
     if (::unlink(latchPath(store).c_str()) == 0) (void)DurableFiles::syncFolder(folderOf(store));
 }
 
-void StoreRecovery::removeAbandonedCopy(const std::string& store) { ::unlink(copyBeside(resolved(store)).c_str()); }
+void StoreRecovery::removeAbandonedCopies(const std::string& store) {
+    ::unlink(copyBeside(resolved(store)).c_str());
+    ::unlink(raisedBeside(store).c_str());
+}
 
 std::string StoreRecovery::applyLog(const std::string& store, std::int64_t epochSeconds) {
     return fmt::format("{}.migrate.{}.log", store, epochSeconds);
 }
 
-std::vector<std::string> StoreRecovery::lines(std::string_view text) {
-    std::vector<std::string> lines;
-    for (auto end = text.find('\n'); end != text.npos; end = text.find('\n')) {
-        lines.emplace_back(text.substr(0, end));
-        text.remove_prefix(end + 1);
-    }
-    lines.emplace_back(text);
-    return lines;
-}
-
 std::vector<std::string> StoreRecovery::tellingLines(const std::string& log) {
-    constexpr std::size_t maxLine = std::size_t{64} << 10U;
+    constexpr std::size_t maxLine = std::size_t{64} << 10U, maxLines = 1000;
+    // Of the backups the last counts; any line may name the process.
     std::vector<std::string> telling;
+    std::deque<std::string> backups;
     const FileDescriptor file{::open(log.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
     struct stat status{};
     if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return telling;
     std::string line;
     const auto endLine = [&] {
-        if (line.starts_with("BACKUP  ") || line.starts_with("LATCH   ")) telling.push_back(line);
+        if (line.starts_with("LATCH   ") && telling.size() < maxLines) telling.push_back(line);
+        if (line.starts_with("BACKUP  ")) backups.push_back(line);
+        if (backups.size() > maxLines) backups.pop_front();
         line.clear();
     };
     std::array<char, std::size_t{64} << 10U> piece{};
@@ -126,6 +165,7 @@ std::vector<std::string> StoreRecovery::tellingLines(const std::string& log) {
         }
     }
     endLine();
+    telling.insert(telling.end(), std::move_iterator{backups.begin()}, std::move_iterator{backups.end()});
     return telling;
 }
 
@@ -146,6 +186,11 @@ StoreRestore::Outcome StoreRestore::put(const VouchedBackup& backup, const std::
     Outcome inspected = inspect(backup);
     if (inspected.is<Outcome::Refused>()) return inspected;
     const std::string store = resolved(over);
+    // Its disk is away: the link would be replaced, and the store be there twice one day.
+    if (fs::is_symlink(store)) {
+        return Outcome::Refused{
+            fmt::format("{} could not be put back over {}: it is a link that leads nowhere", backup.path, over)};
+    }
     const std::string staging = copyBeside(store);
     ::unlink(staging.c_str());
     const auto copied = DurableFiles::copy(backup.path, staging, ClientStoreMode::file);
@@ -160,7 +205,7 @@ StoreRestore::Outcome StoreRestore::put(const VouchedBackup& backup, const std::
         ::unlink(staging.c_str());
         return Outcome::Refused{fmt::format("{} could not be put back over {}: {}", backup.path, over, error.reason())};
     }
-    for (const char* sidecar : {"-wal", "-shm"}) ::unlink((store + sidecar).c_str());
+    for (const char* sidecar : {"-wal", "-shm", "-journal"}) ::unlink((store + sidecar).c_str());
     (void)DurableFiles::syncFolder(folderOf(store));
     return inspected;
 }

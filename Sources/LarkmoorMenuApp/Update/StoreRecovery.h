@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorUpdate/Recovery/StandingLatch.h"
 #include "LarkmoorUpdate/Recovery/VouchedBackup.h"
 
@@ -14,29 +15,41 @@ namespace larkmoor {
 
 namespace StoreRecovery {
 
+std::string latchPath(const std::string& store);
+
+/// Locks the store's folder for a run, as long as the descriptor is open; nullopt if another process has it. A file
+/// system without locks gives no descriptor.
+std::optional<FileDescriptor> lock(const std::string& store);
+
 /// Whether a migration is under way, or was killed.
 bool isLatched(const std::string& store);
 
-/// A latch that cannot be read is stale, with no process.
+/// A latch that cannot be read is stale, with no process. It is held, too, by a process of its number that was started
+/// with this store, whatever its start time seems to be.
 StandingLatch standingLatch(const std::string& store);
+
+/// Kills the Migrator that holds the latch, with its children; nothing if it is stale.
+void killMigrator(const std::string& store);
+
+/// Raises a latch again that the process has lowered, so that a launch after us finds a store which has to be restored.
+/// One that stands is left as it is. On the disk when this returns; ignores a failure.
+void raiseLatch(const std::string& store, std::int32_t pid);
 
 /// Ignores a failure: a latch that stays is found again.
 void lowerLatch(const std::string& store);
 
-/// The copy of a backup that a restoration left which was killed. Ignores a failure.
-void removeAbandonedCopy(const std::string& store);
+/// The copy of a backup, and of a latch, that a restoration left which was killed. Ignores a failure.
+void removeAbandonedCopies(const std::string& store);
 
 /// `{store}.migrate.{epochSeconds}.log`
 std::string applyLog(const std::string& store, std::int64_t epochSeconds);
 
-/// The lines of an apply log that tell of its latch and its backups; the log may be of any length.
+/// The lines of an apply log that tell of its latch, and then those of its backups; of each a thousand at most. The log
+/// may be of any length.
 std::vector<std::string> tellingLines(const std::string& log);
 
 /// Those of the newest apply log that names the process.
 std::optional<std::vector<std::string>> killedApplyLog(const std::string& store, std::int32_t pid);
-
-/// Split at line feeds; empty lines are kept.
-std::vector<std::string> lines(std::string_view text);
 
 }  // namespace StoreRecovery
 

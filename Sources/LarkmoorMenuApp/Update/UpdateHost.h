@@ -57,6 +57,8 @@ class UpdateHost final : public UpdaterDelegate {
         /// Null if this build has no updater. The references outlive it.
         std::function<std::unique_ptr<Updater>(UserDriver&, UpdaterDelegate&)> makeUpdater;
         std::function<Task<MigrationRun>(std::string build)> migrateInstalled;
+        /// Called at the end of each run, after the words on it.
+        std::function<Task<void>()> migrationEnds = []() -> Task<void> { co_return; };
         Ledger ledger;
         /// Shows the person a sentence that no click waits for.
         std::function<void(const std::string& sentence)> tell = [](const std::string&) {};

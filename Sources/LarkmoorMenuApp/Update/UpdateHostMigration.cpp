@@ -19,6 +19,9 @@ Task<std::optional<MigrationRun>> UpdateHost::migrate(bool atLaunch) {
     migrationHold_->setRunning(true);
     // However it ends, updates are held no longer.
     co_await Spawning::toItsEnd([this, atLaunch, &run] { return runMigration(atLaunch, run); });
+    // A run without an end of its own is owed, too.
+    if (!run) migrationOwed_ = true;
+    co_await Spawning::toItsEnd(seams_.migrationEnds);
     migrationHold_->setRunning(false);
     migrating_ = false;
     if (rowChanged_) rowChanged_();

@@ -6,7 +6,8 @@ namespace larkmoor {
 
 namespace {
 
-/// A run of line feeds becomes one blank. Some words are of a feed's making, which nobody has signed.
+/// A run of line feeds becomes one blank. Some words are of a feed's making, which nobody has signed, or of a
+/// program's, and may be no text at all, which could not be sent.
 std::string oneLine(std::string_view text) {
     constexpr std::string_view feeds = "\r\n";
     std::string line;

@@ -26,6 +26,8 @@ class UpdateLogRelay {
     void note(std::string_view line) const;
     /// To the system's log alone.
     void sayHere(std::string_view line) const;
+    /// Ends when the daemon has what it was told, or when `patience` is over. One task at a time.
+    Task<void> delivered(std::chrono::milliseconds patience) const { return relay_.delivered(patience); }
 
   private:
     RequestRelay<ControlRequest> relay_;

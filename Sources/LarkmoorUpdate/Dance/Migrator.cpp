@@ -50,6 +50,14 @@ constexpr std::array<std::int32_t, 6> crashSignals{4, 5, 6, 8, 10, 11};
 /// What a shell adds to the number of the signal that ended its command.
 constexpr std::int32_t shellOffset = 128;
 
+/// Takes the line behind the last line feed off, which is empty where the output ends in one.
+std::string_view takeLastLine(std::string_view& output) {
+    const auto feed = output.rfind('\n');
+    const std::string_view line = output.substr(feed == output.npos ? 0 : feed + 1);
+    output = output.substr(0, feed == output.npos ? 0 : feed);
+    return line;
+}
+
 bool isCrash(std::int32_t exit) { return std::ranges::find(crashSignals, exit) != crashSignals.end(); }
 
 }  // namespace
@@ -89,12 +97,12 @@ MigratorExit::Red MigratorExit::floorRed(std::int32_t status) {
 }
 
 MigratorExit::PlanExitLines MigratorExit::planExitLines(std::string_view version, std::int32_t status,
-                                                        const std::vector<std::string>& output) {
-    const std::size_t shown = std::min<std::size_t>(output.size(), 2);
+                                                        std::string_view output) {
+    const bool hasTwo = output.contains('\n');
+    const std::string_view last = takeLastLine(output), before = takeLastLine(output);
     return {
         .relayed = fmt::format("{}: the plan exited {} (its output is in the Mac's system log only)", version, status),
-        .systemOnly = fmt::format("{}: the plan exited {} — {}", version, status,
-                                  fmt::join(output.end() - static_cast<std::ptrdiff_t>(shown), output.end(), " ")),
+        .systemOnly = fmt::format("{}: the plan exited {} — {}{}{}", version, status, before, hasTwo ? " " : "", last),
     };
 }
 
@@ -107,10 +115,11 @@ std::optional<PlanReceipt> PlanReceipt::read(std::string_view line) {
     return receipt ? std::optional{*std::move(receipt)} : std::nullopt;
 }
 
-PlanOutcome PlanOutcome::ofOutput(const std::vector<std::string>& lines) {
-    const auto last = std::ranges::find_if(lines.rbegin(), lines.rend(),
-                                           [](const std::string& line) { return line.starts_with('{'); });
-    const auto receipt = PlanReceipt::read(last == lines.rend() ? std::string_view{} : *last);
+PlanOutcome PlanOutcome::ofOutput(std::string_view output) {
+    std::string_view line;
+    do line = takeLastLine(output);
+    while (!line.starts_with('{') && !output.empty());
+    const auto receipt = PlanReceipt::read(line.starts_with('{') ? line : std::string_view{});
     if (!receipt) return NoPlan{"the last line of its --json plan did not decode", 0};
     const std::int64_t steps = receipt->pendingSteps();
     if (steps > 0) return Pending{steps};

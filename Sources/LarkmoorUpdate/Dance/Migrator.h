@@ -103,7 +103,7 @@ Red floorRed(std::int32_t status);
 struct PlanExitLines {
     std::string relayed, systemOnly;
 };
-PlanExitLines planExitLines(std::string_view version, std::int32_t status, const std::vector<std::string>& output);
+PlanExitLines planExitLines(std::string_view version, std::int32_t status, std::string_view output);
 
 }  // namespace MigratorExit
 
@@ -143,7 +143,7 @@ class PlanOutcome : public ClosedVariant<PlanOutcomeCases, PlanOutcomeCases::NoP
     using ClosedVariant::ClosedVariant;
 
     /// Of a plan that exited with 0: its last line that begins with "{" is the receipt.
-    static PlanOutcome ofOutput(const std::vector<std::string>& lines);
+    static PlanOutcome ofOutput(std::string_view output);
 };
 
 struct ApplyOutcome {

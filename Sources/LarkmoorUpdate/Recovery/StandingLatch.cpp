@@ -11,6 +11,8 @@ namespace larkmoor {
 
 namespace {
 
+constexpr std::string_view latchLine = "LATCH   ";
+
 /// The last value of the key; "" without one.
 std::string_view valueOf(std::string_view text, std::string_view key) {
     std::string_view value;
@@ -49,13 +51,30 @@ StandingLatch StandingLatch::judge(std::string_view text, const StartTimeOfPid& 
 bool StandingLatch::log(const std::vector<std::string>& lines, std::int32_t namesPid) {
     const std::string name = fmt::format(" · pid {}", namesPid);
     return std::ranges::any_of(lines, [&](const std::string& line) {
-        if (!line.starts_with("LATCH   ")) return false;
+        if (!line.starts_with(latchLine)) return false;
         for (auto at = line.find(name); at != line.npos; at = line.find(name, at + 1)) {
             const auto behind = at + name.size();
             if (behind == line.size() || line[behind] == ' ') return true;
         }
         return false;
     });
+}
+
+std::optional<std::int32_t> StandingLatch::pid(const std::vector<std::string>& ofLog) {
+    constexpr std::string_view name = " · pid ";
+    std::optional<std::int32_t> last;
+    for (const std::string_view line : ofLog) {
+        const auto at = line.starts_with(latchLine) ? line.find(name) : line.npos;
+        if (at == line.npos) continue;
+        const std::string_view number = line.substr(at + name.size());
+        if (const auto pid = positive<std::int32_t>(number.substr(0, number.find(' ')))) last = pid;
+    }
+    return last;
+}
+
+std::string StandingLatch::staleText(std::int32_t pid) {
+    // No process has started a microsecond after the epoch.
+    return fmt::format("pid {}\nstarted-at-us 1\n", pid);
 }
 
 }  // namespace larkmoor

@@ -40,6 +40,12 @@ class StandingLatch : public ClosedVariant<StandingLatchCases, StandingLatchCase
 
     /// Whether an apply log is that of the process.
     static bool log(const std::vector<std::string>& lines, std::int32_t namesPid);
+
+    /// The process that an apply log names last; nothing if it names none.
+    static std::optional<std::int32_t> pid(const std::vector<std::string>& ofLog);
+
+    /// The text of a latch that is stale, whoever has the number now.
+    static std::string staleText(std::int32_t pid);
 };
 
 }  // namespace larkmoor

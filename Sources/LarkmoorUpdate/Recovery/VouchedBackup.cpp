@@ -71,8 +71,12 @@ std::optional<VouchedBackup> VouchedBackup::read(const std::vector<std::string>&
     for (const std::string& text : fromApplyLog) {
         const std::string_view line = text;
         if (!line.starts_with("BACKUP  ")) continue;
-        if (const auto at = line.find(arrow); at != line.npos) {
+        // The store's own path stands before it, and may hold an arrow, too.
+        const auto absolute = line.find(std::string{arrow} + "/");
+        if (const auto at = absolute == line.npos ? line.find(arrow) : absolute; at != line.npos) {
             pending = trimmed(line.substr(at + arrow.size()));
+            // No file has such a name; the system would read half of it.
+            if (pending.contains('\0')) pending.clear();
         } else if (line.starts_with("BACKUP  verified") && !pending.empty()) {
             vouched = VouchedBackup{.path = std::exchange(pending, {})};
             const auto told = parts(line);

@@ -1,6 +1,7 @@
 // The files around a store, and the ledger of postponed builds, on a real disk.
 #include "LarkmoorMenuApp/Update/StoreRecovery.h"
 
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +10,9 @@
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorMenuApp/Update/PostponementLedger.h"
+#include "LarkmoorPlatform/Process.h"
+#include "Support/ChildProcess.h"
+#include "Support/RunUntil.h"
 #include "Support/SmallDisk.h"
 #include "Support/TemporaryFolder.h"
 
@@ -62,10 +66,46 @@ TEST_F(StoreFiles, ALatchThatCannotBeReadIsStale) {
     }
 }
 
+TEST_F(StoreFiles, OneRunHasTheStore) {
+    auto first = StoreRecovery::lock(store);
+    EXPECT_TRUE(first && !StoreRecovery::lock(store));
+    first.reset();
+    EXPECT_TRUE(StoreRecovery::lock(store));
+}
+
+TEST_F(StoreFiles, ALatchThatIsRaisedAgainIsStaleAndNoneTakesTheMigratorsOwn) {
+    StoreRecovery::raiseLatch(store, ::getpid());
+    EXPECT_EQ(StoreRecovery::standingLatch(store), StandingLatch{StandingLatch::Stale{::getpid()}});
+    StoreRecovery::raiseLatch(store, 12);
+    EXPECT_EQ(StoreRecovery::standingLatch(store), StandingLatch{StandingLatch::Stale{::getpid()}});
+    EXPECT_EQ(Files::names(folder.path())->size(), 1U);
+}
+
+TEST_F(StoreFiles, AMigratorHoldsItsLatchByItsStartOrByItsCommandAndIsKilledByThat) {
+    using std::chrono::microseconds;
+    write(store, "half");
+    testing::ChildProcess other{{"sleep", "60"}}, migrator{{"tail", "-f", "/dev/null", store}};
+    const auto judged = [&](pid_t pid, microseconds since) {
+        write(StoreRecovery::latchPath(store), fmt::format("pid {}\nstarted-at-us {}", pid, since.count()));
+        return StoreRecovery::standingLatch(store);
+    };
+    const auto start = std::chrono::duration_cast<microseconds>(ProcessTable::start(other.pid())->time_since_epoch());
+    EXPECT_EQ(judged(other.pid(), start), StandingLatch{StandingLatch::HeldByLiveMigrator{other.pid()}});
+    EXPECT_EQ(judged(other.pid(), start - microseconds{1}), StandingLatch{StandingLatch::Stale{other.pid()}});
+    StoreRecovery::killMigrator(store);
+    EXPECT_EQ(::kill(other.pid(), 0), 0);
+    const StandingLatch held = StandingLatch::HeldByLiveMigrator{migrator.pid()};
+    MainLoop loop;
+    EXPECT_TRUE(testing::runUntil(loop, [&] { return judged(migrator.pid(), microseconds{5}) == held; }));
+    StoreRecovery::killMigrator(store);
+    EXPECT_EQ(migrator.wait(), 128 + SIGKILL);
+}
+
 TEST_F(StoreFiles, ABackupIsPutBackWithoutWhatBelongedToTheOldFile) {
     write(store, "half");
     write(store + "-wal", "w");
     write(store + "-shm", "s");
+    write(store + "-journal", "j");
     write(store + ".restoring", "of a killed restore");
     write(backup, "0123456789");
     ASSERT_EQ(::chmod(store.c_str(), 0644), 0);
@@ -84,8 +124,12 @@ TEST_F(StoreFiles, ALinkedStoreIsRestoredWhereItIs) {
     EXPECT_TRUE(StoreRestore::put({.path = backup}, store).is<RestoreOutcome::Restored>());
     EXPECT_TRUE(fs::is_symlink(store));
     EXPECT_EQ(content(folder / "elsewhere/real.db"), "whole");
+    fs::remove(folder / "elsewhere/real.db");
+    EXPECT_TRUE(StoreRestore::put({.path = backup}, store).is<RestoreOutcome::Refused>()) << "its disk may be away";
+    EXPECT_TRUE(fs::is_symlink(store));
+    write(folder / "elsewhere/real.db", "half");
     write(folder / "elsewhere/real.db.restoring", "of a killed restore");
-    StoreRecovery::removeAbandonedCopy(store);
+    StoreRecovery::removeAbandonedCopies(store);
     EXPECT_FALSE(Files::exists(folder / "elsewhere/real.db.restoring"));
 }
 
@@ -139,6 +183,7 @@ TEST_F(Ledger, KeepsOneRecordForEachBuildUntilThatBuildIsGreen) {
     EXPECT_TRUE(ledger.settle(Verdict::Green{}, "7").is<MarkerWrite::NotEarned>());
     EXPECT_TRUE(ledger.postponed("5") && ledger.postponed("6") && !ledger.postponed("7"));
     EXPECT_EQ(ledger.record()->version, "6");
+    EXPECT_EQ(ledger.sentence(), MigrationWords::postponedForGood);
     EXPECT_EQ(content(ledger.path()), R"({"postponed":[{"version":"5","because":"b","at":"t","log":"/l"},)"
                                       R"({"version":"6","because":"b","at":"t","log":"/l"}]})");
     EXPECT_TRUE(ledger.settle(Verdict::Green{}, "6").is<MarkerWrite::Cleared>());
@@ -152,6 +197,11 @@ TEST_F(Ledger, ReadsTheSingleRecordOfEarlierBuildsAndNothingFromWhatItCannotRead
     EXPECT_TRUE(ledger.postponed("4"));
     EXPECT_TRUE(ledger.settle(forever("5"), "5").is<MarkerWrite::Wrote>());
     EXPECT_THAT(content(ledger.path()), HasSubstr(R"({"postponed":[{"version":"4")"));
+    const Verdict named = Verdict::PostponeForever{{.version = "6", .because = "at /\xff.", .backup = "/\xff"}};
+    EXPECT_TRUE(ledger.settle(named, "6").is<MarkerWrite::Wrote>());
+    EXPECT_EQ(ledger.record()->because + *ledger.record()->backup, "at /\uFFFD./\uFFFD");
+    write(ledger.path(), "{\"postponed\":[\n{\"version\":\"4\",\"because\":\"\xff\",\"at\":\"t\"}]}");
+    EXPECT_TRUE(ledger.postponed("4"));
     write(ledger.path(), R"({"postponed":3})");
     EXPECT_FALSE(ledger.postponed("4"));
 }

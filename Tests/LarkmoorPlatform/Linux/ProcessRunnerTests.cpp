@@ -159,6 +159,12 @@ TEST_F(ProcessRunnerTests, TheProgramHasThreeDescriptorsAndItsSignals) {
                 ::testing::MatchesRegex("/proc/[0-9]+/fd/0 [^ ]+/1 [^ ]+/2( [^ ]+/[0-9]+)?\nBlk 0000\nIgn 0000\n"));
 }
 
+TEST_F(ProcessRunnerTests, WhatOutlivesUsDoesNotHearTheEndOfTheSession) {
+    ProcessRequest request = shell("for end in TERM HUP INT; do kill -$end $$; done; exit 3");
+    request.outlivesUs = true;
+    EXPECT_EQ(run(std::move(request)).end, ProcessEnd{ProcessEnds::Exited{3}});
+}
+
 TEST_F(ProcessRunnerTests, BadMannersDoNotHoldItUp) {
     struct Case {
         std::string_view name, script;

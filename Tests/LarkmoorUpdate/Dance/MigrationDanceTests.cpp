@@ -235,10 +235,10 @@ TEST(PlanOutcome, ReadsTheLastReceipt) {
         return fmt::format(R"({{"steps":[{{"id":"a","disposition":"{}"}},{{"id":"b","disposition":"applied"}}]}})",
                            disposition);
     };
-    EXPECT_EQ(PlanOutcome::ofOutput({"{broken", step("pending"), "done", ""}), PlanOutcome{PlanOutcome::Pending{1}});
-    EXPECT_EQ(PlanOutcome::ofOutput({step("adopt")}), PlanOutcome{PlanOutcome::NothingPending{}});
-    for (const Lines& lines : {Lines{}, Lines{""}, Lines{step("other")}, Lines{step("pending"), "{"}}) {
-        EXPECT_TRUE(PlanOutcome::ofOutput(lines).is<PlanOutcome::NoPlan>()) << joined(lines);
+    EXPECT_EQ(PlanOutcome::ofOutput("{broken\n" + step("pending") + "\ndone\n"), PlanOutcome{PlanOutcome::Pending{1}});
+    EXPECT_EQ(PlanOutcome::ofOutput(step("adopt")), PlanOutcome{PlanOutcome::NothingPending{}});
+    for (const std::string& output : {std::string{}, std::string{"\n"}, step("other"), step("pending") + "\n{"}) {
+        EXPECT_TRUE(PlanOutcome::ofOutput(output).is<PlanOutcome::NoPlan>()) << output;
     }
 }
 

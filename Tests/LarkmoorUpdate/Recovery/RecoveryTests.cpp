@@ -33,6 +33,8 @@ TEST(StandingLatch, NamesAProcessByItsWholeNumber) {
     EXPECT_TRUE(StandingLatch::log({"LATCH   raised · pid 123 · pid 12 · more"}, 12));
     EXPECT_FALSE(StandingLatch::log({"LATCH   raised · pid 123"}, 12));
     EXPECT_FALSE(StandingLatch::log({"latch   raised · pid 12", "LATCH raised · pid 12"}, 12));
+    EXPECT_EQ(StandingLatch::pid({"LATCH   raised · pid 7", "LATCH   raised · pid 12 · more", "LATCH   · pid x"}), 12);
+    EXPECT_EQ(StandingLatch::pid({"latch   raised · pid 12", "LATCH   raised"}), std::nullopt);
 }
 
 TEST(VouchedBackup, IsTheLastThatWasVerified) {
@@ -44,6 +46,8 @@ TEST(VouchedBackup, IsTheLastThatWasVerified) {
     EXPECT_EQ(read({"BACKUP  s → /a", verified, "BACKUP  s → /b", "BACKUP  verified · ok"}), (Backup{{"/b", {}}}));
     EXPECT_EQ(read({"BACKUP  s → /a", "BACKUP  verified · ok · "}), (Backup{{"/a", {}}}));
     EXPECT_EQ(read({"BACKUP  s → /a", "BACKUP  s →  ", verified}), Backup{});
+    EXPECT_EQ(read({"BACKUP  /x → y/s → /x → y/a", verified}), (Backup{{"/x → y/a", "1.2 GB"}}));
+    EXPECT_EQ(read({std::string{"BACKUP  s → /a\0b", 18}, verified}), Backup{});
     EXPECT_EQ(read({"BACKUP s → /a", verified}), Backup{});
     EXPECT_EQ(read({verified, "BACKUP  s → /a"}), Backup{});
 }

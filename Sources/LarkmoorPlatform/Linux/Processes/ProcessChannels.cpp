@@ -75,7 +75,7 @@ std::expected<void, FileError> ProcessChannels::openInput(ProcessInput& input) {
 
 std::expected<void, FileError> ProcessChannels::openOutput(const ProcessOutput& output) {
     if (const auto* file = std::get_if<ProcessOutputs::ToFile>(&output)) {
-        auto opened = keep(openAbove(file->path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0600), output_);
+        auto opened = keep(openAbove(file->path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NONBLOCK, 0600), output_);
         // An existing file may have been readable by others.
         if (opened) static_cast<void>(::fchmod(output_.get(), 0600));
         return opened;

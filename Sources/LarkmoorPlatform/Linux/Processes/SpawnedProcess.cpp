@@ -28,14 +28,17 @@ bool holdsNul(const std::string& text) { return text.find('\0') != std::string::
 
 class Attributes {
   public:
-    explicit Attributes(SpawnedProcess::LeaderOf leaderOf) {
+    Attributes(SpawnedProcess::LeaderOf leaderOf, SpawnedProcess::EndSignals endSignals) {
         posix_spawnattr_init(&attributes_);
-        sigset_t none;
+        sigset_t blocked;
         sigset_t all;
-        sigemptyset(&none);
+        sigemptyset(&blocked);
         sigfillset(&all);
+        if (endSignals == SpawnedProcess::EndSignals::blocked) {
+            for (const int signal : {SIGTERM, SIGHUP, SIGINT}) sigaddset(&blocked, signal);
+        }
         posix_spawnattr_setpgroup(&attributes_, 0);
-        posix_spawnattr_setsigmask(&attributes_, &none);
+        posix_spawnattr_setsigmask(&attributes_, &blocked);
         posix_spawnattr_setsigdefault(&attributes_, &all);
         const int leadership =
             leaderOf == SpawnedProcess::LeaderOf::session ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
@@ -76,14 +79,16 @@ class FileActions {
 std::expected<SpawnedProcess, FileError> SpawnedProcess::start(const std::string& executable,
                                                                std::vector<std::string> arguments,
                                                                std::vector<std::string> environment,
-                                                               SpawnDescriptors descriptors, LeaderOf leaderOf) {
+                                                               SpawnDescriptors descriptors, LeaderOf leaderOf,
+                                                               EndSignals endSignals) {
     const auto failure = [name = arguments.front()](int code) { return std::unexpected(FileError{name, code}); };
     if (holdsNul(executable) || std::ranges::any_of(arguments, holdsNul) || std::ranges::any_of(environment, holdsNul))
         return failure(EINVAL);
 
     pid_t id = 0;
-    const int refused = posix_spawn(&id, executable.c_str(), FileActions{descriptors}.get(), Attributes{leaderOf}.get(),
-                                    pointers(arguments).data(), pointers(environment).data());
+    const int refused =
+        posix_spawn(&id, executable.c_str(), FileActions{descriptors}.get(), Attributes{leaderOf, endSignals}.get(),
+                    pointers(arguments).data(), pointers(environment).data());
     if (refused != 0) return failure(refused);
     SpawnedProcess process{id, processDescriptor(id)};
     if (!process.descriptor_) return failure(errno);

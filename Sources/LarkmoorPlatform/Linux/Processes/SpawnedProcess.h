@@ -25,6 +25,8 @@ struct SpawnDescriptors {
 class SpawnedProcess {
   public:
     enum class LeaderOf { group, session };
+    /// Whether the child hears SIGTERM, SIGHUP and SIGINT, or starts with them blocked.
+    enum class EndSignals { heard, blocked };
     enum class EndKind { exited, signalled };
     struct End {
         EndKind kind;
@@ -33,11 +35,9 @@ class SpawnedProcess {
 
     /// `arguments` begin with the program's name, which an error names too. `environment` holds entries NAME=VALUE;
     /// nothing is inherited. The program runs when this returns. Blocks until the system has loaded it.
-    static std::expected<SpawnedProcess, FileError> start(const std::string& executable,
-                                                          std::vector<std::string> arguments,
-                                                          std::vector<std::string> environment,
-                                                          SpawnDescriptors descriptors,
-                                                          LeaderOf leaderOf = LeaderOf::group);
+    static std::expected<SpawnedProcess, FileError> start(
+        const std::string& executable, std::vector<std::string> arguments, std::vector<std::string> environment,
+        SpawnDescriptors descriptors, LeaderOf leaderOf = LeaderOf::group, EndSignals endSignals = EndSignals::heard);
 
     SpawnedProcess(SpawnedProcess&& other) noexcept;
     SpawnedProcess& operator=(SpawnedProcess&&) = delete;

@@ -165,8 +165,10 @@ std::expected<std::shared_ptr<Run>, FileError> start(MainLoop& loop, ProcessRequ
     auto channels = ProcessChannels::open(request);
     if (!channels) return std::unexpected(channels.error());
     request.arguments.insert(request.arguments.begin(), request.name.value_or(request.executable));
-    auto process = SpawnedProcess::start(request.executable, std::move(request.arguments), lines(request.environment),
-                                         channels->childEnds());
+    auto process = SpawnedProcess::start(
+        request.executable, std::move(request.arguments), lines(request.environment), channels->childEnds(),
+        SpawnedProcess::LeaderOf::group,
+        request.outlivesUs ? SpawnedProcess::EndSignals::blocked : SpawnedProcess::EndSignals::heard);
     if (!process) return std::unexpected(process.error());
     channels->closeChildEnds();
     auto* streamed = std::get_if<ProcessOutputs::Streamed>(&request.output);

@@ -49,7 +49,8 @@ constexpr std::array unsupportedKeys{"Sockets",
 /// One translation; keeps the first error.
 class Translation {
   public:
-    Translation(const Dictionary& list, const std::string& listPath) : list_(list), listPath_(listPath) {}
+    Translation(const Dictionary& list, const std::string& listPath, const AgentGuard& guard)
+        : list_(list), listPath_(listPath), guard_(guard) {}
 
     std::expected<AgentUnit, std::string> unit() {
         const std::string label = readLabel();
@@ -120,8 +121,10 @@ class Translation {
 
     std::string unitSection(const std::string& label) {
         const auto source = UnitText::path(listPath_);
-        return fmt::format("[Unit]\nDescription={}\n{}StartLimitIntervalSec=0\n", label,
-                           source ? fmt::format("{}{}\n", sourceKey, *source) : "");
+        const auto guard = label == guard_.label ? UnitText::path(guard_.path) : std::nullopt;
+        return fmt::format("[Unit]\nDescription={}\n{}{}StartLimitIntervalSec=0\n", label,
+                           source ? fmt::format("{}{}\n", sourceKey, *source) : "",
+                           guard ? fmt::format("ConditionPathExists=!{}\n", *guard) : "");
     }
 
     /// ExecStart: the program's path, with argv[0] if that differs.
@@ -238,16 +241,18 @@ class Translation {
 
     const Dictionary& list_;
     const std::string& listPath_;
+    const AgentGuard& guard_;
     bool startsAtLoad_ = false;
     std::optional<std::string> error_;
 };
 
 }  // namespace
 
-std::expected<AgentUnit, std::string> AgentUnit::translate(BytesView list, const std::string& listPath) {
+std::expected<AgentUnit, std::string> AgentUnit::translate(BytesView list, const std::string& listPath,
+                                                           const AgentGuard& guard) {
     const auto dictionary = PropertyList::dictionary(list);
     if (!dictionary) return std::unexpected(fmt::format("{}: it is no property list", listPath));
-    auto unit = Translation{*dictionary, listPath}.unit();
+    auto unit = Translation{*dictionary, listPath, guard}.unit();
     if (!unit) return std::unexpected(fmt::format("{}: {}", listPath, unit.error()));
     return unit;
 }

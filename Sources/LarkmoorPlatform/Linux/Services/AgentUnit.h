@@ -9,6 +9,11 @@
 
 namespace larkmoor {
 
+/// An agent that is not started, by whomever, as long as something exists at the path.
+struct AgentGuard {
+    std::string label, path;
+};
+
 struct AgentUnit {
     std::string name;  ///< "{label}.service"
     std::string text;  ///< the unit file
@@ -17,7 +22,8 @@ struct AgentUnit {
     /// `listPath` becomes the unit's SourcePath, and a BundleProgram is resolved against the bundle that holds it. The
     /// error is text for a log. Keys without meaning for systemd (mach services, process types, session types) are
     /// ignored; keys that change when or how the agent runs and have no counterpart are errors.
-    static std::expected<AgentUnit, std::string> translate(BytesView list, const std::string& listPath);
+    static std::expected<AgentUnit, std::string> translate(BytesView list, const std::string& listPath,
+                                                           const AgentGuard& guard = {});
 
     /// The SourcePath in the text of a unit file, if there is one.
     static std::optional<std::string> source(std::string_view text);

@@ -38,7 +38,13 @@ struct AgentUnitFiles {
 /// Main thread; must outlive its tasks.
 class AgentUnits {
   public:
-    AgentUnits(UserManager& manager, UserFolders folders) : manager_(manager), files_{std::move(folders)} {}
+    AgentUnits(UserManager& manager, UserFolders folders, AgentGuard guard = {})
+        : manager_(manager), files_{std::move(folders)}, guard_(std::move(guard)) {}
+
+    /// The unit of a property list; the error is text for a log.
+    std::expected<AgentUnit, std::string> unit(BytesView list, const std::string& listPath) const {
+        return AgentUnit::translate(list, listPath, guard_);
+    }
 
     struct State {
         std::optional<std::string> fileState;  ///< UnitFileState; nullopt without a unit file
@@ -64,6 +70,7 @@ class AgentUnits {
   private:
     UserManager& manager_;
     AgentUnitFiles files_;
+    const AgentGuard guard_;
 };
 
 }  // namespace larkmoor

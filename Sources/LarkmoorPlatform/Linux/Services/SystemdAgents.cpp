@@ -57,7 +57,7 @@ Task<LoginItemStatus> SystemdAgentItem::status() {
 Task<std::expected<void, std::string>> SystemdAgentItem::registerItem() {
     const auto list = Files::read(listPath_);
     if (!list) co_return std::unexpected(list.error().description());
-    auto agent = AgentUnit::translate(*list, listPath_);
+    auto agent = units_.unit(*list, listPath_);
     if (!agent) co_return std::unexpected(agent.error());
     if (agent->name != unit()) co_return std::unexpected(listPath_ + ": its Label is not its own name");
     const auto unitState = co_await units_.state(unit());
@@ -82,7 +82,7 @@ Task<std::optional<std::int32_t>> SystemdLaunchAgents::pid(std::string serviceTa
 
 Task<bool> SystemdLaunchAgents::isCurrent(std::string listPath) {
     const auto list = Files::read(listPath);
-    const auto unit = list ? AgentUnit::translate(*list, listPath) : std::unexpected(list.error().description());
+    const auto unit = list ? units_.unit(*list, listPath) : std::unexpected(list.error().description());
     if (!unit) co_return true;
     const auto unitState = co_await units_.state(unit->name);
     if (!unitState) co_return true;
@@ -95,7 +95,7 @@ Task<bool> SystemdLaunchAgents::isCurrent(std::string listPath) {
 
 Task<ExitStatus> SystemdLaunchAgents::bootstrap(std::string domainTarget, std::string listPath) {
     const auto list = Files::read(listPath);
-    const auto unit = list ? AgentUnit::translate(*list, listPath) : std::unexpected(list.error().description());
+    const auto unit = list ? units_.unit(*list, listPath) : std::unexpected(list.error().description());
     if (!unit) {
         platformLog(fmt::format("[larkmoor-menu] no agent for {}: {}", domainTarget, unit.error()));
         co_return inputOutputError;

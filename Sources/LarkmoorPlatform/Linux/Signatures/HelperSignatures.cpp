@@ -14,6 +14,9 @@ namespace {
 
 namespace protocol = VerifyProtocol;
 
+/// Of the seal of one executable, and of whose it is.
+constexpr std::chrono::seconds sealBudget{60};
+
 std::string text(std::string_view word) { return std::string{word}; }
 
 }  // namespace
@@ -21,7 +24,8 @@ std::string text(std::string_view word) { return std::string{word}; }
 HelperSignatures::HelperSignatures(ProcessRunner& runner, Options options)
     : runner_(runner), options_(std::move(options)), helper_(options_.helper) {}
 
-Task<ProcessResult> HelperSignatures::ask(std::vector<std::string> question, std::stop_token stop) {
+Task<ProcessResult> HelperSignatures::ask(std::vector<std::string> question, std::chrono::milliseconds budget,
+                                          std::stop_token stop) {
     question.insert(question.begin(), {fmt::format("{}{}", protocol::build, options_.build),
                                        fmt::format("{}{}", protocol::asker, ::getpid())});
     co_return co_await runner_.run({.executable = helper_.executable(),
@@ -29,12 +33,13 @@ Task<ProcessResult> HelperSignatures::ask(std::vector<std::string> question, std
                                     .arguments = std::move(question),
                                     .output = ProcessOutputs::Captured{},
                                     .errors = ProcessOutputs::Captured{},
-                                    .budget = options_.budget},
+                                    .budget = budget},
                                    stop);
 }
 
-Task<Signatures::Verdict> HelperSignatures::judge(std::vector<std::string> question, std::stop_token stop) {
-    const ProcessResult result = co_await ask(std::move(question), stop);
+Task<Signatures::Verdict> HelperSignatures::judge(std::vector<std::string> question, std::chrono::milliseconds budget,
+                                                  std::stop_token stop) {
+    const ProcessResult result = co_await ask(std::move(question), budget, stop);
     if (result.end == ProcessEnd{ProcessEnds::Exited{protocol::holds}}) co_return Verdict{};
     if (std::holds_alternative<ProcessEnds::Stopped>(result.end)) co_return std::unexpected{std::string{"cancelled"}};
     const std::string_view words = trimmed(asText(result.errors));
@@ -43,20 +48,21 @@ Task<Signatures::Verdict> HelperSignatures::judge(std::vector<std::string> quest
 
 Task<Signatures::Verdict> HelperSignatures::verifyArchive(std::string file, std::string key, std::string signature,
                                                           std::stop_token stop) {
-    return judge({text(protocol::archive), std::move(file), std::move(key), std::move(signature)}, std::move(stop));
+    return judge({text(protocol::archive), std::move(file), std::move(key), std::move(signature)},
+                 options_.updateBudget, std::move(stop));
 }
 
 Task<Signatures::Verdict> HelperSignatures::verifyBundle(std::string folder, std::string key, std::stop_token stop) {
-    return judge({text(protocol::bundle), std::move(folder), std::move(key)}, std::move(stop));
+    return judge({text(protocol::bundle), std::move(folder), std::move(key)}, options_.updateBudget, std::move(stop));
 }
 
 Task<Signatures::Verdict> HelperSignatures::verifyStrictly(std::string path) {
-    return judge({text(protocol::verify), text(protocol::strict), std::move(path)}, {});
+    return judge({text(protocol::verify), text(protocol::strict), std::move(path)}, sealBudget, {});
 }
 
 Task<std::optional<std::string>> HelperSignatures::designatedRequirement(std::string path) {
     const ProcessResult result =
-        co_await ask({text(protocol::display), text(protocol::requirement), std::move(path)}, {});
+        co_await ask({text(protocol::display), text(protocol::requirement), std::move(path)}, sealBudget, {});
     if (result.end != ProcessEnd{ProcessEnds::Exited{protocol::holds}}) co_return std::nullopt;
     co_return std::string{trimmed(asText(result.output))};
 }

@@ -17,8 +17,8 @@ class HelperSignatures final : public Signatures {
     struct Options {
         std::string helper;  ///< path of larkmoor-verify; opened by the constructor
         std::string build;   ///< ours; a helper of another build answers nothing
-        /// Of a question: some gigabytes on a slow disk.
-        std::chrono::milliseconds budget = std::chrono::minutes{10};
+        /// Of a question about an archive or a bundle: some gigabytes on a slow disk.
+        std::chrono::milliseconds updateBudget = std::chrono::minutes{10};
     };
 
     /// `runner` outlives it.
@@ -31,8 +31,8 @@ class HelperSignatures final : public Signatures {
     Task<std::optional<std::string>> designatedRequirement(std::string path) override;
 
   private:
-    Task<ProcessResult> ask(std::vector<std::string> question, std::stop_token stop);
-    Task<Verdict> judge(std::vector<std::string> question, std::stop_token stop);
+    Task<ProcessResult> ask(std::vector<std::string> question, std::chrono::milliseconds budget, std::stop_token stop);
+    Task<Verdict> judge(std::vector<std::string> question, std::chrono::milliseconds budget, std::stop_token stop);
 
     ProcessRunner& runner_;
     const Options options_;

@@ -99,6 +99,11 @@ TEST(AgentUnit, RefusesWhatHasNoCounterpart) {
         ASSERT_FALSE(unit.has_value()) << test.in;
         EXPECT_EQ(unit.error(), fmt::format("{}: {}", listPath, test.want));
     }
+    const auto guarded = [](std::string label) {
+        return AgentUnit::translate(asBytes(running("")), "/x.plist", {.label = std::move(label), .path = "/a b%/c"});
+    };
+    EXPECT_THAT(guarded("a.b")->text, ::testing::HasSubstr("\nConditionPathExists=!/a b%%/c\n"));
+    EXPECT_EQ(guarded("a")->text, AgentUnit::translate(asBytes(running("")), "/x.plist")->text);
     const auto loose =
         AgentUnit::translate(asBytes(keyed("<key>BundleProgram</key><string>x</string>")), "/h/a.b.plist");
     EXPECT_EQ(loose.error(), "/h/a.b.plist: it names a BundleProgram and lies in no bundle");
