@@ -124,7 +124,7 @@ Task<UpdateInstaller::Installed> UpdateInstaller::install() {
     if (done) done = co_await proveStagedAnew();
     // That took a while.
     if (done) done = holdStaged();
-    if (done && options_.isBundleNeeded()) done = std::unexpected{std::string{"a migration has begun"}};
+    if (const std::string words = options_.objection(); done && !words.empty()) done = std::unexpected{words};
     if (done) done = BundleExchange::exchange(places_, options_.build, staged_->build);
     if (!done) co_return refuse(done.error());
     options_.log(fmt::format("build {} is in place of build {}", staged_->build, options_.build));
