@@ -108,6 +108,15 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
     }
 }
 
+TEST(BundleExchangeTests, AFileOfWhatWasExchangedIsFoundInTheBundle) {
+    const std::string file = "/h/.X.app.update/staged.app/Contents/MacOS/x";
+    EXPECT_EQ(UpdatePlaces::inBundle(file), "/h/X.app/Contents/MacOS/x");
+    for (const char* other : {"/h/X.app/Contents/MacOS/x", "/h/.X.app.update/unpacking/X.app/Contents/MacOS/x",
+                              "/h/.X.app.update/staged.app", "/.update/staged.app/x", "x", ""}) {
+        EXPECT_EQ(UpdatePlaces::inBundle(other), std::nullopt) << other;
+    }
+}
+
 TEST(BundleExchangeTests, AnOldBundleThatIsClosedForWritingGoesAllTheSame) {
     ASSERT_NE(::geteuid(), 0U) << "root is refused nothing";
     const Bundles bundles;

@@ -137,19 +137,16 @@ class Site:
         return bundle
 
 
-class Update(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.folder = tempfile.TemporaryDirectory(prefix="larkmoor-site.")
-        cls.site = Site(cls.folder.name)
+def setUpModule():
+    Case.folder = tempfile.TemporaryDirectory(prefix="larkmoor-site.")
+    Case.site = Site(Case.folder.name)
 
-    @classmethod
-    def tearDownClass(cls):
-        cls.folder.cleanup()
 
-    def setUp(self):
-        self.begin()
+def tearDownModule():
+    Case.folder.cleanup()
 
+
+class Case(unittest.TestCase):
     def begin(self, make=UpdatedSession, *properties):
         """A session of build 1, with a call that holds what it brings."""
         self.session = session = make(self.site, *properties)
@@ -175,6 +172,11 @@ class Update(unittest.TestCase):
         """What is staged is another update of ours, whose program is this script."""
         (self.staged() / "Contents/MacOS/larkmoor-menubar").write_text(f"#!/bin/sh\n{program}\n")
         self.site.seal(self.staged(), "--key", self.site.folder / "key")
+
+
+class Update(Case):
+    def setUp(self):
+        self.begin()
 
     def test_it_waits_for_a_call_and_goes_in_at_a_click(self):
         session = self.session
@@ -239,7 +241,20 @@ class Update(unittest.TestCase):
         self.assertEqual((session.build(), session.application.poll()), ("1", None))
         self.assertTrue(session.shows("(v0.1.0"))
 
-    def test_a_unit_keeps_its_application(self):
+    def test_two_starts_in_the_moment_of_the_exchange_are_one_application(self):
+        session = self.session
+        session.tray("click", READY)
+        end = time.monotonic() + 5
+        starts = []
+        while time.monotonic() < end and len(starts) < 12:
+            starts.append(session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar"))
+            time.sleep(0.2)
+        self.expect_second()
+        session.end(*(start for start in starts if start.pid not in session.processes()))
+
+
+class Unit(Case):
+    def test_it_keeps_its_application(self):
         """Whether it ends with its first process or with its last."""
         for properties in ((), ("ExitType=cgroup",)):
             with self.subTest(properties):
@@ -249,7 +264,7 @@ class Update(unittest.TestCase):
                 self.expect_second()
                 self.assertEqual((self.session.processes(), self.session.unit()), (first, "active"))
 
-    def test_a_unit_whose_update_dies_has_the_first_build_again(self):
+    def test_it_has_the_first_build_again_if_the_update_dies(self):
         """Even if it ends with the update, and its watcher with it: a start is of the first build then."""
         for properties in ((), ("Restart=on-failure",), ("ExitType=cgroup",)):
             with self.subTest(properties):
@@ -263,17 +278,6 @@ class Update(unittest.TestCase):
                     session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar")
                 wait("menu of the first build", lambda: session.shows("(v0.1.0"))
                 self.assertEqual((len(session.processes()), session.unit()), (1, "active"))
-
-    def test_two_starts_in_the_moment_of_the_exchange_are_one_application(self):
-        session = self.session
-        session.tray("click", READY)
-        end = time.monotonic() + 5
-        starts = []
-        while time.monotonic() < end and len(starts) < 12:
-            starts.append(session.start(BUNDLE / "Contents/MacOS/larkmoor-menubar"))
-            time.sleep(0.2)
-        self.expect_second()
-        session.end(*(start for start in starts if start.pid not in session.processes()))
 
 
 unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -123,6 +123,13 @@ void Application::endUntried(int status) {
     endNow(status);
 }
 
+std::string Application::objectionToExchange() const {
+    // Which runs programs of this very bundle.
+    if (storeWork_) return "a migration has begun";
+    // Nobody would watch over the new build.
+    return menuBar_ && menuBar_->isQuitting() ? "Larkmoor is quitting" : "";
+}
+
 void Application::relaunch() {
     // A quit goes on to its own end.
     if (menuBar_ && menuBar_->isQuitting()) return;

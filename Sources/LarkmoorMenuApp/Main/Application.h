@@ -93,6 +93,8 @@ class Application {
     void endNow(int status);
     /// For reasons that tell nothing of the update that this build may be: before the menu, or without a bus.
     void endUntried(int status);
+    /// To an exchange of the bundle at this moment; what is staged goes in at the quit then.
+    std::string objectionToExchange() const;
     void relaunch();
     /// Says so once the menu has been up for a while, if this build is an update that was just put in; what would have
     /// ended a launch that hangs is called off then.
@@ -137,7 +139,7 @@ class Application {
                                         return signatures_.verifyBundle(std::move(folder),
                                                                         bundle_.publicKey.value_or(""), {});
                                     },
-                                .isBundleNeeded = [this] { return storeWork_ != nullptr; },
+                                .objection = [this] { return objectionToExchange(); },
                                 .relaunch = [this] { relaunch(); },
                                 .log = [](const std::string& line) { platformLog("[larkmoor-menu] " + line); },
                                 .isAutomatic = [this] { return consentsToUpdates(); }}};

@@ -23,7 +23,7 @@ struct Successor {
     /// its first process. A start that was not needed is left alone, and after one that could not be tried the update
     /// stays staged and nothing is started (`StartEnd`). A watcher that is killed leaves all of this to later launches.
     ///
-    /// Called when our name on the bus is free, and no thread of ours is at work.
+    /// Called when our name on the bus is free. The work of our threads is cut off.
     int start(char** arguments) const;
 };
 

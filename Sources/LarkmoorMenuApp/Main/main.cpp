@@ -100,9 +100,7 @@ int run(char** arguments) {
     // Read once, before an update can put another file in its place.
     const auto bundle = larkmoor::RunningBundle::current();
     // Or it has done so already, while this process was being loaded.
-    if (const auto present = larkmoor::UpdatePlaces::bundleBeside(bundle.folder)) {
-        return startAnew(*present + bundle.executable.substr(bundle.folder.size()), arguments);
-    }
+    if (const auto present = larkmoor::UpdatePlaces::inBundle(bundle.executable)) return startAnew(*present, arguments);
     auto settled =
         larkmoor::BundleExchange::settle(larkmoor::UpdatePlaces{bundle.folder},
                                          [&bundle](const std::string& staged) { return proveStaged(bundle, staged); });

@@ -23,14 +23,19 @@ UpdatePlaces::UpdatePlaces(std::string bundlePath) : bundle(std::move(bundlePath
     folder = fmt::format("{}/.{}.update", parent == "/" ? "" : parent, path.filename().string());
 }
 
-std::optional<std::string> UpdatePlaces::bundleBeside(const std::string& folder) {
+std::optional<std::string> UpdatePlaces::inBundle(const std::string& file) {
     constexpr std::string_view prefix = ".", suffix = ".update";
-    const std::filesystem::path beside = std::filesystem::path{folder}.parent_path();
-    std::string name = beside.filename().string();
-    if (name.size() <= prefix.size() + suffix.size()) return std::nullopt;
-    name = name.substr(prefix.size(), name.size() - prefix.size() - suffix.size());
-    UpdatePlaces places{(beside.parent_path() / name).string()};
-    return places.staged() == folder ? std::optional{std::move(places.bundle)} : std::nullopt;
+    for (std::filesystem::path above = file; above.has_relative_path(); above = above.parent_path()) {
+        const std::string name = above.filename().string();
+        if (name.size() <= prefix.size() + suffix.size()) continue;
+        const UpdatePlaces places{above.parent_path() /
+                                  name.substr(prefix.size(), name.size() - prefix.size() - suffix.size())};
+        const std::string inside = places.staged() + "/";
+        if (places.folder == above && file.starts_with(inside)) {
+            return fmt::format("{}/{}", places.bundle, file.substr(inside.size()));
+        }
+    }
+    return std::nullopt;
 }
 
 namespace BundleExchange {

@@ -24,8 +24,8 @@ namespace larkmoor {
 struct UpdatePlaces {
     explicit UpdatePlaces(std::string bundlePath);
 
-    /// If `folder` is the `staged` of some bundle, that bundle.
-    static std::optional<std::string> bundleBeside(const std::string& folder);
+    /// For a file of the `staged` of some bundle, even of one that was removed since, that file of the bundle.
+    static std::optional<std::string> inBundle(const std::string& file);
 
     std::string bundle;  ///< absolute, without a slash at its end
     std::string parent;

@@ -161,7 +161,7 @@ Task<UpdateInstaller::Installed> UpdateInstaller::install() {
     if (done) done = co_await proveStagedAnew();
     // That took a while.
     if (done) done = holdStaged();
-    if (done && options_.isBundleNeeded()) done = std::unexpected{std::string{"a migration has begun"}};
+    if (const std::string words = options_.objection(); done && !words.empty()) done = std::unexpected{words};
     if (!done) co_return refuse(done.error());
     const StagedUpdate staged = *std::exchange(staged_, std::nullopt);
     done = BundleExchange::exchange(places_, options_.build, staged.build);

@@ -32,8 +32,8 @@ class UpdateInstaller {
         std::string build;   ///< what it was at the launch
         /// Whether a bundle is whole and sealed as an update must be.
         std::function<Task<Installed>(std::string bundle)> prove;
-        /// Whether something is at work for which programs of this very bundle are needed.
-        std::function<bool()> isBundleNeeded = [] { return false; };
+        /// Why the bundle has to stay as it is for now, in words; "" if there is no reason.
+        std::function<std::string()> objection = [] { return std::string{}; };
         /// Ends this application and starts the one that then stands in its place.
         std::function<void()> relaunch;
         std::function<void(std::string)> log;
