@@ -87,7 +87,10 @@ std::optional<std::vector<std::string>> entriesToRemove(const std::string& folde
     std::vector<std::string> entries;
     const std::string binary = fmt::format("{}/{}", folder, runtimeName), proof = RuntimeProof::path(binary);
     std::error_code failed;
-    if (std::filesystem::is_symlink(folder, failed)) entries = RuntimeProof::entries(binary);
+    if (std::filesystem::is_symlink(folder, failed)) {
+        entries = RuntimeProof::entries(binary);
+        if (Files::names(folder) == std::vector<std::string>{}) return entries;
+    }
     if (!entries.empty()) {
         if (std::ranges::find(entries, runtimeName) == entries.end()) entries.emplace_back(runtimeName);
         entries.push_back(std::filesystem::path{proof}.filename().string());

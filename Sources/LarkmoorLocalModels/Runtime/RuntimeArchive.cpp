@@ -65,25 +65,39 @@ std::optional<std::string> digestOf(const fs::path& file) {
     return digest ? std::optional{*digest} : std::nullopt;
 }
 
+/// By a link the folder may be one of the user's, of which nothing is replaced, and in which every name of ours is
+/// written down before it is there. None in a folder of our own.
+std::expected<std::vector<std::string>, SetupError> entriesBehindLink(const fs::path& staging,
+                                                                      const std::string& binary) {
+    const fs::path folder = fs::path{binary}.parent_path();
+    std::error_code failed;
+    if (!fs::is_symlink(folder, failed)) return {};
+    auto entries = RuntimeProof::entries(binary);
+    const bool isOurs = entries.empty() && fs::exists(RuntimeProof::path(binary), failed);
+    for (const std::string& name : Files::names(staging.string()).value_or(std::vector<std::string>{})) {
+        if (std::ranges::find(entries, name) != entries.end()) continue;
+        if (!isOurs && fs::exists(folder / name, failed)) {
+            return refusal(fmt::format("{} is not ours", (folder / name).string()));
+        }
+        entries.push_back(name);
+    }
+    return entries;
+}
+
 Done place(const std::string& binary, const RuntimeRelease& release) {
     const fs::path folder = fs::path{binary}.parent_path();
     const fs::path staging = stagingIn(folder);
     const std::string proof = RuntimeProof::path(binary);
     std::error_code failed;
     if (fs::exists(staging / fs::path{proof}.filename(), failed)) return refusal("it brings its own proof");
-    // By a link it may be a folder of the user's, of which nothing is replaced, and what is ours is written down.
-    std::vector<std::string> entries;
-    if (fs::is_symlink(folder, failed)) {
-        entries = Files::names(staging.string()).value_or(std::vector<std::string>{});
-        const auto ours = RuntimeProof::entries(binary);
-        const bool isOurs = ours.empty() && fs::exists(proof, failed);
-        for (const std::string& name : entries) {
-            if (isOurs || std::ranges::find(ours, name) != ours.end() || !fs::exists(folder / name, failed)) continue;
-            return refusal(fmt::format("{} is not ours", (folder / name).string()));
-        }
-    }
+    const auto entries = entriesBehindLink(staging, binary);
+    if (!entries) return std::unexpected(entries.error());
     const auto digest = digestOf(staging / release.executable);
-    fs::remove(proof, failed);
+    if (entries->empty()) {
+        fs::remove(proof, failed);
+    } else if (auto written = RuntimeProof::write(binary, "unproven", *entries); !written) {
+        return std::unexpected(SetupError{written.error().description()});
+    }
     if (!failed && digest) fs::remove(binary, failed);
     if (failed) return failure(binary, failed);
     if (auto moved = moveOut(staging, folder); !moved) return moved;
@@ -94,7 +108,7 @@ Done place(const std::string& binary, const RuntimeRelease& release) {
         fs::create_symlink(release.executable, binary, failed);
         if (failed) return failure(binary, failed);
     }
-    if (auto written = RuntimeProof::write(binary, *digest, entries); !written) {
+    if (auto written = RuntimeProof::write(binary, *digest, *entries); !written) {
         return std::unexpected(SetupError{written.error().description()});
     }
     return {};

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <sstream>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/SHA256.h"
@@ -28,12 +27,12 @@ std::vector<std::string> RuntimeProof::entries(const std::string& binary) {
     const auto recorded = Files::read(path(binary));
     if (!recorded) return {};
     std::vector<std::string> names;
-    std::istringstream lines{std::string{asText(*recorded)}};
-    std::string line;
-    std::getline(lines, line);  // the digest
-    while (std::getline(lines, line)) {
+    std::string_view lines = asText(*recorded);
+    for (std::size_t end = lines.find('\n'); end != lines.npos; end = lines.find('\n')) {
+        lines.remove_prefix(end + 1);  // the first line is the digest
+        const std::string_view line = lines.substr(0, lines.find('\n'));
         const bool isName = !line.empty() && line != "." && line != ".." && !line.contains('/');
-        if (isName) names.push_back(line);
+        if (isName) names.emplace_back(line);
     }
     return names;
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "LarkmoorLocalModels/Pull/ModelPull.h"
 #include "LarkmoorLocalModels/Runtime/RuntimeProof.h"
@@ -86,16 +87,16 @@ TEST(UndoPlanTest, AModelOnItsWayIntoOurStoreGoes) {
     const testing::TemporaryFolder support;
     const std::string store = ModelsFolder::namingStore(support.path().string());
     std::filesystem::create_directories(store + "/blobs");
-    const Receipts pulled{.pulledModel = title, .ollama = Inventory{"/theirs", true, {"old"}, 0}};
-    const Receipts wasThere{.pulledModel = title, .ollama = Inventory{"/theirs", true, {title}, 0}};
-    for (const auto& [installed, claimed, goes] :
-         {std::tuple{pulled, Receipts{}, true}, {Receipts{}, pulled, true}, {wasThere, Receipts{}, false}}) {
-        const LocalModelsProgress progress{.installed = installed, .claimed = claimed};
-        const auto steps = planned(progress, support.path().string());
-        EXPECT_EQ(std::ranges::find(steps, Step{Step::RemoveModelFolder{store}}) != steps.end(), goes);
-    }
+    LocalModelsProgress progress{.installed = {.pulledModel = title, .ollama = Inventory{"/theirs", true, {}, 0}}};
+    std::vector<Step> steps{Step::DeleteModel{title}, Step::RemoveModelFolder{store}};
+    EXPECT_EQ(planned(progress, support.path().string()), steps);
+    progress.claimed = std::exchange(progress.installed, {});
+    EXPECT_EQ(planned(progress, support.path().string()), steps);
     addModel(store, "registry.ollama.ai/library/theirs/1");
-    EXPECT_EQ(planned({.installed = pulled}, support.path().string()), std::vector<Step>{Step::DeleteModel{title}});
+    steps.pop_back();
+    EXPECT_EQ(planned(progress, support.path().string()), steps);
+    progress.claimed->ollama->models = {title};  // before the pull
+    EXPECT_EQ(planned(progress, support.path().string()), std::vector<Step>{});
 }
 
 TEST(UndoPlanTest, BehindALinkOnlyWhatWeBroughtGoes) {
@@ -103,6 +104,7 @@ TEST(UndoPlanTest, BehindALinkOnlyWhatWeBroughtGoes) {
     const std::string runtime = folder / "runtime";
     std::filesystem::create_directories(folder / "disk");
     std::filesystem::create_directory_symlink(folder / "disk", runtime);
+    EXPECT_EQ(planned({.installed = {.runtimeDir = runtime}}), std::vector<Step>{});
     ASSERT_TRUE(RuntimeProof::write(runtime + "/ollama", "digest", {"bin", "..", "lib"}).has_value());
     std::vector<Step> steps;
     for (const char* name : {"bin", "lib", "ollama", "ollama.sha256"}) {
@@ -134,12 +136,10 @@ TEST(UndoPlanTest, TheSpeechModelIsOursOnceItIsLoaded) {
 }
 
 TEST(UndoPlanTest, AClaimedPullStaysUntilOneHasFailed) {
-    for (const std::optional<std::string>& made : {std::optional{title}, std::optional<std::string>{}}) {
-        const LocalModelsProgress progress{.rows = {{.id = "model", .state = "skipped"}},
-                                           .installed = {.pulledModel = title, .ollama = Inventory{.folder = "/one"}},
-                                           .claimed = Receipts{.pulledModel = made}};
-        EXPECT_EQ(UndoPlan::claims(progress).pulledModel, made);
-    }
+    LocalModelsProgress progress{.rows = {{.id = "model", .state = "skipped"}}, .installed = {.pulledModel = title}};
+    EXPECT_EQ(UndoPlan::claims(progress).pulledModel, std::nullopt);
+    progress.claimed = progress.installed;
+    EXPECT_EQ(UndoPlan::claims(progress).pulledModel, title);
 }
 
 TEST(UndoPlanTest, APullItsStoreAndItsBeginningAreOneFact) {
