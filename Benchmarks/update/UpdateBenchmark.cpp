@@ -1,5 +1,6 @@
 // An update of 200 MB on its way: its download against curl, what it takes to prove it, and the time in which no
 // application would start. Started by Benchmarks/update/run.
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -9,7 +10,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <stop_token>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "LarkmoorMenuApp/Update/Appcast/BundleExchange.h"
@@ -91,12 +95,43 @@ void measureProofs(const std::string& helpers, const std::string& bundle, const 
     fmt::print("proof that the bundle is whole: {:.0f} ms\n", median(times));
 }
 
-/// From the first call to the last; the rename is all of it in which the bundle's name leads to neither or both.
+/// Opens a program over and over, and tells how long that failed at a stretch.
+class Starts {
+  public:
+    explicit Starts(std::string program) : program_(std::move(program)) {}
+
+    void print() {
+        looking_.request_stop();
+        looking_.join();
+        fmt::print("its program could not be opened meanwhile for {:.2f} ms at worst, in {} attempts\n", longest_,
+                   attempts_);
+    }
+
+  private:
+    void look(const std::stop_token& stop) {
+        for (auto lastOpened = Clock::now(); !stop.stop_requested(); ++attempts_) {
+            const auto before = Clock::now();
+            if (const FileDescriptor file{::open(program_.c_str(), O_RDONLY | O_CLOEXEC)}; file) {
+                lastOpened = Clock::now();
+            } else {
+                longest_ = std::max(longest_, std::chrono::duration<double, std::milli>(before - lastOpened).count());
+            }
+        }
+    }
+
+    const std::string program_;
+    double longest_ = 0;
+    long attempts_ = 0;
+    std::jthread looking_{[this](const std::stop_token& stop) { look(stop); }};
+};
+
+/// From the first call to the last.
 void measureExchange(const std::string& bundle) {
     const UpdatePlaces places{bundle};
     fs::create_directory(places.folder);
     fs::copy(bundle, places.staged(), fs::copy_options::recursive);
     std::vector<double> times;
+    Starts starts{bundle + "/Contents/MacOS/1"};
     for (int round = 0; round < 10 * rounds; ++round) {
         times.push_back(milliseconds([&] {
             if (const auto done = BundleExchange::exchange(places, "1", "2"); !done) give(done.error());
@@ -105,6 +140,7 @@ void measureExchange(const std::string& bundle) {
     }
     fmt::print("exchange of a 200 MB bundle, its record included: {:.2f} ms, at worst {:.2f} ms\n", median(times),
                *std::ranges::max_element(times));
+    starts.print();
     fs::remove_all(places.folder);
 }
 

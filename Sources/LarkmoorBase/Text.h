@@ -9,8 +9,9 @@ namespace larkmoor {
 /// `text` without the white space at both ends, line feeds included. A view of `text`.
 std::string_view trimmed(std::string_view text);
 
-/// `text` as one line of valid UTF-8: `control` in place of each control character and of each line or paragraph
-/// separator, U+FFFD in place of each invalid byte.
+/// `text` as one line of valid UTF-8: `control` in place of each control character, of each that changes the direction
+/// of text or shows nothing (joiners stay), and of each line or paragraph separator; U+FFFD in place of each invalid
+/// byte.
 std::string printable(std::string_view text, std::string_view control = "\uFFFD");
 
 /// `text` with the capitals A to Z as small letters.
