@@ -39,8 +39,10 @@ bool holds(const std::vector<std::string>& models, std::string_view name) {
 
 bool isOurs(const std::string& store) { return store.ends_with(ModelsFolder::namingStore("")); }
 
-/// Whether the store, if it was made by us, may be taken away whole.
+/// Whether the store, if it was made by us, may be taken away whole. We make no links.
 bool holdsOursAlone(const std::string& store) {
+    std::error_code failed;
+    if (std::filesystem::is_symlink(store, failed)) return false;
     return std::ranges::all_of(Inventory::take(store).models, [](const std::string& model) {
         return model == LocalModel::titleModel || model == ModelPull::mirrorModel;
     });
