@@ -123,6 +123,18 @@ TEST_F(MenuBarRowsTest, SetupKeepsTheModelsAndHidesTheRest) {
     }
 }
 
+TEST_F(MenuBarRowsTest, AnUpgradeIsLookedForAtTheOpeningAndByTheClock) {
+    launch();
+    upgrade = lines[1];
+    open();
+    EXPECT_EQ(look(*menu->rows().updateRow), lookOf(lines[1], true)) << "before the rows are shown";
+    upgrade = lines[2];
+    close();
+    EXPECT_EQ(update, lines[1]);
+    tick();
+    EXPECT_EQ(update, lines[2]);
+}
+
 TEST_F(MenuBarTest, PauseRowsSendTheirRequestAndShowWhatIsTrue) {
     launch();
     const std::tuple<std::string_view, std::string, std::string> rows[] = {

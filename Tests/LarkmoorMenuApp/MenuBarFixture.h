@@ -148,6 +148,7 @@ class MenuBarTest : public ::testing::Test {
 
     // What the rows are to show.
     std::optional<MenuLine> models, update;
+    std::optional<MenuLine> upgrade;  ///< by a look for an upgrade
     std::function<void()> modelsChanged, updateChanged;
     std::optional<std::string> postponed;
     // What the clicks answer.
@@ -156,7 +157,6 @@ class MenuBarTest : public ::testing::Test {
 
     OneShotEvent* storeWork = nullptr;  ///< that of a migration, and its end
 
-    int looks = 0;  ///< for an upgrade
     // What was done.
     Words asked;  ///< of the daemon
     Words done;   ///< by the duties and the platform, in order
@@ -184,7 +184,7 @@ class MenuBarTest : public ::testing::Test {
                     .migrateAtLaunch = noting("migrate"),
                     .buildUpdater = answering("updater", hasUpdater),
                     .armDailyClock = [this] { done.emplace_back("clock"); },
-                    .lookForUpgrade = [this] { ++looks; },
+                    .lookForUpgrade = [this] { update = upgrade ? upgrade : update; },
                     .attachRow = [this](std::function<void()> changed) { updateChanged = std::move(changed); },
                     .line = [this] { return update; },
                     .postponedSentence = [this] { return postponed; },

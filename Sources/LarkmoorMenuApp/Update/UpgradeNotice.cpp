@@ -33,19 +33,7 @@ std::string listOf(const std::string& bundle) { return bundle + "/Contents/Info.
 
 }  // namespace
 
-UpgradeNotice::UpgradeNotice(Seams seams)
-    : seams_(std::move(seams)),
-      watch_(sight()),
-      gate_(std::make_shared<UpdateInstallGate>(UpdateInstallGate::Seams{.loop = seams_.loop,
-                                                                         .meeting = seams_.meeting,
-                                                                         // Its words are of an update.
-                                                                         .system = [](const std::string&) {},
-                                                                         .note = [](const std::string&) {},
-                                                                         .every = seams_.every,
-                                                                         .now = seams_.now,
-                                                                         .waiting = seams_.waiting})) {
-    gate_->onRow = [this](const UpdateMenuLine::Event& event) { followGate(event); };
-}
+UpgradeNotice::UpgradeNotice(Seams seams) : seams_(std::move(seams)), watch_(sight()) {}
 
 MenuDuties::Updates UpgradeNotice::before(MenuDuties::Updates updates) {
     MenuDuties::Updates duties = updates;
@@ -96,7 +84,7 @@ std::optional<Upgrade> UpgradeNotice::installed() const {
 void UpgradeNotice::take(std::optional<Upgrade> found) {
     // The same once more, as by a package that is installed again.
     if (found && found_ && found->build == found_->build) return;
-    gate_->drop();
+    if (gate_) gate_->drop();
     news_.request_stop();
     found_ = std::move(found);
     if (changed_) changed_();
@@ -144,7 +132,7 @@ Task<UpgradeNotice::Sentence> UpgradeNotice::sayInstalled() {
 // The start
 
 Task<UpgradeNotice::Sentence> UpgradeNotice::startAnew() {
-    if (!found_ || gate_->installNow() || found_->stage == Stage::starts) co_return std::nullopt;
+    if (!found_ || (gate_ && gate_->installNow()) || found_->stage == Stage::starts) co_return std::nullopt;
     enter(Stage::starts);
     const std::string build = found_->build;
     const auto runs = co_await tryToRun(seams_.runner, seams_.executable, {});
@@ -156,8 +144,22 @@ Task<UpgradeNotice::Sentence> UpgradeNotice::startAnew() {
         enter(Stage::offered);
         co_return fmt::format("{} cannot start: {}", found_->name, runs.error());
     }
-    gate_->hold([this] { relaunch(); }, found_->build);
+    makeGate();
+    gate_->hold([this] { relaunch(); }, build);
     co_return std::nullopt;
+}
+
+void UpgradeNotice::makeGate() {
+    // Its words are of an update.
+    const auto unsaid = [](const std::string&) {};
+    gate_ = std::make_shared<UpdateInstallGate>(UpdateInstallGate::Seams{.loop = seams_.loop,
+                                                                         .meeting = seams_.meeting,
+                                                                         .system = unsaid,
+                                                                         .note = unsaid,
+                                                                         .every = seams_.every,
+                                                                         .now = seams_.now,
+                                                                         .waiting = seams_.waiting});
+    gate_->onRow = [this](const UpdateMenuLine::Event& event) { followGate(event); };
 }
 
 void UpgradeNotice::relaunch() {

@@ -62,11 +62,12 @@ class UpgradeNotice : public std::enable_shared_from_this<UpgradeNotice> {
     Task<void> tell(std::string name, std::stop_token withdrawn);
     Task<Sentence> sayInstalled();
     Task<Sentence> startAnew();
+    void makeGate();
     void relaunch();
 
     const Seams seams_;
     UpgradeWatch watch_;
-    std::shared_ptr<UpdateInstallGate> gate_;  ///< holds the start while there is a call
+    std::shared_ptr<UpdateInstallGate> gate_;  ///< of the last start: holds it while there is a call
     std::optional<Upgrade> found_;
     std::optional<std::string> toldBuild_;
     std::stop_source news_;  ///< withdraws them
