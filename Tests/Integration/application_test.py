@@ -13,7 +13,7 @@ import time
 import unittest
 from pathlib import Path
 
-from desktop_session import Session, wait
+from desktop_session import MENUBAR, Session, wait
 
 BUNDLE, UNDERSTUDY, TRAY = (Path(argument) for argument in sys.argv[1:4])
 
@@ -124,9 +124,12 @@ class Application(unittest.TestCase):
         session.tray("click", "Quit")
         question = "Quit Larkmoor? Click again to quit"
         wait("question", lambda: question in session.labels())
+        first = session.owner(MENUBAR)
         session.tray("click", question)
         self.assertEqual(session.start(session.bundle / "Contents/MacOS/larkmoor-menubar").wait(timeout=60), 0)
-        self.assertEqual(session.application.wait(timeout=60), 0)
+        wait("new application", lambda: session.owner(MENUBAR) not in (first, ""))
+        # In the very process, for whoever waits for it.
+        self.assertIsNone(session.application.poll())
         session.kill_daemon()
         session.start_daemon()
         session.expect("Recording")

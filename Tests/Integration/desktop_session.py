@@ -8,6 +8,7 @@ import time
 from pathlib import Path
 
 GATEWAY = "tools.fenwright.larkmoor.gateway"
+MENUBAR = "tools.fenwright.larkmoor.menubar"
 MODELS_SET_UP = Path(__file__).parents[1] / "Data/local-models-set-up.json"
 
 
@@ -71,6 +72,11 @@ class Session:
         return subprocess.run(["dbus-send", "--session", "--print-reply", f"--dest={GATEWAY}", "/tools/fenwright/larkmoor/understudy",
                                f"tools.fenwright.larkmoor.Understudy.{name}", *arguments],
                               env=self.environment, capture_output=True, text=True)
+
+    def owner(self, name):
+        """The unique name behind it; empty if there is none."""
+        return self.run("busctl", "--address", self.environment["DBUS_SESSION_BUS_ADDRESS"], "call", "org.freedesktop.DBus",
+                        "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner", "s", name).stdout
 
     def questions(self):
         return self.order("Log").stdout.count('"health"')
