@@ -62,6 +62,8 @@ Task<bool> DaemonAgent::unregisterStale(bool jobLoaded) {
         seams_.log("[larkmoor-menu] daemon agent unregister() failed, NOT re-registering: " + unregistered.error());
         co_return false;
     }
+    // A registration that is broken off before the agent was started is done again at the next launch.
+    static_cast<void>(seams_.defaults.set(digestKey, ""));
     seams_.log(fmt::format("[larkmoor-menu] daemon agent {} — unregistered the stale registration",
                            jobLoaded ? "definition changed" : "job missing from the gui domain"));
     co_return true;

@@ -73,7 +73,8 @@ Task<MigrationRun> Application::migrateInstalled(std::string build) {
     } catch (...) {
         thrown = std::current_exception();
     }
-    // A daemon that was stopped for nothing is started again, unless the store is left half-written.
+    // A daemon that was stopped for nothing is started again, unless the store is left half-written or unjudged.
+    if (const auto pid = live.unjudged()) StoreRecovery::raiseLatch(store(), *pid);
     if (storeWork_ && !isStoreLatched()) {
         co_await Spawning::toItsEnd([&live] { return startAgain(live); });
     }
@@ -111,6 +112,8 @@ Task<void> Application::migrateAtLaunch(MenuDuties::Duty migrate) {
     if (wasLatched && !isStoreLatched()) {
         co_await daemonAgent_.registerInBundleAgent();
         co_await daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_);
+        // A login under the latch has loaded it and not started it.
+        static_cast<void>(co_await launchAgents_.kickstart(LoginItems::guiServiceTarget(::getuid()), false));
     }
     if (wasAtWork) co_await migrate();
 }

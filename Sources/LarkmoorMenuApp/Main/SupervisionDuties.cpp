@@ -9,13 +9,21 @@ namespace {
 
 Task<void> nothing() { co_return; }
 
+/// The launch has released the quit; the migration starts the daemon.
+Task<void> clear(QuitSentinel sentinel) {
+    sentinel.clear();
+    co_return;
+}
+
 }  // namespace
 
 MenuDuties::Supervision Application::supervisionDuties() {
     return {
         .registerLoginItems = [this] { return registerLoginItems(); },
         .clearQuitAndHealLooseAgent =
-            [this] { return isStoreLatched() ? nothing() : daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_); },
+            [this] {
+                return isStoreLatched() ? clear(quitSentinel_) : daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_);
+            },
         .releaseQuitIfHeld =
             [this] {
                 return storeWork_ || isStoreLatched() ? nothing() : daemonAgent_.releaseQuitIfHeld(quitSentinel_);

@@ -111,13 +111,14 @@ Task<ApplyOutcome> LiveMigrationDance::apply(std::string migrator, std::string s
     request.outlivesUs = true;
     const ProcessResult result = co_await seams_.runner.run(std::move(request));
     auto lines = co_await BlockingWork::run([log] { return StoreRecovery::tellingLines(log); });
-    appliedBy_ = StandingLatch::pid(lines);
+    unjudged_ = StandingLatch::pid(lines);
     co_return ApplyOutcome{.status = result.status(), .lines = std::move(lines), .logPath = std::move(log)};
 }
 
 Task<std::int32_t> LiveMigrationDance::floor(std::string migrator, std::string store, KeyLease& key) {
     const ProcessResult result = co_await seams_.runner.run(
         run(std::move(migrator), {"--db", std::move(store), "--floor"}, key, seams_.budgets.floor));
+    if (result.status() == 0) unjudged_.reset();
     co_return result.status();
 }
 
@@ -206,7 +207,7 @@ Task<void> LiveMigrationDance::lowerLatch(std::string store) {
 }
 
 Task<RestoreOutcome> LiveMigrationDance::restore(std::string store, VouchedBackup backup) {
-    return BlockingWork::run([store = std::move(store), backup = std::move(backup), pid = appliedBy_] {
+    return BlockingWork::run([store = std::move(store), backup = std::move(backup), pid = unjudged_] {
         // A Migrator that came to its end has lowered its latch, and the store was found to be no good after it.
         if (pid) StoreRecovery::raiseLatch(store, *pid);
         return StoreRestore::put(backup, store);
