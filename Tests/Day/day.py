@@ -114,7 +114,8 @@ class Day(ManagedSession):
     def prefer(self, **preferences):
         file = self.home / "Library/Preferences/tools.fenwright.larkmoor.menubar.plist"
         file.parent.mkdir(exist_ok=True)
-        file.write_bytes(plistlib.dumps(preferences))
+        # The application keeps something there too.
+        file.write_bytes(plistlib.dumps((plistlib.loads(file.read_bytes()) if file.exists() else {}) | preferences))
 
     # What is looked at.
 
@@ -234,7 +235,7 @@ class Day(ManagedSession):
         publish(self.second, self.site, **self.facts("2", "0.2.0"))
         wait("update that waits", lambda: self.shows(READY), 300)
         # The second build looks once a day, as it is shipped.
-        self.prefer(SUAutomaticallyUpdate=True)
+        self.prefer(UpdateTestLane=False)
         self.note("the update waits for a call")
 
     def end_call(self):
