@@ -6,14 +6,28 @@
 #include <map>
 
 #include "LarkmoorBase/RawText.h"
+#include "LarkmoorConnectors/Framework/InstalledBundle.h"
+#include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor::connect {
 
 std::string usage() {
-    return "usage: larkmoor-connect VERB [HARNESS...] --home DIR --bundle DIR [--applications DIR] [--json]\n"
-           "VERB is scan, install, remove, projects, memory, stale, converge or retire. HARNESS is a connector's\n"
-           "identifier, such as claude-code; without one it is all of them, as it always is for the last two verbs.\n"
-           "DIR of --home is the home whose files are meant, of --bundle the Larkmoor.app that they are to name.";
+    return "usage: larkmoor-connect VERB [HARNESS...] [OPTION...], VERB one of:\n"
+           "  scan      tells what is entered in the harnesses' settings files\n"
+           "  install   enters Larkmoor in them\n"
+           "  remove    takes Larkmoor's entries out of them\n"
+           "  projects  lists the projects that a harness knows\n"
+           "  memory    lists a harness's own memory files\n"
+           "  stale     tells whether Larkmoor's entries are out of date\n"
+           "  converge  brings entries that are out of date up to date, as the application does at its launch\n"
+           "  retire    takes out what is not entered any more, as converge does too\n"
+           "HARNESS is a connector's identifier, such as claude-code; without one it is all of them, as it always\n"
+           "is for the last two verbs.\n"
+           "\n"
+           "  --home DIR          the home whose files are meant, by default your own\n"
+           "  --bundle DIR        the Larkmoor.app that they are to name, by default the one around this program\n"
+           "  --applications DIR  where the harnesses' applications are, by default /Applications\n"
+           "  --json              answers in JSON";
 }
 
 namespace {
@@ -55,7 +69,9 @@ std::expected<CommandLine, std::string> commandLine(const std::vector<std::strin
     if (!verb) return wrongUsage("there is no verb " + positional.front());
     line.verb = *verb;
     line.harnesses.assign(positional.begin() + 1, positional.end());
-    if (line.home.empty() || line.bundle.empty()) return wrongUsage("--home and --bundle are needed");
+    if (line.home.empty()) line.home = homeFolder();
+    if (line.bundle.empty()) line.bundle = InstalledBundle::current().value_or("");
+    if (line.bundle.empty()) return wrongUsage("--bundle is needed, since this program lies in none");
     const bool isForAll = line.verb == Verb::converge || line.verb == Verb::retire;
     if (isForAll && !line.harnesses.empty()) return wrongUsage(positional.front() + " takes no harness");
     return line;
