@@ -27,7 +27,7 @@ class LaunchAgents {
     virtual Task<ExitStatus> print(std::string serviceTarget) = 0;
     /// The process of the job; nullopt if it has none, or if the service manager could not be asked.
     virtual Task<std::optional<std::int32_t>> pid(std::string serviceTarget) = 0;
-    /// False if the job was loaded from another content of its property list than that has now.
+    /// False if the job is not loaded, or was loaded from another content of its property list than that has now.
     virtual Task<bool> isCurrent(std::string listPath) = 0;
     /// Loads the agent's property list, for later logins too, and starts the job if the list says so.
     virtual Task<ExitStatus> bootstrap(std::string domainTarget, std::string listPath) = 0;

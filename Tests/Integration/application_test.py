@@ -4,9 +4,11 @@ host: what the menu says of each way that the daemon can fail, and what bad inpu
 usage: application_test.py LARKMOOR.APP UNDERSTUDY LARKMOOR-TRAY
 """
 import json
+import os
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 import unittest
 from pathlib import Path
@@ -138,6 +140,31 @@ class CommandLine(unittest.TestCase):
                 told = subprocess.run([BUNDLE / "Contents/MacOS/larkmoor-menubar", *options], env={}, capture_output=True, text=True)
                 self.assertEqual(told.returncode, status)
                 self.assertIn(words, told.stderr if status else told.stdout)
+
+    def test_it_takes_back_its_own_registrations_without_a_bus(self):
+        program = Path(os.path.realpath(BUNDLE), "Contents/MacOS/larkmoor-menubar")
+        units, login = ".local/share/systemd/user/tools.fenwright.larkmoor.", ".config/autostart/tools.fenwright.larkmoor.menubar.desktop"
+        wants = ".config/systemd/user/default.target.wants/tools.fenwright.larkmoor."
+        ours = {login: f'[Desktop Entry]\nExec="{program}"\nHidden=true\n', f"{units}ollama.service": "",
+                f"{units}gateway.service": f"[Unit]\nSourcePath={program.parents[1]}/Library/LaunchAgents/tools.fenwright.larkmoor.gateway.plist\n"}
+        others = {login: '[Desktop Entry]\nExec="/opt/Larkmoor.app/Contents/MacOS/larkmoor-menubar"\n',
+                  f"{units}gateway.service": "[Unit]\nSourcePath=/opt/Larkmoor.app/Contents/Library/LaunchAgents/tools.fenwright.larkmoor.gateway.plist\n"}
+        for changed, stays in (({}, set()), ({login: others[login]}, {login, f"{units}ollama.service", f"{wants}ollama.service"}),
+                               (others, {*ours, f"{wants}ollama.service", f"{wants}gateway.service"})):
+            with self.subTest(changed), tempfile.TemporaryDirectory() as home:
+                for name, text in (ours | changed).items():
+                    Path(home, name).parent.mkdir(parents=True, exist_ok=True)
+                    Path(home, name).write_text(text, encoding="utf-8")
+                Path(home, wants).parent.mkdir(parents=True)
+                for agent in ("ollama", "gateway"):
+                    Path(home, f"{wants}{agent}.service").symlink_to(f"{home}/{units}{agent}.service")
+                def run(verb):
+                    return subprocess.run([program, verb], env={"HOME": home}, capture_output=True, text=True)
+                told = {str(Path(line).relative_to(home)) for line in run("--registered").stdout.splitlines()}
+                self.assertEqual(told | stays, {*ours, f"{wants}ollama.service", f"{wants}gateway.service"})
+                self.assertFalse(told & stays)
+                self.assertEqual(run("--unregister").returncode, 0)
+                self.assertEqual({str(each.relative_to(home)) for each in Path(home).rglob("tools.fenwright*")}, stays)
 
 
 unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -6,6 +6,7 @@ $LARKMOOR_LAUNCHER, if set, is the command that the application is launched with
 import os
 import plistlib
 import signal
+import subprocess
 import sys
 import time
 import unittest
@@ -83,6 +84,22 @@ class Supervision(unittest.TestCase):
         session.launch()
         session.expect_said("daemon agent job missing from the gui domain — unregistered the stale registration", REGISTERED[1])
         session.expect("Recording")
+
+    def test_what_is_registered_ends_when_it_is_taken_back(self):
+        session = self.session
+        host, environment = "tools.fenwright.larkmoor.ollama", {"OLLAMA_MODELS": "/", "LLAMA_ARG_CACHE_RAM": "256"}
+        (session.home / f"Library/LaunchAgents/{host}.plist").write_bytes(plistlib.dumps(
+            {"Label": host, "ProgramArguments": ["/bin/sleep", "1000"], "RunAtLoad": True, "EnvironmentVariables": environment}))
+        units = (UNIT, f"{host}.service")
+        for _ in range(2):
+            self.first_launch()
+            wait("model host", lambda: session.systemctl("is-active", "--quiet", *units).returncode == 0)
+            verb = [session.bundle / "Contents/MacOS/larkmoor-menubar", "--unregister"]
+            self.assertEqual(subprocess.run(verb, env=session.environment).returncode, 0)
+            self.assertEqual(session.application.wait(timeout=30), 0)
+            self.assertEqual(session.systemctl("list-unit-files", "--no-legend", *units).stdout, "")
+            self.assertEqual(session.systemctl("is-active", *units).stdout, "inactive\n" * 2)
+            self.assertEqual([each.name for each in session.home.rglob("tools.fenwright.*") if each.suffix != ".plist"], [])
 
     def test_the_persons_no_is_left_alone(self):
         session = self.session

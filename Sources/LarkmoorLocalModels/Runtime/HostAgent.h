@@ -54,7 +54,7 @@ class HostAgent {
     /// Limits the memory of a host that was set up before there was a limit; a host that cannot be restarted so keeps
     /// its old list.
     Task<void> capHostIfUncapped();
-    /// Restarts a host that runs by an older list, as where we were killed after we had written the new one.
+    /// Restarts a host that runs by an older list, as after a kill, and loads one that is not loaded any more.
     Task<void> reloadIfStale();
 
   private:

@@ -1,8 +1,10 @@
-// The menu-bar application. Its command line tells what it is and starts it, and nothing else.
+// The menu-bar application. Its command line tells what it is, starts it, or takes back what it registered.
 #include <fmt/format.h>
 #include <malloc.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -14,6 +16,7 @@
 
 #include "LarkmoorKit/Menu/MenuLabels.h"
 #include "LarkmoorMenuApp/Main/Application.h"
+#include "LarkmoorMenuApp/Main/Registrations.h"
 #include "LarkmoorMenuApp/Main/Successor.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
@@ -21,8 +24,11 @@
 namespace {
 
 constexpr const char* usage =
-    "usage: larkmoor-menubar [--version | --help]\n"
-    "Shows Larkmoor in the desktop's system tray. Needs a session bus; a second start brings up the first.\n";
+    "usage: larkmoor-menubar [--version | --help | --registered | --unregister]\n"
+    "Shows Larkmoor in the desktop's system tray. Needs a session bus; a second start brings up the first.\n"
+    "\n"
+    "--registered lists the files by which your session starts Larkmoor and what it keeps running. --unregister\n"
+    "ends all that and removes them; the next start registers anew. Memories and settings files stay as they are.\n";
 
 int print(std::FILE* stream, const std::string& text, int status) {
     return std::fputs(text.c_str(), stream) >= 0 && std::fflush(stream) == 0 ? status : 1;
@@ -33,6 +39,15 @@ int tellVersion() {
     const auto title =
         larkmoor::MenuHeaderTitle::title(larkmoor::ClientInstance::productName, bundle.version, bundle.build);
     return print(stdout, title + "\n", 0);
+}
+
+std::string lines(const std::vector<std::string>& texts) {
+    return texts.empty() ? "" : fmt::format("{}\n", fmt::join(texts, "\n"));
+}
+
+int unregister() {
+    const auto left = larkmoor::Registrations{larkmoor::RunningBundle::current()}.remove();
+    return print(stderr, lines(left), left.empty() ? 0 : 1);
 }
 
 /// This process becomes what stands in the bundle now. The exit status, if it cannot.
@@ -79,7 +94,12 @@ int main(int count, char** arguments) {
     if (options.empty()) return run(arguments);
     if (options == std::vector<std::string>{"--version"}) return tellVersion();
     if (options == std::vector<std::string>{"--help"}) return print(stdout, usage, 0);
-    const bool isKnown = options[0] == "--version" || options[0] == "--help";
+    if (options == std::vector<std::string>{"--unregister"}) return unregister();
+    if (options == std::vector<std::string>{"--registered"}) {
+        return print(stdout, lines(larkmoor::Registrations{larkmoor::RunningBundle::current()}.files()), 0);
+    }
+    constexpr std::array known{"--version", "--help", "--registered", "--unregister"};
+    const bool isKnown = std::ranges::find(known, options[0]) != known.end();
     print(stderr, "larkmoor-menubar: unknown option " + options[isKnown ? 1 : 0] + "\n", wrongUsage);
     return print(stderr, usage, wrongUsage);
 }

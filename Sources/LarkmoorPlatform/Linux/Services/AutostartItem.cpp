@@ -60,12 +60,16 @@ std::string AutostartEntry::text(std::string_view name, std::string_view icon, s
                        name, icon, command(executable));
 }
 
+bool AutostartEntry::starts(std::string_view entry, std::string_view executable) {
+    return valueOf(entry, "Exec") == command(executable);
+}
+
 LoginItemStatus AutostartEntry::status(const std::optional<std::string>& entry, std::string_view executable) {
     if (!entry) return LoginItemStatus::notRegistered;
     const bool isDisabled = std::ranges::any_of(
         disablingKeys, [&](const DisablingKey& each) { return valueOf(*entry, each.key) == each.value; });
     if (isDisabled) return LoginItemStatus::requiresApproval;
-    return valueOf(*entry, "Exec") == command(executable) ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
+    return starts(*entry, executable) ? LoginItemStatus::enabled : LoginItemStatus::notRegistered;
 }
 
 AutostartItem::AutostartItem(const UserFolders& folders, Application application)

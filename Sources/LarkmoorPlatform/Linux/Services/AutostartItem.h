@@ -15,6 +15,9 @@ namespace AutostartEntry {
 /// The desktop entry that starts `executable` at login.
 std::string text(std::string_view name, std::string_view icon, std::string_view executable);
 
+/// Whether the entry, enabled or not, starts `executable`.
+bool starts(std::string_view entry, std::string_view executable);
+
 /// `entry` is the file's content, nullopt if there is no file. An entry that the user disabled by any of the desktops'
 /// keys requires approval; one with another executable, as of a bundle that was moved, counts as not registered.
 LoginItemStatus status(const std::optional<std::string>& entry, std::string_view executable);

@@ -85,8 +85,11 @@ Task<bool> SystemdLaunchAgents::isCurrent(std::string listPath) {
     const auto unit = list ? AgentUnit::translate(*list, listPath) : std::unexpected(list.error().description());
     if (!unit) co_return true;
     const auto unitState = co_await units_.state(unit->name);
+    if (!unitState) co_return true;
+    // As when the registrations were taken back since.
+    if (!unitState->fileState) co_return false;
     // What the user has disabled is not ours to load anew.
-    if (!unitState || !unitState->source || unitState->isDisabledByUser()) co_return true;
+    if (!unitState->source || unitState->isDisabledByUser()) co_return true;
     co_return unitState->text == unit->text;
 }
 
