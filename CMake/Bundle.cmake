@@ -28,6 +28,12 @@ endfunction()
 
 install(DIRECTORY "${LARKMOOR_BUNDLE}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/larkmoor" USE_SOURCE_PERMISSIONS)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/Packaging/icons/hicolor" DESTINATION "${CMAKE_INSTALL_DATADIR}/icons")
+# What software centres show; its day is that of the commit where $SOURCE_DATE_EPOCH says so.
+string(TIMESTAMP LARKMOOR_BUILD_DATE "%Y-%m-%d" UTC)
+configure_file("${PROJECT_SOURCE_DIR}/Packaging/tools.fenwright.larkmoor.menubar.metainfo.xml.in"
+               "${PROJECT_BINARY_DIR}/tools.fenwright.larkmoor.menubar.metainfo.xml" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/tools.fenwright.larkmoor.menubar.metainfo.xml"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo")
 # Where it goes is known when it goes there: the prefix may be named then.
 install(CODE "
   set(LARKMOOR_INSTALLED_BUNDLE \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/larkmoor/Larkmoor.app\")
