@@ -122,8 +122,9 @@ class Translation {
     std::string unitSection(const std::string& label) {
         const auto source = UnitText::path(listPath_);
         const auto guard = label == guard_.label ? UnitText::path(guard_.path) : std::nullopt;
-        return fmt::format("[Unit]\nDescription={}\n{}{}StartLimitIntervalSec=0\n", label,
+        return fmt::format("[Unit]\nDescription={}\n{}{}{}StartLimitIntervalSec=0\n", label,
                            source ? fmt::format("{}{}\n", sourceKey, *source) : "",
+                           program_ ? fmt::format("ConditionFileIsExecutable={}\n", *program_) : "",
                            guard ? fmt::format("ConditionPathExists=!{}\n", *guard) : "");
     }
 
@@ -142,6 +143,7 @@ class Translation {
         }
         const bool isSearched = !program.contains('/');
         if (!isSearched && !program.starts_with('/')) fail(fmt::format("its program is no absolute path: {}", program));
+        if (!isSearched) program_ = UnitText::path(program);
         if (words.empty()) words.push_back(program);
         const bool isRenamed = words.front() != program;
         std::string command = quoted("its program", fmt::format(":{}{}", isRenamed ? "@" : "", program));
@@ -243,6 +245,8 @@ class Translation {
     const std::string& listPath_;
     const AgentGuard& guard_;
     bool startsAtLoad_ = false;
+    /// Where it is gone, as after a removal, the unit is not started over and over.
+    std::optional<std::string> program_;
     std::optional<std::string> error_;
 };
 

@@ -46,6 +46,13 @@ std::string command(std::string_view executable) {
     return words += '"';
 }
 
+/// TryExec: a path, which is not quoted.
+std::string program(std::string_view executable) {
+    std::string path;
+    for (const char letter : executable) path.append(letter == '\\' ? 2 : 1, letter);
+    return path;
+}
+
 /// The keys by which desktops disable an entry.
 struct DisablingKey {
     std::string_view key, value;
@@ -56,8 +63,10 @@ constexpr std::array disablingKeys{DisablingKey{"Hidden", "true"}, DisablingKey{
 }  // namespace
 
 std::string AutostartEntry::text(std::string_view name, std::string_view icon, std::string_view executable) {
-    return fmt::format("{}\nType=Application\nName={}\nIcon={}\nExec={}\nTerminal=false\nStartupNotify=false\n", group,
-                       name, icon, command(executable));
+    // A desktop leaves an entry out whose program is gone.
+    return fmt::format(
+        "{}\nType=Application\nName={}\nIcon={}\nTryExec={}\nExec={}\nTerminal=false\nStartupNotify=false\n", group,
+        name, icon, program(executable), command(executable));
 }
 
 bool AutostartEntry::starts(std::string_view entry, std::string_view executable) {

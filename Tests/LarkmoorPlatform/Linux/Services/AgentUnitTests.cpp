@@ -24,7 +24,7 @@ std::string running(std::string_view body) {
 TEST(AgentUnit, DoesWhatTheListSays) {
     const std::string head =
         "[Unit]\nDescription=a.b\nSourcePath=/a 100%%/Larkmoor.app/Contents/Library/LaunchAgents/a.b.plist\n"
-        "StartLimitIntervalSec=0\n\n[Service]\n";
+        "ConditionFileIsExecutable={}\nStartLimitIntervalSec=0\n\n[Service]\n{}{}{}";
     const std::string x = "ExecStart=\":/x\"\n";
     const std::string atLoad = "\n[Install]\nWantedBy=default.target\n";
     struct Case {
@@ -65,7 +65,10 @@ TEST(AgentUnit, DoesWhatTheListSays) {
         // launchd's default, in front of what tells when it starts.
         const std::string_view stop = test.in.contains("ExitTimeOut") ? "" : "TimeoutStopSec=20\n";
         const std::size_t end = std::min(test.want.find(atLoad), test.want.size());
-        EXPECT_EQ(unit->text, fmt::format("{}{}{}{}", head, test.want.substr(0, end), stop, test.want.substr(end)));
+        const std::string_view program =
+            test.in.contains("BundleProgram") ? "/a 100%%/Larkmoor.app/Contents/MacOS/larkmoor" : "/x";
+        EXPECT_EQ(unit->text,
+                  fmt::format(fmt::runtime(head), program, test.want.substr(0, end), stop, test.want.substr(end)));
         EXPECT_EQ(unit->startsAtLoad, test.want.ends_with(atLoad));
         EXPECT_EQ(AgentUnit::source(unit->text), listPath);
     }
