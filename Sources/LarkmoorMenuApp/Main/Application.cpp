@@ -146,10 +146,11 @@ void Application::sayUpAfterUpdate() {
 Task<void> Application::sayUp(std::chrono::seconds trial) {
     MainTimer timer{loop_.get_executor(), trial};
     co_await timer.async_wait(awaiting);
+    // The removal of the old bundle may take longer.
+    ::alarm(0);
     co_await BlockingWork::run(
         [places = installer_.places(), build = installer_.build()] { UpdateInstaller::sayUp(places, build); });
     updateLock_.reset();
-    ::alarm(0);
 }
 
 std::string Application::takeActivationToken() {

@@ -156,7 +156,8 @@ int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& p
     }
     if (news != News::failed) return 0;
     watcher.kill();
-    if (!putBack(places, BundleExchange::giveBack, "the update did not come up")) return 1;
+    // What stands there is better than no application, even if that is the new build again.
+    static_cast<void>(putBack(places, BundleExchange::giveBack, "the update did not come up"));
     // Here we end, if we were told to.
     sigprocmask(SIG_UNBLOCK, &ends, nullptr);
     return become(successor.executable, arguments);
@@ -178,9 +179,9 @@ int Successor::start(char** arguments) const {
         });
     if (isWatched) static_cast<void>(become(executable, arguments));
     exec.tellThatItFailed();
-    const bool isBack = isWatched ? putBack(places, BundleExchange::giveBack, "the update cannot be started")
-                                  : putBack(places, BundleExchange::postpone, "nobody can watch over the update");
-    return isBack ? become(executable, arguments) : 1;
+    static_cast<void>(isWatched ? putBack(places, BundleExchange::giveBack, "the update cannot be started")
+                                : putBack(places, BundleExchange::postpone, "nobody can watch over the update"));
+    return become(executable, arguments);
 }
 
 }  // namespace larkmoor

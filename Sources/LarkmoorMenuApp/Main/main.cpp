@@ -86,6 +86,11 @@ void endUnlessUp(bool isTried) {
         static_cast<void>(::write(STDERR_FILENO, words.data(), words.size()));
         ::_exit(1);
     });
+    // Whoever started us may block it, which is inherited.
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    sigprocmask(SIG_UNBLOCK, &alarm, nullptr);
     ::alarm(isTried ? larkmoor::Successor::patience.count() : 0);
 }
 
