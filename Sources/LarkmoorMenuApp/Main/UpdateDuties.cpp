@@ -98,6 +98,7 @@ MenuDuties::Updates Application::updateDuties() {
         UpgradeNotice::Seams{.loop = loop_,
                              .places = installer_.places(),
                              .executable = bundle_.executable,
+                             .image = "/proc/self/exe",
                              .running = {.version = bundle_.version, .build = bundle_.build},
                              .meeting = std::make_shared<LiveMeetingReporter>(client_),
                              .runner = runner_,

@@ -33,7 +33,9 @@ std::string listOf(const std::string& bundle) { return bundle + "/Contents/Info.
 
 }  // namespace
 
-UpgradeNotice::UpgradeNotice(Seams seams) : seams_(std::move(seams)), watch_(sight()) {}
+// What lies there may have been replaced while this process was being started.
+UpgradeNotice::UpgradeNotice(Seams seams)
+    : seams_(std::move(seams)), watch_({.list = sight().list, .program = stampOf(seams_.image)}) {}
 
 MenuDuties::Updates UpgradeNotice::before(MenuDuties::Updates updates) {
     MenuDuties::Updates duties = updates;
@@ -92,18 +94,18 @@ void UpgradeNotice::take(std::optional<Upgrade> found) {
     seams_.log(fmt::format("build {} is installed in place of build {}, which goes on until it is started anew",
                            found_->build, seams_.running.build.value_or("?")));
     news_ = {};
-    spawn(seams_.loop, weak_from_this(), [name = found_->name, withdrawn = news_.get_token()](UpgradeNotice& self) {
-        return self.tell(name, withdrawn);
+    spawn(seams_.loop, weak_from_this(), [upgrade = *found_, withdrawn = news_.get_token()](UpgradeNotice& self) {
+        return self.tell(upgrade, withdrawn);
     });
 }
 
 // What is said of it
 
-Task<void> UpgradeNotice::tell(std::string name, std::stop_token withdrawn) {
+Task<void> UpgradeNotice::tell(Upgrade upgrade, std::stop_token withdrawn) {
     const AlertAnswer answer = co_await seams_.news.show(
-        Alert{.message = fmt::format("{} is installed", name),
+        Alert{.message = fmt::format("{} is installed", upgrade.name),
               .text = fmt::format("You still run {}. The menu starts the installed one whenever you like.",
-                                  seams_.running.version.value_or("the one before")),
+                                  upgrade.running),
               .buttons = {"Start Anew", "Later"},
               .showsApplicationIcon = true},
         {.withdrawn = withdrawn});

@@ -27,6 +27,7 @@ class UpgradeNotice : public std::enable_shared_from_this<UpgradeNotice> {
         MainLoop& loop;
         UpdatePlaces places;
         std::string executable;
+        std::string image;  ///< leads to the file that runs, whatever is under its name by now
         BundleVersion running;
         std::shared_ptr<MeetingReporting> meeting;
         ProcessRunner& runner;
@@ -59,7 +60,7 @@ class UpgradeNotice : public std::enable_shared_from_this<UpgradeNotice> {
     void take(std::optional<Upgrade> found);
     void enter(Upgrade::Stage stage);
     void followGate(const UpdateMenuLine::Event& event);
-    Task<void> tell(std::string name, std::stop_token withdrawn);
+    Task<void> tell(Upgrade upgrade, std::stop_token withdrawn);
     Task<Sentence> sayInstalled();
     Task<Sentence> startAnew();
     void makeGate();

@@ -28,8 +28,12 @@ std::optional<Upgrade> Upgrade::of(const BundleVersion& installed, const BundleV
     std::string name{ClientInstance::productName};
     const std::string version{trimmed(installed.version.value_or(""))};
     if (!version.empty()) name += " " + version;
-    if (version.empty() || version == running.version) name += fmt::format(" (build {})", build);
-    return Upgrade{.build = std::move(build), .name = std::move(name)};
+    std::string instead = running.version.value_or("the one before");
+    if (version.empty() || version == running.version) {
+        name += fmt::format(" (build {})", build);
+        if (running.build) instead += fmt::format(" (build {})", *running.build);
+    }
+    return Upgrade{.build = std::move(build), .name = std::move(name), .running = std::move(instead)};
 }
 
 MenuLine Upgrade::line() const {

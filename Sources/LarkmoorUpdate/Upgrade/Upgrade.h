@@ -62,7 +62,8 @@ struct Upgrade {
     enum class Stage { offered, waitsForCall, starts };
 
     std::string build;
-    std::string name;  ///< "Larkmoor 1.2"
+    std::string name;     ///< "Larkmoor 1.2"
+    std::string running;  ///< what runs instead: "1.1"
     Stage stage = Stage::offered;
 
     /// Nothing if there is no build, or only ours. A lower build is told like a higher one: it is what a start would

@@ -43,23 +43,26 @@ TEST(UpgradeNotice, TellsOnceAndOffersWhatIsThereAsAWholeAndStarts) {
     const auto remove = [](const std::string& path) { std::filesystem::remove_all(path); };
     putList("1"), put(program);
     const FileDescriptor running{::open(program.c_str(), O_PATH | O_CLOEXEC)};  // no later file gets its number
+    putList("2"), put(program);
 
     DrivenClock clock;
     FakeAlerts news;
     Trial trial;
     int starts = 0;
-    const auto notice = std::make_shared<UpgradeNotice>(UpgradeNotice::Seams{clock.loop(),
-                                                                             UpdatePlaces{bundle},
-                                                                             program,
-                                                                             {"1.1", "1"},
-                                                                             std::make_shared<NoCall>(),
-                                                                             trial,
-                                                                             news,
-                                                                             clock.every(),
-                                                                             [&] { ++starts; },
-                                                                             [](auto&) {},
-                                                                             [&] { return clock.steady(); },
-                                                                             clock.waiting()});
+    const auto notice =
+        std::make_shared<UpgradeNotice>(UpgradeNotice::Seams{clock.loop(),
+                                                             UpdatePlaces{bundle},
+                                                             program,
+                                                             fmt::format("/proc/self/fd/{}", running.get()),
+                                                             {"1.1", "1"},
+                                                             std::make_shared<NoCall>(),
+                                                             trial,
+                                                             news,
+                                                             clock.every(),
+                                                             [&] { ++starts; },
+                                                             [](auto&) {},
+                                                             [&] { return clock.steady(); },
+                                                             clock.waiting()});
     MenuDuties::Updates duties{};
     duties.line = [] { return std::nullopt; };
     duties.migrationOwed = [] { return true; };
@@ -74,10 +77,11 @@ TEST(UpgradeNotice, TellsOnceAndOffersWhatIsThereAsAWholeAndStarts) {
     };
 
     const std::tuple<const char*, std::function<void()>, const char*, std::size_t> steps[] = {
-        {"nothing", [] {}, "", 0},
-        {"the list, and the program beside its place", [&] { put(dpkgs), putList("2"); }, "", 0},
-        {"the list alone", [&] { remove(dpkgs); }, "", 0},
-        {"the program, and the old files kept", [&] { put(kept), put(program); }, "", 0},
+        {"all of it, while ours was being started", [] {}, "Larkmoor 1.2", 1},
+        {"ours", [&] { putList("1"), put(program); }, "", 1},
+        {"the list, and the program beside its place", [&] { put(dpkgs), putList("2"); }, "", 1},
+        {"the list alone", [&] { remove(dpkgs); }, "", 1},
+        {"the program, and the old files kept", [&] { put(kept), put(program); }, "", 1},
         {"all of it", [&] { remove(kept); }, "Larkmoor 1.2", 1},
         {"the same again", [&] { putList("2"), put(program); }, "Larkmoor 1.2", 1},
         {"a lower one", [&] { putList("0"), put(program); }, "Larkmoor 1.0", 2},
@@ -98,7 +102,7 @@ TEST(UpgradeNotice, TellsOnceAndOffersWhatIsThereAsAWholeAndStarts) {
         EXPECT_EQ(duties.migrationOwed(), before.empty());
         EXPECT_EQ(news.shown.size(), told);
     }
-    EXPECT_EQ(click(), "Larkmoor 1.3 cannot start: the update does not run on this machine: exit 127");
+    EXPECT_EQ(click(), "Larkmoor 1.3 cannot start: exit 127");
     trial.end = ProcessEnds::Exited{0};
     put(program);
     EXPECT_EQ(click(), "Larkmoor's files are being changed, try again in a moment");

@@ -58,7 +58,9 @@ Task<Staged> proveBundle(UpdateProof proof, std::string bundle, AppcastItem item
     const auto executable =
         co_await BlockingWork::run([proof, bundle, item] { return checkProduct(proof, bundle, item); });
     if (!executable) co_return refusal(executable.error());
-    if (const Done runs = co_await tryToRun(proof.runner, *executable, stop); !runs) co_return refusal(runs.error());
+    if (const Done runs = co_await tryToRun(proof.runner, *executable, stop); !runs) {
+        co_return refusal("the update does not run on this machine: " + runs.error());
+    }
     const auto identity = Folders::identity(bundle);
     if (!identity) co_return refusal(bundle + ": gone");
     co_return StagedUpdate{.build = item.versionString, .version = item.displayVersionString, .identity = *identity};
@@ -123,8 +125,7 @@ Task<Done> tryToRun(ProcessRunner& runner, std::string executable, std::stop_tok
                                                      stop);
     if (result.end == ProcessEnd{ProcessEnds::Exited{0}}) co_return Done{};
     const std::string_view words = trimmed(asText(result.errors));
-    co_return refusal(fmt::format("the update does not run on this machine: {}",
-                                  words.empty() ? result.description() : std::string{words}));
+    co_return refusal(words.empty() ? result.description() : std::string{words});
 }
 
 Task<Done> proveArchive(UpdateProof proof, std::string archive, AppcastItem item, std::stop_token stop) {
