@@ -38,9 +38,11 @@ std::string Registrations::loginItem() const {
     return fmt::format("{}/autostart/{}.desktop", files_.folders.config, ClientInstance::menubarID);
 }
 
+/// Even one that the user has changed.
 bool Registrations::isLoginItemOurs() const {
     const auto entry = Files::read(loginItem());
-    return entry && AutostartEntry::starts(asText(*entry), bundle_.executable);
+    return entry &&
+           (AutostartEntry::starts(asText(*entry), bundle_.executable) || asText(*entry).contains(bundle_.executable));
 }
 
 bool Registrations::isAgentOurs() const {
