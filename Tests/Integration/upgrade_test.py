@@ -64,6 +64,9 @@ class Upgrade(unittest.TestCase):
         wait("new build", lambda: NEW in session.labels())
         self.assertIsNone(session.application.poll(), "it is the same process")
         wait("new unit", lambda: "RestartSec=2" in session.systemctl("cat", UNIT).stdout and session.daemon_pid() not in (0, daemon))
+        # It is started by the new unit, and started again for the new build.
+        wait("bounce", lambda: "so the family runs one version" in session.log_file.read_text())
+        wait("end of the start", lambda: session.systemctl("list-jobs", "--no-legend").stdout.strip() == "")
         session.expect("Recording")
         [item] = (session.home / ".config/autostart").iterdir()
         self.assertIn(f'Exec="{session.bundle}/Contents/MacOS/larkmoor-menubar"', item.read_text())
@@ -71,7 +74,7 @@ class Upgrade(unittest.TestCase):
         self.dpkg("--remove", "larkmoor")
         self.assertFalse(session.bundle.exists())
         wait("word of it", lambda: session.tray("click", NEW) and f"{session.bundle} is gone" in session.log_file.read_text())
-        self.assertTrue({NEW, "Recording"} < set(session.labels()))
+        self.assertLess({NEW, "Recording"}, set(session.labels()))
         self.assertFalse([row for row in session.labels() if "installed" in row])
 
 

@@ -43,6 +43,7 @@ TEST(UpgradeNotice, TellsOnceAndOffersWhatIsThereAsAWholeAndStarts) {
     const auto remove = [](const std::string& path) { std::filesystem::remove_all(path); };
     putList("1"), put(program);
     const FileDescriptor running{::open(program.c_str(), O_PATH | O_CLOEXEC)};  // no later file gets its number
+    std::filesystem::create_hard_link(program, bundle + "/kept");
     putList("2"), put(program);
 
     DrivenClock clock;
@@ -78,7 +79,7 @@ TEST(UpgradeNotice, TellsOnceAndOffersWhatIsThereAsAWholeAndStarts) {
 
     const std::tuple<const char*, std::function<void()>, const char*, std::size_t> steps[] = {
         {"all of it, while ours was being started", [] {}, "Larkmoor 1.2", 1},
-        {"ours", [&] { putList("1"), put(program); }, "", 1},
+        {"ours", [&] { putList("1"), std::filesystem::rename(bundle + "/kept", program); }, "", 1},
         {"the list, and the program beside its place", [&] { put(dpkgs), putList("2"); }, "", 1},
         {"the list alone", [&] { remove(dpkgs); }, "", 1},
         {"the program, and the old files kept", [&] { put(kept), put(program); }, "", 1},
