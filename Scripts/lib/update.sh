@@ -4,6 +4,7 @@
 #   update_stamp BUNDLE BUILD VERSION      what the bundle says of itself, with that feed and key; it is not sealed by this
 #   update_offer BUNDLE BUILD VERSION      the same, and the feed offers it from now on
 #   update_seal BUNDLE                     seals it with the key
+#   update_offer_nothing FOLDER            makes FOLDER/X.app, an empty bundle, and offers it as build 1, which is no update
 update_scripts=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 update_serve() {
@@ -33,3 +34,12 @@ update_offer() {
 }
 
 update_seal() { "$update_scripts/seal" "$1" --key "$update_site.key"; }
+
+update_offer_nothing() {
+    mkdir -p "$1/X.app/Contents/MacOS"
+    cat >"$1/X.app/Contents/Info.plist" <<'P'
+<plist version="1.0"><dict><key>CFBundleIdentifier</key><string>x</string><key>CFBundleName</key><string>X</string>
+</dict></plist>
+P
+    update_offer "$1/X.app" 1 1
+}
