@@ -11,7 +11,8 @@ update_serve() {
     local port
     update_site=$1
     update_public=$("$update_scripts/seal" --new-key "$update_site.key")
-    python3 -u -m http.server 0 --bind 127.0.0.1 --directory "$update_site" >"$update_site.log" 2>&1 &
+    : >"$update_site.log"
+    python3 -u -m http.server 0 --bind 127.0.0.1 --directory "$update_site" >>"$update_site.log" 2>&1 &
     update_server=$!
     for _ in {1..100}; do
         port=$(sed -n 's/.* port \([0-9]*\) .*/\1/p' "$update_site.log")
