@@ -65,7 +65,8 @@ std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path,
     if (S_ISREG(status.st_mode) && status.st_size > static_cast<off_t>(limit)) return tooLarge(path, limit);
     Bytes bytes;
     // The size is a hint only: files of /proc have none, and others may grow while we read.
-    std::size_t room = static_cast<std::size_t>(status.st_size) + 1;
+    constexpr std::size_t usualRoom = 1024;
+    std::size_t room = status.st_size > 0 ? static_cast<std::size_t>(status.st_size) + 1 : usualRoom;
     std::size_t held = 0;
     for (;;) {
         bytes.resize(held + room);
@@ -75,7 +76,7 @@ std::expected<Bytes, FileError> readAll(int descriptor, const std::string& path,
         if (count == 0) break;
         held += static_cast<std::size_t>(count);
         if (held > limit) return tooLarge(path, limit);
-        room = bytes.size() > held ? bytes.size() - held : 65536;
+        room = bytes.size() > held ? bytes.size() - held : std::min(held, std::size_t{65536});
     }
     bytes.resize(held);
     return bytes;
