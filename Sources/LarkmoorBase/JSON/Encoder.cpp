@@ -58,12 +58,6 @@ std::string_view shortEscape(char byte) {
     }
 }
 
-template <class Number>
-std::string_view formatted(std::array<char, 32>& room, Number number) {
-    const auto result = std::to_chars(room.data(), room.data() + room.size(), number);
-    return {room.data(), result.ptr};
-}
-
 }  // namespace
 
 void Encoder::writeScalar(std::string_view text) {
@@ -94,13 +88,14 @@ void Encoder::writeEscape(char byte) {
 
 void Encoder::writeScalar(Int number) {
     std::array<char, 32> room{};
-    put(formatted(room, number));
+    const auto result = std::to_chars(room.data(), room.data() + room.size(), number);
+    put({room.data(), result.ptr});
 }
 
 void Encoder::writeScalar(double number) {
     if (!std::isfinite(number)) return fail("a number that is not finite");
-    std::array<char, 32> room{};
-    put(formatted(room, number));
+    // Not by std::to_chars, whose tables take 110 KB.
+    fmt::format_to(std::back_inserter(out_), "{}", number);
 }
 
 void Encoder::writeScalar(const Bytes& bytes) { put("\""), put(Base64::encode(bytes)), put("\""); }
