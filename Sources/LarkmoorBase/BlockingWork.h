@@ -1,6 +1,6 @@
 // Blocking work off the main thread: `BlockingWork::run` runs a plain function on a thread of a small pool
 // (`BlockingWorkers`), and its result comes back to the task that awaits it. The pool's threads start when there is
-// work and end when there has been none for a while.
+// work and end when there has been none for a while; the last one returns the memory that the work took.
 #pragma once
 
 #include <boost/asio/execution_context.hpp>

@@ -5,7 +5,6 @@
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/RawText.h"
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
-#include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor::ConvergeDuties {
 
@@ -32,12 +31,8 @@ MenuDuties::Connectors make(const Seams& seams) {
 Task<void> convergeOwnWiring(Seams seams) {
     if (!seams.bundle) co_return;
     const auto steps = co_await BlockingWork::run([seams] {
-        auto done = Converge::run(seams.home, *seams.bundle, seams.applications, profile, [&seams] {
-            return ClaudeChatRetirement::isClaudeAmong(seams.runningApplications());
-        });
-        // Harnesses' files may be large, and this agent rests from here on.
-        returnFreedMemory();
-        return done;
+        return Converge::run(seams.home, *seams.bundle, seams.applications, profile,
+                             [&seams] { return ClaudeChatRetirement::isClaudeAmong(seams.runningApplications()); });
     });
     log(seams, steps);
 }

@@ -17,10 +17,6 @@ std::string homeFolder();
 /// report it.
 std::optional<std::string> runningExecutable();
 
-/// Returns memory that was freed, and is kept by the allocator, to the system. Takes about a millisecond: for the end
-/// of work whose memory is not needed again soon. Any thread.
-void returnFreedMemory() noexcept;
-
 }  // namespace larkmoor
 
 namespace larkmoor::ProcessTable {

@@ -15,7 +15,6 @@
 #include "LarkmoorKit/Archive/Tar.h"
 #include "LarkmoorLocalModels/Runtime/RuntimeProof.h"
 #include "LarkmoorLocalModels/Runtime/RuntimeTools.h"
-#include "LarkmoorPlatform/Process.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"
 
 namespace larkmoor {
@@ -156,10 +155,7 @@ Task<std::expected<void, SetupError>> unpackPinned(ProcessRunner& runner, std::s
                                 std::string{wouldNotUnpack}, stop);
     }
     if (done) done = co_await BlockingWork::run([binary, release] { return place(binary, release); });
-    co_await BlockingWork::run([binary] {
-        removeUnfinishedUnpacking(binary);
-        returnFreedMemory();
-    });
+    co_await BlockingWork::run([binary] { removeUnfinishedUnpacking(binary); });
     co_return done;
 }
 

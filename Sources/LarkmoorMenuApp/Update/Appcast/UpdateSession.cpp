@@ -11,7 +11,6 @@
 
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorPlatform/Process.h"
 #include "LarkmoorPlatform/Spawn.h"
 
 namespace larkmoor {
@@ -78,7 +77,6 @@ Task<void> UpdateSession::run() {
     const bool sweeps = services_.installer.hold();
     co_await BlockingWork::run([places = services_.installer.places(), keeps = keepsStaged_, sweeps] {
         if (sweeps) BundleExchange::sweep(places, keeps);
-        returnFreedMemory();
     });
     services_.installer.release();
     done->set();

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <malloc.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -49,8 +48,6 @@ std::optional<std::uint64_t> processStart(const std::string& process) {
 }
 
 std::optional<std::string> runningExecutable() { return processExecutable("self"); }
-
-void returnFreedMemory() noexcept { ::malloc_trim(0); }
 
 }  // namespace larkmoor
 
