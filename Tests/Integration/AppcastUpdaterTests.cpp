@@ -227,6 +227,9 @@ TEST(AppcastUpdaterTests, WhatWaitsGoesOnWaitingThroughAFailedCheckAndOutlivesTh
     EXPECT_THAT(application.check("nowhere", true), HasSubstr("checking,on-quit,shown: "));
     EXPECT_TRUE(host.install) << "the block of a check before is dead";
     application.setAutomatic(false);
+    application.install();
+    EXPECT_THAT(application.log, HasSubstr("the consent to silent updates was withdrawn"));
+    EXPECT_EQ(application.build(), "1");
     EXPECT_THAT(application.check("nowhere"), Not(HasSubstr("on-quit")));
     application.installer->applyAtQuit();
     EXPECT_THAT(application.rest(), ElementsAre("staged.app"));

@@ -136,6 +136,10 @@ Checked UpdateInstaller::checkStaged() const {
 
 Checked UpdateInstaller::holdStaged() {
     if (Checked checked = checkStaged(); !checked) return checked;
+    if (!isAgreed()) {
+        return std::unexpected{
+            std::string{"the consent to silent updates was withdrawn; it stays staged until the next check offers it"}};
+    }
     // A session that is not at its end holds it already.
     return hold() ? Checked{} : std::unexpected{withoutLock(places_, errno)};
 }
@@ -172,7 +176,7 @@ Task<UpdateInstaller::Installed> UpdateInstaller::install() {
 }
 
 void UpdateInstaller::applyAtQuit() {
-    if (!staged_ || !(staged_->isChosen || options_.isAutomatic())) return;
+    if (!isAgreed()) return;
     Checked done = holdStaged();
     if (done) done = BundleExchange::arrange(places_, options_.build, staged_->build);
     if (!done) return static_cast<void>(refuse(done.error()));
