@@ -304,6 +304,18 @@ TEST(AppcastUpdaterTests, WhatIsStagedGoesInAtTheLaunchAfterTheQuitUnlessItIsNot
     application.session.reset();
     application.installer->applyAtQuit();
     EXPECT_EQ(application.build(), "1");
+    // A proof without an end is no verdict.
+    for (const auto& [helper, budget] : {std::pair{LARKMOOR_VERIFY, 1}, {"/no/helper", 60'000}}) {
+        HelperSignatures none{application.runner, {helper, LARKMOOR_BUILD, std::chrono::milliseconds{budget}}};
+        const auto settled = BundleExchange::settle(application.installer->places(), [&](const std::string& staged) {
+            return testing::runTask(application.loop, none.verifyBundle(staged, UpdateSite::shared().key(), {}))
+                .value();
+        });
+        EXPECT_THAT(settled.refusal, HasSubstr("; it stays staged"));
+        EXPECT_EQ(application.build(), "1");
+        EXPECT_THAT(application.check("good"), Not(HasSubstr("will-download")));
+        application.installer->applyAtQuit();
+    }
     const auto prove = [&application](const std::string& staged) { return application.prove(staged); };
     EXPECT_TRUE(BundleExchange::settle(application.installer->places(), prove).isExchanged);
     EXPECT_EQ(application.build(), "2");

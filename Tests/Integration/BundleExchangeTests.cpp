@@ -29,8 +29,9 @@ void makeBundle(const std::string& bundle, const std::string& build, const std::
     std::ofstream{bundle + "/Contents/whole"} << build;
 }
 
-Folders::Done isSealed(const std::string&) { return {}; }
-Folders::Done isNotSealed(const std::string&) { return std::unexpected{std::string{"not as it was sealed"}}; }
+using Proven = Signatures::BundleVerdict;
+Proven isSealed(const std::string&) { return {}; }
+Proven isNotSealed(const std::string&) { return std::unexpected{Signatures::Objection{"not as it was sealed", true}}; }
 
 struct Bundles {
     TemporaryFolder home{};
@@ -246,7 +247,7 @@ TEST(BundleExchangeTests, ALaunchWaitsForAnotherThatIsAboutToExchangeTheBundle) 
         ::usleep(100'000);
         EXPECT_TRUE(Folders::exchange(bundles.places.bundle, bundles.places.staged()));
     }};
-    const auto settled = BundleExchange::settle(bundles.places, [](const std::string&) -> Folders::Done {
+    const auto settled = BundleExchange::settle(bundles.places, [](const std::string&) -> Proven {
         ADD_FAILURE() << "the other has proven it";
         return {};
     });

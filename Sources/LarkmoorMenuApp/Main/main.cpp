@@ -63,16 +63,19 @@ int startAnew(const std::string& executable, char** arguments) {
 }
 
 /// Asked before there is an application, so that it has a loop of its own.
-larkmoor::Folders::Done proveStaged(const larkmoor::RunningBundle& ours, const std::string& staged) {
+larkmoor::Signatures::BundleVerdict proveStaged(const larkmoor::RunningBundle& ours, const std::string& staged) {
     larkmoor::MainLoop loop{1};
     larkmoor::SpawningProcessRunner runner{loop};
     larkmoor::HelperSignatures signatures{runner,
                                           {.helper = ours.beside("larkmoor-verify"),
                                            .build = ours.build.value_or(""),
                                            .updateBudget = std::chrono::minutes{1}}};
-    larkmoor::Folders::Done proven = std::unexpected{std::string{"its seal could not be looked at"}};
+    larkmoor::platformLog("[larkmoor-menu] an update waits: its seal is looked at before it takes our place");
+    using Verdict = larkmoor::Signatures::BundleVerdict;
+    Verdict proven = std::unexpected{
+        larkmoor::Signatures::Objection{.words = "its seal could not be looked at", .isVerdict = false}};
     boost::asio::co_spawn(loop, signatures.verifyBundle(staged, ours.publicKey.value_or(""), {}),
-                          [&proven](const std::exception_ptr& thrown, larkmoor::Folders::Done verdict) {
+                          [&proven](const std::exception_ptr& thrown, Verdict verdict) {
                               if (!thrown) proven = std::move(verdict);
                           });
     loop.run();

@@ -152,12 +152,14 @@ UpdateInstaller::Installed UpdateInstaller::refuse(const std::string& reason) {
 
 Task<UpdateInstaller::Installed> UpdateInstaller::proveStagedAnew() {
     const Folders::Identity identity = staged_->identity;
-    Checked proven = co_await options_.prove(places_.staged());
+    const auto proven = co_await options_.prove(places_.staged());
+    if (proven) co_return Checked{};
     // Another check may have brought another update meanwhile.
-    if (proven || !staged_ || staged_->identity != identity || !hold()) co_return proven;
-    staged_.reset();
-    co_await BlockingWork::run([places = places_] { BundleExchange::discard(places); });
-    co_return proven;
+    if (proven.error().isVerdict && staged_ && staged_->identity == identity && hold()) {
+        staged_.reset();
+        co_await BlockingWork::run([places = places_] { BundleExchange::discard(places); });
+    }
+    co_return std::unexpected{proven.error().words};
 }
 
 Task<UpdateInstaller::Installed> UpdateInstaller::install() {

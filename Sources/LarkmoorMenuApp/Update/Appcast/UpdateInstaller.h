@@ -31,7 +31,7 @@ class UpdateInstaller {
         std::string bundle;  ///< the folder that this process runs from, absolute
         std::string build;   ///< what it was at the launch
         /// Whether a bundle is whole and sealed as an update must be.
-        std::function<Task<Installed>(std::string bundle)> prove;
+        std::function<Task<Signatures::BundleVerdict>(std::string bundle)> prove;
         /// Why the bundle has to stay as it is for now, in words; "" if there is no reason.
         std::function<std::string()> objection = [] { return std::string{}; };
         /// Ends this application and starts the one that then stands in its place.
