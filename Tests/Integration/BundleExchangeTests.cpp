@@ -212,9 +212,12 @@ TEST(BundleExchangeTests, ASuccessorIsWatchedUntilItIsUp) {
     };
     const std::string up = says(comesUp), dies = says("exit 1"), hangs = says("exec sleep 60"), leaves = says("exit 0"),
                       unneeded = notes("unneeded", "exit 0"), untried = notes("untried", "exit 1"),
+                      // A shell that has waited for a program blocks nothing any more.
+        early = says("kill -TERM $$; exec rm \"${0%/*}/../../../.X.app.update/record.json\""),
                       ended = says("trap '' TERM; kill -TERM 0; exit 1");
     constexpr int killed = SIGKILL, one = 1 << 8;
     const Case cases[] = {{"comes up", up.c_str(), "2", 0, "new\n"},
+                          {"is told to end before it listens", early.c_str(), "2", 0, "new\n"},
                           {"dies", dies.c_str(), "1", one, "new\nold\n", 1},
                           {"hangs", hangs.c_str(), "1", killed, "new\nold\n", 1},
                           {"leaves in order before it is up", leaves.c_str(), "1", 0, "new\nold\n", 1},

@@ -11,6 +11,7 @@
 #include "LarkmoorKit/Trace/SetupLog.h"
 #include "LarkmoorMenuApp/ConvergeDuties.h"
 #include "LarkmoorMenuApp/JourneyQuestion.h"
+#include "LarkmoorMenuApp/Main/Successor.h"
 #include "LarkmoorPlatform/Linux/Applications/ProcessScan.h"
 #include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorPlatform/PlatformLog.h"
@@ -78,6 +79,7 @@ Application::Application(RunningBundle bundle, FileDescriptor updateLock)
     });
     updateLock_ = std::move(updateLock);
     watchSignals();
+    Successor::hearEndSignals();
 }
 
 void Application::watchSignals() {

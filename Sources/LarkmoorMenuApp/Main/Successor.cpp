@@ -26,6 +26,14 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using PutBack = Folders::Done (*)(const UpdatePlaces&);
 
+/// SIGTERM, SIGINT and SIGHUP; `how` is that of sigprocmask.
+void setEndSignals(int how) {
+    sigset_t ends;
+    sigemptyset(&ends);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ends, number);
+    ::pthread_sigmask(how, &ends, nullptr);
+}
+
 bool isReadable(const FileDescriptor& file, std::chrono::milliseconds within = {}) {
     pollfd news{.fd = file.get(), .events = POLLIN, .revents = 0};
     return ::poll(&news, 1, static_cast<int>(within.count())) > 0;
@@ -59,6 +67,7 @@ bool runApart(const std::function<int()>& work) {
 
 /// This process becomes what stands in the bundle. The exit status, if it cannot.
 int become(const std::string& executable, char** arguments) {
+    setEndSignals(SIG_BLOCK);
     ::execv(executable.c_str(), arguments);
     platformLog(fmt::format("[larkmoor-menu] cannot start {}: {}", executable, std::strerror(errno)));
     return 1;
@@ -146,10 +155,7 @@ class Watcher {
 /// The life of the watcher; its exit status.
 int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& places, char** arguments) {
     // Whoever ends us together with the new build must not keep the old bundle from its place.
-    sigset_t ends;
-    sigemptyset(&ends);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ends, number);
-    sigprocmask(SIG_BLOCK, &ends, nullptr);
+    setEndSignals(SIG_BLOCK);
     const News news = watcher.watch(Clock::now() + successor.limit);
     if (news == News::untried) {
         return putBack(places, BundleExchange::postpone, "the update could not be tried") ? 0 : 1;
@@ -159,7 +165,7 @@ int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& p
     // What stands there is better than no application, even if that is the new build again.
     static_cast<void>(putBack(places, BundleExchange::giveBack, "the update did not come up"));
     // Here we end, if we were told to.
-    sigprocmask(SIG_UNBLOCK, &ends, nullptr);
+    setEndSignals(SIG_UNBLOCK);
     return become(successor.executable, arguments);
 }
 
@@ -168,6 +174,8 @@ int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& p
 int Successor::start(char** arguments) const {
     const UpdatePlaces places{bundle};
     if (!BundleExchange::isInPlace(places)) return become(executable, arguments);
+    // Before there is a watcher, to which our death would be the new build's.
+    setEndSignals(SIG_BLOCK);
     const pid_t process = ::getpid();
     FileDescriptor descriptor = processDescriptor(process);
     ExecPipe exec = ExecPipe::make();
@@ -183,5 +191,7 @@ int Successor::start(char** arguments) const {
                                 : putBack(places, BundleExchange::postpone, "nobody can watch over the update"));
     return become(executable, arguments);
 }
+
+void Successor::hearEndSignals() { setEndSignals(SIG_UNBLOCK); }
 
 }  // namespace larkmoor

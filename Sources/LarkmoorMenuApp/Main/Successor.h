@@ -23,8 +23,13 @@ struct Successor {
     /// its first process. A start that was not needed is left alone, and after one that could not be tried the update
     /// stays staged and nothing is started (`StartEnd`). A watcher that is killed leaves all of this to later launches.
     ///
-    /// Called when our name on the bus is free. The work of our threads is cut off.
+    /// Called when our name on the bus is free. The work of our threads is cut off. SIGTERM, SIGINT and SIGHUP are
+    /// blocked from here on, also in what we become: an end that is wanted before it listens must not look like its
+    /// failure.
     int start(char** arguments) const;
+
+    /// Of a process that listens now to those three: what has come since then comes here. Main thread.
+    static void hearEndSignals();
 };
 
 }  // namespace larkmoor
