@@ -10,6 +10,9 @@ namespace larkmoor {
 
 struct Successor {
     static constexpr std::chrono::seconds patience{60};
+    /// The patience is counted in so many slices. Time in which we are stopped, as by a freezer or a shell's job
+    /// control, is time in which the new build is stopped, too: no more than one slice of it counts.
+    static constexpr int slices = 6;
 
     std::string executable;  ///< as it was at the launch; an update stands in its place
     std::string bundle;

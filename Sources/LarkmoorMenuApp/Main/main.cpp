@@ -84,7 +84,11 @@ larkmoor::Signatures::BundleVerdict proveStaged(const larkmoor::RunningBundle& o
 
 /// A new build that hangs before its menu must not be the last application that this person has had.
 void endUnlessUp(bool isTried) {
+    constexpr unsigned slice = larkmoor::Successor::patience / std::chrono::seconds{larkmoor::Successor::slices};
+    static volatile std::sig_atomic_t left = larkmoor::Successor::slices;
     std::signal(SIGALRM, [](int) {
+        left = left - 1;
+        if (left > 0) return static_cast<void>(::alarm(slice));
         constexpr std::string_view words = "[larkmoor-menu] this update did not come up — ending\n";
         static_cast<void>(::write(STDERR_FILENO, words.data(), words.size()));
         ::_exit(1);
@@ -94,7 +98,7 @@ void endUnlessUp(bool isTried) {
     sigemptyset(&alarm);
     sigaddset(&alarm, SIGALRM);
     sigprocmask(SIG_UNBLOCK, &alarm, nullptr);
-    ::alarm(isTried ? larkmoor::Successor::patience.count() : 0);
+    ::alarm(isTried ? slice : 0);
 }
 
 /// The exit status.
