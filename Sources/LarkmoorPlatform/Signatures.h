@@ -15,6 +15,11 @@ namespace larkmoor {
 class Signatures {
   public:
     using Verdict = std::expected<void, std::string>;
+    struct Objection {
+        std::string words;
+        bool isVerdict;  ///< false if nobody has judged: there was no time for it, no helper, or a stop
+    };
+    using BundleVerdict = std::expected<void, Objection>;
 
     virtual ~Signatures() = default;
 
@@ -23,7 +28,7 @@ class Signatures {
                                         std::stop_token stop) = 0;
 
     /// Whether each file, link, folder and mode of the bundle is as it was sealed by `key`, and nothing came to it.
-    virtual Task<Verdict> verifyBundle(std::string folder, std::string key, std::stop_token stop) = 0;
+    virtual Task<BundleVerdict> verifyBundle(std::string folder, std::string key, std::stop_token stop) = 0;
 
     /// Whether the executable or bundle is as it was sealed, whoever did it: `codesign --verify --strict`.
     virtual Task<Verdict> verifyStrictly(std::string path) = 0;

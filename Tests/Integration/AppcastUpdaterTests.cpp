@@ -227,6 +227,9 @@ TEST(AppcastUpdaterTests, WhatWaitsGoesOnWaitingThroughAFailedCheckAndOutlivesTh
     EXPECT_THAT(application.check("nowhere", true), HasSubstr("checking,on-quit,shown: "));
     EXPECT_TRUE(host.install) << "the block of a check before is dead";
     application.setAutomatic(false);
+    application.install();
+    EXPECT_THAT(application.log, HasSubstr("the consent to silent updates was withdrawn"));
+    EXPECT_EQ(application.build(), "1");
     EXPECT_THAT(application.check("nowhere"), Not(HasSubstr("on-quit")));
     application.installer->applyAtQuit();
     EXPECT_THAT(application.rest(), ElementsAre("staged.app"));
@@ -301,6 +304,18 @@ TEST(AppcastUpdaterTests, WhatIsStagedGoesInAtTheLaunchAfterTheQuitUnlessItIsNot
     application.session.reset();
     application.installer->applyAtQuit();
     EXPECT_EQ(application.build(), "1");
+    // A proof without an end is no verdict.
+    for (const auto& [helper, budget] : {std::pair{LARKMOOR_VERIFY, 1}, {"/no/helper", 60'000}}) {
+        HelperSignatures none{application.runner, {helper, LARKMOOR_BUILD, std::chrono::milliseconds{budget}}};
+        const auto settled = BundleExchange::settle(application.installer->places(), [&](const std::string& staged) {
+            return testing::runTask(application.loop, none.verifyBundle(staged, UpdateSite::shared().key(), {}))
+                .value();
+        });
+        EXPECT_THAT(settled.refusal, HasSubstr("; it stays staged"));
+        EXPECT_EQ(application.build(), "1");
+        EXPECT_THAT(application.check("good"), Not(HasSubstr("will-download")));
+        application.installer->applyAtQuit();
+    }
     const auto prove = [&application](const std::string& staged) { return application.prove(staged); };
     EXPECT_TRUE(BundleExchange::settle(application.installer->places(), prove).isExchanged);
     EXPECT_EQ(application.build(), "2");

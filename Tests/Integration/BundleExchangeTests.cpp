@@ -29,8 +29,9 @@ void makeBundle(const std::string& bundle, const std::string& build, const std::
     std::ofstream{bundle + "/Contents/whole"} << build;
 }
 
-Folders::Done isSealed(const std::string&) { return {}; }
-Folders::Done isNotSealed(const std::string&) { return std::unexpected{std::string{"not as it was sealed"}}; }
+using Proven = Signatures::BundleVerdict;
+Proven isSealed(const std::string&) { return {}; }
+Proven isNotSealed(const std::string&) { return std::unexpected{Signatures::Objection{"not as it was sealed", true}}; }
 
 struct Bundles {
     TemporaryFolder home{};
@@ -211,9 +212,15 @@ TEST(BundleExchangeTests, ASuccessorIsWatchedUntilItIsUp) {
     };
     const std::string up = says(comesUp), dies = says("exit 1"), hangs = says("exec sleep 60"), leaves = says("exit 0"),
                       unneeded = notes("unneeded", "exit 0"), untried = notes("untried", "exit 1"),
+                      // A shell that has waited for a program blocks nothing any more.
+        early = says("kill -TERM $$; exec rm \"${0%/*}/../../../.X.app.update/record.json\""),
+                      stopped = says("setsid sh -c \"sleep 2; kill -s CONT -- -$$\" & sleep 0.2; kill -STOP 0; " +
+                                     std::string{comesUp}),
                       ended = says("trap '' TERM; kill -TERM 0; exit 1");
     constexpr int killed = SIGKILL, one = 1 << 8;
     const Case cases[] = {{"comes up", up.c_str(), "2", 0, "new\n"},
+                          {"is told to end before it listens", early.c_str(), "2", 0, "new\n"},
+                          {"is stopped with its watcher", stopped.c_str(), "2", 0, "new\n"},
                           {"dies", dies.c_str(), "1", one, "new\nold\n", 1},
                           {"hangs", hangs.c_str(), "1", killed, "new\nold\n", 1},
                           {"leaves in order before it is up", leaves.c_str(), "1", 0, "new\nold\n", 1},
@@ -246,7 +253,7 @@ TEST(BundleExchangeTests, ALaunchWaitsForAnotherThatIsAboutToExchangeTheBundle) 
         ::usleep(100'000);
         EXPECT_TRUE(Folders::exchange(bundles.places.bundle, bundles.places.staged()));
     }};
-    const auto settled = BundleExchange::settle(bundles.places, [](const std::string&) -> Folders::Done {
+    const auto settled = BundleExchange::settle(bundles.places, [](const std::string&) -> Proven {
         ADD_FAILURE() << "the other has proven it";
         return {};
     });

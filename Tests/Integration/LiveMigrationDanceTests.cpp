@@ -36,7 +36,7 @@ struct NoSignatures final : Signatures {
     Task<Verdict> verifyArchive(std::string, std::string, std::string, std::stop_token) override {
         co_return Verdict{};
     }
-    Task<Verdict> verifyBundle(std::string, std::string, std::stop_token) override { co_return Verdict{}; }
+    Task<BundleVerdict> verifyBundle(std::string, std::string, std::stop_token) override { co_return BundleVerdict{}; }
     Task<Verdict> verifyStrictly(std::string) override { co_return Verdict{}; }
     Task<std::optional<std::string>> designatedRequirement(std::string) override { co_return std::nullopt; }
 };

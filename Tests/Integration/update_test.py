@@ -185,6 +185,8 @@ class Update(Case):
         self.expect_second()
         # The very process that was started, for whoever waits for it.
         self.assertEqual(session.processes(), [session.application.pid])
+        session.application.send_signal(signal.SIGTERM)
+        self.assertEqual(session.application.wait(timeout=60), 0)
 
     def test_what_waits_goes_in_at_the_start_after_the_end_of_the_session(self):
         for number in (signal.SIGTERM, signal.SIGHUP):

@@ -57,6 +57,7 @@ class FakeUpdater final : public Updater {
     std::expected<void, std::string> startUpdater() override { return book_.starts; }
     void checkForUpdates() override { book_.done.emplace_back("check"); }
     void checkForUpdatesInBackground() override { book_.done.emplace_back("background check"); }
+    void chooseStaged() override { book_.done.emplace_back("chosen"); }
     std::optional<Date> lastUpdateCheckDate() const override { return book_.lastCheck; }
     bool automaticallyDownloadsUpdates() const override { return book_.optedIn; }
 

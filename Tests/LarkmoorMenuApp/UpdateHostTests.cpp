@@ -120,7 +120,7 @@ TEST_F(UpdateHostTest, TheRowFollowsADownloadToItsEnd) {
     EXPECT_EQ(row(), "Downloading 1.2, 50%");
     host->willExtractUpdate(*book.updater, item);
     EXPECT_EQ(row(), "Unpacking 1.2…");
-    callIsLive = true;
+    callIsLive = book.optedIn = true;
     book.driver->dismissUpdateInstallation();
     EXPECT_EQ(row(), "");
     EXPECT_TRUE(host->willInstallUpdateOnQuit(*book.updater, item, [&] { opened.emplace_back("installed"); }));
@@ -128,6 +128,7 @@ TEST_F(UpdateHostTest, TheRowFollowsADownloadToItsEnd) {
     EXPECT_EQ(row(), "1.2 ready, installs after your call");
     EXPECT_TRUE(click(duties.installUpdate)->isDone);
     EXPECT_THAT(opened, ElementsAre("installed"));
+    EXPECT_EQ(book.done.back(), "chosen") << "else it would need a consent";
     EXPECT_TRUE(
         host->willInstallUpdateOnQuit(*book.updater, item, [&] { host->didAbortWithError(*book.updater, "no room"); }));
     clock.run(0s);
@@ -147,6 +148,14 @@ TEST_F(UpdateHostTest, TheRowFollowsADownloadToItsEnd) {
     EXPECT_EQ(row(), "");
     clock.run(0s);
     EXPECT_EQ(reply, install);
+
+    host->willInstallUpdateOnQuit(*book.updater, item, [&] { ADD_FAILURE() << "without a consent"; });
+    clock.run(1s);
+    callIsLive = book.optedIn = false;
+    forget();
+    clock.run(150s);
+    EXPECT_EQ(book.done, (Words{"made", "background check"})) << "which offers it";
+    EXPECT_EQ(row(), "");
 }
 
 TEST_F(UpdateHostTest, ATickAsksUnlessSomethingIsUnderWay) {
@@ -160,7 +169,7 @@ TEST_F(UpdateHostTest, ATickAsksUnlessSomethingIsUnderWay) {
         {[&] { host->userDidMakeChoice(*book.updater, dismiss, item, {.stage = installing}); }, asks},
     };
     defaults.strings["UpdateTestLane"] = "YES";
-    callIsLive = true;
+    callIsLive = book.optedIn = true;
     for (const auto& [before, tick] : cases) {
         remake();
         before();
@@ -294,6 +303,7 @@ TEST_F(UpdateHostTest, AMigrationIsToldAndSettled) {
 
 TEST_F(UpdateHostTest, AMigrationHoldsUpdatesUntilItsEnd) {
     remake();
+    book.optedIn = true;
     const auto installs = [this] { opened.emplace_back("installed"); };
     for (const bool throws : {false, true}) {
         for (const bool holds : {true, false}) {

@@ -50,6 +50,7 @@ class UpdateInstallGateTest : public ::testing::Test {
     std::shared_ptr<FakeReporter> reporter = std::make_shared<FakeReporter>(clock);
     std::vector<std::string> lines, notes, installed;
     std::optional<UpdateMenuLine::State> row;
+    bool isAgreed = true;
     /// One that knows of no call yet.
     std::shared_ptr<UpdateInstallGate> makeGate() {
         auto made = std::make_shared<UpdateInstallGate>(UpdateInstallGate::Seams{
@@ -58,6 +59,12 @@ class UpdateInstallGateTest : public ::testing::Test {
             .system = [this](const std::string& line) { lines.push_back(line); },
             .note = [this](const std::string& line) { notes.push_back(line); },
             .every = clock.every(),
+            .isAgreed = [this] { return isAgreed; },
+            .offer =
+                [this] {
+                    lines.emplace_back("offered");
+                    gate->drop();
+                },
             .now = [this] { return clock.steady(); },
             .waiting = clock.waiting(),
         });
@@ -78,7 +85,7 @@ TEST_F(UpdateInstallGateTest, InstallsAtOnceWithoutACall) {
 
 struct Step {
     FakeReporter::Daemon daemon;
-    std::string does;  ///< "drop", "click", the version that is held now, or nothing
+    std::string does;  ///< "drop", "click", "withdraw", the version that is held now, or nothing
     std::chrono::seconds passes;
     std::string installed, shown;  ///< afterwards
 };
@@ -133,6 +140,12 @@ TEST_F(UpdateInstallGateTest, WaitsForACallWithinItsBounds) {
           {clear, "drop", 0s, "", ready},
           {clear, "2", 80s, "", "2 ready, installs after your call"},
           {clear, "", 30s, "2", ""}}},
+        // Without the consent, which was withdrawn meanwhile, it is offered at the end of the wait.
+        {{{live, "1.2", 1s, "", ready}, {live, "withdraw", 15s, "", ""}, {clear, "", 135s, "", ""}},
+         {staged, reminder, "the consent to silent updates was withdrawn — the update stays staged, and is offered",
+          "offered", "the updater was rebuilt — its held install block is dead; the next check hands a live one back"},
+         {reminder}},
+        {{{live, "1.2", 1s, "", ready}, {live, "withdraw", 15s, "", ""}, {live, "click", 0s, "1.2", ""}}},
         // A click ends the wait, and that for the answer to a question; it is for that update alone.
         {{{live, "1.2", 1s, "", ready}, {live, "click", 0s, "1.2", ""}},
          {staged, reminder, "install now: chosen from the menu — swapping without waiting for the call", proceeds},
@@ -153,13 +166,15 @@ TEST_F(UpdateInstallGateTest, WaitsForACallWithinItsBounds) {
         gate->drop();
         clock.run(12s);
         gate = makeGate();
-        row.reset(), lines.clear(), notes.clear(), installed.clear();
+        row.reset(), lines.clear(), notes.clear(), installed.clear(), isAgreed = true;
         reporter->answersAfter = each.answersAfter;
         EXPECT_FALSE(gate->installNow());
         for (const Step& step : each.steps) {
             reporter->daemon = step.daemon;
             if (step.does == "drop") {
                 gate->drop();
+            } else if (step.does == "withdraw") {
+                isAgreed = false;
             } else if (step.does == "click") {
                 EXPECT_TRUE(gate->installNow());
             } else if (!step.does.empty()) {

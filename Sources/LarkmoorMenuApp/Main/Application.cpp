@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <csignal>
+
 #include "CXPCShim/larkmoor_mach_service_registered.h"
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
@@ -11,6 +13,7 @@
 #include "LarkmoorKit/Trace/SetupLog.h"
 #include "LarkmoorMenuApp/ConvergeDuties.h"
 #include "LarkmoorMenuApp/JourneyQuestion.h"
+#include "LarkmoorMenuApp/Main/Successor.h"
 #include "LarkmoorPlatform/Linux/Applications/ProcessScan.h"
 #include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorPlatform/PlatformLog.h"
@@ -78,6 +81,7 @@ Application::Application(RunningBundle bundle, FileDescriptor updateLock)
     });
     updateLock_ = std::move(updateLock);
     watchSignals();
+    Successor::hearEndSignals();
 }
 
 void Application::watchSignals() {
@@ -146,7 +150,8 @@ void Application::sayUpAfterUpdate() {
 Task<void> Application::sayUp(std::chrono::seconds trial) {
     MainTimer timer{loop_.get_executor(), trial};
     co_await timer.async_wait(awaiting);
-    // The removal of the old bundle may take longer.
+    // The removal of the old bundle may take longer. One that is being handled may set another.
+    std::signal(SIGALRM, SIG_IGN);
     ::alarm(0);
     co_await BlockingWork::run(
         [places = installer_.places(), build = installer_.build()] { UpdateInstaller::sayUp(places, build); });

@@ -26,6 +26,14 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using PutBack = Folders::Done (*)(const UpdatePlaces&);
 
+/// SIGTERM, SIGINT and SIGHUP; `how` is that of sigprocmask.
+void setEndSignals(int how) {
+    sigset_t ends;
+    sigemptyset(&ends);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ends, number);
+    ::pthread_sigmask(how, &ends, nullptr);
+}
+
 bool isReadable(const FileDescriptor& file, std::chrono::milliseconds within = {}) {
     pollfd news{.fd = file.get(), .events = POLLIN, .revents = 0};
     return ::poll(&news, 1, static_cast<int>(within.count())) > 0;
@@ -59,6 +67,7 @@ bool runApart(const std::function<int()>& work) {
 
 /// This process becomes what stands in the bundle. The exit status, if it cannot.
 int become(const std::string& executable, char** arguments) {
+    setEndSignals(SIG_BLOCK);
     ::execv(executable.c_str(), arguments);
     platformLog(fmt::format("[larkmoor-menu] cannot start {}: {}", executable, std::strerror(errno)));
     return 1;
@@ -93,15 +102,16 @@ class Watcher {
     }
 
     /// What becomes of the process. One that ends while another is about the exchange is not the last word.
-    News watch(Clock::time_point deadline) {
-        for (;; waitForNews(deadline)) {
+    News watch(Clock::duration limit) {
+        const Clock::duration slice = limit / Successor::slices;
+        for (Clock::duration left = limit;; left -= waitForNews(std::min(left, slice))) {
             hasEnded_ = isReadable(descriptor_);
             const auto standing = BundleExchange::record(places_);
             if (!standing) return News::isUp;
             if (hasFailedToBegin()) return News::notBegun;
             if (hasEnded_ && standing->unneeded == process_) return News::unneeded;
             if (hasEnded_ && standing->untried == process_) return News::untried;
-            if (Clock::now() >= deadline || (hasEnded_ && Folders::lock(places_.folder))) return News::failed;
+            if (left <= Clock::duration::zero() || (hasEnded_ && Folders::lock(places_.folder))) return News::failed;
         }
     }
 
@@ -120,19 +130,20 @@ class Watcher {
         return false;
     }
 
-    /// Returns when the process has ended or begun, when something in the folder has gone, or at the deadline.
-    void waitForNews(Clock::time_point deadline) {
+    /// Returns when the process has ended or begun, when something in the folder has gone, or after that time: how much
+    /// of it is used up.
+    Clock::duration waitForNews(Clock::duration slice) {
         // Nothing tells that another process has released the folder's lock.
         constexpr std::chrono::milliseconds afterEnd{200};
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()) +
-                    std::chrono::milliseconds{1};
-        if (hasEnded_) left = std::min(left, afterEnd);
+        if (hasEnded_) slice = std::min<Clock::duration>(slice, afterEnd);
+        const auto begun = Clock::now();
         const auto wanted = [](int file) { return pollfd{.fd = file, .events = POLLIN, .revents = 0}; };
         std::array<pollfd, 3> news{wanted(folder_.get()), wanted(exec_ ? exec_.get() : -1),
                                    wanted(hasEnded_ ? -1 : descriptor_.get())};
-        ::poll(news.data(), news.size(), static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
+        ::poll(news.data(), news.size(), static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(slice).count()));
         std::array<char, 4096> events{};
         if (news[0].revents != 0) static_cast<void>(::read(folder_.get(), events.data(), events.size()));
+        return std::min(slice, Clock::now() - begun);
     }
 
     const UpdatePlaces& places_;
@@ -146,11 +157,8 @@ class Watcher {
 /// The life of the watcher; its exit status.
 int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& places, char** arguments) {
     // Whoever ends us together with the new build must not keep the old bundle from its place.
-    sigset_t ends;
-    sigemptyset(&ends);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ends, number);
-    sigprocmask(SIG_BLOCK, &ends, nullptr);
-    const News news = watcher.watch(Clock::now() + successor.limit);
+    setEndSignals(SIG_BLOCK);
+    const News news = watcher.watch(successor.limit);
     if (news == News::untried) {
         return putBack(places, BundleExchange::postpone, "the update could not be tried") ? 0 : 1;
     }
@@ -159,7 +167,7 @@ int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& p
     // What stands there is better than no application, even if that is the new build again.
     static_cast<void>(putBack(places, BundleExchange::giveBack, "the update did not come up"));
     // Here we end, if we were told to.
-    sigprocmask(SIG_UNBLOCK, &ends, nullptr);
+    setEndSignals(SIG_UNBLOCK);
     return become(successor.executable, arguments);
 }
 
@@ -168,6 +176,8 @@ int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& p
 int Successor::start(char** arguments) const {
     const UpdatePlaces places{bundle};
     if (!BundleExchange::isInPlace(places)) return become(executable, arguments);
+    // Before there is a watcher, to which our death would be the new build's.
+    setEndSignals(SIG_BLOCK);
     const pid_t process = ::getpid();
     FileDescriptor descriptor = processDescriptor(process);
     ExecPipe exec = ExecPipe::make();
@@ -183,5 +193,7 @@ int Successor::start(char** arguments) const {
                                 : putBack(places, BundleExchange::postpone, "nobody can watch over the update"));
     return become(executable, arguments);
 }
+
+void Successor::hearEndSignals() { setEndSignals(SIG_UNBLOCK); }
 
 }  // namespace larkmoor

@@ -10,6 +10,9 @@ namespace larkmoor {
 
 struct Successor {
     static constexpr std::chrono::seconds patience{60};
+    /// The patience is counted in so many slices. Time in which we are stopped, as by a freezer or a shell's job
+    /// control, is time in which the new build is stopped, too: no more than one slice of it counts.
+    static constexpr int slices = 6;
 
     std::string executable;  ///< as it was at the launch; an update stands in its place
     std::string bundle;
@@ -23,8 +26,13 @@ struct Successor {
     /// its first process. A start that was not needed is left alone, and after one that could not be tried the update
     /// stays staged and nothing is started (`StartEnd`). A watcher that is killed leaves all of this to later launches.
     ///
-    /// Called when our name on the bus is free. The work of our threads is cut off.
+    /// Called when our name on the bus is free. The work of our threads is cut off. SIGTERM, SIGINT and SIGHUP are
+    /// blocked from here on, also in what we become: an end that is wanted before it listens must not look like its
+    /// failure.
     int start(char** arguments) const;
+
+    /// Of a process that listens now to those three: what has come since then comes here. Main thread.
+    static void hearEndSignals();
 };
 
 }  // namespace larkmoor

@@ -63,16 +63,19 @@ int startAnew(const std::string& executable, char** arguments) {
 }
 
 /// Asked before there is an application, so that it has a loop of its own.
-larkmoor::Folders::Done proveStaged(const larkmoor::RunningBundle& ours, const std::string& staged) {
+larkmoor::Signatures::BundleVerdict proveStaged(const larkmoor::RunningBundle& ours, const std::string& staged) {
     larkmoor::MainLoop loop{1};
     larkmoor::SpawningProcessRunner runner{loop};
     larkmoor::HelperSignatures signatures{runner,
                                           {.helper = ours.beside("larkmoor-verify"),
                                            .build = ours.build.value_or(""),
                                            .updateBudget = std::chrono::minutes{1}}};
-    larkmoor::Folders::Done proven = std::unexpected{std::string{"its seal could not be looked at"}};
+    larkmoor::platformLog("[larkmoor-menu] an update waits: its seal is looked at before it takes our place");
+    using Verdict = larkmoor::Signatures::BundleVerdict;
+    Verdict proven = std::unexpected{
+        larkmoor::Signatures::Objection{.words = "its seal could not be looked at", .isVerdict = false}};
     boost::asio::co_spawn(loop, signatures.verifyBundle(staged, ours.publicKey.value_or(""), {}),
-                          [&proven](const std::exception_ptr& thrown, larkmoor::Folders::Done verdict) {
+                          [&proven](const std::exception_ptr& thrown, Verdict verdict) {
                               if (!thrown) proven = std::move(verdict);
                           });
     loop.run();
@@ -81,7 +84,11 @@ larkmoor::Folders::Done proveStaged(const larkmoor::RunningBundle& ours, const s
 
 /// A new build that hangs before its menu must not be the last application that this person has had.
 void endUnlessUp(bool isTried) {
+    constexpr unsigned slice = larkmoor::Successor::patience / std::chrono::seconds{larkmoor::Successor::slices};
+    static volatile std::sig_atomic_t left = larkmoor::Successor::slices;
     std::signal(SIGALRM, [](int) {
+        left = left - 1;
+        if (left > 0) return static_cast<void>(::alarm(slice));
         constexpr std::string_view words = "[larkmoor-menu] this update did not come up — ending\n";
         static_cast<void>(::write(STDERR_FILENO, words.data(), words.size()));
         ::_exit(1);
@@ -91,7 +98,7 @@ void endUnlessUp(bool isTried) {
     sigemptyset(&alarm);
     sigaddset(&alarm, SIGALRM);
     sigprocmask(SIG_UNBLOCK, &alarm, nullptr);
-    ::alarm(isTried ? larkmoor::Successor::patience.count() : 0);
+    ::alarm(isTried ? slice : 0);
 }
 
 /// The exit status.

@@ -37,6 +37,8 @@ UpdateHost::UpdateHost(Seams seams)
                                    .note = [this](const std::string& line) { relay_.note(line); },
                                    .every = seams_.every,
                                    .install = [this](auto install) { installWhenMigrated(std::move(install)); },
+                                   .isAgreed = [this] { return isOptedIn(); },
+                                   .offer = [this] { checkAnew(); },
                                    .now = seams_.now,
                                    .waiting = seams_.waiting})) {
     gate_->onRow = [this](const Row& event) { takeRow(event); };
@@ -113,7 +115,7 @@ std::shared_ptr<UpdateDriver> UpdateHost::makeDriver() {
     return std::make_shared<UpdateDriver>(UpdateDriver::Seams{
         .loop = seams_.loop,
         .standard = seams_.makeStandardDriver(),
-        .optedIn = [this] { return updater_ && updater_->automaticallyDownloadsUpdates(); },
+        .optedIn = [this] { return isOptedIn(); },
         .gate = gate_,
         .relay = relay_,
         .displayVersion = seams_.bundle.version.value_or(""),
@@ -161,7 +163,10 @@ void UpdateHost::armDailyClock() {
 void UpdateHost::scheduledTick() {
     const bool bitsInFlight = driver_ && driver_->bitsInFlight(), isClickOwed = pendingMenuAnswer_.has_value();
     relay_.say(DailyClock::tickLine(DailyClock::standDown(bitsInFlight, isClickOwed, rowState_), cadence_));
-    if (DailyClock::onTick(bitsInFlight, isClickOwed, rowState_) == DailyClock::Tick::leaveItAlone) return;
+    if (DailyClock::onTick(bitsInFlight, isClickOwed, rowState_) == DailyClock::Tick::rebuildThenCheck) checkAnew();
+}
+
+void UpdateHost::checkAnew() {
     rebuild();
     if (updater_) updater_->checkForUpdatesInBackground();
 }
@@ -259,6 +264,7 @@ void UpdateHost::menuCheckEnded() {
 
 Task<UpdateHost::Sentence> UpdateHost::installUpdate() {
     isInstallAsked_ = true;
+    if (updater_) updater_->chooseStaged();
     if (migrating_) {
         installWhenMigrated_ = true;
         relay_.say(waitsForMigration);

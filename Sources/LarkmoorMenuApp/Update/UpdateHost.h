@@ -100,6 +100,7 @@ class UpdateHost final : public UpdaterDelegate {
     };
 
     bool isCurrent(const Updater& updater) const { return &updater == updater_.get(); }
+    bool isOptedIn() const { return updater_ && updater_->automaticallyDownloadsUpdates(); }
     std::string build() const { return seams_.bundle.build.value_or(""); }
 
     // The updater
@@ -110,6 +111,7 @@ class UpdateHost final : public UpdaterDelegate {
     void rebuild();
     void armDailyClock();
     void scheduledTick();
+    void checkAnew();
 
     // The menu
     void takeRow(const UpdateMenuLine::Event& event);

@@ -59,7 +59,7 @@ Task<void> UpdateInstallGate::poll() {
                         "worse than a swap at a bad moment (RK 2026-08-28).",
                         UpdateCadence::maxDeferralSeconds / 60));
         silentPolls_ = 0;
-        co_return handOver();
+        co_return handOverUnasked();
     }
     if (const auto* silence = termination.as<DeferralTermination::Verdict::HoldForSilence>()) {
         co_return holdForSilence(*silence);
@@ -90,14 +90,14 @@ void UpdateInstallGate::wait(MeetingReading reading, int seconds) {
         seams_.note(line);
         deferralAnnouncedAt_ = now;
     }
-    sendRow(Row::GateWaiting{announcedStagedVersion_.value_or("")});
+    sendWaiting();
 }
 
 Task<void> UpdateInstallGate::swap(bool doorSilent) {
     const bool isClear = co_await confirmStillClear(doorSilent);
     if (!handler_) co_return;
-    if (isClear) co_return installNowAsked_ ? swapNow() : handOver();
-    sendRow(Row::GateWaiting{announcedStagedVersion_.value_or("")});
+    if (isClear) co_return installNowAsked_ ? swapNow() : handOverUnasked();
+    sendWaiting();
     rearm();
 }
 
@@ -129,6 +129,14 @@ void UpdateInstallGate::swapNow() {
     handOver();
 }
 
+void UpdateInstallGate::handOverUnasked() {
+    if (seams_.isAgreed()) return handOver();
+    seams_.system("the consent to silent updates was withdrawn — the update stays staged, and is offered");
+    endWait();
+    holdingSince_.reset();
+    seams_.offer();
+}
+
 void UpdateInstallGate::handOver() {
     endWait();
     // A swap that fails is the end of this hold, too.
@@ -158,6 +166,12 @@ void UpdateInstallGate::drop() {
 Task<BoundedDoorCall::Answer<MeetingReading>> UpdateInstallGate::readMeeting() {
     return BoundedDoorCall::run<MeetingReading>(seams_.deadlines.silence, MeetingReading::clear, seams_.waiting,
                                                 [meeting = seams_.meeting] { return meeting->meetingReading(); });
+}
+
+/// The row promises an installation after the call, which is not agreed to any more once the consent is withdrawn.
+void UpdateInstallGate::sendWaiting() const {
+    if (seams_.isAgreed()) return sendRow(Row::GateWaiting{announcedStagedVersion_.value_or("")});
+    sendRow(Row::Rebuilt{});
 }
 
 void UpdateInstallGate::sendRow(const UpdateMenuLine::Event& event) const {

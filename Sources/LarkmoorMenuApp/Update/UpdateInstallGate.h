@@ -32,6 +32,10 @@ class UpdateInstallGate : public std::enable_shared_from_this<UpdateInstallGate>
         RepeatingTimer::Every every;
         /// Calls the block, at once or when nothing stands against it that the gate does not know.
         std::function<void(Install)> install = [](const Install& now) { now(); };
+        /// Whether what is held may go in without a click. The consent may be withdrawn while it waits.
+        std::function<bool()> isAgreed = [] { return true; };
+        /// The wait is over, but not agreed to any more: has the update offered, and drops the held block.
+        std::function<void()> offer = [] {};
         std::function<Instant()> now = [] { return std::chrono::steady_clock::now(); };
         UpdateDoorDeadlines deadlines = UpdateDoorDeadlines::shipped();
         std::shared_ptr<DoorWaiting> waiting = std::make_shared<DoorSleepWait>();
@@ -63,9 +67,11 @@ class UpdateInstallGate : public std::enable_shared_from_this<UpdateInstallGate>
     Task<void> swap(bool doorSilent);
     Task<bool> confirmStillClear(bool doorSilent);
     void swapNow();
+    void handOverUnasked();
     void handOver();
     void endWait();
     Task<BoundedDoorCall::Answer<MeetingReading>> readMeeting();
+    void sendWaiting() const;
     void sendRow(const UpdateMenuLine::Event& event) const;
 
     const Seams seams_;

@@ -86,6 +86,8 @@ class Updater {
     /// For a click: everything that follows is shown.
     virtual void checkForUpdates() = 0;
     virtual void checkForUpdatesInBackground() = 0;
+    /// The person wants what is staged, which then needs no consent to silent updates.
+    virtual void chooseStaged() = 0;
     virtual std::optional<Date> lastUpdateCheckDate() const = 0;
     /// The person's choice of silent updates.
     virtual bool automaticallyDownloadsUpdates() const = 0;

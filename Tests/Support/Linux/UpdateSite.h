@@ -182,11 +182,11 @@ struct UpdatingApplication {
         EXPECT_TRUE(runUntil(loop, [&] { return log.size() > said; }));
     }
 
-    Task<Signatures::Verdict> proof(std::string staged) {
+    Task<Signatures::BundleVerdict> proof(std::string staged) {
         return signatures.verifyBundle(std::move(staged), UpdateSite::shared().key(), {});
     }
     /// As a launch does it.
-    Signatures::Verdict prove(std::string staged) { return runTask(loop, proof(std::move(staged))).value(); }
+    Signatures::BundleVerdict prove(std::string staged) { return runTask(loop, proof(std::move(staged))).value(); }
 
     void setAutomatic(bool is = true) { EXPECT_TRUE(defaults.set(UpdateDefaults::isAutomatic, is)); }
     std::string build() const { return BundleExchange::buildOf(bundle).value_or("none"); }

@@ -73,6 +73,7 @@ class AppcastUpdater final : public Updater {
     /// Nothing happens while a check is under way.
     void checkForUpdates() override { check(true); }
     void checkForUpdatesInBackground() override { check(false); }
+    void chooseStaged() override { services_.installer.choose(); }
     std::optional<Date> lastUpdateCheckDate() const override;
     bool automaticallyDownloadsUpdates() const override;
 

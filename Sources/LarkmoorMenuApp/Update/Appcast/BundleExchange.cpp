@@ -111,11 +111,20 @@ FileDescriptor awaitLock(const UpdatePlaces& places) {
     return lock;
 }
 
-/// What a quit has arranged is done, unless the staged bundle is not what it was.
+/// What a quit has arranged is done, unless the staged bundle is not what it was. One that nobody could judge stays for
+/// the next check, which has more time: with the record each start of this session would try it, and keep the person
+/// waiting.
 Settlement exchangeAsArranged(const UpdatePlaces& places, const Proof& prove) {
-    Done done = prove(places.staged());
-    if (!done) discard(places);
-    if (done) done = Folders::exchange(places.bundle, places.staged());
+    const auto proven = prove(places.staged());
+    Done done;
+    if (!proven && proven.error().isVerdict) {
+        done = std::unexpected{proven.error().words};
+        discard(places);
+    } else if (!proven) {
+        done = std::unexpected{proven.error().words + "; it stays staged, and the next check proves it again"};
+    } else {
+        done = Folders::exchange(places.bundle, places.staged());
+    }
     if (done) return {.isExchanged = true};
     removeRecord(places);
     ::rmdir(places.folder.c_str());

@@ -18,6 +18,7 @@
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/Record.h"
 #include "LarkmoorPlatform/Folders.h"
+#include "LarkmoorPlatform/Signatures.h"
 
 namespace larkmoor {
 
@@ -101,14 +102,13 @@ void sweep(const UpdatePlaces& places, bool keepsStaged);
 /// Removes the staged bundle, which does not hold what was proven. The caller holds the folder's lock.
 void discard(const UpdatePlaces& places);
 
-/// Whether the bundle is whole and sealed as an update of ours must be; may take a minute at most. The error is in
-/// words.
-using Proof = std::function<Folders::Done(const std::string& bundle)>;
+/// Whether the bundle is whole and sealed as an update of ours must be; may take a minute at most.
+using Proof = std::function<Signatures::BundleVerdict(const std::string& bundle)>;
 
 struct Settlement {
     bool isGivenBack = false;  ///< the old build stands under the bundle's name again
     bool isExchanged = false;  ///< the new one stands there, for the first time: somebody must watch over it
-    std::string refusal{};     ///< why what a quit has arranged was not done; it is done never
+    std::string refusal{};     ///< why what a quit has arranged was not done; it must be arranged anew
     FileDescriptor lock{};     ///< to be held until the new build is up, so that no other start settles
 };
 

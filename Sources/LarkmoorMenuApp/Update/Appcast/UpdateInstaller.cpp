@@ -136,6 +136,10 @@ Checked UpdateInstaller::checkStaged() const {
 
 Checked UpdateInstaller::holdStaged() {
     if (Checked checked = checkStaged(); !checked) return checked;
+    if (!isAgreed()) {
+        return std::unexpected{
+            std::string{"the consent to silent updates was withdrawn; it stays staged until the next check offers it"}};
+    }
     // A session that is not at its end holds it already.
     return hold() ? Checked{} : std::unexpected{withoutLock(places_, errno)};
 }
@@ -148,12 +152,14 @@ UpdateInstaller::Installed UpdateInstaller::refuse(const std::string& reason) {
 
 Task<UpdateInstaller::Installed> UpdateInstaller::proveStagedAnew() {
     const Folders::Identity identity = staged_->identity;
-    Checked proven = co_await options_.prove(places_.staged());
+    const auto proven = co_await options_.prove(places_.staged());
+    if (proven) co_return Checked{};
     // Another check may have brought another update meanwhile.
-    if (proven || !staged_ || staged_->identity != identity || !hold()) co_return proven;
-    staged_.reset();
-    co_await BlockingWork::run([places = places_] { BundleExchange::discard(places); });
-    co_return proven;
+    if (proven.error().isVerdict && staged_ && staged_->identity == identity && hold()) {
+        staged_.reset();
+        co_await BlockingWork::run([places = places_] { BundleExchange::discard(places); });
+    }
+    co_return std::unexpected{proven.error().words};
 }
 
 Task<UpdateInstaller::Installed> UpdateInstaller::install() {
@@ -172,7 +178,7 @@ Task<UpdateInstaller::Installed> UpdateInstaller::install() {
 }
 
 void UpdateInstaller::applyAtQuit() {
-    if (!staged_ || !(staged_->isChosen || options_.isAutomatic())) return;
+    if (!isAgreed()) return;
     Checked done = holdStaged();
     if (done) done = BundleExchange::arrange(places_, options_.build, staged_->build);
     if (!done) return static_cast<void>(refuse(done.error()));

@@ -31,13 +31,13 @@ class UpdateInstaller {
         std::string bundle;  ///< the folder that this process runs from, absolute
         std::string build;   ///< what it was at the launch
         /// Whether a bundle is whole and sealed as an update must be.
-        std::function<Task<Installed>(std::string bundle)> prove;
+        std::function<Task<Signatures::BundleVerdict>(std::string bundle)> prove;
         /// Why the bundle has to stay as it is for now, in words; "" if there is no reason.
         std::function<std::string()> objection = [] { return std::string{}; };
         /// Ends this application and starts the one that then stands in its place.
         std::function<void()> relaunch;
         std::function<void(std::string)> log;
-        /// Whether an update that nobody chose may go in at a quit: the consent may be withdrawn while it waits.
+        /// Whether an update that nobody chose may go in: the consent may be withdrawn while it waits.
         std::function<bool()> isAutomatic = [] { return true; };
     };
 
@@ -63,7 +63,7 @@ class UpdateInstaller {
 
     /// Proves anew what is staged, which may have waited for days, and exchanges the bundle for it: one rename.
     /// `relaunch` is called after a success. What does not hold any more is removed; after an exchange that failed
-    /// nothing is staged, until a check has proven it anew.
+    /// nothing is staged, until a check has proven it anew. What the person would have to be asked for stays staged.
     Task<Installed> install();
     /// The last thing before the end of the loop: what is staged goes in at the next launch, which can watch over it.
     /// Not if the person would have to be asked. Takes milliseconds; a failure is logged.
@@ -77,6 +77,8 @@ class UpdateInstaller {
     std::shared_ptr<OneShotEvent> takeTurn(std::shared_ptr<OneShotEvent> mine);
 
   private:
+    /// By a choice of the person, or by the consent as of now.
+    bool isAgreed() const { return staged_ && (staged_->isChosen || options_.isAutomatic()); }
     std::expected<void, std::string> checkIsOurs() const;
     std::expected<void, std::string> checkStaged() const;
     std::expected<void, std::string> holdStaged();

@@ -54,7 +54,7 @@ std::expected<std::string, std::string> checkProduct(const UpdateProof& proof, c
 
 Task<Staged> proveBundle(UpdateProof proof, std::string bundle, AppcastItem item, std::stop_token stop) {
     const auto whole = co_await proof.signatures.verifyBundle(bundle, proof.publicKey, stop);
-    if (!whole) co_return refusal(whole.error());
+    if (!whole) co_return refusal(whole.error().words);
     const auto executable =
         co_await BlockingWork::run([proof, bundle, item] { return checkProduct(proof, bundle, item); });
     if (!executable) co_return refusal(executable.error());

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -28,7 +29,8 @@ bool holdsNul(const std::string& text) { return text.find('\0') != std::string::
 
 class Attributes {
   public:
-    Attributes(SpawnedProcess::LeaderOf leaderOf, SpawnedProcess::EndSignals endSignals) {
+    /// `leadership` is the flag that makes the process the leader of its group or session.
+    Attributes(int leadership, SpawnedProcess::EndSignals endSignals) {
         posix_spawnattr_init(&attributes_);
         sigset_t blocked;
         sigset_t all;
@@ -40,8 +42,6 @@ class Attributes {
         posix_spawnattr_setpgroup(&attributes_, 0);
         posix_spawnattr_setsigmask(&attributes_, &blocked);
         posix_spawnattr_setsigdefault(&attributes_, &all);
-        const int leadership =
-            leaderOf == SpawnedProcess::LeaderOf::session ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
         posix_spawnattr_setflags(&attributes_,
                                  static_cast<short>(leadership | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
     }
@@ -74,25 +74,65 @@ class FileActions {
     posix_spawn_file_actions_t actions_{};
 };
 
+/// What posix_spawn wants, made beforehand: after a fork nothing may be allocated.
+class SpawnCall {
+  public:
+    SpawnCall(const std::string& executable, std::vector<std::string>& arguments, std::vector<std::string>& environment,
+              const SpawnDescriptors& descriptors, int leadership, SpawnedProcess::EndSignals endSignals)
+        : executable_(executable.c_str()),
+          isWhole_(!holdsNul(executable) && std::ranges::none_of(arguments, holdsNul) &&
+                   std::ranges::none_of(environment, holdsNul)),
+          arguments_(pointers(arguments)),
+          environment_(pointers(environment)),
+          files_(descriptors),
+          attributes_(leadership, endSignals) {}
+
+    /// 0, or the system's error.
+    int start(pid_t& id) const {
+        if (!isWhole_) return EINVAL;
+        return posix_spawn(&id, executable_, files_.get(), attributes_.get(), arguments_.data(), environment_.data());
+    }
+
+  private:
+    const char* executable_;
+    bool isWhole_;
+    std::vector<char*> arguments_, environment_;
+    FileActions files_;
+    Attributes attributes_;
+};
+
 }  // namespace
 
 std::expected<SpawnedProcess, FileError> SpawnedProcess::start(const std::string& executable,
                                                                std::vector<std::string> arguments,
                                                                std::vector<std::string> environment,
-                                                               SpawnDescriptors descriptors, LeaderOf leaderOf,
-                                                               EndSignals endSignals) {
+                                                               SpawnDescriptors descriptors, EndSignals endSignals) {
     const auto failure = [name = arguments.front()](int code) { return std::unexpected(FileError{name, code}); };
-    if (holdsNul(executable) || std::ranges::any_of(arguments, holdsNul) || std::ranges::any_of(environment, holdsNul))
-        return failure(EINVAL);
-
     pid_t id = 0;
-    const int refused =
-        posix_spawn(&id, executable.c_str(), FileActions{descriptors}.get(), Attributes{leaderOf, endSignals}.get(),
-                    pointers(arguments).data(), pointers(environment).data());
-    if (refused != 0) return failure(refused);
+    const SpawnCall call{executable, arguments, environment, descriptors, POSIX_SPAWN_SETPGROUP, endSignals};
+    if (const int refused = call.start(id); refused != 0) return failure(refused);
     SpawnedProcess process{id, processDescriptor(id)};
     if (!process.descriptor_) return failure(errno);
     return process;
+}
+
+std::expected<void, FileError> SpawnedProcess::startApart(const std::string& executable,
+                                                          std::vector<std::string> arguments,
+                                                          std::vector<std::string> environment,
+                                                          SpawnDescriptors descriptors) {
+    const SpawnCall call{executable, arguments, environment, descriptors, POSIX_SPAWN_SETSID, EndSignals::heard};
+    const pid_t between = ::fork();
+    if (between == 0) {
+        pid_t id = 0;
+        ::_exit(call.start(id));
+    }
+    int status = 0, code = between < 0 ? errno : 0;
+    while (between > 0 && ::waitpid(between, &status, 0) < 0 && errno == EINTR) {
+    }
+    // Errors of the system are below 256, and so are exit statuses.
+    if (code == 0) code = WIFEXITED(status) ? WEXITSTATUS(status) : EINTR;
+    if (code != 0) return std::unexpected(FileError{arguments.front(), code});
+    return {};
 }
 
 SpawnedProcess::SpawnedProcess(pid_t id, FileDescriptor descriptor) : id_(id), descriptor_(std::move(descriptor)) {}

@@ -24,7 +24,6 @@ struct SpawnDescriptors {
 /// its children.
 class SpawnedProcess {
   public:
-    enum class LeaderOf { group, session };
     /// Whether the child hears SIGTERM, SIGHUP and SIGINT, or starts with them blocked.
     enum class EndSignals { heard, blocked };
     enum class EndKind { exited, signalled };
@@ -35,9 +34,16 @@ class SpawnedProcess {
 
     /// `arguments` begin with the program's name, which an error names too. `environment` holds entries NAME=VALUE;
     /// nothing is inherited. The program runs when this returns. Blocks until the system has loaded it.
-    static std::expected<SpawnedProcess, FileError> start(
-        const std::string& executable, std::vector<std::string> arguments, std::vector<std::string> environment,
-        SpawnDescriptors descriptors, LeaderOf leaderOf = LeaderOf::group, EndSignals endSignals = EndSignals::heard);
+    static std::expected<SpawnedProcess, FileError> start(const std::string& executable,
+                                                          std::vector<std::string> arguments,
+                                                          std::vector<std::string> environment,
+                                                          SpawnDescriptors descriptors,
+                                                          EndSignals endSignals = EndSignals::heard);
+    /// The same in a session of its own, and nobody's child: whatever our process becomes by an exec would not expect
+    /// one, and never reap it.
+    static std::expected<void, FileError> startApart(const std::string& executable, std::vector<std::string> arguments,
+                                                     std::vector<std::string> environment,
+                                                     SpawnDescriptors descriptors);
 
     SpawnedProcess(SpawnedProcess&& other) noexcept;
     SpawnedProcess& operator=(SpawnedProcess&&) = delete;

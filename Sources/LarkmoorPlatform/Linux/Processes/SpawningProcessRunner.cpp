@@ -167,7 +167,6 @@ std::expected<std::shared_ptr<Run>, FileError> start(MainLoop& loop, ProcessRequ
     request.arguments.insert(request.arguments.begin(), request.name.value_or(request.executable));
     auto process = SpawnedProcess::start(
         request.executable, std::move(request.arguments), lines(request.environment), channels->childEnds(),
-        SpawnedProcess::LeaderOf::group,
         request.outlivesUs ? SpawnedProcess::EndSignals::blocked : SpawnedProcess::EndSignals::heard);
     if (!process) return std::unexpected(process.error());
     channels->closeChildEnds();
@@ -188,19 +187,6 @@ Task<ProcessResult> endOf(std::shared_ptr<Run> run, std::chrono::milliseconds bu
         });
     };
     co_return co_await boost::asio::async_initiate<decltype(awaiting), void(ProcessResult)>(follow, awaiting);
-}
-
-/// Reaps the child when it ends, as long as the loop lives, so that no zombie remains.
-void reapWhenEnded(MainLoop& loop, FileDescriptor process) {
-    auto ended = std::make_shared<Descriptor>(loop);
-    boost::system::error_code failed;
-    ended->assign(process.get(), failed);
-    if (failed) return;
-    static_cast<void>(process.release());
-    ended->async_wait(Descriptor::wait_read, [ended](boost::system::error_code stopped) {
-        siginfo_t status{};
-        if (!stopped) ::waitid(P_PIDFD, static_cast<id_t>(ended->native_handle()), &status, WEXITED | WNOHANG);
-    });
 }
 
 }  // namespace
@@ -224,11 +210,7 @@ std::expected<void, FileError> SpawningProcessRunner::launch(std::string executa
     const auto channels = ProcessChannels::open(silent);
     if (!channels) return std::unexpected(channels.error());
     arguments.insert(arguments.begin(), executable);
-    auto process = SpawnedProcess::start(executable, std::move(arguments), lines(environment), channels->childEnds(),
-                                         SpawnedProcess::LeaderOf::session);
-    if (!process) return std::unexpected(process.error());
-    reapWhenEnded(loop_, std::move(*process).detach());
-    return {};
+    return SpawnedProcess::startApart(executable, std::move(arguments), lines(environment), channels->childEnds());
 }
 
 }  // namespace larkmoor

@@ -19,6 +19,13 @@ constexpr std::chrono::seconds sealBudget{60};
 
 std::string text(std::string_view word) { return std::string{word}; }
 
+Signatures::Verdict verdictOf(const ProcessResult& answer) {
+    if (answer.end == ProcessEnd{ProcessEnds::Exited{protocol::holds}}) return {};
+    if (std::holds_alternative<ProcessEnds::Stopped>(answer.end)) return std::unexpected{std::string{"cancelled"}};
+    const std::string_view words = trimmed(asText(answer.errors));
+    return std::unexpected{words.empty() ? answer.description() : std::string{words}};
+}
+
 }  // namespace
 
 HelperSignatures::HelperSignatures(ProcessRunner& runner, Options options)
@@ -39,11 +46,7 @@ Task<ProcessResult> HelperSignatures::ask(std::vector<std::string> question, std
 
 Task<Signatures::Verdict> HelperSignatures::judge(std::vector<std::string> question, std::chrono::milliseconds budget,
                                                   std::stop_token stop) {
-    const ProcessResult result = co_await ask(std::move(question), budget, stop);
-    if (result.end == ProcessEnd{ProcessEnds::Exited{protocol::holds}}) co_return Verdict{};
-    if (std::holds_alternative<ProcessEnds::Stopped>(result.end)) co_return std::unexpected{std::string{"cancelled"}};
-    const std::string_view words = trimmed(asText(result.errors));
-    co_return std::unexpected{words.empty() ? result.description() : std::string{words}};
+    co_return verdictOf(co_await ask(std::move(question), budget, std::move(stop)));
 }
 
 Task<Signatures::Verdict> HelperSignatures::verifyArchive(std::string file, std::string key, std::string signature,
@@ -52,8 +55,15 @@ Task<Signatures::Verdict> HelperSignatures::verifyArchive(std::string file, std:
                  options_.updateBudget, std::move(stop));
 }
 
-Task<Signatures::Verdict> HelperSignatures::verifyBundle(std::string folder, std::string key, std::stop_token stop) {
-    return judge({text(protocol::bundle), std::move(folder), std::move(key)}, options_.updateBudget, std::move(stop));
+Task<Signatures::BundleVerdict> HelperSignatures::verifyBundle(std::string folder, std::string key,
+                                                               std::stop_token stop) {
+    const ProcessResult answer = co_await ask({text(protocol::bundle), std::move(folder), std::move(key)},
+                                              options_.updateBudget, std::move(stop));
+    Verdict verdict = verdictOf(answer);
+    if (verdict) co_return BundleVerdict{};
+    co_return std::unexpected{
+        Objection{.words = std::move(verdict.error()),
+                  .isVerdict = answer.end == ProcessEnd{ProcessEnds::Exited{protocol::holdsNot}}}};
 }
 
 Task<Signatures::Verdict> HelperSignatures::verifyStrictly(std::string path) {

@@ -26,7 +26,7 @@ class HelperSignatures final : public Signatures {
 
     Task<Verdict> verifyArchive(std::string file, std::string key, std::string signature,
                                 std::stop_token stop) override;
-    Task<Verdict> verifyBundle(std::string folder, std::string key, std::stop_token stop) override;
+    Task<BundleVerdict> verifyBundle(std::string folder, std::string key, std::stop_token stop) override;
     Task<Verdict> verifyStrictly(std::string path) override;
     Task<std::optional<std::string>> designatedRequirement(std::string path) override;
 
