@@ -17,6 +17,10 @@ std::string homeFolder();
 /// report it.
 std::optional<std::string> runningExecutable();
 
+/// Whether the file under the path is the very one that this process runs; nullopt where there is no file, or where the
+/// system does not tell.
+std::optional<bool> isRunningExecutable(const std::string& path);
+
 }  // namespace larkmoor
 
 namespace larkmoor::ProcessTable {
@@ -25,8 +29,5 @@ namespace larkmoor::ProcessTable {
 /// even if the clock is set meanwhile. nullopt for a process that does not exist. For comparison with another's record
 /// of it; the first call in a boot waits for a lock and writes a file.
 std::optional<std::chrono::system_clock::time_point> start(pid_t process);
-
-/// The same by what the clock says now, for comparison with the dates of files. Waits for nothing.
-std::optional<std::chrono::system_clock::time_point> startByTodaysClock(pid_t process);
 
 }  // namespace larkmoor::ProcessTable

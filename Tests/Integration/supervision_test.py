@@ -90,16 +90,37 @@ class Supervision(unittest.TestCase):
         host, environment = "tools.fenwright.larkmoor.ollama", {"OLLAMA_MODELS": "/", "LLAMA_ARG_CACHE_RAM": "256"}
         (session.home / f"Library/LaunchAgents/{host}.plist").write_bytes(plistlib.dumps(
             {"Label": host, "ProgramArguments": ["/bin/sleep", "1000"], "RunAtLoad": True, "EnvironmentVariables": environment}))
-        units = (UNIT, f"{host}.service")
-        for _ in range(2):
+        units, program, run = (UNIT, f"{host}.service"), session.bundle / "Contents/MacOS/larkmoor-menubar", session.home / "run"
+
+        def unregister(status):
+            """As a removal does: without the session's variables, and when its bus is gone."""
+            (run / "bus").rename(run / "no-bus")
+            done = subprocess.run([program, "--unregister"], env={"HOME": str(session.home), "XDG_RUNTIME_DIR": str(run)},
+                                  capture_output=True, text=True)
+            (run / "no-bus").rename(run / "bus")
+            self.assertEqual(done.returncode, status, done.stderr)
+            self.assertEqual([each.name for each in session.home.rglob("tools.fenwright.*") if each.suffix != ".plist"], [])
+            return done.stderr
+
+        for folder in (".config", "folder of the session's own"):
+            session.environment["XDG_CONFIG_HOME"] = str(session.home / folder)
             self.first_launch()
             wait("model host", lambda: session.systemctl("is-active", "--quiet", *units).returncode == 0)
-            verb = [session.bundle / "Contents/MacOS/larkmoor-menubar", "--unregister"]
-            self.assertEqual(subprocess.run(verb, env=session.environment).returncode, 0)
+            unregister(0)
             self.assertEqual(session.application.wait(timeout=30), 0)
             self.assertEqual(session.systemctl("list-unit-files", "--no-legend", *units).stdout, "")
             self.assertEqual(session.systemctl("is-active", *units).stdout, "inactive\n" * 2)
-            self.assertEqual([each.name for each in session.home.rglob("tools.fenwright.*") if each.suffix != ".plist"], [])
+        # Where nothing of ours runs, the service manager knows the folder.
+        entry = session.home / "elsewhere/autostart/tools.fenwright.larkmoor.menubar.desktop"
+        entry.parent.mkdir(parents=True)
+        entry.write_text(f'[Desktop Entry]\nExec="{program}"\n', encoding="utf-8")
+        session.systemctl("set-environment", f"XDG_CONFIG_HOME={entry.parents[1]}")
+        unregister(0)
+        # A service manager that nobody can ask.
+        self.first_launch()
+        daemon = session.daemon_pid()
+        (run / "systemd/private").rename(run / "systemd/no-private")
+        self.assertIn(f"{UNIT} could not be stopped, and runs as process {daemon}: ", unregister(1))
 
     def test_the_persons_no_is_left_alone(self):
         session = self.session

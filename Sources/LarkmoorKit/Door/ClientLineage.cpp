@@ -1,7 +1,5 @@
 #include "LarkmoorKit/Door/ClientLineage.h"
 
-#include <unistd.h>
-
 #include <filesystem>
 
 #include "LarkmoorBase/Files.h"
@@ -20,15 +18,8 @@ ClientLineage ClientLineage::judge(bool executableReplaced, const std::optional<
     return Foreign{};
 }
 
-bool ClientLineage::executableReplaced(const std::string& path) {
-    const auto changed = Files::modified(path);
-    const auto began = processStart();
-    return changed && began && *changed > *began;
-}
-
-std::optional<std::chrono::system_clock::time_point> ClientLineage::processStart() {
-    return ProcessTable::startByTodaysClock(::getpid());
-}
+// Not by the file's date: packages and archives bring along that of their making, long before this process began.
+bool ClientLineage::executableReplaced(const std::string& path) { return isRunningExecutable(path) == false; }
 
 std::optional<ClientLineage::Occupant> ClientLineage::occupantBundle(const std::string& besideExecutable) {
     const fs::path programs = fs::path{besideExecutable}.parent_path();

@@ -1,7 +1,6 @@
 // Whether this process runs an executable that was replaced since, which would explain why the daemon refuses it.
 #pragma once
 
-#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,11 +38,8 @@ class ClientLineage : public ClosedVariant<ClientLineageCases, ClientLineageCase
     static ClientLineage judge(bool executableReplaced, const std::optional<std::string>& occupantBundleID,
                                const std::optional<std::string>& occupantVersion);
 
-    /// Whether the file was changed after this process began; false for what cannot be told.
+    /// Whether another file than the one that this process runs is under the path; false for what cannot be told.
     static bool executableReplaced(const std::string& path);
-
-    /// When this process began, by today's clock, as the files' dates are.
-    static std::optional<std::chrono::system_clock::time_point> processStart();
 
     /// Read from "Info.plist" beside the folder "MacOS" that holds the executable; nothing where there is none.
     static std::optional<Occupant> occupantBundle(const std::string& besideExecutable);

@@ -33,7 +33,8 @@ constexpr const char* usage =
     "Shows Larkmoor in the desktop's system tray. Needs a session bus; a second start brings up the first.\n"
     "\n"
     "--registered lists the files by which your session starts Larkmoor and what it keeps running. --unregister\n"
-    "ends all that and removes them; the next start registers anew. Memories and settings files stay as they are.\n";
+    "ends all that and removes them; the next start registers anew. Memories and settings files stay as they are.\n"
+    "What cannot be ended or removed is told, and the exit status is 1.\n";
 
 int print(std::FILE* stream, const std::string& text, int status) {
     return std::fputs(text.c_str(), stream) >= 0 && std::fflush(stream) == 0 ? status : 1;

@@ -49,10 +49,10 @@ BusPump::BusPump(MainLoop& loop) : loop_(loop), descriptor_(loop), timer_(loop) 
 
 BusPump::~BusPump() { close(); }
 
-void BusPump::start(const std::string& address) {
+void BusPump::start(const std::string& address, bool isBus) {
     int step = sd_bus_new(&bus_);
     if (step >= 0) step = sd_bus_set_address(bus_, address.c_str());
-    if (step >= 0) step = sd_bus_set_bus_client(bus_, 1);
+    if (step >= 0) step = sd_bus_set_bus_client(bus_, isBus ? 1 : 0);
     // Only this user can connect to the bus. Without the trust the library would query the credentials of each caller
     // of a method, and block.
     if (step >= 0) step = sd_bus_set_trusted(bus_, 1);

@@ -31,7 +31,7 @@ class BusPump : public std::enable_shared_from_this<BusPump> {
     BusPump& operator=(const BusPump&) = delete;
 
     /// Starts to connect; a failure is reported through `onLost`, in a later turn of the loop.
-    void start(const std::string& address);
+    void start(const std::string& address, bool isBus = true);
     void close();
 
     BusSlot call(const BusMessage& message, Pending pending, std::chrono::microseconds timeout);

@@ -74,6 +74,10 @@ SessionBus::SessionBus(MainLoop& loop, const std::optional<std::string>& address
     pump_->start(address ? *address : sessionAddress());
 }
 
+SessionBus::SessionBus(MainLoop& loop, const Peer& peer) : pump_(std::make_shared<BusPump>(loop)) {
+    pump_->start("unix:path=" + escaped(peer.socket), false);
+}
+
 SessionBus::~SessionBus() { pump_->close(); }
 
 void SessionBus::onLost(std::function<void(const BusError&)> handler) { pump_->onLost = std::move(handler); }

@@ -33,6 +33,11 @@ class SessionBus {
     /// Starts to connect and returns at once. The default address is $DBUS_SESSION_BUS_ADDRESS, otherwise
     /// $XDG_RUNTIME_DIR/bus. Each object is a connection of its own; `loop` must outlive it.
     explicit SessionBus(MainLoop& loop, const std::optional<std::string>& address = std::nullopt);
+    /// A program that listens on a socket of its own and speaks as on a bus: calls and matches lead to it alone.
+    struct Peer {
+        std::string socket;
+    };
+    SessionBus(MainLoop& loop, const Peer& peer);
     /// Closes. No callback follows; a pending `Task` ends with an error.
     ~SessionBus();
     SessionBus(const SessionBus&) = delete;

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -48,6 +49,14 @@ std::optional<std::uint64_t> processStart(const std::string& process) {
 }
 
 std::optional<std::string> runningExecutable() { return processExecutable("self"); }
+
+std::optional<bool> isRunningExecutable(const std::string& path) {
+    struct stat running{};
+    struct stat present{};
+    // The first leads to the file itself, whatever became of its name.
+    if (::stat("/proc/self/exe", &running) != 0 || ::stat(path.c_str(), &present) != 0) return std::nullopt;
+    return running.st_dev == present.st_dev && running.st_ino == present.st_ino;
+}
 
 }  // namespace larkmoor
 
@@ -131,11 +140,6 @@ std::optional<TimePoint> start(pid_t process) {
     if (!afterBoot) return std::nullopt;
     static const Microseconds base = bootBase();
     return TimePoint{base + *afterBoot};
-}
-
-std::optional<TimePoint> startByTodaysClock(pid_t process) {
-    const auto afterBoot = startAfterBoot(process);
-    return afterBoot ? std::optional{TimePoint{todaysBase() + *afterBoot}} : std::nullopt;
 }
 
 }  // namespace larkmoor::ProcessTable

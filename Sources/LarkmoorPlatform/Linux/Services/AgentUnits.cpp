@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/FileTemporaries.h"
@@ -54,9 +53,16 @@ FileResult AgentUnitFiles::write(const AgentUnit& agent) const {
 FileResult AgentUnitFiles::remove(const std::string& name) const {
     FileTemporaries::sweep(unit(name));
     if (auto gone = removeFile(unit(name)); !gone) return gone;
-    std::error_code failed;
-    if (std::filesystem::read_symlink(link(name), failed) == usersUnit(name)) return {};
-    return removeFile(link(name));
+    return isUsers(name) ? FileResult{} : removeFile(link(name));
+}
+
+/// `systemctl edit --full` makes a copy of ours, with our SourcePath in it. That of an agent of the bundle is still the
+/// bundle's, whose updates and migrations have to stop it.
+bool AgentUnitFiles::isUsers(const std::string& name) const {
+    const auto users = Files::read(usersUnit(name));
+    if (!users) return false;
+    const auto source = AgentUnit::source(asText(*users));
+    return !source || !source->contains("/Contents/Library/LaunchAgents/");
 }
 
 Task<std::expected<AgentUnits::State, BusError>> AgentUnits::state(std::string unit) {
@@ -71,8 +77,7 @@ Task<std::expected<AgentUnits::State, BusError>> AgentUnits::state(std::string u
         found.text = asText(*text);
         found.source = AgentUnit::source(found.text);
     }
-    const auto users = Files::read(files_.usersUnit(unit));
-    found.isUsers = users && !AgentUnit::source(asText(*users));
+    found.isUsers = files_.isUsers(unit);
     co_return found;
 }
 

@@ -25,13 +25,14 @@ struct AgentUnitFiles {
     }
     /// Where a unit of the user's takes the place of ours.
     std::string usersUnit(const std::string& name) const { return folders.config + "/systemd/user/" + name; }
+    bool isUsers(const std::string& name) const;
 
     /// Creates the link before the unit, and removes a link that is no longer wanted after it: a link without its unit
     /// has no effect, while a unit without its link would look as if the user had disabled it. What a killed process
     /// left of the unit's file goes, here and in `remove`.
     std::expected<void, FileError> write(const AgentUnit& unit) const;
-    /// Removes the unit before the link, which stays if it is that of the user's unit. Files that do not exist are not
-    /// an error.
+    /// Removes the unit before the link, which stays where there is a unit of the user's. Files that do not exist are
+    /// not an error.
     std::expected<void, FileError> remove(const std::string& name) const;
 };
 
@@ -50,7 +51,7 @@ class AgentUnits {
         std::optional<std::string> fileState;  ///< UnitFileState; nullopt without a unit file
         std::string text{};                    ///< of the unit file; "" without one
         std::optional<std::string> source;     ///< the property list that the unit was made from
-        bool isUsers = false;                  ///< a unit that was made from no property list is in its place
+        bool isUsers = false;                  ///< a unit of the user's is in its place
         /// The user has masked the unit or removed its link.
         bool isDisabledByUser() const { return fileState == "masked" || fileState == "disabled"; }
         /// Masked until the next login by bootout, not by the user.

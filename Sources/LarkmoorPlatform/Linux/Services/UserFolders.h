@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace larkmoor {
 
@@ -11,6 +12,10 @@ struct UserFolders {
 
     /// Variables that are not absolute paths are ignored.
     static UserFolders current();
+    /// Those of an environment of this user's: variables as "NAME=value".
+    static UserFolders of(const std::vector<std::string>& environment);
+
+    bool operator==(const UserFolders&) const = default;
 };
 
 }  // namespace larkmoor

@@ -58,6 +58,13 @@ Task<UserManager::Result> UserManager::sendForResult(BusMessage call) {
     co_return Result{};
 }
 
+BusMessage UserManager::propertyCall(const std::string& path, const char* kind, const char* name) {
+    BusMessage get = bus_.methodCall(service, path, "org.freedesktop.DBus.Properties", "Get");
+    if (get) sd_bus_message_set_auto_start(get.get(), 0);
+    BusWriter{get}.text(kind).text(name);
+    return get;
+}
+
 /// A property of the unit, which is loaded if necessary.
 Task<BusResult> UserManager::property(std::string unit, const char* kind, const char* name) {
     const BusMessage load = managerCall("LoadUnit");
@@ -67,9 +74,7 @@ Task<BusResult> UserManager::property(std::string unit, const char* kind, const 
     BusReader reader{*loaded};
     const std::string path{reader.path()};
     if (!reader.fits()) co_return std::unexpected(unreadable("a unit's path").error());
-    const BusMessage get = bus_.methodCall(service, path, "org.freedesktop.DBus.Properties", "Get");
-    BusWriter{get}.text(kind).text(name);
-    co_return co_await send(get);
+    co_return co_await send(propertyCall(path, kind, name));
 }
 
 Task<UserManager::Answer> UserManager::loadState(std::string unit) {
@@ -119,6 +124,15 @@ Task<UserManager::Result> UserManager::unmaskRuntime(const std::string& unit) {
     const BusMessage call = managerCall("UnmaskUnitFiles");
     BusWriter{call}.array("s", [&] { BusWriter{call}.text(unit); }).boolean(true);
     return sendForResult(call);
+}
+
+Task<std::vector<std::string>> UserManager::environment() {
+    std::vector<std::string> variables;
+    const BusResult got = co_await send(propertyCall(objectPath, interface, "Environment"));
+    if (!got) co_return variables;
+    BusReader reader{*got};
+    reader.variant([&](std::string_view) { reader.array("s", [&] { variables.emplace_back(reader.text()); }); });
+    co_return variables;
 }
 
 Task<UserManager::Result> UserManager::reload() { return sendForResult(managerCall("Reload")); }

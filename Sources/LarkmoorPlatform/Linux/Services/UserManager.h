@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 
@@ -46,6 +47,8 @@ class UserManager {
     /// Masks the unit until the next login, and undoes that.
     Task<Result> maskRuntime(const std::string& unit);
     Task<Result> unmaskRuntime(const std::string& unit);
+    /// The variables that it gives its services, and finds their units by: "NAME=value".
+    Task<std::vector<std::string>> environment();
     /// Reloads all unit files.
     Task<Result> reload();
 
@@ -53,6 +56,7 @@ class UserManager {
     struct Jobs;
 
     BusMessage managerCall(const char* member);
+    BusMessage propertyCall(const std::string& path, const char* kind, const char* name);
     Task<BusResult> property(std::string unit, const char* kind, const char* name);
     Task<BusResult> send(BusMessage call);
     Task<Result> sendForResult(BusMessage call);

@@ -234,14 +234,16 @@ TEST_F(UserManagerTest, WhatWasBootedOutComesBackByBootstrapAlone) {
 TEST_F(UserManagerTest, AUnitOfTheUsersInPlaceOfOursIsLeftAlone) {
     const std::string list = writeList(), own = AgentUnitFiles{folders}.usersUnit(unit);
     std::filesystem::create_directories(folders.config + "/systemd/user");
-    std::ofstream{own} << "[Service]\nExecStart=/bin/sleep 1000\n[Install]\nWantedBy=default.target\n";
-    ASSERT_TRUE(systemctl("daemon-reload") && systemctl(fmt::format("enable --now {}", unit)));
-    const auto pid = runTask(loop, agents->pid(target)).value();
-    EXPECT_EQ(bootout(), LaunchAgents::isDisabled);
-    EXPECT_EQ(bootstrap(list), LaunchAgents::isDisabled);
-    EXPECT_TRUE(runTask(loop, units->discard(unit))->has_value());
-    EXPECT_TRUE(pid && runTask(loop, agents->pid(target)).value() == pid);
-    EXPECT_TRUE(std::filesystem::is_symlink(AgentUnitFiles{folders}.link(unit)));
+    for (const char* head : {"", "[Unit]\nSourcePath=/home/a/Library/LaunchAgents/a.b.plist\n"}) {
+        std::ofstream{own} << head << "[Service]\nExecStart=/bin/sleep 1000\n[Install]\nWantedBy=default.target\n";
+        ASSERT_TRUE(systemctl("daemon-reload") && systemctl(fmt::format("enable --now {}", unit)));
+        const auto pid = runTask(loop, agents->pid(target)).value();
+        EXPECT_EQ(bootout(), LaunchAgents::isDisabled);
+        EXPECT_EQ(bootstrap(list), LaunchAgents::isDisabled);
+        EXPECT_TRUE(runTask(loop, units->discard(unit))->has_value());
+        EXPECT_TRUE(pid && runTask(loop, agents->pid(target)).value() == pid);
+        EXPECT_TRUE(std::filesystem::is_symlink(AgentUnitFiles{folders}.link(unit)));
+    }
 }
 
 TEST_F(UserManagerTest, WhatTheUserDisabledStaysDownUntilTheUserEnablesIt) {
