@@ -329,7 +329,7 @@ def main():
             faults = list(day.faults())
         except BaseException as fault:
             traceback.print_exc()
-            print(day.labels(), *day.lines(), sep="\n")
+            print(day.tray("show").stdout, *day.lines(), sep="\n")
             print(day.systemctl("status").stdout, day.systemctl("status", UNIT).stdout, day.order("Log"))
             faults = [f"broken off: {fault!r}"]
         finally:
@@ -340,7 +340,7 @@ def main():
             print(day.table())
             day.close()
     faults += [f"process {pid} after the session: {name}" for pid, name in day.processes().items()]
-    print(*faults, f"== a day of {MINUTES:g} minutes: {f'FAILED, {len(faults)} faults' if faults else 'nothing lost, nothing left'}; "
+    print(*faults, f"== a day of {MINUTES:g} minutes: {f'FAILED, faults: {len(faults)}' if faults else 'nothing lost, nothing left'}; "
           f"table.txt, resident.svg and application.log are in {OUTPUT}", sep="\n")
     sys.exit(bool(faults))
 
