@@ -11,6 +11,7 @@ import sys
 import tempfile
 import threading
 import time
+import traceback
 from functools import partial
 from http.server import SimpleHTTPRequestHandler, ThreadingHTTPServer
 from pathlib import Path
@@ -24,6 +25,7 @@ MINUTES = float(sys.argv[5])
 TOOLS = BUILD / "Tools"
 MIGRATOR = TOOLS / "understudy-migrator/larkmoor-migrator"
 KEY = "the key of this store, which nobody but daemon and Migrator ever hold"
+APPLICATION = "larkmoor-menuba"  # as the kernel cuts it
 READY = "0.2.0 ready, installs after your call"
 GRANTED = {"grants": dict.fromkeys(("screen_recording", "accessibility", "microphone"), "granted"), "hello": True}
 HARNESSES = {
@@ -133,7 +135,7 @@ class Day(ManagedSession):
     def figures(self):
         """What the application holds; KiB and milliseconds. None while it is not one process."""
         try:
-            [pid] = self.processes("larkmoor-menuba")
+            [pid] = self.processes(APPLICATION)
             process = Path("/proc", str(pid))
             sizes = {line.split()[0]: int(line.split()[1]) for line in (process / "smaps_rollup").read_text().splitlines()[1:]}
             ticks = (process / "stat").read_text().rpartition(")")[2].split()[11:13]
@@ -244,6 +246,8 @@ class Day(ManagedSession):
         self.note("the call is over")
         wait("menu of the second build", lambda: self.shows("(v0.2.0"), 600)
         wait("nothing beside the bundle", lambda: not self.bundle.with_name(".Larkmoor.app.update").exists(), 120)
+        # The second build is the same process, and its watcher has left it.
+        wait(lambda: f"{self.application.pid} alone", lambda: self.processes(APPLICATION) == [self.application.pid], 120)
         self.note("the update is in")
         wait(lambda: f"migration, but {self.lines()}",
              lambda: any("build 2" in line and "applied 3 steps" in line for line in self.lines()), 300)
@@ -263,7 +267,8 @@ class Day(ManagedSession):
     def quit(self):
         self.expect_no_growth(self.second_rest)
         self.tray("click", "Quit")
-        wait("end of the application", lambda: not self.processes("larkmoor-menuba"), 120)
+        assert self.application.wait(timeout=120) == 0, self.application.returncode
+        wait("end of its helpers", lambda: not self.processes(APPLICATION), 120)
         wait("end of the daemon", lambda: self.daemon_pid() == 0, 60)
         wait("end of the settings", lambda: self.settings("Seen") is None, 60)
         self.note("quit")
@@ -310,7 +315,7 @@ class Day(ManagedSession):
         return "\n".join(lines) + "\n"
 
     def close(self):
-        for pid in self.processes("larkmoor-menuba"):
+        for pid in self.processes(APPLICATION):
             os.kill(pid, signal.SIGKILL)
         super().close()
 
@@ -322,10 +327,11 @@ def main():
         try:
             day.live()
             faults = list(day.faults())
-        except BaseException:
-            print(day.labels(), *day.lines(), sep="\n")
+        except BaseException as fault:
+            traceback.print_exc()
+            print(day.tray("show").stdout, *day.lines(), sep="\n")
             print(day.systemctl("status").stdout, day.systemctl("status", UNIT).stdout, day.order("Log"))
-            raise
+            faults = [f"broken off: {fault!r}"]
         finally:
             (OUTPUT / "table.txt").write_text(day.table(), encoding="utf-8")
             (OUTPUT / "resident.svg").write_text(plot(day.rows, day.events), encoding="utf-8")
@@ -334,7 +340,9 @@ def main():
             print(day.table())
             day.close()
     faults += [f"process {pid} after the session: {name}" for pid, name in day.processes().items()]
-    sys.exit("\n".join(faults) if faults else 0)
+    print(*faults, f"== a day of {MINUTES:g} minutes: {f'FAILED, faults: {len(faults)}' if faults else 'nothing lost, nothing left'}; "
+          f"table.txt, resident.svg and application.log are in {OUTPUT}", sep="\n")
+    sys.exit(bool(faults))
 
 
 main()

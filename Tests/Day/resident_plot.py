@@ -1,7 +1,7 @@
 """A plot of what the application holds, minute by minute, as SVG."""
 from xml.sax.saxutils import escape
 
-WIDTH, HEIGHT, LEFT, TOP = 940, 460, 60, 160
+WIDTH, HEIGHT, LEFT, RIGHT, TOP = 1040, 460, 60, 160, 160
 LINES = (("rss", "resident", "#1f77b4"), ("pss", "proportional", "#2ca02c"), ("private", "private", "#d62728"))
 
 
@@ -11,13 +11,13 @@ def plot(rows, events):
     top = max([1024, *(row["rss"] for row in rows)]) * 1.1
 
     def at(minute, kib=0):
-        return f"{LEFT + minute / minutes * (WIDTH - LEFT - 60):.1f},{HEIGHT - 40 - kib / top * (HEIGHT - 40 - TOP):.1f}"
+        return f"{LEFT + minute / minutes * (WIDTH - LEFT - RIGHT):.1f},{HEIGHT - 40 - kib / top * (HEIGHT - 40 - TOP):.1f}"
 
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" font-family="sans-serif" font-size="11">',
              f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>']
     for mib in range(0, int(top / 1024) + 1, 2):
         x, y = at(0, mib * 1024).split(",")
-        parts.append(f'<path d="M{x} {y}H{WIDTH - 60}" stroke="#ddd"/>'
+        parts.append(f'<path d="M{x} {y}H{WIDTH - RIGHT}" stroke="#ddd"/>'
                      f'<text x="{LEFT - 6}" y="{y}" text-anchor="end">{mib} MiB</text>')
     for minute in range(0, int(minutes) + 1, max(1, int(minutes) // 12)):
         x = at(minute).split(",")[0]
