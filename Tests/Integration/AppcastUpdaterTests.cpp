@@ -1,8 +1,5 @@
 // The updater against a real server, with real archives, helpers and tar: what it believes, what it leaves, and what it
 // tells.
-#include <gmock/gmock.h>
-
-#include <filesystem>
 #include <fstream>
 
 #include "Support/Linux/UpdateSite.h"

@@ -1,9 +1,6 @@
 // The exchange of a bundle, killed at every system call, and the process that watches over a new build: whatever
 // happens, a whole bundle stands under the name, and starts.
-#include <gmock/gmock.h>
-
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <thread>
 

@@ -1,6 +1,5 @@
 // Text, whole files and their digests.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,6 +1,4 @@
 // The JSON reader and writer with records of their own, in each reading that a caller may choose.
-#include <gtest/gtest.h>
-
 #include <fstream>
 
 #include "LarkmoorBase/JSON/Decoder.h"

@@ -1,7 +1,5 @@
 // What a launch does by itself to the harnesses' files, which is to repair what is ours and stale and nothing else; and
 // the tool that runs each verb.
-#include <gtest/gtest.h>
-
 #include "LarkmoorConnectors/ConnectorHome.h"
 #include "LarkmoorConnectors/Connectors.h"
 #include "LarkmoorConnectors/Converge.h"

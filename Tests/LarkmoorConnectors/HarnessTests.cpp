@@ -2,7 +2,6 @@
 // second one changes nothing, and a removal takes out ours and nothing else; where the disk, its owner or another
 // program is in the way, the files stay whole. As somebody who is not root.
 #include <fmt/ranges.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

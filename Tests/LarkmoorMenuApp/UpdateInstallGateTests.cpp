@@ -1,7 +1,4 @@
 // The install gate on a driven clock, with a daemon that answers, is silent or fails.
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-
 #include <stdexcept>
 
 #include "LarkmoorMenuApp/Update/UpdateInstallGate.h"

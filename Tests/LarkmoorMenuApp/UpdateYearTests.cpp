@@ -1,7 +1,5 @@
 // A year of a person's days around updates on a driven clock: daily clock, install gate and row, with an updater and a
 // daemon that do whatever they may.
-#include <gtest/gtest.h>
-
 #include <random>
 
 #include "LarkmoorMenuApp/Update/UpdateInstallGate.h"

@@ -1,6 +1,5 @@
 #include "LarkmoorResources/SenkoSeed.h"
 
-#include <gmock/gmock.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
 

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <map>
 
 #include "LarkmoorWire/Identity/ClientInstance.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"

@@ -1,8 +1,6 @@
 // Golden documents: one for every shape that the mapping has, written out, read and written to the byte.
 #include "LarkmoorWire/Codec/Messages.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 
 #include "Support/Text.h"

@@ -4,13 +4,6 @@
 
 #include <boost/asio/redirect_error.hpp>
 
-#include <algorithm>
-#include <chrono>
-#include <functional>
-#include <map>
-#include <memory>
-#include <utility>
-
 #include "LarkmoorBase/Timers.h"
 #include "LarkmoorMenuApp/Update/BoundedDoorCall.h"
 #include "LarkmoorPlatform/WallClockTimer.h"

@@ -4,15 +4,9 @@
 
 #include <unistd.h>
 
-#include <array>
-#include <chrono>
 #include <fstream>
-#include <optional>
 #include <stdexcept>
-#include <string>
-#include <string_view>
 #include <thread>
-#include <vector>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "Support/ChildProcess.h"

@@ -1,12 +1,7 @@
 // The promises of the model host's understudy on which other tests rely.
-#include <gtest/gtest.h>
-
 #include <boost/asio/ip/tcp.hpp>
 
-#include <chrono>
-#include <filesystem>
 #include <sstream>
-#include <string>
 #include <thread>
 
 #include "LarkmoorBase/SHA256.h"

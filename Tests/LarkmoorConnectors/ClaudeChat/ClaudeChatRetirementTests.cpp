@@ -1,6 +1,4 @@
 // The old connection to the chat application taken back, on real files.
-#include <gtest/gtest.h>
-
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
 #include "LarkmoorConnectors/ConnectorHome.h"
 

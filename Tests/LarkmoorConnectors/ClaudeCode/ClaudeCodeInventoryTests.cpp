@@ -1,9 +1,4 @@
 // What Claude Code knows on this machine, read from a real home.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeInventory.h"
 #include "LarkmoorConnectors/ConnectorHome.h"
 

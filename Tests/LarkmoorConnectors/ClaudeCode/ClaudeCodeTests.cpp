@@ -1,8 +1,4 @@
 // Claude Code's verbs over real homes: what is found and said, what the files hold afterwards, the receipt, the copies.
-#include <gtest/gtest.h>
-
-#include <fmt/format.h>
-
 #include "LarkmoorConnectors/ConnectorHome.h"
 
 namespace larkmoor {

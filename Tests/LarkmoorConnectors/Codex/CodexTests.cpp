@@ -1,9 +1,5 @@
 // What is Codex's own: the hash under which it trusts a hook, the records of such hashes, and that no hook of the
 // user's is ever moved from its place. Over real homes; in texts "{hash}" stands for the hash of this build's hook.
-#include <gtest/gtest.h>
-
-#include <fmt/format.h>
-
 #include <random>
 
 #include "LarkmoorConnectors/Codex/CodexTrust.h"

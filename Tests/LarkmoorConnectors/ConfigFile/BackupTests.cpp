@@ -1,9 +1,6 @@
 // The copies beside a file, and where the file itself lies.
 #include "LarkmoorConnectors/ConfigFile/AtomicWrite.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 

@@ -1,7 +1,5 @@
 // The layout that an edit writes, in whole files before and after it, and the words of its errors. That the other bytes
 // stay as they are is asked of generated documents.
-#include <gtest/gtest.h>
-
 #include <ranges>
 
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"

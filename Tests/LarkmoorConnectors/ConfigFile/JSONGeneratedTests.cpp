@@ -1,6 +1,4 @@
 // What JSONGuarantees.h asks, of generated documents in every layout; the fuzz targets ask it of any bytes.
-#include <gtest/gtest.h>
-
 #include <boost/json.hpp>
 #include <random>
 

@@ -1,6 +1,4 @@
 // The real tool, and with it what each edit makes of a whole TOML file.
-#include <gtest/gtest.h>
-
 #include <sstream>
 
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"

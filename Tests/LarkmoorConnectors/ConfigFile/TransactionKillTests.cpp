@@ -1,8 +1,4 @@
 // A commit of two files that is killed with signal 9 at each of its system calls.
-#include <gtest/gtest.h>
-
-#include <fmt/format.h>
-
 #include <set>
 
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"

@@ -2,8 +2,6 @@
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
-#include <gtest/gtest.h>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"

@@ -1,6 +1,4 @@
 // The record of what we made: its bytes on people's disks, and what is believed of it.
-#include <gtest/gtest.h>
-
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 

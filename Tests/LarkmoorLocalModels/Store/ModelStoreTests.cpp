@@ -1,9 +1,6 @@
 // Models in stores on a real disk, moved and deleted.
 #include "LarkmoorLocalModels/Store/ModelStore.h"
 
-#include <gtest/gtest.h>
-
-#include <fmt/format.h>
 #include <sys/stat.h>
 
 #include <set>

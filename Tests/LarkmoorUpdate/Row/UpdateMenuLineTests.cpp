@@ -1,7 +1,4 @@
-#include <gtest/gtest.h>
-
 #include <limits>
-#include <string_view>
 
 #include "LarkmoorUpdate/Row/UpdateMenuAnswer.h"
 #include "LarkmoorUpdate/Row/UpdateMenuLine.h"

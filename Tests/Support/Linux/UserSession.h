@@ -4,12 +4,8 @@
 #include <sys/stat.h>
 
 #include <csignal>
-#include <map>
-#include <optional>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "Support/ChildProcess.h"
 #include "Support/TemporaryFolder.h"

@@ -1,5 +1,4 @@
 // Agents under a real user manager.
-#include <fmt/format.h>
 #include <sys/stat.h>
 
 #include <csignal>
