@@ -5,16 +5,8 @@
 #include "LarkmoorConnectors/Converge.h"
 #include "Support/RunTool.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::chatFile;
-using testing::ConnectorHome;
-using testing::cursorHooks;
-using testing::runTool;
-using testing::serverFile;
-using testing::settingsFile;
-using testing::ToolRun;
 
 TEST(ConvergeTest, WhatIsNotOursToRepairIsLeftAsItIs) {
     const std::pair<std::string_view, std::string_view> table[] = {
@@ -85,4 +77,4 @@ TEST(LarkmoorConnect, EveryVerb) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

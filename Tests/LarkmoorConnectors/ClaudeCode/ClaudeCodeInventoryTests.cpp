@@ -2,11 +2,10 @@
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeInventory.h"
 #include "LarkmoorConnectors/ConnectorHome.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::ConnectorHome;
 using ::testing::ElementsAre;
 
 TEST(ClaudeCodeInventoryTest, AProjectsPathIsFoundAgainOnTheDisk) {
@@ -69,4 +68,4 @@ TEST(ClaudeCodeInventoryTest, MemoryFilesInPlainOrder) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -4,13 +4,11 @@
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::ConfigFolder;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::moment;
 
 using Files = std::map<std::string, std::string>;
 
@@ -91,4 +89,4 @@ TEST(ConfigPath, FollowsLinksAsFarAsTheyLead) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -5,11 +5,9 @@
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::shown;
-using testing::unfolded;
 using namespace std::string_literals;
 
 JSONDocument strict(std::string_view text) { return JSONDocument::read(asBytes(text), JSONDialect::strict).value(); }
@@ -195,4 +193,4 @@ TEST(JSONEdit, RefusesInWords) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -4,12 +4,8 @@
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "Support/RunTool.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::runTool;
-using testing::ToolRun;
-using testing::unfolded;
 
 ToolRun edit(std::vector<std::string> words, std::string_view input = {}) {
     words.insert(words.begin(), LARKMOOR_EDIT);
@@ -85,4 +81,4 @@ TEST(LarkmoorEdit, RefusesInWords) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

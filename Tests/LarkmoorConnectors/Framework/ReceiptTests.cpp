@@ -2,13 +2,10 @@
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::ConfigFolder;
-using testing::text;
-
-const std::string frozen = testing::testData("connectors/receipt.json");
+const std::string frozen = testData("connectors/receipt.json");
 
 TEST(ConnectorReceiptTest, TheFileIsFrozenWithEveryName) {
     const auto receipt = ConnectorReceipt::decoded(asBytes(frozen));
@@ -56,4 +53,4 @@ TEST(ReceiptStoreTest, PrivateFromTheFirst) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing
