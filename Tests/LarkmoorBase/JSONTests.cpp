@@ -5,10 +5,8 @@
 #include "LarkmoorBase/JSON/Encoder.h"
 #include "Support/Text.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::text;
 
 TEST(Numbers, FitOrAreNone) {
     const std::string tiny = "0." + std::string(400, '0') + "1";
@@ -141,4 +139,4 @@ TEST(JSON, CountsInForeignBytesReserveNothing) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -5,10 +5,8 @@
 
 #include "Support/Text.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::text;
 
 template <WireMessage T>
 struct Golden {
@@ -175,4 +173,4 @@ TEST(Messages, WhatJSONCannotSayIsNotWritten) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing
