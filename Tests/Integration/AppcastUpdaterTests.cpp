@@ -1,14 +1,11 @@
 // The updater against a real server, with real archives, helpers and tar: what it believes, what it leaves, and what it
 // tells.
-#include <gmock/gmock.h>
-
-#include <filesystem>
 #include <fstream>
 
 #include "Support/Linux/UpdateSite.h"
 #include "Support/SmallDisk.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
 namespace fs = std::filesystem;
@@ -17,9 +14,6 @@ using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
-using testing::TemporaryFolder;
-using testing::UpdateSite;
-using testing::UpdatingApplication;
 
 constexpr const char* broughtSilently =
     "will-download,download,length,will-extract,extracting,dismiss,on-quit,dismiss,finished";
@@ -165,7 +159,7 @@ TEST(AppcastUpdaterTests, EndsAtEveryWordWithoutATraceWhenItIsCancelledOrGone) {
             } else {
                 application.session = application.updater("good");
                 application.session->checkForUpdates();
-                EXPECT_TRUE(testing::runUntil(application.loop, [&] { return isDone; }));
+                EXPECT_TRUE(runUntil(application.loop, [&] { return isDone; }));
                 host.onWord = [](const std::string& word) { ADD_FAILURE() << word << " of an updater that is gone"; };
             }
             host.onWord = [](const std::string&) {};
@@ -265,8 +259,8 @@ TEST(AppcastUpdaterTests, WhatIsTouchedWhileItWaitsIsNeverPutInPlace) {
 }
 
 TEST(AppcastUpdaterTests, AFullDiskLeavesNothing) {
-    const testing::SmallDisk disk;
-    if (disk.path() == nullptr) GTEST_SKIP() << testing::SmallDisk::absence;
+    const SmallDisk disk;
+    if (disk.path() == nullptr) GTEST_SKIP() << SmallDisk::absence;
     // The bundles are of 60 KB each: ever less is left for the archive, what it unpacks to, and the record.
     for (int ballast = 230'000; ballast > 0; ballast -= 8'000) {
         SCOPED_TRACE(ballast);
@@ -323,4 +317,4 @@ TEST(AppcastUpdaterTests, WhatIsStagedGoesInAtTheLaunchAfterTheQuitUnlessItIsNot
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,9 +1,6 @@
 // The exchange of a bundle, killed at every system call, and the process that watches over a new build: whatever
 // happens, a whole bundle stands under the name, and starts.
-#include <gmock/gmock.h>
-
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <thread>
 
@@ -12,12 +9,10 @@
 #include "Support/Linux/UpdateSite.h"
 #include "Support/RunTool.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
 namespace fs = std::filesystem;
-
-using testing::TemporaryFolder;
 
 /// A bundle of that build, whose program is a script.
 void makeBundle(const std::string& bundle, const std::string& build, const std::string& program = "exit 0") {
@@ -50,7 +45,7 @@ struct Bundles {
         std::ifstream{places.bundle + "/Contents/whole"} >> build;
         return build == this->build() && fs::exists(places.bundle + "/Contents/MacOS/x");
     }
-    bool starts() const { return testing::runTool({places.bundle + "/Contents/MacOS/x"}).status == 0; }
+    bool starts() const { return runTool({places.bundle + "/Contents/MacOS/x"}).status == 0; }
 };
 
 TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunchesSettle) {
@@ -92,7 +87,7 @@ TEST(BundleExchangeTests, KilledAtEveryCallItLeavesAWholeBundleThatTheNextLaunch
             const Bundles bundles;
             ASSERT_TRUE(each.before(bundles.places));
             for (Int starts = 0; starts < each.starts; ++starts) BundleExchange::settle(bundles.places, isSealed);
-            isKilled = testing::isKilledAtCall(call, [&] { return each.work(bundles.places); });
+            isKilled = isKilledAtCall(call, [&] { return each.work(bundles.places); });
             EXPECT_TRUE(bundles.isWhole());
             // The launch after it.
             BundleExchange::settle(bundles.places, isSealed);
@@ -131,21 +126,21 @@ TEST(BundleExchangeTests, AWholeUpdateKilledOnItsWayIsFoundByTheNextCheck) {
     // Each call takes an update from the feed on, so that usually only some are tried: the first is another each time.
     const char* every = std::getenv("LARKMOOR_EVERY_CALL");
     const int step = every != nullptr ? std::atoi(every) : 97;
-    testing::UpdateSite::shared();
+    UpdateSite::shared();
     bool isKilled = true;
     for (int call = 1 + ::getpid() % step; isKilled; call += step) {
         SCOPED_TRACE(call);
         const TemporaryFolder home;
-        fs::copy(testing::UpdateSite::shared().bundle(), home / "X.app", fs::copy_options::recursive);
-        isKilled = testing::isKilledAtCall(call, [&home] {
-            testing::UpdatingApplication application{home.path()};
+        fs::copy(UpdateSite::shared().bundle(), home / "X.app", fs::copy_options::recursive);
+        isKilled = isKilledAtCall(call, [&home] {
+            UpdatingApplication application{home.path()};
             application.setAutomatic();
             application.check("good");
             if (application.host.install) application.install();
             return application.relaunches == 1;
         });
-        testing::UpdatingApplication next{home.path()};
-        EXPECT_EQ(testing::runTool({home / "X.app/Contents/MacOS/x"}).status, 0);
+        UpdatingApplication next{home.path()};
+        EXPECT_EQ(runTool({home / "X.app/Contents/MacOS/x"}).status, 0);
         BundleExchange::settle(next.installer->places(),
                                [&next](const std::string& staged) { return next.prove(staged); });
         EXPECT_FALSE(fs::exists(next.installer->places().download()) ||
@@ -159,8 +154,7 @@ TEST(BundleExchangeTests, AWholeUpdateKilledOnItsWayIsFoundByTheNextCheck) {
             next.install();
         }
         EXPECT_EQ(next.build(), "2");
-        EXPECT_EQ(
-            testing::runTool({LARKMOOR_VERIFY, "bundle", next.bundle, testing::UpdateSite::shared().key()}).status, 0);
+        EXPECT_EQ(runTool({LARKMOOR_VERIFY, "bundle", next.bundle, UpdateSite::shared().key()}).status, 0);
     }
 }
 
@@ -180,8 +174,7 @@ TEST(BundleExchangeTests, WhoeverTakesPartInAStartMayBeKilledAtEveryCall) {
             SCOPED_TRACE(::testing::Message() << (isGood ? "a good" : "a bad") << " update, at call " << call);
             const Bundles bundles{isGood ? comesUp : "exit 1"};
             ASSERT_TRUE(BundleExchange::exchange(bundles.places, "1", "2"));
-            isKilled =
-                testing::isKilledAtCall(call, [&] { return startSuccessor(bundles); }, testing::Killed::anyOfThem);
+            isKilled = isKilledAtCall(call, [&] { return startSuccessor(bundles); }, Killed::anyOfThem);
             EXPECT_TRUE(bundles.isWhole());
             // The person starts it again, as often as it takes.
             for (int launch = 0; launch <= BundleExchange::maxStarts && BundleExchange::record(bundles.places);
@@ -235,8 +228,7 @@ TEST(BundleExchangeTests, ASuccessorIsWatchedUntilItIsUp) {
         if (each.program == nullptr) fs::remove(bundles.places.staged() + "/Contents/MacOS/x");
         ASSERT_TRUE(BundleExchange::exchange(bundles.places, "1", "2"));
         ::setenv("SAID", said.c_str(), 1);
-        const int status =
-            testing::familysStatus([&] { return startSuccessor(bundles, std::chrono::milliseconds{1500}); });
+        const int status = familysStatus([&] { return startSuccessor(bundles, std::chrono::milliseconds{1500}); });
         EXPECT_EQ(status, each.status);
         const auto words = Files::read(said);
         EXPECT_EQ(words ? std::string{asText(*words)} : "", each.said);
@@ -263,4 +255,4 @@ TEST(BundleExchangeTests, ALaunchWaitsForAnotherThatIsAboutToExchangeTheBundle) 
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -69,7 +69,7 @@ class DoorUnderFireTest : public ::testing::Test {
   protected:
     void SetUp() override {
         if (!UserSession::isPossible()) GTEST_SKIP() << "no control groups of the tester's own";
-        session.emplace();
+        session.emplace(home);
         ::setenv("DBUS_SESSION_BUS_ADDRESS", session->address().c_str(), 1);
     }
 
@@ -105,6 +105,7 @@ class DoorUnderFireTest : public ::testing::Test {
 
     const std::string unit = std::string{XPCEndpoint::machServiceName} + ".service";
     TemporaryFolder folder;
+    TemporaryFolder home;
     std::optional<UserSession> session;
     std::chrono::milliseconds lastGap{-1};
     MainLoop loop;

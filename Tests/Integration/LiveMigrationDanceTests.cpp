@@ -4,7 +4,6 @@
 #include <boost/asio/co_spawn.hpp>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 
 #include "LarkmoorBase/Files.h"

@@ -1,9 +1,5 @@
 // The model runtime's archive with the real tar: what it unpacks to, what is refused, and what verifies afterwards.
 #include <fmt/ranges.h>
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <filesystem>
 
 #include "LarkmoorBase/SHA256.h"
 #include "LarkmoorLocalModels/Runtime/ManagedRuntime.h"

@@ -1,6 +1,4 @@
 // The speech helper as a program: a stand-in that is honest or not.
-#include <gmock/gmock.h>
-
 #include <fstream>
 
 #include "LarkmoorBase/Timers.h"

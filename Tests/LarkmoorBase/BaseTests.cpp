@@ -1,6 +1,5 @@
 // Text, whole files and their digests.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,10 +11,8 @@
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::TemporaryFolder;
 
 TEST(UTF8, IsWellFormedOrNot) {
     struct Case {
@@ -57,7 +54,7 @@ TEST(Files, ReadsWhatIsThereAndNamesWhatIsNot) {
     const TemporaryFolder folder;
     const std::string large(200'000, 'x');
     ASSERT_TRUE(Files::replace(folder / "large", asBytes(large), 0600));
-    EXPECT_EQ(testing::text(*Files::read(folder / "large")), large);
+    EXPECT_EQ(text(*Files::read(folder / "large")), large);
     ASSERT_TRUE(Files::replace(folder / "large", {}, 0600));
     EXPECT_TRUE(Files::read(folder / "large")->empty());
     EXPECT_FALSE(Files::read("/proc/self/stat")->empty());
@@ -95,4 +92,4 @@ TEST(SHA256, OfBytesAndOfFiles) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,16 +1,12 @@
 // The JSON reader and writer with records of their own, in each reading that a caller may choose.
-#include <gtest/gtest.h>
-
 #include <fstream>
 
 #include "LarkmoorBase/JSON/Decoder.h"
 #include "LarkmoorBase/JSON/Encoder.h"
 #include "Support/Text.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::text;
 
 TEST(Numbers, FitOrAreNone) {
     const std::string tiny = "0." + std::string(400, '0') + "1";
@@ -143,4 +139,4 @@ TEST(JSON, CountsInForeignBytesReserveNothing) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -3,14 +3,6 @@
 // be written ' is a quote and | a line feed too.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <map>
-#include <optional>
-#include <string>
-#include <string_view>
-
 #include "LarkmoorBase/RawText.h"
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeConnector.h"
 #include "LarkmoorConnectors/Codex/CodexConnector.h"

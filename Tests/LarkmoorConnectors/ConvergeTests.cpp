@@ -1,22 +1,12 @@
 // What a launch does by itself to the harnesses' files, which is to repair what is ours and stale and nothing else; and
 // the tool that runs each verb.
-#include <gtest/gtest.h>
-
 #include "LarkmoorConnectors/ConnectorHome.h"
 #include "LarkmoorConnectors/Connectors.h"
 #include "LarkmoorConnectors/Converge.h"
 #include "Support/RunTool.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::chatFile;
-using testing::ConnectorHome;
-using testing::cursorHooks;
-using testing::runTool;
-using testing::serverFile;
-using testing::settingsFile;
-using testing::ToolRun;
 
 TEST(ConvergeTest, WhatIsNotOursToRepairIsLeftAsItIs) {
     const std::pair<std::string_view, std::string_view> table[] = {
@@ -87,4 +77,4 @@ TEST(LarkmoorConnect, EveryVerb) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -2,7 +2,6 @@
 // second one changes nothing, and a removal takes out ours and nothing else; where the disk, its owner or another
 // program is in the way, the files stay whole. As somebody who is not root.
 #include <fmt/ranges.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,16 +13,9 @@
 #include "LarkmoorConnectors/Harnesses.h"
 #include "Support/SmallDisk.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::ConnectorHome;
-using testing::Harness;
-using testing::moment;
-using testing::receiptFile;
-using testing::serverFile;
-using testing::settingsFile;
-using testing::unfolded;
 using Result = ConnectorOutcome::Result;
 
 class HarnessTest : public ::testing::TestWithParam<Harness> {};
@@ -32,7 +24,7 @@ class HarnessWithHooks : public HarnessTest {};
 // Each row's file is the only one of its harness.
 TEST_P(HarnessTest, ItConnectsOnceAndTheUsersBytesComeBack) {
     for (const auto& [file, rows] : GetParam().files) {
-        for (const testing::RoundTrip& row : rows) {
+        for (const RoundTrip& row : rows) {
             SCOPED_TRACE(row.name);
             const ConnectorHome home;
             home.makeFolder(GetParam().folder);
@@ -46,8 +38,7 @@ TEST_P(HarnessTest, ItConnectsOnceAndTheUsersBytesComeBack) {
             EXPECT_EQ(home.files(), connected);
             const ConnectorOutcome removed = connector->remove();
             EXPECT_EQ(removed.result, Result::changed);
-            EXPECT_EQ(home.read(file),
-                      row.after == testing::asItWas ? home.shown(home.filled(row.in)) : unfolded(row.after));
+            EXPECT_EQ(home.read(file), row.after == asItWas ? home.shown(home.filled(row.in)) : unfolded(row.after));
             std::string said;
             for (const auto& [subject, text] : removed.observations) {
                 if (text.contains(" remains") || text.contains(" stays")) said += text;
@@ -159,45 +150,14 @@ TEST_P(HarnessWithHooks, WhateverTheHooksFileItInstallsAndComesBack) {
 }
 
 std::vector<Harness> harnessesWithHooks() {
-    std::vector<Harness> all = testing::harnesses();
+    std::vector<Harness> all = harnesses();
     std::erase_if(all, [](const Harness& each) { return !each.hooks; });
     return all;
 }
 
 std::string nameOf(const ::testing::TestParamInfo<Harness>& info) { return std::string{info.param.name}; }
-INSTANTIATE_TEST_SUITE_P(Of, HarnessTest, ::testing::ValuesIn(testing::harnesses()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Of, HarnessTest, ::testing::ValuesIn(harnesses()), nameOf);
 INSTANTIATE_TEST_SUITE_P(Of, HarnessWithHooks, ::testing::ValuesIn(harnessesWithHooks()), nameOf);
-
-// What the framework offers beyond the present harnesses: notes, leftovers after the files' words, a receipt that is
-// owed where no file changes.
-TEST(FifthHarness, SaysMoreAndOwesAReceipt) {
-    const Harness& fifth = testing::harnesses().back();
-    const ConnectorHome home;
-    home.makeFolder(fifth.folder);
-    home.write(fifth.files[0].first, "{'hooks':{}}");
-    const auto connector = fifth.make(home);
-    EXPECT_EQ(home.told(connector->install()),
-              "changed\n~/.fifth/hooks.json" COPIED
-              "\n~/.fifth/hooks.json: the Larkmoor hook was written to this file"
-              "\n~/.fifth/config.toml: the Larkmoor entry was written to this file\n~/.fifth/hooks.json: a note"
-              "\n~/.fifth/config.toml: a note of server\n~/.fifth/config.toml: a note of trust");
-    const ReceiptStore receipt{home.path(fifth.receipt)};
-    receipt.remove();
-    EXPECT_EQ(connector->install().result, Result::changed);
-    EXPECT_EQ(receipt.read(), (ConnectorReceipt{{}, {}, {"slot"}, "5.0"}));
-    EXPECT_EQ(connector->install().result, Result::unchanged);
-    EXPECT_EQ(home.told(connector->remove()),
-              "changed\n~/.fifth/hooks.json" COPY
-              "-02: a copy of the file was made here first"
-              "\n~/.fifth/hooks.json: the Larkmoor hook was removed from this file"
-              "\n~/.fifth/config.toml: nothing in this file needed changing"
-              "\n~/.fifth/hooks.json: an empty before list remains here, which Larkmoor did not create"
-              "\n~/.fifth/hooks.json: an empty after list remains here, which Larkmoor did not create"
-              "\n~/.fifth/config.toml: server remains\n~/.fifth/config.toml: trust remains");
-    home.write(fifth.files[1].first, "[");
-    EXPECT_TRUE(
-        home.told(connector->remove()).starts_with("refused\n~/.fifth/config.toml: this file did not read as TOML"));
-}
 
 // Where the disk, its owner or another program is in the way, the files stay whole. As somebody who is not root.
 class ClaudeCodeFaults : public ::testing::Test {
@@ -385,4 +345,4 @@ TEST_F(ClaudeCodeFaults, TwoInstallsAtTheSameMomentLeaveOneWholeWiring) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -3,8 +3,6 @@
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeBlocks.h"
 #include "LarkmoorConnectors/Codex/CodexHook.h"
 #include "LarkmoorConnectors/Cursor/CursorBlocks.h"
-#include "LarkmoorConnectors/Framework/BlockVerbs.h"
-#include "LarkmoorConnectors/Framework/Observations.h"
 
 namespace larkmoor::testing {
 
@@ -128,144 +126,10 @@ Harness openCode() {
             .alwaysLeft = "this folder holds the copy of the plugin that was made here first and remains"};
 }
 
-// A harness that there is not, made of the framework's pieces alone: entries without groups, a file that begins from a
-// seed of its own, two blocks in one TOML file, trust slots and a version in the receipt, notes, leftovers said last.
-
-constexpr const char* fifthHooks = ".fifth/hooks.json";
-constexpr const char* fifthConfig = ".fifth/config.toml";
-constexpr std::string_view fifthSeed = "{\n  \"version\": 1\n}\n";
-
-struct FifthHook : HookLayout {
-    /// Whether each event has the entry that this build writes, and there is no other of ours.
-    bool isWhole(const JSONDocument& document) const {
-        const auto found = sites(document.root());
-        return found.size() == 2 && found[0].event != found[1].event &&
-               std::ranges::all_of(found, [&](const HookSite& site) {
-                   return site.command == currents[site.event == events[0].name ? 0 : 1];
-               });
-    }
-    BlockFinding find(const JSONDocument& document) const {
-        return HookLayout::find(
-            document.root(), [&](auto sites) { return driftReasons(sites, "two", [&] { return isWhole(document); }); });
-    }
-    std::expected<BlockInstalled, JSONEditFailure> installed(const JSONDocument& document) const {
-        BlockInstalled result{document, {}, {"a note"}};
-        if (isWhole(document)) return result;
-        auto edited = discardAllBut({}, document);
-        for (std::size_t index = 0; edited && index < 2; ++index) {
-            edited = append(JSONLiteral::object({{"command", currents[index]}}), events[index].name, *edited,
-                            result.made.created);
-        }
-        if (!edited) return std::unexpected{std::move(edited.error())};
-        result.document = std::move(*edited);
-        return result;
-    }
-};
-
-/// One line of a file, which is ours if the receipt says so.
-Block line(const std::string& name, const std::string& value, ReceiptAddition made) {
-    const std::string ours = name + " = " + value + "\n";
-    const auto text = [](const FileDocument& file) { return std::string{asText(FileDocuments::bytes(file))}; };
-    return {.noun = "line",
-            .command = value,
-            .created = *made.created.begin(),
-            .find = [=](const FileDocument& file, bool createdByUs) -> BlockFinding {
-                if (text(file).contains(ours)) return BlockFinding::Connected{};
-                if (!createdByUs) return BlockFinding::Absent{};
-                return BlockFinding::Drifted{{"it was taken out"}};
-            },
-            .installed = [=](const FileDocument& file, bool) -> std::expected<BlockInstalled, std::string> {
-                if (text(file).contains(ours)) return BlockInstalled{file, {.trustSlots = made.trustSlots}};
-                return BlockInstalled{
-                    *FileDocuments::read(copyBytes(ours + text(file)), FileFormat::toml), made, {"a note of " + name}};
-            },
-            .removed = [=](const FileDocument& file,
-                           const ConnectorReceipt& receipt) -> std::expected<BlockRemoved, std::string> {
-                std::string left = text(file);
-                const auto at = left.find(ours);
-                if (at == std::string::npos) return BlockRemoved{file};
-                if (!receipt.created.contains(*made.created.begin())) return BlockRemoved{file, {name + " remains"}};
-                return BlockRemoved{*FileDocuments::read(copyBytes(left.erase(at, ours.size())), FileFormat::toml)};
-            }};
-}
-
-class FifthConnector final : public Connector {
-  public:
-    explicit FifthConnector(const ConnectorHome& home) : home_(home) {}
-
-    ConnectorIdentity identity() const override { return {"fifth", "Fifth", "", ""}; }
-    ProjectReport projects() const override { return {}; }
-    MemoryFileReport memoryFiles() const override { return {}; }
-    ScanReport scan() const override {
-        const BlockVerbs read = verbs();
-        return {identity(), read.state(), Observations::folded(read.observations())};
-    }
-    ConnectorOutcome install() const override {
-        return verbs().install(home_.path(".fifth"), {moment, {}}, {.appVersion = [] { return "5.0"; }});
-    }
-    ConnectorOutcome remove() const override { return verbs().remove({moment, {}}, true); }
-
-    static Block hooks(const ConnectorHome& home) {
-        const std::vector<std::string> currents{home.hook() + " --harness fifth",
-                                                home.hook() + " --harness fifth --slot pretool"};
-        return Block::json(
-            "hook entry", currents.front(),
-            FifthHook{{.hooksObject = Created::cursorHooksObject,
-                       .events = {{"before", Created::cursorEventArray}, {"after", Created::cursorPreToolEventArray}},
-                       .grouped = false,
-                       .currents = currents,
-                       .binary = home.hook()}});
-    }
-
-  private:
-    BlockVerbs verbs() const {
-        return {
-            {{.path = home_.path(fifthHooks),
-              .created = Created::cursorHooksFile,
-              .seed = fifthSeed,
-              .what = "hook",
-              .blocks = {hooks(home_)},
-              .isResidue = [](const FileDocument& file) { return asText(FileDocuments::bytes(file)) == fifthSeed; },
-              .residueStays = "it holds no hooks and stays"},
-             {.path = home_.path(fifthConfig),
-              .created = Created::codexConfigFile,
-              .format = FileFormat::toml,
-              .seed = "",
-              .blocks = {line("server", "'mcp'", {.created = {Created::codexMCPTable}}),
-                         line("trust", "'hash'", {.created = {Created::codexTrustTable}, .trustSlots = {{"slot"}}})},
-              .isResidue = [](const FileDocument& file) { return FileDocuments::bytes(file).empty(); }}},
-            {home_.path("Library/Application Support/Larkmoor/Connectors/fifth.json")}};
-    }
-
-    const ConnectorHome& home_;
-};
-
-Harness fifth() {
-    const std::vector<RoundTrip> hooks{
-        {"its own seed", "{|  'version': 1|}|", asItWas, "it holds no hooks and stays"},
-        {"an empty event", "{'hooks':{'after':[]}}", asItWas, REMAINS("after list")},
-        {"an empty object of hooks", "{'hooks':{},'a':1}", asItWas, REMAINS("hooks object")},
-    };
-    const std::vector<RoundTrip> config{
-        {"carriage returns and a comment", "# mine\r|[a]\r|b = 1\r|"},
-        {"an empty file", "", asItWas, EMPTY_FILE},
-    };
-    return {.name = "Fifth",
-            .folder = ".fifth",
-            .receipt = "Library/Application Support/Larkmoor/Connectors/fifth.json",
-            .files = {{fifthHooks, hooks}, {fifthConfig, config}},
-            .make = [](const ConnectorHome& home) { return std::make_unique<FifthConnector>(home); },
-            .hooks = FifthConnector::hooks,
-            .events = {"after", "x", "before"},
-            .grouped = false,
-            .ours = {"{hook} --harness fifth", "{hook} --harness=fifth", "{hook} --harness fifth --slot pretool",
-                     "/Old/Larkmoor.app/Contents/MacOS/larkmoor-hook --harness fifth"}};
-}
-
 }  // namespace
 
 const std::vector<Harness>& harnesses() {
-    static const std::vector<Harness> all{claudeCode(), codex(), cursor(), openCode(), fifth()};
+    static const std::vector<Harness> all{claudeCode(), codex(), cursor(), openCode()};
     return all;
 }
 

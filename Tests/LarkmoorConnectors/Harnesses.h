@@ -2,12 +2,6 @@
 // laid out, and rows of files that an install and a removal must leave as they were.
 #pragma once
 
-#include <functional>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "LarkmoorConnectors/ConnectorHome.h"
 #include "LarkmoorConnectors/Framework/Block.h"
 

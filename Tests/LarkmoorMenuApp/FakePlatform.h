@@ -3,11 +3,7 @@
 
 #include <boost/asio/post.hpp>
 
-#include <algorithm>
-#include <memory>
 #include <set>
-#include <utility>
-#include <vector>
 
 #include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorBase/Task.h"

@@ -1,8 +1,6 @@
 // An update host between a driven clock, a daemon, a user and an updater that the test directs.
 #pragma once
 
-#include <gmock/gmock.h>
-
 #include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorMenuApp/Update/StandardUserDriver.h"
 #include "LarkmoorMenuApp/Update/UpdateHost.h"

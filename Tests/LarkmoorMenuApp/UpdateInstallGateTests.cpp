@@ -1,7 +1,4 @@
 // The install gate on a driven clock, with a daemon that answers, is silent or fails.
-#include <fmt/format.h>
-#include <gmock/gmock.h>
-
 #include <stdexcept>
 
 #include "LarkmoorMenuApp/Update/UpdateInstallGate.h"
@@ -112,13 +109,16 @@ TEST_F(UpdateInstallGateTest, WaitsForACallWithinItsBounds) {
         {{{live, "1.2", 690s, "", ready}, {clear, "", 134s, "", ready}, {clear, "", 1s, "1.2", ""}},
          {staged, reminder, reminder, proceeds},
          {reminder, reminder}},
-        // Half an hour at most: a rebuild of the updater does not begin it anew, another version does.
+        // Half an hour at most: a rebuild of the updater does not begin it anew, a swap that failed and another version
+        // do.
         {{{live, "1.2", 1000s, "", ready},
           {live, "drop", 300s, "", ready},
           {live, "1.2", 499s, "", ready},
           {live, "", 16s, "1.2", ""},
           {live, "1.3", 1799s, "1.2", "1.3 ready, installs after your call"},
-          {live, "", 16s, "1.2,1.3", ""}}},
+          {live, "", 16s, "1.2,1.3", ""},
+          {live, "1.3", 1000s, "1.2,1.3", "1.3 ready, installs after your call"},
+          {live, "1.4", 1799s, "1.2,1.3", "1.4 ready, installs after your call"}}},
         {{{live, "1.2", 1799s, "", ready}, {live, "", 1s, "1.2", ""}},
          {staged, reminder, reminder, reminder,
           "this update has been held for 30 minutes — swapping anyway. Being stuck un-updated is worse than a swap at "

@@ -1,7 +1,4 @@
 // The menu as a model: what its delegate and its observer hear, and what a click does.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "LarkmoorPlatform/Menu.h"
 
 namespace larkmoor {

@@ -1,9 +1,4 @@
 // Which lists are refused although they are property lists.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "LarkmoorPlatform/PropertyList.h"
 #include "LarkmoorPlatform/PropertyListLimits.h"
 

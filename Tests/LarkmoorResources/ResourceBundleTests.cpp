@@ -1,7 +1,5 @@
 #include "LarkmoorResources/ResourceBundle.h"
 
-#include <gmock/gmock.h>
-
 #include "Support/TemporaryFolder.h"
 
 namespace larkmoor {

@@ -1,13 +1,12 @@
 #include "LarkmoorResources/SenkoSeed.h"
 
-#include <gmock/gmock.h>
-#include <sys/ptrace.h>
 #include <sys/stat.h>
 
 #include <fstream>
 
 #include "LarkmoorBase/Files.h"
 #include "Support/ChildProcess.h"
+#include "Support/KilledAtCall.h"
 #include "Support/SmallDisk.h"
 #include "Support/TemporaryFolder.h"
 
@@ -121,31 +120,10 @@ TEST_F(SenkoSeedTests, RemovesWhatADeadProcessBegan) {
     for (const std::string& name : foreign) EXPECT_TRUE(fs::exists(name)) << name;
 }
 
-/// Seeds in a process that is killed at its `stop`th entry to a system call; false if it ended before.
-bool seedUntil(const std::string& bundle, const std::string& target, int stop) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-        ::raise(SIGSTOP);
-        SenkoSeed::seed(bundle, target);
-        ::_exit(0);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    // It stops at the entry and at the return.
-    for (int count = 0; WIFSTOPPED(status) && count < 2 * stop - 1; ++count) {
-        ::ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
-        ::waitpid(child, &status, 0);
-    }
-    if (!WIFSTOPPED(status)) return false;
-    ::kill(child, SIGKILL);
-    ::waitpid(child, &status, 0);
-    return true;
-}
-
 TEST_F(SenkoSeedTests, IsWholeOrAbsentWhereverItIsKilled) {
-    int stop = 1, begun = 0;
-    for (; seedUntil(bundle, target, stop); ++stop) {
+    int begun = 0;
+    const auto seeds = [&] { return seed(), true; };
+    for (int stop = 1; testing::isKilledAtCall(stop, seeds); ++stop) {
         const bool isThere = fs::exists(target);
         ASSERT_TRUE(!isThere || isWhole()) << stop;
         if (beside().size() > (isThere ? 1U : 0U)) ++begun;

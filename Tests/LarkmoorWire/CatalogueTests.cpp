@@ -1,10 +1,8 @@
 // The contract as the code has it against the contract as it was written down by hand, and every bit of it round trip.
 #include <cxxabi.h>
-#include <gtest/gtest.h>
 
 #include <fmt/ranges.h>
 
-#include <map>
 #include <set>
 #include <sstream>
 #include <typeindex>

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <map>
 
 #include "LarkmoorWire/Identity/ClientInstance.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"
@@ -13,10 +12,9 @@
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::TemporaryFolder;
 namespace fs = std::filesystem;
 
 TEST(ClientInstance, KnowsTheSupportFoldersOfBothProfiles) {
@@ -53,7 +51,7 @@ TEST(ClientStoreMode, WritesPrivateFilesInPrivateFoldersWhateverWasThere) {
         EXPECT_EQ(Files::permissions(folder / "a"), 0700);
         EXPECT_EQ(Files::permissions(folder / "a/b"), 0700);
         EXPECT_EQ(Files::permissions(folder / "a/b/file"), 0600);
-        EXPECT_EQ(testing::text(*Files::read(folder / "a/b/file")), bytes);
+        EXPECT_EQ(text(*Files::read(folder / "a/b/file")), bytes);
         EXPECT_EQ(entriesIn(folder / "a/b"), 1U);
         ASSERT_EQ(::chmod((folder / "a/b/file").c_str(), 0644), 0);
     }
@@ -65,7 +63,7 @@ void expectFailure(const std::string& file, BytesView bytes, int code) {
     const auto refused = ClientStoreMode::write(bytes, file);
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error(), (FileError{file, code}));
-    EXPECT_EQ(testing::text(*Files::read(file)), "old");
+    EXPECT_EQ(text(*Files::read(file)), "old");
     EXPECT_EQ(entriesIn(fs::path{file}.parent_path()), 1U);
 }
 
@@ -80,7 +78,7 @@ TEST(ClientStoreMode, AFailureKeepsTheOldBytesAndLeavesNothing) {
 }
 
 TEST(ClientStoreMode, AFullDiskKeepsTheOldBytes) {
-    const testing::SmallDisk disk;
+    const SmallDisk disk;
     if (disk.path() == nullptr) GTEST_SKIP() << disk.absence;
     const TemporaryFolder folder{disk.path()};
     ASSERT_TRUE(ClientStoreMode::write(asBytes("old"), folder / "file"));
@@ -148,4 +146,4 @@ TEST(ClientVersion, LiveSeamsReadRealFiles) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,16 +1,12 @@
 // Golden documents: one for every shape that the mapping has, written out, read and written to the byte.
 #include "LarkmoorWire/Codec/Messages.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 
 #include "Support/Text.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::text;
 
 template <WireMessage T>
 struct Golden {
@@ -177,4 +173,4 @@ TEST(Messages, WhatJSONCannotSayIsNotWritten) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -7,11 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <map>
 #include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace larkmoor::testing {
 

@@ -1,8 +1,6 @@
 // User defaults in memory.
 #pragma once
 
-#include <map>
-
 #include "LarkmoorPlatform/UserDefaults.h"
 
 namespace larkmoor::testing {

@@ -3,12 +3,6 @@
 
 #include <boost/asio/post.hpp>
 
-#include <map>
-#include <memory>
-#include <optional>
-#include <utility>
-#include <vector>
-
 #include "LarkmoorBase/Task.h"
 #include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorPlatform/MessageConnection.h"

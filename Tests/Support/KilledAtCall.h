@@ -1,7 +1,6 @@
 // Work that is killed with signal 9 at one of its system calls, alone or in one of the processes that come of it.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
@@ -9,7 +8,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <functional>
 #include <set>
 
 namespace larkmoor::testing {

@@ -6,11 +6,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
 #include <fstream>
-#include <optional>
 #include <stdexcept>
-#include <string>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "Support/ChildProcess.h"

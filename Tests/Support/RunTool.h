@@ -3,9 +3,6 @@
 
 #include <fstream>
 #include <iterator>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "Support/ChildProcess.h"
 #include "Support/TemporaryFolder.h"

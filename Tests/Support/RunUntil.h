@@ -3,11 +3,8 @@
 
 #include <boost/asio/co_spawn.hpp>
 
-#include <chrono>
 #include <exception>
-#include <optional>
 #include <thread>
-#include <utility>
 
 #include "LarkmoorBase/Task.h"
 

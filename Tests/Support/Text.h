@@ -4,8 +4,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <string>
-#include <string_view>
 
 #include "LarkmoorBase/Bytes.h"
 

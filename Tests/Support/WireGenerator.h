@@ -2,7 +2,6 @@
 #pragma once
 
 #include <random>
-#include <string>
 
 #include "LarkmoorBase/JSON/Coding.h"
 #include "LarkmoorBase/Record.h"

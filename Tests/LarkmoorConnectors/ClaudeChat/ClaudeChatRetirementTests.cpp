@@ -1,17 +1,11 @@
 // The old connection to the chat application taken back, on real files.
-#include <gtest/gtest.h>
-
 #include "LarkmoorConnectors/ClaudeChat/ClaudeChatRetirement.h"
 #include "LarkmoorConnectors/ConnectorHome.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
 using Connectors::Profile;
-using testing::chatFile;
-using testing::ConnectorHome;
-using testing::moment;
-using testing::unfolded;
 
 #define CHAT "~/Library/Application Support/Claude/claude_desktop_config.json"
 #define APPLICATION "{'command':'/Applications/Larkmoor.app/Contents/MacOS/larkmoor-mcp'}"
@@ -76,4 +70,4 @@ TEST(ClaudeChatRetirementTest, WhatCannotBeReadIsNotThereAndWhatCannotBeWrittenI
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,17 +1,11 @@
 // What Claude Code knows on this machine, read from a real home.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include "LarkmoorConnectors/ClaudeCode/ClaudeCodeInventory.h"
 #include "LarkmoorConnectors/ConnectorHome.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::ConnectorHome;
 using ::testing::ElementsAre;
 
 TEST(ClaudeCodeInventoryTest, AProjectsPathIsFoundAgainOnTheDisk) {
@@ -74,4 +68,4 @@ TEST(ClaudeCodeInventoryTest, MemoryFilesInPlainOrder) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,18 +1,9 @@
 // Claude Code's verbs over real homes: what is found and said, what the files hold afterwards, the receipt, the copies.
-#include <gtest/gtest.h>
-
-#include <fmt/format.h>
-
 #include "LarkmoorConnectors/ConnectorHome.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::ConnectorHome;
-using testing::receiptFile;
-using testing::serverFile;
-using testing::settingsFile;
-using testing::unfolded;
 using Files = std::map<std::string, std::string>;
 
 #define RUN "{hook} --harness claude-code --slot "
@@ -62,8 +53,8 @@ using Files = std::map<std::string, std::string>;
 #define NOT_AN(name, kind) "the " name " value in this file is not an " kind ", so no entry can be put in it"
 
 // What a fresh install writes.
-const std::string ourSettings = testing::testData("connectors/claude-settings.json");
-const std::string ourServers = testing::testData("connectors/claude.json");
+const std::string ourSettings = testData("connectors/claude-settings.json");
+const std::string ourServers = testData("connectors/claude.json");
 
 /// As it stands on the disk, with these names of what was made.
 std::string receipt(std::string_view created, std::string_view more = "", std::string_view slots = "[]") {
@@ -165,7 +156,7 @@ TEST(ClaudeCodeVerbs, AFreshHomeIsConnectedAndComesBack) {
     const ConnectorHome home;
     const Files connected{{settingsFile, ourSettings},
                           {serverFile, ourServers},
-                          {receiptFile, testing::testData("connectors/claude-receipt.json")}};
+                          {receiptFile, testData("connectors/claude-receipt.json")}};
     const Files copies{{settingsFile + std::string{COPY}, ourSettings}, {serverFile + std::string{COPY}, ourServers}};
     const std::string_view unchanged = "unchanged" SETTINGS UNCHANGED SERVERS UNCHANGED;
     struct Step {
@@ -285,4 +276,4 @@ TEST(ClaudeCodeVerbs, OnlyOurOwnStaleWiringIsToBeRepaired) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,10 +1,5 @@
 // What Codex knows on this machine, read from a real store of sessions.
-#include <gtest/gtest.h>
-
-#include <fmt/format.h>
 #include <sys/stat.h>
-
-#include <filesystem>
 
 #include "LarkmoorConnectors/ConnectorHome.h"
 

@@ -1,19 +1,14 @@
 // What is Codex's own: the hash under which it trusts a hook, the records of such hashes, and that no hook of the
 // user's is ever moved from its place. Over real homes; in texts "{hash}" stands for the hash of this build's hook.
-#include <gtest/gtest.h>
-
-#include <fmt/format.h>
-
 #include <random>
 
 #include "LarkmoorConnectors/Codex/CodexTrust.h"
 #include "LarkmoorConnectors/ConnectorHome.h"
 #include "Support/RunTool.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::unfolded;
 using Result = ConnectorOutcome::Result;
 
 constexpr const char* hooksFile = ".codex/hooks.json";
@@ -48,7 +43,7 @@ constexpr const char* receiptFile = "Library/Application Support/Larkmoor/Connec
     "trusted hashes here are recorded by position, and 1 hook entries in ~/.codex/hooks.json " \
     "moved position, so nothing was written"
 
-class CodexHome : public testing::ConnectorHome {
+class CodexHome : public ConnectorHome {
   public:
     CodexConnector connector = codex();
     CodexHook hook{connector.paths};
@@ -97,10 +92,9 @@ if matcher != "-": document["matcher"] = matcher
 text = json.dumps(document, sort_keys=True, separators=(",", ":"), ensure_ascii=False)
 print("sha256:" + hashlib.sha256(text.encode()).hexdigest(), end=""))";
     for (const CodexHookIdentity& row : table) {
-        const auto run =
-            testing::runTool({"/usr/bin/python3", "-c", script, row.command, row.statusMessage.value_or("-"),
-                              std::to_string(row.timeout), row.matcher.value_or("-"), row.isAsync ? "1" : "0",
-                              row.additionalContextLimit ? std::to_string(*row.additionalContextLimit) : "-"});
+        const auto run = runTool({"/usr/bin/python3", "-c", script, row.command, row.statusMessage.value_or("-"),
+                                  std::to_string(row.timeout), row.matcher.value_or("-"), row.isAsync ? "1" : "0",
+                                  row.additionalContextLimit ? std::to_string(*row.additionalContextLimit) : "-"});
         EXPECT_EQ(row.trustedHash(), run.out) << row.canonicalJSON() << run.err;
     }
 }
@@ -120,9 +114,9 @@ TEST(CodexVerbs, AFreshHomeIsConnectedAndComesBack) {
     EXPECT_TRUE(std::filesystem::is_empty(home.path()));
     home.makeFolder(".codex");
     EXPECT_EQ(home.told("install"), "changed" HOOKS WRITTEN CONFIG WRITTEN);
-    EXPECT_EQ(home.get(hooksFile), testing::testData("connectors/codex-hooks.json"));
-    EXPECT_EQ(home.get(configFile), testing::testData("connectors/codex-config.toml"));
-    EXPECT_EQ(home.get(receiptFile), testing::testData("connectors/codex-receipt.json"));
+    EXPECT_EQ(home.get(hooksFile), testData("connectors/codex-hooks.json"));
+    EXPECT_EQ(home.get(configFile), testData("connectors/codex-config.toml"));
+    EXPECT_EQ(home.get(receiptFile), testData("connectors/codex-receipt.json"));
     EXPECT_EQ(home.told("scan"), "connected" HOOKS "the Larkmoor hook entry here runs {hook} --harness codex" CONFIG
                                  "the Larkmoor MCP server entry here runs {mcp}" CONFIG
                                  "the trusted hash recorded here matches the Larkmoor hook entry");
@@ -281,4 +275,4 @@ TEST(CodexPositions, AnEditThatWouldMoveAHookOfTheUsersIsRefusedNeverDone) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,19 +1,14 @@
 // The copies beside a file, and where the file itself lies.
 #include "LarkmoorConnectors/ConfigFile/AtomicWrite.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::ConfigFolder;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::moment;
 
 using Files = std::map<std::string, std::string>;
 
@@ -94,4 +89,4 @@ TEST(ConfigPath, FollowsLinksAsFarAsTheyLead) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

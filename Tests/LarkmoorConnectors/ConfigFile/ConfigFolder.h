@@ -1,18 +1,12 @@
 // A folder of configuration files on a real disk, seen as names, texts and permission bits.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <map>
-#include <optional>
 #include <ostream>
 #include <stdexcept>
-#include <string>
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"

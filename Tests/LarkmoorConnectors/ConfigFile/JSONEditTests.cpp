@@ -1,17 +1,13 @@
 // The layout that an edit writes, in whole files before and after it, and the words of its errors. That the other bytes
 // stay as they are is asked of generated documents.
-#include <gtest/gtest.h>
-
 #include <ranges>
 
 #include "LarkmoorConnectors/ConfigFile/JSONLiteral.h"
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::shown;
-using testing::unfolded;
 using namespace std::string_literals;
 
 JSONDocument strict(std::string_view text) { return JSONDocument::read(asBytes(text), JSONDialect::strict).value(); }
@@ -197,4 +193,4 @@ TEST(JSONEdit, RefusesInWords) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,15 +1,11 @@
 // What JSONGuarantees.h asks, of generated documents in every layout; the fuzz targets ask it of any bytes.
-#include <gtest/gtest.h>
-
 #include <boost/json.hpp>
 #include <random>
 
 #include "LarkmoorConnectors/ConfigFile/JSONGuarantees.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::Broken;
 
 /// Repeatable by its seed.
 class Generator {
@@ -70,10 +66,10 @@ TEST(JSONGenerated, ScansAndEditsKeepTheirGuarantees) {
         Generator generator{seed, seed % 2 == 0};
         const std::string text = generator.document();
         SCOPED_TRACE("seed " + std::to_string(seed) + ": " + text);
-        const auto document = JSONDocument::read(asBytes(text), testing::dialectOf(seed % 2 == 0));
+        const auto document = JSONDocument::read(asBytes(text), dialectOf(seed % 2 == 0));
         ASSERT_TRUE(document) << document.error().description();
-        ASSERT_EQ(testing::Tiling{*document}.broken(), std::nullopt);
-        const testing::EditGuarantees guarantees{*document};
+        ASSERT_EQ(Tiling{*document}.broken(), std::nullopt);
+        const EditGuarantees guarantees{*document};
         ASSERT_EQ(guarantees.ofEveryPlace(seed % 3 == 0 ? "q\"\\" : "a new name", literal, text.size()), std::nullopt);
         const std::size_t oneIn = 1 + generator.pick(4);
         ASSERT_EQ(guarantees.ofRemovingAll([&] { return generator.pick(oneIn) == 0; }), std::nullopt);
@@ -100,4 +96,4 @@ TEST(JSONGenerated, AnotherParserAgreesOnWhatIsJSON) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

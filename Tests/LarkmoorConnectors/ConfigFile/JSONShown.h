@@ -1,8 +1,6 @@
 // What an edit gave, and documents short enough for a table's row.
 #pragma once
 
-#include <string>
-
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
 #include "Support/Text.h"
 

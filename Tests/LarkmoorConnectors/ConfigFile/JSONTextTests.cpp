@@ -1,10 +1,5 @@
 // Where a JSON scan finds comments, and in which words and where it refuses. That each node has its own bytes is asked
 // of generated documents.
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 
 namespace larkmoor {

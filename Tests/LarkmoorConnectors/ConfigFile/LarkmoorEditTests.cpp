@@ -1,17 +1,11 @@
 // The real tool, and with it what each edit makes of a whole TOML file.
-#include <gtest/gtest.h>
-
 #include <sstream>
 
 #include "LarkmoorConnectors/ConfigFile/JSONShown.h"
 #include "Support/RunTool.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::runTool;
-using testing::ToolRun;
-using testing::unfolded;
 
 ToolRun edit(std::vector<std::string> words, std::string_view input = {}) {
     words.insert(words.begin(), LARKMOOR_EDIT);
@@ -87,4 +81,4 @@ TEST(LarkmoorEdit, RefusesInWords) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

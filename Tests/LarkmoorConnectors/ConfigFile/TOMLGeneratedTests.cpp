@@ -1,6 +1,4 @@
 // What TOMLGuarantees.h asks, of documents put together from lines at random; the fuzz targets ask it of any bytes.
-#include <gtest/gtest.h>
-
 #include <random>
 
 #include "LarkmoorConnectors/ConfigFile/TOMLGuarantees.h"

@@ -2,9 +2,6 @@
 // documents.
 #include "LarkmoorConnectors/ConfigFile/TOMLText.h"
 
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
 namespace larkmoor {
 namespace {
 

@@ -1,19 +1,12 @@
 // A commit of two files that is killed with signal 9 at each of its system calls.
-#include <gtest/gtest.h>
-
-#include <fmt/format.h>
-
 #include <set>
 
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
 #include "Support/KilledAtCall.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::ConfigFolder;
-using testing::moment;
 
 constexpr std::string_view oldFirst = "the first as it was", newFirst = "the first as it is to be";
 constexpr std::string_view oldSecond = "the second as it was", newSecond = "the second as it is to be";
@@ -63,7 +56,7 @@ TEST(TransactionKill, LeavesEveryFileOldOrNewAtEverySystemCall) {
         }
         const FileChange changes[] = {folder.change("first", newFirst), folder.change("second", newSecond)};
 
-        killed = testing::isKilledAtCall(
+        killed = isKilledAtCall(
             number, [&] { return Transaction::commit(changes, moment).is<TransactionResult::Committed>(); });
         expectWhole(folder);
         ASSERT_FALSE(HasFailure()) << "killed at call " << number;
@@ -78,4 +71,4 @@ TEST(TransactionKill, LeavesEveryFileOldOrNewAtEverySystemCall) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -2,19 +2,14 @@
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
-#include <gtest/gtest.h>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 #include "Support/SmallDisk.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::ConfigFolder;
-using testing::moment;
 
 using Committed = TransactionResult::Committed;
 using Files = std::map<std::string, std::string>;
@@ -246,7 +241,7 @@ class FullDisk : public TransactionFaults {
     }
 
     const std::string full = "No space left on device";
-    testing::SmallDisk disk;
+    SmallDisk disk;
     std::unique_ptr<ConfigFolder> small;
 };
 
@@ -271,4 +266,4 @@ TEST_F(FullDisk, NoRoomToRestoreKeepsTheCopies) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,8 +1,5 @@
 // What is Cursor's alone: the version of its hooks file, fields that a person added to our entries, the application's
 // upgrade, Claude Code's hooks that fire in Cursor too, and its workspaces.
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
 #include "LarkmoorConnectors/ConnectorHome.h"
 
 namespace larkmoor {

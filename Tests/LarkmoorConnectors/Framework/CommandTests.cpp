@@ -1,8 +1,4 @@
 // Whose a command is by its text alone, and the bundle that a program lies in.
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include "LarkmoorConnectors/Framework/HookCommand.h"
 #include "LarkmoorConnectors/Framework/InstalledBundle.h"
 #include "Support/TemporaryFolder.h"

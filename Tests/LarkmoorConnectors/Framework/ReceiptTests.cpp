@@ -1,16 +1,11 @@
 // The record of what we made: its bytes on people's disks, and what is believed of it.
-#include <gtest/gtest.h>
-
 #include "LarkmoorConnectors/ConfigFile/ConfigFolder.h"
 #include "LarkmoorConnectors/Framework/ConnectorReceipt.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::ConfigFolder;
-using testing::text;
-
-const std::string frozen = testing::testData("connectors/receipt.json");
+const std::string frozen = testData("connectors/receipt.json");
 
 TEST(ConnectorReceiptTest, TheFileIsFrozenWithEveryName) {
     const auto receipt = ConnectorReceipt::decoded(asBytes(frozen));
@@ -58,4 +53,4 @@ TEST(ReceiptStoreTest, PrivateFromTheFirst) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

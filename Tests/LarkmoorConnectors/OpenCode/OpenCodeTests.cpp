@@ -1,7 +1,5 @@
 // What is OpenCode's alone: whose an entry is, its comments and its switch, the folder and the file of the plugin, the
 // store of sessions, and the plugin itself, run under Node.
-#include <fmt/format.h>
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 

@@ -94,45 +94,6 @@ TEST_F(XPCClientTest, TheFaultTable) {
     }
 }
 
-// Whatever went before, the fault is that of the last answer alone.
-TEST_F(XPCClientTest, EveryFaultFollowsEveryOther) {
-    struct Outcome {
-        std::string_view name;
-        std::vector<Fate> fates;
-        bool isRegistered;
-        std::string_view words;
-        std::optional<DoorFault> fault;
-    };
-    const Outcome outcomes[] = {
-        {"healthy", {good}, false, "healthy", std::nullopt},
-        {"bad reply", {noJSON, noJSON}, false, "bad reply", std::nullopt},
-        {"absent", {nobody, nobody, nobody}, false, absentWords, DoorFault::absent},
-        {"refused", {fails, fails, fails}, true, refusedWords, DoorFault::refused},
-        {"silent", {fails, silent, silent}, true, silentWords, DoorFault::silent},
-        {"skew", {ofTwo, ofTwo}, true, skewWords, DoorFault::skew},
-    };
-    for (const Outcome& before : outcomes) {
-        for (const Outcome& after : outcomes) {
-            SCOPED_TRACE(fmt::format("{} after {}", after.name, before.name));
-            dial(budget);
-            bool isDead = false;
-            for (const Outcome* outcome : {&before, &after}) {
-                // On a connection that is dead already the first attempt fails by itself.
-                const bool failsItself = isDead && outcome->fates.front() == fails;
-                expectMessages({outcome->fates.begin() + (failsItself ? 1 : 0), outcome->fates.end()});
-                isDead = outcome->fault == DoorFault::refused;
-                registered = outcome->isRegistered;
-                EXPECT_EQ(words(ask().response), outcome->words);
-                EXPECT_EQ(client->lastDoorFault(), outcome->fault);
-            }
-            expectMessages({});
-            EXPECT_EQ(words(ask(GatewayRequest::Read{ReadRequest::GetDay{"\xff"}}).response), "encode failed");
-            EXPECT_EQ(client->lastDoorFault(), after.fault) << "a request that was never sent says nothing";
-        }
-    }
-    EXPECT_EQ(mismatches, 11) << "once for each client that met another contract";
-}
-
 TEST_F(XPCClientTest, AKnockWaitsForItsPauseAndTheRequestForTheKnock) {
     constexpr std::chrono::milliseconds pause{60};
     dial(std::chrono::seconds{10}, pause);
@@ -188,24 +149,20 @@ TEST_F(XPCClientTest, NoBudgetIsStillAChance) {
 }
 
 TEST_F(XPCClientTest, DeadlineAndReplyAreOneOutcome) {
-    struct Case {
-        std::string_view name;
-        bool isInTime;
-    };
-    for (const Case& row : {Case{"a reply after the deadline", false}, Case{"both in one turn", true}}) {
-        SCOPED_TRACE(row.name);
+    for (const bool isInTime : {false, true}) {
+        SCOPED_TRACE(isInTime ? "both in one turn" : "a reply after the deadline");
         dial(budget);
         expectMessages({fails, silent});
         const std::size_t sent = door.sent().size();
         const auto asked = start();
         ASSERT_TRUE(
-            runUntil(loop, [&] { return row.isInTime ? door.sent().size() == sent + 2 : asked->answer.has_value(); }));
+            runUntil(loop, [&] { return isInTime ? door.sent().size() == sent + 2 : asked->answer.has_value(); }));
         door.answer(sent + 1, *incoming(good));
-        if (row.isInTime) std::this_thread::sleep_for(2 * budget);
+        if (isInTime) std::this_thread::sleep_for(2 * budget);
         runReady(loop);
         ASSERT_EQ(asked->outcomes, 1);
         const std::string said = words(asked->answer->response);
-        EXPECT_TRUE(said == silentWords || (row.isInTime && said == "healthy")) << said;
+        EXPECT_TRUE(said == silentWords || (isInTime && said == "healthy")) << said;
         EXPECT_EQ(client->lastDoorFault().has_value(), said == silentWords);
         const std::size_t dialled = door.dialled();
         EXPECT_EQ(words(ask().response), "healthy");
@@ -215,22 +172,18 @@ TEST_F(XPCClientTest, DeadlineAndReplyAreOneOutcome) {
 }
 
 TEST_F(XPCClientTest, CallersOnOneDeadConnectionReplaceItOnce) {
-    struct Case {
-        std::string_view name;
-        bool diesWhileTheyWait;
-    };
-    for (const Case& row : {Case{"it dies while they wait", true}, Case{"it died while nobody asked", false}}) {
-        SCOPED_TRACE(row.name);
+    for (const bool diesWhileTheyWait : {true, false}) {
+        SCOPED_TRACE(diesWhileTheyWait ? "it dies while they wait" : "it died while nobody asked");
         expectMessages({});
         static_cast<void>(ask());
         const std::size_t dialled = door.dialled();
         const int knocks = client->knockCount();
-        if (!row.diesWhileTheyWait) door.fail(dialled - 1);
+        if (!diesWhileTheyWait) door.fail(dialled - 1);
         runReady(loop);
-        if (row.diesWhileTheyWait) expectMessages({silent, silent, silent});
+        if (diesWhileTheyWait) expectMessages({silent, silent, silent});
         const auto asked = {start(), start(), start()};
         runReady(loop);
-        if (row.diesWhileTheyWait) door.fail(dialled - 1);
+        if (diesWhileTheyWait) door.fail(dialled - 1);
         for (const auto& one : asked) {
             ASSERT_TRUE(runUntil(loop, [&] { return one->answer.has_value(); }));
             EXPECT_EQ(words(one->answer->response), "healthy");
@@ -250,7 +203,8 @@ TEST_F(XPCClientTest, SkewIsAnnouncedOnceAndClearsByItself) {
     EXPECT_EQ(mismatches, 1);
     EXPECT_EQ(words(ask().response), skewWords);
     EXPECT_EQ(words(ask().response), skewWords);
-    EXPECT_EQ(client->lastDoorFault(), DoorFault::skew);
+    EXPECT_EQ(words(ask(GatewayRequest::Read{ReadRequest::GetDay{"\xff"}}).response), "encode failed");
+    EXPECT_EQ(client->lastDoorFault(), DoorFault::skew) << "a request that was never sent says nothing";
     EXPECT_EQ(words(ask().response), "healthy");
     EXPECT_EQ(client->lastDoorFault(), std::nullopt);
     EXPECT_EQ(words(ask().response), skewWords);

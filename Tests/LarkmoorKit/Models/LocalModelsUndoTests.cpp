@@ -1,10 +1,8 @@
 // What a cancel takes away: the plan for each receipt.
 #include "LarkmoorKit/Models/LocalModelsUndo.h"
 
-#include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "Support/TemporaryFolder.h"

@@ -2,7 +2,6 @@
 #include "LarkmoorBase/SHA256.h"
 #include "LarkmoorKit/Supervision/DaemonAgent.h"
 
-#include <filesystem>
 #include <fstream>
 
 #include "Support/FakeDefaults.h"

@@ -2,11 +2,8 @@
 #include "LarkmoorLocalModels/Migration/ModelLayoutMigration.h"
 #include "LarkmoorLocalModels/Migration/ModelMigration.h"
 
-#include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <fstream>
 
 #include "LarkmoorBase/Files.h"

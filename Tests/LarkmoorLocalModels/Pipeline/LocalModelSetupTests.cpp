@@ -1,7 +1,6 @@
 // The models' setup from every state of the machine, on workers that play it.
 #include "LarkmoorLocalModels/Pipeline/LocalModelSetup.h"
 
-#include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <boost/asio/post.hpp>

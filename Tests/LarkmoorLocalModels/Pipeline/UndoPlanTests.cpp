@@ -1,12 +1,7 @@
 // What a cancel takes away after killed passes: from receipts and claims, and from what is on the disk by now.
 #include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
 
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <filesystem>
 #include <fstream>
-#include <utility>
 
 #include "LarkmoorLocalModels/Pull/ModelPull.h"
 #include "LarkmoorLocalModels/Runtime/RuntimeProof.h"

@@ -1,9 +1,6 @@
 // The step with a helper that is a list of lines; Tests/Integration has one that is a program.
 #include "LarkmoorLocalModels/Prefetch/RunPrefetch.h"
 
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
 #include "Support/RunUntil.h"
 
 namespace larkmoor {

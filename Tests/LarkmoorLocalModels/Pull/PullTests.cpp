@@ -1,6 +1,4 @@
 // What the lines of a download mean, and where a model comes from when the registry fails.
-#include <gtest/gtest.h>
-
 #include "LarkmoorLocalModels/Pull/ModelPull.h"
 #include "LarkmoorLocalModels/Pull/PullLines.h"
 #include "LarkmoorPlatform/HTTPClient.h"

@@ -1,10 +1,8 @@
 // The model host's launch agent: what its property list says, and the calls and files of each verb.
 #include "LarkmoorLocalModels/Runtime/HostAgent.h"
 
-#include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "LarkmoorLocalModels/Runtime/HostPlist.h"

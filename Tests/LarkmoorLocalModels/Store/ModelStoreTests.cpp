@@ -1,9 +1,6 @@
 // Models in stores on a real disk, moved and deleted.
 #include "LarkmoorLocalModels/Store/ModelStore.h"
 
-#include <gtest/gtest.h>
-
-#include <fmt/format.h>
 #include <sys/stat.h>
 
 #include <set>
@@ -14,11 +11,10 @@
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::TemporaryFolder;
 
 constexpr std::string_view gone = "gone", stays = "someone/stays:1";
 const std::string own(40'000, 'o'), shared(30'000, 's');
@@ -75,13 +71,13 @@ TEST(ModelStore, NamesManifestsOnlyBelowTheStore) {
 }
 
 TEST(ModelStore, IsWholeInOneStoreWhereverItIsKilled) {
-    const testing::SmallDisk disk;
-    if (!disk.path()) GTEST_SKIP() << testing::SmallDisk::absence;
+    const SmallDisk disk;
+    if (!disk.path()) GTEST_SKIP() << SmallDisk::absence;
     std::set<std::pair<bool, bool>> seen;
     int number = 1;
     for (bool killed = true; killed; ++number) {
         const Stores stores{disk.path()};
-        killed = testing::isKilledAtCall(number, [&] { return stores.move(); });
+        killed = isKilledAtCall(number, [&] { return stores.move(); });
         seen.emplace(isUsable(stores.store, gone), isUsable(stores.target, gone));
         ASSERT_TRUE(!seen.contains({false, false}) && isUsable(stores.store, stays)) << "killed at call " << number;
         ASSERT_TRUE(stores.move() || !fs::exists(manifest(stores.store, gone))) << "not again after " << number;
@@ -175,8 +171,8 @@ TEST(ModelStore, ReachesNothingThroughADigest) {
 }
 
 TEST(ModelStore, LeavesTheSourceWhereTheDiskFills) {
-    const testing::SmallDisk disk;
-    if (!disk.path()) GTEST_SKIP() << testing::SmallDisk::absence;
+    const SmallDisk disk;
+    if (!disk.path()) GTEST_SKIP() << SmallDisk::absence;
     const Stores stores{disk.path()};
     writeModel(stores.store, gone, {own, std::string(300'000, 'x')});
     EXPECT_FALSE(stores.move());
@@ -193,4 +189,4 @@ TEST(ModelStore, MakesNoFolderBesideTheOldOne) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,11 +1,9 @@
 // The files around a store, and the ledger of postponed builds, on a real disk.
 #include "LarkmoorMenuApp/Update/StoreRecovery.h"
 
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "LarkmoorBase/Files.h"

@@ -1,6 +1,5 @@
 // Another version in the place of a bundle that runs: real files, a driven clock.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorMenuApp/FakePlatform.h"

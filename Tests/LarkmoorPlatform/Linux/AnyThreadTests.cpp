@@ -1,5 +1,4 @@
 // Functions that may be called from any thread, called from several at once.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <thread>

@@ -1,12 +1,10 @@
 // A timer of the real-time clock when that clock is set. No test may set the machine's: this program's own
 // clock_gettime, timerfd_settime and read are the system's, with a clock that can be set.
-#include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <utility>
 
 #include "LarkmoorPlatform/Linux/System/TimerDescriptorSource.h"
 #include "Support/RunUntil.h"

@@ -1,6 +1,5 @@
 // The HTTP client against a socket that answers whatever the test says, to the byte.
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
 

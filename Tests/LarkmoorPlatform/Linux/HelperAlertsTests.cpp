@@ -1,6 +1,5 @@
 // The alert from the port to its helper and back.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 
 #include <boost/asio/co_spawn.hpp>

@@ -1,6 +1,5 @@
 #include "LarkmoorPlatform/Linux/Fetch/HelperFetch.h"
 
-#include <gmock/gmock.h>
 #include <sys/mman.h>
 
 #include "LarkmoorBase/Timers.h"

@@ -1,11 +1,9 @@
 // The platform's log where there is a journal and where there is none.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 

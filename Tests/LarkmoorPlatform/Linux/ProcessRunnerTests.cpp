@@ -1,6 +1,5 @@
 // Real programs, well-behaved and not.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
 

@@ -1,5 +1,4 @@
 // Applications found among real processes, and their ends.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <csignal>

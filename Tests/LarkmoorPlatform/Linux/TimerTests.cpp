@@ -1,6 +1,4 @@
 // The two timers against the real clocks.
-#include <gtest/gtest.h>
-
 #include <thread>
 
 #include "LarkmoorBase/Timers.h"

@@ -1,6 +1,4 @@
 // User defaults in their file: what is read, what is written, and what must not be lost.
-#include <gtest/gtest.h>
-
 #include "LarkmoorPlatform/Linux/System/PropertyListDefaults.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Text.h"

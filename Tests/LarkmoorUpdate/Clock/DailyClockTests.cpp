@@ -1,7 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <string_view>
-
 #include "LarkmoorUpdate/Clock/DailyClock.h"
 #include "LarkmoorUpdate/Clock/TestLane.h"
 #include "Support/FakeDefaults.h"

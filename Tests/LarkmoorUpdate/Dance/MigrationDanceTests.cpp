@@ -1,11 +1,6 @@
 // Every way out of the dance, with the effects recorded.
 #include "LarkmoorUpdate/Dance/MigrationDance.h"
 
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <map>
-
 #include "Support/RunUntil.h"
 
 namespace larkmoor {

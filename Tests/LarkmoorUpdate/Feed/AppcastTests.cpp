@@ -1,11 +1,5 @@
 #include "LarkmoorUpdate/Feed/Appcast.h"
 
-#include <fmt/format.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <string_view>
-
 #include "LarkmoorUpdate/Feed/WebAddress.h"
 
 namespace larkmoor {

@@ -1,7 +1,5 @@
 #include "LarkmoorUpdate/Feed/ReleaseNotes.h"
 
-#include <gtest/gtest.h>
-
 #include "LarkmoorBase/UTF8.h"
 
 namespace larkmoor {

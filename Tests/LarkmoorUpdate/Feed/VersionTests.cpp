@@ -1,11 +1,6 @@
 #include "LarkmoorUpdate/Feed/Version.h"
 
-#include <gtest/gtest.h>
-
 #include <random>
-#include <string>
-#include <string_view>
-#include <vector>
 
 namespace larkmoor {
 

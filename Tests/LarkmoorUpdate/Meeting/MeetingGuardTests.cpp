@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "LarkmoorUpdate/Clock/UpdateCadence.h"
 #include "LarkmoorUpdate/Meeting/MeetingGuard.h"
 

@@ -1,6 +1,4 @@
 // What the latch, the apply logs and the sizes of backups say.
-#include <chrono>
-
 #include "LarkmoorUpdate/Recovery/StandingLatch.h"
 #include "LarkmoorUpdate/Recovery/VouchedBackup.h"
 

@@ -1,8 +1,6 @@
 // Synchronisation with the traffic on a bus.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "Support/RunUntil.h"
 

@@ -3,13 +3,8 @@
 
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
-#include <filesystem>
-#include <memory>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "LarkmoorMenuApp/Update/Appcast/AppcastUpdater.h"
 #include "LarkmoorPlatform/Linux/Fetch/HelperFetch.h"

@@ -1,15 +1,11 @@
-// A login session of a test's own: a `systemd --user` with the bus that it starts, in a home of the test's.
+// A login session in a home of a test's own: a `systemd --user` with the bus that it starts.
 #pragma once
 
 #include <sys/stat.h>
 
 #include <csignal>
-#include <map>
-#include <optional>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "Support/ChildProcess.h"
 #include "Support/TemporaryFolder.h"
@@ -24,9 +20,9 @@ class UserSession {
         return prepared != nullptr && *prepared != '\0';
     }
 
-    /// Throws if the manager does not come up.
-    UserSession() {
-        std::filesystem::create_directories(home_.path() / "data/systemd/user");
+    /// The home outlives it, and its folder "run" is made. Throws if the manager does not come up.
+    explicit UserSession(const TemporaryFolder& home) : home_(home) {
+        std::filesystem::create_directories(home_ / "data/systemd/user");
         std::filesystem::create_directory(home_ / "run");
         std::filesystem::permissions(home_ / "run", std::filesystem::perms::owner_all);
         std::vector<std::string> command{
@@ -63,7 +59,7 @@ class UserSession {
     }
 
   private:
-    TemporaryFolder home_;
+    const TemporaryFolder& home_;
     std::optional<ChildProcess> manager_;
 };
 

@@ -1,8 +1,6 @@
 // Launch agent property lists as systemd units, and what is refused.
 #include "LarkmoorPlatform/Linux/Services/AgentUnit.h"
 
-#include <fmt/format.h>
-
 #include "LarkmoorPlatform/Linux/Services/SystemdAgents.h"
 
 namespace larkmoor {

@@ -7,10 +7,8 @@
 #include "Support/RunUntil.h"
 #include "Support/TemporaryFolder.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
-
-using testing::runTask;
 
 TEST(AutostartEntry, HasTheStatusThatTheUserChose) {
     using enum LoginItemStatus;
@@ -38,7 +36,7 @@ TEST(AutostartEntry, HasTheStatusThatTheUserChose) {
 
 TEST(AutostartItem, IsWrittenAndNeverOverTheUsersWish) {
     MainLoop loop;
-    const testing::TemporaryFolder home;
+    const TemporaryFolder home;
     const UserFolders folders{.config = home / "config", .data = home / "data"};
     AutostartItem item{folders, {.identifier = "a.b", .name = "A", .icon = "a", .executable = "/x/a"}};
     AutostartItem moved{folders, {.identifier = "a.b", .name = "A", .icon = "a", .executable = "/y/a"}};
@@ -60,4 +58,4 @@ TEST(AutostartItem, IsWrittenAndNeverOverTheUsersWish) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,90 +1,62 @@
 // Agents under a real user manager.
-#include <fmt/format.h>
-#include <sys/stat.h>
-
 #include <csignal>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorPlatform/Linux/Services/SystemdAgents.h"
-#include "Support/ChildProcess.h"
+#include "Support/Linux/UserSession.h"
 #include "Support/PrivateBus.h"
 #include "Support/RunUntil.h"
-#include "Support/TemporaryFolder.h"
 
-namespace larkmoor {
+namespace larkmoor::testing {
 namespace {
 
-using testing::runTask;
 using Words = std::vector<std::string>;
 
 constexpr const char* target = "gui/999/a.b";
 constexpr const char* unit = "a.b.service";
 
-/// Login sessions of the test's own: a home, in each a `systemd --user`, and the bus that it starts.
+/// Login sessions in one home, with what speaks to their manager.
 class UserManagerTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        // Scripts/lib/as-tester makes them.
-        const char* prepared = std::getenv("LARKMOOR_CGROUPS");
-        if (prepared == nullptr || *prepared == '\0') GTEST_SKIP() << "no control groups of the tester's own";
-        std::istringstream parents{prepared};
-        for (std::string parent; parents >> parent;) {
-            groups.push_back(parent + "/" + home.path().filename().string());
-            ::mkdir(groups.back().c_str(), 0755);
-        }
+        if (!UserSession::isPossible()) GTEST_SKIP() << "no control groups of the tester's own";
         login();
     }
     void TearDown() override { logout(); }
 
-    /// The manager ends its services before itself.
     void logout() {
         if (!session) return;
-        ::kill(session->pid(), SIGTERM);
-        session->wait();
         session.reset();
         // The system takes away what lies there, which its owner has not the right to.
         std::filesystem::rename(home / "run", (home / "run.") + std::to_string(++logouts));
     }
     /// Begins a manager that knows nothing but what lies in the home.
     void login() {
-        std::filesystem::create_directory(home / "run");
-        std::filesystem::permissions(home / "run", std::filesystem::perms::owner_all);
-        Words command{
-            "/bin/sh", "-c",
-            "for group in \"$@\"; do echo $$ >\"$group/cgroup.procs\"; done; exec /lib/systemd/systemd --user", "sh"};
-        command.insert(command.end(), groups.begin(), groups.end());
-        session.emplace(command, environment());
+        session.emplace(home);
         connect();
         ASSERT_TRUE(waitFor([&] {
             // A connection that was made before anybody listened is lost for good.
             if (bus->isLost()) connect();
-            return print() >= 0 && systemctl("is-active default.target");
+            return print() >= 0;
         })) << "no manager";
     }
     void connect() {
-        bus.emplace(loop, address());
+        bus.emplace(loop, session->address());
         manager.emplace(loop, *bus);
         units.emplace(*manager, folders);
         agents.emplace(*manager, *units);
     }
 
-    std::string address() const { return "unix:path=" + (home / "run/bus"); }
-    std::map<std::string, std::string> environment() const {
-        return {{"HOME", home.path().string()},      {"XDG_RUNTIME_DIR", home / "run"},
-                {"XDG_CONFIG_HOME", folders.config}, {"XDG_DATA_HOME", folders.data},
-                {"SYSTEMD_LOG_LEVEL", "err"},        {"DBUS_SESSION_BUS_ADDRESS", address()}};
-    }
     /// A command of the person's; whether it succeeds.
-    bool systemctl(std::string_view words) const { return shell(fmt::format("systemctl --user --quiet {}", words)); }
-    bool shell(std::string script) const {
-        return testing::ChildProcess{{"/bin/sh", "-c", std::move(script)}, environment()}.wait() == 0;
+    bool systemctl(std::string_view words) const {
+        return session->shell(fmt::format("systemctl --user --quiet {}", words));
     }
     /// Down, and nobody is about to start it again.
     bool isAtRest() const {
-        return shell(fmt::format("[ $(systemctl --user show --property=ActiveState --value {}) = inactive ]", unit));
+        return session->shell(
+            fmt::format("[ $(systemctl --user show --property=ActiveState --value {}) = inactive ]", unit));
     }
 
     template <class Condition>
@@ -137,12 +109,11 @@ class UserManagerTest : public ::testing::Test {
     bool unregisters(SystemdAgentItem& item) { return runTask(loop, item.unregisterItem())->has_value(); }
 
     MainLoop loop;
-    testing::TemporaryFolder home;
+    TemporaryFolder home;
     const UserFolders folders{.config = home / "config", .data = home / "data"};
     const std::string told = home / "told";
-    Words groups;
     int logouts = 0;
-    std::optional<testing::ChildProcess> session;
+    std::optional<UserSession> session;
     std::optional<SessionBus> bus;
     std::optional<UserManager> manager;
     std::optional<AgentUnits> units;
@@ -288,8 +259,8 @@ TEST_F(UserManagerTest, AJobThatEndsOtherwiseThanDoneIsAnError) {
 
 TEST(WithoutAManager, NothingIsWrittenAndEverythingIsAnError) {
     MainLoop loop;
-    const testing::PrivateBus privateBus;
-    const testing::TemporaryFolder home;
+    const PrivateBus privateBus;
+    const TemporaryFolder home;
     SessionBus bus{loop, privateBus.address()};
     UserManager manager{loop, bus};
     AgentUnits units{manager, {.config = home / "config", .data = home / "data"}};
@@ -307,4 +278,4 @@ TEST(WithoutAManager, NothingIsWrittenAndEverythingIsAnError) {
 }
 
 }  // namespace
-}  // namespace larkmoor
+}  // namespace larkmoor::testing

@@ -1,8 +1,6 @@
 // The menu on a real bus, as different hosts use it.
 #include "LarkmoorPlatform/Linux/Tray/DbusMenu.h"
 
-#include <gmock/gmock.h>
-
 #include "LarkmoorPlatform/Linux/Tray/TrayFixture.h"
 #include "TrayView.h"
 

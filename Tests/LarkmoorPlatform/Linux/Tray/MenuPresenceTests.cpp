@@ -1,7 +1,4 @@
 // When a menu counts as open, from the events that hosts send.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "LarkmoorPlatform/Linux/Tray/MenuPresence.h"
 
 namespace larkmoor {

@@ -1,7 +1,4 @@
 // The properties of a menu's rows, and the changes that hosts receive.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "LarkmoorPlatform/Linux/Tray/MenuSnapshot.h"
 
 namespace larkmoor {

@@ -1,6 +1,4 @@
 // The text of rows in a host's menu.
-#include <gtest/gtest.h>
-
 #include <limits>
 
 #include "LarkmoorPlatform/Linux/Tray/MenuText.h"

@@ -1,10 +1,6 @@
 // The status item on a real bus, as watchers and hosts use it.
 #include "LarkmoorPlatform/Linux/Tray/StatusNotifierItem.h"
 
-#include <gmock/gmock.h>
-
-#include <filesystem>
-
 #include "LarkmoorPlatform/Linux/Tray/TrayFixture.h"
 #include "LarkmoorPlatform/Linux/Tray/TrayImages.h"
 #include "TrayView.h"
