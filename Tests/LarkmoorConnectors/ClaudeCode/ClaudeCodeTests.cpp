@@ -234,6 +234,7 @@ TEST(ClaudeCodeVerbs, OverWhatStandsThere) {
         {"one that does not read starts again", "install", PROMPT(GROUP(RULES)), OLD_SERVER, "{",
          BOTH_COPIED SETTINGS WRITTEN SERVERS WRITTEN, WHOLE, begun},
         {"neither reads", "install", "{} // mine", "", "kept", unread},
+        {"neither reads, and ours may be in them", "remove", "{} // mine", "", "kept", unread},
     };
     for (const Case& row : table) {
         SCOPED_TRACE(row.name);
