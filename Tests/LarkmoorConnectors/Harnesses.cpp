@@ -88,6 +88,8 @@ Harness cursor() {
          "{'hooks':{'beforeSubmitPrompt':[7,null,[],{},{'command':7},{'command':'/opt/larkmoor-hook --harness "
          "cursor'}],"
          "'preToolUse':[{'command':'mine','matcher':'x'}],'stop':{},'x':'y'},'version':1}"},
+        {"an empty event", "{'hooks':{'preToolUse':[]},'version':1}", asItWas, REMAINS("preToolUse list")},
+        {"an empty object of hooks", "{'hooks':{},'version':1,'a':1}", asItWas, REMAINS("hooks object")},
         {"our own seed", "{|  'version': 1|}|", asItWas,
          "this file now holds no hooks and remains, because Larkmoor did not create it"},
     };

@@ -226,6 +226,9 @@ TEST(ClaudeCodeVerbs, OverWhatStandsThere) {
          REMOVED(SETTINGS REMAINS("hook group") SETTINGS REMAINS("hook group")), STOP(GROUP("") "," GROUP(""))},
         {"a shell that we made", "remove", "{'hooks':{}}", "{}", "{'created':['hooksObject']}",
          REMOVED(SETTINGS "this file is now empty and remains, because Larkmoor did not create it"), "{}"},
+        {"a file that we made, with more in it by now", "remove",
+         "{'a':1,'hooks':{'UserPromptSubmit':[" GROUP(RULES) "]}}", "{}",
+         "{'created':['settingsFile','hooksObject','eventArray','hookGroup']}", REMOVED(""), "{'a':1}"},
         {"nothing of ours", "remove", "{'hooks':{}}", "{'mcpServers':[]}", "{'created':['eventArray']}",
          "unchanged" SETTINGS REMAINS("hooks object") SETTINGS UNCHANGED SERVERS UNCHANGED},
         {"a receipt grows", "install", PROMPT(GROUP(RULES)), ourServers,
@@ -234,6 +237,7 @@ TEST(ClaudeCodeVerbs, OverWhatStandsThere) {
         {"one that does not read starts again", "install", PROMPT(GROUP(RULES)), OLD_SERVER, "{",
          BOTH_COPIED SETTINGS WRITTEN SERVERS WRITTEN, WHOLE, begun},
         {"neither reads", "install", "{} // mine", "", "kept", unread},
+        {"neither reads, and ours may be in them", "remove", "{} // mine", "", "kept", unread},
     };
     for (const Case& row : table) {
         SCOPED_TRACE(row.name);
