@@ -216,7 +216,7 @@ TEST_F(UpdateHostTest, AnOfferIsDrawnWithItsButtons) {
         {item, notDownloaded, {Chosen{0}}, plain, "", install},
         {item, notDownloaded, {Chosen{1}}, plain, "", skip},
         {item, downloaded, {Chosen{2}}, plain, "", dismiss},
-        {item, notDownloaded, {AlertAnswers::NotShown{}}, plain, "", dismiss},
+        {item, notDownloaded, {AlertAnswers::NotShown{}}, plain, "", UserUpdateChoice::unseen},
         {item, installing, {Chosen{0}}, ready, "", install},
         {critical, notDownloaded, {Chosen{1}}, urgent, fewer, dismiss},
         {noted, notDownloaded, {Chosen{1}, Chosen{0}}, withPage, "", install, {"https://a.b/n"}},

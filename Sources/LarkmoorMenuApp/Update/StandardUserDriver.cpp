@@ -100,6 +100,7 @@ void StandardUserDriver::showUpdateFound(const AppcastItem& item, UserUpdateStat
     Alert alert = offer.alert;
     show(std::move(alert), [offer = std::move(offer), page = item.infoURL, notes = item.notesURL,
                             openPage = seams_.openPage, reply = std::move(reply)](const AlertAnswer& answer) {
+        if (std::holds_alternative<AlertAnswers::NotShown>(answer)) return reply(UserUpdateChoice::unseen), false;
         switch (offer.wish(answer)) {
             case Wish::install:
                 return reply(UserUpdateChoice::install), false;

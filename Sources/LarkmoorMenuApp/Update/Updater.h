@@ -14,7 +14,12 @@
 
 namespace larkmoor {
 
-enum class UserUpdateChoice { skip, install, dismiss };
+enum class UserUpdateChoice {
+    skip,
+    install,
+    dismiss,
+    unseen,  ///< none, since the question could not be shown
+};
 enum class UserUpdateStage { notDownloaded, downloaded, installing };
 
 struct UserUpdateState {

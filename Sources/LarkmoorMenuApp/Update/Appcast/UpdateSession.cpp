@@ -198,13 +198,14 @@ Task<void> UpdateSession::findStaged(AppcastItem item) {
     if (!cleared) services_.log("what is left of an update cannot be removed: " + cleared.error());
 }
 
-/// Asks the person. Whoever does not want it now may get it at the next check, unless it was skipped.
+/// Asks the person. Whoever does not want it now, or could not be asked, is asked at the next check, unless it was
+/// skipped.
 Task<bool> UpdateSession::isWanted(AppcastItem item) {
     const UserUpdateState asked = state();
     const Choice choice = co_await ask([item, asked](UserDriver& driver, UserDriver::Reply reply) {
         driver.showUpdateFound(item, asked, std::move(reply));
     });
-    if (!choice) co_return false;
+    if (!choice || choice == UserUpdateChoice::unseen) co_return false;
     report([&](UpdaterDelegate& delegate, const Updater& updater) {
         delegate.userDidMakeChoice(updater, *choice, item, asked);
     });
