@@ -174,6 +174,21 @@ TEST_F(ModelRuntimeTests, TheFetchedRuntimeVerifiesUntilOneByteChanges) {
     EXPECT_EQ(find(), "none");
 }
 
+TEST_F(ModelRuntimeTests, ReplacesNothingOfTheUsersBehindALink) {
+    const std::string disk = folder / "disk";
+    for (const std::string& made : {disk, folder / "naming"}) std::filesystem::create_directories(made);
+    std::filesystem::create_directory_symlink(disk, folder / "naming/runtime");
+    for (const char* theirs : {"/ollama", "/ollama.sha256", "/bin"}) {
+        std::filesystem::create_symlink("/nowhere", disk + theirs);
+        EXPECT_THAT(unpack(pack(good)), HasSubstr("is not ours")) << theirs;
+        EXPECT_TRUE(std::filesystem::remove(disk + theirs));
+    }
+    ASSERT_TRUE(Files::create(disk + "/ollama.sha256", asBytes("theirs\nbin\n"), 0600));
+    EXPECT_THAT(unpack(pack(good)), HasSubstr("is not ours"));
+    std::filesystem::remove(disk + "/ollama.sha256");
+    EXPECT_EQ(unpack(pack(good)) + unpack(pack("add('ollama')", "ollama")), "");
+}
+
 TEST_F(ModelRuntimeTests, AFetchThatFailsSaysWhyAndLeavesNoPartial) {
     RuntimeRelease release = pack("add('lib/a')");
     EXPECT_EQ(fetchAll(release), "the unpacked runtime is missing its binary");

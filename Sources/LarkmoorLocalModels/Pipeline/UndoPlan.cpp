@@ -90,7 +90,7 @@ std::optional<std::vector<std::string>> entriesToRemove(const std::string& folde
     const std::string binary = fmt::format("{}/{}", folder, runtimeName), proof = RuntimeProof::path(binary);
     std::error_code failed;
     if (std::filesystem::is_symlink(folder, failed)) {
-        entries = RuntimeProof::entries(binary);
+        entries = RuntimeProof::entries(binary).value_or(std::vector<std::string>{});
         if (Files::names(folder) == std::vector<std::string>{}) return entries;
     }
     if (!entries.empty()) {

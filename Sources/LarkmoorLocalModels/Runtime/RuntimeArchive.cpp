@@ -65,6 +65,12 @@ std::optional<std::string> digestOf(const fs::path& file) {
     return digest ? std::optional{*digest} : std::nullopt;
 }
 
+/// Links are not followed.
+bool isThere(const fs::path& path) {
+    std::error_code failed;
+    return fs::exists(fs::symlink_status(path, failed));
+}
+
 /// By a link the folder may be one of the user's, of which nothing is replaced, and in which every name of ours is
 /// written down before it is there. None in a folder of our own.
 std::expected<std::vector<std::string>, SetupError> entriesBehindLink(const fs::path& staging,
@@ -72,13 +78,16 @@ std::expected<std::vector<std::string>, SetupError> entriesBehindLink(const fs::
     const fs::path folder = fs::path{binary}.parent_path();
     std::error_code failed;
     if (!fs::is_symlink(folder, failed)) return {};
-    auto entries = RuntimeProof::entries(binary);
-    const bool isOurs = entries.empty() && fs::exists(RuntimeProof::path(binary), failed);
+    const auto notOurs = [](const fs::path& path) { return refusal(fmt::format("{} is not ours", path.string())); };
+    const auto recorded = RuntimeProof::entries(binary);
+    for (const std::string& path : {binary, RuntimeProof::path(binary)}) {
+        if (!recorded && isThere(path)) return notOurs(path);
+    }
+    auto entries = recorded.value_or(std::vector<std::string>{});
     for (const std::string& name : Files::names(staging.string()).value_or(std::vector<std::string>{})) {
         if (std::ranges::find(entries, name) != entries.end()) continue;
-        if (!isOurs && fs::exists(folder / name, failed)) {
-            return refusal(fmt::format("{} is not ours", (folder / name).string()));
-        }
+        const bool isOurs = recorded && (recorded->empty() || folder / name == binary);
+        if (!isOurs && isThere(folder / name)) return notOurs(folder / name);
         entries.push_back(name);
     }
     return entries;
@@ -95,7 +104,7 @@ Done place(const std::string& binary, const RuntimeRelease& release) {
     const auto digest = digestOf(staging / release.executable);
     if (entries->empty()) {
         fs::remove(proof, failed);
-    } else if (auto written = RuntimeProof::write(binary, "unproven", *entries); !written) {
+    } else if (auto written = RuntimeProof::write(binary, RuntimeProof::unproven, *entries); !written) {
         return std::unexpected(SetupError{written.error().description()});
     }
     if (!failed && digest) fs::remove(binary, failed);
