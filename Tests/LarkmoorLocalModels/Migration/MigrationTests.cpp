@@ -284,7 +284,8 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         {"parked",
          [](auto& m) {
              fs::rename(m.instance + "/Models", m.instance + "/Models.m1575-moving");
-             m.write(m.instance + "/Models.m1575-moving/.killed.moved/part");
+             for (const char* left : {"killed.moved/a", "senko.link"})
+                 m.write(m.instance + "/Models.m1575-moving/." + left);
          },
          Outcome::Migrated{all}, "model-layout: a previous run left the old voices folder parked — picking it up"},
         {"the store is not ours", [](auto& m) { m.plist = HostPlist::agentPlist("/b", "/log", {}); },
@@ -342,7 +343,7 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         machine.receipts->senkoDir = machine.instance + "/Models/senko";
         const bool hadHost = machine.plist.has_value();
         EXPECT_TRUE(machine.migrateLayout() == each.outcome && machine.plist.has_value() == hadHost);
-        EXPECT_THAT(machine.files(), ::testing::Not(Contains(HasSubstr(".moved"))));
+        EXPECT_THAT(machine.files(), ::testing::Not(Contains(::testing::ContainsRegex("[.](moved|link)"))));
         EXPECT_TRUE(fs::exists(*machine.receipts->senkoDir) || each.outcome.is<Outcome::NotNeeded>());
         if (each.said != nullptr) EXPECT_THAT(machine.log, Contains(each.said));
         if (const auto* failed = each.outcome.as<Outcome::MoveFailed>())

@@ -93,7 +93,7 @@ Done makeAbsolute(const std::string& link) {
     // It leads in a circle or through a closed folder.
     if (error) plain = (path.parent_path() / target).lexically_normal();
     error.clear();
-    const fs::path replacement = path.parent_path() / fmt::format(".{}.link", path.filename().string());
+    const fs::path replacement = path.parent_path() / fmt::format(".{}{}", path.filename().string(), linkSuffix);
     fs::remove(replacement, error);
     if (!error) fs::create_symlink(plain, replacement, error);
     if (!error) fs::rename(replacement, path, error);
