@@ -152,6 +152,7 @@ Task<void> LocalModelsDuties::startIfNeeded() {
     const auto executor = co_await boost::asio::this_coro::executor;
     decided_ = std::make_shared<OneShotEvent>(executor.context());
     co_await Spawning::toItsEnd([this] { return decideAtLaunch(); });
+    if (!seams_.setup->running()) endWork();
     decided_->set();
 }
 
@@ -162,7 +163,7 @@ Task<bool> LocalModelsDuties::beginWork() {
 
 /// Behind what is still written to the progress file. A cancel keeps the lock for its undo.
 void LocalModelsDuties::endWork() {
-    if (isCancelled_) return;
+    if (isCancelled_ || !work_) return;
     file_->add([work = std::exchange(work_, nullptr)]() mutable { work.reset(); });
 }
 
@@ -193,7 +194,6 @@ Task<void> LocalModelsDuties::decideAtLaunch() {
                                summary(progress)));
         co_return seams_.setup->start([this] { endWork(); });
     }
-    endWork();
     seams_.log(fmt::format("models-at-open: nothing to start (steps-done={}, migration-due={}, already-started={})",
                            stepsDone, migrationDue, launch_.hasStarted()));
 }
