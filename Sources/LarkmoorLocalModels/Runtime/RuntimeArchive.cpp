@@ -71,9 +71,9 @@ bool isThere(const fs::path& path) {
     return fs::exists(fs::symlink_status(path, failed));
 }
 
-/// By a link the folder may be one of the user's, of which nothing is replaced, and in which every name of ours is
-/// written down before it is there. None in a folder of our own.
-std::expected<std::vector<std::string>, SetupError> entriesBehindLink(const fs::path& staging,
+/// With the names that are brought. By a link the folder may be one of the user's, of which nothing is replaced, and in
+/// which every name of ours is written down before it is there. None in a folder of our own.
+std::expected<std::vector<std::string>, SetupError> entriesBehindLink(const std::vector<std::string>& brought,
                                                                       const std::string& binary) {
     const fs::path folder = fs::path{binary}.parent_path();
     std::error_code failed;
@@ -84,7 +84,7 @@ std::expected<std::vector<std::string>, SetupError> entriesBehindLink(const fs::
         if (!recorded && isThere(path)) return notOurs(path);
     }
     auto entries = recorded.value_or(std::vector<std::string>{});
-    for (const std::string& name : Files::names(staging.string()).value_or(std::vector<std::string>{})) {
+    for (const std::string& name : brought) {
         if (std::ranges::find(entries, name) != entries.end()) continue;
         const bool isOurs = recorded && (recorded->empty() || folder / name == binary);
         if (!isOurs && isThere(folder / name)) return notOurs(folder / name);
@@ -99,7 +99,8 @@ Done place(const std::string& binary, const RuntimeRelease& release) {
     const std::string proof = RuntimeProof::path(binary);
     std::error_code failed;
     if (fs::exists(staging / fs::path{proof}.filename(), failed)) return refusal("it brings its own proof");
-    const auto entries = entriesBehindLink(staging, binary);
+    const auto brought = Files::names(staging.string()).value_or(std::vector<std::string>{});
+    const auto entries = entriesBehindLink(brought, binary);
     if (!entries) return std::unexpected(entries.error());
     const auto digest = digestOf(staging / release.executable);
     if (entries->empty()) {
@@ -147,6 +148,12 @@ Done prove(const std::string& archive, const std::string& pin) {
 }
 
 }  // namespace
+
+Done mayUnpack(const std::string& binary, const RuntimeRelease& release) {
+    const auto entries = entriesBehindLink({release.executable.substr(0, release.executable.find('/'))}, binary);
+    if (!entries) return std::unexpected(entries.error());
+    return {};
+}
 
 void removeUnfinishedUnpacking(const std::string& binary) {
     std::error_code ignored;
