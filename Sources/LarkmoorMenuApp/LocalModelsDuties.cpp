@@ -5,6 +5,7 @@
 
 #include <boost/asio/this_coro.hpp>
 
+#include <cerrno>
 #include <filesystem>
 #include <utility>
 
@@ -85,13 +86,17 @@ Task<void> removeAgent(LocalModelsDuties::RemoveUnit removeUnit, std::string hos
 
 class LocalModelsDuties::Work {
   public:
-    /// Null while another process is at work. Where no folder can be made nothing is locked, and the work goes on.
+    /// Null while another process is at work. Where the folder cannot be made or locked, the work goes on without.
     /// Blocks.
     static std::shared_ptr<Work> begin(const std::string& support) {
         std::string folder = ClientInstance::supportRoot(support) + "/.models-at-work";
-        static_cast<void>(Files::makeFolders(folder, ClientStoreMode::folder));
-        FileDescriptor lock = Folders::lock(folder);
-        if (!lock && Folders::identity(folder)) return nullptr;
+        FileDescriptor lock;
+        // Whoever ends meanwhile takes the folder away.
+        for (int attempts = 2; !lock && attempts > 0; --attempts) {
+            static_cast<void>(Files::makeFolders(folder, ClientStoreMode::folder));
+            lock = Folders::lock(folder);
+            if (!lock && errno == EWOULDBLOCK && Folders::identity(folder)) return nullptr;
+        }
         return std::make_shared<Work>(std::move(folder), std::move(lock));
     }
 
@@ -147,6 +152,7 @@ Task<void> LocalModelsDuties::startIfNeeded() {
     const auto executor = co_await boost::asio::this_coro::executor;
     decided_ = std::make_shared<OneShotEvent>(executor.context());
     co_await Spawning::toItsEnd([this] { return decideAtLaunch(); });
+    if (!seams_.setup->running()) endWork();
     decided_->set();
 }
 
@@ -157,7 +163,7 @@ Task<bool> LocalModelsDuties::beginWork() {
 
 /// Behind what is still written to the progress file. A cancel keeps the lock for its undo.
 void LocalModelsDuties::endWork() {
-    if (isCancelled_) return;
+    if (isCancelled_ || !work_) return;
     file_->add([work = std::exchange(work_, nullptr)]() mutable { work.reset(); });
 }
 
@@ -188,7 +194,6 @@ Task<void> LocalModelsDuties::decideAtLaunch() {
                                summary(progress)));
         co_return seams_.setup->start([this] { endWork(); });
     }
-    endWork();
     seams_.log(fmt::format("models-at-open: nothing to start (steps-done={}, migration-due={}, already-started={})",
                            stepsDone, migrationDue, launch_.hasStarted()));
 }

@@ -22,8 +22,9 @@ Done move(const std::string& from, const std::string& to);
 inline constexpr std::string_view asideSuffix = ".moved";
 
 /// Lets a relative link name its target by the whole path, so that it leads there from any folder. Nothing is done to
-/// what is no such link.
+/// what is no such link. A process that is killed may leave a link ".{name}.link", which the next call replaces.
 Done makeAbsolute(const std::string& link);
+inline constexpr std::string_view linkSuffix = ".link";
 
 /// Each takes the name of the other, at one stroke. Both exist, on one volume.
 Done exchange(const std::string& one, const std::string& other);

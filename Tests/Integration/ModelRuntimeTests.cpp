@@ -170,6 +170,20 @@ TEST_F(ModelRuntimeTests, TheFetchedRuntimeVerifiesUntilOneByteChanges) {
     EXPECT_EQ(find(), "none");
 }
 
+TEST_F(ModelRuntimeTests, ReplacesNothingOfTheUsersBehindALink) {
+    const std::string disk = folder / "disk";
+    for (const std::string& made : {disk, folder / "naming"}) std::filesystem::create_directories(made);
+    std::filesystem::create_directory_symlink(disk, folder / "naming/runtime");
+    for (const auto& [theirs, target] :
+         {std::pair{"/ollama", "/nowhere"}, {"/ollama.sha256", "/etc/passwd"}, {"/bin", "/nowhere"}}) {
+        std::filesystem::create_symlink(target, disk + theirs);
+        EXPECT_THAT(unpack(pack(good)), HasSubstr("is not ours")) << theirs;
+        EXPECT_TRUE(fetchAll(pack(good)).ends_with("is not ours)") && fetch.calls == 0) << theirs;
+        EXPECT_TRUE(std::filesystem::remove(disk + theirs));
+    }
+    EXPECT_EQ(unpack(pack(good)) + unpack(pack("add('ollama')", "ollama")), "");
+}
+
 TEST_F(ModelRuntimeTests, AFetchThatFailsSaysWhyAndLeavesNoPartial) {
     RuntimeRelease release = pack("add('lib/a')");
     EXPECT_EQ(fetchAll(release), "the unpacked runtime is missing its binary");

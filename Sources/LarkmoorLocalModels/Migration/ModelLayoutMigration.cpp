@@ -26,6 +26,16 @@ bool holds(const std::vector<std::string>& names, std::string_view name) {
     return std::ranges::find(names, name) != names.end();
 }
 
+/// What is left of a move of one of these names that was killed.
+bool isUnfinished(std::string_view name, const std::vector<std::string>& names) {
+    if (!name.starts_with('.')) return false;
+    if (name.ends_with(Folders::asideSuffix)) return true;
+    if (!name.ends_with(Folders::linkSuffix)) return false;
+    name.remove_prefix(1);
+    name.remove_suffix(Folders::linkSuffix.size());
+    return holds(names, name);
+}
+
 std::string lastComponent(std::string_view path) {
     return std::filesystem::path{Files::standardized(path)}.filename().string();
 }
@@ -166,8 +176,9 @@ Task<Done> ModelLayoutMigration::moveVoices() {
     }
     haveVoicesMoved_ = !hasOld && !isParked;
     if (haveVoicesMoved_) co_return Done{};
-    for (const std::string& child : co_await children(parked)) {
-        if (child.starts_with('.') && child.ends_with(Folders::asideSuffix)) {
+    const auto left = co_await children(parked);
+    for (const std::string& child : left) {
+        if (isUnfinished(child, left)) {
             co_await removeOurs(fmt::format("{}/{}", parked, child));
             continue;
         }

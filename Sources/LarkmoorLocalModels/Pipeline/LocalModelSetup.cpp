@@ -52,10 +52,12 @@ Task<void> LocalModelSetup::waitForEnd() {
 Task<void> LocalModelSetup::run() {
     co_await Spawning::toItsEnd([this] { return pass(); });
     running_ = migrating_ = false;
-    publish(true);
-    co_await Spawning::toItsEnd([this] { return settle(); });
-    if (whenEnded_) whenEnded_();
+    co_await Spawning::toItsEnd([this]() -> Task<void> {
+        publish(true);
+        co_await settle();
+    });
     ended_->set();
+    if (whenEnded_) whenEnded_();
 }
 
 // The pass

@@ -90,8 +90,9 @@ std::optional<std::vector<std::string>> entriesToRemove(const std::string& folde
     const std::string binary = fmt::format("{}/{}", folder, runtimeName), proof = RuntimeProof::path(binary);
     std::error_code failed;
     if (std::filesystem::is_symlink(folder, failed)) {
-        entries = RuntimeProof::entries(binary);
-        if (Files::names(folder) == std::vector<std::string>{}) return entries;
+        const auto brought = RuntimeProof::entries(binary);
+        if (!brought) return entries;
+        entries = *brought;
     }
     if (!entries.empty()) {
         if (std::ranges::find(entries, runtimeName) == entries.end()) entries.emplace_back(runtimeName);

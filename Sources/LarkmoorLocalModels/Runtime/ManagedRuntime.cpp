@@ -166,10 +166,13 @@ Task<std::expected<std::string, SetupError>> fetchRuntime(RuntimeSetup setup, Tr
         co_return std::unexpected(
             SetupError{"this build has no pinned fingerprint of a runtime, so none is downloaded"});
     }
+    auto done = co_await BlockingWork::run(
+        [binary = setup.places.managed(), release = setup.release] { return mayUnpack(binary, release); });
+    if (!done) co_return std::unexpected(std::move(done.error()));
     const auto executor = co_await boost::asio::this_coro::executor;
     const std::string partial = setup.places.temporaryFolder + "/" + partialName(::getpid());
     const auto download = std::make_shared<Download>(executor.context(), setup, std::move(progress));
-    auto done = co_await download->run(partial);
+    done = co_await download->run(partial);
     if (done) done = co_await install(setup, partial);
     co_await BlockingWork::run([partial] { ::unlink(partial.c_str()); });
     if (!done) co_return std::unexpected(std::move(done.error()));

@@ -64,20 +64,29 @@ std::optional<std::string> digestOf(const fs::path& file) {
     return digest ? std::optional{*digest} : std::nullopt;
 }
 
-/// By a link the folder may be one of the user's, of which nothing is replaced, and in which every name of ours is
-/// written down before it is there. None in a folder of our own.
-std::expected<std::vector<std::string>, SetupError> entriesBehindLink(const fs::path& staging,
+/// Links are not followed.
+bool isThere(const fs::path& path) {
+    std::error_code failed;
+    return fs::exists(fs::symlink_status(path, failed));
+}
+
+/// With the names that are brought. By a link the folder may be one of the user's, of which nothing is replaced, and in
+/// which every name of ours is written down before it is there. None in a folder of our own.
+std::expected<std::vector<std::string>, SetupError> entriesBehindLink(const std::vector<std::string>& brought,
                                                                       const std::string& binary) {
     const fs::path folder = fs::path{binary}.parent_path();
     std::error_code failed;
     if (!fs::is_symlink(folder, failed)) return {};
-    auto entries = RuntimeProof::entries(binary);
-    const bool isOurs = entries.empty() && fs::exists(RuntimeProof::path(binary), failed);
-    for (const std::string& name : Files::names(staging.string()).value_or(std::vector<std::string>{})) {
+    const auto notOurs = [](const fs::path& path) { return refusal(fmt::format("{} is not ours", path.string())); };
+    const auto recorded = RuntimeProof::entries(binary);
+    for (const std::string& path : {binary, RuntimeProof::path(binary)}) {
+        if (!recorded && isThere(path)) return notOurs(path);
+    }
+    auto entries = recorded.value_or(std::vector<std::string>{});
+    for (const std::string& name : brought) {
         if (std::ranges::find(entries, name) != entries.end()) continue;
-        if (!isOurs && fs::exists(folder / name, failed)) {
-            return refusal(fmt::format("{} is not ours", (folder / name).string()));
-        }
+        const bool isOurs = recorded && (recorded->empty() || folder / name == binary);
+        if (!isOurs && isThere(folder / name)) return notOurs(folder / name);
         entries.push_back(name);
     }
     return entries;
@@ -89,12 +98,13 @@ Done place(const std::string& binary, const RuntimeRelease& release) {
     const std::string proof = RuntimeProof::path(binary);
     std::error_code failed;
     if (fs::exists(staging / fs::path{proof}.filename(), failed)) return refusal("it brings its own proof");
-    const auto entries = entriesBehindLink(staging, binary);
+    const auto brought = Files::names(staging.string()).value_or(std::vector<std::string>{});
+    const auto entries = entriesBehindLink(brought, binary);
     if (!entries) return std::unexpected(entries.error());
     const auto digest = digestOf(staging / release.executable);
     if (entries->empty()) {
         fs::remove(proof, failed);
-    } else if (auto written = RuntimeProof::write(binary, "unproven", *entries); !written) {
+    } else if (auto written = RuntimeProof::write(binary, RuntimeProof::unproven, *entries); !written) {
         return std::unexpected(SetupError{written.error().description()});
     }
     if (!failed && digest) fs::remove(binary, failed);
@@ -137,6 +147,12 @@ Done prove(const std::string& archive, const std::string& pin) {
 }
 
 }  // namespace
+
+Done mayUnpack(const std::string& binary, const RuntimeRelease& release) {
+    const auto entries = entriesBehindLink({release.executable.substr(0, release.executable.find('/'))}, binary);
+    if (!entries) return std::unexpected(entries.error());
+    return {};
+}
 
 void removeUnfinishedUnpacking(const std::string& binary) {
     std::error_code ignored;

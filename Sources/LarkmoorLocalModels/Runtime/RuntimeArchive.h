@@ -18,6 +18,10 @@
 
 namespace larkmoor {
 
+/// An error where a download would be in vain, since behind a link to the folder of `binary` the user has a file by a
+/// name of ours. Blocks.
+std::expected<void, SetupError> mayUnpack(const std::string& binary, const RuntimeRelease& release);
+
 /// Unpacks into the folder of `binary`, which is made with mode 0700, and proves `binary`; an executable that the
 /// archive has elsewhere is reached from there by a relative link. An archive without the executable is no error, and
 /// proves nothing. Where the folder is reached by a link nothing of the user's in it is replaced, and what came is

@@ -14,20 +14,32 @@
 
 namespace larkmoor {
 
+namespace {
+
+bool isDigest(std::string_view text) {
+    constexpr std::size_t digits = 64;
+    return text.size() == digits && text.find_first_not_of("0123456789abcdef") == text.npos;
+}
+
+}  // namespace
+
 std::string RuntimeProof::path(const std::string& binary) { return binary + ".sha256"; }
 
-std::expected<void, FileError> RuntimeProof::write(const std::string& binary, const std::string& digest,
+std::expected<void, FileError> RuntimeProof::write(const std::string& binary, std::string_view digest,
                                                    const std::vector<std::string>& entries) {
-    std::string text = digest + "\n";
+    std::string text{digest};
+    text += "\n";
     for (const std::string& entry : entries) text += entry + "\n";
     return Files::replace(path(binary), asBytes(text), ClientStoreMode::file);
 }
 
-std::vector<std::string> RuntimeProof::entries(const std::string& binary) {
+std::optional<std::vector<std::string>> RuntimeProof::entries(const std::string& binary) {
     const auto recorded = Files::read(path(binary));
-    if (!recorded) return {};
+    if (!recorded) return std::nullopt;
     std::vector<std::string> names;
     std::string_view lines = asText(*recorded);
+    const std::string_view digest = lines.substr(0, lines.find('\n'));
+    if (digest != unproven && !isDigest(digest)) return std::nullopt;
     for (std::size_t end = lines.find('\n'); end != lines.npos; end = lines.find('\n')) {
         lines.remove_prefix(end + 1);  // the first line is the digest
         const std::string_view line = lines.substr(0, lines.find('\n'));

@@ -6,7 +6,9 @@
 #pragma once
 
 #include <expected>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "LarkmoorBase/Files.h"
@@ -16,13 +18,16 @@ namespace larkmoor::RuntimeProof {
 /// "{binary}.sha256"
 std::string path(const std::string& binary);
 
+/// Stands in the digest's place until the executable is whole.
+inline constexpr std::string_view unproven = "unproven";
+
 /// Writes the proof, with mode 0600, in one rename. `entries` are the names in the binary's folder that came with it,
 /// where that is a folder of the user's.
-std::expected<void, FileError> write(const std::string& binary, const std::string& digest,
+std::expected<void, FileError> write(const std::string& binary, std::string_view digest,
                                      const std::vector<std::string>& entries = {});
 
-/// The names that `write` took.
-std::vector<std::string> entries(const std::string& binary);
+/// The names that `write` took; nullopt where there is no file, or one that `write` did not make.
+std::optional<std::vector<std::string>> entries(const std::string& binary);
 
 /// The error says what is wrong, in words. Reads the whole executable; any thread.
 std::expected<void, std::string> check(const std::string& binary);

@@ -97,10 +97,10 @@ TEST(UndoPlanTest, AModelOnItsWayIntoOurStoreGoes) {
 TEST(UndoPlanTest, BehindALinkOnlyWhatWeBroughtGoes) {
     const testing::TemporaryFolder folder;
     const std::string runtime = folder / "runtime";
-    std::filesystem::create_directories(folder / "disk");
+    std::filesystem::create_directories(folder / "disk/theirs");
     std::filesystem::create_directory_symlink(folder / "disk", runtime);
     EXPECT_EQ(planned({.installed = {.runtimeDir = runtime}}), std::vector<Step>{});
-    ASSERT_TRUE(RuntimeProof::write(runtime + "/ollama", "digest", {"bin", "..", "lib"}).has_value());
+    ASSERT_TRUE(RuntimeProof::write(runtime + "/ollama", "unproven", {"bin", "..", "lib"}).has_value());
     std::vector<Step> steps;
     for (const char* name : {"bin", "lib", "ollama", "ollama.sha256"}) {
         steps.emplace_back(Step::RemoveDirectory{fmt::format("{}/{}", runtime, name)});

@@ -89,9 +89,12 @@ Done makeAbsolute(const std::string& link) {
     const fs::path path{link}, target = fs::read_symlink(path, error);
     if (error || target.is_absolute()) return {};
     // Plain, since a folder on the way may be moved, too.
-    const fs::path plain = fs::weakly_canonical(path.parent_path() / target, error);
-    const fs::path replacement = path.parent_path() / fmt::format(".{}.link", path.filename().string());
-    if (!error) fs::remove(replacement, error);
+    fs::path plain = fs::weakly_canonical(path.parent_path() / target, error);
+    // It leads in a circle or through a closed folder.
+    if (error) plain = (path.parent_path() / target).lexically_normal();
+    error.clear();
+    const fs::path replacement = path.parent_path() / fmt::format(".{}{}", path.filename().string(), linkSuffix);
+    fs::remove(replacement, error);
     if (!error) fs::create_symlink(plain, replacement, error);
     if (!error) fs::rename(replacement, path, error);
     return error ? Done{std::unexpected{error.message()}} : Done{};
