@@ -118,6 +118,8 @@ Task<void> DaemonAgent::clearQuitAndHealLooseAgent(QuitSentinel sentinel) {
     if (!healed_) co_await healLooseAgent();
 }
 
+Task<void> DaemonAgent::start() { (void)co_await status("kickstart", seams_.launchctl.kickstart(serviceTarget())); }
+
 /// The exit status; -1, with a line in the log, if launchctl cannot be run at all.
 Task<int> DaemonAgent::status(std::string verb, Task<LaunchAgents::ExitStatus> call) {
     const LaunchAgents::ExitStatus answer = co_await std::move(call);

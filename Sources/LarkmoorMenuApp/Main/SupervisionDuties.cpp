@@ -22,13 +22,24 @@ MenuDuties::Supervision Application::supervisionDuties() {
         .registerLoginItems = [this] { return registerLoginItems(); },
         .clearQuitAndHealLooseAgent =
             [this] {
-                return isStoreLatched() ? clear(quitSentinel_) : daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_);
+                if (isQuitting()) return nothing();
+                return isStoreLatched() ? clear(quitSentinel_)
+                                        : startDaemon(daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_));
             },
         .releaseQuitIfHeld =
             [this] {
-                return storeWork_ || isStoreLatched() ? nothing() : daemonAgent_.releaseQuitIfHeld(quitSentinel_);
+                return isDaemonHeld() ? nothing() : startDaemon(daemonAgent_.releaseQuitIfHeld(quitSentinel_));
             },
     };
+}
+
+bool Application::isQuitting() const { return menuBar_ && menuBar_->isQuitting(); }
+
+bool Application::isDaemonHeld() const { return storeWork_ || isStoreLatched() || isQuitting(); }
+
+Task<void> Application::startDaemon(Task<void> release) {
+    co_await std::move(release);
+    if (!isDaemonHeld() && !quitSentinel_.isSet()) co_await daemonAgent_.start();
 }
 
 /// A store under a latch may be half-written: the daemon is not started over it before the migration has judged it.

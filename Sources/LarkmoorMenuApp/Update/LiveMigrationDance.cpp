@@ -185,6 +185,7 @@ Task<bool> LiveMigrationDance::isDaemonGone() {
 Task<bool> LiveMigrationDance::startDaemon() {
     co_await seams_.agent.registerInBundleAgent();
     co_await seams_.agent.healLooseAgent();
+    co_await seams_.agent.start();
     co_return co_await seams_.serves(seams_.budgets.start);
 }
 
