@@ -68,6 +68,7 @@ class Application {
     bool isDaemonHeld() const;
     /// After `release`, which takes back an earlier quit.
     Task<void> startDaemon(Task<void> release);
+    Task<void> registerAndStartDaemon();
     /// The database file.
     std::string store() const;
     bool isStoreLatched() const;

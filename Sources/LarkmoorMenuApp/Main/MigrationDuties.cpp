@@ -108,13 +108,9 @@ Task<void> Application::migrateAtLaunch(MenuDuties::Duty migrate) {
     const bool wasLatched = isStoreLatched();
     co_await migrate();
     const bool wasAtWork = co_await untilMigratorRests();
+    co_await untilStoreRests();
     // The daemon was not started over a latched store; without a latch it is wanted again.
-    if (wasLatched && !isStoreLatched()) {
-        co_await daemonAgent_.registerInBundleAgent();
-        co_await daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_);
-        // A login under the latch has loaded it and not started it.
-        static_cast<void>(co_await launchAgents_.kickstart(LoginItems::guiServiceTarget(::getuid()), false));
-    }
+    if (wasLatched) co_await registerAndStartDaemon();
     if (wasAtWork) co_await migrate();
 }
 
@@ -131,7 +127,7 @@ Task<MarkerWrite> Application::settle(MigrationVerdict verdict, std::string buil
 /// An end of this process that waited for the run comes after the words on it have reached the daemon's log.
 Task<void> Application::migrationEnds() {
     if (!storeWork_) co_return;
-    co_await updates_->relay().delivered(std::chrono::seconds{3});
+    co_await Spawning::toItsEnd([this] { return updates_->relay().delivered(std::chrono::seconds{3}); });
     boost::asio::post(loop_, [this] { storeRests(); });
 }
 

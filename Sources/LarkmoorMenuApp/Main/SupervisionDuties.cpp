@@ -27,9 +27,7 @@ MenuDuties::Supervision Application::supervisionDuties() {
                                         : startDaemon(daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_));
             },
         .releaseQuitIfHeld =
-            [this] {
-                return isDaemonHeld() ? nothing() : startDaemon(daemonAgent_.releaseQuitIfHeld(quitSentinel_));
-            },
+            [this] { return isDaemonHeld() ? nothing() : startDaemon(daemonAgent_.releaseQuitIfHeld(quitSentinel_)); },
     };
 }
 
@@ -40,6 +38,12 @@ bool Application::isDaemonHeld() const { return storeWork_ || isStoreLatched() |
 Task<void> Application::startDaemon(Task<void> release) {
     co_await std::move(release);
     if (!isDaemonHeld() && !quitSentinel_.isSet()) co_await daemonAgent_.start();
+}
+
+/// A quit that is clicked meanwhile is not taken back.
+Task<void> Application::registerAndStartDaemon() {
+    if (!isDaemonHeld()) co_await daemonAgent_.registerInBundleAgent();
+    if (!isDaemonHeld()) co_await startDaemon(daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_));
 }
 
 /// A store under a latch may be half-written: the daemon is not started over it before the migration has judged it.
