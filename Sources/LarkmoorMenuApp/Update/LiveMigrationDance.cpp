@@ -204,6 +204,8 @@ Task<std::optional<std::vector<std::string>>> LiveMigrationDance::killedApplyLog
 }
 
 Task<void> LiveMigrationDance::lowerLatch(std::string store) {
+    // Whoever lowers it has judged the store.
+    unjudged_.reset();
     return BlockingWork::run([store = std::move(store)] { StoreRecovery::lowerLatch(store); });
 }
 
