@@ -26,7 +26,7 @@ struct NoAgents final : LaunchAgents, LoginItemService {
     Task<bool> isCurrent(std::string) override { co_return true; }
     Task<ExitStatus> bootstrap(std::string, std::string) override { co_return 0; }
     Task<ExitStatus> kickstart(std::string, bool) override { co_return 0; }
-    Task<ExitStatus> bootout(std::string) override { co_return 0; }
+    Task<ExitStatus> bootout(std::string, bool) override { co_return 0; }
     Task<LoginItemStatus> status() override { co_return LoginItemStatus::enabled; }
     Task<std::expected<void, std::string>> registerItem() override { co_return std::expected<void, std::string>{}; }
     Task<std::expected<void, std::string>> unregisterItem() override { co_return std::expected<void, std::string>{}; }

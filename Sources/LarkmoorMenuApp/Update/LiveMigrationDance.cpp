@@ -162,7 +162,7 @@ Task<bool> LiveMigrationDance::meetingIsLive() {
 
 Task<bool> LiveMigrationDance::stopDaemon() {
     seams_.willStopDaemon();
-    (void)co_await seams_.launchctl.bootout(LoginItems::guiServiceTarget(seams_.user));
+    (void)co_await seams_.launchctl.bootout(LoginItems::guiServiceTarget(seams_.user), true);
     MainTimer second{seams_.loop};
     for (int round = 0; round < seams_.budgets.stopRounds; ++round) {
         if (co_await isDaemonGone()) co_return true;

@@ -36,7 +36,7 @@ class DaemonAgentTest : public ::testing::Test, protected LoginItemService, prot
     Task<ExitStatus> kickstart(std::string target, bool kill) override {
         return exits(fmt::format("kickstart {}{}", kill ? "-k " : "", target), starts);
     }
-    Task<ExitStatus> bootout(std::string target) override { return exits("bootout " + target, 0); }
+    Task<ExitStatus> bootout(std::string target, bool) override { return exits("bootout " + target, 0); }
     Task<ExitStatus> exits(std::string call, int status) {
         story.push_back(std::move(call));
         if (status == nobody) co_return std::unexpected("nobody there");
