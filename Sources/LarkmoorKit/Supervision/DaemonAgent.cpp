@@ -43,7 +43,9 @@ Task<void> DaemonAgent::registerInBundleAgent() {
         case AgentDefinitionAction::needsApproval:
             co_return LoginItems::sayNeedsApproval(name, seams_.log);
         case AgentDefinitionAction::leaveEnabled:
-            co_return;
+            // An earlier build may have made another job of the same list.
+            if (co_await seams_.launchctl.isCurrent(seams_.inBundlePlist)) co_return;
+            break;
         case AgentDefinitionAction::reregister:
             if (!co_await unregisterStale(jobLoaded)) co_return;
             break;
