@@ -130,12 +130,12 @@ TEST_F(LiveMigration, KillsAMigratorAndItsChildrenWhenABudgetIsOver) {
     EXPECT_TRUE(Files::exists(folder / "apply.migration-in-progress"));
 }
 
-TEST_F(LiveMigration, HoldsALatchOverAStoreThatHasToBeRestored) {
+TEST_F(LiveMigration, MarksAStoreUntilItIsFoundGood) {
     fs::remove(folder / "larkmoor-migrator.json");
     const std::string store = folder / "apply", applyLog = StoreRecovery::applyLog(store, 1);
     DescriptorLease noKey;
     const auto applied = testing::runTask(loop, dance.apply(migrator, store, folder.path(), applyLog, noKey));
-    ASSERT_TRUE(applied && applied->status == 0 && !StoreRecovery::isLatched(store));
+    ASSERT_TRUE(applied && applied->status == 0);
     loop.restart();
     const auto restored = testing::runTask(loop, dance.restore(store, {.path = "/nowhere"}));
     ASSERT_TRUE(restored && restored->is<RestoreOutcome::Refused>());
@@ -143,6 +143,9 @@ TEST_F(LiveMigration, HoldsALatchOverAStoreThatHasToBeRestored) {
     ASSERT_TRUE(pid);
     EXPECT_EQ(StoreRecovery::standingLatch(store), StandingLatch{StandingLatch::Stale{pid}});
     EXPECT_EQ(StoreRecovery::killedApplyLog(store, *pid), applied->lines);
+    loop.restart();
+    EXPECT_EQ(testing::runTask(loop, dance.floor(migrator, store, noKey)), 0);
+    EXPECT_FALSE(StoreRecovery::isLatched(store));
 }
 
 }  // namespace

@@ -51,7 +51,8 @@ bool Application::isStoreLatched() const { return StoreRecovery::isLatched(store
 
 /// The same for a start that is not ours, as at a login.
 AgentGuard Application::daemonGuard() const {
-    return {.label = std::string{ClientInstance::gatewayID}, .path = StoreRecovery::latchPath(store())};
+    return {.label = std::string{ClientInstance::gatewayID},
+            .paths = {StoreRecovery::latchPath(store()), StoreRecovery::markPath(store())}};
 }
 
 Task<void> Application::registerLoginItems() {

@@ -105,20 +105,27 @@ Task<PlanOutcome> LiveMigrationDance::plan(std::string version, std::string migr
 
 Task<ApplyOutcome> LiveMigrationDance::apply(std::string migrator, std::string store, std::string backupDir,
                                              std::string log, KeyLease& key) {
+    if (!co_await BlockingWork::run([store, log] { return StoreRecovery::mark(store, log); })) {
+        co_return ApplyOutcome{.status = MigratorExit::neverRan, .logPath = std::move(log)};
+    }
     ProcessRequest request = run(std::move(migrator), {"--db", store, "--apply", "--backup-dir", std::move(backupDir)},
                                  key, seams_.budgets.apply);
     request.output = ProcessOutputs::ToFile{log};
     request.outlivesUs = true;
     const ProcessResult result = co_await seams_.runner.run(std::move(request));
-    auto lines = co_await BlockingWork::run([log] { return StoreRecovery::tellingLines(log); });
-    unjudged_ = StandingLatch::pid(lines);
+    auto lines = co_await BlockingWork::run([store, log] {
+        StoreRecovery::touchMark(store);
+        return StoreRecovery::tellingLines(log);
+    });
     co_return ApplyOutcome{.status = result.status(), .lines = std::move(lines), .logPath = std::move(log)};
 }
 
 Task<std::int32_t> LiveMigrationDance::floor(std::string migrator, std::string store, KeyLease& key) {
-    const ProcessResult result = co_await seams_.runner.run(
-        run(std::move(migrator), {"--db", std::move(store), "--floor"}, key, seams_.budgets.floor));
-    if (result.status() == 0) unjudged_.reset();
+    const ProcessResult result =
+        co_await seams_.runner.run(run(std::move(migrator), {"--db", store, "--floor"}, key, seams_.budgets.floor));
+    if (result.status() == 0) {
+        co_await BlockingWork::run([store = std::move(store)] { StoreRecovery::removeMark(store); });
+    }
     co_return result.status();
 }
 
@@ -204,15 +211,12 @@ Task<std::optional<std::vector<std::string>>> LiveMigrationDance::killedApplyLog
 }
 
 Task<void> LiveMigrationDance::lowerLatch(std::string store) {
-    // Whoever lowers it has judged the store.
-    unjudged_.reset();
     return BlockingWork::run([store = std::move(store)] { StoreRecovery::lowerLatch(store); });
 }
 
 Task<RestoreOutcome> LiveMigrationDance::restore(std::string store, VouchedBackup backup) {
-    return BlockingWork::run([store = std::move(store), backup = std::move(backup), pid = unjudged_] {
-        // A Migrator that came to its end has lowered its latch, and the store was found to be no good after it.
-        if (pid) StoreRecovery::raiseLatch(store, *pid);
+    return BlockingWork::run([store = std::move(store), backup = std::move(backup)] {
+        StoreRecovery::touchMark(store);
         return StoreRestore::put(backup, store);
     });
 }
