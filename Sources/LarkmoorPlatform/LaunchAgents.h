@@ -34,8 +34,9 @@ class LaunchAgents {
     /// Starts a loaded job. A running one is left alone, or restarted if `kill` is set.
     virtual Task<ExitStatus> kickstart(std::string serviceTarget, bool kill = false) = 0;
     /// Stops and unloads the job until it is bootstrapped again, or until the next login. One that the user disabled is
-    /// left as it is, running or not: `isDisabled`.
-    virtual Task<ExitStatus> bootout(std::string serviceTarget) = 0;
+    /// left as it is, running or not: `isDisabled`. So is one of the user's own, unless `usersToo` is set: then it is
+    /// stopped, and stays loaded.
+    virtual Task<ExitStatus> bootout(std::string serviceTarget, bool usersToo = false) = 0;
 };
 
 }  // namespace larkmoor

@@ -25,7 +25,7 @@ struct NoAgents final : LaunchAgents, LoginItemService {
     Task<bool> isCurrent(std::string) override { co_return true; }
     Task<ExitStatus> bootstrap(std::string, std::string) override { co_return 0; }
     Task<ExitStatus> kickstart(std::string, bool) override { co_return 0; }
-    Task<ExitStatus> bootout(std::string) override { co_return 0; }
+    Task<ExitStatus> bootout(std::string, bool) override { co_return 0; }
     Task<LoginItemStatus> status() override { co_return LoginItemStatus::enabled; }
     Task<std::expected<void, std::string>> registerItem() override { co_return std::expected<void, std::string>{}; }
     Task<std::expected<void, std::string>> unregisterItem() override { co_return std::expected<void, std::string>{}; }
@@ -129,12 +129,12 @@ TEST_F(LiveMigration, KillsAMigratorAndItsChildrenWhenABudgetIsOver) {
     EXPECT_TRUE(Files::exists(folder / "apply.migration-in-progress"));
 }
 
-TEST_F(LiveMigration, HoldsALatchOverAStoreThatHasToBeRestored) {
+TEST_F(LiveMigration, MarksAStoreUntilItIsFoundGood) {
     fs::remove(folder / "larkmoor-migrator.json");
     const std::string store = folder / "apply", applyLog = StoreRecovery::applyLog(store, 1);
     DescriptorLease noKey;
     const auto applied = testing::runTask(loop, dance.apply(migrator, store, folder.path(), applyLog, noKey));
-    ASSERT_TRUE(applied && applied->status == 0 && !StoreRecovery::isLatched(store));
+    ASSERT_TRUE(applied && applied->status == 0);
     loop.restart();
     const auto restored = testing::runTask(loop, dance.restore(store, {.path = "/nowhere"}));
     ASSERT_TRUE(restored && restored->is<RestoreOutcome::Refused>());
@@ -142,6 +142,9 @@ TEST_F(LiveMigration, HoldsALatchOverAStoreThatHasToBeRestored) {
     ASSERT_TRUE(pid);
     EXPECT_EQ(StoreRecovery::standingLatch(store), StandingLatch{StandingLatch::Stale{pid}});
     EXPECT_EQ(StoreRecovery::killedApplyLog(store, *pid), applied->lines);
+    loop.restart();
+    EXPECT_EQ(testing::runTask(loop, dance.floor(migrator, store, noKey)), 0);
+    EXPECT_FALSE(StoreRecovery::isLatched(store));
 }
 
 }  // namespace

@@ -91,7 +91,7 @@ class UpdateHostTest : public ::testing::Test, protected LarkmoorClient, protect
     Task<std::optional<std::int32_t>> pid(std::string) override { co_return std::nullopt; }
     Task<bool> isCurrent(std::string) override { co_return true; }
     Task<ExitStatus> bootstrap(std::string, std::string) override { co_return 0; }
-    Task<ExitStatus> bootout(std::string) override { co_return 0; }
+    Task<ExitStatus> bootout(std::string, bool) override { co_return 0; }
 
     /// A fresh host, whose launch has come to the updater. Without a feed the log has its words.
     void remake() {

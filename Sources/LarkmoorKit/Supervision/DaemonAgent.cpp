@@ -43,7 +43,9 @@ Task<void> DaemonAgent::registerInBundleAgent() {
         case AgentDefinitionAction::needsApproval:
             co_return LoginItems::sayNeedsApproval(name, seams_.log);
         case AgentDefinitionAction::leaveEnabled:
-            co_return;
+            // An earlier build may have made another job of the same list.
+            if (co_await seams_.launchctl.isCurrent(seams_.inBundlePlist)) co_return;
+            break;
         case AgentDefinitionAction::reregister:
             if (!co_await unregisterStale(jobLoaded)) co_return;
             break;
@@ -117,6 +119,8 @@ Task<void> DaemonAgent::clearQuitAndHealLooseAgent(QuitSentinel sentinel) {
     co_await releaseQuitIfHeld(std::move(sentinel));
     if (!healed_) co_await healLooseAgent();
 }
+
+Task<void> DaemonAgent::start() { (void)co_await status("kickstart", seams_.launchctl.kickstart(serviceTarget())); }
 
 /// The exit status; -1, with a line in the log, if launchctl cannot be run at all.
 Task<int> DaemonAgent::status(std::string verb, Task<LaunchAgents::ExitStatus> call) {

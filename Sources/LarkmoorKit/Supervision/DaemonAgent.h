@@ -57,6 +57,9 @@ class DaemonAgent {
     Task<void> releaseQuitIfHeld(QuitSentinel sentinel);
     /// At launch, which is a gesture too: the same, and then a loose agent is healed, unless that has been done.
     Task<void> clearQuitAndHealLooseAgent(QuitSentinel sentinel);
+    /// Starts the agent if it is loaded and down: the service manager does not make up for a start that a condition has
+    /// held up, and a request to the daemon's bus name does not start it. A failure is ignored.
+    Task<void> start();
 
   private:
     Task<bool> unregisterStale(bool jobLoaded);

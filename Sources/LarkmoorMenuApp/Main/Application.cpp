@@ -68,7 +68,7 @@ Application::Application(RunningBundle bundle, FileDescriptor updateLock)
                      },
                  .onActivated =
                      [this] {
-                         isWantedAgain_ = menuBar_ && menuBar_->isQuitting();
+                         isWantedAgain_ = isQuitting();
                          if (menuBar_ && !isWantedAgain_) menuBar_->applicationShouldHandleReopen();
                      }}) {
     bus_.onLost([this](const BusError& error) {
@@ -88,11 +88,10 @@ void Application::watchSignals() {
     signals_.async_wait([this](const boost::system::error_code& failed, int) {
         if (failed) return;
         // A quit and a migration that are under way come to their end; a second signal ends this process now.
-        const bool isQuitting = menuBar_ && menuBar_->isQuitting();
         isWantedAgain_ = false;
         if (!menuBar_) return endUntried(0);
-        if ((!isQuitting && !storeWork_) || std::exchange(wasSignalled_, true)) return endNow(0);
-        if (!isQuitting) end(0);
+        if ((!isQuitting() && !storeWork_) || std::exchange(wasSignalled_, true)) return endNow(0);
+        if (!isQuitting()) end(0);
         watchSignals();
     });
 }
@@ -131,12 +130,12 @@ std::string Application::objectionToExchange() const {
     // Which runs programs of this very bundle.
     if (storeWork_) return "a migration has begun";
     // Nobody would watch over the new build.
-    return menuBar_ && menuBar_->isQuitting() ? "Larkmoor is quitting" : "";
+    return isQuitting() ? "Larkmoor is quitting" : "";
 }
 
 void Application::relaunch() {
     // A quit goes on to its own end.
-    if (menuBar_ && menuBar_->isQuitting()) return;
+    if (isQuitting()) return;
     isWantedAgain_ = true;
     end(0);
 }

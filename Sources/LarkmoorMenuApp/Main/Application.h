@@ -64,9 +64,15 @@ class Application {
     Task<void> tell(std::string sentence);
 
     Task<void> registerLoginItems();
+    /// Whether the daemon has to stay down, or is on its way down.
+    bool isDaemonHeld() const;
+    /// After `release`, which takes back an earlier quit.
+    Task<void> startDaemon(Task<void> release);
+    Task<void> registerAndStartDaemon();
     /// The database file.
     std::string store() const;
     bool isStoreLatched() const;
+    bool isQuitting() const;
     AgentGuard daemonGuard() const;
     Task<MigrationRun> migrateInstalled(std::string build);
     Task<bool> isMigratorAtWork() const;

@@ -22,6 +22,10 @@ namespace {
 /// On a second bus of the same user, as over the network.
 constexpr std::string_view lockedByAnother = "another Larkmoor is at work on this store; nothing was touched";
 
+Task<void> removeMootMark(std::string store) {
+    return BlockingWork::run([store = std::move(store)] { StoreRecovery::removeMootMark(store); });
+}
+
 Task<void> startAgain(LiveMigrationDance& live) { static_cast<void>(co_await live.startDaemon()); }
 
 std::string iso8601(std::time_t time) { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(time)); }
@@ -74,7 +78,7 @@ Task<MigrationRun> Application::migrateInstalled(std::string build) {
         thrown = std::current_exception();
     }
     // A daemon that was stopped for nothing is started again, unless the store is left half-written or unjudged.
-    if (const auto pid = live.unjudged()) StoreRecovery::raiseLatch(store(), *pid);
+    co_await Spawning::toItsEnd([this] { return removeMootMark(store()); });
     if (storeWork_ && !isStoreLatched()) {
         co_await Spawning::toItsEnd([&live] { return startAgain(live); });
     }
@@ -105,16 +109,18 @@ Task<bool> Application::untilMigratorRests() {
 }
 
 Task<void> Application::migrateAtLaunch(MenuDuties::Duty migrate) {
-    const bool wasLatched = isStoreLatched();
+    bool wasLatched = isStoreLatched();
+    if (wasLatched) {
+        const auto lock = co_await BlockingWork::run([store = store()] { return StoreRecovery::lock(store); });
+        if (lock) co_await removeMootMark(store());
+        wasLatched = isStoreLatched();
+        if (!wasLatched) co_await registerAndStartDaemon();
+    }
     co_await migrate();
     const bool wasAtWork = co_await untilMigratorRests();
+    co_await untilStoreRests();
     // The daemon was not started over a latched store; without a latch it is wanted again.
-    if (wasLatched && !isStoreLatched()) {
-        co_await daemonAgent_.registerInBundleAgent();
-        co_await daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_);
-        // A login under the latch has loaded it and not started it.
-        static_cast<void>(co_await launchAgents_.kickstart(LoginItems::guiServiceTarget(::getuid()), false));
-    }
+    if (wasLatched) co_await registerAndStartDaemon();
     if (wasAtWork) co_await migrate();
 }
 
@@ -131,7 +137,7 @@ Task<MarkerWrite> Application::settle(MigrationVerdict verdict, std::string buil
 /// An end of this process that waited for the run comes after the words on it have reached the daemon's log.
 Task<void> Application::migrationEnds() {
     if (!storeWork_) co_return;
-    co_await updates_->relay().delivered(std::chrono::seconds{3});
+    co_await Spawning::toItsEnd([this] { return updates_->relay().delivered(std::chrono::seconds{3}); });
     boost::asio::post(loop_, [this] { storeRests(); });
 }
 

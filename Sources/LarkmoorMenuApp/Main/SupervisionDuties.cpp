@@ -22,13 +22,28 @@ MenuDuties::Supervision Application::supervisionDuties() {
         .registerLoginItems = [this] { return registerLoginItems(); },
         .clearQuitAndHealLooseAgent =
             [this] {
-                return isStoreLatched() ? clear(quitSentinel_) : daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_);
+                if (isQuitting()) return nothing();
+                return isStoreLatched() ? clear(quitSentinel_)
+                                        : startDaemon(daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_));
             },
         .releaseQuitIfHeld =
-            [this] {
-                return storeWork_ || isStoreLatched() ? nothing() : daemonAgent_.releaseQuitIfHeld(quitSentinel_);
-            },
+            [this] { return isDaemonHeld() ? nothing() : startDaemon(daemonAgent_.releaseQuitIfHeld(quitSentinel_)); },
     };
+}
+
+bool Application::isQuitting() const { return menuBar_ && menuBar_->isQuitting(); }
+
+bool Application::isDaemonHeld() const { return storeWork_ || isStoreLatched() || isQuitting(); }
+
+Task<void> Application::startDaemon(Task<void> release) {
+    co_await std::move(release);
+    if (!isDaemonHeld() && !quitSentinel_.isSet()) co_await daemonAgent_.start();
+}
+
+/// A quit that is clicked meanwhile is not taken back.
+Task<void> Application::registerAndStartDaemon() {
+    if (!isDaemonHeld()) co_await daemonAgent_.registerInBundleAgent();
+    if (!isDaemonHeld()) co_await startDaemon(daemonAgent_.clearQuitAndHealLooseAgent(quitSentinel_));
 }
 
 /// A store under a latch may be half-written: the daemon is not started over it before the migration has judged it.
@@ -36,7 +51,8 @@ bool Application::isStoreLatched() const { return StoreRecovery::isLatched(store
 
 /// The same for a start that is not ours, as at a login.
 AgentGuard Application::daemonGuard() const {
-    return {.label = std::string{ClientInstance::gatewayID}, .path = StoreRecovery::latchPath(store())};
+    return {.label = std::string{ClientInstance::gatewayID},
+            .paths = {StoreRecovery::latchPath(store()), StoreRecovery::markPath(store())}};
 }
 
 Task<void> Application::registerLoginItems() {

@@ -105,20 +105,27 @@ Task<PlanOutcome> LiveMigrationDance::plan(std::string version, std::string migr
 
 Task<ApplyOutcome> LiveMigrationDance::apply(std::string migrator, std::string store, std::string backupDir,
                                              std::string log, KeyLease& key) {
+    if (!co_await BlockingWork::run([store, log] { return StoreRecovery::mark(store, log); })) {
+        co_return ApplyOutcome{.status = MigratorExit::neverRan, .logPath = std::move(log)};
+    }
     ProcessRequest request = run(std::move(migrator), {"--db", store, "--apply", "--backup-dir", std::move(backupDir)},
                                  key, seams_.budgets.apply);
     request.output = ProcessOutputs::ToFile{log};
     request.outlivesUs = true;
     const ProcessResult result = co_await seams_.runner.run(std::move(request));
-    auto lines = co_await BlockingWork::run([log] { return StoreRecovery::tellingLines(log); });
-    unjudged_ = StandingLatch::pid(lines);
+    auto lines = co_await BlockingWork::run([store, log] {
+        StoreRecovery::touchMark(store);
+        return StoreRecovery::tellingLines(log);
+    });
     co_return ApplyOutcome{.status = result.status(), .lines = std::move(lines), .logPath = std::move(log)};
 }
 
 Task<std::int32_t> LiveMigrationDance::floor(std::string migrator, std::string store, KeyLease& key) {
-    const ProcessResult result = co_await seams_.runner.run(
-        run(std::move(migrator), {"--db", std::move(store), "--floor"}, key, seams_.budgets.floor));
-    if (result.status() == 0) unjudged_.reset();
+    const ProcessResult result =
+        co_await seams_.runner.run(run(std::move(migrator), {"--db", store, "--floor"}, key, seams_.budgets.floor));
+    if (result.status() == 0) {
+        co_await BlockingWork::run([store = std::move(store)] { StoreRecovery::removeMark(store); });
+    }
     co_return result.status();
 }
 
@@ -162,7 +169,7 @@ Task<bool> LiveMigrationDance::meetingIsLive() {
 
 Task<bool> LiveMigrationDance::stopDaemon() {
     seams_.willStopDaemon();
-    (void)co_await seams_.launchctl.bootout(LoginItems::guiServiceTarget(seams_.user));
+    (void)co_await seams_.launchctl.bootout(LoginItems::guiServiceTarget(seams_.user), true);
     MainTimer second{seams_.loop};
     for (int round = 0; round < seams_.budgets.stopRounds; ++round) {
         if (co_await isDaemonGone()) co_return true;
@@ -185,6 +192,7 @@ Task<bool> LiveMigrationDance::isDaemonGone() {
 Task<bool> LiveMigrationDance::startDaemon() {
     co_await seams_.agent.registerInBundleAgent();
     co_await seams_.agent.healLooseAgent();
+    co_await seams_.agent.start();
     co_return co_await seams_.serves(seams_.budgets.start);
 }
 
@@ -207,9 +215,8 @@ Task<void> LiveMigrationDance::lowerLatch(std::string store) {
 }
 
 Task<RestoreOutcome> LiveMigrationDance::restore(std::string store, VouchedBackup backup) {
-    return BlockingWork::run([store = std::move(store), backup = std::move(backup), pid = unjudged_] {
-        // A Migrator that came to its end has lowered its latch, and the store was found to be no good after it.
-        if (pid) StoreRecovery::raiseLatch(store, *pid);
+    return BlockingWork::run([store = std::move(store), backup = std::move(backup)] {
+        StoreRecovery::touchMark(store);
         return StoreRestore::put(backup, store);
     });
 }

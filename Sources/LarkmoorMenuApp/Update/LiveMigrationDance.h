@@ -56,9 +56,6 @@ class LiveMigrationDance final : public MigrationDanceRunning {
     /// Of the last plan, in milliseconds.
     std::optional<Int> lastPlanMs() const { return lastPlanMs_; }
 
-    /// The process of a Migrator that has applied and whose work was not found good, or not yet.
-    std::optional<std::int32_t> unjudged() const { return unjudged_; }
-
     Task<InstalledMigrator::Located> installedMigrator() override;
     Task<StandingLatch> standingLatch(std::string store) override;
     Task<std::optional<std::vector<std::string>>> killedApplyLog(std::string store, std::int32_t pid) override;
@@ -82,7 +79,6 @@ class LiveMigrationDance final : public MigrationDanceRunning {
     std::shared_ptr<MeetingReporting> meeting_;
     Seams seams_;
     std::optional<Int> lastPlanMs_{};
-    std::optional<std::int32_t> unjudged_{};
 };
 
 }  // namespace larkmoor

@@ -62,6 +62,14 @@ bool isPlaintextSQLite(const std::string& path) {
            std::string_view{start.data(), start.size()} == header;
 }
 
+/// So that what is put back does not look as if somebody had written to it since.
+void keepDate(const std::string& from, const std::string& to) {
+    struct stat status{};
+    if (::stat(from.c_str(), &status) != 0) return;
+    const std::array times{status.st_mtim, status.st_mtim};
+    ::utimensat(AT_FDCWD, to.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
+}
+
 /// The file itself where the path is a link, so that the link stays and what SQLite keeps beside the file is found.
 std::string resolved(const std::string& store) {
     std::error_code failed;
@@ -78,7 +86,31 @@ bool isStartedWith(pid_t pid, const std::string& store) {
 
 std::string copyBeside(const std::string& resolvedStore) { return resolvedStore + ".restoring"; }
 
-std::string raisedBeside(const std::string& store) { return StoreRecovery::latchPath(store) + ".raising"; }
+/// A link that leads nowhere is there, and so is what we may not look at.
+bool stands(const std::string& path) {
+    struct stat status{};
+    return ::lstat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+}
+
+/// Whether somebody has written to a store that nobody was to write to after the mark and the log.
+bool isUsedSince(const std::string& store, const std::string& log) {
+    constexpr std::chrono::seconds tolerance{60};
+    const auto older = std::chrono::system_clock::time_point::min();
+    const auto date = [&](const std::string& path) { return Files::modified(path).value_or(older); };
+    const auto known = std::max(date(StoreRecovery::markPath(store)), date(log));
+    const std::string file = resolved(store);
+    return std::max(date(file), date(file + "-wal")) > known + tolerance;
+}
+
+/// The process of a Migrator whose work nobody has judged, and which has vouched for a backup.
+std::optional<std::int32_t> unjudgedMigrator(const std::string& store) {
+    const auto log = Files::read(StoreRecovery::markPath(store));
+    if (!log || log->empty()) return std::nullopt;
+    const std::string path{asText(*log)};
+    const auto lines = StoreRecovery::tellingLines(path);
+    if (!VouchedBackup::read(lines) || isUsedSince(store, path)) return std::nullopt;
+    return StandingLatch::pid(lines);
+}
 
 }  // namespace
 
@@ -92,14 +124,15 @@ std::optional<FileDescriptor> StoreRecovery::lock(const std::string& store) {
     return folder;
 }
 
-bool StoreRecovery::isLatched(const std::string& store) {
-    // A link that leads nowhere is no clean end of a migration, and neither is what we may not look at.
-    struct stat status{};
-    return ::lstat(latchPath(store).c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
-}
+std::string StoreRecovery::markPath(const std::string& store) { return store + ".migration-unjudged"; }
+
+bool StoreRecovery::isLatched(const std::string& store) { return stands(latchPath(store)) || stands(markPath(store)); }
 
 StandingLatch StoreRecovery::standingLatch(const std::string& store) {
-    if (!isLatched(store)) return StandingLatch::None{};
+    if (!stands(latchPath(store))) {
+        const auto pid = unjudgedMigrator(store);
+        return pid ? StandingLatch{StandingLatch::Stale{pid}} : StandingLatch{StandingLatch::None{}};
+    }
     const auto bytes = Files::read(latchPath(store));
     StandingLatch latch = StandingLatch::judge(bytes ? asText(*bytes) : std::string_view{},
                                                [](std::int32_t pid) { return ProcessTable::start(pid); });
@@ -117,23 +150,30 @@ void StoreRecovery::killMigrator(const std::string& store) {
     if (held != nullptr && ::killpg(held->pid, SIGKILL) != 0) ::kill(held->pid, SIGKILL);
 }
 
-void StoreRecovery::raiseLatch(const std::string& store, std::int32_t pid) {
-    if (isLatched(store)) return;
-    const std::string text = StandingLatch::staleText(pid), staging = raisedBeside(store);
-    ::unlink(staging.c_str());
-    if (!DurableFiles::create(staging, asBytes(text), ClientStoreMode::file)) return;
-    if (std::rename(staging.c_str(), latchPath(store).c_str()) != 0) ::unlink(staging.c_str());
-    (void)DurableFiles::syncFolder(folderOf(store));
+bool StoreRecovery::mark(const std::string& store, const std::string& log) {
+    const std::string path = markPath(store);
+    ::unlink(path.c_str());
+    return DurableFiles::create(path, asBytes(log), ClientStoreMode::file) && DurableFiles::syncFolder(folderOf(store));
+}
+
+void StoreRecovery::touchMark(const std::string& store) {
+    ::utimensat(AT_FDCWD, markPath(store).c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
+}
+
+void StoreRecovery::removeMark(const std::string& store) {
+    if (::unlink(markPath(store).c_str()) == 0) (void)DurableFiles::syncFolder(folderOf(store));
+}
+
+void StoreRecovery::removeMootMark(const std::string& store) {
+    if (standingLatch(store).is<StandingLatch::None>()) removeMark(store);
 }
 
 void StoreRecovery::lowerLatch(const std::string& store) {
     if (::unlink(latchPath(store).c_str()) == 0) (void)DurableFiles::syncFolder(folderOf(store));
+    removeMark(store);
 }
 
-void StoreRecovery::removeAbandonedCopies(const std::string& store) {
-    ::unlink(copyBeside(resolved(store)).c_str());
-    ::unlink(raisedBeside(store).c_str());
-}
+void StoreRecovery::removeAbandonedCopies(const std::string& store) { ::unlink(copyBeside(resolved(store)).c_str()); }
 
 std::string StoreRecovery::applyLog(const std::string& store, std::int64_t epochSeconds) {
     return fmt::format("{}.migrate.{}.log", store, epochSeconds);
@@ -200,6 +240,7 @@ StoreRestore::Outcome StoreRestore::put(const VouchedBackup& backup, const std::
         return Outcome::Refused{backup.path + " could not be copied beside the store"};
     }
     static_cast<void>(::chmod(staging.c_str(), ClientStoreMode::file));
+    keepDate(backup.path, staging);
     if (std::rename(staging.c_str(), store.c_str()) != 0) {
         const FileError error{store, errno};
         ::unlink(staging.c_str());

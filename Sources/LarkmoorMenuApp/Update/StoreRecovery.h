@@ -16,29 +16,41 @@ namespace larkmoor {
 namespace StoreRecovery {
 
 std::string latchPath(const std::string& store);
+/// Our own mark beside the store, from before a Migrator applies until its work was found good or undone.
+std::string markPath(const std::string& store);
 
 /// Locks the store's folder for a run, as long as the descriptor is open; nullopt if another process has it. A file
 /// system without locks gives no descriptor.
 std::optional<FileDescriptor> lock(const std::string& store);
 
-/// Whether a migration is under way, or was killed.
+/// Whether a migration is under way, or was killed: the latch stands, or the mark.
 bool isLatched(const std::string& store);
 
 /// A latch that cannot be read is stale, with no process. It is held, too, by a process of its number that was started
-/// with this store, whatever its start time seems to be.
+/// with this store, whatever its start time seems to be. A mark without a latch is a stale latch of the process that
+/// the apply's log names, if that log vouches for a backup and nobody has written to the store since.
 StandingLatch standingLatch(const std::string& store);
 
 /// Kills the Migrator that holds the latch, with its children; nothing if it is stale.
 void killMigrator(const std::string& store);
 
-/// Raises a latch again that the process has lowered, so that a launch after us finds a store which has to be restored.
-/// One that stands is left as it is. On the disk when this returns; ignores a failure.
-void raiseLatch(const std::string& store, std::int32_t pid);
+/// Marks the store before the Migrator is started whose output is the log; on the disk when this returns. False if the
+/// mark cannot be made.
+bool mark(const std::string& store, const std::string& log);
 
-/// Ignores a failure: a latch that stays is found again.
+/// The Migrator's work, or what it may have left, is of this moment.
+void touchMark(const std::string& store);
+
+/// Ignores a failure: a mark that stays is found again.
+void removeMark(const std::string& store);
+
+/// Removes a mark that tells nothing, as of a Migrator that never began. The caller has the lock.
+void removeMootMark(const std::string& store);
+
+/// Removes latch and mark. Ignores a failure: one that stays is found again.
 void lowerLatch(const std::string& store);
 
-/// The copy of a backup, and of a latch, that a restoration left which was killed. Ignores a failure.
+/// The copy of a backup that a restoration left which was killed. Ignores a failure.
 void removeAbandonedCopies(const std::string& store);
 
 /// `{store}.migrate.{epochSeconds}.log`
@@ -61,8 +73,8 @@ using Outcome = RestoreOutcome;
 Outcome inspect(const VouchedBackup& backup);
 
 /// Copies the backup over the store, by way of `{store}.restoring`: the store is the old or the new file at every
-/// moment, and the backup stays. On the disk when this returns. What SQLite kept beside the old file is removed, so
-/// that it is not replayed over the new one.
+/// moment, and the backup stays. It keeps the backup's date. On the disk when this returns. What SQLite kept beside the
+/// old file is removed, so that it is not replayed over the new one.
 Outcome put(const VouchedBackup& backup, const std::string& over);
 
 }  // namespace StoreRestore

@@ -72,9 +72,4 @@ std::optional<std::int32_t> StandingLatch::pid(const std::vector<std::string>& o
     return last;
 }
 
-std::string StandingLatch::staleText(std::int32_t pid) {
-    // No process has started a microsecond after the epoch.
-    return fmt::format("pid {}\nstarted-at-us 1\n", pid);
-}
-
 }  // namespace larkmoor

@@ -43,9 +43,6 @@ class StandingLatch : public ClosedVariant<StandingLatchCases, StandingLatchCase
 
     /// The process that an apply log names last; nothing if it names none.
     static std::optional<std::int32_t> pid(const std::vector<std::string>& ofLog);
-
-    /// The text of a latch that is stale, whoever has the number now.
-    static std::string staleText(std::int32_t pid);
 };
 
 }  // namespace larkmoor

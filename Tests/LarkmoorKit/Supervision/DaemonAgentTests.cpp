@@ -28,14 +28,14 @@ class DaemonAgentTest : public ::testing::Test, protected LoginItemService, prot
 
     Task<ExitStatus> print(std::string target) override { return exits("print " + target, loaded); }
     Task<std::optional<std::int32_t>> pid(std::string) override { co_return std::nullopt; }
-    Task<bool> isCurrent(std::string) override { co_return true; }
+    Task<bool> isCurrent(std::string) override { co_return madeNow; }
     Task<ExitStatus> bootstrap(std::string domain, std::string list) override {
         return exits(fmt::format("bootstrap {} {}", domain, list), loads);
     }
     Task<ExitStatus> kickstart(std::string target, bool kill) override {
         return exits(fmt::format("kickstart {}{}", kill ? "-k " : "", target), starts);
     }
-    Task<ExitStatus> bootout(std::string target) override { return exits("bootout " + target, 0); }
+    Task<ExitStatus> bootout(std::string target, bool) override { return exits("bootout " + target, 0); }
     Task<ExitStatus> exits(std::string call, int status) {
         story.push_back(std::move(call));
         if (status == nobody) co_return std::unexpected("nobody there");
@@ -62,7 +62,7 @@ class DaemonAgentTest : public ::testing::Test, protected LoginItemService, prot
 
     MainLoop loop;
     LoginItemStatus is = notRegistered;
-    bool registers = true, unregisters = true;
+    bool registers = true, unregisters = true, madeNow = true;
     int loaded = 0, starts = 0, loads = 0;
     testing::TemporaryFolder folder;
     std::string inBundle = folder / "in-bundle.plist", loose = folder / "loose.plist";
@@ -92,7 +92,7 @@ TEST_F(DaemonAgentTest, TheBundlesAgentIsKeptAsTheListInTheBundleSays) {
         std::string stored;  ///< empty: nothing
         int loaded;
         Words story;
-        bool registers = true, unregisters = true;
+        bool registers = true, unregisters = true, madeNow = true;
     };
     const std::string stale = "daemon agent {} — unregistered the stale registration";
     const std::string changed = fmt::format(fmt::runtime(stale), "definition changed");
@@ -104,6 +104,7 @@ TEST_F(DaemonAgentTest, TheBundlesAgentIsKeptAsTheListInTheBundleSays) {
         {"first launch", notRegistered, "", lost, {"register", registered}},
         {"taken out by others", notRegistered, digest, 0, {"register", registered}},
         {"second launch", enabled, digest, 0, {}},
+        {"made of this list by an earlier build", enabled, digest, 0, {"register", registered}, true, true, false},
         {"from before digests", enabled, "", 0, renewed},
         {"changed list", enabled, "old", 0, renewed},
         {"job gone", enabled, digest, lost, again},
@@ -125,6 +126,7 @@ TEST_F(DaemonAgentTest, TheBundlesAgentIsKeptAsTheListInTheBundleSays) {
         is = test.status;
         registers = test.registers;
         unregisters = test.unregisters;
+        madeNow = test.madeNow;
         loaded = test.loaded;
         defaults.strings.clear();
         if (!test.stored.empty()) defaults.strings["daemonAgentPlistDigest"] = test.stored;

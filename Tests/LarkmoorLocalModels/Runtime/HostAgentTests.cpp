@@ -79,7 +79,7 @@ class HostAgentTest : public ::testing::Test, protected LaunchAgents {
         return exits("bootstrap " + domain, refusals-- > 0 ? inputOutputError : 0);
     }
     Task<ExitStatus> kickstart(std::string, bool) override { return exits("kickstart", 0); }
-    Task<ExitStatus> bootout(std::string target) override { return exits("bootout " + target, couldNotFind); }
+    Task<ExitStatus> bootout(std::string target, bool) override { return exits("bootout " + target, couldNotFind); }
 
     bool run(Task<HostAgent::Ended> task) { return testing::runTask(loop, std::move(task))->has_value(); }
     void launch() {

@@ -71,12 +71,21 @@ TEST_F(StoreFiles, OneRunHasTheStore) {
     EXPECT_TRUE(StoreRecovery::lock(store));
 }
 
-TEST_F(StoreFiles, ALatchThatIsRaisedAgainIsStaleAndNoneTakesTheMigratorsOwn) {
-    StoreRecovery::raiseLatch(store, ::getpid());
-    EXPECT_EQ(StoreRecovery::standingLatch(store), StandingLatch{StandingLatch::Stale{::getpid()}});
-    StoreRecovery::raiseLatch(store, 12);
-    EXPECT_EQ(StoreRecovery::standingLatch(store), StandingLatch{StandingLatch::Stale{::getpid()}});
-    EXPECT_EQ(Files::names(folder.path())->size(), 1U);
+TEST_F(StoreFiles, AMarkTellsOfWorkThatNobodyHasJudged) {
+    const std::string log = folder / "s.db.migrate.1.log";
+    const std::string latch = "LATCH   raised · pid 12\n", copy = "BACKUP  copy → /b\nBACKUP  verified\n";
+    for (const auto& [text, age, isUnjudged] :
+         {std::tuple{latch + copy, 1, true}, {latch + copy, -1, false}, {latch, 1, false}, {copy, 1, false}}) {
+        write(store, "new");
+        write(log, text);
+        ASSERT_TRUE(StoreRecovery::mark(store, log));
+        this->age(store, age);
+        const StandingLatch stale = StandingLatch::Stale{12}, none = StandingLatch::None{};
+        EXPECT_EQ(StoreRecovery::standingLatch(store), isUnjudged ? stale : none) << text << age;
+        EXPECT_TRUE(StoreRecovery::isLatched(store));
+        StoreRecovery::removeMootMark(store);
+        EXPECT_EQ(StoreRecovery::isLatched(store), isUnjudged);
+    }
 }
 
 TEST_F(StoreFiles, AMigratorHoldsItsLatchByItsStartOrByItsCommandAndIsKilledByThat) {

@@ -121,11 +121,14 @@ class Translation {
 
     std::string unitSection(const std::string& label) {
         const auto source = UnitText::path(listPath_);
-        const auto guard = label == guard_.label ? UnitText::path(guard_.path) : std::nullopt;
+        std::string guards;
+        for (const std::string& path : label == guard_.label ? guard_.paths : std::vector<std::string>{}) {
+            const auto guard = UnitText::path(path);
+            if (guard) guards += fmt::format("ConditionPathExists=!{}\n", *guard);
+        }
         return fmt::format("[Unit]\nDescription={}\n{}{}{}StartLimitIntervalSec=0\n", label,
                            source ? fmt::format("{}{}\n", sourceKey, *source) : "",
-                           program_ ? fmt::format("ConditionFileIsExecutable={}\n", *program_) : "",
-                           guard ? fmt::format("ConditionPathExists=!{}\n", *guard) : "");
+                           program_ ? fmt::format("ConditionFileIsExecutable={}\n", *program_) : "", guards);
     }
 
     /// ExecStart: the program's path, with argv[0] if that differs.

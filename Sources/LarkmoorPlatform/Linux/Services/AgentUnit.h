@@ -4,14 +4,16 @@
 #include <expected>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "LarkmoorBase/Bytes.h"
 
 namespace larkmoor {
 
-/// An agent that is not started, by whomever, as long as something exists at the path.
+/// An agent that is not started, by whomever, as long as something exists at one of the paths.
 struct AgentGuard {
-    std::string label, path;
+    std::string label;
+    std::vector<std::string> paths;
 };
 
 struct AgentUnit {

@@ -115,15 +115,15 @@ Task<ExitStatus> SystemdLaunchAgents::kickstart(std::string serviceTarget, bool 
     co_return statusOf(kill ? co_await manager_.restart(unit) : co_await manager_.start(unit), unit);
 }
 
-Task<ExitStatus> SystemdLaunchAgents::bootout(std::string serviceTarget) {
+Task<ExitStatus> SystemdLaunchAgents::bootout(std::string serviceTarget, bool usersToo) {
     const std::string unit = unitOf(serviceTarget);
     const auto unitState = co_await units_.state(unit);
     if (!unitState) co_return statusOf(unitState.error(), unit);
     // Our mask would hide that the user disabled it, and a bootstrap that lifts the mask would enable it again. On a
     // unit of the user's own it has no effect.
-    if (unitState->isDisabledByUser() || unitState->isUsers) co_return isDisabled;
+    if (unitState->isDisabledByUser() || (unitState->isUsers && !usersToo)) co_return isDisabled;
     const auto stopped = co_await manager_.stop(unit);
-    if (!stopped) co_return statusOf(stopped.error(), unit);
+    if (!stopped || unitState->isUsers) co_return statusOf(stopped, unit);
     if (const auto masked = co_await manager_.maskRuntime(unit); !masked) co_return statusOf(masked.error(), unit);
     co_return statusOf(co_await manager_.reload(), unit);
 }

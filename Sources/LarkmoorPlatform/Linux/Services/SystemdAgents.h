@@ -38,7 +38,7 @@ class SystemdLaunchAgents final : public LaunchAgents {
     Task<bool> isCurrent(std::string listPath) override;
     Task<ExitStatus> bootstrap(std::string domainTarget, std::string listPath) override;
     Task<ExitStatus> kickstart(std::string serviceTarget, bool kill) override;
-    Task<ExitStatus> bootout(std::string serviceTarget) override;
+    Task<ExitStatus> bootout(std::string serviceTarget, bool usersToo) override;
 
   private:
     UserManager& manager_;

@@ -101,9 +101,11 @@ TEST(AgentUnit, RefusesWhatHasNoCounterpart) {
         EXPECT_EQ(unit.error(), fmt::format("{}: {}", listPath, test.want));
     }
     const auto guarded = [](std::string label) {
-        return AgentUnit::translate(asBytes(running("")), "/x.plist", {.label = std::move(label), .path = "/a b%/c"});
+        return AgentUnit::translate(asBytes(running("")), "/x.plist",
+                                    {.label = std::move(label), .paths = {"/a b%/c", "/d"}});
     };
-    EXPECT_THAT(guarded("a.b")->text, ::testing::HasSubstr("\nConditionPathExists=!/a b%%/c\n"));
+    EXPECT_THAT(guarded("a.b")->text,
+                ::testing::HasSubstr("\nConditionPathExists=!/a b%%/c\nConditionPathExists=!/d\n"));
     EXPECT_EQ(guarded("a")->text, AgentUnit::translate(asBytes(running("")), "/x.plist")->text);
     const auto loose =
         AgentUnit::translate(asBytes(keyed("<key>BundleProgram</key><string>x</string>")), "/h/a.b.plist");

@@ -103,7 +103,7 @@ class UserManagerTest : public ::testing::Test {
     int print() { return runTask(loop, agents->print(target))->value_or(-1); }
     int kickstart(bool kill = false) { return runTask(loop, agents->kickstart(target, kill))->value_or(-1); }
     int bootstrap(const std::string& list) { return runTask(loop, agents->bootstrap("gui/999", list))->value_or(-1); }
-    int bootout() { return runTask(loop, agents->bootout(target))->value_or(-1); }
+    int bootout(bool usersToo = false) { return runTask(loop, agents->bootout(target, usersToo))->value_or(-1); }
     LoginItemStatus status(SystemdAgentItem& item) { return *runTask(loop, item.status()); }
     bool registers(SystemdAgentItem& item) { return runTask(loop, item.registerItem())->has_value(); }
     bool unregisters(SystemdAgentItem& item) { return runTask(loop, item.unregisterItem())->has_value(); }
@@ -213,6 +213,9 @@ TEST_F(UserManagerTest, AUnitOfTheUsersInPlaceOfOursIsLeftAlone) {
         EXPECT_EQ(bootstrap(list), LaunchAgents::isDisabled);
         EXPECT_TRUE(runTask(loop, units->discard(unit))->has_value());
         EXPECT_TRUE(pid && runTask(loop, agents->pid(target)).value() == pid);
+        EXPECT_EQ(bootout(true), 0) << "which a migration of the store needs";
+        EXPECT_EQ(runTask(loop, agents->pid(target)).value(), std::nullopt);
+        EXPECT_EQ(kickstart(), 0) << "and behind it";
         EXPECT_TRUE(std::filesystem::is_symlink(AgentUnitFiles{folders}.link(unit)));
     }
 }
