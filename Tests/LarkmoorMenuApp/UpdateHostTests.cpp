@@ -104,7 +104,7 @@ TEST_F(UpdateHostTest, ASessionIsSilentForThoseWhoWantItAlone) {
         EXPECT_EQ(log[0], std::string{"update 1.2 (build 8) found — "} +
                               (isSilent ? "installing silently, through the gate" : "offered"));
         EXPECT_EQ(alerts.shown.size(), isSilent ? 0U : 1U);
-        EXPECT_THAT(replies, ElementsAre(isSilent ? install : dismiss));
+        EXPECT_THAT(replies, ElementsAre(isSilent ? install : UserUpdateChoice::unseen));
     }
 }
 
