@@ -29,6 +29,13 @@ void makeSupportDirectory(const std::string& support) {
     }
 }
 
+/// Calls off what ends a launch that hangs.
+void stopAlarm() {
+    // One that is being handled may set another.
+    std::signal(SIGALRM, SIG_IGN);
+    ::alarm(0);
+}
+
 }  // namespace
 
 Application::Application(RunningBundle bundle, FileDescriptor updateLock)
@@ -112,6 +119,8 @@ void Application::end(int status) {
 
 void Application::endNow(int status) {
     status_ = status;
+    // It would outlast an exec, and end what we become.
+    stopAlarm();
     // Without a menu this process is not the application.
     if (menuBar_) {
         // Whoever quits so soon after an update has seen it.
@@ -150,9 +159,8 @@ void Application::sayUpAfterUpdate() {
 Task<void> Application::sayUp(std::chrono::seconds trial) {
     MainTimer timer{loop_.get_executor(), trial};
     co_await timer.async_wait(awaiting);
-    // The removal of the old bundle may take longer. One that is being handled may set another.
-    std::signal(SIGALRM, SIG_IGN);
-    ::alarm(0);
+    // The removal of the old bundle may take longer.
+    stopAlarm();
     co_await BlockingWork::run(
         [places = installer_.places(), build = installer_.build()] { UpdateInstaller::sayUp(places, build); });
     updateLock_.reset();
