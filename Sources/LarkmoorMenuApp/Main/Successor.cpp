@@ -67,10 +67,15 @@ bool runApart(const std::function<int()>& work) {
 
 /// This process becomes what stands in the bundle. The exit status, if it cannot.
 int become(const std::string& executable, char** arguments) {
-    setEndSignals(SIG_BLOCK);
     ::execv(executable.c_str(), arguments);
     platformLog(fmt::format("[larkmoor-menu] cannot start {}: {}", executable, std::strerror(errno)));
     return 1;
+}
+
+/// The same for what nobody watches over, and which may not unblock the signals. Here we end, if we were told to.
+int becomeUnwatched(const std::string& executable, char** arguments) {
+    setEndSignals(SIG_UNBLOCK);
+    return become(executable, arguments);
 }
 
 /// False if that cannot be done, which is logged.
@@ -166,16 +171,14 @@ int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& p
     watcher.kill();
     // What stands there is better than no application, even if that is the new build again.
     static_cast<void>(putBack(places, BundleExchange::giveBack, "the update did not come up"));
-    // Here we end, if we were told to.
-    setEndSignals(SIG_UNBLOCK);
-    return become(successor.executable, arguments);
+    return becomeUnwatched(successor.executable, arguments);
 }
 
 }  // namespace
 
 int Successor::start(char** arguments) const {
     const UpdatePlaces places{bundle};
-    if (!BundleExchange::isInPlace(places)) return become(executable, arguments);
+    if (!BundleExchange::isInPlace(places)) return becomeUnwatched(executable, arguments);
     // Before there is a watcher, to which our death would be the new build's.
     setEndSignals(SIG_BLOCK);
     const pid_t process = ::getpid();
@@ -191,7 +194,7 @@ int Successor::start(char** arguments) const {
     exec.tellThatItFailed();
     static_cast<void>(isWatched ? putBack(places, BundleExchange::giveBack, "the update cannot be started")
                                 : putBack(places, BundleExchange::postpone, "nobody can watch over the update"));
-    return become(executable, arguments);
+    return becomeUnwatched(executable, arguments);
 }
 
 void Successor::hearEndSignals() { setEndSignals(SIG_UNBLOCK); }

@@ -26,9 +26,9 @@ struct Successor {
     /// its first process. A start that was not needed is left alone, and after one that could not be tried the update
     /// stays staged and nothing is started (`StartEnd`). A watcher that is killed leaves all of this to later launches.
     ///
-    /// Called when our name on the bus is free. The work of our threads is cut off. SIGTERM, SIGINT and SIGHUP are
-    /// blocked from here on, also in what we become: an end that is wanted before it listens must not look like its
-    /// failure.
+    /// Called when our name on the bus is free. The work of our threads is cut off. After an update, SIGTERM, SIGINT
+    /// and SIGHUP are blocked from here on, also in what we become: an end that is wanted before it listens must not
+    /// look like its failure. What nobody watches over may be a build that does not unblock them: those end it at once.
     int start(char** arguments) const;
 
     /// Of a process that listens now to those three: what has come since then comes here. Main thread.
