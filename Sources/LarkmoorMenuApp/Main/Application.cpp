@@ -106,9 +106,20 @@ void Application::watchSignals() {
 
 int Application::run() {
     loop_.run();
+    if (isWantedAgain()) hearEarlierSignals();
     if (client_) client_->close();
     menuBar_.reset();
     return status_;
+}
+
+/// An end that is wanted after this waits for what we become. One of before, as during the exchange, may not have come
+/// further than the loop.
+void Application::hearEarlierSignals() {
+    constexpr int maxHandlers = 1000;
+    Successor::holdEndSignals();
+    loop_.restart();
+    for (int handlers = 0; handlers < maxHandlers && loop_.poll_one() > 0; ++handlers) {
+    }
 }
 
 void Application::end(int status) {

@@ -197,6 +197,8 @@ int Successor::start(char** arguments) const {
     return becomeUnwatched(executable, arguments);
 }
 
+void Successor::holdEndSignals() { setEndSignals(SIG_BLOCK); }
+
 void Successor::hearEndSignals() { setEndSignals(SIG_UNBLOCK); }
 
 }  // namespace larkmoor

@@ -31,6 +31,8 @@ struct Successor {
     /// look like its failure. What nobody watches over may be a build that does not unblock them: those end it at once.
     int start(char** arguments) const;
 
+    /// Of a process that listens no more, and is about to start its successor: blocks those three. Main thread.
+    static void holdEndSignals();
     /// Of a process that listens now to those three: what has come since then comes here. Main thread.
     static void hearEndSignals();
 };
