@@ -3,7 +3,6 @@
 #include <elf.h>
 #include <link.h>
 #include <malloc.h>
-#include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -13,34 +12,19 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include <condition_variable>
-#include <csignal>
 #include <deque>
 #include <exception>
 #include <mutex>
 #include <span>
-#include <thread>
 #include <utility>
+
+#include "LarkmoorBase/ThreadWithoutSignals.h"
 
 namespace larkmoor {
 
 namespace {
 
 constexpr auto maxWaitAtEnd = std::chrono::seconds{2};
-
-/// Starts a thread that blocks all signals, which are for the main thread. Throws what std::thread throws.
-void startWithoutSignals(std::function<void()> body) {
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    try {
-        std::thread{std::move(body)}.detach();
-    } catch (...) {
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
-        throw;
-    }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-}
 
 /// Gives back what a process holds after work and does not need at rest: freed memory that the allocator keeps, and the
 /// pages of the program itself, of which few run at rest; those come back from the page cache. Takes about a
@@ -168,7 +152,7 @@ void BlockingWorkers::submit(std::function<void()> work, Completion completion) 
         }
         ++shared_->threads;
         try {
-            startWithoutSignals([shared = shared_] { shared->serve(); });
+            threadWithoutSignals([shared = shared_] { shared->serve(); }).detach();
         } catch (...) {
             // A running thread will take the job later; without one, it fails.
             if (--shared_->threads > 0) return;

@@ -4,6 +4,8 @@
 #include <system_error>
 #include <utility>
 
+#include "LarkmoorBase/ThreadWithoutSignals.h"
+
 namespace larkmoor {
 
 SerialQueue::SerialQueue(std::string label, std::chrono::milliseconds lingering)
@@ -28,7 +30,7 @@ void SerialQueue::add(std::function<void()> work) {
     // The thread before has released the lock for the last time: joining it does not block.
     if (thread_.joinable()) thread_.join();
     try {
-        thread_ = std::thread{[this] { run(lingering_); }};
+        thread_ = threadWithoutSignals([this] { run(lingering_); });
         isRunning_ = true;
     } catch (const std::system_error&) {
         isRunning_ = false;  // the system refused a thread: the next call tries again

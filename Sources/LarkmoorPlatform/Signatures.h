@@ -17,7 +17,7 @@ class Signatures {
     using Verdict = std::expected<void, std::string>;
     struct Objection {
         std::string words;
-        bool isVerdict;  ///< false if nobody has judged: there was no time for it, no helper, or a stop
+        bool isVerdict;  ///< false if nobody has judged: no time for it, a disk that fails, no helper, or a stop
     };
     using BundleVerdict = std::expected<void, Objection>;
 

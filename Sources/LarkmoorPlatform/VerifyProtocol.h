@@ -30,6 +30,7 @@ enum ExitStatus : int {
     holdsNot = 1,
     badRequest = 2,
     otherBuild = 3,
+    unread = 4,  ///< what is asked of could not be read: nobody has judged
     noAsker = 5,
 };
 

@@ -27,23 +27,25 @@ std::string manifestOf(const std::string& bundle) { return fmt::format("{}/{}", 
 /// Lines of the manifest by path.
 using Lines = std::map<std::string, std::string, std::less<>>;
 
-std::expected<std::string, Words> line(const std::string& path, const std::string& name) {
+std::expected<std::string, Objection> line(const std::string& path, const std::string& name) {
     struct stat status{};
-    if (::lstat(path.c_str(), &status) != 0) return std::unexpected{FileError{path, errno}.description()};
+    if (::lstat(path.c_str(), &status) != 0) return std::unexpected{FileError{path, errno}};
     const mode_t mode = status.st_mode & 07777U;
     if (S_ISDIR(status.st_mode)) return fmt::format("folder\t{:04o}\t{}", mode, name);
     if (S_ISLNK(status.st_mode)) {
         std::error_code failed;
-        return fmt::format("link\t{}\t{}", fs::read_symlink(path, failed).string(), name);
+        const std::string target = fs::read_symlink(path, failed).string();
+        if (failed) return std::unexpected{FileError{path, failed.value()}};
+        return fmt::format("link\t{}\t{}", target, name);
     }
     if (!S_ISREG(status.st_mode)) return std::unexpected{name + ": neither a file nor a folder nor a link"};
     const auto digest = SHA256::ofFile(path);
-    if (!digest) return std::unexpected{digest.error().description()};
+    if (!digest) return std::unexpected{digest.error()};
     return fmt::format("file\t{:04o}\t{}\t{}", mode, *digest, name);
 }
 
 /// What the manifest would say of the bundle as it is now.
-std::expected<Lines, Words> present(const std::string& bundle) {
+std::expected<Lines, Objection> present(const std::string& bundle) {
     Lines lines;
     std::error_code failed;
     for (fs::recursive_directory_iterator entry{bundle, failed}, end; !failed && entry != end;
@@ -55,15 +57,16 @@ std::expected<Lines, Words> present(const std::string& bundle) {
         if (!told) return std::unexpected{std::move(told.error())};
         lines.emplace(name, *std::move(told));
     }
-    if (failed) return std::unexpected{fmt::format("{}: {}", bundle, failed.message())};
+    if (failed) return std::unexpected{FileError{bundle, failed.value()}};
     return lines;
 }
 
 /// What no manifest lists.
-std::optional<Words> unlistedObjection(const std::string& bundle) {
+std::optional<Objection> unlistedObjection(const std::string& bundle) {
     constexpr mode_t folderMode = S_IFDIR | 0755;
     struct stat status{};
-    if (::stat(bundle.c_str(), &status) != 0 || status.st_mode != folderMode) return bundle + ": not as it was sealed";
+    if (::stat(bundle.c_str(), &status) != 0) return FileError{bundle, errno};
+    if (status.st_mode != folderMode) return bundle + ": not as it was sealed";
     const std::string manifest = manifestOf(bundle);
     for (const std::string& path : {manifest, fmt::format("{}{}", manifest, Seal::suffix)}) {
         if (::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return path + ": not a regular file";
@@ -104,14 +107,15 @@ std::optional<Words> difference(const Lines& sealedLines, const Lines& presentLi
 
 }  // namespace
 
-std::expected<PublicKey, Words> signer(const std::string& bundle) { return Seal::check(manifestOf(bundle)); }
+std::expected<PublicKey, Objection> signer(const std::string& bundle) { return Seal::check(manifestOf(bundle)); }
 
-std::expected<PublicKey, Words> check(const std::string& bundle) {
+std::expected<PublicKey, Objection> check(const std::string& bundle) {
     if (auto words = unlistedObjection(bundle)) return std::unexpected{*std::move(words)};
     auto key = signer(bundle);
     if (!key) return key;
     const auto bytes = Files::read(manifestOf(bundle));
-    const auto wanted = bytes ? sealed(asText(*bytes)) : std::nullopt;
+    if (!bytes) return std::unexpected{bytes.error()};
+    const auto wanted = sealed(asText(*bytes));
     if (!wanted) return std::unexpected{manifestOf(bundle) + ": not a manifest"};
     const auto found = present(bundle);
     if (!found) return std::unexpected{found.error()};

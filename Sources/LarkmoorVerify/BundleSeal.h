@@ -17,9 +17,9 @@
 namespace larkmoor::BundleSeal {
 
 /// Who sealed the bundle, by its manifest alone.
-std::expected<PublicKey, Words> signer(const std::string& bundle);
+std::expected<PublicKey, Objection> signer(const std::string& bundle);
 
 /// The same, and whether all that is in the bundle is as the manifest has it.
-std::expected<PublicKey, Words> check(const std::string& bundle);
+std::expected<PublicKey, Objection> check(const std::string& bundle);
 
 }  // namespace larkmoor::BundleSeal

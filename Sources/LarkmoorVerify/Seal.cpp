@@ -125,14 +125,19 @@ Verdict checkArchive(const std::string& file, const PublicKey& key, const Signat
     return {};
 }
 
+Objection::Objection(const FileError& error) : words(error.description()) {
+    static constexpr std::array judged{ENOENT, ENOTDIR, ELOOP, EISDIR, EINVAL, EFBIG};
+    isVerdict = std::ranges::find(judged, error.code) != judged.end();
+}
+
 namespace Seal {
 
-std::expected<PublicKey, Words> check(const std::string& file) {
+std::expected<PublicKey, Objection> check(const std::string& file) {
     const std::string place = file + std::string{suffix};
     const auto bytes = Files::read(place);
     if (!bytes) {
         const bool isNone = bytes.error().code == ENOENT;
-        return std::unexpected{isNone ? file + ": not sealed at all" : bytes.error().description()};
+        return std::unexpected{isNone ? Objection{file + ": not sealed at all"} : Objection{bytes.error()}};
     }
     std::string_view text = asText(*bytes);
     const auto version = takeLine(text, "larkmoor-seal "), key = takeLine(text, "key "),
@@ -142,7 +147,7 @@ std::expected<PublicKey, Words> check(const std::string& file) {
     const auto readSignature = Signature::of(*signature);
     if (!readKey || !readSignature) return std::unexpected{place + ": not a seal"};
     const auto digest = SHA256::ofFile(file);
-    if (!digest) return std::unexpected{digest.error().description()};
+    if (!digest) return std::unexpected{digest.error()};
     if (!isSigned(fromHexadecimal(*digest), *readKey, *readSignature)) {
         return std::unexpected{file + ": not as it was sealed"};
     }

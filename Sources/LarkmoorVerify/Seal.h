@@ -10,11 +10,24 @@
 #include <expected>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "LarkmoorBase/Files.h"
 
 namespace larkmoor {
 
 using Words = std::string;  ///< why something does not hold
 using Verdict = std::expected<void, Words>;
+
+/// Why a seal does not hold, or why nobody can tell.
+struct Objection {
+    Words words;
+    bool isVerdict = true;  ///< false for what could not be read, as on a disk that fails
+
+    Objection(Words why) : words(std::move(why)) {}
+    /// What is missing, or is no file that is read, is not as it was sealed.
+    Objection(const FileError& error);
+};
 
 struct PublicKey {
     std::array<std::uint8_t, 32> bytes{};
@@ -39,7 +52,7 @@ namespace Seal {
 inline constexpr std::string_view suffix = ".seal";
 
 /// Who sealed the file; an error if nobody did or if the file is not as it was then.
-std::expected<PublicKey, Words> check(const std::string& file);
+std::expected<PublicKey, Objection> check(const std::string& file);
 
 }  // namespace Seal
 

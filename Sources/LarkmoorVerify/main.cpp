@@ -34,6 +34,12 @@ Value expected(std::expected<Value, Words> value, protocol::ExitStatus otherwise
     return *std::move(value);
 }
 
+template <class Value>
+Value expected(std::expected<Value, Objection> value) {
+    if (!value) refuse(value.error().isVerdict ? protocol::holdsNot : protocol::unread, value.error().words);
+    return *std::move(value);
+}
+
 std::string withoutSlash(std::string path) {
     while (path.size() > 1 && path.ends_with('/')) path.pop_back();
     return path;
@@ -53,17 +59,16 @@ void verifyArchive(const Question& question) {
 
 void verifyBundle(const Question& question) {
     const auto key = expected(PublicKey::of(question[2]), protocol::holdsNot);
-    const auto signer = expected(BundleSeal::check(withoutSlash(question[1])), protocol::holdsNot);
+    const auto signer = expected(BundleSeal::check(withoutSlash(question[1])));
     if (signer != key) refuse(protocol::holdsNot, "the bundle is sealed by another key");
 }
 
 void verifyStrictly(const std::string& path) {
-    expected(isBundle(path) ? BundleSeal::check(withoutSlash(path)) : Seal::check(path), protocol::holdsNot);
+    expected(isBundle(path) ? BundleSeal::check(withoutSlash(path)) : Seal::check(path));
 }
 
 void display(const std::string& path) {
-    const auto key =
-        expected(isBundle(path) ? BundleSeal::signer(withoutSlash(path)) : Seal::check(path), protocol::holdsNot);
+    const auto key = expected(isBundle(path) ? BundleSeal::signer(withoutSlash(path)) : Seal::check(path));
     fmt::print("designated => certificate leaf = H\"{}\"\n", key.hash());
     if (std::fflush(stdout) != 0) std::_Exit(protocol::holdsNot);
 }

@@ -207,12 +207,14 @@ TEST(BundleExchangeTests, ASuccessorIsWatchedUntilItIsUp) {
                       unneeded = notes("unneeded", "exit 0"), untried = notes("untried", "exit 1"),
                       // A shell that has waited for a program blocks nothing any more.
         early = says("kill -TERM $$; exec rm \"${0%/*}/../../../.X.app.update/record.json\""),
+                      deaf = says("kill -TERM $$; exec sleep 60"),
                       stopped = says("setsid sh -c \"sleep 2; kill -s CONT -- -$$\" & sleep 0.2; kill -STOP 0; " +
                                      std::string{comesUp}),
                       ended = says("trap '' TERM; kill -TERM 0; exit 1");
     constexpr int killed = SIGKILL, one = 1 << 8;
     const Case cases[] = {{"comes up", up.c_str(), "2", 0, "new\n"},
                           {"is told to end before it listens", early.c_str(), "2", 0, "new\n"},
+                          {"hangs, and is told to end", deaf.c_str(), "1", killed, "new\n"},
                           {"is stopped with its watcher", stopped.c_str(), "2", 0, "new\n"},
                           {"dies", dies.c_str(), "1", one, "new\nold\n", 1},
                           {"hangs", hangs.c_str(), "1", killed, "new\nold\n", 1},

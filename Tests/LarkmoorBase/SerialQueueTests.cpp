@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 
 namespace larkmoor {
 namespace {
@@ -12,7 +13,7 @@ namespace {
 using std::chrono::milliseconds;
 
 TEST(SerialQueue, ItsEndWaitsForWhatWasQueuedAndForWhatThatQueued) {
-    std::atomic<int> done = 0, here = 0;
+    std::atomic<int> done = 0, here = 0, hearing = 0;
     const auto caller = std::this_thread::get_id();
     {
         SerialQueue queue{"test", milliseconds{1}};
@@ -20,12 +21,16 @@ TEST(SerialQueue, ItsEndWaitsForWhatWasQueuedAndForWhatThatQueued) {
             queue.add([&] {
                 ++done;
                 here += std::this_thread::get_id() == caller ? 1 : 0;
+                sigset_t mask;
+                pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+                hearing += sigismember(&mask, SIGTERM) == 0 ? 1 : 0;
                 queue.add([&] { ++done; });
             });
         }
     }
     EXPECT_EQ(done, 100);
     EXPECT_EQ(here, 0);
+    EXPECT_EQ(hearing, 0);
 }
 
 TEST(SerialQueue, HasNoThreadWhileItRests) {

@@ -109,6 +109,12 @@ class Verify(unittest.TestCase):
                 touch(bundle / "Contents" / name)
                 self.expect(1, words, "bundle", bundle, self.key)
 
+    def test_what_cannot_be_read_is_no_verdict(self):
+        for name in ("MacOS/program", "MacOS/with a blank", "Seal/manifest", "Seal/manifest.seal"):
+            bundle = self.copy()
+            (bundle / "Contents" / name).chmod(0)
+            self.expect(4, "Permission denied", "bundle", bundle, self.key)
+
     def test_a_file_alone_is_proven_by_its_own_seal(self):
         program = self.copy() / "Contents/MacOS/program"
         with open(program, "ab") as file:

@@ -29,6 +29,13 @@ void makeSupportDirectory(const std::string& support) {
     }
 }
 
+/// Calls off what ends a launch that hangs.
+void stopAlarm() {
+    // One that is being handled may set another.
+    std::signal(SIGALRM, SIG_IGN);
+    ::alarm(0);
+}
+
 }  // namespace
 
 Application::Application(RunningBundle bundle, FileDescriptor updateLock)
@@ -98,9 +105,20 @@ void Application::watchSignals() {
 
 int Application::run() {
     loop_.run();
+    if (isWantedAgain()) hearEarlierSignals();
     if (client_) client_->close();
     menuBar_.reset();
     return status_;
+}
+
+/// An end that is wanted after this waits for what we become. One of before, as during the exchange, may not have come
+/// further than the loop.
+void Application::hearEarlierSignals() {
+    constexpr int maxHandlers = 1000;
+    Successor::holdEndSignals();
+    loop_.restart();
+    for (int handlers = 0; handlers < maxHandlers && loop_.poll_one() > 0; ++handlers) {
+    }
 }
 
 void Application::end(int status) {
@@ -111,6 +129,8 @@ void Application::end(int status) {
 
 void Application::endNow(int status) {
     status_ = status;
+    // It would outlast an exec, and end what we become.
+    stopAlarm();
     // Without a menu this process is not the application.
     if (menuBar_) {
         // Whoever quits so soon after an update has seen it.
@@ -149,9 +169,8 @@ void Application::sayUpAfterUpdate() {
 Task<void> Application::sayUp(std::chrono::seconds trial) {
     MainTimer timer{loop_.get_executor(), trial};
     co_await timer.async_wait(awaiting);
-    // The removal of the old bundle may take longer. One that is being handled may set another.
-    std::signal(SIGALRM, SIG_IGN);
-    ::alarm(0);
+    // The removal of the old bundle may take longer.
+    stopAlarm();
     co_await BlockingWork::run(
         [places = installer_.places(), build = installer_.build()] { UpdateInstaller::sayUp(places, build); });
     updateLock_.reset();

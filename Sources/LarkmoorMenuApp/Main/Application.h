@@ -92,6 +92,7 @@ class Application {
     /// The token with which a window that a click opened may come to the front; "" if the host gave none.
     std::string takeActivationToken();
     void watchSignals();
+    void hearEarlierSignals();
     /// At once, or when a migration has come to its end for which the daemon was stopped.
     void end(int status);
     /// Arranges what is to be installed at the quit; the last thing that happens. A Migrator that applies goes on

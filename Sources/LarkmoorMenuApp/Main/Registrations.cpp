@@ -169,15 +169,23 @@ std::vector<RunningApplication> Registrations::applications() const {
 }
 
 std::vector<std::string> Registrations::endApplications() const {
-    constexpr int patience = 60'000;  // milliseconds: a migration of the store comes to its end
-    std::vector<std::string> lines;
+    using std::chrono::steady_clock;
+    constexpr std::chrono::seconds patience{60};  // a migration of the store comes to its end
+    std::vector<std::pair<pid_t, FileDescriptor>> told;
     for (const RunningApplication& running : applications()) {
-        const FileDescriptor process = processDescriptor(running.process);
+        FileDescriptor process = processDescriptor(running.process);
         // Its number may be another's by now.
         if (processExecutable(std::to_string(running.process)) != bundle_.executable) continue;
-        pollfd end{.fd = process.get(), .events = POLLIN, .revents = 0};
-        if (::pidfd_send_signal(process.get(), SIGTERM, nullptr, 0) == 0 && ::poll(&end, 1, patience) == 0)
-            lines.push_back(fmt::format("Larkmoor is still running, as process {}", running.process));
+        if (::pidfd_send_signal(process.get(), SIGTERM, nullptr, 0) == 0)
+            told.emplace_back(running.process, std::move(process));
+    }
+    std::vector<std::string> lines;
+    const auto end = steady_clock::now() + patience;
+    for (const auto& [number, process] : told) {
+        pollfd ended{.fd = process.get(), .events = POLLIN, .revents = 0};
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now()).count();
+        if (::poll(&ended, 1, static_cast<int>(std::max<std::int64_t>(left, 0))) == 0)
+            lines.push_back(fmt::format("Larkmoor is still running, as process {}", number));
     }
     return lines;
 }

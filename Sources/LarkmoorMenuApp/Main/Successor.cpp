@@ -10,11 +10,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstring>
 #include <functional>
 #include <utility>
 
+#include "LarkmoorBase/Files.h"
 #include "LarkmoorMenuApp/Update/Appcast/BundleExchange.h"
 #include "LarkmoorPlatform/Linux/Processes/SystemProcess.h"
 #include "LarkmoorPlatform/PlatformLog.h"
@@ -26,12 +28,26 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using PutBack = Folders::Done (*)(const UpdatePlaces&);
 
-/// SIGTERM, SIGINT and SIGHUP; `how` is that of sigprocmask.
+constexpr std::array endSignals{SIGTERM, SIGINT, SIGHUP};
+
+/// `how` is that of sigprocmask.
 void setEndSignals(int how) {
     sigset_t ends;
     sigemptyset(&ends);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ends, number);
+    for (const int number : endSignals) sigaddset(&ends, number);
     ::pthread_sigmask(how, &ends, nullptr);
+}
+
+/// Whether one of them waits for that process to listen.
+bool isToldToEnd(Int process) {
+    constexpr std::string_view name = "\nShdPnd:\t";
+    const auto status = Files::read(fmt::format("/proc/{}/status", process));
+    const std::string_view text = status ? asText(*status) : std::string_view{};
+    const std::size_t found = text.find(name);
+    if (found == std::string_view::npos) return false;
+    std::uint64_t pending = 0;
+    std::from_chars(text.data() + found + name.size(), text.data() + text.size(), pending, 16);
+    return std::ranges::any_of(endSignals, [&](int number) { return (pending >> (number - 1) & 1U) != 0; });
 }
 
 bool isReadable(const FileDescriptor& file, std::chrono::milliseconds within = {}) {
@@ -67,10 +83,15 @@ bool runApart(const std::function<int()>& work) {
 
 /// This process becomes what stands in the bundle. The exit status, if it cannot.
 int become(const std::string& executable, char** arguments) {
-    setEndSignals(SIG_BLOCK);
     ::execv(executable.c_str(), arguments);
     platformLog(fmt::format("[larkmoor-menu] cannot start {}: {}", executable, std::strerror(errno)));
     return 1;
+}
+
+/// The same for what nobody watches over, and which may not unblock the signals. Here we end, if we were told to.
+int becomeUnwatched(const std::string& executable, char** arguments) {
+    setEndSignals(SIG_UNBLOCK);
+    return become(executable, arguments);
 }
 
 /// False if that cannot be done, which is logged.
@@ -104,6 +125,7 @@ class Watcher {
     /// What becomes of the process. One that ends while another is about the exchange is not the last word.
     News watch(Clock::duration limit) {
         const Clock::duration slice = limit / Successor::slices;
+        Clock::duration deafAt{};  // what was left when that began
         for (Clock::duration left = limit;; left -= waitForNews(std::min(left, slice))) {
             hasEnded_ = isReadable(descriptor_);
             const auto standing = BundleExchange::record(places_);
@@ -112,8 +134,13 @@ class Watcher {
             if (hasEnded_ && standing->unneeded == process_) return News::unneeded;
             if (hasEnded_ && standing->untried == process_) return News::untried;
             if (left <= Clock::duration::zero() || (hasEnded_ && Folders::lock(places_.folder))) return News::failed;
+            deafAt = isDeaf() ? std::max(deafAt, left) : Clock::duration{};
+            if (deafAt - left >= slice) return News::failed;
         }
     }
+
+    /// Whether it was told to end, and has not heard it.
+    bool isDeaf() const { return !hasEnded_ && isToldToEnd(process_); }
 
     void kill() const {
         constexpr std::chrono::seconds patience{5};
@@ -163,19 +190,20 @@ int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& p
         return putBack(places, BundleExchange::postpone, "the update could not be tried") ? 0 : 1;
     }
     if (news != News::failed) return 0;
+    const bool isEndWanted = watcher.isDeaf();
     watcher.kill();
+    if (isEndWanted)
+        return putBack(places, BundleExchange::postpone, "the update did not hear that it is to end") ? 0 : 1;
     // What stands there is better than no application, even if that is the new build again.
     static_cast<void>(putBack(places, BundleExchange::giveBack, "the update did not come up"));
-    // Here we end, if we were told to.
-    setEndSignals(SIG_UNBLOCK);
-    return become(successor.executable, arguments);
+    return becomeUnwatched(successor.executable, arguments);
 }
 
 }  // namespace
 
 int Successor::start(char** arguments) const {
     const UpdatePlaces places{bundle};
-    if (!BundleExchange::isInPlace(places)) return become(executable, arguments);
+    if (!BundleExchange::isInPlace(places)) return becomeUnwatched(executable, arguments);
     // Before there is a watcher, to which our death would be the new build's.
     setEndSignals(SIG_BLOCK);
     const pid_t process = ::getpid();
@@ -191,8 +219,10 @@ int Successor::start(char** arguments) const {
     exec.tellThatItFailed();
     static_cast<void>(isWatched ? putBack(places, BundleExchange::giveBack, "the update cannot be started")
                                 : putBack(places, BundleExchange::postpone, "nobody can watch over the update"));
-    return become(executable, arguments);
+    return becomeUnwatched(executable, arguments);
 }
+
+void Successor::holdEndSignals() { setEndSignals(SIG_BLOCK); }
 
 void Successor::hearEndSignals() { setEndSignals(SIG_UNBLOCK); }
 

@@ -23,14 +23,17 @@ struct Successor {
     /// After an update a watcher stays for as long as the new build takes to say that it is up. If that ends before,
     /// with whatever status, or is not up within the limit, the watcher puts the old bundle back and becomes its
     /// application. It starts nothing if it was told to end meanwhile, as by a service manager that ends a unit with
-    /// its first process. A start that was not needed is left alone, and after one that could not be tried the update
-    /// stays staged and nothing is started (`StartEnd`). A watcher that is killed leaves all of this to later launches.
+    /// its first process. A start that was not needed is left alone. After one that could not be tried (`StartEnd`), or
+    /// that has not heard for a slice that it is to end, the update stays staged and nothing is started. A watcher that
+    /// is killed leaves all of this to later launches.
     ///
-    /// Called when our name on the bus is free. The work of our threads is cut off. SIGTERM, SIGINT and SIGHUP are
-    /// blocked from here on, also in what we become: an end that is wanted before it listens must not look like its
-    /// failure.
+    /// Called when our name on the bus is free. The work of our threads is cut off. After an update, SIGTERM, SIGINT
+    /// and SIGHUP are blocked from here on, also in what we become: an end that is wanted before it listens must not
+    /// look like its failure. What nobody watches over may be a build that does not unblock them: those end it at once.
     int start(char** arguments) const;
 
+    /// Of a process that listens no more, and is about to start its successor: blocks those three. Main thread.
+    static void holdEndSignals();
     /// Of a process that listens now to those three: what has come since then comes here. Main thread.
     static void hearEndSignals();
 };
