@@ -52,7 +52,6 @@ class Supervision(unittest.TestCase):
         wait("warm-up", (session.support / "warmed-build").exists)
         self.launch_again()
         self.assertEqual(session.daemon_pid(), first)
-        self.assertEqual((session.home / "hooked").read_text(), "--harness claude-code\n")
 
         os.kill(first, signal.SIGKILL)
         wait("another daemon", lambda: session.daemon_pid() not in (0, first))
@@ -160,12 +159,14 @@ class Supervision(unittest.TestCase):
     def test_a_quit_daemon_stays_down_until_a_gesture(self):
         session = self.session
         first = self.first_launch()
+        wait("warm-up", (session.support / "warmed-build").exists)
         self.quit()
         self.assertTrue((session.support / "quit-requested").exists())
         wait("end of the daemon", lambda: session.daemon_pid() == 0)
         time.sleep(2)
         self.assertEqual(session.daemon_pid(), 0)
         session.launch()
+        self.assertEqual((session.home / "hooked").read_text(), "--harness claude-code\n")
         session.expect("Recording")
         session.expect_said(RELEASED)
         self.assertNotEqual(session.daemon_pid(), first)
