@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <deque>
@@ -86,6 +87,21 @@ bool isStartedWith(pid_t pid, const std::string& store) {
 
 std::string copyBeside(const std::string& resolvedStore) { return resolvedStore + ".restoring"; }
 
+/// A Migrator of this user's that was started to apply to the store, with a latch or before it has one.
+std::optional<std::int32_t> applyingMigrator(const std::string& store) {
+    const std::string words = fmt::format("{0}--db{0}{1}{0}--apply{0}", '\0', store);
+    for (const std::string& name : Files::names("/proc").value_or(std::vector<std::string>{})) {
+        std::int32_t pid = 0;
+        const auto [end, failed] = std::from_chars(name.data(), name.data() + name.size(), pid);
+        struct stat status{};
+        const std::string process = "/proc/" + name;
+        if (failed != std::errc{} || ::stat(process.c_str(), &status) != 0 || status.st_uid != ::getuid()) continue;
+        const auto command = Files::read(process + "/cmdline");
+        if (command && asText(*command).contains(words)) return pid;
+    }
+    return std::nullopt;
+}
+
 /// A link that leads nowhere is there, and so is what we may not look at.
 bool stands(const std::string& path) {
     struct stat status{};
@@ -98,17 +114,23 @@ bool isUsedSince(const std::string& store, const std::string& log) {
     const auto older = std::chrono::system_clock::time_point::min();
     const auto date = [&](const std::string& path) { return Files::modified(path).value_or(older); };
     const auto known = std::max(date(StoreRecovery::markPath(store)), date(log));
-    const std::string file = resolved(store);
-    return std::max(date(file), date(file + "-wal")) > known + tolerance;
+    const std::string file = resolved(store), wal = file + "-wal";
+    // SQLite makes an empty one for whoever reads.
+    return std::max(date(file), sizeOf(wal).value_or(0) > 0 ? date(wal) : older) > known + tolerance;
+}
+
+/// The log that the mark names.
+std::optional<std::string> markedLog(const std::string& store) {
+    const auto path = Files::read(StoreRecovery::markPath(store));
+    return path && !path->empty() ? std::optional{std::string{asText(*path)}} : std::nullopt;
 }
 
 /// The process of a Migrator whose work nobody has judged, and which has vouched for a backup.
 std::optional<std::int32_t> unjudgedMigrator(const std::string& store) {
-    const auto log = Files::read(StoreRecovery::markPath(store));
-    if (!log || log->empty()) return std::nullopt;
-    const std::string path{asText(*log)};
-    const auto lines = StoreRecovery::tellingLines(path);
-    if (!VouchedBackup::read(lines) || isUsedSince(store, path)) return std::nullopt;
+    const auto log = markedLog(store);
+    if (!log) return std::nullopt;
+    const auto lines = StoreRecovery::tellingLines(*log);
+    if (!VouchedBackup::read(lines) || isUsedSince(store, *log)) return std::nullopt;
     return StandingLatch::pid(lines);
 }
 
@@ -130,6 +152,8 @@ bool StoreRecovery::isLatched(const std::string& store) { return stands(latchPat
 
 StandingLatch StoreRecovery::standingLatch(const std::string& store) {
     if (!stands(latchPath(store))) {
+        if (!stands(markPath(store))) return StandingLatch::None{};
+        if (const auto pid = applyingMigrator(store)) return StandingLatch::HeldByLiveMigrator{*pid};
         const auto pid = unjudgedMigrator(store);
         return pid ? StandingLatch{StandingLatch::Stale{pid}} : StandingLatch{StandingLatch::None{}};
     }
@@ -210,8 +234,11 @@ std::vector<std::string> StoreRecovery::tellingLines(const std::string& log) {
 }
 
 std::optional<std::vector<std::string>> StoreRecovery::killedApplyLog(const std::string& store, std::int32_t pid) {
-    for (const DatedLog& log : applyLogs(store)) {
-        auto found = tellingLines(log.path);
+    std::vector<std::string> logs;
+    if (auto marked = markedLog(store)) logs.push_back(*std::move(marked));
+    for (DatedLog& log : applyLogs(store)) logs.push_back(std::move(log.path));
+    for (const std::string& log : logs) {
+        auto found = tellingLines(log);
         if (StandingLatch::log(found, pid)) return found;
     }
     return std::nullopt;

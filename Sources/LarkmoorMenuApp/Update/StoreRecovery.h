@@ -27,8 +27,9 @@ std::optional<FileDescriptor> lock(const std::string& store);
 bool isLatched(const std::string& store);
 
 /// A latch that cannot be read is stale, with no process. It is held, too, by a process of its number that was started
-/// with this store, whatever its start time seems to be. A mark without a latch is a stale latch of the process that
-/// the apply's log names, if that log vouches for a backup and nobody has written to the store since.
+/// with this store, whatever its start time seems to be. A mark without a latch is held by a process that was started
+/// to apply to the store; else it is a stale latch of the process that the apply's log names, if that log vouches for a
+/// backup and nobody has written to the store since.
 StandingLatch standingLatch(const std::string& store);
 
 /// Kills the Migrator that holds the latch, with its children; nothing if it is stale.
@@ -60,7 +61,7 @@ std::string applyLog(const std::string& store, std::int64_t epochSeconds);
 /// may be of any length.
 std::vector<std::string> tellingLines(const std::string& log);
 
-/// Those of the newest apply log that names the process.
+/// Those of the apply log that names the process: of the one that the mark names, else of the newest.
 std::optional<std::vector<std::string>> killedApplyLog(const std::string& store, std::int32_t pid);
 
 }  // namespace StoreRecovery

@@ -74,9 +74,14 @@ TEST_F(StoreFiles, OneRunHasTheStore) {
 TEST_F(StoreFiles, AMarkTellsOfWorkThatNobodyHasJudged) {
     const std::string log = folder / "s.db.migrate.1.log";
     const std::string latch = "LATCH   raised · pid 12\n", copy = "BACKUP  copy → /b\nBACKUP  verified\n";
-    for (const auto& [text, age, isUnjudged] :
-         {std::tuple{latch + copy, 1, true}, {latch + copy, -1, false}, {latch, 1, false}, {copy, 1, false}}) {
+    for (const auto& [text, age, wal, isUnjudged] : {std::tuple{latch + copy, 1, "", true},
+                                                     {latch + copy, 1, "used", false},
+                                                     {latch + copy, -1, "", false},
+                                                     {latch, 1, "", false},
+                                                     {copy, 1, "", false}}) {
         write(store, "new");
+        write(store + "-wal", wal);
+        this->age(store + "-wal", -1);
         write(log, text);
         ASSERT_TRUE(StoreRecovery::mark(store, log));
         this->age(store, age);
@@ -86,6 +91,13 @@ TEST_F(StoreFiles, AMarkTellsOfWorkThatNobodyHasJudged) {
         StoreRecovery::removeMootMark(store);
         EXPECT_EQ(StoreRecovery::isLatched(store), isUnjudged);
     }
+    testing::ChildProcess migrator{{"python3", "-c", "import time; time.sleep(60)", "--db", store, "--apply"}};
+    ASSERT_TRUE(StoreRecovery::mark(store, log));
+    const StandingLatch held = StandingLatch::HeldByLiveMigrator{migrator.pid()};
+    MainLoop loop;
+    EXPECT_TRUE(testing::runUntil(loop, [&] { return StoreRecovery::standingLatch(store) == held; }));
+    StoreRecovery::killMigrator(store);
+    EXPECT_EQ(migrator.wait(), 128 + SIGKILL);
 }
 
 TEST_F(StoreFiles, AMigratorHoldsItsLatchByItsStartOrByItsCommandAndIsKilledByThat) {
