@@ -68,3 +68,16 @@ using TextMap = std::map<std::string, X>;
     struct Type {                          \
         LARKMOOR_FIELDS(Type, __VA_ARGS__) \
     };
+
+/// In one source file: what a variant that is defined with LARKMOOR_COMPILED_ONCE leaves to it.
+#define LARKMOOR_COMPILE(Variant)                                                   \
+    Variant::Variant() = default;                                                   \
+    Variant::Variant(const Variant&) = default;                                     \
+    Variant::Variant(Variant&&) noexcept = default;                                 \
+    Variant& Variant::operator=(const Variant&) = default;                          \
+    Variant& Variant::operator=(Variant&&) noexcept = default;                      \
+    Variant::~Variant() = default;                                                  \
+    bool operator==(const Variant& left, const Variant& right) {                    \
+        using Cases = Variant::ClosedVariant;                                       \
+        return static_cast<const Cases&>(left) == static_cast<const Cases&>(right); \
+    }

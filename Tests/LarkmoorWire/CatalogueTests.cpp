@@ -121,26 +121,47 @@ TEST(Catalogue, IsWhatWasWrittenDown) {
     for (const auto& line : written) EXPECT_TRUE(dump.lines.contains(line)) << "only in the file: " << line;
 }
 
-using Variants = boost::mp11::mp_list<ReadRequest, ControlRequest, NotesRequest, DiagnosticRequest, GatewayRequest,
-                                      GatewayResponse, GatewayEvent, ShortcutInjection>;
+template <class T>
+void expectSame(const std::expected<Bytes, CodingFailure>& document, const std::expected<T, CodingFailure>& back,
+                const T& value) {
+    ASSERT_TRUE(document) << document.error().description();
+    ASSERT_TRUE(back) << testing::text(*document) << "\n" << back.error().description();
+    EXPECT_TRUE(*back == value) << testing::text(*document);
+}
+
+template <WireMessage T>
+void expectRoundTrip(const T& message) {
+    const auto document = encode(message);
+    expectSame(document, decode<T>(document.value_or(Bytes{})), message);
+}
 
 template <class T>
 void expectRoundTrip(const T& value) {
     const auto document = Encoder::encode(value);
-    ASSERT_TRUE(document) << document.error().description();
-    const auto back = Decoder::decode<T>(*document);
-    ASSERT_TRUE(back) << testing::text(*document) << "\n" << back.error().description();
-    EXPECT_TRUE(*back == value) << testing::text(*document);
+    expectSame(document, Decoder::decode<T>(document.value_or(Bytes{})), value);
+}
+
+/// Every case of the variant, with a payload made up, as the message that carries it.
+template <class Variant, class Carrier = Variant>
+void expectRoundTrips(testing::WireGenerator& generator) {
+    for (std::size_t index = 0; index < std::variant_size_v<typename Variant::Alternatives>; ++index) {
+        if constexpr (std::same_as<Variant, Carrier>)
+            expectRoundTrip(generator.makeCase<Variant>(index));
+        else
+            expectRoundTrip(GatewayRequest{Carrier{generator.makeCase<Variant>(index)}});
+    }
 }
 
 TEST(Catalogue, EveryCaseAndRecordSurvivesTheRoundTrip) {
     for (unsigned seed = 0; seed < 12; ++seed) {
         testing::WireGenerator generator{seed};
-        mp_for_each<mp_transform<mp_identity, Variants>>([&](auto type) {
-            using Variant = typename decltype(type)::type;
-            for (std::size_t index = 0; index < std::variant_size_v<typename Variant::Alternatives>; ++index)
-                expectRoundTrip(generator.makeCase<Variant>(index));
-        });
+        expectRoundTrips<ReadRequest, GatewayRequest::Read>(generator);
+        expectRoundTrips<ControlRequest, GatewayRequest::Control>(generator);
+        expectRoundTrips<NotesRequest, GatewayRequest::Notes>(generator);
+        expectRoundTrips<DiagnosticRequest, GatewayRequest::Diagnostic>(generator);
+        expectRoundTrips<GatewayResponse>(generator);
+        expectRoundTrips<GatewayEvent>(generator);
+        expectRoundTrips<ShortcutInjection>(generator);
         expectRoundTrip(generator.make<std::vector<FilterValue>>());
         expectRoundTrip(generator.make<ShortcutCard>());
         expectRoundTrip(generator.make<ShortcutDetail>());

@@ -23,6 +23,11 @@ constexpr auto snakeCase = [] {
 
 }  // namespace
 
+LARKMOOR_COMPILE(ReadRequest)
+LARKMOOR_COMPILE(ControlRequest)
+LARKMOOR_COMPILE(NotesRequest)
+LARKMOOR_COMPILE(GatewayRequest)
+
 std::string_view verb(const ControlRequest& request) {
     return request.visit([]<class Case>(const Case&) {
         return std::string_view{snakeCase<Case>.letters.data(), snakeCase<Case>.length};

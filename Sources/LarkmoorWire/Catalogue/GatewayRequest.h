@@ -12,6 +12,7 @@ namespace larkmoor {
 /// What a client asks of the daemon without changing anything.
 #define LARKMOOR_VARIANT ReadRequest
 #define LARKMOOR_CASES "LarkmoorWire/Catalogue/ReadRequest.inc"
+#define LARKMOOR_COMPILED_ONCE
 #include "LarkmoorBase/DefineVariant.inc"
 
 /// The key of an object as text, for a reader that does not know the keys in advance.
@@ -34,6 +35,7 @@ struct JSONForm<ReadRequest> {
 /// A command from a client to the daemon.
 #define LARKMOOR_VARIANT ControlRequest
 #define LARKMOOR_CASES "LarkmoorWire/Catalogue/ControlRequest.inc"
+#define LARKMOOR_COMPILED_ONCE
 #include "LarkmoorBase/DefineVariant.inc"
 
 /// The request's name in log lines and in `unimplemented`: the case's name in snake case. Static storage.
@@ -42,6 +44,7 @@ std::string_view verb(const ControlRequest& request);
 /// What a client asks of the notes that agents keep.
 #define LARKMOOR_VARIANT NotesRequest
 #define LARKMOOR_CASES "LarkmoorWire/Catalogue/NotesRequest.inc"
+#define LARKMOOR_COMPILED_ONCE
 #include "LarkmoorBase/DefineVariant.inc"
 
 /// A line for the daemon's own log; `source` is the raw text of a `DiagnosticSource` (Tracing.h).
@@ -56,6 +59,7 @@ std::string_view verb(const ControlRequest& request);
     LARKMOOR_CASE(Control, control, (ControlRequest, _0)) \
     LARKMOOR_CASE(Notes, notes, (NotesRequest, _0))       \
     LARKMOOR_CASE(Diagnostic, diagnostic, (DiagnosticRequest, _0))
+#define LARKMOOR_COMPILED_ONCE
 #include "LarkmoorBase/DefineVariant.inc"
 
 }  // namespace larkmoor

@@ -11,6 +11,7 @@ namespace larkmoor {
 
 #define LARKMOOR_VARIANT GatewayResponse
 #define LARKMOOR_CASES "LarkmoorWire/Catalogue/GatewayResponse.inc"
+#define LARKMOOR_COMPILED_ONCE
 #include "LarkmoorBase/DefineVariant.inc"
 
 /// What the daemon pushes without being asked.
