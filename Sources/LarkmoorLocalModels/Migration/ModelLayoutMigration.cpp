@@ -10,6 +10,7 @@
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorLocalModels/Migration/OldModelsLayout.h"
+#include "LarkmoorLocalModels/Prefetch/ModelPrefetch.h"
 #include "LarkmoorLocalModels/Runtime/HostPlist.h"
 #include "LarkmoorPlatform/Folders.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"
@@ -26,24 +27,21 @@ bool holds(const std::vector<std::string>& names, std::string_view name) {
     return std::ranges::find(names, name) != names.end();
 }
 
-/// What is left of a move of one of these names that was killed.
-bool isUnfinished(std::string_view name, const std::vector<std::string>& names) {
+/// What is left of a move into the folder that was killed. Blocks.
+bool isUnfinished(const std::filesystem::path& path, const std::string& folder) {
+    const std::string name = path.filename().string();
+    const auto stem = [&name](std::string_view suffix) { return name.substr(1, name.size() - 1 - suffix.size()); };
     if (!name.starts_with('.')) return false;
-    if (name.ends_with(Folders::asideSuffix)) return true;
-    if (!name.ends_with(Folders::linkSuffix)) return false;
-    name.remove_prefix(1);
-    name.remove_suffix(Folders::linkSuffix.size());
-    return holds(names, name);
+    if (name.ends_with(Folders::asideSuffix)) return Files::isTaken(folder + "/" + stem(Folders::asideSuffix));
+    std::error_code error;
+    return name.ends_with(Folders::linkSuffix) && std::filesystem::is_symlink(path, error) &&
+           std::filesystem::is_symlink(path.parent_path() / stem(Folders::linkSuffix), error);
 }
 
 std::string lastComponent(std::string_view path) {
     return std::filesystem::path{Files::standardized(path)}.filename().string();
 }
 std::string parent(const std::string& path) { return std::filesystem::path{path}.parent_path().string(); }
-
-std::string senkoFolder(const std::string& support) {
-    return fmt::format("{}/{}", ModelsFolder::voices(support), MeetingModels::senkoName);
-}
 
 }  // namespace
 
@@ -176,12 +174,12 @@ Task<Done> ModelLayoutMigration::moveVoices() {
     }
     haveVoicesMoved_ = !hasOld && !isParked;
     if (haveVoicesMoved_) co_return Done{};
-    const auto left = co_await children(parked);
-    for (const std::string& child : left) {
-        if (isUnfinished(child, left)) {
-            co_await removeOurs(fmt::format("{}/{}", parked, child));
-            continue;
-        }
+    for (const std::string& child : co_await children(parked)) {
+        const std::string path = fmt::format("{}/{}", parked, child);
+        if (co_await BlockingWork::run([path, voices] { return isUnfinished(path, voices); }))
+            co_await removeOurs(path);
+    }
+    for (const std::string& child : co_await children(parked)) {
         auto done = saying(co_await move(fmt::format("{}/{}", parked, child), fmt::format("{}/{}", voices, child)),
                            fmt::format("{} could not be moved into models/voices", child));
         if (!done) co_return done;
@@ -247,7 +245,7 @@ Task<Done> ModelLayoutMigration::copySharedSpeech() {
 Task<void> ModelLayoutMigration::settleReceipts() {
     auto receipts = seams_.receipts();
     if (!receipts) co_return;
-    if (receipts->senkoDir && haveVoicesMoved_) receipts->senkoDir = senkoFolder(seams_.support);
+    if (receipts->senkoDir && haveVoicesMoved_) receipts->senkoDir = ModelPrefetch::senkoFolder(seams_.support);
     if (asrCacheDir_) {
         receipts->asrCacheDir = asrCacheDir_;
     } else if (receipts->asrCacheDir && !co_await exists(*receipts->asrCacheDir)) {

@@ -281,8 +281,7 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         {"parked",
          [](auto& m) {
              fs::rename(m.instance + "/Models", m.instance + "/Models.m1575-moving");
-             for (const char* left : {"killed.moved/a", "senko.link"})
-                 m.write(m.instance + "/Models.m1575-moving/." + left);
+             m.write(m.instance + "/Models.m1575-moving/.killed.moved/a");
          },
          Outcome::Migrated{all}, "model-layout: a previous run left the old voices folder parked — picking it up"},
         {"the store is not ours", [](auto& m) { m.plist = HostPlist::agentPlist("/b", "/log", {}); },
@@ -340,7 +339,7 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         machine.receipts->senkoDir = machine.instance + "/Models/senko";
         const bool hadHost = machine.plist.has_value();
         EXPECT_TRUE(machine.migrateLayout() == each.outcome && machine.plist.has_value() == hadHost);
-        EXPECT_THAT(machine.files(), ::testing::Not(Contains(::testing::ContainsRegex("[.](moved|link)"))));
+        EXPECT_THAT(machine.files(), ::testing::Not(Contains(HasSubstr(".moved"))));
         EXPECT_TRUE(fs::exists(*machine.receipts->senkoDir) || each.outcome.is<Outcome::NotNeeded>());
         if (each.said != nullptr) EXPECT_THAT(machine.log, Contains(each.said));
         if (const auto* failed = each.outcome.as<Outcome::MoveFailed>())
@@ -348,6 +347,18 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
         if (each.outcome.is<Outcome::RolledBack>() || each.outcome.is<Outcome::Migrated>())
             EXPECT_TRUE(machine.names() || !hadHost);
     }
+}
+
+TEST(ModelLayoutMigrationTest, RemovesTheLinkThatAKilledMoveLeftAndNoneOfTheUsersFolders) {
+    OldLayout machine;
+    for (const char* name : {"mine", ".mine.link"})
+        fs::create_directory_symlink("../../disk", machine.instance + "/Models/" + name);
+    machine.write(machine.instance + "/Models/.senko.link/theirs");
+    machine.migrateLayout();
+    const std::string voices = machine.instance + "/models/voices/";
+    EXPECT_EQ(fs::read_symlink(voices + "mine"), machine.support + "/disk");
+    EXPECT_FALSE(fs::is_symlink(voices + ".mine.link"));
+    EXPECT_TRUE(fs::exists(voices + ".senko.link/theirs"));
 }
 
 TEST(ModelLayoutMigrationTest, LeavesASpeechModelThatIsInPlaceHoweverItsPathIsWritten) {
