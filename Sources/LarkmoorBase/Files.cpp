@@ -150,6 +150,16 @@ bool isAbsent(const std::string& path) {
     return ::stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR || errno == ELOOP);
 }
 
+bool isTaken(const std::string& path) {
+    struct stat status{};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+bool isExecutable(const std::string& path) {
+    struct stat status{};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
+}
+
 std::optional<mode_t> permissions(const std::string& path) {
     struct stat status{};
     if (::stat(path.c_str(), &status) != 0) return std::nullopt;

@@ -68,6 +68,12 @@ bool exists(const std::string& path);
 /// Whether certainly nothing exists at the path, links followed; false where we may not look.
 bool isAbsent(const std::string& path);
 
+/// Whether anything has the name, even a link that leads nowhere; false where we may not look.
+bool isTaken(const std::string& path);
+
+/// Whether there is a regular file, links followed, that we may execute.
+bool isExecutable(const std::string& path);
+
 /// The permission bits of what is at the path, links followed; nullopt if they cannot be read.
 std::optional<mode_t> permissions(const std::string& path);
 

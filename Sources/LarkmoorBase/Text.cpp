@@ -1,5 +1,7 @@
 #include "LarkmoorBase/Text.h"
 
+#include <fmt/chrono.h>
+
 #include <algorithm>
 
 #include "LarkmoorBase/UTF8.h"
@@ -45,6 +47,11 @@ std::string printable(std::string_view text, std::string_view control) {
         text.remove_prefix(character.size());
     }
     return line;
+}
+
+std::string iso8601(std::chrono::system_clock::time_point moment) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(moment);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)));
 }
 
 std::string lowercased(std::string text) {

@@ -1,6 +1,7 @@
-// Trimming, cleaning and letter case of text.
+// Trimming, cleaning and letter case of text, and dates as text.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,9 @@ std::string_view trimmed(std::string_view text);
 /// of text or shows nothing (joiners stay), and of each line or paragraph separator; U+FFFD in place of each invalid
 /// byte.
 std::string printable(std::string_view text, std::string_view control = "\uFFFD");
+
+/// "2026-11-22T21:05:44Z"; fractions of a second are cut off.
+std::string iso8601(std::chrono::system_clock::time_point moment);
 
 /// `text` with the capitals A to Z as small letters.
 std::string lowercased(std::string text);

@@ -23,4 +23,9 @@ std::string homeFolder() {
     return home;
 }
 
+std::string environmentVariable(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
 }  // namespace larkmoor

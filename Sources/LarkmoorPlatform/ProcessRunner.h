@@ -41,7 +41,8 @@ namespace ProcessOutputs {
 struct Discarded {};
 /// Returned in the result: what was written until the program ended, at most the last 16 MiB.
 struct Captured {};
-/// A file that is created or emptied, readable by its owner alone.
+/// A file that is created or emptied, readable by its owner alone. Each of the program's writes is on the disk when it
+/// returns, so that what the file tells outlasts a loss of power as well as what the program did after it.
 struct ToFile {
     std::string path;
 };

@@ -33,6 +33,7 @@ struct UpdaterBook {
     Updater* updater = nullptr;  ///< the last one made; null after its end
     UserDriver* driver = nullptr;
     bool optedIn = false;
+    bool hasStaged = true;
     std::optional<Updater::Date> lastCheck;
     std::expected<void, std::string> starts;
     Words done;
@@ -56,6 +57,7 @@ class FakeUpdater final : public Updater {
     void checkForUpdates() override { book_.done.emplace_back("check"); }
     void checkForUpdatesInBackground() override { book_.done.emplace_back("background check"); }
     void chooseStaged() override { book_.done.emplace_back("chosen"); }
+    bool hasStaged() const override { return book_.hasStaged; }
     std::optional<Date> lastUpdateCheckDate() const override { return book_.lastCheck; }
     bool automaticallyDownloadsUpdates() const override { return book_.optedIn; }
 
@@ -192,6 +194,10 @@ class UpdateHostTest : public ::testing::Test, protected LarkmoorClient, protect
             .makeUpdater = [this](UserDriver& driver,
                                   UpdaterDelegate& to) { return std::make_unique<FakeUpdater>(book, driver, to); },
             .migrateInstalled = [this](const std::string&) { return dance(); },
+            .recoverKilled = [this](const std::string&) -> Task<std::optional<std::string>> {
+                book.done.emplace_back("recovered");
+                co_return std::nullopt;
+            },
             .ledger = {.postponed = [this](const std::string&) { return given(isPostponed); },
                        .settle = [this](const MigrationVerdict&, const std::string&) { return given(settled); },
                        .sentence = [] { return Sentence{}; }},

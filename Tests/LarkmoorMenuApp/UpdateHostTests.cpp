@@ -296,6 +296,7 @@ TEST_F(UpdateHostTest, AMigrationIsToldAndSettled) {
         EXPECT_THAT(log, ElementsAre(begin + "- · plan - ms · red, postponed for build 7 (standing marker)" +
                                      (answers ? "" : silent)));
         EXPECT_TRUE(duties.migrationOwed() && !duties.isMigrating() && dances == 0);
+        EXPECT_EQ(book.done.back(), "recovered");
         click(duties.migrate);
         EXPECT_TRUE(!duties.migrationOwed() && dances == 1);
     }

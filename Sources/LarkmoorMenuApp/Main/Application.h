@@ -44,7 +44,7 @@ class Application {
     /// Runs until the application ends; the process's exit status.
     int run();
     /// Whether it is to be started anew after `run`: it was started again while it was quitting, or an update is in.
-    bool isWantedAgain() const { return status_ == 0 && isWantedAgain_; }
+    bool isWantedAgain() const { return status_ == 0 && (isWantedAgain_ || isRelaunching_); }
     /// Whether `run` has ended before the menu, since the bundle's name is another build's now.
     bool isSuperseded() const { return isSuperseded_; }
 
@@ -75,6 +75,10 @@ class Application {
     bool isQuitting() const;
     AgentGuard daemonGuard() const;
     Task<MigrationRun> migrateInstalled(std::string build);
+    Task<std::optional<std::string>> recoverKilled(std::string build);
+    /// Runs the dance with the store's lock; nullopt if another process has that.
+    Task<std::optional<MigrationRun>> dance(std::string build, bool onlyRecovers);
+    Task<void> dropMootMark();
     Task<bool> isMigratorAtWork() const;
     Task<bool> untilMigratorRests();
     Task<void> migrateAtLaunch(MenuDuties::Duty migrate);
@@ -87,7 +91,7 @@ class Application {
     Task<void> warmBundledBinaries();
     HostAgent::Seams hostAgentSeams();
     LocalModelsDuties::Seams localModelsSeams();
-    Task<void> removeUnit(std::string unit);
+    Task<void> removeUnit(std::string label);
 
     /// The token with which a window that a click opened may come to the front; "" if the host gave none.
     std::string takeActivationToken();
@@ -108,9 +112,14 @@ class Application {
     void sayUpAfterUpdate();
     Task<void> sayUp(std::chrono::seconds trial);
 
+    /// One line of the system's log.
+    static void menuLog(const std::string& line) { platformLog("[larkmoor-menu] " + line); }
+
     MainLoop loop_{1};
     int status_ = 0;
-    bool isWantedAgain_ = false;
+    bool isWantedAgain_ = false;  // while it is quitting
+    bool isRelaunching_ = false;
+    bool hasEnded_ = false;  // the loop
     bool isSuperseded_ = false;
     bool wasSignalled_ = false;  // while something has to come to its end first
     RunningBundle bundle_;
@@ -148,7 +157,7 @@ class Application {
                                     },
                                 .objection = [this] { return objectionToExchange(); },
                                 .relaunch = [this] { relaunch(); },
-                                .log = [](const std::string& line) { platformLog("[larkmoor-menu] " + line); },
+                                .log = menuLog,
                                 .isAutomatic = [this] { return consentsToUpdates(); }}};
     StatusNotifierItem* item_ = nullptr;  // the menu bar's own, while there is one
     ApplicationLauncher launcher_;

@@ -1,5 +1,4 @@
 // The migration of the store, run with the real Migrator, daemon and files.
-#include <fmt/chrono.h>
 #include <unistd.h>
 
 #include <boost/asio/post.hpp>
@@ -7,11 +6,11 @@
 #include <ctime>
 
 #include "LarkmoorBase/BlockingWork.h"
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorMenuApp/Main/Application.h"
 #include "LarkmoorMenuApp/Update/LiveMigrationDance.h"
 #include "LarkmoorMenuApp/Update/StoreRecovery.h"
 #include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
-#include "LarkmoorPlatform/PlatformLog.h"
 #include "LarkmoorPlatform/Spawn.h"
 #include "LarkmoorUpdate/Dance/MigrationDance.h"
 
@@ -27,8 +26,6 @@ Task<void> removeMootMark(std::string store) {
 }
 
 Task<void> startAgain(LiveMigrationDance& live) { static_cast<void>(co_await live.startDaemon()); }
-
-std::string iso8601(std::time_t time) { return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(time)); }
 
 }  // namespace
 
@@ -56,23 +53,37 @@ LiveMigrationDance::Seams Application::migrationSeams(std::string build) {
 }
 
 Task<MigrationRun> Application::migrateInstalled(std::string build) {
+    if (auto run = co_await dance(build, false)) co_return *std::move(run);
+    MigrationVerdict::PostponeAndRetry retry{
+        {.version = build, .because = std::string{lockedByAnother}, .at = iso8601(std::chrono::system_clock::now())}};
+    co_return MigrationRun{.verdict = std::move(retry), .serving = co_await updates_->daemonAnswers(build, {})};
+}
+
+Task<std::optional<std::string>> Application::recoverKilled(std::string build) {
+    if (!isStoreLatched()) co_return std::nullopt;
+    auto run = co_await dance(std::move(build), true);
+    co_return run ? std::move(run->restoreLine) : std::nullopt;
+}
+
+Task<std::optional<MigrationRun>> Application::dance(std::string build, bool onlyRecovers) {
     const auto lock = co_await BlockingWork::run([store = store()] { return StoreRecovery::lock(store); });
-    if (!lock) {
-        MigrationVerdict::PostponeAndRetry retry{
-            {.version = build, .because = std::string{lockedByAnother}, .at = iso8601(std::time(nullptr))}};
-        co_return MigrationRun{.verdict = std::move(retry),
-                               .serving = co_await updates_->daemonAnswers(std::move(build), {})};
-    }
+    if (!lock) co_return std::nullopt;
+    co_await dropMootMark();
     LiveMigrationDance live{std::make_shared<LiveMeetingReporter>(client_), migrationSeams(build)};
     MigrationDance dance{{.running = live,
                           .store = store(),
                           .backupDir = ClientInstance::supportRoot(support_),
                           .logPath = StoreRecovery::applyLog(store(), std::time(nullptr)),
-                          .now = [] { return iso8601(std::time(nullptr)); }}};
+                          .now = [] { return iso8601(std::chrono::system_clock::now()); }}};
     std::exception_ptr thrown;
     try {
-        MigrationRun run = co_await dance.migrateInstalled(std::move(build));
-        run.planMs = live.lastPlanMs();
+        MigrationRun run;
+        if (onlyRecovers) {
+            run.restoreLine = co_await dance.recover(std::move(build));
+        } else {
+            run = co_await dance.migrateInstalled(std::move(build));
+            run.planMs = live.lastPlanMs();
+        }
         co_return run;
     } catch (...) {
         thrown = std::current_exception();
@@ -83,6 +94,13 @@ Task<MigrationRun> Application::migrateInstalled(std::string build) {
         co_await Spawning::toItsEnd([&live] { return startAgain(live); });
     }
     std::rethrow_exception(thrown);
+}
+
+/// A mark that turns out to tell nothing has held the daemon back until now. The caller has the store's lock.
+Task<void> Application::dropMootMark() {
+    if (!isStoreLatched()) co_return;
+    co_await removeMootMark(store());
+    if (!isStoreLatched()) co_await registerAndStartDaemon();
 }
 
 Task<bool> Application::isMigratorAtWork() const {
@@ -109,13 +127,7 @@ Task<bool> Application::untilMigratorRests() {
 }
 
 Task<void> Application::migrateAtLaunch(MenuDuties::Duty migrate) {
-    bool wasLatched = isStoreLatched();
-    if (wasLatched) {
-        const auto lock = co_await BlockingWork::run([store = store()] { return StoreRecovery::lock(store); });
-        if (lock) co_await removeMootMark(store());
-        wasLatched = isStoreLatched();
-        if (!wasLatched) co_await registerAndStartDaemon();
-    }
+    const bool wasLatched = isStoreLatched();
     co_await migrate();
     const bool wasAtWork = co_await untilMigratorRests();
     co_await untilStoreRests();

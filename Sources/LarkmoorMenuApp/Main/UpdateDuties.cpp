@@ -2,8 +2,6 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-#include <cstdlib>
-
 #include "LarkmoorMenuApp/Main/Application.h"
 #include "LarkmoorMenuApp/Update/Appcast/AppcastUpdater.h"
 #include "LarkmoorMenuApp/Update/StandardUserDriver.h"
@@ -14,11 +12,6 @@
 namespace larkmoor {
 
 namespace {
-
-std::string environment(const char* name) {
-    const char* value = std::getenv(name);
-    return value == nullptr ? "" : value;
-}
 
 /// By which a feed tells what an update needs: the kernel's release, since distributions count each in its own way.
 std::string systemVersion() {
@@ -41,9 +34,9 @@ std::unique_ptr<Updater> Application::makeUpdater(UserDriver& driver, UpdaterDel
                         .identifier = std::string{ClientInstance::menubarID},
                         .ours = {.build = installer_.build(),
                                  .systemVersion = systemVersion(),
-                                 .languages = preferredLanguages(environment)},
+                                 .languages = preferredLanguages(environmentVariable)},
                         .now = [] { return std::chrono::system_clock::now(); },
-                        .log = [](const std::string& line) { platformLog("[larkmoor-menu] " + line); }},
+                        .log = menuLog},
         driver, delegate);
 }
 
@@ -81,6 +74,7 @@ MenuDuties::Updates Application::updateDuties() {
             },
         .makeUpdater = [this](UserDriver& driver, UpdaterDelegate& delegate) { return makeUpdater(driver, delegate); },
         .migrateInstalled = [this](std::string migrated) { return migrateInstalled(std::move(migrated)); },
+        .recoverKilled = [this](std::string ofBuild) { return recoverKilled(std::move(ofBuild)); },
         .migrationEnds = [this] { return migrationEnds(); },
         .ledger = {.postponed = [this](std::string version) { return isPostponed(std::move(version)); },
                    .settle = [this](MigrationVerdict verdict,
@@ -105,7 +99,7 @@ MenuDuties::Updates Application::updateDuties() {
                              .news = news_,
                              .every = RepeatingTimer::on(loop_),
                              .relaunch = [this] { relaunch(); },
-                             .log = [](const std::string& line) { platformLog("[larkmoor-menu] " + line); },
+                             .log = menuLog,
                              .waiting = waiting});
     return upgrade_->before(std::move(duties));
 }

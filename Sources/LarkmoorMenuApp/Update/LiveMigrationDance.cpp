@@ -10,7 +10,7 @@
 
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorBase/OneShotEvent.h"
+#include "LarkmoorBase/Timers.h"
 #include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorMenuApp/Update/BoundedDoorCall.h"
 #include "LarkmoorMenuApp/Update/StoreRecovery.h"
@@ -34,11 +34,6 @@ ProcessRequest run(std::string migrator, std::vector<std::string> arguments, Key
         request.input = ProcessInputs::FromDescriptor{std::move(leg)};
     }
     return request;
-}
-
-bool isExecutableFile(const std::string& path) {
-    struct stat status{};
-    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
 /// Our own duplicates of the reply's descriptors; nothing if one of them cannot be had.
@@ -73,7 +68,7 @@ std::unique_ptr<KeyLease> leaseFrom(const MessageDictionary& reply, int legs) {
 Task<InstalledMigrator::Located> LiveMigrationDance::installedMigrator() {
     std::string migrator = seams_.bundle + "/" + std::string{InstalledMigrator::migratorRelativePath};
     InstalledMigrator::Evidence evidence;
-    evidence.isExecutable = co_await BlockingWork::run([migrator] { return isExecutableFile(migrator); });
+    evidence.isExecutable = co_await BlockingWork::run([migrator] { return Files::isExecutable(migrator); });
     if (evidence.isExecutable) evidence.verifies = (co_await seams_.signatures.verifyStrictly(migrator)).has_value();
     const auto signer = [this](std::string path) -> Task<std::optional<std::string>> {
         const auto requirement = co_await seams_.signatures.designatedRequirement(std::move(path));
@@ -219,6 +214,10 @@ Task<RestoreOutcome> LiveMigrationDance::restore(std::string store, VouchedBacku
         StoreRecovery::touchMark(store);
         return StoreRestore::put(backup, store);
     });
+}
+
+Task<void> LiveMigrationDance::noteFoundBad(std::string store) {
+    return BlockingWork::run([store = std::move(store)] { StoreRecovery::markFoundBad(store); });
 }
 
 Task<bool> LiveMigrationDance::exists(std::string path) {

@@ -70,6 +70,7 @@ class LiveMigrationDance final : public MigrationDanceRunning {
     Task<bool> startDaemon() override;
     Task<void> lowerLatch(std::string store) override;
     Task<RestoreOutcome> restore(std::string store, VouchedBackup backup) override;
+    Task<void> noteFoundBad(std::string store) override;
     Task<bool> exists(std::string path) override;
     void say(std::string_view line) override;
 

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <deque>
@@ -29,12 +28,12 @@ namespace {
 
 std::string folderOf(const std::string& path) { return fs::path{path}.parent_path().string(); }
 
-/// The modification date, newest first; one that cannot be had is the oldest.
 struct DatedLog {
     std::chrono::system_clock::time_point modified;
     std::string path;
 };
 
+/// Newest first; one whose date cannot be had is the oldest.
 std::vector<DatedLog> applyLogs(const std::string& store) {
     std::vector<DatedLog> logs;
     const std::string folder = folderOf(store);
@@ -78,28 +77,11 @@ std::string resolved(const std::string& store) {
     return failed ? store : real.string();
 }
 
-/// Start times are read on a clock that every boot sets once, in a folder which may have gone meanwhile.
-bool isStartedWith(pid_t pid, const std::string& store) {
-    const auto words = Files::read(fmt::format("/proc/{}/cmdline", pid));
-    const std::string word = '\0' + store + '\0';
-    return words && asText(*words).contains(word);
-}
-
 std::string copyBeside(const std::string& resolvedStore) { return resolvedStore + ".restoring"; }
 
 /// A Migrator of this user's that was started to apply to the store, with a latch or before it has one.
 std::optional<std::int32_t> applyingMigrator(const std::string& store) {
-    const std::string words = fmt::format("{0}--db{0}{1}{0}--apply{0}", '\0', store);
-    for (const std::string& name : Files::names("/proc").value_or(std::vector<std::string>{})) {
-        std::int32_t pid = 0;
-        const auto [end, failed] = std::from_chars(name.data(), name.data() + name.size(), pid);
-        struct stat status{};
-        const std::string process = "/proc/" + name;
-        if (failed != std::errc{} || ::stat(process.c_str(), &status) != 0 || status.st_uid != ::getuid()) continue;
-        const auto command = Files::read(process + "/cmdline");
-        if (command && asText(*command).contains(words)) return pid;
-    }
-    return std::nullopt;
+    return ProcessTable::startedWith({"--db", store, "--apply"});
 }
 
 /// A link that leads nowhere is there, and so is what we may not look at.
@@ -119,19 +101,39 @@ bool isUsedSince(const std::string& store, const std::string& log) {
     return std::max(date(file), sizeOf(wal).value_or(0) > 0 ? date(wal) : older) > known + tolerance;
 }
 
-/// The log that the mark names.
-std::optional<std::string> markedLog(const std::string& store) {
-    const auto path = Files::read(StoreRecovery::markPath(store));
-    return path && !path->empty() ? std::optional{std::string{asText(*path)}} : std::nullopt;
+constexpr std::string_view foundBad = "\nfound bad";
+
+/// What the mark's text says: the log of the apply, and whether its work was found bad. A note that was cut off by a
+/// full disk is one.
+struct Mark {
+    std::string log;
+    bool isFoundBad = false;
+
+    static std::optional<Mark> read(const std::string& store) {
+        const auto bytes = Files::read(StoreRecovery::markPath(store));
+        if (!bytes || bytes->empty()) return std::nullopt;
+        const std::string_view text = asText(*bytes);
+        return Mark{.log = std::string{text.substr(0, text.find('\n'))}, .isFoundBad = text.contains('\n')};
+    }
+};
+
+/// What a mark tells of which no Migrator holds. One that lowered its latch has called its work good: without a backup
+/// nothing is left to judge, unless that work was found bad.
+StandingLatch toldByMark(const std::string& store) {
+    const StandingLatch nothing = StandingLatch::None{};
+    const auto mark = Mark::read(store);
+    if (!mark || isUsedSince(store, mark->log)) return nothing;
+    const auto lines = StoreRecovery::tellingLines(mark->log);
+    const auto backup = VouchedBackup::read(lines);
+    const auto pid = StandingLatch::pid(lines);
+    const bool canBeUndone = pid && backup && StoreRestore::inspect(*backup).is<RestoreOutcome::Restored>();
+    return canBeUndone || mark->isFoundBad ? StandingLatch{StandingLatch::Stale{pid}} : nothing;
 }
 
-/// The process of a Migrator whose work nobody has judged, and which has vouched for a backup.
-std::optional<std::int32_t> unjudgedMigrator(const std::string& store) {
-    const auto log = markedLog(store);
-    if (!log) return std::nullopt;
-    const auto lines = StoreRecovery::tellingLines(*log);
-    if (!VouchedBackup::read(lines) || isUsedSince(store, *log)) return std::nullopt;
-    return StandingLatch::pid(lines);
+/// What is known of a migration whose latch is not there, or does not tell.
+StandingLatch withoutLatch(const std::string& store) {
+    if (const auto pid = applyingMigrator(store)) return StandingLatch::HeldByLiveMigrator{*pid};
+    return toldByMark(store);
 }
 
 }  // namespace
@@ -151,20 +153,19 @@ std::string StoreRecovery::markPath(const std::string& store) { return store + "
 bool StoreRecovery::isLatched(const std::string& store) { return stands(latchPath(store)) || stands(markPath(store)); }
 
 StandingLatch StoreRecovery::standingLatch(const std::string& store) {
-    if (!stands(latchPath(store))) {
-        if (!stands(markPath(store))) return StandingLatch::None{};
-        if (const auto pid = applyingMigrator(store)) return StandingLatch::HeldByLiveMigrator{*pid};
-        const auto pid = unjudgedMigrator(store);
-        return pid ? StandingLatch{StandingLatch::Stale{pid}} : StandingLatch{StandingLatch::None{}};
-    }
+    if (!stands(latchPath(store))) return stands(markPath(store)) ? withoutLatch(store) : StandingLatch::None{};
     const auto bytes = Files::read(latchPath(store));
     StandingLatch latch = StandingLatch::judge(bytes ? asText(*bytes) : std::string_view{},
                                                [](std::int32_t pid) { return ProcessTable::start(pid); });
     const auto* stale = latch.as<StandingLatch::Stale>();
-    if (stale != nullptr && stale->pid && isStartedWith(*stale->pid, store)) {
-        return StandingLatch::HeldByLiveMigrator{*stale->pid};
+    if (stale == nullptr) return latch;
+    if (stale->pid) {
+        // Start times are read on a clock that every boot sets once, in a folder which may have gone meanwhile.
+        return ProcessTable::isStartedWith(*stale->pid, {store}) ? StandingLatch::HeldByLiveMigrator{*stale->pid}
+                                                                 : latch;
     }
-    return latch;
+    StandingLatch told = withoutLatch(store);
+    return told.is<StandingLatch::None>() ? latch : told;
 }
 
 void StoreRecovery::killMigrator(const std::string& store) {
@@ -181,7 +182,17 @@ bool StoreRecovery::mark(const std::string& store, const std::string& log) {
 }
 
 void StoreRecovery::touchMark(const std::string& store) {
-    ::utimensat(AT_FDCWD, markPath(store).c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
+    const FileDescriptor file{::open(markPath(store).c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC)};
+    if (file && ::futimens(file.get(), nullptr) == 0) ::fsync(file.get());
+}
+
+void StoreRecovery::markFoundBad(const std::string& store) {
+    const auto mark = Mark::read(store);
+    touchMark(store);
+    if (!mark || mark->isFoundBad) return;
+    // Behind what is there, where a full disk has room for it.
+    const FileDescriptor file{::open(markPath(store).c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_CLOEXEC)};
+    if (file && ::write(file.get(), foundBad.data(), foundBad.size()) > 0) ::fsync(file.get());
 }
 
 void StoreRecovery::removeMark(const std::string& store) {
@@ -235,7 +246,7 @@ std::vector<std::string> StoreRecovery::tellingLines(const std::string& log) {
 
 std::optional<std::vector<std::string>> StoreRecovery::killedApplyLog(const std::string& store, std::int32_t pid) {
     std::vector<std::string> logs;
-    if (auto marked = markedLog(store)) logs.push_back(*std::move(marked));
+    if (auto mark = Mark::read(store)) logs.push_back(std::move(mark->log));
     for (DatedLog& log : applyLogs(store)) logs.push_back(std::move(log.path));
     for (const std::string& log : logs) {
         auto found = tellingLines(log);
@@ -254,7 +265,8 @@ StoreRestore::Outcome StoreRestore::put(const VouchedBackup& backup, const std::
     if (inspected.is<Outcome::Refused>()) return inspected;
     const std::string store = resolved(over);
     // Its disk is away: the link would be replaced, and the store be there twice one day.
-    if (fs::is_symlink(store)) {
+    std::error_code unknown;
+    if (fs::is_symlink(store, unknown)) {
         return Outcome::Refused{
             fmt::format("{} could not be put back over {}: it is a link that leads nowhere", backup.path, over)};
     }

@@ -26,10 +26,10 @@ std::optional<FileDescriptor> lock(const std::string& store);
 /// Whether a migration is under way, or was killed: the latch stands, or the mark.
 bool isLatched(const std::string& store);
 
-/// A latch that cannot be read is stale, with no process. It is held, too, by a process of its number that was started
-/// with this store, whatever its start time seems to be. A mark without a latch is held by a process that was started
-/// to apply to the store; else it is a stale latch of the process that the apply's log names, if that log vouches for a
-/// backup and nobody has written to the store since.
+/// A latch is held, too, by a process of its number that was started with this store, whatever its start time seems to
+/// be. Where it is not there, or cannot be read, the mark tells: it is held by a process that was started to apply to
+/// the store; else it is a stale latch of the process that the apply's log names, if nobody has written to the store
+/// since and either its backup can be put back or the work was found bad. A latch of which nothing is told is stale.
 StandingLatch standingLatch(const std::string& store);
 
 /// Kills the Migrator that holds the latch, with its children; nothing if it is stale.
@@ -39,8 +39,12 @@ void killMigrator(const std::string& store);
 /// mark cannot be made.
 bool mark(const std::string& store, const std::string& log);
 
-/// The Migrator's work, or what it may have left, is of this moment.
+/// The Migrator's work is of this moment.
 void touchMark(const std::string& store);
+
+/// Notes that the Migrator's work, which is of this moment, was found bad: whatever becomes of log and backup, the mark
+/// is believed as long as nobody writes to the store. Ignores a failure.
+void markFoundBad(const std::string& store);
 
 /// Ignores a failure: a mark that stays is found again.
 void removeMark(const std::string& store);

@@ -135,6 +135,7 @@ void UpdateHost::rebuild() {
     takeRow(Row::Rebuilt{});
     gate_->drop();
     isInstallAsked_ = false;
+    waitingInstall_ = nullptr;
     // What the old ones say while they end is no longer the current updater's.
     std::exchange(updater_, nullptr).reset();
     std::exchange(driver_, nullptr).reset();
@@ -195,6 +196,8 @@ bool UpdateHost::willInstallUpdateOnQuit(const Updater& updater, const AppcastIt
 
 void UpdateHost::didFinishUpdateCycle(const Updater& updater, const std::optional<std::string>&) {
     if (!isCurrent(updater)) return;
+    // The feed may have taken back what waits for the quit.
+    if (!updater.hasStaged()) takeRow(Row::Found{});
     takeRow(Row::SessionEnded{});
     // Whatever way it ended, no download is running any more, and no window is open for it.
     driver_->dismissUpdateInstallation();

@@ -26,8 +26,6 @@ namespace larkmoor {
 /// Main thread. Outlives the menu that has its duties, and every task.
 class UpdateHost final : public UpdaterDelegate {
   public:
-    /// How long a migration waits for a daemon of this build.
-    static constexpr std::chrono::seconds servingBudget{60};
     static constexpr std::chrono::seconds buildQuestionPause{2};
 
     /// The ledger of the migrations that are postponed for good.
@@ -57,6 +55,8 @@ class UpdateHost final : public UpdaterDelegate {
         /// Null if this build has no updater. The references outlive it.
         std::function<std::unique_ptr<Updater>(UserDriver&, UpdaterDelegate&)> makeUpdater;
         std::function<Task<MigrationRun>(std::string build)> migrateInstalled;
+        /// Makes up for a migration that was killed, and starts no other; the line on it, if the store was restored.
+        std::function<Task<std::optional<std::string>>(std::string build)> recoverKilled;
         /// Called at the end of each run, after the words on it.
         std::function<Task<void>()> migrationEnds = []() -> Task<void> { co_return; };
         Ledger ledger;

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "LarkmoorMenuApp/Update/UpdateHost.h"
+#include "LarkmoorUpdate/Dance/MigrationDance.h"
 
 namespace larkmoor {
 
@@ -39,9 +40,12 @@ Task<std::optional<MigrationRun>> UpdateHost::migrate(bool atLaunch) {
 Task<void> UpdateHost::runMigration(bool atLaunch, std::optional<MigrationRun>& run) {
     if (!atLaunch || !co_await seams_.ledger.postponed(build())) co_return co_await runDance(run);
     migrationOwed_ = true;
-    const auto line = MigrationWords::launchLine(build(), std::nullopt, std::nullopt,
-                                                 fmt::format("red, postponed for build {} (standing marker)", build()));
-    tell({line}, co_await daemonAnswers(build(), servingBudget));
+    std::vector<std::string> lines;
+    // The marker stands for what this build cannot do, and this is none of it.
+    if (auto restored = co_await seams_.recoverKilled(build())) lines.push_back(*std::move(restored));
+    lines.push_back(MigrationWords::launchLine(build(), std::nullopt, std::nullopt,
+                                               fmt::format("red, postponed for build {} (standing marker)", build())));
+    tell(lines, co_await daemonAnswers(build(), MigrationDance::servingBudget));
 }
 
 Task<void> UpdateHost::runDance(std::optional<MigrationRun>& run) {

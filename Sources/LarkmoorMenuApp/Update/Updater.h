@@ -93,6 +93,8 @@ class Updater {
     virtual void checkForUpdatesInBackground() = 0;
     /// The person wants what is staged, which then needs no consent to silent updates.
     virtual void chooseStaged() = 0;
+    /// Whether an update is ready to be put in its place, at the quit at the latest.
+    virtual bool hasStaged() const = 0;
     virtual std::optional<Date> lastUpdateCheckDate() const = 0;
     /// The person's choice of silent updates.
     virtual bool automaticallyDownloadsUpdates() const = 0;

@@ -1,20 +1,12 @@
 #include "LarkmoorUpdate/Dance/DaemonBounce.h"
 
-#include <algorithm>
-#include <charconv>
-
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorKit/Supervision/LoginItems.h"
 
 namespace larkmoor::DaemonBounce {
 
 std::optional<Int> build(std::string_view text) {
-    const auto isDigit = [](char letter) { return letter >= '0' && letter <= '9'; };
-    Int number = 0;
-    if (text.empty() || !std::ranges::all_of(text, isDigit) ||
-        std::from_chars(text.data(), text.data() + text.size(), number).ec != std::errc{}) {
-        return std::nullopt;
-    }
-    return number;
+    return text.starts_with('-') ? std::nullopt : wholeNumber<Int>(text);
 }
 
 Verdict decide(std::string_view ownBuild, std::string_view daemonBuild) {
@@ -22,8 +14,6 @@ Verdict decide(std::string_view ownBuild, std::string_view daemonBuild) {
     return own && daemon && *daemon < *own ? Verdict::kickstart : Verdict::leaveAlone;
 }
 
-std::string kickstartTarget(uid_t uid, std::string_view label) {
-    return LoginItems::guiDomainTarget(uid) + "/" + std::string{label};
-}
+std::string kickstartTarget(uid_t uid, std::string_view label) { return LoginItems::guiServiceTarget(uid, label); }
 
 }  // namespace larkmoor::DaemonBounce

@@ -41,10 +41,20 @@ std::string restoreFailed(std::string_view because, const std::string& why, cons
 
 }  // namespace
 
-Task<MigrationRun> MigrationDance::migrateInstalled(std::string build) {
+Task<std::optional<std::string>> MigrationDance::recover(std::string build) {
+    begin(std::move(build));
+    const Recovery recovery = co_await recoverKilledApply();
+    co_return recovery.restoreLine;
+}
+
+void MigrationDance::begin(std::string build) {
     narration_ = {.build = build, .prefix = "migrations at launch, build " + build, .label = "installed"};
     pending_.reset();
     serving_ = false;
+}
+
+Task<MigrationRun> MigrationDance::migrateInstalled(std::string build) {
+    begin(build);
     const Recovery recovery = co_await recoverKilledApply();
     if (recovery.stop) co_return MigrationRun{.verdict = *recovery.stop, .serving = serving_};
     const auto ended = [&](Verdict verdict) {
@@ -210,6 +220,8 @@ Task<MigrationDance::Verdict> MigrationDance::withoutBackup(std::string because)
 /// The latch is lowered last: a process that is killed in between leaves it, and the next launch restores again. It
 /// stands, too, over a store that could not be restored.
 Task<MigrationDance::Verdict> MigrationDance::putBack(VouchedBackup backup, MigratorExit::Red red) {
+    // What our own watchdog ended was not judged.
+    if (!red.retriable) co_await settings_.running.noteFoundBad(settings_.store);
     const RestoreOutcome outcome = co_await settings_.running.restore(settings_.store, backup);
     if (const auto* refused = outcome.as<RestoreOutcome::Refused>()) {
         co_return forGood(restoreFailed(red.because, refused->why, backup), backup.path, true);

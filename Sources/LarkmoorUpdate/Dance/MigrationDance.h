@@ -57,6 +57,9 @@ class MigrationDance {
     /// The time of the plan is left out of the answer.
     Task<MigrationRun> migrateInstalled(std::string build);
 
+    /// Only makes up for a migration that was killed; the line on that, if the store was restored.
+    Task<std::optional<std::string>> recover(std::string build);
+
   private:
     /// Who speaks in the log.
     struct Narration {
@@ -67,6 +70,7 @@ class MigrationDance {
         std::optional<std::string> restoreLine{};
     };
 
+    void begin(std::string build);
     Task<Recovery> recoverKilledApply();
     Task<Recovery> restoreKilled(std::string opening, VouchedBackup backup);
     Task<std::optional<VouchedBackup>> backupOfKilled(std::optional<std::int32_t> pid);

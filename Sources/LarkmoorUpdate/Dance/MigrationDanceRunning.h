@@ -24,7 +24,8 @@ class MigrationDanceRunning {
 
     virtual Task<InstalledMigrator::Located> installedMigrator() = 0;
     virtual Task<StandingLatch> standingLatch(std::string store) = 0;
-    /// The lines of the newest apply log beside the store that is that process's.
+    /// What tells of latch and backups in the apply log of that process: in the one of the last apply that was begun,
+    /// else in the newest beside the store.
     virtual Task<std::optional<std::vector<std::string>>> killedApplyLog(std::string store, std::int32_t pid) = 0;
     /// Whether the daemon answered on this build in time.
     virtual Task<bool> daemonServes(std::chrono::milliseconds within) = 0;
@@ -35,15 +36,17 @@ class MigrationDanceRunning {
     virtual Task<PlanOutcome> plan(std::string version, std::string migrator, std::string store, KeyLease& key) = 0;
     virtual Task<ApplyOutcome> apply(std::string migrator, std::string store, std::string backupDir, std::string log,
                                      KeyLease& key) = 0;
-    /// The exit status of the Migrator's own check of the store.
+    /// The exit status of the Migrator's own check of the store. A good one ends the doubt that `apply` began.
     virtual Task<std::int32_t> floor(std::string migrator, std::string store, KeyLease& key) = 0;
     virtual Task<bool> meetingIsLive() = 0;
     /// True if the daemon is down and stayed down.
     virtual Task<bool> stopDaemon() = 0;
     /// True if the daemon came back and answered.
     virtual Task<bool> startDaemon() = 0;
-    /// Removes the latch; a failure is not reported.
+    /// Removes the latch, and our own mark; a failure is not reported.
     virtual Task<void> lowerLatch(std::string store) = 0;
+    /// So that whoever comes after a kill knows it, too. A failure is not reported.
+    virtual Task<void> noteFoundBad(std::string store) = 0;
     virtual Task<RestoreOutcome> restore(std::string store, VouchedBackup backup) = 0;
     virtual Task<bool> exists(std::string path) = 0;
     /// One line for the update log.

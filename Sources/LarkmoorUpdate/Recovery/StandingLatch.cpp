@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 
 #include "LarkmoorBase/Text.h"
+#include "LarkmoorBase/WholeNumber.h"
 
 namespace larkmoor {
 
@@ -28,10 +28,8 @@ std::string_view valueOf(std::string_view text, std::string_view key) {
 /// A decimal number of at least 1.
 template <class Number>
 std::optional<Number> positive(std::string_view text) {
-    Number number = 0;
-    const auto [end, failed] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool isWhole = failed == std::errc{} && end == text.data() + text.size();
-    return isWhole && number >= 1 ? std::optional{number} : std::nullopt;
+    const auto number = wholeNumber<Number>(text);
+    return number >= Number{1} ? number : std::nullopt;
 }
 
 }  // namespace

@@ -8,14 +8,14 @@
 #include <string_view>
 
 #include "LarkmoorBase/Text.h"
+#include "LarkmoorBase/WholeNumber.h"
 
 namespace larkmoor {
 
 namespace {
 
-template <class Number>
-std::optional<Number> numberOf(std::string_view text) {
-    Number number = 0;
+std::optional<double> fraction(std::string_view text) {
+    double number = 0;
     const auto [end, failed] = std::from_chars(text.data(), text.data() + text.size(), number);
     return failed == std::errc{} && end == text.data() + text.size() ? std::optional{number} : std::nullopt;
 }
@@ -53,10 +53,10 @@ std::optional<VouchedBackup::Window> VouchedBackup::bytes() const {
     if (blank == text.npos) return std::nullopt;
     const std::string_view number = text.substr(0, blank);
     const std::string_view unit = text.substr(blank + 1);
-    const auto value = numberOf<double>(number);
+    const auto value = fraction(number);
     if (!value || !std::isfinite(*value) || *value < 0) return std::nullopt;
     if (unit == "B") {
-        const auto exact = numberOf<std::int64_t>(number);
+        const auto exact = wholeNumber<std::int64_t>(number);
         return exact ? std::optional{Window{*exact, *exact}} : std::nullopt;
     }
     if (unit == "MB") return window(*value, 1048576, 0.05);

@@ -73,23 +73,38 @@ TEST_F(StoreFiles, OneRunHasTheStore) {
 
 TEST_F(StoreFiles, AMarkTellsOfWorkThatNobodyHasJudged) {
     const std::string log = folder / "s.db.migrate.1.log";
-    const std::string latch = "LATCH   raised · pid 12\n", copy = "BACKUP  copy → /b\nBACKUP  verified\n";
-    for (const auto& [text, age, wal, isUnjudged] : {std::tuple{latch + copy, 1, "", true},
-                                                     {latch + copy, 1, "used", false},
-                                                     {latch + copy, -1, "", false},
-                                                     {latch, 1, "", false},
-                                                     {copy, 1, "", false}}) {
+    const std::string latch = "LATCH   raised · pid 12\n", copy = "BACKUP  copy → " + backup + "\nBACKUP  verified\n";
+    const StandingLatch killed = StandingLatch::Stale{12}, nameless = StandingLatch::Stale{},
+                        nothing = StandingLatch::None{};
+    enum Judged { unjudged, bad };
+    for (const auto& [text, hasBackup, judged, age, wal, told] :
+         {std::tuple{latch + copy, true, unjudged, 1, "", killed},
+          {latch + copy, true, unjudged, 1, "used", nothing},
+          {latch + copy, true, unjudged, -1, "", nothing},
+          {latch + copy, false, unjudged, 1, "", nothing},
+          {latch + copy, false, bad, 1, "", killed},
+          {latch + copy, false, bad, -1, "", nothing},
+          {latch, true, unjudged, 1, "", nothing},
+          {copy, true, unjudged, 1, "", nothing},
+          {std::string{}, false, bad, 1, "", nameless}}) {
         write(store, "new");
         write(store + "-wal", wal);
         this->age(store + "-wal", -1);
         write(log, text);
+        if (text.empty()) fs::remove(log);
+        write(backup, "old");
+        if (!hasBackup) fs::remove(backup);
         ASSERT_TRUE(StoreRecovery::mark(store, log));
+        for (int times = 0; judged == bad && times < 2; ++times) StoreRecovery::markFoundBad(store);
         this->age(store, age);
-        const StandingLatch stale = StandingLatch::Stale{12}, none = StandingLatch::None{};
-        EXPECT_EQ(StoreRecovery::standingLatch(store), isUnjudged ? stale : none) << text << age;
+        EXPECT_EQ(StoreRecovery::standingLatch(store), told) << text << age << judged;
         EXPECT_TRUE(StoreRecovery::isLatched(store));
+        // A latch that a loss of power has emptied.
+        write(StoreRecovery::latchPath(store), "");
+        EXPECT_EQ(StoreRecovery::standingLatch(store), told == nothing ? nameless : told);
+        fs::remove(StoreRecovery::latchPath(store));
         StoreRecovery::removeMootMark(store);
-        EXPECT_EQ(StoreRecovery::isLatched(store), isUnjudged);
+        EXPECT_EQ(StoreRecovery::isLatched(store), told != nothing);
     }
     testing::ChildProcess migrator{{"python3", "-c", "import time; time.sleep(60)", "--db", store, "--apply"}};
     ASSERT_TRUE(StoreRecovery::mark(store, log));

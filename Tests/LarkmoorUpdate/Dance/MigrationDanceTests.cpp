@@ -77,6 +77,10 @@ struct World final : MigrationDanceRunning {
         note("lower");
         co_return;
     }
+    Task<void> noteFoundBad(std::string) override {
+        note("bad");
+        co_return;
+    }
     Task<RestoreOutcome> restore(std::string, VouchedBackup) override {
         note("restore");
         co_return restored;
@@ -165,7 +169,7 @@ const std::vector<WayOut> waysOut{
      "key 1 plan key 2 stop apply restore lower start"},
     {"apply red", [](World& w) { w.applied.status = 1; }, End::forGood,
      "a migration step failed on 3 pending step(s) (exit 1); the store was restored from /store/backup",
-     "key 1 plan key 2 stop apply restore lower start", "/store/backup"},
+     "key 1 plan key 2 stop apply bad restore lower start", "/store/backup"},
     {"apply red, no backup", [](World& w) { w.applied = {.status = 9}; }, End::forGood,
      "; there was no backup to restore, and the daemon is back up", "key 1 plan key 2 stop apply lower start"},
     {"success, no backup", [](World& w) { w.applied.lines = {}; }, End::forGood,
@@ -183,9 +187,9 @@ const std::vector<WayOut> waysOut{
      "key 1 plan key 2 stop apply floor restore lower start"},
     {"floor red", [](World& w) { w.judged = 1; }, End::forGood,
      "the standing floor was not green after the migration (exit 1); the store was restored",
-     "key 1 plan key 2 stop apply floor restore lower start", "/store/backup"},
+     "key 1 plan key 2 stop apply floor bad restore lower start", "/store/backup"},
     {"restore refused", [](World& w) { w.judged = 1, w.restored = RestoreOutcome::Refused{"no"}; }, End::forGood,
-     leftDown, "key 1 plan key 2 stop apply floor restore", "/store/backup"},
+     leftDown, "key 1 plan key 2 stop apply floor bad restore", "/store/backup"},
     {"green, slow daemon", [](World& w) { w.starts = false; }, End::green, "", whole},
     {"green", [](World&) {}, End::green, "", whole},
 };

@@ -74,6 +74,7 @@ class AppcastUpdater final : public Updater {
     void checkForUpdates() override { check(true); }
     void checkForUpdatesInBackground() override { check(false); }
     void chooseStaged() override { services_.installer.choose(); }
+    bool hasStaged() const override { return services_.installer.staged().has_value(); }
     std::optional<Date> lastUpdateCheckDate() const override;
     bool automaticallyDownloadsUpdates() const override;
 

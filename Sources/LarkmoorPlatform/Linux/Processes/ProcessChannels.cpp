@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <filesystem>
+
+#include "LarkmoorBase/DurableFiles.h"
 
 namespace larkmoor {
 
@@ -75,7 +78,9 @@ std::expected<void, FileError> ProcessChannels::openInput(ProcessInput& input) {
 
 std::expected<void, FileError> ProcessChannels::openOutput(const ProcessOutput& output) {
     if (const auto* file = std::get_if<ProcessOutputs::ToFile>(&output)) {
-        auto opened = keep(openAbove(file->path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NONBLOCK, 0600), output_);
+        constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NONBLOCK | O_DSYNC;
+        auto opened = keep(openAbove(file->path, flags, 0600), output_);
+        if (opened) opened = DurableFiles::syncFolder(std::filesystem::path{file->path}.parent_path().string());
         // An existing file may have been readable by others.
         if (opened) static_cast<void>(::fchmod(output_.get(), 0600));
         return opened;

@@ -18,6 +18,7 @@
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/Text.h"
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorPlatform/Process.h"
 
 namespace larkmoor {
@@ -73,13 +74,6 @@ Microseconds now(clockid_t clock) {
                                                     std::chrono::nanoseconds{time.tv_nsec});
 }
 
-std::optional<std::int64_t> number(std::string_view text) {
-    std::int64_t value = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (result.ec != std::errc{} || result.ptr != text.data() + text.size()) return std::nullopt;
-    return value;
-}
-
 std::string fileText(const std::string& path) {
     const auto bytes = Files::read(path);
     return bytes ? std::string{trimmed(asText(*bytes))} : std::string{};
@@ -89,7 +83,7 @@ std::string fileText(const std::string& path) {
 std::optional<Microseconds> sharedBase(const std::string& file, const std::string& boot) {
     const std::string text = fileText(file);
     if (boot.empty() || !text.starts_with(boot + " ")) return std::nullopt;
-    const auto base = number(std::string_view{text}.substr(boot.size() + 1));
+    const auto base = wholeNumber<std::int64_t>(std::string_view{text}.substr(boot.size() + 1));
     return base ? std::optional{Microseconds{*base}} : std::nullopt;
 }
 
@@ -103,7 +97,7 @@ Microseconds kernelsBase() {
     const auto at = text.find(key);
     if (at == std::string::npos) return todaysBase();
     const std::string_view rest = std::string_view{text}.substr(at + key.size());
-    const auto seconds = number(rest.substr(0, rest.find('\n')));
+    const auto seconds = wholeNumber<std::int64_t>(rest.substr(0, rest.find('\n')));
     return seconds ? Microseconds{std::chrono::seconds{*seconds}} : todaysBase();
 }
 
@@ -140,6 +134,23 @@ std::optional<TimePoint> start(pid_t process) {
     if (!afterBoot) return std::nullopt;
     static const Microseconds base = bootBase();
     return TimePoint{base + *afterBoot};
+}
+
+bool isStartedWith(pid_t process, const std::vector<std::string>& words) {
+    std::string wanted(1, '\0');
+    for (const std::string& word : words) wanted += word + '\0';
+    const auto command = Files::read(fmt::format("/proc/{}/cmdline", process));
+    return command && asText(*command).contains(wanted);
+}
+
+std::optional<pid_t> startedWith(const std::vector<std::string>& words) {
+    for (const std::string& name : Files::names("/proc").value_or(std::vector<std::string>{})) {
+        const auto process = wholeNumber<pid_t>(name);
+        struct stat status{};
+        const bool isOurs = process && ::stat(("/proc/" + name).c_str(), &status) == 0 && status.st_uid == ::getuid();
+        if (isOurs && isStartedWith(*process, words)) return process;
+    }
+    return std::nullopt;
 }
 
 }  // namespace larkmoor::ProcessTable

@@ -1,4 +1,4 @@
-// One process of the system: its descriptor and its executable.
+// One process of the system: its descriptor, its executable and its start.
 #pragma once
 
 #include <sys/types.h>
