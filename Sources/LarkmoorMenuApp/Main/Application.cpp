@@ -7,14 +7,9 @@
 #include "CXPCShim/larkmoor_mach_service_registered.h"
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorConnectors/Framework/InstalledBundle.h"
 #include "LarkmoorKit/Door/XPCWire.h"
-#include "LarkmoorKit/FirstRun/FirstRunWarm.h"
 #include "LarkmoorKit/Trace/SetupLog.h"
-#include "LarkmoorMenuApp/ConvergeDuties.h"
-#include "LarkmoorMenuApp/JourneyQuestion.h"
 #include "LarkmoorMenuApp/Main/Successor.h"
-#include "LarkmoorPlatform/Linux/Applications/ProcessScan.h"
 #include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
@@ -75,6 +70,8 @@ Application::Application(RunningBundle bundle, FileDescriptor updateLock)
                      },
                  .onActivated =
                      [this] {
+                         // What we become is the application that was wanted.
+                         if (hasEnded_) return;
                          isWantedAgain_ = isQuitting();
                          if (menuBar_ && !isWantedAgain_) menuBar_->applicationShouldHandleReopen();
                      }}) {
@@ -95,7 +92,8 @@ void Application::watchSignals() {
     signals_.async_wait([this](const boost::system::error_code& failed, int) {
         if (failed) return;
         // A quit and a migration that are under way come to their end; a second signal ends this process now.
-        isWantedAgain_ = false;
+        isWantedAgain_ = isRelaunching_ = isSuperseded_ = false;
+        if (hasEnded_) return;
         if (!menuBar_) return endUntried(0);
         if ((!isQuitting() && !storeWork_) || std::exchange(wasSignalled_, true)) return endNow(0);
         if (!isQuitting()) end(0);
@@ -105,7 +103,8 @@ void Application::watchSignals() {
 
 int Application::run() {
     loop_.run();
-    if (isWantedAgain()) hearEarlierSignals();
+    hasEnded_ = true;
+    if (isWantedAgain() || isSuperseded_) hearEarlierSignals();
     if (client_) client_->close();
     menuBar_.reset();
     return status_;
@@ -156,7 +155,7 @@ std::string Application::objectionToExchange() const {
 void Application::relaunch() {
     // A quit goes on to its own end.
     if (isQuitting()) return;
-    isWantedAgain_ = true;
+    isRelaunching_ = true;
     end(0);
 }
 
@@ -223,18 +222,14 @@ MenuPlatform Application::platform() {
         .alerts = alerts_,
         .makeStatusItem =
             [this] {
-                const auto environment = [](const char* name) {
-                    const char* value = std::getenv(name);
-                    return std::string_view{value != nullptr ? value : ""};
-                };
-                const std::string_view scale = environment("GDK_SCALE");
+                const std::string scale = environmentVariable("GDK_SCALE");
                 auto item = std::make_unique<StatusNotifierItem>(
                     loop_, bus_,
                     StatusNotifierItem::Options{
                         .title = std::string{ClientInstance::productName},
                         .iconThemePath = bundle_.resources() + "/icons",
-                        .dialect = TrayDialect::of(environment("XDG_CURRENT_DESKTOP"),
-                                                   scale.empty() ? environment("QT_SCALE_FACTOR") : scale)});
+                        .dialect = TrayDialect::of(environmentVariable("XDG_CURRENT_DESKTOP"),
+                                                   scale.empty() ? environmentVariable("QT_SCALE_FACTOR") : scale)});
                 item_ = item.get();
                 return item;
             },

@@ -81,19 +81,6 @@ bool runApart(const std::function<int()>& work) {
     return between > 0 && status == 0;
 }
 
-/// This process becomes what stands in the bundle. The exit status, if it cannot.
-int become(const std::string& executable, char** arguments) {
-    ::execv(executable.c_str(), arguments);
-    platformLog(fmt::format("[larkmoor-menu] cannot start {}: {}", executable, std::strerror(errno)));
-    return 1;
-}
-
-/// The same for what nobody watches over, and which may not unblock the signals. Here we end, if we were told to.
-int becomeUnwatched(const std::string& executable, char** arguments) {
-    setEndSignals(SIG_UNBLOCK);
-    return become(executable, arguments);
-}
-
 /// False if that cannot be done, which is logged.
 bool putBack(const UpdatePlaces& places, PutBack done, const char* why) {
     platformLog(fmt::format("[larkmoor-menu] {}; the old bundle is put back", why));
@@ -196,10 +183,21 @@ int watchOver(const Successor& successor, Watcher watcher, const UpdatePlaces& p
         return putBack(places, BundleExchange::postpone, "the update did not hear that it is to end") ? 0 : 1;
     // What stands there is better than no application, even if that is the new build again.
     static_cast<void>(putBack(places, BundleExchange::giveBack, "the update did not come up"));
-    return becomeUnwatched(successor.executable, arguments);
+    return Successor::becomeUnwatched(successor.executable, arguments);
 }
 
 }  // namespace
+
+int Successor::become(const std::string& executable, char** arguments) {
+    ::execv(executable.c_str(), arguments);
+    platformLog(fmt::format("[larkmoor-menu] cannot start {}: {}", executable, std::strerror(errno)));
+    return 1;
+}
+
+int Successor::becomeUnwatched(const std::string& executable, char** arguments) {
+    setEndSignals(SIG_UNBLOCK);
+    return become(executable, arguments);
+}
 
 int Successor::start(char** arguments) const {
     const UpdatePlaces places{bundle};

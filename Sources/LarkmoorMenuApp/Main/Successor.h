@@ -32,6 +32,11 @@ struct Successor {
     /// look like its failure. What nobody watches over may be a build that does not unblock them: those end it at once.
     int start(char** arguments) const;
 
+    /// This process becomes the executable. The exit status, if it cannot.
+    static int become(const std::string& executable, char** arguments);
+    /// The same, for what may not unblock the signals of `holdEndSignals`. Here this process ends, if it was told to.
+    static int becomeUnwatched(const std::string& executable, char** arguments);
+
     /// Of a process that listens no more, and is about to start its successor: blocks those three. Main thread.
     static void holdEndSignals();
     /// Of a process that listens now to those three: what has come since then comes here. Main thread.

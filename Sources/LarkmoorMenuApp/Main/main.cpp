@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -54,13 +53,6 @@ std::string lines(const std::vector<std::string>& texts) {
 int unregister() {
     const auto left = larkmoor::Registrations{larkmoor::RunningBundle::current()}.remove();
     return print(stderr, lines(left), left.empty() ? 0 : 1);
-}
-
-/// This process becomes what stands in the bundle now. The exit status, if it cannot.
-int startAnew(const std::string& executable, char** arguments) {
-    ::execv(executable.c_str(), arguments);
-    larkmoor::platformLog(fmt::format("[larkmoor-menu] cannot start {}: {}", executable, std::strerror(errno)));
-    return 1;
 }
 
 /// Asked before there is an application, so that it has a loop of its own.
@@ -113,18 +105,20 @@ int run(char** arguments) {
     // Read once, before an update can put another file in its place.
     const auto bundle = larkmoor::RunningBundle::current();
     // Or it has done so already, while this process was being loaded.
-    if (const auto present = larkmoor::UpdatePlaces::inBundle(bundle.executable)) return startAnew(*present, arguments);
+    if (const auto present = larkmoor::UpdatePlaces::inBundle(bundle.executable))
+        return larkmoor::Successor::become(*present, arguments);
     auto settled =
         larkmoor::BundleExchange::settle(larkmoor::UpdatePlaces{bundle.folder},
                                          [&bundle](const std::string& staged) { return proveStaged(bundle, staged); });
     const larkmoor::Successor successor{.executable = bundle.executable, .bundle = bundle.folder};
     if (settled.isGivenBack) {
         larkmoor::platformLog("[larkmoor-menu] the update did not come up; the old bundle is put back");
-        return startAnew(bundle.executable, arguments);
+        return larkmoor::Successor::become(bundle.executable, arguments);
     }
     if (settled.isExchanged) return successor.start(arguments);
     // By another launch while this one waited for it.
-    if (larkmoor::runningExecutable() != bundle.executable) return startAnew(bundle.executable, arguments);
+    if (larkmoor::runningExecutable() != bundle.executable)
+        return larkmoor::Successor::become(bundle.executable, arguments);
     if (!settled.refusal.empty()) {
         larkmoor::platformLog("[larkmoor-menu] the update was not put in place: " + settled.refusal);
     }
@@ -134,7 +128,7 @@ int run(char** arguments) {
     const int status = application->run();
     const bool isWantedAgain = application->isWantedAgain(), isSuperseded = application->isSuperseded();
     application.reset();
-    if (isSuperseded) return startAnew(bundle.executable, arguments);
+    if (isSuperseded) return larkmoor::Successor::becomeUnwatched(bundle.executable, arguments);
     return isWantedAgain ? successor.start(arguments) : status;
 }
 

@@ -161,7 +161,10 @@ Done arrange(const UpdatePlaces& places, const std::string& from, const std::str
                                                      .untried = std::nullopt});
 }
 
-bool isArranged(const UpdatePlaces& places) { return isDue(places) && Folders::lock(places.folder); }
+bool isArranged(const UpdatePlaces& places) {
+    // A launch can take no record away from a volume that takes no changes any more: one after the other would try.
+    return isDue(places) && ::access(places.folder.c_str(), W_OK) == 0 && Folders::lock(places.folder);
+}
 
 bool isInPlace(const UpdatePlaces& places) {
     const auto standing = record(places);

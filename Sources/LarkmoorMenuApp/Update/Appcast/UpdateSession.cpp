@@ -1,7 +1,6 @@
 #include "LarkmoorMenuApp/Update/Appcast/UpdateSession.h"
 
 #include <fcntl.h>
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -11,6 +10,8 @@
 
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/OneShotEvent.h"
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorPlatform/Spawn.h"
 
 namespace larkmoor {
@@ -27,11 +28,10 @@ using Picked = std::expected<std::optional<AppcastItem>, std::string>;
 /// A file without a name.
 std::expected<FileDescriptor, std::string> nameless() {
     const auto failed = [] { return std::unexpected{FileError{"a temporary file", errno}.description()}; };
-    std::FILE* file = std::tmpfile();
-    if (file == nullptr) return failed();
-    FileDescriptor copy{::fcntl(::fileno(file), F_DUPFD_CLOEXEC, 0)};
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{std::tmpfile(), std::fclose};
+    if (!file) return failed();
+    FileDescriptor copy{::fcntl(::fileno(file.get()), F_DUPFD_CLOEXEC, 0)};
     if (!copy) return failed();
-    std::fclose(file);
     return copy;
 }
 
@@ -81,8 +81,10 @@ Task<void> UpdateSession::run() {
     services_.installer.release();
     done->set();
     isUnderWay_ = false;
-    if (isOver() || !end) awaitInstallation();
+    if (isOver() || !end || wasUnseen_) awaitInstallation();
     finish(end);
+    // What comes now is no part of what the person asked for.
+    isShown_ = false;
 }
 
 void UpdateSession::finish(const Step& end) {
@@ -135,8 +137,7 @@ Task<Picked> UpdateSession::readFeed() {
                                                      .budget = feedBudget},
                                                     {}, stop_.get_token());
     if (!end) co_return std::unexpected{end.error().reason};
-    const auto now = std::chrono::time_point_cast<std::chrono::seconds>(services_.now());
-    const auto noted = services_.defaults.set(UpdateDefaults::lastCheck, fmt::format("{:%FT%TZ}", fmt::gmtime(now)));
+    const auto noted = services_.defaults.set(UpdateDefaults::lastCheck, iso8601(services_.now()));
     if (!noted) services_.log("the time of the check is not kept: " + noted.error().description());
     co_return co_await BlockingWork::run(
         [feed, address = services_.feedURL, ours = services_.ours] { return readAndPick(feed->get(), address, ours); });
@@ -205,6 +206,7 @@ Task<bool> UpdateSession::isWanted(AppcastItem item) {
     const Choice choice = co_await ask([item, asked](UserDriver& driver, UserDriver::Reply reply) {
         driver.showUpdateFound(item, asked, std::move(reply));
     });
+    wasUnseen_ = choice == UserUpdateChoice::unseen && !item.isOfferOnly && !item.isNewsOnly();
     if (!choice || choice == UserUpdateChoice::unseen) co_return false;
     report([&](UpdaterDelegate& delegate, const Updater& updater) {
         delegate.userDidMakeChoice(updater, *choice, item, asked);

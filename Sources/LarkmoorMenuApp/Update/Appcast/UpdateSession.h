@@ -8,7 +8,6 @@
 #include <stop_token>
 #include <string>
 
-#include "LarkmoorBase/OneShotEvent.h"
 #include "LarkmoorMenuApp/Update/Appcast/AppcastUpdater.h"
 #include "LarkmoorMenuApp/Update/Appcast/UpdateProof.h"
 
@@ -71,6 +70,7 @@ class UpdateSession : public std::enable_shared_from_this<UpdateSession> {
     const bool isUserInitiated_;
     bool isUnderWay_ = false;
     bool isShown_;             // the person sees what becomes of it
+    bool wasUnseen_ = false;   // the offer of what may go in silently, too
     bool keepsStaged_ = true;  // what an earlier process has left, until the feed has spoken
     std::stop_source stop_;
     std::uint64_t received_ = 0;  // bytes of the archive that the driver has heard of
