@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <utility>
 
 #include "LarkmoorBase/Text.h"
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorFetch/Say.h"
 
 namespace larkmoor {
@@ -37,9 +37,7 @@ long status(CURL* curl) {
 std::int64_t announcedLength(CURL* curl) {
     const auto text = header(curl, "Content-Length");
     if (!text || header(curl, "Transfer-Encoding")) return -1;
-    std::int64_t length = -1;
-    const auto [last, failed] = std::from_chars(text->data(), text->data() + text->size(), length);
-    return failed == std::errc{} && last == text->data() + text->size() && length >= 0 ? length : -1;
+    return std::max<std::int64_t>(wholeNumber<std::int64_t>(*text).value_or(-1), -1);
 }
 
 }  // namespace

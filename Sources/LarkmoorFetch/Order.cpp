@@ -1,8 +1,8 @@
 #include "LarkmoorFetch/Order.h"
 
-#include <charconv>
 #include <string_view>
 
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorPlatform/FetchProtocol.h"
 
 namespace larkmoor {
@@ -20,8 +20,7 @@ bool take(std::string_view argument, std::string_view name, std::string& value) 
 bool take(std::string_view argument, std::string_view name, std::int64_t& value) {
     std::string digits;
     if (!take(argument, name, digits)) return false;
-    const auto [last, failed] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (failed != std::errc{} || last != digits.data() + digits.size() || value < 0) value = 0;
+    value = std::max<std::int64_t>(wholeNumber<std::int64_t>(digits).value_or(0), 0);
     return true;
 }
 

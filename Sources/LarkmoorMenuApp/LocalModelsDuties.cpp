@@ -78,7 +78,7 @@ Task<void> removeAgent(LocalModelsDuties::RemoveUnit removeUnit, std::string hos
         FileTemporaries::sweep(plist);
         ::unlink(plist.c_str());
     });
-    co_await removeUnit(label + ".service");
+    co_await removeUnit(label);
     co_await BlockingWork::run([hostLog] { ::unlink(hostLog.c_str()); });
 }
 

@@ -16,11 +16,6 @@ namespace {
 
 constexpr std::string_view settingsExecutable = "larkmoor-settings";
 
-bool isExecutable(const std::string& path) {
-    std::error_code unreadable;
-    return fs::is_regular_file(path, unreadable) && ::access(path.c_str(), X_OK) == 0;
-}
-
 }  // namespace
 
 bool SettingsWindows::isOwnSettings(const RunningApplication& application, std::string_view bundle) {
@@ -51,7 +46,7 @@ void SettingsWindows::open(WindowDoor::Pane pane, bool front) const {
     const std::string beside = (bundle.parent_path() / settingsExecutable).string();
     if (Files::exists(inside)) {
         seams_.open(inside, {WindowDoor::argument(pane)});
-    } else if (isExecutable(beside)) {
+    } else if (Files::isExecutable(beside)) {
         seams_.open(beside, {WindowDoor::argument(pane)});
     }
 }

@@ -1,6 +1,6 @@
 #include "LarkmoorPlatform/HTTPClient.h"
 
-#include <charconv>
+#include "LarkmoorBase/WholeNumber.h"
 
 namespace larkmoor {
 
@@ -32,10 +32,8 @@ std::optional<HTTPAddress> HTTPAddress::parse(std::string_view url) {
     if (host.empty() || host.contains('@') || !authority.starts_with(':')) return std::nullopt;
     authority.remove_prefix(1);
     HTTPAddress address{.host = std::string{host}, .path = url.empty() ? "/" : std::string{url}};
-    const char* const end = authority.data() + authority.size();
-    const auto [stop, failed] = std::from_chars(authority.data(), end, address.port);
-    if (failed != std::errc{} || stop != end || address.port == 0 || !address.path.starts_with('/'))
-        return std::nullopt;
+    address.port = wholeNumber<std::uint16_t>(authority).value_or(0);
+    if (address.port == 0 || !address.path.starts_with('/')) return std::nullopt;
     return address;
 }
 

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <expected>
@@ -15,6 +14,7 @@
 
 #include "LarkmoorBase/DurableFiles.h"
 #include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/WholeNumber.h"
 
 namespace larkmoor::SenkoSeed {
 
@@ -136,10 +136,8 @@ void removeAbandoned(const std::string& supportDir) {
     const std::string prefix = stagingPrefix(target);
     for (const std::string& name : Files::names(target.parent_path().string()).value_or(std::vector<std::string>{})) {
         if (!name.starts_with(prefix)) continue;
-        pid_t process = 0;
-        const char* const end = name.data() + name.size();
-        const auto [stop, bad] = std::from_chars(name.data() + prefix.size(), end, process);
-        if (bad != std::errc{} || stop != end || process < 1 || !isGone(process)) continue;
+        const auto process = wholeNumber<pid_t>(std::string_view{name}.substr(prefix.size()));
+        if (!process || *process < 1 || !isGone(*process)) continue;
         const fs::path staging = target.parent_path() / name;
         std::error_code ignored;
         if (fs::symlink_status(staging, ignored).type() == fs::file_type::directory) fs::remove_all(staging, ignored);

@@ -86,8 +86,8 @@ void answer(const Question& question) {
         "usage: larkmoor-verify archive FILE KEY SIGNATURE | bundle FOLDER KEY | --verify --strict PATH | -d -r- PATH");
 }
 
-/// Removes an argument of that name from the front, and returns its value.
-std::string_view take(std::string_view argument, std::string_view name) {
+/// What follows the name; "" if the argument has another.
+std::string_view valueOf(std::string_view argument, std::string_view name) {
     return argument.starts_with(name) ? argument.substr(name.size()) : std::string_view{};
 }
 
@@ -95,14 +95,14 @@ int run(Question arguments) {
     while (!arguments.empty()) {
         const std::string first = arguments.front();
         if (first.starts_with(protocol::build)) {
-            const std::string_view build = take(first, protocol::build);
+            const std::string_view build = valueOf(first, protocol::build);
             if (build != LARKMOOR_BUILD) {
                 refuse(protocol::otherBuild, fmt::format("this is build " LARKMOOR_BUILD ", and build {} asks", build));
             }
         } else if (first.starts_with(protocol::asker)) {
             // An answer that nobody waits for any more costs nothing further.
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            if (take(first, protocol::asker) != std::to_string(::getppid())) {
+            if (valueOf(first, protocol::asker) != std::to_string(::getppid())) {
                 refuse(protocol::noAsker, "whoever asked is gone");
             }
         } else {

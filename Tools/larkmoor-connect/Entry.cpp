@@ -1,9 +1,9 @@
 #include "Entry.h"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include "LarkmoorBase/RawText.h"
+#include "LarkmoorBase/Text.h"
 
 namespace larkmoor::connect {
 
@@ -12,11 +12,7 @@ namespace {
 using TimePoint = std::chrono::system_clock::time_point;
 using Members = std::vector<JSONLiteral::Member>;
 
-std::string timeText(TimePoint time) {
-    if (time == TimePoint::min()) return "never";
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)));
-}
+std::string timeText(TimePoint time) { return time == TimePoint::min() ? "never" : iso8601(time); }
 
 std::string countText(std::size_t count, std::string_view noun) {
     return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");

@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <optional>
 #include <utility>
 
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorConnectors/ConfigFile/JSONNode.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
 
@@ -15,17 +15,10 @@ namespace {
 
 std::unexpected<Stop> wrong(std::string words) { return std::unexpected{Stop{Stop::wrongUsage, std::move(words)}}; }
 
-std::optional<std::int64_t> whole(std::string_view text) {
-    std::int64_t number = 0;
-    const auto [past, fault] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (fault != std::errc{} || past != text.data() + text.size()) return std::nullopt;
-    return number;
-}
-
 std::optional<JSONStep> step(const JSONNode& node, BytesView document) {
     if (const auto key = node.text()) return JSONStep{*key};
     if (!node.kind.is<JSONKind::Number>()) return std::nullopt;
-    const auto number = whole(textOf(node.range(), document));
+    const auto number = wholeNumber<std::int64_t>(textOf(node.range(), document));
     return number ? std::optional{JSONStep{*number}} : std::nullopt;
 }
 
@@ -57,7 +50,7 @@ class LiteralReader {
                                [](const JSONKind::String& string) -> Result { return JSONLiteral{string.text}; },
                                [](const JSONKind::Bool& flag) -> Result { return JSONLiteral{flag.value}; },
                                [&](const JSONKind::Number&) -> Result {
-                                   const auto number = whole(textOf(node.range(), document_));
+                                   const auto number = wholeNumber<std::int64_t>(textOf(node.range(), document_));
                                    if (!number) return notWritten(node);
                                    return JSONLiteral{*number};
                                },
@@ -111,7 +104,7 @@ std::expected<TOMLName, Stop> name(const std::string& argument) {
 }
 
 std::expected<std::int64_t, Stop> index(const std::string& argument) {
-    if (const auto number = whole(argument)) return *number;
+    if (const auto number = wholeNumber<std::int64_t>(argument)) return *number;
     return wrong(argument + " is no index: that is a whole number");
 }
 

@@ -68,7 +68,7 @@ class Machine {
                    .log = log_,
                    .release = release(arguments)},
           seams_(LocalModelsDuties::live(workers_, launchAgents_,
-                                         [this](std::string unit) { return removeUnit(std::move(unit)); })),
+                                         [this](std::string label) { return removeUnit(std::move(label)); })),
           duties_(seams_) {}
 
     /// The last state; nullopt if the bus is gone.
@@ -103,7 +103,7 @@ class Machine {
         co_await seams_.setup->waitForEnd();
     }
 
-    Task<void> removeUnit(std::string unit) { static_cast<void>(co_await units_.discard(std::move(unit))); }
+    Task<void> removeUnit(std::string label) { static_cast<void>(co_await units_.discard(AgentUnit::nameOf(label))); }
 
     std::function<void(const std::exception_ptr&)> ends() {
         return [this](const std::exception_ptr& escaped) {
@@ -126,7 +126,7 @@ class Machine {
     LoopbackHTTPClient http_{loop_};
     HelperFetch fetch_;
     HostAgent host_{{.launchctl = launchAgents_,
-                     .removeUnit = [this](std::string unit) { return removeUnit(std::move(unit)); },
+                     .removeUnit = [this](std::string label) { return removeUnit(std::move(label)); },
                      .home = homeFolder(),
                      .support = support(),
                      .user = ::getuid(),

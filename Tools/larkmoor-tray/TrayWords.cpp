@@ -6,8 +6,9 @@
 #include <boost/json/serialize.hpp>
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
+
+#include "LarkmoorBase/WholeNumber.h"
 
 namespace larkmoor::tray {
 
@@ -139,10 +140,8 @@ std::expected<RowView, std::string> findRow(const ItemView& item, std::string_vi
     if (const auto named = std::ranges::find(rows, labelOrId, &RowView::label);
         named != rows.end() && !labelOrId.empty())
         return *named;
-    std::int32_t id = 0;
-    const char* end = labelOrId.data() + labelOrId.size();
-    if (const auto number = std::from_chars(labelOrId.data(), end, id); number.ec == std::errc{} && number.ptr == end) {
-        if (const auto numbered = std::ranges::find(rows, id, &RowView::id); numbered != rows.end()) return *numbered;
+    if (const auto id = wholeNumber<std::int32_t>(labelOrId)) {
+        if (const auto numbered = std::ranges::find(rows, *id, &RowView::id); numbered != rows.end()) return *numbered;
     }
     std::optional<RowView> only;
     for (const RowView& row : rows) {

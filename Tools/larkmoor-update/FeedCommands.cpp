@@ -1,12 +1,12 @@
 // The verbs on update feeds and on versions.
 #include <fmt/format.h>
 
-#include <cstdlib>
 #include <optional>
 
 #include "Command.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/JSON/Encoder.h"
+#include "LarkmoorPlatform/Process.h"
 #include "LarkmoorUpdate/Feed/Appcast.h"
 #include "LarkmoorUpdate/Feed/Version.h"
 #include "LarkmoorUpdate/Feed/WebAddress.h"
@@ -14,11 +14,6 @@
 namespace larkmoor::update {
 
 namespace {
-
-std::string environment(const char* name) {
-    const char* value = std::getenv(name);
-    return value ? value : "";
-}
 
 /// A feed is UTF-8, and so are its texts.
 std::string json(const std::optional<std::string>& text) {
@@ -53,9 +48,9 @@ Outcome pick(const Arguments& arguments) {
     if (!bytes) return {.status = Outcome::failed, .errors = bytes.error().description()};
     const auto appcast = readAppcast(*bytes, arguments.base);
     if (!appcast) return {.status = Outcome::failed, .errors = appcast.error()};
-    const auto item = larkmoor::pick(
-        *appcast,
-        {.build = arguments.build, .systemVersion = arguments.system, .languages = preferredLanguages(environment)});
+    const auto item = larkmoor::pick(*appcast, {.build = arguments.build,
+                                                .systemVersion = arguments.system,
+                                                .languages = preferredLanguages(environmentVariable)});
     return {.output = (item ? json(*item) : "null") + "\n"};
 }
 

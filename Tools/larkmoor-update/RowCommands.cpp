@@ -1,12 +1,12 @@
 // The verb on the menu's row.
 #include <fmt/format.h>
 
-#include <charconv>
 #include <expected>
 #include <system_error>
 
 #include "Command.h"
 #include "LarkmoorBase/JSON/Encoder.h"
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorUpdate/Row/UpdateMenuLine.h"
 
 namespace larkmoor::update {
@@ -30,11 +30,9 @@ Read ofVersion(const std::string* value) {
 
 template <class Case>
 Read ofBytes(const std::string* value) {
-    std::uint64_t bytes = 0;
-    const char* const end = value == nullptr ? nullptr : value->data() + value->size();
-    const auto [stop, failed] = std::from_chars(end == nullptr ? end : value->data(), end, bytes);
-    if (failed != std::errc{} || stop != end) return std::unexpected("wants a number of bytes");
-    return Case{bytes};
+    const auto bytes = value == nullptr ? std::nullopt : wholeNumber<std::uint64_t>(*value);
+    if (!bytes) return std::unexpected("wants a number of bytes");
+    return Case{*bytes};
 }
 
 constexpr struct {

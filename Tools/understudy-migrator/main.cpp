@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <cstdlib>
 #include <expected>
 #include <span>
@@ -11,6 +10,7 @@
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/SHA256.h"
+#include "LarkmoorBase/WholeNumber.h"
 #include "ScenarioFile.h"
 #include "Store.h"
 #include "Verbs.h"
@@ -66,10 +66,9 @@ int run(std::span<char* const> words) {
             order.backupDir = words[++at];
         } else if (word == "--make" && hasValue) {
             verb = word;
-            const std::string_view number = words[++at];
-            if (std::from_chars(number.data(), number.data() + number.size(), rows).ec != std::errc{}) {
-                return wrongUsage("--make wants a number");
-            }
+            const auto number = wholeNumber<Int>(words[++at]);
+            if (number.value_or(-1) < 0) return wrongUsage("--make wants a number");
+            rows = *number;
         } else if (word == "--json" || word == "--apply" || word == "--floor") {
             verb = word;
         } else {

@@ -1,12 +1,13 @@
 #include "Host.h"
 
-#include <fmt/chrono.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 
 #include "Flood.h"
 #include "LarkmoorBase/JSON/Decoder.h"
 #include "LarkmoorBase/JSON/Encoder.h"
+#include "LarkmoorBase/Text.h"
 #include "Pull.h"
 
 namespace larkmoor::modelhost {
@@ -21,10 +22,6 @@ LARKMOOR_RECORD(ListedModel, (std::string, name), (std::string, model), (std::st
 LARKMOOR_RECORD(Tags, (std::vector<ListedModel>, models))
 LARKMOOR_RECORD(Generated, (std::string, model), (std::string, created_at), (std::string, response), (bool, done),
                 (std::string, done_reason))
-
-std::string timeText(std::chrono::system_clock::time_point time) {
-    return fmt::format("{:%FT%TZ}", fmt::gmtime(std::chrono::system_clock::to_time_t(time)));
-}
 
 template <class R>
 std::string textOf(const R& record) {
@@ -56,7 +53,7 @@ void tags(const Exchange& exchange, const std::vector<Fault>&) {
     for (const auto& [name, manifest, digest, modified] : exchange.host.files.list()) {
         Int size = manifest.config.size;
         for (const Descriptor& layer : manifest.layers) size += layer.size;
-        list.models.push_back({name.shown(), name.shown(), timeText(modified), size, digest});
+        list.models.push_back({name.shown(), name.shown(), iso8601(modified), size, digest});
     }
     exchange.connection.answer(200, textOf(list));
 }
@@ -95,7 +92,7 @@ void generate(const Exchange& exchange, const std::vector<Fault>&) {
     const auto isHeld = [&](const Descriptor& layer) { return exchange.host.files.holds(layer); };
     if (!isHeld(manifest->config) || !std::ranges::all_of(manifest->layers, isHeld))
         return exchange.fail(500, "unable to load model: a layer is missing");
-    const Generated answer{exchange.nameText(), timeText(std::chrono::system_clock::now()), "pong", true, "stop"};
+    const Generated answer{exchange.nameText(), iso8601(std::chrono::system_clock::now()), "pong", true, "stop"};
     if (exchange.body.stream == false) return exchange.connection.answer(200, textOf(answer));
     exchange.connection.answer(200, textOf(answer) + "\n", Connection::streamType, Framing::chunked);
 }

@@ -3,10 +3,11 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <cstdlib>
 #include <system_error>
 #include <thread>
+
+#include "LarkmoorBase/WholeNumber.h"
 
 namespace larkmoor::modelhost {
 
@@ -19,10 +20,9 @@ std::expected<tcp::endpoint, std::string> endpointOf(std::string_view text) {
     const std::size_t colon = text.rfind(':');
     std::uint16_t port = 11434;
     if (colon != std::string_view::npos) {
-        const std::string_view digits = text.substr(colon + 1);
-        const auto [end, failure] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
-        if (failure != std::errc{} || end != digits.data() + digits.size())
-            return std::unexpected("no host and port: " + whole);
+        const auto written = wholeNumber<std::uint16_t>(text.substr(colon + 1));
+        if (!written) return std::unexpected("no host and port: " + whole);
+        port = *written;
     }
     std::string address{text.substr(0, colon)};
     if (address.empty() || address == "localhost") address = "127.0.0.1";

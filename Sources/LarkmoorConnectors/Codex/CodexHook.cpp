@@ -1,10 +1,11 @@
 #include "LarkmoorConnectors/Codex/CodexHook.h"
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 #include <span>
 #include <utility>
+
+#include "LarkmoorBase/WholeNumber.h"
 
 namespace larkmoor {
 
@@ -14,13 +15,10 @@ constexpr std::string_view promptEvent = "UserPromptSubmit";
 constexpr std::int64_t contextLimit = 7500;
 
 /// The member's number, if it is written as a whole one: 3.0 and 1e1 are not.
-std::optional<std::int64_t> wholeNumber(std::string_view member, const JSONNode& of, const JSONDocument& document) {
+std::optional<std::int64_t> numberMember(std::string_view member, const JSONNode& of, const JSONDocument& document) {
     const JSONMember* found = of.member(member);
     if (found == nullptr || !found->value.kind.is<JSONNode::Kind::Number>()) return std::nullopt;
-    const std::string_view text = textOf(found->value.range(), document.bytes());
-    std::int64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional{number} : std::nullopt;
+    return wholeNumber<std::int64_t>(textOf(found->value.range(), document.bytes()));
 }
 
 std::optional<std::string> textMember(std::string_view member, const JSONNode& of) {
@@ -78,9 +76,9 @@ std::vector<CodexHookSite> CodexHook::sites(const JSONDocument& document) const 
     for (HookSite& site : hooks.sites(document.root())) {
         const JSONNode& entry = hooks.entryOf(site, document.root());
         const auto matcher = HookLayout::matcherOf(site, document.root());
-        sites.push_back({std::move(site), textMember("statusMessage", entry), wholeNumber("timeout", entry, document),
+        sites.push_back({std::move(site), textMember("statusMessage", entry), numberMember("timeout", entry, document),
                          matcher ? std::optional{std::string{*matcher}} : std::nullopt, flagMember("async", entry),
-                         wholeNumber("additionalContextLimit", entry, document)});
+                         numberMember("additionalContextLimit", entry, document)});
     }
     return sites;
 }
@@ -93,7 +91,7 @@ BlockFinding CodexHook::find(const JSONDocument& document) const {
         };
         std::vector<std::string> reasons = hooks.driftReasons(found, "one", isEntry);
         for (const HookSite& site : found) {
-            if (wholeNumber("timeout", hooks.entryOf(site, document.root()), document)) continue;
+            if (numberMember("timeout", hooks.entryOf(site, document.root()), document)) continue;
             reasons.emplace_back(
                 "the timeout on the Larkmoor entry here is not a whole number, so the identity Codex hashes cannot be "
                 "computed");

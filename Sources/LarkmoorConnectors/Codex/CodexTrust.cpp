@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 
 namespace larkmoor {
@@ -12,12 +12,6 @@ namespace larkmoor {
 namespace {
 
 constexpr const char* hashKey = "trusted_hash";
-
-std::optional<std::int64_t> asNumber(std::string_view text) {
-    std::int64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional{number} : std::nullopt;
-}
 
 /// Takes what is behind the last colon off the text; nullopt if there is no colon.
 std::optional<std::string_view> lastPart(std::string_view& of) {
@@ -54,7 +48,7 @@ std::optional<CodexTrustSlot> CodexTrustSlot::parse(std::string_view key) {
     std::string_view path = key;
     const auto index = lastPart(path), group = lastPart(path), event = lastPart(path);
     if (!index || !group || !event) return std::nullopt;
-    const auto atIndex = asNumber(*index), atGroup = asNumber(*group);
+    const auto atIndex = wholeNumber<std::int64_t>(*index), atGroup = wholeNumber<std::int64_t>(*group);
     if (!atIndex || !atGroup) return std::nullopt;
     return CodexTrustSlot{std::string{key}, std::string{path}, std::string{*event}, *atGroup, *atIndex};
 }

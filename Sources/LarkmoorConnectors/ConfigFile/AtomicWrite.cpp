@@ -60,15 +60,9 @@ std::string stamp(std::chrono::system_clock::time_point at) {
                        local.tm_hour, local.tm_min, local.tm_sec);
 }
 
-/// Counts a dangling link, too.
-bool isTaken(const std::string& path) {
-    struct stat status{};
-    return ::lstat(path.c_str(), &status) == 0;
-}
-
 std::string freePath(const std::string& base) {
     std::string path = base;
-    for (int counter = 2; isTaken(path); ++counter) path = fmt::format("{}-{:02}", base, counter);
+    for (int counter = 2; Files::isTaken(path); ++counter) path = fmt::format("{}-{:02}", base, counter);
     return path;
 }
 

@@ -2,23 +2,16 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
-
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/Text.h"
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"
 
 namespace larkmoor::FirstRunWarm {
 
 namespace {
-
-std::optional<long long> wholeNumber(std::string_view text) {
-    long long number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional{number} : std::nullopt;
-}
 
 std::string escaped(std::string_view text) {
     std::string plain;
@@ -48,7 +41,7 @@ std::optional<Marker> Marker::parse(std::string_view text) {
         const std::string_view key = field.substr(0, sign), value = field.substr(sign + 1);
         if (key == "build") build = value;
         if (key == "outcome") outcome = fromRawText<Outcome>(value);
-        if (key == "ms") milliseconds = wholeNumber(value);
+        if (key == "ms") milliseconds = wholeNumber<long long>(value);
     }
     if (!build || !outcome || !milliseconds) return std::nullopt;
     return Marker{.build = *build, .outcome = *outcome, .milliseconds = *milliseconds};

@@ -46,7 +46,7 @@ Task<void> deleteModel(std::string name, Seams seams) {
 }
 
 Task<void> bootout(std::string plist, std::string label, Seams seams) {
-    const auto status = co_await seams.launchctl.bootout(fmt::format("gui/{}/{}", ::getuid(), label));
+    const auto status = co_await seams.launchctl.bootout(LoginItems::guiServiceTarget(::getuid(), label));
     if (!status) co_return;
     co_await seams.removePlist(plist, label);
     seams.log(fmt::format("cancel-install: bootout {} exit {}, plist removed", label, *status));

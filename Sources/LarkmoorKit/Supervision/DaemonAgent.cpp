@@ -1,6 +1,5 @@
 #include "LarkmoorKit/Supervision/DaemonAgent.h"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -8,6 +7,7 @@
 
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorBase/SHA256.h"
+#include "LarkmoorBase/Text.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 #include "LarkmoorWire/Identity/ClientStoreMode.h"
 
@@ -26,8 +26,8 @@ std::string QuitSentinel::defaultPath(std::string_view support) {
 bool QuitSentinel::isSet() const { return Files::exists(path); }
 
 void QuitSentinel::set() const {
-    const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-    static_cast<void>(ClientStoreMode::write(asBytes(fmt::format("quit at {:%Y-%m-%dT%H:%M:%SZ}\n", now)), path));
+    const std::string now = iso8601(std::chrono::system_clock::now());
+    static_cast<void>(ClientStoreMode::write(asBytes(fmt::format("quit at {}\n", now)), path));
 }
 
 void QuitSentinel::clear() const { ::unlink(path.c_str()); }

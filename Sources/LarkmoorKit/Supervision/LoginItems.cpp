@@ -14,7 +14,9 @@ std::string inBundlePlistPath(std::string_view bundle) {
 
 std::string guiDomainTarget(uid_t uid) { return fmt::format("gui/{}", uid); }
 
-std::string guiServiceTarget(uid_t uid) { return fmt::format("{}/{}", guiDomainTarget(uid), daemonAgentLabel); }
+std::string guiServiceTarget(uid_t uid, std::string_view label) {
+    return fmt::format("{}/{}", guiDomainTarget(uid), label);
+}
 
 void sayNeedsApproval(std::string_view name, const Log& log) {
     log(fmt::format("[larkmoor-menu] {} needs approval in System Settings > Login Items (user disabled it)", name));

@@ -29,7 +29,7 @@ std::string inBundlePlistPath(std::string_view bundle);
 /// "gui/{uid}"
 std::string guiDomainTarget(uid_t uid);
 /// "gui/{uid}/{label}"
-std::string guiServiceTarget(uid_t uid);
+std::string guiServiceTarget(uid_t uid, std::string_view label = daemonAgentLabel);
 
 constexpr LoginItemAction action(LoginItemStatus status) {
     switch (status) {

@@ -1,7 +1,7 @@
 #include "LarkmoorKit/Trace/SetupLog.h"
 
 #include <fcntl.h>
-#include <fmt/chrono.h>
+#include <fmt/format.h>
 
 #include "LarkmoorBase/FileDescriptor.h"
 #include "LarkmoorBase/Files.h"
@@ -45,10 +45,8 @@ void line(std::string text) {
 }
 
 std::string stamped(Time date, std::string_view text) {
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(date);
     const std::string_view shown = fitting(text);
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z {}{}\n", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)),
-                       printable(shown), shown.size() < text.size() ? "…" : "");
+    return fmt::format("{} {}{}\n", iso8601(date), printable(shown), shown.size() < text.size() ? "…" : "");
 }
 
 void append(const std::string& path, Time date, std::string_view text) {

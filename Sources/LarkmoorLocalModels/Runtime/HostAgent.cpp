@@ -8,6 +8,7 @@
 #include "LarkmoorBase/BlockingWork.h"
 #include "LarkmoorBase/FileTemporaries.h"
 #include "LarkmoorBase/Files.h"
+#include "LarkmoorKit/Supervision/LoginItems.h"
 #include "LarkmoorLocalModels/Runtime/HostPlist.h"
 #include "LarkmoorLocalModels/Store/ModelStore.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
@@ -39,9 +40,11 @@ std::string HostAgent::logPath() const {
     return fmt::format("{}/Library/Logs/{}", seams_.home, ClientInstance::ollamaLogName);
 }
 
-std::string HostAgent::domain() const { return fmt::format("gui/{}", seams_.user); }
+std::string HostAgent::domain() const { return LoginItems::guiDomainTarget(seams_.user); }
 
-std::string HostAgent::service() const { return fmt::format("{}/{}", domain(), ClientInstance::ollamaAgentLabel); }
+std::string HostAgent::service() const {
+    return LoginItems::guiServiceTarget(seams_.user, ClientInstance::ollamaAgentLabel);
+}
 
 Task<std::optional<std::string>> HostAgent::plistText() const {
     co_return co_await BlockingWork::run([path = plistPath()]() -> std::optional<std::string> {
@@ -59,7 +62,7 @@ Task<HostAgent::Ended> HostAgent::superviseHost(std::string binary, std::stop_to
         co_await BlockingWork::run([path = plistPath()] { ::unlink(path.c_str()); });
         // One that the user disabled says just that.
         if (loaded != LaunchAgents::isDisabled) {
-            co_await seams_.removeUnit(fmt::format("{}.service", ClientInstance::ollamaAgentLabel));
+            co_await seams_.removeUnit(std::string{ClientInstance::ollamaAgentLabel});
         }
     }
     co_return ended(loaded);

@@ -98,7 +98,7 @@ class Download : public std::enable_shared_from_this<Download> {
 
 /// Of what was unpacked; a binary that fails is deleted.
 Done prove(const std::string& binary) {
-    if (!isExecutableFile(binary)) {
+    if (!Files::isExecutable(binary)) {
         return std::unexpected(SetupError{"the unpacked runtime is missing its binary"});
     }
     if (const auto proven = RuntimeProof::check(binary); !proven) {
@@ -111,7 +111,7 @@ Done prove(const std::string& binary) {
 
 std::optional<std::string> firstTrusted(const RuntimeSetup& setup) {
     for (const std::string& path : setup.places.ourBinaries) {
-        if (!isExecutableFile(path)) continue;
+        if (!Files::isExecutable(path)) continue;
         if (binaryVerifies(path)) {
             // A fetch that was killed behind its last step leaves its archive, and no fetch will follow it.
             sweepStrayTarballs(setup.places.temporaryFolder, setup.log);
@@ -123,7 +123,7 @@ std::optional<std::string> firstTrusted(const RuntimeSetup& setup) {
                         path));
         ::unlink(path.c_str());
     }
-    const auto users = std::ranges::find_if(setup.places.usersBinaries, isExecutableFile);
+    const auto users = std::ranges::find_if(setup.places.usersBinaries, Files::isExecutable);
     return users != setup.places.usersBinaries.end() ? std::optional{*users} : std::nullopt;
 }
 

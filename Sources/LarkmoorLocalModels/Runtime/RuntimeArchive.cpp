@@ -64,12 +64,6 @@ std::optional<std::string> digestOf(const fs::path& file) {
     return digest ? std::optional{*digest} : std::nullopt;
 }
 
-/// Links are not followed.
-bool isThere(const fs::path& path) {
-    std::error_code failed;
-    return fs::exists(fs::symlink_status(path, failed));
-}
-
 /// With the names that are brought. By a link the folder may be one of the user's, of which nothing is replaced, and in
 /// which every name of ours is written down before it is there. None in a folder of our own.
 std::expected<std::vector<std::string>, SetupError> entriesBehindLink(const std::vector<std::string>& brought,
@@ -80,13 +74,13 @@ std::expected<std::vector<std::string>, SetupError> entriesBehindLink(const std:
     const auto notOurs = [](const fs::path& path) { return refusal(fmt::format("{} is not ours", path.string())); };
     const auto recorded = RuntimeProof::entries(binary);
     for (const std::string& path : {binary, RuntimeProof::path(binary)}) {
-        if (!recorded && isThere(path)) return notOurs(path);
+        if (!recorded && Files::isTaken(path)) return notOurs(path);
     }
     auto entries = recorded.value_or(std::vector<std::string>{});
     for (const std::string& name : brought) {
         if (std::ranges::find(entries, name) != entries.end()) continue;
         const bool isOurs = recorded && (recorded->empty() || folder / name == binary);
-        if (!isOurs && isThere(folder / name)) return notOurs(folder / name);
+        if (!isOurs && Files::isTaken(folder / name)) return notOurs(folder / name);
         entries.push_back(name);
     }
     return entries;

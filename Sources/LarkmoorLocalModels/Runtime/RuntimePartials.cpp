@@ -3,9 +3,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <charconv>
-
 #include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorKit/Models/LocalModelsProgress.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
 
@@ -29,10 +28,7 @@ std::optional<std::int32_t> partialPID(std::string_view name) {
     }
     if (!name.ends_with(ending)) return std::nullopt;
     name.remove_suffix(ending.size());
-    std::int32_t pid = 0;
-    const auto [last, failed] = std::from_chars(name.data(), name.data() + name.size(), pid);
-    if (failed != std::errc{} || last != name.data() + name.size()) return std::nullopt;
-    return pid;
+    return wholeNumber<std::int32_t>(name);
 }
 
 void sweepStrayTarballs(const std::string& folder, const std::function<void(std::string)>& log) {

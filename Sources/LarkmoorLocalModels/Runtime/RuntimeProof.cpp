@@ -68,9 +68,4 @@ std::expected<void, std::string> RuntimeProof::check(const std::string& binary) 
 
 bool binaryVerifies(const std::string& path) { return RuntimeProof::check(path).has_value(); }
 
-bool isExecutableFile(const std::string& path) {
-    struct stat status{};
-    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
-}
-
 }  // namespace larkmoor

@@ -39,7 +39,4 @@ namespace larkmoor {
 /// Whether the executable is the one that was unpacked. Reads all of it; any thread.
 bool binaryVerifies(const std::string& path);
 
-/// Whether there is a regular file, links followed, that we may execute.
-bool isExecutableFile(const std::string& path);
-
 }  // namespace larkmoor

@@ -20,7 +20,7 @@ Task<void> pacedPause(std::chrono::milliseconds time) {
 
 HostAgent::Seams Application::hostAgentSeams() {
     return {.launchctl = launchAgents_,
-            .removeUnit = [this](std::string unit) { return removeUnit(std::move(unit)); },
+            .removeUnit = [this](std::string label) { return removeUnit(std::move(label)); },
             .home = home_,
             .support = support_,
             .user = ::getuid(),
@@ -40,13 +40,13 @@ LocalModelsDuties::Seams Application::localModelsSeams() {
                            .bundle = InstalledBundle::current(),
                            .log = SetupLog::line};
     return LocalModelsDuties::live(live, launchAgents_,
-                                   [this](std::string unit) { return removeUnit(std::move(unit)); });
+                                   [this](std::string label) { return removeUnit(std::move(label)); });
 }
 
 MenuDuties::Models Application::modelDuties() { return localModels_.make(); }
 
-Task<void> Application::removeUnit(std::string unit) {
-    static_cast<void>(co_await agentUnits_.discard(std::move(unit)));
+Task<void> Application::removeUnit(std::string label) {
+    static_cast<void>(co_await agentUnits_.discard(AgentUnit::nameOf(label)));
 }
 
 }  // namespace larkmoor

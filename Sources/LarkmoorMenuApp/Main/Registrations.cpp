@@ -24,10 +24,8 @@ namespace larkmoor {
 
 namespace {
 
-std::string unitOf(std::string_view label) { return fmt::format("{}.service", label); }
-
 std::string loginItem(const AgentUnitFiles& place) {
-    return fmt::format("{}/autostart/{}.desktop", place.folders.config, ClientInstance::menubarID);
+    return AutostartEntry::path(place.folders, ClientInstance::menubarID);
 }
 
 /// Whether something is there, even a link that leads nowhere.
@@ -129,19 +127,19 @@ bool Registrations::isLoginItemOurs(const Place& place) const {
 }
 
 bool Registrations::isAgentOurs(const Place& place) const {
-    const auto text = Files::read(place.unit(unitOf(LoginItems::daemonAgentLabel)));
+    const auto text = Files::read(place.unit(AgentUnit::nameOf(LoginItems::daemonAgentLabel)));
     return text && AgentUnit::source(asText(*text)) == LoginItems::inBundlePlistPath(bundle_.folder);
 }
 
 bool Registrations::isOthers(const Place& place) const {
     return (isThere(loginItem(place)) && !isLoginItemOurs(place)) ||
-           (isThere(place.unit(unitOf(LoginItems::daemonAgentLabel))) && !isAgentOurs(place));
+           (isThere(place.unit(AgentUnit::nameOf(LoginItems::daemonAgentLabel))) && !isAgentOurs(place));
 }
 
 std::vector<std::string> Registrations::units(const Place& place) const {
     std::vector<std::string> units;
-    if (isAgentOurs(place)) units.push_back(unitOf(LoginItems::daemonAgentLabel));
-    const std::string host = unitOf(ClientInstance::ollamaAgentLabel);
+    if (isAgentOurs(place)) units.push_back(AgentUnit::nameOf(LoginItems::daemonAgentLabel));
+    const std::string host = AgentUnit::nameOf(ClientInstance::ollamaAgentLabel);
     const auto others = [this](const Place& each) { return isOthers(each); };
     if ((isThere(place.unit(host)) || isThere(place.link(host))) && std::ranges::none_of(places_, others))
         units.push_back(host);

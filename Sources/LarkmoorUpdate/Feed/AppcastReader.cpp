@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <map>
 #include <pugixml.hpp>
 #include <utility>
 
 #include "LarkmoorBase/Text.h"
 #include "LarkmoorBase/UTF8.h"
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorUpdate/Feed/Appcast.h"
 #include "LarkmoorUpdate/Feed/Version.h"
 #include "LarkmoorUpdate/Feed/WebAddress.h"
@@ -110,10 +110,8 @@ constexpr auto texts = std::to_array<std::pair<std::string_view, std::string Ite
 });
 
 std::optional<std::uint64_t> readLength(std::string_view text) {
-    std::uint64_t length = 0;
-    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), length);
-    if (failure != std::errc{} || end != text.data() + text.size() || length == 0) return std::nullopt;
-    return length;
+    const auto length = wholeNumber<std::uint64_t>(text);
+    return length > 0U ? length : std::nullopt;
 }
 
 /// Reads one item.

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <utility>
 
 #include "LarkmoorBase/Text.h"
 #include "LarkmoorBase/UTF8.h"
+#include "LarkmoorBase/WholeNumber.h"
 
 namespace larkmoor {
 
@@ -47,11 +47,9 @@ std::string takeReference(std::string_view& text) {
     } else if (name.size() > 1 && name[0] == '#') {
         const bool isHex = (name[1] | 0x20) == 'x';
         name.remove_prefix(isHex ? 2 : 1);
-        std::uint32_t scalar = 0;
-        const auto read = std::from_chars(name.data(), name.data() + name.size(), scalar, isHex ? 16 : 10);
-        const bool isWhole = read.ec == std::errc{} && read.ptr == name.data() + name.size();
-        if (!isWhole || scalar > 0x10FFFF || (scalar >= 0xD800 && scalar <= 0xDFFF)) return {};
-        UTF8::append(character, scalar);
+        const auto scalar = wholeNumber<std::uint32_t>(name, isHex ? 16 : 10);
+        if (!scalar || *scalar > 0x10FFFF || (*scalar >= 0xD800 && *scalar <= 0xDFFF)) return {};
+        UTF8::append(character, *scalar);
     }
     if (!character.empty()) text.remove_prefix(end + 1);
     return character;

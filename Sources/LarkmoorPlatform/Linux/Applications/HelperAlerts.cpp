@@ -5,13 +5,13 @@
 
 #include <boost/asio/this_coro.hpp>
 
-#include <charconv>
 #include <exception>
 #include <memory>
 #include <stop_token>
 #include <utility>
 
 #include "LarkmoorBase/Text.h"
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorPlatform/AlertProtocol.h"
 #include "LarkmoorPlatform/Linux/Applications/ApplicationLauncher.h"
 #include "LarkmoorPlatform/PlatformLog.h"
@@ -70,7 +70,7 @@ std::expected<AlertAnswer, std::string> answerOf(const ProcessResult& result, st
     std::size_t index = buttons;
     if (answer.starts_with(AlertProtocol::chosen)) {
         answer.remove_prefix(AlertProtocol::chosen.size());
-        std::from_chars(answer.data(), answer.data() + answer.size(), index);
+        index = wholeNumber<std::size_t>(answer).value_or(buttons);
     }
     if (index >= buttons) return std::unexpected(std::string{"the helper's answer makes no sense"});
     return AlertAnswers::Chosen{static_cast<int>(index)};

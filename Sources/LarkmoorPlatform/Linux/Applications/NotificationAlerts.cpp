@@ -5,12 +5,12 @@
 #include <boost/asio/this_coro.hpp>
 
 #include <algorithm>
-#include <charconv>
 #include <functional>
 #include <set>
 #include <stop_token>
 
 #include "LarkmoorBase/OneShotEvent.h"
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorPlatform/Linux/Bus/BusValues.h"
 #include "LarkmoorPlatform/PlatformLog.h"
 
@@ -108,8 +108,7 @@ struct NotificationAlerts::Question : std::enable_shared_from_this<Question> {
         BusReader reader{signal};
         const bool isOurs = reader.uint32() == id && signal.sender() == server;
         const std::string_view key = reader.text();
-        std::size_t button = buttons;
-        std::from_chars(key.data(), key.data() + key.size(), button);
+        const std::size_t button = wholeNumber<std::size_t>(key).value_or(buttons);
         if (isOurs && button < buttons) end(AlertAnswers::Chosen{static_cast<int>(button)});
     }
 

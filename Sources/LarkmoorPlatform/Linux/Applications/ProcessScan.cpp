@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "LarkmoorBase/Files.h"
+#include "LarkmoorBase/WholeNumber.h"
 #include "LarkmoorPlatform/Linux/Processes/SystemProcess.h"
 #include "LarkmoorPlatform/PropertyList.h"
 
@@ -69,10 +70,8 @@ std::optional<pid_t> process(std::string_view unit) {
     const std::string_view body = unit.substr(prefix.size(), unit.size() - prefix.size() - scope.size());
     const std::string_view last = lastPart(body);
     if (last.size() == body.size()) return std::nullopt;
-    pid_t number = 0;
-    const auto read = std::from_chars(last.data(), last.data() + last.size(), number);
-    const bool isProcess = read.ec == std::errc{} && read.ptr == last.data() + last.size() && last.front() != '0';
-    return isProcess && number > 0 && number <= greatest ? std::optional{number} : std::nullopt;
+    const auto number = wholeNumber<pid_t>(last);
+    return number > 0 && number <= greatest && last.front() != '0' ? number : std::nullopt;
 }
 
 std::string_view name(std::string_view group) { return group.substr(group.rfind('/') + 1); }
@@ -104,13 +103,6 @@ struct CloseFolder {
     void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
-std::optional<pid_t> processNumber(std::string_view name) {
-    pid_t number = 0;
-    const auto read = std::from_chars(name.data(), name.data() + name.size(), number);
-    const bool isNumber = read.ec == std::errc{} && read.ptr == name.data() + name.size();
-    return isNumber ? std::optional{number} : std::nullopt;
-}
-
 std::string unitGroup(const std::string& process) {
     const auto groups = Files::read("/proc/" + process + "/cgroup");
     return groups ? std::string{ApplicationUnit::group(asText(*groups))} : std::string{};
@@ -138,7 +130,7 @@ std::vector<RunningApplication> ProcessScan::scan() {
     std::vector<std::string> groups;  // of `found`
     FirstPrograms firsts;
     while (const dirent* entry = ::readdir(processes.get())) {
-        const auto process = processNumber(entry->d_name);
+        const auto process = wholeNumber<pid_t>(entry->d_name);
         struct stat status{};
         if (!process || ::fstatat(::dirfd(processes.get()), entry->d_name, &status, 0) != 0 || status.st_uid != user)
             continue;

@@ -63,7 +63,7 @@ class Translation {
         std::string service =
             fmt::format("ExecStart={}\n{}", command, restart) + readEnvironment() + readPaths() + readNumbers();
         if (error_) return std::unexpected(*error_);
-        return AgentUnit{.name = label + ".service",
+        return AgentUnit{.name = AgentUnit::nameOf(label),
                          .text = unitSection(label) + "\n[Service]\n" + service +
                                  (startsAtLoad_ ? "\n[Install]\nWantedBy=default.target\n" : ""),
                          .startsAtLoad = startsAtLoad_};

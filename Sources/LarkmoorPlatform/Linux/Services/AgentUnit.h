@@ -4,6 +4,7 @@
 #include <expected>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "LarkmoorBase/Bytes.h"
@@ -17,9 +18,12 @@ struct AgentGuard {
 };
 
 struct AgentUnit {
-    std::string name;  ///< "{label}.service"
+    std::string name;  ///< `nameOf` its label
     std::string text;  ///< the unit file
     bool startsAtLoad = false;
+
+    /// "{label}.service"
+    static std::string nameOf(std::string_view label) { return std::string{label} + ".service"; }
 
     /// `listPath` becomes the unit's SourcePath, and a BundleProgram is resolved against the bundle that holds it. The
     /// error is text for a log. Keys without meaning for systemd (mach services, process types, session types) are

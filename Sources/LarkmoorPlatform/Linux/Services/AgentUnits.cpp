@@ -100,7 +100,8 @@ Task<UserManager::Result> AgentUnits::uninstall(std::string unit) {
     if (!known) co_return std::unexpected(known.error());
     const auto stopped = known->isUsers ? UserManager::Result{} : co_await manager_.stop(unit);
     if (!stopped && !hasNothingToStop(stopped.error())) co_return stopped;
-    if (const auto gone = files_.remove(unit); !gone) co_return asBusError(gone);
+    const auto gone = co_await BlockingWork::run([files = files_, unit] { return files.remove(unit); });
+    if (!gone) co_return asBusError(gone);
     if (known->isBootedOut()) {
         if (auto lifted = co_await manager_.unmaskRuntime(unit); !lifted) co_return lifted;
     }
@@ -111,7 +112,7 @@ Task<UserManager::Result> AgentUnits::uninstall(std::string unit) {
 Task<UserManager::Result> AgentUnits::discard(std::string unit) {
     auto done = co_await uninstall(unit);
     if (done) co_return done;
-    const auto gone = files_.remove(unit);
+    const auto gone = co_await BlockingWork::run([files = files_, unit] { return files.remove(unit); });
     co_return gone ? done : asBusError(gone);
 }
 

@@ -62,6 +62,10 @@ constexpr std::array disablingKeys{DisablingKey{"Hidden", "true"}, DisablingKey{
 
 }  // namespace
 
+std::string AutostartEntry::path(const UserFolders& folders, std::string_view identifier) {
+    return fmt::format("{}/autostart/{}.desktop", folders.config, identifier);
+}
+
 std::string AutostartEntry::text(std::string_view name, std::string_view icon, std::string_view executable) {
     // A desktop leaves an entry out whose program is gone.
     return fmt::format(
@@ -84,7 +88,7 @@ LoginItemStatus AutostartEntry::status(const std::optional<std::string>& entry, 
 AutostartItem::AutostartItem(const UserFolders& folders, Application application)
     : application_(std::move(application)),
       folder_(folders.config + "/autostart"),
-      path_(folder_ + "/" + application_.identifier + ".desktop") {}
+      path_(AutostartEntry::path(folders, application_.identifier)) {}
 
 Task<LoginItemStatus> AutostartItem::status() {
     const auto bytes = Files::read(path_);

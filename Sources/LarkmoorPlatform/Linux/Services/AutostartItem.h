@@ -12,6 +12,9 @@ namespace larkmoor {
 
 namespace AutostartEntry {
 
+/// Where the entry of that identifier is.
+std::string path(const UserFolders& folders, std::string_view identifier);
+
 /// The desktop entry that starts `executable` at login.
 std::string text(std::string_view name, std::string_view icon, std::string_view executable);
 

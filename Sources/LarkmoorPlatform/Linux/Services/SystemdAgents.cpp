@@ -20,7 +20,7 @@ using ExitStatus = LaunchAgents::ExitStatus;
 
 /// "gui/501/a.b" is the unit "a.b.service".
 std::string unitOf(const std::string& serviceTarget) {
-    return serviceTarget.substr(serviceTarget.rfind('/') + 1) + ".service";
+    return AgentUnit::nameOf(std::string_view{serviceTarget}.substr(serviceTarget.rfind('/') + 1));
 }
 
 /// A status for errors of the service manager; an error if there is no service manager.
@@ -46,7 +46,9 @@ LoginItemStatus agentItemStatus(const AgentUnits::State& state, const std::strin
     return listExists ? LoginItemStatus::notRegistered : LoginItemStatus::notFound;
 }
 
-std::string SystemdAgentItem::unit() const { return std::filesystem::path{listPath_}.stem().string() + ".service"; }
+std::string SystemdAgentItem::unit() const {
+    return AgentUnit::nameOf(std::filesystem::path{listPath_}.stem().native());
+}
 
 Task<LoginItemStatus> SystemdAgentItem::status() {
     const auto unitState = co_await units_.state(unit());
