@@ -3,10 +3,8 @@
 #pragma once
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstddef>
 #include <limits>
 #include <span>
@@ -14,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "LarkmoorBase/Files.h"
+#include "Outcome.h"
 
 namespace larkmoor {
 
@@ -22,15 +20,6 @@ namespace larkmoor {
 struct VerbArguments {
     std::vector<std::string> words{};  ///< those of the verb, without options
     bool json = false;
-};
-
-struct Outcome {
-    static constexpr int failed = 1;
-    static constexpr int wrongUsage = 2;
-
-    int status = 0;        ///< the exit status
-    std::string output{};  ///< for standard output
-    std::string errors{};  ///< for standard error, without its last line feed
 };
 
 template <class Arguments>
@@ -68,15 +57,7 @@ struct VerbTool {
 
     /// For `main` to return.
     int main(int count, const char* const* words) const {
-        // A reader of our output that is gone ends no verb: writing to it fails, which is told at the end.
-        std::signal(SIGPIPE, SIG_IGN);
-        const Outcome outcome = run({words + 1, words + count});
-        const auto printed = Files::writeAll(STDOUT_FILENO, asBytes(outcome.output), "standard output");
-        std::string errors = printed ? outcome.errors : printed.error().description();
-        if (!errors.empty()) errors += "\n";
-        // If standard error cannot be written either, the exit status still tells.
-        (void)Files::writeAll(STDERR_FILENO, asBytes(errors), "standard error");
-        return printed ? outcome.status : Outcome::failed;
+        return runAndPrint([&] { return run({words + 1, words + count}); });
     }
 
   private:

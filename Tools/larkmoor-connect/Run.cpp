@@ -57,7 +57,7 @@ std::vector<Entry> runConverge(const CommandLine& line, const ConnectorList& con
 Outcome run(const std::vector<std::string>& arguments) {
     if (arguments == std::vector<std::string>{"--help"}) return {.output = usage() + "\n"};
     const auto line = commandLine(arguments);
-    if (!line) return {.status = Outcome::wrongUsage, .errors = line.error() + "\n"};
+    if (!line) return {.status = Outcome::wrongUsage, .errors = line.error()};
     ConnectorList connectors = Connectors::all(line->home, line->bundle, line->applications);
     const auto isNamed = [&](const auto& connector) {
         const auto& named = line->harnesses;
@@ -65,7 +65,7 @@ Outcome run(const std::vector<std::string>& arguments) {
     };
     for (const std::string& id : line->harnesses) {
         if (std::ranges::none_of(connectors, [&](const auto& each) { return each->identity().id == id; })) {
-            return {.status = Outcome::wrongUsage, .errors = "there is no harness " + id + "\n" + usage() + "\n"};
+            return {.status = Outcome::wrongUsage, .errors = "there is no harness " + id + "\n" + usage()};
         }
     }
     std::vector<Entry> entries;
@@ -77,7 +77,7 @@ Outcome run(const std::vector<std::string>& arguments) {
         }
     }
     const bool isRefused = std::ranges::any_of(entries, &Entry::refused);
-    return {.status = isRefused ? Outcome::refused : 0, .output = line->json ? json(entries) : plainText(entries)};
+    return {.status = isRefused ? Outcome::failed : 0, .output = line->json ? json(entries) : plainText(entries)};
 }
 
 }  // namespace larkmoor::connect

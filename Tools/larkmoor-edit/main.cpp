@@ -10,17 +10,11 @@
 #include "LarkmoorBase/Files.h"
 #include "LarkmoorConnectors/ConfigFile/ConfigPath.h"
 #include "LarkmoorConnectors/ConfigFile/Transaction.h"
+#include "Outcome.h"
 
 namespace larkmoor::edit {
 
 namespace {
-
-struct Outcome {
-    int status = 0;          ///< the exit status
-    Bytes output{};          ///< for standard output
-    std::string errors{};    ///< for standard error
-    bool committed = false;  ///< a file was changed, so a failure to print must not change the status
-};
 
 std::string lines(const std::vector<Observation>& observations) {
     std::string text;
@@ -33,7 +27,7 @@ Outcome commit(const CommandLine& line, const std::string& path, Bytes before, B
     const TransactionResult result = Transaction::commit(std::span{&change, 1}, std::chrono::system_clock::now());
     return result.visit(
         [](const TransactionResult::Committed& committed) {
-            return Outcome{.output = copyBytes(lines(committed.observations)), .committed = true};
+            return Outcome{.output = lines(committed.observations), .committed = true};
         },
         [](const TransactionResult::Refused& refused) {
             return Outcome{.status = Stop::refused, .errors = lines(refused.observations)};
@@ -41,11 +35,11 @@ Outcome commit(const CommandLine& line, const std::string& path, Bytes before, B
         [](const TransactionResult::Unchanged&) { return Outcome{}; });
 }
 
-Outcome stopped(const Stop& stop) { return {.status = stop.status, .errors = stop.words + "\n"}; }
+Outcome stopped(const Stop& stop) { return {.status = stop.status, .errors = stop.words}; }
 
 /// `words` are those after the program's name. Reads the file, and with --in-place replaces it.
 Outcome run(std::vector<std::string> words) {
-    if (words == std::vector<std::string>{"--help"}) return {.output = copyBytes(usage() + "\n")};
+    if (words == std::vector<std::string>{"--help"}) return {.output = usage() + "\n"};
     const auto line = commandLine(std::move(words));
     if (!line) return stopped(line.error());
     const auto change =
@@ -59,7 +53,7 @@ Outcome run(std::vector<std::string> words) {
     if (!after) return stopped(after.error());
     if (!line->verb->changes) return {};
     if (line->inPlace) return commit(*line, path, std::move(*before), std::move(*after));
-    return {.output = std::move(*after)};
+    return {.output = std::string{asText(*after)}};
 }
 
 }  // namespace
@@ -67,11 +61,5 @@ Outcome run(std::vector<std::string> words) {
 }  // namespace larkmoor::edit
 
 int main(int count, char** words) {
-    using namespace larkmoor;
-    const edit::Outcome outcome = edit::run({words + 1, words + count});
-    const auto printed = Files::writeAll(STDOUT_FILENO, outcome.output, "standard output");
-    const std::string errors = printed ? outcome.errors : printed.error().description() + "\n";
-    // If standard error fails as well, the exit status still tells.
-    [[maybe_unused]] const auto written = Files::writeAll(STDERR_FILENO, asBytes(errors), "standard error");
-    return printed || outcome.committed ? outcome.status : edit::Stop::refused;
+    return larkmoor::runAndPrint([&] { return larkmoor::edit::run({words + 1, words + count}); });
 }
