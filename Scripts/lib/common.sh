@@ -11,7 +11,7 @@ packages_build="clang-19 libclang-rt-19-dev lld-19 cmake ninja-build ccache pkg-
     libplist-dev libpugixml-dev libsqlite3-dev libsystemd-dev nettle-dev qt6-base-dev libqt6svg6"
 packages_test="libgtest-dev libgmock-dev openssl xz-utils python3 desktop-file-utils util-linux iproute2 procps strace dbus dbus-user-session systemd"
 packages_run="dbus iproute2 libsqlite3-0 procps"
-packages_bench="libbenchmark-dev nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libayatana-appindicator3-dev libgtk-3-dev qt6-base-dev"
+packages_bench="nlohmann-json3-dev rapidjson-dev libtomlplusplus-dev libayatana-appindicator3-dev libgtk-3-dev qt6-base-dev"
 packages_update="openssl python3 tar xz-utils"
 packages_package="debhelper dpkg-dev git"
 packages_proof="debootstrap lintian appstream desktop-file-utils man-db imagemagick"
