@@ -2,71 +2,29 @@
 
 #include <fmt/format.h>
 
-#include "LarkmoorBase/JSON/Decoder.h"
+#include "ScenarioFile.h"
 
 namespace larkmoor::modelhost {
 
 namespace {
 
-using Check = std::expected<void, std::string>;
-
-template <class R>
-Check checkKeys(const FlatNode& object, std::string_view what) {
-    if (object.kind != FlatNode::Kind::object) return std::unexpected(fmt::format("{} is an object", what));
-    for (const FlatNode* member = object.begin(); member != object.end(); member = member->next()) {
-        bool isKnown = false;
-        boost::mp11::mp_for_each<FieldsOf<R>>([&](auto field) { isKnown = isKnown || member->key() == field.name; });
-        if (!isKnown) return std::unexpected(fmt::format("{} knows no \"{}\"", what, member->key()));
-        if (member->kind == FlatNode::Kind::number && member->text().starts_with('-'))
-            return std::unexpected(fmt::format("\"{}\" is not negative", member->key()));
+/// The name of a number below zero: there is no use for one anywhere.
+std::optional<std::string> negativeMember(BytesView bytes) {
+    FlatDocument document;
+    if (!document.parse(bytes)) return std::nullopt;
+    for (const FlatNode* node = &document.root(); node != document.root().end(); ++node) {
+        if (node->kind == FlatNode::Kind::number && node->text().starts_with('-')) return std::string{node->key()};
     }
-    return {};
-}
-
-template <class Function>
-Check forMember(const FlatNode& object, std::string_view key, Function check) {
-    for (const FlatNode* member = object.begin(); member != object.end(); member = member->next()) {
-        if (member->key() != key) continue;
-        if (auto result = check(*member); !result) return result;
-    }
-    return {};
-}
-
-template <class Function>
-Check forEach(const FlatNode& object, std::string_view key, Function check) {
-    return forMember(object, key, [&](const FlatNode& list) -> Check {
-        if (list.kind != FlatNode::Kind::array) return {};
-        for (const FlatNode* element = list.begin(); element != list.end(); element = element->next()) {
-            if (auto result = check(*element); !result) return result;
-        }
-        return {};
-    });
-}
-
-Check checkLayer(const FlatNode& layer) { return checkKeys<LayerOffer>(layer, "a layer"); }
-
-Check checkModel(const FlatNode& model) {
-    if (auto keys = checkKeys<ModelOffer>(model, "a model"); !keys) return keys;
-    if (auto layers = forEach(model, "layers", checkLayer); !layers) return layers;
-    return forMember(model, "config", checkLayer);
-}
-
-Check checkAllKeys(const FlatNode& scenario) {
-    if (auto keys = checkKeys<Scenario>(scenario, "a scenario"); !keys) return keys;
-    if (auto models = forEach(scenario, "models", checkModel); !models) return models;
-    return forEach(scenario, "faults", [](const FlatNode& fault) { return checkKeys<Fault>(fault, "a fault"); });
+    return std::nullopt;
 }
 
 }  // namespace
 
 std::expected<Scenario, std::string> readScenario(BytesView bytes) {
-    FlatDocument document;
-    if (auto parsed = document.parse(bytes, Strictness::strict); !parsed)
-        return std::unexpected(parsed.error().description());
-    if (auto checked = checkAllKeys(document.root()); !checked) return std::unexpected(checked.error());
-    auto scenario = Decoder::decode<Scenario>(bytes);
-    if (!scenario) return std::unexpected(scenario.error().description());
-    return *std::move(scenario);
+    auto scenario = decodeScenario<Scenario>(bytes);
+    if (const auto negative = scenario ? negativeMember(bytes) : std::nullopt)
+        return std::unexpected(fmt::format("\"{}\" is not negative", *negative));
+    return scenario;
 }
 
 std::vector<ModelOffer> defaultModels() {
