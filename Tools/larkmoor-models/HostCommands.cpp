@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "Command.h"
+#include "JSONText.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorBase/JSON/Encoder.h"
 #include "LarkmoorLocalModels/Pull/ModelPull.h"
 #include "LarkmoorLocalModels/Runtime/ModelHost.h"
 #include "LarkmoorLocalModels/Store/ByteCount.h"
@@ -77,10 +77,7 @@ std::string_view name(const ModelPull::Outcome& outcome) {
 Outcome tags(const Arguments& arguments) {
     Asking asking{arguments};
     const auto names = asking.run(hostTags(asking.host()));
-    if (arguments.json) {
-        const auto list = Encoder::encode(names);
-        return {.output = list ? std::string{asText(*list)} + "\n" : "null\n"};
-    }
+    if (arguments.json) return {.output = jsonText(names) + "\n"};
     if (!names) return {.status = Outcome::failed, .errors = "the model host does not tell its models"};
     std::string lines;
     for (const std::string& each : *names) lines += each + "\n";

@@ -3,7 +3,7 @@
 #include <fmt/ranges.h>
 
 #include "Command.h"
-#include "LarkmoorBase/JSON/Encoder.h"
+#include "JSONText.h"
 #include "LarkmoorKit/Models/LocalModelsMenuLine.h"
 #include "LarkmoorKit/Models/LocalModelsUndo.h"
 #include "LarkmoorLocalModels/Pipeline/UndoPlan.h"
@@ -14,8 +14,7 @@ namespace larkmoor::models {
 namespace {
 
 std::string json(std::string_view kind, const std::string& subject) {
-    const auto text = Encoder::encode(subject);
-    return fmt::format(R"({{"{}":{}}})", kind, text ? std::string{asText(*text)} : "null");
+    return fmt::format(R"({{"{}":{}}})", kind, jsonText(subject));
 }
 
 std::string json(const LocalModelsUndo::Step& step) {
@@ -53,10 +52,8 @@ Outcome line(const Arguments& arguments) {
         return {.output =
                     line->title + (fill ? fmt::format(" {}%", static_cast<int>(fill->value * percent)) : "") + "\n"};
     }
-    // A title of ours and a fraction always have a JSON form.
-    const auto title = Encoder::encode(line->title);
-    const auto fraction = Encoder::encode(fill ? std::optional{fill->value} : std::nullopt);
-    return {.output = fmt::format("{{\"title\":{},\"fraction\":{}}}\n", asText(*title), asText(*fraction))};
+    return {.output = fmt::format("{{\"title\":{},\"fraction\":{}}}\n", jsonText(line->title),
+                                  jsonText(fill ? std::optional{fill->value} : std::nullopt))};
 }
 
 }  // namespace larkmoor::models

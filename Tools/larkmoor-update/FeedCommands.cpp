@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "Command.h"
+#include "JSONText.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorBase/JSON/Encoder.h"
 #include "LarkmoorPlatform/Process.h"
 #include "LarkmoorUpdate/Feed/Appcast.h"
 #include "LarkmoorUpdate/Feed/Version.h"
@@ -15,18 +15,12 @@ namespace larkmoor::update {
 
 namespace {
 
-/// A feed is UTF-8, and so are its texts.
-std::string json(const std::optional<std::string>& text) {
-    const auto encoded = Encoder::encode(text);
-    return encoded ? std::string{asText(*encoded)} : "null";
-}
-
 std::string json(const AppcastItem& item) {
     return fmt::format(R"({{"version":{},"displayVersion":{},"url":{},"info":{},"length":{},"signature":{},"notes":{},)"
                        R"("offerOnly":{},"critical":{}}})",
-                       json(item.versionString), json(item.displayVersionString), json(item.url), json(item.infoURL),
-                       item.length ? fmt::to_string(*item.length) : "null", json(item.signature), json(item.notesURL),
-                       item.isOfferOnly, item.isCritical);
+                       jsonText(item.versionString), jsonText(item.displayVersionString), jsonText(item.url),
+                       jsonText(item.infoURL), item.length ? fmt::to_string(*item.length) : "null",
+                       jsonText(item.signature), jsonText(item.notesURL), item.isOfferOnly, item.isCritical);
 }
 
 }  // namespace

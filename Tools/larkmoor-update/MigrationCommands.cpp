@@ -2,8 +2,8 @@
 #include <fmt/format.h>
 
 #include "Command.h"
+#include "JSONText.h"
 #include "LarkmoorBase/Files.h"
-#include "LarkmoorBase/JSON/Encoder.h"
 #include "LarkmoorMenuApp/Update/PostponementLedger.h"
 #include "LarkmoorMenuApp/Update/StoreRecovery.h"
 #include "LarkmoorUpdate/Dance/Migrator.h"
@@ -11,17 +11,6 @@
 namespace larkmoor::update {
 
 namespace {
-
-template <class T>
-std::string json(const T& value) {
-    const auto document = Encoder::encode(value);
-    return document ? std::string{asText(*document)} : "null";
-}
-
-template <class T>
-std::string json(const std::optional<T>& value) {
-    return value ? json(*value) : "null";
-}
 
 Outcome printed(std::string text) { return {.output = std::move(text) + "\n"}; }
 
@@ -39,7 +28,7 @@ Outcome inspect(const Arguments& arguments) {
     const std::string words = refused ? refused->why : outcome.as<RestoreOutcome::Restored>()->detail;
     const std::string_view name = refused ? "refused" : "restored";
     if (!arguments.json) return printed(fmt::format("{}: {}", name, words));
-    return printed(fmt::format(R"({{"outcome":"{}","words":{}}})", name, json(words)));
+    return printed(fmt::format(R"({{"outcome":"{}","words":{}}})", name, jsonText(words)));
 }
 
 Outcome latch(const Arguments& arguments) {
@@ -54,12 +43,12 @@ Outcome latch(const Arguments& arguments) {
         pid = stale->pid;
     }
     if (!arguments.json) return printed(pid ? fmt::format("{} {}", state, *pid) : std::string{state});
-    return printed(fmt::format(R"({{"state":"{}","pid":{}}})", state, json(pid)));
+    return printed(fmt::format(R"({{"state":"{}","pid":{}}})", state, jsonText(pid)));
 }
 
 Outcome ledger(const Arguments& arguments) {
     const auto records = PostponementLedger{arguments.words[0]}.onDiskRecords();
-    if (arguments.json) return printed(json(records));
+    if (arguments.json) return printed(jsonText(records));
     std::string text;
     for (const auto& record : records) {
         text += fmt::format("{} at {}: {}\n", record.version, record.at, record.because);
@@ -86,8 +75,8 @@ Outcome vouch(const Arguments& arguments) {
     const auto low = window ? std::optional<Int>{window->low} : std::nullopt;
     const auto high = window ? std::optional<Int>{window->high} : std::nullopt;
     if (!arguments.json) return printed(fmt::format("{} {}", backup->path, backup->statedSize.value_or("")));
-    return printed(fmt::format(R"({{"path":{},"statedSize":{},"low":{},"high":{}}})", json(backup->path),
-                               json(backup->statedSize), json(low), json(high)));
+    return printed(fmt::format(R"({{"path":{},"statedSize":{},"low":{},"high":{}}})", jsonText(backup->path),
+                               jsonText(backup->statedSize), jsonText(low), jsonText(high)));
 }
 
 }  // namespace larkmoor::update

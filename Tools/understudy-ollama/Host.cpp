@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "Flood.h"
+#include "JSONText.h"
 #include "LarkmoorBase/JSON/Decoder.h"
-#include "LarkmoorBase/JSON/Encoder.h"
 #include "LarkmoorBase/Text.h"
 #include "Pull.h"
 
@@ -22,12 +22,6 @@ LARKMOOR_RECORD(ListedModel, (std::string, name), (std::string, model), (std::st
 LARKMOOR_RECORD(Tags, (std::vector<ListedModel>, models))
 LARKMOOR_RECORD(Generated, (std::string, model), (std::string, created_at), (std::string, response), (bool, done),
                 (std::string, done_reason))
-
-template <class R>
-std::string textOf(const R& record) {
-    const auto bytes = Encoder::encode(record);
-    return bytes ? std::string{asText(*bytes)} : std::string{};
-}
 
 /// One answer in the making.
 struct Exchange {
@@ -55,7 +49,7 @@ void tags(const Exchange& exchange, const std::vector<Fault>&) {
         for (const Descriptor& layer : manifest.layers) size += layer.size;
         list.models.push_back({name.shown(), name.shown(), iso8601(modified), size, digest});
     }
-    exchange.connection.answer(200, textOf(list));
+    exchange.connection.answer(200, jsonText(list));
 }
 
 void tellVersion(const Exchange& exchange, const std::vector<Fault>&) {
@@ -93,8 +87,8 @@ void generate(const Exchange& exchange, const std::vector<Fault>&) {
     if (!isHeld(manifest->config) || !std::ranges::all_of(manifest->layers, isHeld))
         return exchange.fail(500, "unable to load model: a layer is missing");
     const Generated answer{exchange.nameText(), iso8601(std::chrono::system_clock::now()), "pong", true, "stop"};
-    if (exchange.body.stream == false) return exchange.connection.answer(200, textOf(answer));
-    exchange.connection.answer(200, textOf(answer) + "\n", Connection::streamType, Framing::chunked);
+    if (exchange.body.stream == false) return exchange.connection.answer(200, jsonText(answer));
+    exchange.connection.answer(200, jsonText(answer) + "\n", Connection::streamType, Framing::chunked);
 }
 
 struct Route {

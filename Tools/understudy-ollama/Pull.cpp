@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "Host.h"
-#include "LarkmoorBase/JSON/Encoder.h"
+#include "JSONText.h"
 
 namespace larkmoor::modelhost {
 
@@ -14,12 +14,6 @@ namespace {
 LARKMOOR_RECORD(StatusLine, (std::string, status))
 LARKMOOR_RECORD(ProgressLine, (std::string, status), (std::string, digest), (Int, total),
                 (std::optional<Int>, completed))
-
-template <class R>
-std::string lineOf(const R& record) {
-    const auto bytes = Encoder::encode(record);
-    return bytes ? std::string{asText(*bytes)} + "\n" : "\n";
-}
 
 }  // namespace
 
@@ -52,7 +46,7 @@ void Pull::say(const char* status) {
     for (const Fault& fault : faults_) {
         if (fault.before == status) connection_.perform(fault);
     }
-    connection_.write(lineOf(StatusLine{status}));
+    connection_.write(jsonText(StatusLine{status}) + "\n");
 }
 
 void Pull::fail(std::string_view words) {
@@ -63,8 +57,9 @@ void Pull::fail(std::string_view words) {
 void Pull::report(const Layer& layer, Int completed) {
     const std::string status = "pulling " + layer.digest.substr(layer.digest.find(':') + 1, 12);
     const auto told = totals_.find(layer.digest);
-    connection_.write(lineOf(ProgressLine{status, layer.digest, told == totals_.end() ? layer.bytes : told->second,
-                                          completed == 0 ? std::nullopt : std::optional{completed}}));
+    connection_.write(jsonText(ProgressLine{status, layer.digest, told == totals_.end() ? layer.bytes : told->second,
+                                            completed == 0 ? std::nullopt : std::optional{completed}}) +
+                      "\n");
 }
 
 void Pull::download(std::size_t index, const Layer& layer) {
