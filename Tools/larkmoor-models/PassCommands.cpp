@@ -21,6 +21,7 @@
 #include "LarkmoorPlatform/Linux/Services/SystemdAgents.h"
 #include "LarkmoorPlatform/Process.h"
 #include "LarkmoorWire/Models/LocalModel.h"
+#include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor::models {
 
@@ -32,8 +33,6 @@ Task<void> pacedPause(std::chrono::milliseconds time) {
     MainTimer timer{co_await boost::asio::this_coro::executor, time};
     co_await timer.async_wait(awaiting);
 }
-
-std::string support() { return homeFolder() + "/Library/Application Support"; }
 
 RuntimeRelease release(const Arguments& arguments) {
     RuntimeRelease release = RuntimeRelease::forThisSystem();
@@ -62,7 +61,7 @@ class Machine {
                    .fetch = fetch_,
                    .host = host_,
                    .home = homeFolder(),
-                   .support = support(),
+                   .support = ModelsFolder::defaultSupport(),
                    .endpoint = arguments.host.empty() ? std::string{LocalModel::endpoint} : "http://" + arguments.host,
                    .bundle = bundle_,
                    .log = log_,
@@ -128,7 +127,7 @@ class Machine {
     HostAgent host_{{.launchctl = launchAgents_,
                      .removeUnit = [this](std::string label) { return removeUnit(std::move(label)); },
                      .home = homeFolder(),
-                     .support = support(),
+                     .support = ModelsFolder::defaultSupport(),
                      .user = ::getuid(),
                      .log = log_,
                      .pacedPause = pacedPause}};
@@ -154,7 +153,8 @@ Outcome pass(const Arguments& arguments) {
         return {.status = Outcome::failed, .errors = "another process is at work on the models"};
     }
     // Nothing was to be done here: what the passes before did stands in the file.
-    if (const auto kept = LocalModelsProgress::read(LocalModelsProgress::path(support()))) progress = kept;
+    if (const auto kept = LocalModelsProgress::read(LocalModelsProgress::path(ModelsFolder::defaultSupport())))
+        progress = kept;
     const auto document = progress->encoded();
     return {.status = progress->allStepsDone() ? 0 : Outcome::failed,
             .output = arguments.json && document ? std::string{asText(*document)} + "\n" : rows(*progress)};
@@ -167,7 +167,7 @@ Outcome cancel(const Arguments&) {
     SessionBus bus{loop};
     BusDistributedNotifications notifications{bus};
     bool isUndone = false;
-    const std::string receipt = LocalModelsDoor::receiptPath(support());
+    const std::string receipt = LocalModelsDoor::receiptPath(ModelsFolder::defaultSupport());
     // One of an earlier cancel is no answer to this one.
     ::unlink(receipt.c_str());
     bus.onLost([&](const BusError&) { loop.stop(); });

@@ -15,8 +15,8 @@
 #include "LarkmoorPlatform/DistributedNotifications.h"
 #include "LarkmoorPlatform/Linux/Bus/SessionBus.h"
 #include "LarkmoorPlatform/Linux/Messaging/BusDistributedNotifications.h"
-#include "LarkmoorPlatform/Process.h"
 #include "LarkmoorWire/Identity/ClientInstance.h"
+#include "LarkmoorWire/Models/ModelsFolder.h"
 
 namespace larkmoor::understudy {
 
@@ -127,7 +127,7 @@ int serve(const std::vector<std::string>& arguments) {
     int status = 0;
     SessionBus bus{loop};
     BusDistributedNotifications notifications{bus};
-    Windows windows{notifications, homeFolder() + "/Library/Application Support"};
+    Windows windows{notifications, ModelsFolder::defaultSupport()};
     const BusSlot object = bus.addObject(objectPath, interface, orders, &windows);
     const auto end = [&](int with) {
         status = with;
