@@ -5,8 +5,6 @@ usage: update_site.py SCRIPTS FOLDER [PADDING]
   PADDING bytes that cannot be packed go with each bundle. Prints "PORT KEY", and serves until it is killed. What was
   asked for is listed in FOLDER/asked.
 """
-import importlib.machinery
-import importlib.util
 import io
 import os
 import plistlib
@@ -24,10 +22,9 @@ SCRIPTS, ROOT = Path(sys.argv[1]), Path(sys.argv[2])
 PADDING = int(sys.argv[3]) if len(sys.argv) > 3 else 0
 KEY, OTHER = ROOT / "key", ROOT / "other-key"
 sys.dont_write_bytecode = True
-loader = importlib.machinery.SourceFileLoader("update", str(SCRIPTS / "make-update"))
-update = importlib.util.module_from_spec(importlib.util.spec_from_loader("update", loader))
-loader.exec_module(update)
-seal = update.load_seal()
+sys.path.insert(0, str(SCRIPTS / "lib"))
+import make_update
+import seal
 
 
 def make_bundle(folder, build, identifier="x.y", program="exit 0"):
@@ -47,7 +44,7 @@ def make(name, build="2", key=KEY, before=None, after=None, feed=None, **facts):
     """A feed with one update; `before` touches the bundle, `after` the archive, which is signed anew by `key`."""
     work = ROOT / "work"
     bundle, out = make_bundle(work, build, **facts), ROOT / "site" / name
-    archive, text = update.make(bundle, KEY, f"http://127.0.0.1:{server.server_port}/{name}", None, out), out / "appcast.xml"
+    archive, text = make_update.make(bundle, KEY, f"http://127.0.0.1:{server.server_port}/{name}", None, out), out / "appcast.xml"
     words = text.read_text()
     signature, length = re.search('edSignature="([^"]*)"', words)[1], archive.stat().st_size
     if before:
