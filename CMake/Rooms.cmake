@@ -29,7 +29,7 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
   endforeach()
 endif()
 
-# larkmoor_room(NAME SOURCES file... LINK library... [SMALL | SMALLEST])
+# larkmoor_room(NAME SOURCES file... LINK library... [PRIVATE_LINK library...] [SMALL | SMALLEST])
 function(larkmoor_room name)
   cmake_parse_arguments(PARSE_ARGV 1 room "SMALL;SMALLEST" "" "SOURCES;LINK;PRIVATE_LINK")
   add_library(${name} STATIC ${room_SOURCES})
