@@ -26,7 +26,7 @@ packages_format="clang-format-19 clang-tidy-19 git"
 
 # install_packages NEED...: makes sure that the packages of each need are on this Debian 12 machine.
 install_packages() {
-    local need list missing=()
+    local need list package missing=()
     for need in "$@"; do
         list="packages_$need"
         for package in ${!list}; do

@@ -4,7 +4,7 @@
 #
 #   models_leave_out SUPPORT               the setup was finished before: nothing starts
 #   models_stage TOOLS BUNDLE HOME         the runtime as an earlier launch left it in HOME, the speech helper in BUNDLE
-#   models_host TOOLS HOME                     becomes the model host, at the real port, with a naming model to download;
+#   models_host TOOLS HOME                 becomes the model host, at the real port, with a naming model to download;
 #                                          it says "listening on" once it does
 models_data=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../Tests/Data" && pwd)
 
