@@ -10,6 +10,7 @@
 
 #include "LarkmoorConnectors/ConfigFile/JSONEdit.h"
 #include "LarkmoorConnectors/ConfigFile/JSONText.h"
+#include "Statistics.h"
 #include "config/Documents.h"
 #include "config/Measure.h"
 

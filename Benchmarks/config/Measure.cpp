@@ -5,9 +5,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <new>
 #include <vector>
+
+#include "Statistics.h"
 
 namespace {
 
@@ -35,13 +36,6 @@ namespace larkmoor::bench {
 
 namespace {
 
-/// Of this thread alone: what else runs on the machine counts only as far as it empties the caches.
-double processorSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
 /// The allocator puts off joining what was freed until somebody asks for a large block. What the party before has left
 /// to be joined is not to be paid for by the next one.
 void settleTheHeap() {
@@ -49,17 +43,12 @@ void settleTheHeap() {
     std::free(large);
 }
 
+/// What else runs on the machine counts only as far as it empties the caches.
 double timed(const std::function<void()>& work, int repeats) {
     settleTheHeap();
-    const double start = processorSeconds();
+    const double start = threadSeconds();
     for (int left = repeats; left > 0; --left) work();
-    return (processorSeconds() - start) / repeats;
-}
-
-double median(std::vector<double>& times) {
-    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
-    std::ranges::nth_element(times, middle);
-    return *middle;
+    return (threadSeconds() - start) / repeats;
 }
 
 }  // namespace

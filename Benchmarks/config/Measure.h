@@ -8,12 +8,6 @@
 
 namespace larkmoor::bench {
 
-/// Keeps the optimiser from dropping what made the value.
-template <class T>
-void keep(const T& value) {
-    asm volatile("" : : "r"(&value) : "memory");
-}
-
 /// Median seconds of one call.
 double secondsFor(const std::function<void()>& work, int rounds);
 

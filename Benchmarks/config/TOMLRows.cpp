@@ -8,6 +8,7 @@
 
 #include "LarkmoorConnectors/ConfigFile/TOMLEdit.h"
 #include "LarkmoorConnectors/ConfigFile/TOMLText.h"
+#include "Statistics.h"
 #include "config/Documents.h"
 #include "config/Measure.h"
 

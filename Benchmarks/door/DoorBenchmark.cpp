@@ -2,39 +2,29 @@
 // then the throughput with many callers. Started by Benchmarks/door/run, which brings bus and daemon.
 #include <systemd/sd-bus.h>
 
-#include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <vector>
 
 #include "LarkmoorKit/Door/XPCClient.h"
 #include "LarkmoorKit/Door/XPCWire.h"
 #include "LarkmoorPlatform/Linux/Messaging/MessageServiceDial.h"
 #include "LarkmoorWire/Codec/Messages.h"
+#include "Statistics.h"
 
 namespace larkmoor {
 namespace {
 
+using namespace bench;
 using Clock = std::chrono::steady_clock;
 constexpr int rounds = 20;
 constexpr int callsInRound = 200;
 
 const GatewayRequest health = GatewayRequest::Read{ReadRequest::Health{}};
 
-[[noreturn]] void give(const char* why) {
-    std::fprintf(stderr, "door benchmark: %s\n", why);
-    std::exit(1);
-}
-
 double microseconds(Clock::duration time) { return std::chrono::duration<double, std::micro>(time).count(); }
-
-double median(std::vector<double> times) {
-    std::ranges::nth_element(times, times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2));
-    return times[times.size() / 2];
-}
 
 /// The peer: the library's own blocking call.
 class BareCaller {

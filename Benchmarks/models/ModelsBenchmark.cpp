@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -17,25 +16,17 @@
 #include "LarkmoorBase/SHA256.h"
 #include "LarkmoorLocalModels/Pull/PullOnce.h"
 #include "LarkmoorPlatform/Linux/HTTP/LoopbackHTTPClient.h"
+#include "Statistics.h"
 
 namespace larkmoor {
 namespace {
 
+using namespace bench;
 using Clock = std::chrono::steady_clock;
 constexpr int rounds = 5;
 constexpr double streamGigabytes = 2;
 
-[[noreturn]] void give(const std::string& why) {
-    fmt::print(stderr, "models benchmark: {}\n", why);
-    std::exit(1);
-}
-
 double seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
-
-double median(std::vector<double> times) {
-    std::ranges::nth_element(times, times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2));
-    return times[times.size() / 2];
-}
 
 template <class F>
 double timeOf(F work) {
@@ -54,13 +45,6 @@ std::int64_t memory(const std::string& field) {
         if (std::int64_t kilobytes = 0; word == field + ":" && status >> kilobytes) return kilobytes;
     }
     give("no " + field);
-}
-
-/// The processor's time, since another process may take the processor away in the middle of a turn.
-double threadSeconds() {
-    timespec time{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 struct Turns {
@@ -153,7 +137,7 @@ void measureDigest(const std::string& folder) {
 }  // namespace larkmoor
 
 int main(int count, char** arguments) {
-    if (count != 3) larkmoor::give("usage: bench-models ENDPOINT FOLDER");
+    if (count != 3) larkmoor::bench::give("usage: bench-models ENDPOINT FOLDER");
     larkmoor::Puller puller{arguments[1]};
     larkmoor::measureRest(puller);
     for (const char* model : {"usual", "long"}) larkmoor::measurePull(puller, model);

@@ -21,19 +21,17 @@
 #include <string>
 #include <vector>
 
+#include "Statistics.h"
+
 extern char** environ;
 
 namespace {
 
+using namespace larkmoor::bench;
 using Clock = std::chrono::steady_clock;
 constexpr int starts = 11;
 constexpr int refreshes = 2880;
 constexpr int openings = 200;
-
-[[noreturn]] void give(const std::string& why) {
-    std::fprintf(stderr, "resident benchmark: %s\n", why.c_str());
-    std::exit(1);
-}
 
 sd_bus* bus = nullptr;
 
@@ -144,11 +142,6 @@ void print(const char* name, const std::string& registered, const Cost& cost, lo
     std::printf("%-34s %8s %9.2f %9.2f %9.2f %8ld %8ld in %d s\n", name, registered.c_str(), cost.resident,
                 cost.proportional, cost.privately, cost.threads, wakes, seconds);
     std::fflush(stdout);
-}
-
-double median(std::vector<double> values) {
-    std::ranges::sort(values);
-    return values[values.size() / 2];
 }
 
 void rest(pid_t process, const char* name, const std::string& registered, int seconds) {

@@ -20,30 +20,22 @@
 #include "LarkmoorPlatform/Linux/Fetch/HelperFetch.h"
 #include "LarkmoorPlatform/Linux/Processes/SpawningProcessRunner.h"
 #include "LarkmoorPlatform/Linux/Signatures/HelperSignatures.h"
+#include "Statistics.h"
 
 namespace larkmoor {
 namespace {
 
 namespace fs = std::filesystem;
 
+using namespace bench;
 using Clock = std::chrono::steady_clock;
 
 constexpr int rounds = 7;
-
-[[noreturn]] void give(const std::string& why) {
-    fmt::print(stderr, "update benchmark: {}\n", why);
-    std::exit(1);
-}
 
 double milliseconds(const std::function<void()>& work) {
     const auto start = Clock::now();
     work();
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> times) {
-    std::ranges::sort(times);
-    return times[times.size() / 2];
 }
 
 template <class Result>
@@ -154,7 +146,7 @@ void measureExchange(const std::string& bundle) {
 }  // namespace larkmoor
 
 int main(int count, char** words) {
-    if (count != 5) larkmoor::give("started by Benchmarks/update/run");
+    if (count != 5) larkmoor::bench::give("started by Benchmarks/update/run");
     const std::string folder = words[2], bundle = folder + "/bundle/X.app";
     larkmoor::compareDownloads(words[1], folder, words[3]);
     larkmoor::measureProofs(words[1], bundle, words[4]);

@@ -1,7 +1,6 @@
 // The codec against nlohmann::json doing the same work into the same records, in one run.
 #include <boost/describe.hpp>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +13,7 @@
 
 #include "LarkmoorBase/JSON/Coding.h"
 #include "LarkmoorWire/Codec/Messages.h"
+#include "Statistics.h"
 
 namespace {
 
@@ -32,6 +32,8 @@ void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace larkmoor {
 namespace {
+
+using namespace bench;
 
 // The peer: the usual way of reading records with nlohmann::json, by the same description of the fields.
 namespace peer {
@@ -156,8 +158,8 @@ GatewayResponse::Cards manyCards(std::size_t bytes) {
     return cards;
 }
 
-/// The median of many timings of one call, in nanoseconds.
-double median(const std::function<void()>& work, int rounds, int repeats) {
+/// The median of many timings of one call.
+double nanosecondsFor(const std::function<void()>& work, int rounds, int repeats) {
     using Clock = std::chrono::steady_clock;
     std::vector<double> times;
     for (int round = 0; round < rounds; ++round) {
@@ -165,20 +167,14 @@ double median(const std::function<void()>& work, int rounds, int repeats) {
         for (int repeat = 0; repeat < repeats; ++repeat) work();
         times.push_back(std::chrono::duration<double, std::nano>(Clock::now() - start).count() / repeats);
     }
-    std::ranges::nth_element(times, times.begin() + rounds / 2);
-    return times[static_cast<std::size_t>(rounds / 2)];
-}
-
-template <class T>
-void keep(const T& value) {
-    asm volatile("" : : "r"(&value) : "memory");
+    return median(std::move(times));
 }
 
 void compare(const char* what, int repeats, const std::function<void()>& ours, const std::function<void()>& peers) {
     const int rounds = 31;
     ours(), peers();
-    const double mine = median(ours, rounds, repeats);
-    const double theirs = median(peers, rounds, repeats);
+    const double mine = nanosecondsFor(ours, rounds, repeats);
+    const double theirs = nanosecondsFor(peers, rounds, repeats);
     std::printf("%-28s %12.1f us %12.1f us   %5.1f times as fast\n", what, mine / 1000, theirs / 1000, theirs / mine);
 }
 
