@@ -282,6 +282,7 @@ TEST(ModelLayoutMigrationTest, GathersTheFoldersOfEachOldState) {
          [](auto& m) {
              fs::rename(m.instance + "/Models", m.instance + "/Models.m1575-moving");
              m.write(m.instance + "/Models.m1575-moving/.killed.moved/a");
+             m.write(m.instance + "/models/voices/killed/a");
          },
          Outcome::Migrated{all}, "model-layout: a previous run left the old voices folder parked — picking it up"},
         {"the store is not ours", [](auto& m) { m.plist = HostPlist::agentPlist("/b", "/log", {}); },

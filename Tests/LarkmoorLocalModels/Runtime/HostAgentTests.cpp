@@ -101,8 +101,8 @@ class HostAgentTest : public ::testing::Test, protected LaunchAgents {
     std::vector<std::string> story, log;
     testing::TemporaryFolder home;
     HostAgent agent{{.launchctl = *this,
-                     .removeUnit = [this](std::string unit) -> Task<void> {
-                         story.push_back("remove " + unit);
+                     .removeUnit = [this](std::string label) -> Task<void> {
+                         story.push_back("remove " + label);
                          co_return;
                      },
                      .home = home.path().string(),
@@ -136,7 +136,7 @@ TEST_F(HostAgentTest, AFirstHostThatCannotBeLoadedLeavesNoListBehind) {
     EXPECT_EQ(std::ranges::count(story, in), 1);
     EXPECT_EQ(std::ranges::count(story, "pause"), 50);
     EXPECT_FALSE(std::filesystem::exists(agent.plistPath()));
-    EXPECT_EQ(story.back(), "remove tools.fenwright.larkmoor.ollama.service");
+    EXPECT_EQ(story.back(), "remove tools.fenwright.larkmoor.ollama");
     const std::string old = HostPlist::agentPlist("/old", "/log", "/models");
     write(old);
     EXPECT_FALSE(run(agent.superviseHost("/b", {})));
