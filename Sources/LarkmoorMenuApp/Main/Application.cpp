@@ -33,7 +33,7 @@ void stopAlarm() {
 
 }  // namespace
 
-Application::Application(RunningBundle bundle, FileDescriptor updateLock)
+Application::Application(RunningBundle bundle, FileDescriptor updateLock, bool wasRefused)
     : bundle_(std::move(bundle)),
       applications_(loop_, bus_),
       alerts_(runner_, {.helper = bundle_.beside("larkmoor-alert"),
@@ -51,6 +51,7 @@ Application::Application(RunningBundle bundle, FileDescriptor updateLock)
                     .loosePlist = LoginItems::looseAgentPlistPath(home_),
                     .user = ::getuid(),
                     .log = platformLog}),
+      wasRefused_(wasRefused),
       launcher_(runner_, [this] { return takeActivationToken(); }),
       instance_(bus_, std::string{ClientInstance::menubarID},
                 {.onOwned = [this] { becomeMenuBar(); },
@@ -182,7 +183,7 @@ std::string Application::takeActivationToken() {
 void Application::becomeMenuBar() {
     // The application before us may have put an update in place while we began, or have left that to a launch.
     isSuperseded_ = runningExecutable().value_or(bundle_.executable) != bundle_.executable ||
-                    BundleExchange::isArranged(installer_.places());
+                    (!wasRefused_ && BundleExchange::isArranged(installer_.places()));
     if (isSuperseded_) return endUntried(0);
     makeSupportDirectory(support_);
     client_ = dialDoor();

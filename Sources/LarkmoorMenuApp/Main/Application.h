@@ -38,8 +38,9 @@ namespace larkmoor {
 
 class Application {
   public:
-    /// `updateLock` is that of BundleExchange::settle.
-    Application(RunningBundle bundle, FileDescriptor updateLock);
+    /// `updateLock` is that of BundleExchange::settle, and `wasRefused` whether that has refused what was arranged: its
+    /// record may stand on a volume that takes no changes any more, and a start anew would only refuse it again.
+    Application(RunningBundle bundle, FileDescriptor updateLock, bool wasRefused);
 
     /// Runs until the application ends; the process's exit status.
     int run();
@@ -148,6 +149,7 @@ class Application {
     HostAgent hostAgent_{hostAgentSeams()};
     LocalModelsDuties localModels_{localModelsSeams()};
     FileDescriptor updateLock_;  // until we have said that we are up
+    const bool wasRefused_;
     UpdateInstaller installer_{{.bundle = bundle_.folder,
                                 .build = bundle_.build.value_or(""),
                                 .prove =

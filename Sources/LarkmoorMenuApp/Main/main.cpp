@@ -124,7 +124,8 @@ int run(char** arguments) {
     }
     // Its watcher may be gone, or there was none.
     endUnlessUp(static_cast<bool>(settled.lock));
-    auto application = std::make_unique<larkmoor::Application>(bundle, std::move(settled.lock));
+    auto application =
+        std::make_unique<larkmoor::Application>(bundle, std::move(settled.lock), !settled.refusal.empty());
     const int status = application->run();
     const bool isWantedAgain = application->isWantedAgain(), isSuperseded = application->isSuperseded();
     application.reset();

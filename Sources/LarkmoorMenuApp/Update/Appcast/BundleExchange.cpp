@@ -161,10 +161,7 @@ Done arrange(const UpdatePlaces& places, const std::string& from, const std::str
                                                      .untried = std::nullopt});
 }
 
-bool isArranged(const UpdatePlaces& places) {
-    // A launch can take no record away from a volume that takes no changes any more: one after the other would try.
-    return isDue(places) && ::access(places.folder.c_str(), W_OK) == 0 && Folders::lock(places.folder);
-}
+bool isArranged(const UpdatePlaces& places) { return isDue(places) && Folders::lock(places.folder); }
 
 bool isInPlace(const UpdatePlaces& places) {
     const auto standing = record(places);
@@ -261,7 +258,7 @@ Settlement settle(const UpdatePlaces& places, const Proof& prove) {
         const bool isStaged = !standing->isGivenBack && buildOf(places.staged()) == standing->to;
         if (isStaged) return exchangeAsArranged(places, prove);
         removeRecord(places);
-        return {};
+        return {.refusal = places.staged() + ": not the update that was arranged"};
     }
     // Somebody else has put another bundle there; or no record.
     removeRecord(places);
