@@ -224,6 +224,8 @@ Task<MigrationDance::Verdict> MigrationDance::putBack(VouchedBackup backup, Migr
     if (!red.retriable) co_await settings_.running.noteFoundBad(settings_.store);
     const RestoreOutcome outcome = co_await settings_.running.restore(settings_.store, backup);
     if (const auto* refused = outcome.as<RestoreOutcome::Refused>()) {
+        // The daemon stays down, whatever becomes of the backup.
+        if (red.retriable) co_await settings_.running.noteFoundBad(settings_.store);
         co_return forGood(restoreFailed(red.because, refused->why, backup), backup.path, true);
     }
     co_await settings_.running.lowerLatch(settings_.store);

@@ -45,7 +45,7 @@ class MigrationDanceRunning {
     virtual Task<bool> startDaemon() = 0;
     /// Removes the latch, and our own mark; a failure is not reported.
     virtual Task<void> lowerLatch(std::string store) = 0;
-    /// So that whoever comes after a kill knows it, too. A failure is not reported.
+    /// That the store must not be worked on: so that whoever comes later knows it, too. A failure is not reported.
     virtual Task<void> noteFoundBad(std::string store) = 0;
     virtual Task<RestoreOutcome> restore(std::string store, VouchedBackup backup) = 0;
     virtual Task<bool> exists(std::string path) = 0;

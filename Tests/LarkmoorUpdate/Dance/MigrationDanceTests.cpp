@@ -190,6 +190,8 @@ const std::vector<WayOut> waysOut{
      "key 1 plan key 2 stop apply floor bad restore lower start", "/store/backup"},
     {"restore refused", [](World& w) { w.judged = 1, w.restored = RestoreOutcome::Refused{"no"}; }, End::forGood,
      leftDown, "key 1 plan key 2 stop apply floor bad restore", "/store/backup"},
+    {"restore refused, unjudged", [](World& w) { w.judged = 137, w.restored = RestoreOutcome::Refused{"no"}; },
+     End::forGood, leftDown, "key 1 plan key 2 stop apply floor restore bad", "/store/backup"},
     {"green, slow daemon", [](World& w) { w.starts = false; }, End::green, "", whole},
     {"green", [](World&) {}, End::green, "", whole},
 };
