@@ -24,7 +24,7 @@ class HostAgent {
 
     struct Seams {
         LaunchAgents& launchctl;  ///< outlives this
-        /// Removes the service manager's unit of that name, as a list that is not loaded may leave one.
+        /// Removes the service manager's unit of that agent, as a list that is not loaded may leave one.
         std::function<Task<void>(std::string label)> removeUnit;
         std::string home, support;
         uid_t user = 0;
